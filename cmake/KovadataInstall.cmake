@@ -1,0 +1,19 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS kovadata EXPORT kovadataTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/kovadata DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT kovadataTargets NAMESPACE kovadata:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kovadata)
+
+configure_package_config_file(cmake/kovadata-config.cmake.in kovadata-config.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kovadata)
+write_basic_package_version_file(kovadata-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/kovadata-config.cmake" "${PROJECT_BINARY_DIR}/kovadata-config-version.cmake"
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kovadata)
+
+configure_file(cmake/kovadata.pc.in kovadata.pc @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/kovadata.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+if(KOVADATA_BUILD_TOOLS)
+  install(TARGETS kova kova-simulate RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()

@@ -1,0 +1,33 @@
+# Compile flags of this project's own targets; nothing here reaches the users of the installed library.
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "" FORCE)
+endif()
+
+add_library(kovadata_options INTERFACE)
+target_compile_features(kovadata_options INTERFACE cxx_std_20 c_std_99)
+target_compile_options(kovadata_options INTERFACE
+  # Fused multiply-add would change the rounding of results from machine to machine.
+  -ffp-contract=off
+  -fstack-protector-strong
+  -fno-omit-frame-pointer
+  # Recorded source paths are relative to the project.
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wnull-dereference -Wdouble-promotion
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual>
+  $<$<BOOL:${KOVADATA_WARNINGS_AS_ERRORS}>:-Werror>
+  $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+if(KOVADATA_SANITIZE)
+  target_compile_options(kovadata_options INTERFACE -fsanitize=${KOVADATA_SANITIZE} -fno-sanitize-recover=all)
+  target_link_options(kovadata_options INTERFACE -fsanitize=${KOVADATA_SANITIZE})
+  target_compile_definitions(kovadata_options INTERFACE _GLIBCXX_ASSERTIONS)
+endif()
+if(KOVADATA_COVERAGE)
+  target_compile_options(kovadata_options INTERFACE --coverage)
+  target_link_options(kovadata_options INTERFACE --coverage)
+endif()

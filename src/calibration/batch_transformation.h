@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+#include "calibration/failure_mask.h"
+
+namespace lumo::calibration {
+
+// Applies a conversion to every element of an array: one after the other up to 99 elements or when the caller is in a
+// parallel region already, else in a parallel loop of contiguous pieces over the worker threads. The forms give the
+// same bits.
+//
+// `Kernel` is called as `Out kernel(In, FailureMask&)` and must not throw. It is copied per piece, so that the
+// compiler keeps its constants in registers. Input and output may be the same array.
+class BatchTransformation {
+public:
+    static constexpr std::size_t kFirstParallelSize = 100;
+
+    // A failed conversion raises the element's own message, or, in a parallel loop, std::runtime_error. The output is
+    // complete but for the failed elements, which are unspecified.
+    template <class In, class Out, class Kernel>
+    static void transform(std::span<const In> in, std::span<Out> out, const Kernel& kernel) {
+        const Job<In, Out, Kernel> job{in.data(), out.data(), kernel};
+        run(in.size(), &Job<In, Out, Kernel>::convert, &job);
+    }
+
+private:
+    template <class In, class Out, class Kernel>
+    struct Job {
+        const In* in;
+        Out* out;
+        const Kernel& kernel;
+
+        static FailureMask convert(const void* job, std::size_t begin, std::size_t end) noexcept {
+            const auto& self = *static_cast<const Job*>(job);
+            return self.convertRange(self.in + begin, self.out + begin, end - begin, self.kernel);
+        }
+
+        static FailureMask convertRange(const In* source, Out* target, std::size_t count, Kernel convertOne) {
+            FailureMask failed = 0;
+#pragma omp simd reduction(| : failed)
+            for (std::size_t i = 0; i < count; ++i) {
+                FailureMask elementFailed = 0;
+                target[i] = convertOne(source[i], elementFailed);
+                failed |= elementFailed;
+            }
+            return failed;
+        }
+    };
+
+    using RangeFunction = FailureMask (*)(const void* job, std::size_t begin, std::size_t end) noexcept;
+
+    static void run(std::size_t count, RangeFunction convert, const void* job);
+};
+
+}  // namespace lumo::calibration

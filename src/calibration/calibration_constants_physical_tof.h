@@ -1,0 +1,23 @@
+#pragma once
+
+#include "calibration/calibration_constants.h"
+
+namespace lumo::calibration {
+
+class CalibrationConstantsPhysicalTOF final : public ICalibrationConstantsPhysicalLinear {
+public:
+    CalibrationConstantsPhysicalTOF(double timeDelay, double timeBase) : timeDelay(timeDelay), timeBase(timeBase) {}
+
+    double GetTimeDelay() const override { return timeDelay; }
+    double GetTimeBase() const override { return timeBase; }
+    double GetA0() const override { return timeDelay; }
+    double GetA1() const override { return timeBase; }
+    bool Equals(const ICalibrationConstantsPhysical& other) const override;
+    std::string ToString() const override;
+
+private:
+    double timeDelay;
+    double timeBase;
+};
+
+}  // namespace lumo::calibration

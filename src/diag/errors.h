@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace lumo::io::calibration {
+
+// Data of the analysis contradict themselves or the format.
+class CorruptDataError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace lumo::io::calibration
+
+namespace lumo::io::kova {
+
+class CorruptFrameDataError : public calibration::CorruptDataError {
+public:
+    CorruptFrameDataError(std::int64_t frameId, const std::string& text);
+};
+
+class CorruptScanDataError : public calibration::CorruptDataError {
+public:
+    CorruptScanDataError(std::int64_t frameId, std::uint32_t scan, const std::string& text);
+};
+
+}  // namespace lumo::io::kova

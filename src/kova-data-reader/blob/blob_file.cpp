@@ -1,0 +1,96 @@
+#include "kova-data-reader/blob/blob_file.h"
+
+#include <cerrno>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "diag/throw.h"
+
+namespace lumo::io::kova {
+
+namespace {
+
+constexpr std::streamoff kFailed = -1;
+
+}  // namespace
+
+BlobFileBuffer::~BlobFileBuffer() {
+    if (descriptor >= 0) {
+        close(descriptor);
+    }
+}
+
+bool BlobFileBuffer::open(const std::filesystem::path& path) {
+    // O_NONBLOCK: opening a named pipe would wait for its writer. It has no effect on regular files.
+    descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    struct stat status {};
+    return descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+BlobFileBuffer::off_type BlobFileBuffer::fileSize() const {
+    struct stat status {};
+    return fstat(descriptor, &status) == 0 ? status.st_size : 0;
+}
+
+std::streamsize BlobFileBuffer::xsgetn(char* destination, std::streamsize count) {
+    std::streamsize done = 0;
+    while (done < count) {
+        const ssize_t got = pread(descriptor, destination + done, static_cast<std::size_t>(count - done), position);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            break;
+        }
+        done += got;
+        position += got;
+    }
+    return done;
+}
+
+BlobFileBuffer::int_type BlobFileBuffer::underflow() {
+    const int_type character = uflow();
+    if (!traits_type::eq_int_type(character, traits_type::eof())) {
+        --position;
+    }
+    return character;
+}
+
+BlobFileBuffer::int_type BlobFileBuffer::uflow() {
+    char character = 0;
+    return xsgetn(&character, 1) == 1 ? traits_type::to_int_type(character) : traits_type::eof();
+}
+
+std::streamsize BlobFileBuffer::showmanyc() {
+    const off_type size = fileSize();
+    return position < size ? size - position : kFailed;
+}
+
+BlobFileBuffer::pos_type BlobFileBuffer::seekoff(off_type offset, std::ios_base::seekdir direction,
+                                                 std::ios_base::openmode which) {
+    const off_type base = direction == std::ios_base::beg ? 0 : direction == std::ios_base::cur ? position : fileSize();
+    off_type target = 0;
+    if (__builtin_add_overflow(base, offset, &target)) {
+        return kFailed;
+    }
+    return seekpos(target, which);
+}
+
+BlobFileBuffer::pos_type BlobFileBuffer::seekpos(pos_type target, std::ios_base::openmode which) {
+    if (off_type(target) < 0 || (which & std::ios_base::in) == 0) {
+        return kFailed;
+    }
+    position = off_type(target);
+    return position;
+}
+
+BlobFile::BlobFile(const std::filesystem::path& path) : input(&buffer) {
+    if (!buffer.open(path)) {
+        LUMO_THROW(std::runtime_error("Can't open file: " + path.string() + " for reading."));
+    }
+}
+
+}  // namespace lumo::io::kova

@@ -1,0 +1,24 @@
+#include "kova-data-reader/blob/block_header.h"
+
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "kova-data-reader/blob/little_endian.h"
+#include "kova-data-reader/blob/stream_reading.h"
+
+namespace lumo::io::kova::binary {
+
+std::array<std::uint32_t, 2> readBlockHeader(std::istream& stream, std::int64_t position, std::int64_t frameId) {
+    if (!seekTo(stream, position)) {
+        LUMO_THROW(CorruptFrameDataError(frameId, seekFailureText("Can't seek to binary header.", stream)));
+    }
+    std::array<std::byte, kBlockHeaderSizeBytes> bytes;
+    if (!readExactly(stream, bytes.data(), bytes.size())) {
+        LUMO_THROW(CorruptFrameDataError(frameId, "Error reading binary header."));
+    }
+    if (!seekTo(stream, position + kBlockHeaderSizeBytes)) {
+        LUMO_THROW(CorruptFrameDataError(frameId, "Error seeking to frame data."));
+    }
+    return {loadU32(bytes.data()), loadU32(bytes.data() + 4)};
+}
+
+}  // namespace lumo::io::kova::binary

@@ -1,0 +1,45 @@
+#include "kova-data-reader/blob/byte_buffer.h"
+
+#include <algorithm>
+#include <new>
+
+#include <sys/mman.h>
+
+#include "diag/throw.h"
+
+namespace lumo::io::kova {
+
+namespace {
+
+constexpr std::size_t kPageSize = 4096;
+
+std::size_t roundedToPages(std::size_t size) { return (size + kPageSize - 1) / kPageSize * kPageSize; }
+
+}  // namespace
+
+ByteBuffer::~ByteBuffer() {
+    if (bytes != nullptr) {
+        munmap(bytes, mapped);
+    }
+}
+
+void ByteBuffer::resize(std::size_t newSize) {
+    if (newSize > mapped) {
+        // Half as much again: untouched pages cost nothing, and frames that grow slowly do not map anew each time.
+        grow(roundedToPages(mapped == 0 ? newSize : std::max(newSize, mapped + mapped / 2)));
+    }
+    used = newSize;
+}
+
+void ByteBuffer::grow(std::size_t newCapacity) {
+    void* const memory = bytes == nullptr
+                             ? mmap(nullptr, newCapacity, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
+                             : mremap(bytes, mapped, newCapacity, MREMAP_MAYMOVE);
+    if (memory == MAP_FAILED) {
+        LUMO_THROW(std::bad_alloc());
+    }
+    bytes = static_cast<std::byte*>(memory);
+    mapped = newCapacity;
+}
+
+}  // namespace lumo::io::kova

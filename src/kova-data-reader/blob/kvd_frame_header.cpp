@@ -1,0 +1,63 @@
+#include "kova-data-reader/blob/kvd_frame_header.h"
+
+#include <array>
+#include <bit>
+#include <stdexcept>
+
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "kova-data-reader/blob/limits.h"
+#include "kova-data-reader/blob/little_endian.h"
+#include "kova-data-reader/blob/stream_reading.h"
+
+namespace lumo::io::kova {
+
+void KvdFrameHeader::initEmpty(std::int64_t newFrameId, std::int64_t position) {
+    frameId = newFrameId;
+    scanOffsets.clear();
+    blockPosition = position;
+}
+
+void KvdFrameHeader::initFromStream(std::int64_t newFrameId, std::int64_t position, std::istream& stream) {
+    blockPosition.reset();
+    frameId = newFrameId;
+    std::array<std::byte, 8> head;
+    if (!binary::readExactly(stream, head.data(), head.size())) {
+        LUMO_THROW(CorruptFrameDataError(frameId, "Error reading 8-byte binary header."));
+    }
+    firstWord = loadU32(head.data());
+    const std::uint32_t scans = loadU32(head.data() + 4);
+    if (scans > limits::kMaxScansPerFrame) {
+        LUMO_THROW(CorruptFrameDataError(frameId, "Maximum number of scans exceeded."));
+    }
+    scanOffsets.resize(std::size_t{scans} + 1);
+    auto* const bytes = reinterpret_cast<std::byte*>(scanOffsets.data());
+    if (!binary::readExactly(stream, bytes, scanOffsets.size() * sizeof(std::uint32_t))) {
+        LUMO_THROW(CorruptFrameDataError(frameId, "Error reading binary scan offsets."));
+    }
+    if constexpr (std::endian::native != std::endian::little) {
+        for (std::size_t i = 0; i < scanOffsets.size(); ++i) {
+            scanOffsets[i] = loadU32(bytes + 4 * i);
+        }
+    }
+    blockPosition = position;
+    LUMO_LOG(logger, Trace, "Frame " << frameId << ": " << scans << " scans.");
+}
+
+std::uint32_t KvdFrameHeader::numberOfScans() const {
+    return scanOffsets.empty() ? 0 : static_cast<std::uint32_t>(scanOffsets.size() - 1);
+}
+
+std::pair<std::uint64_t, std::uint32_t> KvdFrameHeader::getScanStartOffset(std::uint32_t scan) const {
+    if (scan >= numberOfScans()) {
+        LUMO_THROW(std::invalid_argument("Scan number out of range."));
+    }
+    const std::uint32_t start = scanOffsets[scan];
+    const std::uint32_t end = scanOffsets[scan + 1];
+    if (end < start) {
+        LUMO_THROW(CorruptScanDataError(frameId, scan, "Scan offsets run backwards."));
+    }
+    return {static_cast<std::uint64_t>(blockPosition.value_or(0)) + start, end - start};
+}
+
+}  // namespace lumo::io::kova

@@ -1,0 +1,85 @@
+#include "kova-data-reader/blob/kvd_frame_reader.h"
+
+#include <algorithm>
+#include <span>
+#include <stdexcept>
+#include <string>
+
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "kova-data-reader/blob/block_header.h"
+#include "kova-data-reader/blob/byte_shuffling.h"
+
+namespace lumo::io::kova {
+
+void KvdFrameReader::fill(std::istream& stream, std::int64_t newFrameId, std::int64_t position) {
+    frameId = newFrameId;
+    if (loadedPosition == position) {
+        return;
+    }
+    loadedPosition.reset();
+    scanStarts.clear();
+    scans = 0;
+    if (position >= 0) {
+        readBlock(stream, position);
+    }
+    loadedPosition = position;
+}
+
+void KvdFrameReader::readBlock(std::istream& stream, std::int64_t position) {
+    const auto [blockSize, scanCount] = binary::readBlockHeader(stream, position, frameId);
+    if (blockSize > limits::kMaxBlockSizeBytes) {
+        LUMO_THROW(CorruptFrameDataError(frameId, "Compressed scan size too large."));
+    }
+    if (blockSize < binary::kBlockHeaderSizeBytes) {
+        LUMO_THROW(CorruptFrameDataError(frameId, "Block size is smaller than the block header."));
+    }
+    scans = scanCount;
+    if (blockSize == binary::kBlockHeaderSizeBytes) {
+        decompressed.resize(0);
+        return;
+    }
+    binary::readAndDecompress(blockSize - binary::kBlockHeaderSizeBytes, frameId, stream, handler, compressed,
+                              decompressed);
+    buildScanStarts();
+}
+
+void KvdFrameReader::buildScanStarts() {
+    const std::span<const std::byte> buffer(decompressed.data(), decompressed.size());
+    const std::size_t words = buffer.size() / 4;
+    // The table cannot be completed when the frame has fewer words than scans, whatever the scan count claims.
+    const std::size_t entries = std::min<std::size_t>(scans, words);
+    if (entries < scans) {
+        LUMO_THROW(CorruptFrameDataError(frameId, "Found invalid number of scans for frame, expected [" +
+                                                      std::to_string(scans) + "] got [" + std::to_string(entries) +
+                                                      "]"));
+    }
+    scanStarts.resize(entries + 1);
+    decoding::decodeByteShuffling(buffer, 0, entries, scanStarts.data());
+    std::uint32_t sum = 0;  // wraps like the format's own sums
+    for (std::size_t i = 0; i < entries; ++i) {
+        sum += scanStarts[i];
+        scanStarts[i] = sum;
+    }
+    scanStarts[entries] = static_cast<std::uint32_t>(words);
+}
+
+const ByteBuffer& KvdFrameReader::get(std::uint32_t scan, std::uint32_t& start, std::uint32_t& end) const {
+    if (scan >= scans) {
+        LUMO_THROW(std::invalid_argument("Scan number [" + std::to_string(scan) + "] out of range."));
+    }
+    if (scanStarts.empty()) {
+        start = end = 0;
+        return decompressed;
+    }
+    const std::uint32_t first = scanStarts[scan];
+    const std::uint32_t last = scanStarts[scan + 1];
+    if (last < first || last > scanStarts.back()) {
+        LUMO_THROW(CorruptScanDataError(frameId, scan, "Scan data lie outside the data of the frame."));
+    }
+    start = first;
+    end = last;
+    return decompressed;
+}
+
+}  // namespace lumo::io::kova

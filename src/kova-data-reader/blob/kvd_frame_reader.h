@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <optional>
+#include <vector>
+
+#include "kova-data-reader/blob/byte_buffer.h"
+#include "kova-data-reader/blob/limits.h"
+#include "kova-data-reader/blob/zstd_decompression.h"
+
+namespace lumo::io::kova {
+
+// One decompressed frame at a time, for frames that are compressed as a whole: byte-shuffled words and the word range
+// of each scan. References handed out are valid until the next fill.
+class KvdFrameReader {
+public:
+    // Makes the frame at `position` the loaded one; nothing is read when it already is. A negative position is a frame
+    // without scans. Raises CorruptFrameDataError, and holds no frame then.
+    void fill(std::istream& stream, std::int64_t frameId, std::int64_t position);
+
+    // Word range [start, end) of a scan in the returned byte-shuffled buffer. Raises std::invalid_argument
+    // "Scan number [n] out of range." and, when the scan's bounds contradict the frame's size, CorruptScanDataError.
+    const ByteBuffer& get(std::uint32_t scan, std::uint32_t& start, std::uint32_t& end) const;
+
+    std::uint32_t numberOfScans() const { return scans; }
+
+    // True when no scan of the frame holds peaks because the frame was stored without any.
+    bool isWithoutPeaks() const { return scanStarts.empty(); }
+
+private:
+    void readBlock(std::istream& stream, std::int64_t position);
+    void buildScanStarts();
+
+    ByteBuffer compressed{limits::kCompressedBufferSizeBytes};
+    ByteBuffer decompressed{limits::kDecompressedFrameBufferSizeBytes};
+    std::vector<std::uint32_t> scanStarts;  // one more than scans, or empty
+    std::optional<std::int64_t> loadedPosition;
+    std::int64_t frameId = -1;
+    std::uint32_t scans = 0;
+    binary::ZStdDeompressionHandler handler;
+};
+
+}  // namespace lumo::io::kova

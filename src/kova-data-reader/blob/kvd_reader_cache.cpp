@@ -1,0 +1,117 @@
+#include "kova-data-reader/blob/kvd_reader_cache.h"
+
+#include <optional>
+#include <stdexcept>
+
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "kova-data-reader/blob/stream_reading.h"
+
+namespace lumo::io::kova {
+
+// What differs between filling for a range of scans and for a single scan.
+struct KvdReaderCache::FillRules {
+    std::int64_t frameId;
+    std::optional<std::uint32_t> scan;
+    std::uint64_t maxSize;
+    const char* tooLarge;
+    const char* seekFailed;
+    const char* readFailed;
+
+    [[noreturn]] void raise(const char* text) const {
+        if (scan) {
+            LUMO_THROW(CorruptScanDataError(frameId, *scan, text));
+        }
+        LUMO_THROW(CorruptFrameDataError(frameId, text));
+    }
+};
+
+bool KvdReaderCache::contains(std::int64_t blockPosition, std::uint32_t scan) const {
+    return blockPosition == cachedBlockPosition && scanBegin <= scan && scan < scanEnd;
+}
+
+std::pair<const std::byte*, std::uint32_t> KvdReaderCache::get(std::int64_t frameId, std::uint32_t scan) const {
+    const auto [position, length] = frameHeader.getScanStartOffset(scan);
+    if (length == 0) {
+        return {nullptr, 0};
+    }
+    const std::uint64_t cached = scanBegin < scanEnd ? buffer.size() : 0;
+    if (position < rangeStart || position - rangeStart > cached || length > cached - (position - rangeStart)) {
+        LUMO_THROW(CorruptScanDataError(frameId, scan, "Scan data lie outside the data of the scan range."));
+    }
+    return {buffer.data() + (position - rangeStart), length};
+}
+
+void KvdReaderCache::fillRange(std::istream& stream, std::int64_t frameId, std::int64_t blockPosition,
+                               std::uint32_t begin, std::uint32_t end) {
+    const FillRules rules{frameId,
+                          std::nullopt,
+                          limits::kMaxScanRangeSizeBytes,
+                          "Compressed scan-range size too large.",
+                          "Error seeking to scan-range data.",
+                          "Error reading scan-range data."};
+    fill(rules, stream, blockPosition, begin, end);
+}
+
+void KvdReaderCache::fillScan(std::istream& stream, std::int64_t frameId, std::int64_t blockPosition,
+                              std::uint32_t scan) {
+    const FillRules rules{frameId,
+                          scan,
+                          limits::kMaxScanSizeBytes,
+                          "Compressed scan size too large.",
+                          "Error seeking to scan data.",
+                          "Error reading scan data."};
+    fill(rules, stream, blockPosition, scan, scan + 1);
+}
+
+void KvdReaderCache::ensureFrameHeaderLoaded(std::istream& stream, std::int64_t frameId, std::int64_t blockPosition) {
+    constexpr std::int64_t kNoData = -1;
+    if (frameHeader.isLoadedFrom(blockPosition)) {
+        return;
+    }
+    if (blockPosition == kNoData) {
+        frameHeader.initEmpty(frameId, blockPosition);
+        return;
+    }
+    if (!binary::seekTo(stream, blockPosition)) {
+        LUMO_THROW(CorruptFrameDataError(frameId, binary::seekFailureText("Can't seek to binary header.", stream)));
+    }
+    frameHeader.initFromStream(frameId, blockPosition, stream);
+}
+
+void KvdReaderCache::fill(const FillRules& rules, std::istream& stream, std::int64_t blockPosition,
+                          std::uint32_t begin, std::uint32_t end) {
+    if (end < begin) {
+        LUMO_THROW(std::invalid_argument("scan_end must be >= scan_begin."));
+    }
+    scanEnd = scanBegin;
+    ensureFrameHeaderLoaded(stream, rules.frameId, blockPosition);
+    rangeStart = frameHeader.getScanStartOffset(begin).first;
+    if (begin == end) {
+        return;
+    }
+    const auto [lastPosition, lastLength] = frameHeader.getScanStartOffset(end - 1);
+    // A last scan that lies before the first wraps to a size far beyond the limit.
+    const std::uint64_t size = lastPosition + lastLength - rangeStart;
+    if (size == 0) {
+        return;
+    }
+    if (size > rules.maxSize) {
+        rules.raise(rules.tooLarge);
+    }
+    if (!binary::seekTo(stream, static_cast<std::int64_t>(rangeStart))) {
+        rules.raise(rules.seekFailed);
+    }
+    if (!binary::holdsAtLeast(stream, size)) {
+        rules.raise(rules.readFailed);
+    }
+    buffer.resize(size);
+    if (!binary::readExactly(stream, buffer.data(), size)) {
+        rules.raise(rules.readFailed);
+    }
+    cachedBlockPosition = blockPosition;
+    scanBegin = begin;
+    scanEnd = end;
+}
+
+}  // namespace lumo::io::kova

@@ -1,0 +1,33 @@
+#include "kova-data-reader/blob/stream_reading.h"
+
+#include <locale>
+#include <sstream>
+
+namespace lumo::io::kova::binary {
+
+bool seekTo(std::istream& stream, std::int64_t position) {
+    stream.clear();
+    stream.seekg(static_cast<std::streamoff>(position));
+    return stream.good();
+}
+
+bool readExactly(std::istream& stream, std::byte* destination, std::size_t size) {
+    stream.read(reinterpret_cast<char*>(destination), static_cast<std::streamsize>(size));
+    return static_cast<std::size_t>(stream.gcount()) == size;
+}
+
+bool holdsAtLeast(std::istream& stream, std::uint64_t size) {
+    const std::streamsize available = stream.rdbuf()->in_avail();
+    return size == 0 || (available > 0 && static_cast<std::uint64_t>(available) >= size);
+}
+
+std::string seekFailureText(const std::string& what, std::istream& stream) {
+    const std::streamoff position = stream.tellg();
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    text << what << " Current position: " << position << ". Error flags: good: " << stream.good() << ", eof "
+         << stream.eof() << ", fail " << stream.fail() << ", bad " << stream.bad();
+    return text.str();
+}
+
+}  // namespace lumo::io::kova::binary

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <unordered_map>
+
+#include "sqlite/cppsqlite3.h"
+
+namespace lumo::io::kova {
+
+// What reading a frame's data needs of its row in table "Frames".
+struct FrameInfo {
+    std::int64_t blobOffset = -1;  // bytes from the start of the blob file; negative: no data
+    double accumulationTime = 0.0;  // ms; 0 where the schema has none
+    double rampTime = 0.0;          // ms; 0 where the schema has none
+    std::int64_t numPeaks = -1;     // of a spectrum without mobility; -1: not stored
+};
+
+// Looks frames up through one statement, prepared once; a frame is read from the database once.
+class FrameInfoTable {
+public:
+    // Raises std::runtime_error on a schema version that it cannot read.
+    FrameInfoTable(CppSQLite3DB& db, bool withMobility, std::int32_t majorVersion);
+
+    // Raises CorruptFrameDataError. The reference is valid as long as this object.
+    const FrameInfo& getFrameInfo(std::int64_t frameId);
+
+private:
+    FrameInfo readFrameInfo(std::int64_t frameId);
+
+    bool isKvd;
+    std::int32_t schemaMajor;
+    CppSQLite3Statement statement;
+    std::unordered_map<std::int64_t, FrameInfo> cache;
+};
+
+}  // namespace lumo::io::kova

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <variant>
+
+#include "kova-data-reader/blob/blob_file.h"
+#include "kova-data-reader/blob/kvd_frame_reader.h"
+#include "kova-data-reader/blob/kvd_reader_cache.h"
+#include "kova-data-reader/compression_type.h"
+#include "kova-data-reader/database/frame_info.h"
+#include "logging/logger.h"
+#include "sqlite/cppsqlite3.h"
+
+namespace lumo::io::kova {
+
+// An open analysis of either format: its database connection, blob file and the one storage reader for its compression
+// type. Owned by one facade and used by one thread at a time. References and pointers into the storage reader are valid
+// until the next call.
+class KvdReaderImpl {
+public:
+    // Checks everything that can be checked without reading a frame.
+    KvdReaderImpl(const std::filesystem::path& directory, bool useRecalibratedState, bool withMobility);
+
+    const std::shared_ptr<CppSQLite3DB>& getSQLiteDb() const { return db; }
+    std::int32_t getSchemaVersionMajor() const { return schemaMajor; }
+    std::int32_t getSchemaVersionMinor() const { return schemaMinor; }
+
+    const FrameInfo& getFrameInfo(std::int64_t frameId);
+
+    std::pair<const std::byte*, std::uint32_t> getScanBlob(std::int64_t frameId, std::uint32_t scan);
+    const KvdFrameReader& loadFrame(std::int64_t frameId);
+    void hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBegin, std::uint32_t scanEnd);
+
+    bool usingStateFromCalibrationFile() const { return false; }
+
+private:
+    // What an analysis without mobility stores per frame.
+    struct SpectraContents {
+        bool lines;
+        bool lineWidths;
+        bool profiles;
+    };
+    using StorageReader = std::variant<std::monostate, KvdReaderCache, KvdFrameReader, SpectraContents>;
+
+    void openDatabase(const std::filesystem::path& file);
+    void createStorageReader();
+
+    logging::Logger logger = logging::Logger::getLogger("lumo.io.kova.KvdReaderImpl");
+    std::shared_ptr<CppSQLite3DB> db = std::make_shared<CppSQLite3DB>();
+    std::int32_t schemaMajor = 0;
+    std::int32_t schemaMinor = 0;
+    bool isKvd;
+    std::optional<BlobFile> blobFile;
+    std::optional<FrameInfoTable> frames;
+    StorageReader storage;
+};
+
+}  // namespace lumo::io::kova

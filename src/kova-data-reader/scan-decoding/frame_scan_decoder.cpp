@@ -1,0 +1,46 @@
+#include "kova-data-reader/scan-decoding/frame_scan_decoder.h"
+
+#include <algorithm>
+
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "kova-data-reader/blob/kvd_frame_reader.h"
+#include "kova-data-reader/kvd_reader.h"
+#include "kova-data-reader/scan-decoding/frame_scan_kernel.h"
+
+namespace lumo::io::kova {
+
+void FrameScanDecoder::prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) {
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;
+    frame = &reader.loadFrame(frameId);
+    // The range may claim billions of scans that the frame does not have.
+    const std::uint32_t existingEnd = std::min(end, frame->numberOfScans());
+    for (std::uint32_t scan = begin; scan < existingEnd && !frame->isWithoutPeaks(); ++scan) {
+        frame->get(scan, first, last);
+        if ((last - first) % 2 != 0) {
+            LUMO_THROW(CorruptScanDataError(frameId, scan, "number of decompressed entries not an even number."));
+        }
+    }
+    if (end > existingEnd) {
+        frame->get(std::max(begin, existingEnd), first, last);
+    }
+}
+
+bool FrameScanDecoder::isRangeWithoutPeaks() const { return frame->isWithoutPeaks(); }
+
+std::size_t FrameScanDecoder::peakBound(std::uint32_t scan) {
+    std::uint32_t start = 0;
+    std::uint32_t end = 0;
+    frame->get(scan, start, end);
+    return (end - start) / 2;
+}
+
+std::size_t FrameScanDecoder::decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) {
+    std::uint32_t start = 0;
+    std::uint32_t end = 0;
+    const ByteBuffer& shuffled = frame->get(scan, start, end);
+    return decodeFrameScan({shuffled.data(), shuffled.size()}, start, end, scale, reader.binLimit(), output);
+}
+
+}  // namespace lumo::io::kova

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "kova-data-reader/scan-decoding/scan_decoder.h"
+
+namespace lumo::io::kova {
+
+class KvdFrameReader;
+
+// Scans of frames that are compressed as a whole: peaks go from the shuffled buffer straight to their destination.
+class FrameScanDecoder : public ScanDecoder {
+public:
+    explicit FrameScanDecoder(KvdReader& source) : reader(source) {}
+
+    void prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) override;
+    bool isInfallibleOncePrepared() const override { return true; }
+    bool isRangeWithoutPeaks() const override;
+    std::size_t peakBound(std::uint32_t scan) override;
+    std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) override;
+
+private:
+    KvdReader& reader;
+    const KvdFrameReader* frame = nullptr;
+};
+
+}  // namespace lumo::io::kova

@@ -1,0 +1,33 @@
+#include "kova-data-reader/scan-decoding/normalization.h"
+
+#include <stdexcept>
+
+#include "diag/throw.h"
+#include "kova-data-reader/database/frame_info.h"
+
+namespace lumo::io::kova {
+
+namespace {
+
+IntensityScale perAccumulationTime(double numerator, double accumulationTime) {
+    return IntensityScale(accumulationTime == 0.0 ? 1.0 : numerator / accumulationTime);
+}
+
+}  // namespace
+
+IntensityScale makeIntensityScale(NormalizationType type, const std::function<const FrameInfo&()>& getFrameInfo) {
+    switch (type) {
+        case NormalizationType::None:
+            return {};
+        case NormalizationType::DutyCycle: {
+            const FrameInfo& info = getFrameInfo();
+            return perAccumulationTime(info.rampTime, info.accumulationTime);
+        }
+        case NormalizationType::AccumulationTime100ms:
+            return perAccumulationTime(100.0, getFrameInfo().accumulationTime);
+        default:
+            LUMO_THROW(std::runtime_error("decodeScanRange() : Unknown NormalizationType"));
+    }
+}
+
+}  // namespace lumo::io::kova

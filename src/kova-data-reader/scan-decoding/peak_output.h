@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace lumo::io::kova {
+
+// Where the peaks of one scan go: an array of indices and one of intensities, each with room for every peak that the
+// scan can hold. Addresses need not be aligned. Without addresses peaks are only counted.
+struct PeakOutput {
+    std::byte* indices = nullptr;
+    std::byte* intensities = nullptr;
+
+    bool isCountOnly() const { return indices == nullptr; }
+
+    void store(std::size_t peak, std::uint32_t index, std::uint32_t intensity) const {
+        std::memcpy(indices + 4 * peak, &index, 4);
+        std::memcpy(intensities + 4 * peak, &intensity, 4);
+    }
+
+    // Stores `count` peaks from `peak` on.
+    void store(std::size_t peak, const std::uint32_t* index, const std::uint32_t* intensity, std::size_t count) const {
+        std::memcpy(indices + 4 * peak, index, 4 * count);
+        std::memcpy(intensities + 4 * peak, intensity, 4 * count);
+    }
+};
+
+}  // namespace lumo::io::kova

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "kova-data-reader/scan-decoding/normalization.h"
+#include "kova-data-reader/scan-decoding/peak_output.h"
+
+namespace lumo::io::kova {
+
+class KvdReader;
+
+// Turns stored scans into peaks, one scan of a prepared range after the other. One implementation per storage scheme.
+// Use: prepare(range), then for each scan of it in order peakBound(scan) and decode(scan).
+class ScanDecoder {
+public:
+    virtual ~ScanDecoder() = default;
+
+    // Loads what the scans [begin, end) need and raises what is wrong with their bounds.
+    virtual void prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) = 0;
+
+    // True when no call below can fail for a scan of the prepared range, because nothing is left to be decompressed.
+    virtual bool isInfallibleOncePrepared() const = 0;
+
+    // True when the prepared range is known to hold no peaks, without a look at each of its scans.
+    virtual bool isRangeWithoutPeaks() const = 0;
+
+    // The number of peaks of a scan before the bin limit is applied, and so the room that decode() needs.
+    virtual std::size_t peakBound(std::uint32_t scan) = 0;
+
+    // Stores the peaks of the scan that peakBound() was last called for and returns how many they are.
+    virtual std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) = 0;
+};
+
+// The decoder for the reader's storage scheme. The reader must outlive it.
+std::unique_ptr<ScanDecoder> makeScanDecoder(KvdReader& reader);
+
+}  // namespace lumo::io::kova

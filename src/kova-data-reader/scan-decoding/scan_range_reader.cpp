@@ -1,0 +1,136 @@
+#include "kova-data-reader/scan-decoding/scan_range_reader.h"
+
+#include <cstring>
+#include <stdexcept>
+
+#include "diag/throw.h"
+#include "kova-data-reader/blob/limits.h"
+#include "kova-data-reader/kvd_reader.h"
+
+namespace lumo::io::kova {
+
+namespace {
+
+constexpr std::uint64_t kWordSize = sizeof(std::uint32_t);
+
+void checkResultSize(std::uint64_t values) {
+    if (values > limits::kMaxResultValues) {
+        LUMO_THROW(std::runtime_error("Maximum decompressed frame size exceeded."));
+    }
+}
+
+// Decodes one scan to `target`, which has room for `bound` peaks, and returns the number of peaks. Intensities follow
+// the indices, so they move up when peaks were dropped.
+std::size_t decodeScan(ScanDecoder& decoder, std::uint32_t scan, const IntensityScale& scale, std::size_t bound,
+                       std::byte* target) {
+    std::byte* const intensities = target + kWordSize * bound;
+    const std::size_t peaks = decoder.decode(scan, scale, {target, intensities});
+    if (peaks < bound) {
+        std::memmove(target + kWordSize * peaks, intensities, kWordSize * peaks);
+    }
+    return peaks;
+}
+
+void storeCount(std::byte* counts, std::uint64_t slot, std::size_t peaks) {
+    const auto count = static_cast<std::uint32_t>(peaks);
+    std::memcpy(counts + kWordSize * slot, &count, kWordSize);
+}
+
+}  // namespace
+
+std::uint64_t ScanRangeReader::read(std::int64_t frameId, std::uint32_t begin, std::uint32_t end,
+                                    NormalizationType type, std::span<std::byte> buffer) {
+    if (begin >= end) {
+        LUMO_THROW(std::invalid_argument("scan_end must be > scan_begin"));
+    }
+    const Range range{begin, end};
+    checkResultSize(range.scans());
+    if (type == NormalizationType::AnalysisDefault) {
+        type = reader.getDefaultNormalizationType();
+    }
+    const IntensityScale scale =
+        makeIntensityScale(type, [&]() -> const FrameInfo& { return reader.getFrameInfo(frameId); });
+    decoder->prepare(frameId, begin, end);
+    const std::uint64_t values = decoder->isInfallibleOncePrepared() ? readDirectly(range, scale, buffer)
+                                                                     : readStaged(range, scale, buffer);
+    return kWordSize * values;
+}
+
+std::uint64_t ScanRangeReader::boundValues(const Range& range) {
+    std::uint64_t values = range.scans();
+    for (std::uint32_t scan = range.begin; scan < range.end && !decoder->isRangeWithoutPeaks(); ++scan) {
+        values += 2 * decoder->peakBound(scan);
+    }
+    return values;
+}
+
+std::uint64_t ScanRangeReader::countValues(const Range& range) {
+    std::uint64_t values = range.scans();
+    for (std::uint32_t scan = range.begin; scan < range.end && !decoder->isRangeWithoutPeaks(); ++scan) {
+        values += 2 * decoder->decode(scan, {}, {});
+    }
+    return values;
+}
+
+// Peaks are decoded to where they end up, as nothing can fail any more. Only when the buffer might be too small they
+// have to be counted first.
+std::uint64_t ScanRangeReader::readDirectly(const Range& range, const IntensityScale& scale,
+                                            std::span<std::byte> buffer) {
+    const std::uint64_t bound = boundValues(range);
+    std::uint64_t values = bound;
+    if (kWordSize * bound > buffer.size() || bound > limits::kMaxResultValues) {
+        values = countValues(range);
+        checkResultSize(values);
+        if (kWordSize * values > buffer.size()) {
+            return values;
+        }
+    }
+    if (kWordSize * bound <= buffer.size()) {
+        return decodeInto(range, scale, buffer.data());
+    }
+    staged.resize(kWordSize * bound);
+    decodeInto(range, scale, staged.data());
+    std::memcpy(buffer.data(), staged.data(), kWordSize * values);
+    return values;
+}
+
+std::uint64_t ScanRangeReader::decodeInto(const Range& range, const IntensityScale& scale, std::byte* destination) {
+    std::byte* target = destination + kWordSize * range.scans();
+    if (decoder->isRangeWithoutPeaks()) {
+        std::memset(destination, 0, kWordSize * range.scans());
+        return range.scans();
+    }
+    for (std::uint32_t scan = range.begin; scan < range.end; ++scan) {
+        const std::size_t peaks = decodeScan(*decoder, scan, scale, decoder->peakBound(scan), target);
+        storeCount(destination, scan - range.begin, peaks);
+        target += 2 * kWordSize * peaks;
+    }
+    return static_cast<std::uint64_t>(target - destination) / kWordSize;
+}
+
+// A later scan can still turn out to be corrupt, so the result is built aside. Once it has outgrown the caller's
+// buffer, the rest is only counted.
+std::uint64_t ScanRangeReader::readStaged(const Range& range, const IntensityScale& scale,
+                                          std::span<std::byte> buffer) {
+    std::uint64_t values = range.scans();
+    staged.resize(kWordSize * values <= buffer.size() ? kWordSize * values : 0);
+    for (std::uint32_t scan = range.begin; scan < range.end; ++scan) {
+        const std::size_t bound = decoder->peakBound(scan);
+        std::size_t peaks = 0;
+        if (kWordSize * values <= buffer.size()) {
+            staged.resize(kWordSize * (values + 2 * bound));
+            peaks = decodeScan(*decoder, scan, scale, bound, staged.data() + kWordSize * values);
+            storeCount(staged.data(), scan - range.begin, peaks);
+        } else {
+            peaks = decoder->decode(scan, scale, {});
+        }
+        values += 2 * peaks;
+        checkResultSize(values);
+    }
+    if (kWordSize * values <= buffer.size()) {
+        std::memcpy(buffer.data(), staged.data(), kWordSize * values);
+    }
+    return values;
+}
+
+}  // namespace lumo::io::kova

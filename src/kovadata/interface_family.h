@@ -1,0 +1,14 @@
+#pragma once
+
+namespace lumo::io {
+
+// The two families of exported functions differ in the logger they write to and in the slot of their last error.
+struct KovaInterface {
+    static constexpr const char* loggerName = "lumo.io.kovadata_dll";
+};
+
+struct KvsInterface {
+    static constexpr const char* loggerName = "lumo.io.kvsdata_dll";
+};
+
+}  // namespace lumo::io

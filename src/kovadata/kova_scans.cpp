@@ -1,0 +1,28 @@
+#include "kovadata/guarded.h"
+#include "kovadata/instance.h"
+#include "kovadata/interface_family.h"
+#include "kovadata/kova.h"
+
+namespace {
+
+using lumo::io::kova::NormalizationType;
+
+uint32_t readScans(uint64_t handle, int64_t frameId, uint32_t scanBegin, uint32_t scanEnd, void* buffer,
+                   uint32_t length, NormalizationType type) {
+    return lumo::io::guarded<lumo::io::KovaInterface>(uint32_t{0}, [&] {
+        return lumo::io::Instance::fromHandle(handle).readScans(
+            frameId, scanBegin, scanEnd, {static_cast<std::byte*>(buffer), length}, type);
+    });
+}
+
+}  // namespace
+
+uint32_t kova_read_scans_v2(uint64_t handle, int64_t frame_id, uint32_t scan_begin, uint32_t scan_end, void* buf,
+                            uint32_t length) {
+    return readScans(handle, frame_id, scan_begin, scan_end, buf, length, NormalizationType::AnalysisDefault);
+}
+
+uint32_t kova_read_scans_internal(uint64_t handle, int64_t frame_id, uint32_t scan_begin, uint32_t scan_end, void* buf,
+                                  uint32_t length) {
+    return readScans(handle, frame_id, scan_begin, scan_end, buf, length, NormalizationType::None);
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <spdlog/common.h>
+
+#include "logging/level.h"
+
+namespace lumo::logging {
+
+// What decides where messages go: sinks, and levels by dotted name prefix. The longest matching prefix counts; the
+// empty prefix is the root.
+struct Configuration {
+    std::map<std::string, Level, std::less<>> levels;
+    std::vector<spdlog::sink_ptr> sinks;
+};
+
+// Applies to every logger, existing or still to come. An empty configuration switches logging off.
+void configure(Configuration configuration);
+
+}  // namespace lumo::logging

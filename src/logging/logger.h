@@ -1,0 +1,42 @@
+#pragma once
+
+#include <memory>
+#include <sstream>
+#include <string>
+#include <string_view>
+
+#include "logging/level.h"
+
+namespace lumo::logging {
+
+class LoggerImpl;
+
+// A named logger: a shared reference to one implementation per name. Copies are cheap. All members may be called from
+// any thread. Without a configuration every logger is off, and a disabled message costs one load and a branch.
+class Logger {
+public:
+    // Names are dotted ("lumo.io.kovadata_dll"); a name's configuration covers the names below it.
+    static Logger getLogger(std::string_view name);
+
+    bool isEnabled(Level level) const noexcept;
+
+    // Writes a finished message; callers use the macros below, which format only when the level is enabled.
+    void write(Level level, const std::string& message) const noexcept;
+
+private:
+    explicit Logger(std::shared_ptr<LoggerImpl> shared) : impl(std::move(shared)) {}
+
+    std::shared_ptr<LoggerImpl> impl;
+};
+
+}  // namespace lumo::logging
+
+// LUMO_LOG(logger, Debug, "text " << value): the stream expression is evaluated only when the level is enabled.
+#define LUMO_LOG(logger, level, expression)                                    \
+    do {                                                                       \
+        if ((logger).isEnabled(::lumo::logging::Level::level)) {               \
+            std::ostringstream lumoLogStream;                                  \
+            lumoLogStream << expression;                                       \
+            (logger).write(::lumo::logging::Level::level, lumoLogStream.str()); \
+        }                                                                      \
+    } while (false)

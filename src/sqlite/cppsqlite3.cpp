@@ -1,0 +1,191 @@
+#include "sqlite/cppsqlite3.h"
+
+#include <climits>
+#include <utility>
+
+#include <sqlite3.h>
+
+#include "diag/throw.h"
+
+namespace {
+
+[[noreturn]] void raise(sqlite3* db, int code) {
+    const char* const message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code);
+    LUMO_THROW(CppSQLite3Exception(code, message != nullptr ? message : "out of memory"));
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------------------- query
+
+CppSQLite3Query::CppSQLite3Query(sqlite3* connection, sqlite3_stmt* compiled, bool ownsCompiled)
+    : db(connection), statement(compiled), ownsStatement(ownsCompiled), atEnd(false) {
+    try {
+        nextRow();
+    } catch (...) {
+        release();
+        throw;
+    }
+}
+
+CppSQLite3Query::CppSQLite3Query(CppSQLite3Query&& other) noexcept
+    : db(std::exchange(other.db, nullptr)),
+      statement(std::exchange(other.statement, nullptr)),
+      ownsStatement(other.ownsStatement),
+      atEnd(std::exchange(other.atEnd, true)) {}
+
+CppSQLite3Query& CppSQLite3Query::operator=(CppSQLite3Query&& other) noexcept {
+    if (this != &other) {
+        release();
+        db = std::exchange(other.db, nullptr);
+        statement = std::exchange(other.statement, nullptr);
+        ownsStatement = other.ownsStatement;
+        atEnd = std::exchange(other.atEnd, true);
+    }
+    return *this;
+}
+
+CppSQLite3Query::~CppSQLite3Query() { release(); }
+
+void CppSQLite3Query::release() noexcept {
+    if (statement != nullptr) {
+        ownsStatement ? sqlite3_finalize(statement) : sqlite3_reset(statement);
+        statement = nullptr;
+    }
+    atEnd = true;
+}
+
+void CppSQLite3Query::nextRow() {
+    if (atEnd) {
+        return;
+    }
+    const int code = sqlite3_step(statement);
+    if (code == SQLITE_DONE) {
+        atEnd = true;
+    } else if (code != SQLITE_ROW) {
+        atEnd = true;
+        raise(db, code);
+    }
+}
+
+int CppSQLite3Query::numFields() const { return statement != nullptr ? sqlite3_column_count(statement) : 0; }
+
+CppSQLite3FieldType CppSQLite3Query::fieldType(int field) const {
+    if (atEnd || field < 0 || field >= numFields()) {
+        return CppSQLite3FieldType::Null;
+    }
+    switch (sqlite3_column_type(statement, field)) {
+        case SQLITE_INTEGER:
+            return CppSQLite3FieldType::Integer;
+        case SQLITE_FLOAT:
+            return CppSQLite3FieldType::Real;
+        case SQLITE_TEXT:
+            return CppSQLite3FieldType::Text;
+        case SQLITE_BLOB:
+            return CppSQLite3FieldType::Blob;
+        default:
+            return CppSQLite3FieldType::Null;
+    }
+}
+
+std::int64_t CppSQLite3Query::getInt64Field(int field, std::int64_t nullValue) const {
+    return fieldIsNull(field) ? nullValue : sqlite3_column_int64(statement, field);
+}
+
+int CppSQLite3Query::getIntField(int field, int nullValue) const {
+    return fieldIsNull(field) ? nullValue : sqlite3_column_int(statement, field);
+}
+
+double CppSQLite3Query::getFloatField(int field, double nullValue) const {
+    return fieldIsNull(field) ? nullValue : sqlite3_column_double(statement, field);
+}
+
+std::string CppSQLite3Query::getStringField(int field, const std::string& nullValue) const {
+    if (fieldIsNull(field)) {
+        return nullValue;
+    }
+    const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(statement, field));
+    if (text == nullptr) {
+        raise(db, SQLITE_NOMEM);
+    }
+    return {text, static_cast<std::size_t>(sqlite3_column_bytes(statement, field))};
+}
+
+std::vector<std::byte> CppSQLite3Query::getBlobField(int field) const {
+    if (fieldIsNull(field)) {
+        return {};
+    }
+    const auto* const bytes = static_cast<const std::byte*>(sqlite3_column_blob(statement, field));
+    const int count = sqlite3_column_bytes(statement, field);
+    return bytes == nullptr ? std::vector<std::byte>() : std::vector<std::byte>(bytes, bytes + count);
+}
+
+// ------------------------------------------------------------------------------------------------------ statement
+
+CppSQLite3Statement::CppSQLite3Statement(CppSQLite3Statement&& other) noexcept
+    : db(std::exchange(other.db, nullptr)), statement(std::exchange(other.statement, nullptr)) {}
+
+CppSQLite3Statement& CppSQLite3Statement::operator=(CppSQLite3Statement&& other) noexcept {
+    std::swap(db, other.db);
+    std::swap(statement, other.statement);
+    return *this;
+}
+
+CppSQLite3Statement::~CppSQLite3Statement() { sqlite3_finalize(statement); }
+
+void CppSQLite3Statement::bind(int parameter, std::int64_t value) {
+    if (const int code = sqlite3_bind_int64(statement, parameter, value); code != SQLITE_OK) {
+        raise(db, code);
+    }
+}
+
+void CppSQLite3Statement::bind(int parameter, const std::string& value) {
+    const int code = sqlite3_bind_text64(statement, parameter, value.data(), value.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    if (code != SQLITE_OK) {
+        raise(db, code);
+    }
+}
+
+CppSQLite3Query CppSQLite3Statement::execQuery() { return {db, statement, false}; }
+
+// ----------------------------------------------------------------------------------------------------- connection
+
+CppSQLite3DB::~CppSQLite3DB() { close(); }
+
+void CppSQLite3DB::open(const std::filesystem::path& file) {
+    close();
+    const int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
+    if (const int code = sqlite3_open_v2(file.c_str(), &db, flags, nullptr); code != SQLITE_OK) {
+        const std::string message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code);
+        close();
+        LUMO_THROW(CppSQLite3Exception(code, message));
+    }
+    // The file may come from anywhere: nothing in its schema may run functions with side effects.
+    sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(db, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+}
+
+void CppSQLite3DB::close() noexcept {
+    sqlite3_close_v2(db);
+    db = nullptr;
+}
+
+sqlite3_stmt* CppSQLite3DB::prepare(const std::string& sql) {
+    sqlite3_stmt* statement = nullptr;
+    const int size = sql.size() < INT_MAX ? static_cast<int>(sql.size()) : -1;
+    if (const int code = sqlite3_prepare_v2(db, sql.c_str(), size, &statement, nullptr); code != SQLITE_OK) {
+        raise(db, code);
+    }
+    return statement;
+}
+
+void CppSQLite3DB::execDML(const std::string& sql) {
+    CppSQLite3Query query = execQuery(sql);
+    while (!query.eof()) {
+        query.nextRow();
+    }
+}
+
+CppSQLite3Query CppSQLite3DB::execQuery(const std::string& sql) { return {db, prepare(sql), true}; }
+
+CppSQLite3Statement CppSQLite3DB::compileStatement(const std::string& sql) { return {db, prepare(sql)}; }

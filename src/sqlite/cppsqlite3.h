@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+// Carries SQLite's own message as what().
+class CppSQLite3Exception : public std::runtime_error {
+public:
+    CppSQLite3Exception(int errorCode, const std::string& message) : std::runtime_error(message), code(errorCode) {}
+
+    int errorCode() const { return code; }
+
+private:
+    int code;
+};
+
+enum class CppSQLite3FieldType { Integer, Real, Text, Blob, Null };
+
+// Rows of one executed statement, standing on the first row. Move-only; finalises (or, when it was made by a
+// CppSQLite3Statement, resets) the statement in its destructor. Text and blob results are copies.
+// The connection must outlive it.
+class CppSQLite3Query {
+public:
+    CppSQLite3Query() = default;
+    CppSQLite3Query(sqlite3* connection, sqlite3_stmt* compiled, bool ownsCompiled);
+    CppSQLite3Query(CppSQLite3Query&& other) noexcept;
+    CppSQLite3Query& operator=(CppSQLite3Query&& other) noexcept;
+    ~CppSQLite3Query();
+
+    bool eof() const { return atEnd; }
+    void nextRow();
+
+    int numFields() const;
+    CppSQLite3FieldType fieldType(int field) const;
+    bool fieldIsNull(int field) const { return fieldType(field) == CppSQLite3FieldType::Null; }
+
+    // NULL, and a field beyond the last column, give the default; other types are converted as SQLite does.
+    std::int64_t getInt64Field(int field, std::int64_t nullValue = 0) const;
+    int getIntField(int field, int nullValue = 0) const;
+    double getFloatField(int field, double nullValue = 0.0) const;
+    std::string getStringField(int field, const std::string& nullValue = {}) const;
+    std::vector<std::byte> getBlobField(int field) const;
+
+private:
+    void release() noexcept;
+    bool isAbsent(int field) const;
+
+    sqlite3* db = nullptr;
+    sqlite3_stmt* statement = nullptr;
+    bool ownsStatement = false;
+    bool atEnd = true;
+};
+
+// A compiled statement with parameters, numbered from 1. Move-only.
+class CppSQLite3Statement {
+public:
+    CppSQLite3Statement() = default;
+    CppSQLite3Statement(sqlite3* connection, sqlite3_stmt* compiled) : db(connection), statement(compiled) {}
+    CppSQLite3Statement(CppSQLite3Statement&& other) noexcept;
+    CppSQLite3Statement& operator=(CppSQLite3Statement&& other) noexcept;
+    ~CppSQLite3Statement();
+
+    void bind(int parameter, std::int64_t value);
+    void bind(int parameter, const std::string& value);
+
+    // The query resets this statement when it is destroyed, also when a failure unwinds the stack.
+    CppSQLite3Query execQuery();
+
+    bool isPrepared() const { return statement != nullptr; }
+
+private:
+    sqlite3* db = nullptr;
+    sqlite3_stmt* statement = nullptr;
+};
+
+// A read-only connection: nothing is ever written. To be used by one thread at a time.
+class CppSQLite3DB {
+public:
+    CppSQLite3DB() = default;
+    CppSQLite3DB(const CppSQLite3DB&) = delete;
+    CppSQLite3DB& operator=(const CppSQLite3DB&) = delete;
+    ~CppSQLite3DB();
+
+    void open(const std::filesystem::path& file);
+    void close() noexcept;
+
+    // Runs a statement to its end and ignores rows.
+    void execDML(const std::string& sql);
+    CppSQLite3Query execQuery(const std::string& sql);
+    CppSQLite3Statement compileStatement(const std::string& sql);
+
+private:
+    sqlite3_stmt* prepare(const std::string& sql);
+
+    sqlite3* db = nullptr;
+};

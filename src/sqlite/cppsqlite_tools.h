@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+class CppSQLite3DB;
+
+// Single-value queries that accept nothing but exactly what was asked for. T is one of bool, std::int32_t,
+// std::uint32_t, std::int64_t and std::string. Values are converted from their text by strict lexical conversion: the
+// whole text must be the number; flags are exactly "0" or "1".
+namespace lumo::sqlite {
+
+// Failures, each std::runtime_error, all followed by the SQL text: "Query result unexpectedly NULL: ",
+// "Query result has wrong type: ", "Query resulted in more than one result: ". No row gives an empty optional.
+template <class T>
+std::optional<T> simpleCheckedOptionalQuery(CppSQLite3DB& db, const std::string& sql);
+
+// As above, but no row fails with "Query result unexpectedly empty: ".
+template <class T>
+T simpleCheckedQuery(CppSQLite3DB& db, const std::string& sql);
+
+// Value of one key of table "GlobalMetadata", for use before any reader object exists. T is bool, std::int32_t or
+// std::uint32_t.
+template <class T>
+T getProperty(CppSQLite3DB& db, const std::string& key);
+
+// The query behind every look-up in "GlobalMetadata"; keys are constants of the program.
+std::string globalMetadatumQuery(const std::string& key);
+
+}  // namespace lumo::sqlite

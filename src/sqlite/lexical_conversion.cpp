@@ -1,0 +1,30 @@
+#include "sqlite/lexical_conversion.h"
+
+#include <boost/lexical_cast/try_lexical_convert.hpp>
+
+namespace lumo::sqlite {
+
+template <class T>
+std::optional<T> convertLexically(const std::string& text) {
+    T value{};
+    return boost::conversion::try_lexical_convert(text, value) ? std::optional<T>(value) : std::nullopt;
+}
+
+template <>
+std::optional<bool> convertLexically<bool>(const std::string& text) {
+    if (text == "0" || text == "1") {
+        return text == "1";
+    }
+    return std::nullopt;
+}
+
+template <>
+std::optional<std::string> convertLexically<std::string>(const std::string& text) {
+    return text;
+}
+
+template std::optional<std::int32_t> convertLexically<std::int32_t>(const std::string&);
+template std::optional<std::uint32_t> convertLexically<std::uint32_t>(const std::string&);
+template std::optional<std::int64_t> convertLexically<std::int64_t>(const std::string&);
+
+}  // namespace lumo::sqlite

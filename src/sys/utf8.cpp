@@ -1,0 +1,64 @@
+#include "sys/utf8.h"
+
+#include <array>
+#include <cstdint>
+
+namespace lumo::sys {
+
+namespace {
+
+struct LeadByte {
+    std::uint8_t mask;
+    std::uint8_t pattern;
+    std::size_t continuationBytes;
+    std::uint32_t smallest;  // anything below is an overlong form
+};
+
+constexpr std::array kLeadBytes = {
+    LeadByte{0x80, 0x00, 0, 0x0},
+    LeadByte{0xE0, 0xC0, 1, 0x80},
+    LeadByte{0xF0, 0xE0, 2, 0x800},
+    LeadByte{0xF8, 0xF0, 3, 0x10000},
+};
+
+const LeadByte* classify(std::uint8_t byte) {
+    for (const LeadByte& lead : kLeadBytes) {
+        if ((byte & lead.mask) == lead.pattern) {
+            return &lead;
+        }
+    }
+    return nullptr;
+}
+
+bool isScalarValue(std::uint32_t value) { return value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF); }
+
+}  // namespace
+
+std::size_t findInvalidUtf8(std::string_view text) {
+    std::size_t i = 0;
+    while (i < text.size()) {
+        const auto first = static_cast<std::uint8_t>(text[i]);
+        const LeadByte* const lead = classify(first);
+        if (lead == nullptr) {
+            return i;
+        }
+        std::uint32_t value = first & static_cast<std::uint8_t>(~lead->mask);
+        for (std::size_t k = 1; k <= lead->continuationBytes; ++k) {
+            if (i + k >= text.size()) {
+                return text.size();
+            }
+            const auto next = static_cast<std::uint8_t>(text[i + k]);
+            if ((next & 0xC0) != 0x80) {
+                return i + k;
+            }
+            value = (value << 6) | (next & 0x3FU);
+        }
+        if (value < lead->smallest || !isScalarValue(value)) {
+            return i;
+        }
+        i += lead->continuationBytes + 1;
+    }
+    return std::string_view::npos;
+}
+
+}  // namespace lumo::sys
