@@ -11,9 +11,10 @@ write_basic_package_version_file(kovadata-config-version.cmake COMPATIBILITY Sam
 install(FILES "${PROJECT_BINARY_DIR}/kovadata-config.cmake" "${PROJECT_BINARY_DIR}/kovadata-config-version.cmake"
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kovadata)
 
+file(RELATIVE_PATH pc_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(cmake/kovadata.pc.in kovadata.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/kovadata.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 if(KOVADATA_BUILD_TOOLS)
-  install(TARGETS kova kova-simulate RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS kova RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "analysis-writer/frame.h"
+#include "kovadata/kova.h"
+
+namespace api {
+
+// What the last failing kova_* call of this thread left behind.
+std::string lastError();
+
+// One call of a scan-reading function and what came of it.
+struct ScanResult {
+    std::uint32_t bytesNeeded = 0;
+    std::vector<std::uint32_t> words;  // empty after a failure
+
+    // The result taken apart; every word must be accounted for.
+    analysis_writer::Frame peaks(std::uint32_t scans) const;
+};
+
+// An open analysis, used through the exported functions only.
+class Analysis {
+public:
+    explicit Analysis(const std::filesystem::path& directory, bool recalibrated = false)
+        : handle(kova_open(directory.c_str(), recalibrated ? 1 : 0)) {}
+    Analysis(const Analysis&) = delete;
+    Analysis& operator=(const Analysis&) = delete;
+    ~Analysis() { kova_close(handle); }
+
+    explicit operator bool() const { return handle != 0; }
+
+    // Asks for the size, reads into a buffer of exactly that size and checks both answers against each other.
+    ScanResult readRaw(std::int64_t frame, std::uint32_t begin, std::uint32_t end) const;
+    ScanResult readNormalised(std::int64_t frame, std::uint32_t begin, std::uint32_t end) const;
+
+    // "" when the scans can be read, else the error text.
+    std::string errorOf(std::int64_t frame, std::uint32_t begin, std::uint32_t end) const;
+
+    const std::uint64_t handle;
+};
+
+}  // namespace api

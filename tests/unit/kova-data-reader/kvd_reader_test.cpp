@@ -1,0 +1,96 @@
+#include "kova-data-reader/kvd_reader.h"
+
+#include <sstream>
+
+#include <gtest/gtest.h>
+#include <spdlog/sinks/ostream_sink.h>
+
+#include "fixtures/analysis_builder.h"
+#include "fixtures/temp_directory.h"
+#include "kova-data-reader/blob/byte_buffer.h"
+#include "kova-data-reader/scan-decoding/scan_range_reader.h"
+#include "logging/backend.h"
+
+namespace {
+
+using fixtures::AnalysisBuilder;
+using lumo::io::kova::KvdReader;
+using lumo::io::kova::NormalizationType;
+using lumo::io::kova::ScanRangeReader;
+
+std::string failureOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "none";
+}
+
+TEST(KvdReader, OperationsOfTheOtherCompressionFail) {
+    const fixtures::TempDirectory scans;
+    const fixtures::TempDirectory frames;
+    const KvdReader byScan(AnalysisBuilder().compression(1).frame({{{1, 1}}}).write(scans.path()));
+    const KvdReader byFrame(AnalysisBuilder().frame({{{1, 1}}}).write(frames.path()));
+    std::uint32_t start = 0;
+    std::uint32_t end = 0;
+    EXPECT_EQ(failureOf([&] { byFrame.getScanBlob(1, 0); }),
+              "Unexpected call to getScanBlob for analysis with frame compression");
+    EXPECT_EQ(failureOf([&] { byScan.getDecompressedScanData(1, 0, start, end); }),
+              "Unexpected call to getDecompressedScanData for analysis with scan compression");
+    for (const KvdReader* reader : {&byScan, &byFrame}) {
+        EXPECT_EQ(failureOf([&] { reader->hintWillReadScanRange(1, 2, 1); }), "scan_end must be >= scan_begin.");
+    }
+    EXPECT_EQ(failureOf([&] { byFrame.hintWillReadScanRange(99, 0, 7); }), "none");
+    byFrame.getDecompressedScanData(1, 0, start, end);
+    EXPECT_EQ(end - start, 2U);
+    EXPECT_GT(byScan.getScanBlob(1, 0).second, 0U);
+}
+
+TEST(KvdReader, DefaultNormalisationFollowsTheSchema) {
+    const std::pair<int, NormalizationType> cases[] = {{1, NormalizationType::None},
+                                                       {2, NormalizationType::DutyCycle},
+                                                       {3, NormalizationType::AccumulationTime100ms}};
+    for (const auto& [schema, expected] : cases) {
+        const fixtures::TempDirectory directory;
+        KvdReader reader(AnalysisBuilder().schema(schema).write(directory.path()));
+        const KvdReader moved = std::move(reader);
+        EXPECT_EQ(moved.getDefaultNormalizationType(), expected);
+        EXPECT_FALSE(moved.usingStateFromCalibrationFile());
+    }
+}
+
+TEST(ScanRangeReader, UnknownNormalisationFailsBeforeTheFrameIsLookedAt) {
+    const fixtures::TempDirectory directory;
+    KvdReader reader(AnalysisBuilder().write(directory.path()));
+    ScanRangeReader ranges(reader);
+    for (const std::uint32_t type : {3U, 5U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(failureOf([&] { ranges.read(99, 0, 1, static_cast<NormalizationType>(type), {}); }),
+                  "decodeScanRange() : Unknown NormalizationType");
+    }
+}
+
+TEST(BinLimit, FirstDroppedIndexOfAReaderIsLoggedOnce) {
+    for (const int compression : {1, 2}) {
+        std::ostringstream written;
+        auto sink = std::make_shared<spdlog::sinks::ostream_sink_mt>(written);
+        sink->set_pattern("%n: %v");
+        lumo::logging::configure({{{"lumo.io.kova.decodeUimfRle", lumo::logging::Level::Trace}}, {sink}});
+        const fixtures::TempDirectory directory;
+        KvdReader reader(AnalysisBuilder()
+                             .compression(compression)
+                             .digitizerSamples(10)
+                             .frame({{{1, 1}, {12, 1}, {13, 1}}, {{11, 1}}})
+                             .write(directory.path()));
+        ScanRangeReader ranges(reader);
+        std::vector<std::byte> buffer(64);
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(ranges.read(1, 0, 2, NormalizationType::None, buffer), 16U);
+        }
+        EXPECT_EQ(written.str(),
+                  "lumo.io.kova.decodeUimfRle: Index 12 exceeds number of bins = 10, silently dropping from now on.\n");
+        lumo::logging::configure({});
+    }
+}
+
+}  // namespace

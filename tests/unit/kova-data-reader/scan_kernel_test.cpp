@@ -1,0 +1,88 @@
+#include <cmath>
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include "analysis-writer/byte_shuffle.h"
+#include "analysis-writer/scan_blocks.h"
+#include "fixtures/random.h"
+#include "kova-data-reader/scan-decoding/bin_limit.h"
+#include "kova-data-reader/scan-decoding/frame_scan_kernel.h"
+#include "kova-data-reader/scan-decoding/run_length_kernel.h"
+#include "reference/plain_scan_decoder.h"
+
+namespace {
+
+using analysis_writer::Scan;
+using lumo::io::kova::BinLimit;
+using lumo::io::kova::IntensityScale;
+using lumo::io::kova::PeakOutput;
+
+constexpr std::optional<double> kFactors[] = {std::nullopt, 1.0, 0.37, 5e9, -1.0, HUGE_VAL, NAN};
+
+IntensityScale scaleOf(std::optional<double> factor) { return factor ? IntensityScale(*factor) : IntensityScale(); }
+
+// Decodes to an address that is odd by `misalignment` bytes and checks that nothing beyond the room is touched.
+template <class Decode>
+Scan decodeToPeaks(const Decode& decode, std::size_t bound, std::size_t misalignment) {
+    std::vector<std::byte> memory(8 * bound + 16, std::byte{0x99});
+    std::byte* const indices = memory.data() + misalignment;
+    const PeakOutput output{indices, indices + 4 * bound};
+    const std::size_t count = decode(output);
+    EXPECT_EQ(decode(PeakOutput{}), count) << "counting alone must agree";
+    Scan peaks(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        std::memcpy(&peaks[i].index, output.indices + 4 * i, 4);
+        std::memcpy(&peaks[i].intensity, output.intensities + 4 * i, 4);
+    }
+    for (std::size_t i = misalignment + 8 * bound; i < memory.size(); ++i) {
+        EXPECT_EQ(memory[i], std::byte{0x99});
+    }
+    return peaks;
+}
+
+std::span<const std::byte> asBytes(const analysis_writer::Bytes& bytes) { return std::as_bytes(std::span(bytes)); }
+
+TEST(FrameScanKernel, EqualsThePlainFormForAnyWords) {
+    fixtures::Random random(11);
+    for (int round = 0; round < 3000; ++round) {
+        const std::size_t before = random() % 5;
+        const std::size_t peaks = round % 10 == 0 ? random() % 3000 : random() % 40;
+        std::vector<std::uint32_t> words(before + 2 * peaks + random() % 5);
+        const bool wild = random() % 4 == 0;
+        for (std::uint32_t& word : words) {
+            word = wild ? random() : random.below(300);
+        }
+        const std::uint32_t bins = random.below(3) == 0 ? random.below(50'000) : random();
+        const std::optional<double> factor = kFactors[random() % std::size(kFactors)];
+        const analysis_writer::Bytes shuffled = analysis_writer::shuffled(words);
+        BinLimit limit(bins);
+        const auto decode = [&](const PeakOutput& output) {
+            return decodeFrameScan(asBytes(shuffled), static_cast<std::uint32_t>(before),
+                                   static_cast<std::uint32_t>(before + 2 * peaks), scaleOf(factor), limit, output);
+        };
+        const std::vector<std::uint32_t> pairs(words.begin() + static_cast<std::ptrdiff_t>(before),
+                                               words.begin() + static_cast<std::ptrdiff_t>(before + 2 * peaks));
+        ASSERT_EQ(decodeToPeaks(decode, peaks, random() % 8), reference::decodePairs(pairs, bins, factor)) << round;
+    }
+}
+
+TEST(RunLengthKernel, EqualsThePlainFormForAnyValues) {
+    fixtures::Random random(12);
+    for (int round = 0; round < 2000; ++round) {
+        std::vector<std::int32_t> values(random() % 200);
+        for (std::int32_t& value : values) {
+            value = static_cast<std::int32_t>(random()) >> (random() % 32);
+        }
+        const std::uint32_t bins = random() >> random.below(32);
+        const std::optional<double> factor = kFactors[random() % std::size(kFactors)];
+        const analysis_writer::Bytes bytes = analysis_writer::littleEndian(values);
+        BinLimit limit(bins);
+        const auto decode = [&](const PeakOutput& output) {
+            return decodeRunLengthScan(asBytes(bytes), scaleOf(factor), limit, output);
+        };
+        ASSERT_EQ(decodeToPeaks(decode, values.size(), random() % 8), reference::decodeRuns(values, bins, factor));
+    }
+}
+
+}  // namespace
