@@ -27,7 +27,7 @@ def check_output(program: pathlib.Path, library_folder: pathlib.Path) -> None:
 
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__)
-    for name in ("build", "consumer", "cc", "cxx", "flags"):
+    for name in ("build", "consumer", "cc", "flags"):
         parser.add_argument(f"--{name}", default="")
     arguments = parser.parse_args()
     with tempfile.TemporaryDirectory() as folder:

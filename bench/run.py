@@ -1,0 +1,82 @@
+#!/usr/bin/env python3
+"""Runs the benchmark programs and prints, per path, the ratio of the library's time to its floor in the same run.
+
+Exits with 1 when a ratio misses its target in targets.json. Raw results are kept under bench/results/.
+"""
+
+import argparse
+import datetime
+import json
+import os
+import pathlib
+import subprocess
+import sys
+
+HERE = pathlib.Path(__file__).resolve().parent
+
+
+def run_program(program: pathlib.Path, arguments: argparse.Namespace, result: pathlib.Path) -> list[dict]:
+    command = [str(program), f"--benchmark_repetitions={arguments.repetitions}", "--benchmark_report_aggregates_only",
+               "--benchmark_enable_random_interleaving=true", f"--benchmark_min_time={arguments.min_time}",
+               f"--benchmark_out={result}", "--benchmark_out_format=json"]
+    if arguments.filter:
+        command.append(f"--benchmark_filter={arguments.filter}")
+    environment = {**os.environ, "KOVADATA_BENCH_DATA": str(arguments.build / "bench-data")}
+    subprocess.run(command, check=True, env=environment, stdout=subprocess.DEVNULL)
+    return json.loads(result.read_text(encoding="utf-8")).get("benchmarks", [])
+
+
+def medians(benchmarks: list[dict]) -> dict[str, dict[str, dict]]:
+    paths: dict[str, dict[str, dict]] = {}
+    for entry in benchmarks:
+        if entry.get("aggregate_name") == "median":
+            path, _, role = entry["run_name"].rpartition("/")
+            paths.setdefault(path, {})[role] = entry
+    return paths
+
+
+def spread(benchmarks: list[dict], path: str, role: str) -> float:
+    name = f"{path}/{role}"
+    return next((entry["real_time"] for entry in benchmarks
+                 if entry["run_name"] == name and entry.get("aggregate_name") == "cv"), 0.0)
+
+
+def report(benchmarks: list[dict], targets: dict) -> int:
+    missed = 0
+    print(f"{'path':34} {'floor':>12} {'library':>12} {'ratio':>7} {'target':>7} {'spread':>7}")
+    for path, roles in medians(benchmarks).items():
+        if "floor" not in roles or "library" not in roles:
+            continue
+        floor, library = roles["floor"], roles["library"]
+        ratio = library["real_time"] / floor["real_time"]
+        target = targets.get(path, {}).get("target")
+        miss = target is not None and ratio > target
+        missed += miss
+        unit = library["time_unit"]
+        print(f"{path:34} {floor['real_time']:9.3f} {unit} {library['real_time']:9.3f} {unit} {ratio:7.2f} "
+              f"{target if target is not None else '':>7} {spread(benchmarks, path, 'library'):6.1%}"
+              f"{'  MISSED' if miss else ''}")
+    return missed
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--build", type=pathlib.Path, required=True, help="build folder of the bench preset")
+    parser.add_argument("--repetitions", type=int, default=10)
+    parser.add_argument("--min-time", type=float, default=0.2, help="seconds per repetition")
+    parser.add_argument("--filter", help="regular expression of benchmark names")
+    parser.add_argument("programs", nargs="*", help="names of programs to run; all by default")
+    arguments = parser.parse_args()
+    arguments.build = arguments.build.resolve()
+    results = HERE / "results"
+    results.mkdir(exist_ok=True)
+    stamp = datetime.datetime.now().strftime("%Y%m%d-%H%M%S")
+    names = arguments.programs or sorted(file.stem for file in HERE.glob("*_bench.cpp"))
+    benchmarks = []
+    for name in names:
+        benchmarks += run_program(arguments.build / "bench" / name, arguments, results / f"{stamp}-{name}.json")
+    return 1 if report(benchmarks, json.loads((HERE / "targets.json").read_text(encoding="utf-8"))) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,118 @@
+#include "calibration-table-reader/calibration_builders.h"
+
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "calibration/calibration_transformator_hpc.h"
+#include "calibration/calibration_transformator_tof.h"
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "sqlite/cppsqlite3.h"
+
+namespace lumo::io::calibration {
+
+namespace models = ::lumo::calibration;
+using models::ICalibrationTransformatorPtr;
+
+namespace {
+
+int countCoefficientFields(const CppSQLite3Query& q, int firstColumn) { return q.numFields() - firstColumn; }
+
+void requireCoefficients(const CppSQLite3Query& q, int firstColumn, std::int64_t needed) {
+    const int present = countCoefficientFields(q, firstColumn);
+    if (present < needed) {
+        LUMO_THROW(CorruptDataError("Calibration model needs " + std::to_string(needed) +
+                                    " coefficient columns, the table has " + std::to_string(present) + "."));
+    }
+}
+
+ICalibrationTransformatorPtr makeQuadratic(const CppSQLite3Query& q, int firstColumn, double digitizerDelay,
+                                           double digitizerTimebase) {
+    return models::createCalibrationTransformatorTOFQuadratic(
+        models::createCalibrationConstantsPhysicalTOF(digitizerDelay, digitizerTimebase),
+        models::createCalibrationConstantsFunctionalTOF1(q.getFloatField(firstColumn),
+                                                         q.getFloatField(firstColumn + 1),
+                                                         q.getFloatField(firstColumn + 2)));
+}
+
+std::vector<double> readCounted(const CppSQLite3Query& q, int countColumn) {
+    const std::int64_t count = q.getInt64Field(countColumn);
+    if (count <= 0) {
+        return {};
+    }
+    requireCoefficients(q, countColumn + 1, count);
+    std::vector<double> values(static_cast<std::size_t>(count));
+    int column = countColumn;
+    for (double& value : values) {
+        value = q.getFloatField(++column);
+    }
+    return values;
+}
+
+int readUnsigned16(const CppSQLite3Query& q, int column) {
+    const std::int64_t value = q.getInt64Field(column);
+    if (value < 0) {
+        LUMO_THROW(std::range_error("bad numeric conversion: negative overflow"));
+    }
+    if (value > std::numeric_limits<std::uint16_t>::max()) {
+        LUMO_THROW(std::range_error("bad numeric conversion: positive overflow"));
+    }
+    return static_cast<int>(value);
+}
+
+}  // namespace
+
+ICalibrationTransformatorPtr getMzTrafoTof(CppSQLite3Query& q, int firstColumn, double digitizerDelay,
+                                           double digitizerTimebase) {
+    requireCoefficients(q, firstColumn, 3);
+    const double c3 = q.getFloatField(firstColumn + 3);
+    const double c4 = q.getFloatField(firstColumn + 4);
+    if (c3 == 0.0 && c4 == 0.0) {
+        return makeQuadratic(q, firstColumn, digitizerDelay, digitizerTimebase);
+    }
+    return models::createCalibrationTransformatorTOF2Cubic(
+        models::createCalibrationConstantsPhysicalTOF(digitizerDelay, digitizerTimebase),
+        models::createCalibrationConstantsFunctionalTOF2(q.getFloatField(firstColumn),
+                                                         q.getFloatField(firstColumn + 1),
+                                                         q.getFloatField(firstColumn + 2), c3, c4));
+}
+
+ICalibrationTransformatorPtr getMzTrafoTof1Hpc(CppSQLite3Query& q, int firstColumn, double digitizerDelay,
+                                               double digitizerTimebase) {
+    requireCoefficients(q, firstColumn, 8);
+    const auto quadratic = makeQuadratic(q, firstColumn, digitizerDelay, digitizerTimebase);
+    const auto polynomial = std::make_shared<const models::CalibrationPolynomialHPC>(
+        readCounted(q, firstColumn + 7), q.getFloatField(firstColumn + 3), q.getFloatField(firstColumn + 4),
+        q.getFloatField(firstColumn + 5), q.getFloatField(firstColumn + 6));
+    return models::createCalibrationTransformatorHPC(quadratic, polynomial);
+}
+
+std::unique_ptr<models::kova::ILinearVoltageRampBasedTransformator> getMobTrafoLvrT4T3(CppSQLite3Query& q,
+                                                                                       int firstColumn) {
+    requireCoefficients(q, firstColumn, 10);
+    const int ndelay = readUnsigned16(q, firstColumn);
+    const int ncycles = readUnsigned16(q, firstColumn + 1);
+    const double vstart = q.getFloatField(firstColumn + 2);
+    const double vend = q.getFloatField(firstColumn + 3);
+    const double transitTime = q.getFloatField(firstColumn + 4);
+    if (readUnsigned16(q, firstColumn + 5) != 1) {
+        LUMO_THROW(CorruptDataError("LVR: unsupported degree != 1."));
+    }
+    const models::kova::LinearVoltageRamp ramp(ndelay, ncycles, vstart, vend);
+    return models::kova::makeLvrTransformatorLinear(
+        ramp, transitTime, q.getFloatField(firstColumn + 6), q.getFloatField(firstColumn + 7),
+        q.getFloatField(firstColumn + 8), q.getFloatField(firstColumn + 9));
+}
+
+SupportedCalibrationModel supportedCalibrationModelsFromInt(int model) {
+    if (model < static_cast<int>(SupportedCalibrationModel::Tof) ||
+        model > static_cast<int>(SupportedCalibrationModel::Ftms1356)) {
+        LUMO_THROW(std::invalid_argument("Unknown m / z calibration model " + std::to_string(model)));
+    }
+    return static_cast<SupportedCalibrationModel>(model);
+}
+
+}  // namespace lumo::io::calibration

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+
+#include "calibration-table-reader/calibration_table_reader.h"
+#include "calibration/i_calibration_transformator.h"
+#include "calibration/temperature_compensation.h"
+#include "logging/logger.h"
+#include "sqlite/cppsqlite3.h"
+
+namespace lumo::io::kova_calibration {
+
+// What a row of "Frames" says about mass calibration.
+struct FrameMzCalibration {
+    std::int64_t calibrationId;
+    bool negative;
+    ::lumo::calibration::Temperatures measured;
+};
+
+// A frame without row or calibration id is logged and fails with std::runtime_error, and so does a polarity
+// that is neither "+" nor "-".
+FrameMzCalibration readFrameMzCalibration(std::int64_t frameId, CppSQLite3DB& db,
+                                          const logging::Logger& logger);
+
+// Columns of "MzCalibration" between "ModelType" and the coefficients.
+inline constexpr std::size_t kNumExtraMzColumns = 6;
+inline constexpr const char* kExtraMzColumns =
+    "c.DigitizerTimebase, c.DigitizerDelay, c.T1, c.T2, c.dC1, c.dC2, ";
+
+// A transformator with its temperature coefficients, not compensated. Empty when the id has no row.
+struct MzCalibration {
+    ::lumo::calibration::ICalibrationTransformatorPtr transformator;
+    ::lumo::calibration::TemperatureCompensationInfo temperatureInfo;
+};
+MzCalibration readMzCalibration(std::int64_t calibrationId,
+                                const calibration::CalibrationTableReader& tableReader);
+
+}  // namespace lumo::io::kova_calibration

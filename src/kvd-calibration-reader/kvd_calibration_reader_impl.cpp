@@ -1,0 +1,162 @@
+#include "kvd-calibration-reader/kvd_calibration_reader_impl.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "calibration-table-reader/calibration_builders.h"
+#include "calibration/measurement_mode_info.h"
+#include "calibration/temperature_compensation.h"
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "kvd-calibration-reader/frame_mz_calibration.h"
+#include "sqlite/cppsqlite_tools.h"
+
+namespace lumo::io::kova_calibration {
+
+namespace models = ::lumo::calibration;
+
+namespace {
+
+constexpr const char* kLoggerName = "lumo.io.kova_calibration.KvdCalibrationReaderImpl";
+constexpr int kMeasurementMode = 2;
+
+char polarityCharacter(bool negative) { return negative ? '-' : '+'; }
+
+// Text as it stands between single quotes in SQL.
+std::string escaped(const std::string& text) {
+    std::string result;
+    for (const char c : text) {
+        result.append(c == '\'' ? 2 : 1, c);
+    }
+    return result;
+}
+
+// The transformator is the caller's own, so that it may be changed.
+void compensate(models::ICalibrationTransformatorPtr& transformator,
+                const models::TemperatureCompensationInfo& info, const models::Temperatures& measured,
+                const logging::Logger& logger) {
+    if (info.coefficients.t1 == 0.0 && info.coefficients.t2 == 0.0) {
+        LUMO_LOG(logger, Trace, "Not performing temperature compensation, as coefficients are 0.0");
+        models::setMeasuredTemperatures(*transformator, measured, info.mode);
+    } else {
+        models::performTemperatureCompensation(transformator, measured);
+    }
+}
+
+}  // namespace
+
+KvdCalibrationReaderImpl::KvdCalibrationReaderImpl(std::shared_ptr<CppSQLite3DB> database, bool hasMobility)
+    : logger(logging::Logger::getLogger(kLoggerName)),
+      db(std::move(database)),
+      mzTable(*db, "MzCalibration", kNumExtraMzColumns, kExtraMzColumns, std::nullopt) {
+    if (hasMobility) {
+        mobilityTable.emplace(*db, "KovaCalibration", std::size_t{0}, "", std::nullopt);
+    }
+}
+
+models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getMzTrafo(std::int64_t frameId,
+                                                                          bool compensateTemperature) const {
+    const FrameMzCalibration frame = readFrameMzCalibration(frameId, *db, logger);
+    auto [transformator, temperatureInfo] = readMzCalibration(frame.calibrationId, mzTable);
+    if (!transformator) {
+        return nullptr;
+    }
+    if (compensateTemperature) {
+        compensate(transformator, temperatureInfo, frame.measured, logger);
+    } else {
+        transformator->SetMeasurementModeInfo(
+            models::createMeasurementModeInfo(kMeasurementMode, frame.negative ? 1 : 0, 0, 0));
+    }
+    return transformator;
+}
+
+std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTrafo(
+    std::int64_t frameId) const {
+    if (!mobilityTable) {
+        LUMO_THROW(std::runtime_error("Mobility calibration is not supported."));
+    }
+    return readMobilityTrafo(getMobCalibId(frameId, *db, logger), *mobilityTable);
+}
+
+models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getReferenceMzTrafo(bool negative) const {
+    const std::optional<std::int64_t> frameId = readRefMzTrafoId(*db, negative);
+    if (!frameId) {
+        LUMO_THROW(std::runtime_error("No m/z calibration available for specified polarity."));
+    }
+    return getMzTrafo(*frameId, false);
+}
+
+std::optional<CppSQLite3Query> KvdCalibrationReaderImpl::getCalibrationInfoValue(
+    bool negative, const std::string& key) const {
+    const std::string polarity(1, polarityCharacter(negative));
+    try {
+        CppSQLite3Query row = db->execQuery("SELECT Value FROM CalibrationInfo WHERE KeyPolarity='" +
+                                            polarity + "' AND KeyName='" + escaped(key) + "'");
+        return row.eof() ? std::nullopt : std::optional<CppSQLite3Query>(std::move(row));
+    } catch (const CppSQLite3Exception& e) {
+        LUMO_THROW(calibration::CorruptDataError("SQLite error retrieving calibration info " + key + " / " +
+                                                 polarity + ": " + e.what()));
+    }
+}
+
+std::optional<std::string> KvdCalibrationReaderImpl::getCalibrationInfoString(bool negative,
+                                                                              const std::string& key) const {
+    const std::optional<CppSQLite3Query> row = getCalibrationInfoValue(negative, key);
+    return row ? std::optional<std::string>(row->getStringField(0)) : std::nullopt;
+}
+
+std::optional<std::vector<std::byte>> KvdCalibrationReaderImpl::getCalibrationInfoBlob(
+    bool negative, const std::string& key) const {
+    const std::optional<CppSQLite3Query> row = getCalibrationInfoValue(negative, key);
+    return row ? std::optional<std::vector<std::byte>>(row->getBlobField(0)) : std::nullopt;
+}
+
+std::int64_t getMobCalibId(std::int64_t frameId, CppSQLite3DB& db, const logging::Logger& logger) {
+    const std::string id = std::to_string(frameId);
+    const std::string sql = "SELECT KovaCalibration FROM Frames WHERE Id=" + id;
+    CppSQLite3Query row = db.execQuery(sql);
+    if (row.eof() || row.fieldIsNull(0)) {
+        const std::string text = "Frame [" + id + "] does not exist or is missing KovaCalibration";
+        LUMO_LOG(logger, Error, text);
+        LUMO_THROW(std::runtime_error(text));
+    }
+    if (row.fieldType(0) == CppSQLite3FieldType::Integer) {
+        const std::int64_t calibrationId = row.getInt64Field(0);
+        row.nextRow();
+        if (row.eof()) {
+            return calibrationId;
+        }
+    }
+    // Anything but one whole number: the checked query knows what to accept and what to say.
+    return sqlite::simpleCheckedQuery<std::int64_t>(db, sql);
+}
+
+std::unique_ptr<models::kova::ITransformator> readMobilityTrafo(
+    std::int64_t calibrationId, const calibration::CalibrationTableReader& tableReader) {
+    CppSQLite3Query row;
+    if (!tableReader.getCalibratorCoefficients(calibrationId, row)) {
+        return nullptr;
+    }
+    if (const int model = row.getIntField(1); model != 2) {
+        LUMO_THROW(calibration::CorruptDataError("Unknown KOVA calibration model " + std::to_string(model)));
+    }
+    return calibration::getMobTrafoLvrT4T3(row, 2);
+}
+
+std::optional<std::int64_t> readRefMzTrafoId(CppSQLite3DB& db, bool negative) {
+    const std::string condition = " WHERE Polarity = '" + std::string(1, polarityCharacter(negative)) + "'";
+    const auto count = sqlite::simpleCheckedOptionalQuery<std::int32_t>(
+        db, "SELECT COUNT(DISTINCT MzCalibration) FROM frames" + condition);
+    if (count.value_or(0) > 1) {
+        LUMO_THROW(
+            std::runtime_error("Multiple m/z calibrations available for specified polarity, no reference "
+                               "calibrator available."));
+    }
+    if (count.value_or(0) < 1) {
+        return std::nullopt;
+    }
+    return sqlite::simpleCheckedOptionalQuery<std::int64_t>(
+        db, "SELECT Id FROM Frames" + condition + " ORDER BY ROWID LIMIT 1");
+}
+
+}  // namespace lumo::io::kova_calibration

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "calibration-table-reader/calibration_table_reader.h"
+#include "calibration/i_calibration_transformator.h"
+#include "calibration/transformation.h"
+#include "kova-data-reader/database/i_sqlite_reader.h"
+#include "logging/logger.h"
+#include "sqlite/cppsqlite3.h"
+
+namespace lumo::io::kova_calibration {
+
+// Gives every frame its transformators, from the calibration tables of the analysis database itself. No
+// transformator is kept: every call reads the database again. To be used by one thread at a time, as the
+// connection.
+class KvdCalibrationReaderImpl final : public ::lumo::io::kova::ISqliteReader {
+public:
+    // Without `hasMobility` the table "KovaCalibration" is not looked at, and mobility requests fail.
+    KvdCalibrationReaderImpl(std::shared_ptr<CppSQLite3DB> db, bool hasMobility);
+
+    // Empty when the frame's calibration id has no row. Without compensation the transformator carries the
+    // polarity as measurement mode information; with it, its constants are those for the frame's measured
+    // temperatures.
+    ::lumo::calibration::ICalibrationTransformatorPtr getMzTrafo(std::int64_t frameId,
+                                                                 bool compensateTemperature) const;
+
+    // Empty when the frame's calibration id has no row.
+    std::unique_ptr<::lumo::calibration::kova::ITransformator> getMobTrafo(std::int64_t frameId) const;
+
+    // The one mass calibration that all frames of a polarity share; fails when there are several or none.
+    ::lumo::calibration::ICalibrationTransformatorPtr getReferenceMzTrafo(bool negative) const;
+
+    // Row of table "CalibrationInfo", its "Value" in field 0; empty when there is none.
+    std::optional<CppSQLite3Query> getCalibrationInfoValue(bool negative, const std::string& key) const;
+    std::optional<std::string> getCalibrationInfoString(bool negative, const std::string& key) const;
+    std::optional<std::vector<std::byte>> getCalibrationInfoBlob(bool negative, const std::string& key) const;
+
+    std::shared_ptr<CppSQLite3DB> getSQLiteDb() const override { return db; }
+
+private:
+    logging::Logger logger;
+    std::shared_ptr<CppSQLite3DB> db;
+    calibration::CalibrationTableReader mzTable;
+    std::optional<calibration::CalibrationTableReader> mobilityTable;
+};
+
+// The frame's mobility calibration id. A frame without one is logged and fails with std::runtime_error.
+std::int64_t getMobCalibId(std::int64_t frameId, CppSQLite3DB& db, const logging::Logger& logger);
+
+// Empty when the id has no row.
+std::unique_ptr<::lumo::calibration::kova::ITransformator> readMobilityTrafo(
+    std::int64_t calibrationId, const calibration::CalibrationTableReader& tableReader);
+
+// Id of the first frame of a polarity, if all its frames share one mass calibration; empty when there is
+// none.
+std::optional<std::int64_t> readRefMzTrafoId(CppSQLite3DB& db, bool negative);
+
+}  // namespace lumo::io::kova_calibration

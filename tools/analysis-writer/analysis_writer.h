@@ -1,0 +1,58 @@
+#pragma once
+
+#include "analysis-writer/blob_file.h"
+#include "analysis-writer/frame_block.h"
+#include "analysis-writer/metadata_database.h"
+#include "analysis-writer/spectrum_block.h"
+
+namespace analysis_writer {
+
+enum class Format { kvd, kvs };
+
+struct AnalysisSettings {
+    Format format = Format::kvd;
+    int schemaMajor = 3;
+    int schemaMinor = 1;
+    int compressionType = 2;
+    int zstdLevel = 1;
+    std::uint32_t digitizerNumSamples = 400000;
+    std::int32_t peakListIndexScaleFactor = 1;
+    // What the blocks of the spectrum format hold, and what its metadata say.
+    SpectrumParts parts = {};
+    std::size_t mzCoefficientColumns = 5;
+    std::size_t kovaCoefficientColumns = 10;
+};
+
+// Creates an analysis directory and streams frames into it, one block at a time, so that an analysis may be
+// far larger than the memory. Readers see the metadata after finish().
+class AnalysisWriter {
+public:
+    // Creates the directory if need be; existing analysis files in it are an error.
+    AnalysisWriter(const std::filesystem::path& directory, const AnalysisSettings& settings);
+
+    // Appends the frame's block and its row. KovaId is set here; NumPeaks, NumScans, SummedIntensities and
+    // MaxIntensity are set unless the row states them.
+    void addFrame(FrameRow row, const Frame& frame);
+    void addSpectrum(FrameRow row, const Spectrum& spectrum);
+
+    // Appends any bytes as the frame's block.
+    void addBlock(FrameRow row, ByteView block);
+
+    MetadataDatabase& database() { return metadata; }
+    BlobFile& blob() { return blobFile; }
+
+    void finish();
+
+private:
+    void writeGlobalMetadata();
+
+    AnalysisSettings settings;
+    MetadataDatabase metadata;
+    BlobFile blobFile;
+    FrameBlockEncoder frameEncoder;
+};
+
+std::filesystem::path metadataPath(const std::filesystem::path& directory, Format format);
+std::filesystem::path blobPath(const std::filesystem::path& directory, Format format);
+
+}  // namespace analysis_writer

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace analysis_writer {
+
+struct Peak {
+    std::uint32_t index = 0;
+    std::uint32_t intensity = 0;
+
+    friend bool operator==(const Peak&, const Peak&) = default;
+};
+
+using Scan = std::vector<Peak>;
+using Frame = std::vector<Scan>;
+
+// One spectrum of an analysis without mobility. The three line arrays have the same length; widths may be
+// empty.
+struct LineSpectrum {
+    std::vector<double> positions;
+    std::vector<float> intensities;
+    std::vector<float> widths;
+};
+
+struct Spectrum {
+    LineSpectrum lines;
+    std::vector<std::uint32_t> profile;
+};
+
+}  // namespace analysis_writer
