@@ -160,6 +160,139 @@ KOVADATA_API uint32_t kova_read_scans_internal(uint64_t handle, int64_t frame_id
 
 /** @} */
 
+/** @defgroup kova_conversions Converting coordinates
+ *
+ * Each frame has a mass calibration (index <-> m/z) and, where the instrument has a mobility ramp, a mobility calibration
+ * (scan number <-> voltage <-> 1/K0). The calls below convert @p cnt values of one frame. Units: index and scan number are
+ * counted from 0 and may be fractional; m/z in Th; 1/K0 in V s / cm^2; voltage in V; CCS in square angstrom.
+ *
+ * Common to the calls on arrays: input and output hold @p cnt values each and may be the same array, but must not overlap
+ * otherwise; both may be NULL when @p cnt is 0. Values outside the calibrated range are extrapolated, nothing is clipped;
+ * infinities and not-a-number pass through. They return 1 on success and 0 on failure; the output may be partly written
+ * then. With @p cnt 0 they return 1 without looking at the frame.
+ *  @{ */
+
+/**
+ * Converts time-of-flight indices of a frame to m/z.
+ *
+ * With the flight time t = index * timebase + delay, m/z is the solution of the frame's calibration function:
+ * quadratic model t = A0 + sqrt(A1 m) + A2 m, or cubic model t = A3 s^3 + A2 s^2 + sqrt(A1) s + A0 with s = sqrt(m + DM);
+ * A1 = 1e12 / C1, the other constants are the coefficients of the frame's row in "MzCalibration". Roots carry the sign of
+ * their argument, so that times before A0 give negative masses. The cubic model is solved by a fixed sequence of steps from
+ * the quadratic solution.
+ *
+ * The calibration of the last frame converted is kept; alternating between frames fetches it each time. From 100 values on,
+ * the work is shared by the worker threads set with kova_set_num_threads(); the results do not depend on their number.
+ *
+ * @param handle    handle of an open analysis
+ * @param frame_id  "Id" of a row of table "Frames"
+ * @param index     indices to convert
+ * @param mz        receives the m/z values
+ * @param cnt       number of values
+ * @return 1, or 0 on failure: unknown frame; "No m/z trafo available." when the frame's calibration is missing; "complex valued
+ *         solution in computation due to invalid calibration constants/value range" (below 100 values) or "Transformation
+ *         failed, most likely due to bad calibration constants." (from 100 values on) when a value has no solution
+ */
+KOVADATA_API uint32_t kova_index_to_mz(uint64_t handle, int64_t frame_id, const double *index, double *mz, uint32_t cnt);
+
+/**
+ * Converts m/z to time-of-flight indices of a frame; the inverse of kova_index_to_mz().
+ *
+ * @param handle    handle of an open analysis
+ * @param frame_id  "Id" of a row of table "Frames"
+ * @param mz        m/z values to convert
+ * @param index     receives the indices
+ * @param cnt       number of values
+ * @return 1, or 0 on failure: unknown frame, "No m/z trafo available."
+ */
+KOVADATA_API uint32_t kova_mz_to_index(uint64_t handle, int64_t frame_id, const double *mz, double *index, uint32_t cnt);
+
+/**
+ * Converts scan numbers of a frame to reduced inverse mobility 1/K0.
+ *
+ * The ramp gives the voltage u = slope * (scan - transit time) + intercept, whose amount gives
+ * 1/K0 = 1 / (c1 / u + c0) inside the calibrated voltage interval; outside, the function continues as a straight line.
+ *
+ * @param handle     handle of an open analysis
+ * @param frame_id   "Id" of a row of table "Frames"
+ * @param scannum    scan numbers to convert
+ * @param oneoverk0  receives the values of 1/K0
+ * @param cnt        number of values
+ * @return 1, or 0 on failure: unknown frame, a frame without mobility calibration ("Frame [%d] does not exist or is missing
+ *         KovaCalibration"), "No mobility trafo available." when the calibration is missing, or an invalid calibration
+ */
+KOVADATA_API uint32_t kova_scannum_to_oneoverk0(uint64_t handle, int64_t frame_id, const double *scannum,
+                                                double *oneoverk0, uint32_t cnt);
+
+/**
+ * Converts reduced inverse mobility 1/K0 to scan numbers; the inverse of kova_scannum_to_oneoverk0().
+ *
+ * @param handle     handle of an open analysis
+ * @param frame_id   "Id" of a row of table "Frames"
+ * @param oneoverk0  values of 1/K0 to convert
+ * @param scannum    receives the scan numbers
+ * @param cnt        number of values
+ * @return 1, or 0 on failure as kova_scannum_to_oneoverk0()
+ */
+KOVADATA_API uint32_t kova_oneoverk0_to_scannum(uint64_t handle, int64_t frame_id, const double *oneoverk0,
+                                                double *scannum, uint32_t cnt);
+
+/**
+ * Converts scan numbers of a frame to the voltage of the mobility ramp. Negative mode has negative voltages.
+ *
+ * @param handle    handle of an open analysis
+ * @param frame_id  "Id" of a row of table "Frames"
+ * @param scannum   scan numbers to convert
+ * @param voltage   receives the voltages
+ * @param cnt       number of values
+ * @return 1, or 0 on failure as kova_scannum_to_oneoverk0()
+ */
+KOVADATA_API uint32_t kova_scannum_to_voltage(uint64_t handle, int64_t frame_id, const double *scannum,
+                                              double *voltage, uint32_t cnt);
+
+/**
+ * Converts voltages of the mobility ramp to scan numbers; the inverse of kova_scannum_to_voltage().
+ *
+ * @param handle    handle of an open analysis
+ * @param frame_id  "Id" of a row of table "Frames"
+ * @param voltage   voltages to convert
+ * @param scannum   receives the scan numbers
+ * @param cnt       number of values
+ * @return 1, or 0 on failure as kova_scannum_to_oneoverk0()
+ */
+KOVADATA_API uint32_t kova_voltage_to_scannum(uint64_t handle, int64_t frame_id, const double *voltage,
+                                              double *scannum, uint32_t cnt);
+
+/**
+ * Collisional cross section in nitrogen of an ion with a given 1/K0, m/z and charge. Needs no handle; any thread.
+ *
+ *     CCS = |z| F / ((1 / (1/K0)) sqrt(mu T)),   mu = m M / (m + M),   m = mz |z| + z * 0.00054857990946
+ *
+ * with M = 28.0134 u (nitrogen), T = 305 K and F = 18509.863216340458. This is the Mason-Schamp relation (E. A. Mason, E. W.
+ * McDaniel, Transport Properties of Ions in Gases, Wiley 1988) for the number density N0 at 273.15 K and 101325 Pa:
+ * F = 3/16 (e / N0) sqrt(2 pi / (u k)) in the units above, which is 18509.866438 with the CODATA 2018 values of e, k and u; the
+ * constant in use lies 0.17 ppm below. The electron mass (0.00054857990946 u) is added with the sign of the charge, so
+ * that z and -z give slightly different results for the same m/z.
+ *
+ * @param ook0    1/K0 in V s / cm^2
+ * @param charge  charge number with its sign; with 0 the mass is @p mz and the result 0
+ * @param mz      m/z in Th
+ * @return CCS in square angstrom. Never fails; a negative mass may give not-a-number.
+ */
+KOVADATA_API double kova_oneoverk0_to_ccs_for_mz(double ook0, int32_t charge, double mz);
+
+/**
+ * 1/K0 of an ion with a given collisional cross section, m/z and charge; the inverse of kova_oneoverk0_to_ccs_for_mz().
+ *
+ * @param ccs     collisional cross section in square angstrom
+ * @param charge  charge number with its sign; 0 gives infinity
+ * @param mz      m/z in Th
+ * @return 1/K0 in V s / cm^2. Never fails.
+ */
+KOVADATA_API double kova_ccs_to_oneoverk0_for_mz(double ccs, int32_t charge, double mz);
+
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif

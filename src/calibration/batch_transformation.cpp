@@ -36,7 +36,8 @@ void BatchTransformation::run(std::size_t count, RangeFunction convert, const vo
         },
         &parallelJob);
     if (parallelJob.failed) {
-        LUMO_THROW(std::runtime_error("Transformation failed, most likely due to bad calibration constants."));
+        LUMO_THROW(
+            std::runtime_error("Transformation failed, most likely due to bad calibration constants."));
     }
 }
 

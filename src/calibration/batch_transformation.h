@@ -7,18 +7,18 @@
 
 namespace lumo::calibration {
 
-// Applies a conversion to every element of an array: one after the other up to 99 elements or when the caller is in a
-// parallel region already, else in a parallel loop of contiguous pieces over the worker threads. The forms give the
-// same bits.
+// Applies a conversion to every element of an array: one after the other up to 99 elements or when the caller
+// is in a parallel region already, else in a parallel loop of contiguous pieces over the worker threads. The
+// forms give the same bits.
 //
-// `Kernel` is called as `Out kernel(In, FailureMask&)` and must not throw. It is copied per piece, so that the
-// compiler keeps its constants in registers. Input and output may be the same array.
+// `Kernel` is called as `Out kernel(In, FailureMask&)` and must not throw. It is copied per piece, so that
+// the compiler keeps its constants in registers. Input and output may be the same array.
 class BatchTransformation {
 public:
     static constexpr std::size_t kFirstParallelSize = 100;
 
-    // A failed conversion raises the element's own message, or, in a parallel loop, std::runtime_error. The output is
-    // complete but for the failed elements, which are unspecified.
+    // A failed conversion raises the element's own message, or, in a parallel loop, std::runtime_error. The
+    // output is complete but for the failed elements, which are unspecified.
     template <class In, class Out, class Kernel>
     static void transform(std::span<const In> in, std::span<Out> out, const Kernel& kernel) {
         const Job<In, Out, Kernel> job{in.data(), out.data(), kernel};

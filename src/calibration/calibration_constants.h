@@ -69,7 +69,8 @@ public:
 
 using ICalibrationConstantsFunctionalTOF2Ptr = std::shared_ptr<ICalibrationConstantsFunctionalTOF2>;
 
-// Between the coefficient C1 of a calibration row and A1 of the models; both directions are the same function.
+// Between the coefficient C1 of a calibration row and A1 of the models; both directions are the same
+// function.
 class CalibrationTOFUtilities {
 public:
     static double TransformC1ToTOFA1(double c1) { return 1e12 / c1; }
@@ -80,7 +81,7 @@ ICalibrationConstantsPhysicalPtr createCalibrationConstantsPhysicalTOF(double de
 
 // The functional constants also implement ICalibrationConstantsFunctionalTemperatureCompensation.
 ICalibrationConstantsFunctionalPtr createCalibrationConstantsFunctionalTOF1(double c0, double c1, double c2);
-ICalibrationConstantsFunctionalPtr createCalibrationConstantsFunctionalTOF2(double c0, double c1, double c2, double c3,
-                                                                            double c4);
+ICalibrationConstantsFunctionalPtr createCalibrationConstantsFunctionalTOF2(double c0, double c1, double c2,
+                                                                            double c3, double c4);
 
 }  // namespace lumo::calibration

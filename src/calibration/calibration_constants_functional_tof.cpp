@@ -19,8 +19,8 @@ ICalibrationConstantsFunctionalPtr createCalibrationConstantsFunctionalTOF1(doub
     return std::make_shared<CalibrationConstantsFunctionalTOF1>(c0, c1, c2);
 }
 
-ICalibrationConstantsFunctionalPtr createCalibrationConstantsFunctionalTOF2(double c0, double c1, double c2, double c3,
-                                                                            double c4) {
+ICalibrationConstantsFunctionalPtr createCalibrationConstantsFunctionalTOF2(double c0, double c1, double c2,
+                                                                            double c3, double c4) {
     return std::make_shared<CalibrationConstantsFunctionalTOF2>(c0, c1, c2, c3, c4);
 }
 

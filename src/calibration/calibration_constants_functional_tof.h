@@ -7,8 +7,8 @@
 
 namespace lumo::calibration {
 
-// Coefficients C0, C1, C2, ... of a calibration row, stored unchanged, with the temperatures that go with them.
-// `Interface` is the model's interface, `Derived` the concrete class that is cloned.
+// Coefficients C0, C1, C2, ... of a calibration row, stored unchanged, with the temperatures that go with
+// them. `Interface` is the model's interface, `Derived` the concrete class that is cloned.
 template <class Derived, class Interface, std::size_t Count>
 class CalibrationConstantsFunctionalTOF : public Interface,
                                           public ICalibrationConstantsFunctionalTemperatureCompensation {
@@ -26,7 +26,9 @@ public:
     }
     std::string ToString() const override;
 
-    std::optional<TemperatureCompensationInfo> GetTemperatureCompensationInfo() const override { return info; }
+    std::optional<TemperatureCompensationInfo> GetTemperatureCompensationInfo() const override {
+        return info;
+    }
     void SetTemperatureCompensationInfo(const TemperatureCompensationInfo& value) override { info = value; }
     Temperatures GetMeasuredTemperatures() const override { return measured; }
     int GetTemperatureCompensationMode() const override { return mode; }
@@ -41,7 +43,8 @@ public:
     }
 
 protected:
-    explicit CalibrationConstantsFunctionalTOF(const std::array<double, Count>& coefficients) : c(coefficients) {}
+    explicit CalibrationConstantsFunctionalTOF(const std::array<double, Count>& coefficients)
+        : c(coefficients) {}
 
     std::array<double, Count> c;
 
@@ -54,8 +57,8 @@ private:
 };
 
 class CalibrationConstantsFunctionalTOF1 final
-    : public CalibrationConstantsFunctionalTOF<CalibrationConstantsFunctionalTOF1, ICalibrationConstantsFunctionalTOF1,
-                                               3> {
+    : public CalibrationConstantsFunctionalTOF<CalibrationConstantsFunctionalTOF1,
+                                               ICalibrationConstantsFunctionalTOF1, 3> {
 public:
     static constexpr const char* kName = "CalibrationConstantsFunctionalTOF1";
 
@@ -64,8 +67,8 @@ public:
 };
 
 class CalibrationConstantsFunctionalTOF2 final
-    : public CalibrationConstantsFunctionalTOF<CalibrationConstantsFunctionalTOF2, ICalibrationConstantsFunctionalTOF2,
-                                               5> {
+    : public CalibrationConstantsFunctionalTOF<CalibrationConstantsFunctionalTOF2,
+                                               ICalibrationConstantsFunctionalTOF2, 5> {
 public:
     static constexpr const char* kName = "CalibrationConstantsFunctionalTOF2";
 

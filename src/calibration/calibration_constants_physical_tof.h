@@ -6,7 +6,7 @@ namespace lumo::calibration {
 
 class CalibrationConstantsPhysicalTOF final : public ICalibrationConstantsPhysicalLinear {
 public:
-    CalibrationConstantsPhysicalTOF(double timeDelay, double timeBase) : timeDelay(timeDelay), timeBase(timeBase) {}
+    CalibrationConstantsPhysicalTOF(double delay, double base) : timeDelay(delay), timeBase(base) {}
 
     double GetTimeDelay() const override { return timeDelay; }
     double GetTimeBase() const override { return timeBase; }

@@ -14,13 +14,15 @@ namespace lumo::calibration {
 class ICalibrationTransformator;
 using ICalibrationTransformatorPtr = std::shared_ptr<ICalibrationTransformator>;
 
-// Converts between the index of a digitizer sample, the raw flight time and m/z. "DIndex" is a fractional index,
-// "Index" a whole one: the nearest to the fractional index (halves upwards), held to the range of int, 0 for NaN.
-// Transformators are not modified once they are built; conversions are const and may run in any number of threads.
+// Converts between the index of a digitizer sample, the raw flight time and m/z. "DIndex" is a fractional
+// index, "Index" a whole one: the nearest to the fractional index (halves upwards), held to the range of int,
+// 0 for NaN. Transformators are not modified once they are built; conversions are const and may run in any
+// number of threads.
 //
-// Vector operations resize the output to the input's length; the output may be the input. From 100 elements on they
-// run in parallel, unless the caller is in a parallel region already. A conversion that has no real solution fails
-// with std::logic_error, or, in a parallel batch, with std::runtime_error; the output may then be partly written.
+// Vector operations resize the output to the input's length; the output may be the input. From 100 elements
+// on they run in parallel, unless the caller is in a parallel region already. A conversion that has no real
+// solution fails with std::logic_error, or, in a parallel batch, with std::runtime_error; the output may then
+// be partly written.
 //
 // The order of the virtual functions is fixed; new ones go to the end.
 class ICalibrationTransformator {
@@ -45,7 +47,8 @@ public:
 
     // A number added to every index before conversion; 0 in a new transformator.
     virtual void SetIndexOffset(double offset) = 0;
-    // Folds the index offset into the physical constants and sets it to 0; conversions stay the same up to rounding.
+    // Folds the index offset into the physical constants and sets it to 0; conversions stay the same up to
+    // rounding.
     virtual void AssimilateIndexOffset() = 0;
     // Stretches and shifts the raw time scale: afterwards an index has its old raw time * `factor` + `shift`.
     virtual void AdaptRawIndexTransform(double factor, double shift) = 0;
@@ -67,7 +70,8 @@ public:
     virtual void DIndexToMass(std::vector<double>& values) const = 0;
     virtual double IndexToMass(int index) const = 0;
     virtual void IndexToMass(std::vector<int> const& indices, std::vector<double>& masses) const = 0;
-    // All indices from `begin` up to, but not including, `end`; `end` < `begin` fails with std::invalid_argument.
+    // All indices from `begin` up to, but not including, `end`; `end` < `begin` fails with
+    // std::invalid_argument.
     virtual void IndexToMass(int begin, int end, std::vector<double>& masses) const = 0;
 
     // Width in m/z of an index interval, given by its centre and width, and the reverse.
@@ -94,7 +98,8 @@ public:
     // An independent copy, functional constants included.
     virtual ICalibrationTransformatorPtr Clone() const = 0;
 
-    // As the vector operations, on arrays of equal length; both may be the same array, other overlaps are not allowed.
+    // As the vector operations, on arrays of equal length; both may be the same array, other overlaps are not
+    // allowed.
     virtual void MassToDIndex(std::span<const double> masses, std::span<double> indices) const = 0;
     virtual void DIndexToMass(std::span<const double> indices, std::span<double> masses) const = 0;
 };

@@ -5,8 +5,8 @@ namespace {
 
 class MeasurementModeInfo final : public IMeasurementModeInfo {
 public:
-    MeasurementModeInfo(int mode, int polarity, int firstParameter, int secondParameter)
-        : mode(mode), polarity(polarity), firstParameter(firstParameter), secondParameter(secondParameter) {}
+    MeasurementModeInfo(int modeNumber, int polarityFlag, int first, int second)
+        : mode(modeNumber), polarity(polarityFlag), firstParameter(first), secondParameter(second) {}
 
     int GetMode() const override { return mode; }
     int GetPolarity() const override { return polarity; }
@@ -22,7 +22,8 @@ private:
 
 }  // namespace
 
-IMeasurementModeInfoPtr createMeasurementModeInfo(int mode, int polarity, int firstParameter, int secondParameter) {
+IMeasurementModeInfoPtr createMeasurementModeInfo(int mode, int polarity, int firstParameter,
+                                                  int secondParameter) {
     return std::make_shared<MeasurementModeInfo>(mode, polarity, firstParameter, secondParameter);
 }
 

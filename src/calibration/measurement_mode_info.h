@@ -4,7 +4,8 @@
 
 namespace lumo::calibration {
 
-// How the spectra of a calibration were measured; carried along with a transformator, not used by conversions.
+// How the spectra of a calibration were measured; carried along with a transformator, not used by
+// conversions.
 class IMeasurementModeInfo {
 public:
     virtual ~IMeasurementModeInfo() = default;
@@ -17,6 +18,7 @@ public:
 
 using IMeasurementModeInfoPtr = std::shared_ptr<IMeasurementModeInfo>;
 
-IMeasurementModeInfoPtr createMeasurementModeInfo(int mode, int polarity, int firstParameter, int secondParameter);
+IMeasurementModeInfoPtr createMeasurementModeInfo(int mode, int polarity, int firstParameter,
+                                                  int secondParameter);
 
 }  // namespace lumo::calibration

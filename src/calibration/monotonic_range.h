@@ -6,8 +6,8 @@ namespace lumo::calibration {
 
 using MassRange = std::pair<double, double>;
 
-// Masses at which a model's raw time turns round: at most two, in ascending order. Without any, the whole axis is
-// monotonic.
+// Masses at which a model's raw time turns round: at most two, in ascending order. Without any, the whole
+// axis is monotonic.
 struct TurningPoints {
     double low;
     double high;
@@ -19,8 +19,8 @@ struct TurningPoints {
     MassRange intervalAround(double mass) const;
 };
 
-// For t(s) = a3 * s^3 + a2 * s^2 + b * s + const over the signed root s: the two zeros of its derivative, ascending.
-// One zero only (a3 = 0) is reported as [zero, zero].
+// For t(s) = a3 * s^3 + a2 * s^2 + b * s + const over the signed root s: the two zeros of its derivative,
+// ascending. One zero only (a3 = 0) is reported as [zero, zero].
 TurningPoints turningRootsOfCubic(double a3, double a2, double b);
 
 // For t = a2 * m + S(a1 * m) + const, symmetric about mass 0.

@@ -7,8 +7,8 @@
 
 namespace lumo::calibration {
 
-// t = A3 * s^3 + A2 * s^2 + S(A1) * s + A0 with the signed root s of the mass. The quadratic term is s * s, always
-// positive, unlike that of the quadratic model.
+// t = A3 * s^3 + A2 * s^2 + S(A1) * s + A0 with the signed root s of the mass. The quadratic term is s * s,
+// always positive, unlike that of the quadratic model.
 template <class Root>
 class RMCubic : private RMStart<Root> {
 public:
@@ -19,8 +19,8 @@ public:
 
     double MassToRaw(double mass) const { return Polynomial(Root::root(mass)); }
 
-    // A fixed amount of work: one step that scales the start value to the wanted time, and two Newton steps that share
-    // one derivative.
+    // A fixed amount of work: one step that scales the start value to the wanted time, and two Newton steps
+    // that share one derivative.
     double RawToMass(double t, FailureMask& failed) const {
         const double start = this->Solve(t, failed);
         const double refined = Refine(start, t);
@@ -57,7 +57,7 @@ private:
 
 // Moves the mass axis of a model: the model's mass is m + DM.
 template <class Model>
-class RMShift {
+class RMShift : public Uncorrected {
 public:
     void UpdateFunctionalConstants(const ICalibrationConstantsFunctionalPtr& constants);
 

@@ -9,7 +9,7 @@ namespace lumo::calibration {
 
 // t = A0 + S(A1 * m) + A2 * m
 template <class Root>
-class RMQuadratic : private RMStart<Root> {
+class RMQuadratic : public Uncorrected, private RMStart<Root> {
 public:
     void UpdateFunctionalConstants(const ICalibrationConstantsFunctionalPtr& constants);
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cmath>
+
 #include "calibration/calibration_constants.h"
 #include "calibration/failure_mask.h"
 
@@ -19,8 +21,8 @@ public:
         rootA1 = Root::root(a1);
     }
 
-    // The form that divides by the sum of the roots loses no digits when A2 is small. The discriminant is chosen, not
-    // branched on, and a negative one only sets the mask: this is the body of vectorised loops.
+    // The form that divides by the sum of the roots loses no digits when A2 is small. The discriminant is
+    // chosen, not branched on, and a negative one only sets the mask: this is the body of vectorised loops.
     double Solve(double t, FailureMask& failed) const {
         const double distance = a0 - t;
         const double term = 4.0 * a2 * distance;
@@ -35,6 +37,12 @@ protected:
     double a2 = 0.0;
     double signA1 = 1.0;
     double rootA1 = 0.0;
+};
+
+// The part of a raw-mass model's interface that only corrected models fill.
+struct Uncorrected {
+    bool SameCorrection(const Uncorrected&) const { return true; }
+    const char* DescribeCorrection() const { return ""; }
 };
 
 }  // namespace lumo::calibration

@@ -4,10 +4,11 @@
 
 namespace lumo::calibration {
 
-// Square root that passes signs through, so that negative masses and times convert as well. Both functions are free of
-// branches so that loops over them use vector instructions.
+// Square root that passes signs through, so that negative masses and times convert as well. Both functions
+// are free of branches so that loops over them use vector instructions.
 struct SquareRoot {
-    // sqrt(x) for x >= 0, -sqrt(-x) for x < 0. Equal to that definition for every double, -0 and NaN included.
+    // sqrt(x) for x >= 0, -sqrt(-x) for x < 0. Equal to that definition for every double, -0 and NaN
+    // included.
     static double root(double x) { return std::copysign(std::sqrt(std::fabs(x)), x); }
 
     // s * s for s >= 0 (also for -0), -(s * s) otherwise.

@@ -14,11 +14,12 @@ std::shared_ptr<TemperatureConstants> temperatureConstantsOf(const ICalibrationT
     return std::dynamic_pointer_cast<TemperatureConstants>(transformator.GetFunctionalConstants());
 }
 
-std::shared_ptr<TemperatureConstants> requiredTemperatureConstantsOf(const ICalibrationTransformator& transformator) {
+std::shared_ptr<TemperatureConstants> requiredTemperatureConstantsOf(
+    const ICalibrationTransformator& transformator) {
     auto constants = temperatureConstantsOf(transformator);
     if (!constants) {
-        LUMO_THROW(
-            std::invalid_argument("reference transformator lacks temperature-compensation functional constants"));
+        LUMO_THROW(std::invalid_argument(
+            "reference transformator lacks temperature-compensation functional constants"));
     }
     return constants;
 }
@@ -36,13 +37,15 @@ double partsPerMillion(const Temperatures& measured, const TemperatureCompensati
         case TemperatureCompensationInfo::kBothSensors:
             return sensor1 + sensor2;
         default:
-            LUMO_THROW(std::invalid_argument("Unknown temperature compensation mode " + std::to_string(info.mode)));
+            LUMO_THROW(
+                std::invalid_argument("Unknown temperature compensation mode " + std::to_string(info.mode)));
     }
 }
 
 class CalibrationTemperatureCompensator final : public ICalibrationTemperatureCompensator {
 public:
-    ICalibrationTransformatorPtr Compensate(const ICalibrationTransformator& reference, const Temperatures& measured,
+    ICalibrationTransformatorPtr Compensate(const ICalibrationTransformator& reference,
+                                            const Temperatures& measured,
                                             const TemperatureCompensationInfo& info) const override {
         const auto constants = requiredTemperatureConstantsOf(reference);
         const double ppm = partsPerMillion(measured, info);
@@ -61,23 +64,27 @@ std::unique_ptr<ICalibrationTemperatureCompensator> createCalibrationTemperature
     return std::make_unique<CalibrationTemperatureCompensator>();
 }
 
-void addTemperatureCompensationInfo(ICalibrationTransformator& transformator, const TemperatureCompensationInfo& info) {
+void addTemperatureCompensationInfo(ICalibrationTransformator& transformator,
+                                    const TemperatureCompensationInfo& info) {
     if (const auto constants = temperatureConstantsOf(transformator)) {
         constants->SetTemperatureCompensationInfo(info);
     }
 }
 
-void setMeasuredTemperatures(ICalibrationTransformator& transformator, const Temperatures& measured, int mode) {
+void setMeasuredTemperatures(ICalibrationTransformator& transformator, const Temperatures& measured,
+                             int mode) {
     if (const auto constants = temperatureConstantsOf(transformator)) {
         constants->SetMeasuredTemperatures(measured, mode);
     }
 }
 
-void performTemperatureCompensation(ICalibrationTransformatorPtr& transformator, const Temperatures& measured) {
+void performTemperatureCompensation(ICalibrationTransformatorPtr& transformator,
+                                    const Temperatures& measured) {
     const auto constants = requiredTemperatureConstantsOf(*transformator);
     const auto info = constants->GetTemperatureCompensationInfo();
     if (!info) {
-        LUMO_THROW(std::invalid_argument("reference transformator lacks temperature-compensation information"));
+        LUMO_THROW(
+            std::invalid_argument("reference transformator lacks temperature-compensation information"));
     }
     // Stored first, so that the compensated constants, which are copies, carry them as well.
     constants->SetMeasuredTemperatures(measured, info->mode);

@@ -17,8 +17,8 @@ struct Temperatures {
 //
 // This library's convention: a coefficient is the change of C1 in parts per million per kelvin,
 //     C1' = C1 * (1 + 1e-6 * (dC1 * (T1 - T1ref) + dC2 * (T2 - T2ref))),
-// with the frame's measured temperatures T1, T2. The mode is a bit set: 1 uses sensor 1, 2 uses sensor 2, 3 uses both,
-// 0 none. The formula stands in temperature_compensation.cpp and nowhere else.
+// with the frame's measured temperatures T1, T2. The mode is a bit set: 1 uses sensor 1, 2 uses sensor 2, 3
+// uses both, 0 none. The formula stands in temperature_compensation.cpp and nowhere else.
 struct TemperatureCompensationInfo {
     Temperatures reference;     // temperatures at which the calibration was made
     Temperatures coefficients;  // dC1 and dC2
@@ -46,8 +46,8 @@ class ICalibrationTemperatureCompensator {
 public:
     virtual ~ICalibrationTemperatureCompensator() = default;
 
-    // A transformator of its own for the measured temperatures; the reference stays as it is. With both coefficients 0
-    // the result converts bit for bit as the reference.
+    // A transformator of its own for the measured temperatures; the reference stays as it is. With both
+    // coefficients 0 the result converts bit for bit as the reference.
     virtual ICalibrationTransformatorPtr Compensate(const ICalibrationTransformator& reference,
                                                     const Temperatures& measured,
                                                     const TemperatureCompensationInfo& info) const = 0;
@@ -55,13 +55,17 @@ public:
 
 std::unique_ptr<ICalibrationTemperatureCompensator> createCalibrationTemperatureCompensator();
 
-// Attaches the record to the transformator's functional constants; does nothing when they carry no temperatures.
-void addTemperatureCompensationInfo(ICalibrationTransformator& transformator, const TemperatureCompensationInfo& info);
+// Attaches the record to the transformator's functional constants; does nothing when they carry no
+// temperatures.
+void addTemperatureCompensationInfo(ICalibrationTransformator& transformator,
+                                    const TemperatureCompensationInfo& info);
 
 // Stores the frame's temperatures and mode in the functional constants, if they carry temperatures.
-void setMeasuredTemperatures(ICalibrationTransformator& transformator, const Temperatures& measured, int mode);
+void setMeasuredTemperatures(ICalibrationTransformator& transformator, const Temperatures& measured,
+                             int mode);
 
 // Replaces the transformator by one for the measured temperatures, using the attached record.
-void performTemperatureCompensation(ICalibrationTransformatorPtr& transformator, const Temperatures& measured);
+void performTemperatureCompensation(ICalibrationTransformatorPtr& transformator,
+                                    const Temperatures& measured);
 
 }  // namespace lumo::calibration

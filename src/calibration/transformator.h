@@ -1,10 +1,15 @@
 #pragma once
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <memory>
+#include <span>
 #include <sstream>
 #include <stdexcept>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "calibration/batch_transformation.h"
 #include "calibration/i_calibration_transformator.h"
@@ -14,14 +19,18 @@ namespace lumo::calibration {
 
 // A mass transformator made of
 // - Policy: the model's name `kName` and strategy id `kStrategyId`,
-// - RawMassModel: MassToRaw(m), RawToMass(t, failed), UpdateFunctionalConstants, MonotonicRange, Describe,
+// - RawMassModel: MassToRaw(m), RawToMass(t, failed), UpdateFunctionalConstants, MonotonicRange,
+//   CentreOfUsableRange, SameCorrection, DescribeCorrection,
 // - RawIndexModel: IndexToRaw(i), RawToIndex(t), UpdatePhysicalConstants and the index offset.
-// The models are plain values, and the loops of the vector operations are compiled for them: no call per element.
+// The models are plain values, and the loops of the vector operations are compiled for them: no call per
+// element.
 template <class Policy, class RawMassModel, class RawIndexModel>
 class Transformator final : public ICalibrationTransformator {
+    using Doubles = std::vector<double>;
+
 public:
-    Transformator(ICalibrationConstantsPhysicalPtr physical, const ICalibrationConstantsFunctionalPtr& functional,
-                  RawMassModel model = {})
+    Transformator(ICalibrationConstantsPhysicalPtr physical,
+                  const ICalibrationConstantsFunctionalPtr& functional, RawMassModel model = {})
         : massModel(std::move(model)) {
         SetKeptPhysicalConstants(std::move(physical));
         SetKeptFunctionalConstants(functional);
@@ -38,7 +47,9 @@ public:
         SetKeptPhysicalConstants(std::move(constants));
     }
     IMeasurementModeInfoPtr GetMeasurementModeInfo() const override { return measurementModeInfo; }
-    void SetMeasurementModeInfo(IMeasurementModeInfoPtr info) override { measurementModeInfo = std::move(info); }
+    void SetMeasurementModeInfo(IMeasurementModeInfoPtr info) override {
+        measurementModeInfo = std::move(info);
+    }
     int GetCalibMode() const override { return calibMode; }
     void SetCalibMode(int const& mode) override { calibMode = mode; }
     bool Equals(ICalibrationTransformatorPtr other) const override;
@@ -54,10 +65,14 @@ public:
     }
 
     double MassToRaw(double mass) const override { return Single(MassToRawKernel(), mass); }
-    void MassToRaw(Doubles const& masses, Doubles& raws) const override { Batch(MassToRawKernel(), masses, raws); }
+    void MassToRaw(Doubles const& masses, Doubles& raws) const override {
+        Batch(MassToRawKernel(), masses, raws);
+    }
     void MassToRaw(Doubles& values) const override { Batch(MassToRawKernel(), values, values); }
     double RawToMass(double raw) const override { return Single(RawToMassKernel(), raw); }
-    void RawToMass(Doubles const& raws, Doubles& masses) const override { Batch(RawToMassKernel(), raws, masses); }
+    void RawToMass(Doubles const& raws, Doubles& masses) const override {
+        Batch(RawToMassKernel(), raws, masses);
+    }
     void RawToMass(Doubles& values) const override { Batch(RawToMassKernel(), values, values); }
 
     int MassToIndex(double mass) const override { return NearestIndex(MassToDIndex(mass)); }
@@ -106,7 +121,9 @@ public:
     }
     void RawToDIndex(Doubles& values) const override { Batch(RawToDIndexKernel(), values, values); }
 
-    std::pair<double, double> monotonicMassRange(double mass) const override { return massModel.MonotonicRange(mass); }
+    std::pair<double, double> monotonicMassRange(double mass) const override {
+        return massModel.MonotonicRange(mass);
+    }
     std::pair<double, double> usableMassRange(double low, double high) const override {
         const auto [first, last] = massModel.MonotonicRange(massModel.CentreOfUsableRange());
         return {Clamped(low, first, last), Clamped(high, first, last)};
@@ -127,9 +144,8 @@ public:
     }
 
 private:
-    using Doubles = std::vector<double>;
-
-    // Kernels hold copies of the models: values that nothing else can change, which the compiler keeps in registers.
+    // Kernels hold copies of the models: values that nothing else can change, which the compiler keeps in
+    // registers.
     auto MassToRawKernel() const {
         return [mass = massModel](double m, FailureMask&) { return mass.MassToRaw(m); };
     }
@@ -210,13 +226,14 @@ private:
 template <class Policy, class RawMassModel, class RawIndexModel>
 bool Transformator<Policy, RawMassModel, RawIndexModel>::Equals(ICalibrationTransformatorPtr other) const {
     const auto* const same = dynamic_cast<const Transformator*>(other.get());
-    return same != nullptr && GetIndexOffset() == same->GetIndexOffset() && massModel.SameCorrection(same->massModel) &&
-           physicalConstants->Equals(*same->physicalConstants) &&
+    return same != nullptr && GetIndexOffset() == same->GetIndexOffset() &&
+           massModel.SameCorrection(same->massModel) && physicalConstants->Equals(*same->physicalConstants) &&
            functionalConstants->Equals(*same->functionalConstants);
 }
 
 template <class Policy, class RawMassModel, class RawIndexModel>
-void Transformator<Policy, RawMassModel, RawIndexModel>::IndexToMass(int begin, int end, Doubles& masses) const {
+void Transformator<Policy, RawMassModel, RawIndexModel>::IndexToMass(int begin, int end,
+                                                                     Doubles& masses) const {
     if (end < begin) {
         LUMO_THROW(std::invalid_argument("end must be >= begin."));
     }
@@ -230,8 +247,9 @@ void Transformator<Policy, RawMassModel, RawIndexModel>::IndexToMass(int begin, 
 template <class Policy, class RawMassModel, class RawIndexModel>
 std::string Transformator<Policy, RawMassModel, RawIndexModel>::ToString() const {
     std::ostringstream text;
-    text << "[ " << Policy::kName << ": index offset = " << GetIndexOffset() << ", " << physicalConstants->ToString()
-         << ", " << functionalConstants->ToString() << massModel.DescribeCorrection() << " ]";
+    text << "[ " << Policy::kName << ": index offset = " << GetIndexOffset() << ", "
+         << physicalConstants->ToString() << ", " << functionalConstants->ToString()
+         << massModel.DescribeCorrection() << " ]";
     return text.str();
 }
 

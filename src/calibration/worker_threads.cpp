@@ -32,17 +32,19 @@ constexpr int kMaxWorkers = 256;
 // Pieces begin on cache lines of their own as far as the array does.
 constexpr std::size_t kElementsPerLine = 8;
 
-// Set in a forked child, for the thread that forked: the runtime keeps its workers per thread that starts regions, so
-// threads made in the child are not concerned.
+// Set in a forked child, for the thread that forked: the runtime keeps its workers per thread that starts
+// regions, so threads made in the child are not concerned.
 thread_local bool workersLostByFork = false;
 
 void noteFork() { workersLostByFork = true; }
 
-// Registered when the library is loaded, not at its first parallel loop, since the workers may as well belong to
-// another user of the runtime in this process. The C library drops the handler when the library is unloaded.
+// Registered when the library is loaded, not at its first parallel loop, since the workers may as well belong
+// to another user of the runtime in this process. The C library drops the handler when the library is
+// unloaded.
 [[maybe_unused]] const int forkHandlerRegistered = pthread_atfork(nullptr, nullptr, &noteFork);
 
-// The runtime's start and end of a region order memory, but it is not instrumented: tell the thread sanitizer.
+// The runtime's start and end of a region order memory, but it is not instrumented: tell the thread
+// sanitizer.
 void announce([[maybe_unused]] void* token) {
 #ifdef LUMO_THREAD_SANITIZER
     __tsan_release(token);

@@ -63,7 +63,33 @@ void KvdReader::hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBe
     impl->hintWillReadScanRange(frameId, scanBegin, scanEnd);
 }
 
+std::optional<std::string> KvdReader::getCalibrationInfoString(bool negative, const std::string& key) const {
+    return impl->getCalibrationReader().getCalibrationInfoString(negative, key);
+}
+
+std::optional<std::vector<std::byte>> KvdReader::getCalibrationInfoBlob(bool negative, const std::string& key) const {
+    return impl->getCalibrationReader().getCalibrationInfoBlob(negative, key);
+}
+
+KvdReader::MzTrafoPtr KvdReader::getMzTrafo(std::int64_t frameId, bool /*raw*/) const {
+    return impl->getCalibrationReader().getMzTrafo(frameId, true);
+}
+
+KvdReader::MzTrafoPtr KvdReader::getRawMzTrafo(std::int64_t frameId, bool /*flag*/) const {
+    return impl->getCalibrationReader().getMzTrafo(frameId, true);
+}
+
+KvdReader::MzTrafoPtr KvdReader::getReferenceMzTrafo(bool negative) const {
+    return impl->getCalibrationReader().getReferenceMzTrafo(negative);
+}
+
+KvdReader::MobTrafoPtr KvdReader::getMobTrafo(std::int64_t frameId) const {
+    return impl->getCalibrationReader().getMobTrafo(frameId);
+}
+
 bool KvdReader::usingStateFromCalibrationFile() const { return impl->usingStateFromCalibrationFile(); }
+
+std::optional<std::string> KvdReader::getCalibrationStateId() const { return std::nullopt; }
 
 NormalizationType KvdReader::getDefaultNormalizationType() const {
     switch (impl->getSchemaVersionMajor()) {

@@ -22,6 +22,10 @@ KvdReaderImpl::KvdReaderImpl(const std::filesystem::path& directory, bool useRec
     blobFile.emplace(files.blob);
     frames.emplace(*db, isKvd, schemaMajor);
     createStorageReader();
+    openCalibration(directory, useRecalibratedState);
+}
+
+void KvdReaderImpl::openCalibration(const std::filesystem::path& directory, bool useRecalibratedState) {
     if (useRecalibratedState) {
         const std::filesystem::path calibrationFile = directory / "calibration.sqlite";
         if (std::error_code error; std::filesystem::exists(calibrationFile, error)) {
@@ -31,6 +35,7 @@ KvdReaderImpl::KvdReaderImpl(const std::filesystem::path& directory, bool useRec
         LUMO_LOG(logger, Warn, "Requested recalibration file " << calibrationFile.string()
                                    << " does not exists. Fallback to instrument calibration from kvd.");
     }
+    calibrationReader.emplace(db, isKvd);
     LUMO_LOG(logger, Info, "Reading data using instrument calibration");
 }
 

@@ -12,6 +12,7 @@
 #include "kova-data-reader/blob/kvd_reader_cache.h"
 #include "kova-data-reader/compression_type.h"
 #include "kova-data-reader/database/frame_info.h"
+#include "kvd-calibration-reader/kvd_calibration_reader_impl.h"
 #include "logging/logger.h"
 #include "sqlite/cppsqlite3.h"
 
@@ -35,6 +36,7 @@ public:
     const KvdFrameReader& loadFrame(std::int64_t frameId);
     void hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBegin, std::uint32_t scanEnd);
 
+    const kova_calibration::KvdCalibrationReaderImpl& getCalibrationReader() const { return *calibrationReader; }
     bool usingStateFromCalibrationFile() const { return false; }
 
 private:
@@ -48,6 +50,7 @@ private:
 
     void openDatabase(const std::filesystem::path& file);
     void createStorageReader();
+    void openCalibration(const std::filesystem::path& directory, bool useRecalibratedState);
 
     logging::Logger logger = logging::Logger::getLogger("lumo.io.kova.KvdReaderImpl");
     std::shared_ptr<CppSQLite3DB> db = std::make_shared<CppSQLite3DB>();
@@ -57,6 +60,7 @@ private:
     std::optional<BlobFile> blobFile;
     std::optional<FrameInfoTable> frames;
     StorageReader storage;
+    std::optional<kova_calibration::KvdCalibrationReaderImpl> calibrationReader;
 };
 
 }  // namespace lumo::io::kova

@@ -1,5 +1,8 @@
 #include "kovadata/instance.h"
 
+#include <stdexcept>
+
+#include "diag/throw.h"
 #include "kovadata/interface_family.h"
 
 namespace lumo::io {
@@ -12,6 +15,35 @@ Instance::Instance(const std::filesystem::path& directory, bool useRecalibratedS
 std::uint32_t Instance::readScans(std::int64_t frameId, std::uint32_t scanBegin, std::uint32_t scanEnd,
                                   std::span<std::byte> buffer, kova::NormalizationType type) {
     return static_cast<std::uint32_t>(scanRangeReader.read(frameId, scanBegin, scanEnd, type, buffer));
+}
+
+void Instance::mzConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,
+                                MzConversion method) {
+    if (in.empty()) {
+        return;
+    }
+    if (frameId != mzTrafoFrameId) {
+        mzTrafo = reader.getMzTrafo(frameId, false);
+        mzTrafoFrameId = frameId;  // also when there is none, so that the next call need not look again
+    }
+    if (!mzTrafo) {
+        LUMO_THROW(std::runtime_error("No m/z trafo available."));
+    }
+    ((*mzTrafo).*method)(in, out);
+}
+
+void Instance::mobConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,
+                                 MobConversion method) const {
+    if (in.empty()) {
+        return;
+    }
+    const kova::KvdReader::MobTrafoPtr mobTrafo = reader.getMobTrafo(frameId);
+    if (!mobTrafo) {
+        LUMO_THROW(std::runtime_error("No mobility trafo available."));
+    }
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        out[i] = ((*mobTrafo).*method)(in[i]);
+    }
 }
 
 }  // namespace lumo::io

@@ -6,21 +6,23 @@
 
 namespace lumo::math {
 
-// One end of the interval in which the inner function is used: where it is, and the function's value and slope there.
+// One end of the interval in which the inner function is used: where it is, and the function's value and
+// slope there.
 struct ContinuationEnd {
     double position;
     double value;
     double slope;
 };
 
-// A strictly monotonic, invertible function inside [low.position, high.position], continued by straight lines outside.
-// `Inner` offers `double value(double) const` and `double inverse(double) const`; it is referred to, not copied, and
-// must outlive this object. Immutable; conversions may run in any number of threads.
+// A strictly monotonic, invertible function inside [low.position, high.position], continued by straight lines
+// outside. `Inner` offers `double value(double) const` and `double inverse(double) const`; it is referred to,
+// not copied, and must outlive this object. Immutable; conversions may run in any number of threads.
 template <class Inner>
 class LinearlyContinuedFunction {
 public:
-    LinearlyContinuedFunction(const Inner& inner, const ContinuationEnd& low, const ContinuationEnd& high)
-        : inner(inner), low(low), high(high) {
+    LinearlyContinuedFunction(const Inner& function, const ContinuationEnd& lowEnd,
+                              const ContinuationEnd& highEnd)
+        : inner(function), low(lowEnd), high(highEnd) {
         if (low.slope * high.slope <= 0.0) {
             LUMO_THROW(std::invalid_argument("slopes must be non-zero and have same sign."));
         }

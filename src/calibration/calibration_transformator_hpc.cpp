@@ -1,0 +1,58 @@
+#include "calibration/calibration_transformator_hpc.h"
+
+#include <utility>
+
+#include "calibration/calibration_transformator_tof.h"
+#include "calibration/raw_index_linear.h"
+#include "calibration/raw_mass_quadratic.h"
+#include "calibration/square_root.h"
+#include "calibration/transformator.h"
+
+namespace lumo::calibration {
+namespace {
+
+template <class Model>
+class RMCorrected {
+public:
+    explicit RMCorrected(std::shared_ptr<const CalibrationPolynomialHPC> correction)
+        : polynomial(std::move(correction)) {}
+
+    void UpdateFunctionalConstants(const ICalibrationConstantsFunctionalPtr& constants) {
+        model.UpdateFunctionalConstants(constants);
+    }
+
+    double MassToRaw(double mass) const { return model.MassToRaw(polynomial->Uncorrected(mass)); }
+    double RawToMass(double t, FailureMask& failed) const {
+        return polynomial->Corrected(model.RawToMass(t, failed));
+    }
+
+    MassRange MonotonicRange(double mass) const { return model.MonotonicRange(mass); }
+    double CentreOfUsableRange() const { return model.CentreOfUsableRange(); }
+    bool SameCorrection(const RMCorrected& other) const { return *polynomial == *other.polynomial; }
+    std::string DescribeCorrection() const { return ", " + polynomial->ToString(); }
+
+private:
+    Model model;
+    std::shared_ptr<const CalibrationPolynomialHPC> polynomial;
+};
+
+struct PolicyHPC {
+    static constexpr const char* kName = "CalibrationTransformatorHPC";
+    static constexpr int kStrategyId = StrategyId::kTofQuadraticHpc;
+};
+
+using CorrectedQuadratic = RMCorrected<RMQuadratic<SquareRoot>>;
+using CalibrationTransformatorHPC = Transformator<PolicyHPC, CorrectedQuadratic, RILinear>;
+
+}  // namespace
+
+ICalibrationTransformatorPtr createCalibrationTransformatorHPC(
+    const ICalibrationTransformatorPtr& base, std::shared_ptr<const CalibrationPolynomialHPC> polynomial) {
+    auto corrected = std::make_shared<CalibrationTransformatorHPC>(base->GetPhysicalConstants(),
+                                                                   base->GetFunctionalConstants(),
+                                                                   CorrectedQuadratic(std::move(polynomial)));
+    corrected->SetIndexOffset(base->GetIndexOffset());
+    return corrected;
+}
+
+}  // namespace lumo::calibration

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "calibration/i_calibration_transformator.h"
+
+namespace lumo::calibration {
+
+// Values of ICalibrationTransformator::GetStrategyID.
+enum StrategyId : int { kTofQuadratic = 1, kTof2Cubic = 2, kTofQuadraticHpc = 3 };
+
+// Constants of another model than the transformator's fail with std::invalid_argument.
+ICalibrationTransformatorPtr createCalibrationTransformatorTOFQuadratic(
+    const ICalibrationConstantsPhysicalPtr& physical, const ICalibrationConstantsFunctionalPtr& functional);
+ICalibrationTransformatorPtr createCalibrationTransformatorTOF2Cubic(
+    const ICalibrationConstantsPhysicalPtr& physical, const ICalibrationConstantsFunctionalPtr& functional);
+
+}  // namespace lumo::calibration

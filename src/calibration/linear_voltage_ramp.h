@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+
+namespace lumo::calibration::kova {
+
+// The voltage of a mobility ramp as a linear function of the scan number. A value; never invalid. Both
+// voltages have the same sign, and their amount falls from start to end.
+class LinearVoltageRamp {
+public:
+    // `ndelay` scans before the ramp of `ncycles` scans, from `vstart` at scan ndelay to `vend` at ndelay +
+    // ncycles. Ramps that are none fail with std::invalid_argument.
+    LinearVoltageRamp(int ndelay, int ncycles, double vstart, double vend);
+
+    bool isNegativeMode() const { return 0.0 > vstart; }
+
+    // Not clipped: any scan number and any voltage is accepted, on the ramp or not.
+    double scanNumToVoltageNonClipped(double scanNumber) const { return scanNumber * slope + intercept; }
+    double voltageToScanNumNonClipped(double voltage) const { return (voltage - intercept) / slope; }
+
+    int getDelay() const { return ndelay; }
+    int getCycles() const { return ncycles; }
+    double getVstart() const { return vstart; }
+    double getVend() const { return vend; }
+
+private:
+    int ndelay;
+    int ncycles;
+    double vstart;
+    double vend;
+    double slope;      // voltage per scan
+    double intercept;  // voltage at scan 0
+};
+
+// Exact comparison of the four given values; the derived ones follow from them.
+bool operator==(const LinearVoltageRamp& a, const LinearVoltageRamp& b);
+bool operator!=(const LinearVoltageRamp& a, const LinearVoltageRamp& b);
+
+std::string toString(const LinearVoltageRamp& ramp);
+
+LinearVoltageRamp makeDummyLinearVoltageRampForPolarity(bool negative);
+
+}  // namespace lumo::calibration::kova

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <vector>
+
+#include "diag/throw.h"
+
+namespace lumo::calibration::kova {
+
+// Fills `out` with the conversions of the scan numbers begin ... end - 1.
+template <class Conversion>
+void convertScanRange(std::vector<double>& out, int begin, int end, const Conversion& convert) {
+    if (end < begin) {
+        LUMO_THROW(std::invalid_argument("end must be >= begin."));
+    }
+    out.resize(static_cast<std::size_t>(std::int64_t{end} - begin));
+    for (int scan = begin; scan < end; ++scan) {
+        out[static_cast<std::size_t>(std::int64_t{scan} - begin)] = convert(static_cast<double>(scan));
+    }
+}
+
+}  // namespace lumo::calibration::kova
