@@ -30,20 +30,19 @@ def medians(benchmarks: list[dict]) -> dict[str, dict[str, dict]]:
     paths: dict[str, dict[str, dict]] = {}
     for entry in benchmarks:
         if entry.get("aggregate_name") == "median":
-            path, _, role = entry["run_name"].rpartition("/")
+            path, role = entry["run_name"].split("/")[:2]
             paths.setdefault(path, {})[role] = entry
     return paths
 
 
 def spread(benchmarks: list[dict], path: str, role: str) -> float:
-    name = f"{path}/{role}"
     return next((entry["real_time"] for entry in benchmarks
-                 if entry["run_name"] == name and entry.get("aggregate_name") == "cv"), 0.0)
+                 if entry["run_name"].split("/")[:2] == [path, role] and entry.get("aggregate_name") == "cv"), 0.0)
 
 
 def report(benchmarks: list[dict], targets: dict) -> int:
     missed = 0
-    print(f"{'path':34} {'floor':>12} {'library':>12} {'ratio':>7} {'target':>7} {'spread':>7}")
+    print(f"{'path':36} {'floor':>12} {'library':>12} {'ratio':>7} {'target':>7} {'spread':>7}")
     for path, roles in medians(benchmarks).items():
         if "floor" not in roles or "library" not in roles:
             continue
@@ -53,9 +52,11 @@ def report(benchmarks: list[dict], targets: dict) -> int:
         miss = target is not None and ratio > target
         missed += miss
         unit = library["time_unit"]
-        print(f"{path:34} {floor['real_time']:9.3f} {unit} {library['real_time']:9.3f} {unit} {ratio:7.2f} "
+        others = "".join(f"  {role} {library['real_time'] / entry['real_time']:.2f}" for role, entry in roles.items()
+                         if role not in ("floor", "library"))
+        print(f"{path:36} {floor['real_time']:9.3f} {unit} {library['real_time']:9.3f} {unit} {ratio:7.2f} "
               f"{target if target is not None else '':>7} {spread(benchmarks, path, 'library'):6.1%}"
-              f"{'  MISSED' if miss else ''}")
+              f"{others}{'  MISSED' if miss else ''}")
     return missed
 
 

@@ -39,11 +39,11 @@ private:
 
         static FailureMask convertRange(const In* source, Out* target, std::size_t count, Kernel convertOne) {
             FailureMask failed = 0;
-#pragma omp simd reduction(| : failed)
+#pragma omp simd reduction(+ : failed)
             for (std::size_t i = 0; i < count; ++i) {
                 FailureMask elementFailed = 0;
                 target[i] = convertOne(source[i], elementFailed);
-                failed |= elementFailed;
+                failed += elementFailed;
             }
             return failed;
         }

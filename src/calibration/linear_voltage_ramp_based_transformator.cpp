@@ -47,6 +47,21 @@ int toInt(double x) {
     return std::isnan(x) ? 0 : static_cast<int>(x < lowest ? lowest : x > highest ? highest : x);
 }
 
+using Continuation = math::LinearlyContinuedFunction<RationalFunction>;
+
+// The frame's scan axis as a plain value, for single conversions and for loops over arrays.
+struct ScanAxis {
+    LinearVoltageRamp ramp;
+    double transitTime;
+    double polaritySign;
+    const Continuation& continuation;
+
+    double toVoltage(double scan) const { return ramp.scanNumToVoltageNonClipped(scan - transitTime); }
+    double fromVoltage(double voltage) const { return ramp.voltageToScanNumNonClipped(voltage) + transitTime; }
+    double toOneOverK0(double scan) const { return continuation.value(toVoltage(scan) * polaritySign); }
+    double fromOneOverK0(double k) const { return fromVoltage(continuation.inverse(k) * polaritySign); }
+};
+
 class LinearVoltageRampBasedTransformator final : public virtual ILinearVoltageRampBasedTransformator {
 public:
     LinearVoltageRampBasedTransformator(const LinearVoltageRamp& voltageRamp, double scans)
@@ -57,18 +72,10 @@ public:
 
     std::string toString() const override;
 
-    double scanNumberToOneOverK0(double scanNumber) const override {
-        return continuation->value(ramp.scanNumToVoltageNonClipped(scanNumber - transitTime) * polaritySign);
-    }
-    double scanNumberToVoltage(double scanNumber) const override {
-        return ramp.scanNumToVoltageNonClipped(scanNumber - transitTime);
-    }
-    double oneOverK0ToScanNumber(double oneOverK0) const override {
-        return ramp.voltageToScanNumNonClipped(continuation->inverse(oneOverK0) * polaritySign) + transitTime;
-    }
-    double voltageToScanNumber(double voltage) const override {
-        return ramp.voltageToScanNumNonClipped(voltage) + transitTime;
-    }
+    double scanNumberToOneOverK0(double scanNumber) const override { return axis().toOneOverK0(scanNumber); }
+    double scanNumberToVoltage(double scanNumber) const override { return axis().toVoltage(scanNumber); }
+    double oneOverK0ToScanNumber(double oneOverK0) const override { return axis().fromOneOverK0(oneOverK0); }
+    double voltageToScanNumber(double voltage) const override { return axis().fromVoltage(voltage); }
     double voltageToOneOverK0(double voltage) const override {
         return continuation->value(voltage * polaritySign);
     }
@@ -80,6 +87,18 @@ public:
     }
     void scanNumberToVoltage(std::vector<double>& out, int begin, int end) const override {
         convertScanRange(out, begin, end, [this](double scan) { return scanNumberToVoltage(scan); });
+    }
+    void scanNumberToOneOverK0(std::span<const double> in, std::span<double> out) const override {
+        convertArray(in, out, [scans = axis()](double scan) { return scans.toOneOverK0(scan); });
+    }
+    void scanNumberToVoltage(std::span<const double> in, std::span<double> out) const override {
+        convertArray(in, out, [scans = axis()](double scan) { return scans.toVoltage(scan); });
+    }
+    void oneOverK0ToScanNumber(std::span<const double> in, std::span<double> out) const override {
+        convertArray(in, out, [scans = axis()](double k) { return scans.fromOneOverK0(k); });
+    }
+    void voltageToScanNumber(std::span<const double> in, std::span<double> out) const override {
+        convertArray(in, out, [scans = axis()](double v) { return scans.fromVoltage(v); });
     }
     int getStrategy() const override { return 2; }
 
@@ -104,6 +123,8 @@ private:
         return voltageRamp.isNegativeMode() ? -1.0 : 1.0;
     }
 
+    ScanAxis axis() const { return {ramp, transitTime, polaritySign, *continuation}; }
+
     logging::Logger logger;
     LinearVoltageRamp ramp;
     double polaritySign;
@@ -112,7 +133,7 @@ private:
     double vmin = 0.0;
     double vmax = 0.0;
     // Refers to `f`. Present once coefficients were accepted, which the factories see to.
-    std::optional<math::LinearlyContinuedFunction<RationalFunction>> continuation;
+    std::optional<Continuation> continuation;
 };
 
 std::string LinearVoltageRampBasedTransformator::toString() const {
@@ -133,7 +154,7 @@ void LinearVoltageRampBasedTransformator::setCoefficients(const std::vector<doub
     vmin = c[2];
     vmax = c[3];
     // The continuation may still refuse slopes whose product vanishes; the coefficients stay stored then.
-    const math::LinearlyContinuedFunction<RationalFunction> continued(f, {vmin, f.value(vmin), f.slope(vmin)},
+    const Continuation continued(f, {vmin, f.value(vmin), f.slope(vmin)},
                                                                       {vmax, f.value(vmax), f.slope(vmax)});
     continuation.emplace(continued);
 }

@@ -27,7 +27,7 @@ public:
         const double distance = a0 - t;
         const double term = 4.0 * a2 * distance;
         const double discriminant = a0 > t ? a1 + term : a1 - term;
-        failed |= discriminant < 0.0 ? 1 : 0;
+        failed += discriminant < 0.0 ? 1.0 : 0.0;
         return distance / ((signA1 * std::sqrt(discriminant) + rootA1) * -0.5);
     }
 

@@ -34,6 +34,19 @@ public:
         convertScanRange(out, begin, end, [this](double scan) { return scanNumberToVoltage(scan); });
     }
 
+    void scanNumberToOneOverK0(std::span<const double> in, std::span<double> out) const override {
+        convertArray(in, out, [this](double scan) { return scanNumberToOneOverK0(scan); });
+    }
+    void scanNumberToVoltage(std::span<const double> in, std::span<double> out) const override {
+        convertArray(in, out, [this](double scan) { return scanNumberToVoltage(scan); });
+    }
+    void oneOverK0ToScanNumber(std::span<const double> in, std::span<double> out) const override {
+        convertArray(in, out, [this](double k) { return oneOverK0ToScanNumber(k); });
+    }
+    void voltageToScanNumber(std::span<const double> in, std::span<double> out) const override {
+        convertArray(in, out, [this](double v) { return voltageToScanNumber(v); });
+    }
+
     int getStrategy() const override { return 1; }
 
 private:

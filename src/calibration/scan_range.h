@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <stdexcept>
 #include <vector>
 
@@ -18,6 +19,14 @@ void convertScanRange(std::vector<double>& out, int begin, int end, const Conver
     out.resize(static_cast<std::size_t>(std::int64_t{end} - begin));
     for (int scan = begin; scan < end; ++scan) {
         out[static_cast<std::size_t>(std::int64_t{scan} - begin)] = convert(static_cast<double>(scan));
+    }
+}
+
+// Converts an array, or an array in place. `convert` is a copy, so that the compiler may keep its constants in registers.
+template <class Conversion>
+void convertArray(std::span<const double> in, std::span<double> out, const Conversion convert) {
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        out[i] = convert(in[i]);
     }
 }
 

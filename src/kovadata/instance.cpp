@@ -41,9 +41,7 @@ void Instance::mobConversionFunc(std::int64_t frameId, std::span<const double> i
     if (!mobTrafo) {
         LUMO_THROW(std::runtime_error("No mobility trafo available."));
     }
-    for (std::size_t i = 0; i < in.size(); ++i) {
-        out[i] = ((*mobTrafo).*method)(in[i]);
-    }
+    ((*mobTrafo).*method)(in, out);
 }
 
 }  // namespace lumo::io

@@ -30,7 +30,7 @@ public:
                           MzConversion method);
 
     // Scan number to 1/K0 or voltage and back.
-    using MobConversion = double (calibration::kova::ITransformator::*)(double) const;
+    using MobConversion = void (calibration::kova::ITransformator::*)(std::span<const double>, std::span<double>) const;
     void mobConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,
                            MobConversion method) const;
 
