@@ -32,21 +32,13 @@ std::uint32_t readBinCount(const ISqliteReader& reader) {
 }  // namespace
 
 KvdReader::KvdReader(const std::filesystem::path& directory, bool useRecalibratedState)
-    : impl(std::make_unique<KvdReaderImpl>(directory, useRecalibratedState, true)),
-      logger(logging::Logger::getLogger("lumo.io.kova.KvdReader")),
+    : AnalysisReader(directory, useRecalibratedState, true, "lumo.io.kova.KvdReader"),
       compressionType(readCompressionType(*impl->getSQLiteDb())),
-      bins(std::make_unique<BinLimit>(readBinCount(*this))) {
-    LUMO_LOG(logger, Debug, "Opened " << directory.string() << ", schema version " << impl->getSchemaVersionMajor()
-                                      << '.' << impl->getSchemaVersionMinor());
-}
+      bins(std::make_unique<BinLimit>(readBinCount(*this))) {}
 
 KvdReader::KvdReader(KvdReader&&) noexcept = default;
 KvdReader& KvdReader::operator=(KvdReader&&) noexcept = default;
 KvdReader::~KvdReader() = default;
-
-std::shared_ptr<CppSQLite3DB> KvdReader::getSQLiteDb() const { return impl->getSQLiteDb(); }
-
-const FrameInfo& KvdReader::getFrameInfo(std::int64_t frameId) const { return impl->getFrameInfo(frameId); }
 
 std::pair<const std::byte*, std::uint32_t> KvdReader::getScanBlob(std::int64_t frameId, std::uint32_t scan) const {
     return impl->getScanBlob(frameId, scan);
@@ -63,33 +55,9 @@ void KvdReader::hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBe
     impl->hintWillReadScanRange(frameId, scanBegin, scanEnd);
 }
 
-std::optional<std::string> KvdReader::getCalibrationInfoString(bool negative, const std::string& key) const {
-    return impl->getCalibrationReader().getCalibrationInfoString(negative, key);
-}
-
-std::optional<std::vector<std::byte>> KvdReader::getCalibrationInfoBlob(bool negative, const std::string& key) const {
-    return impl->getCalibrationReader().getCalibrationInfoBlob(negative, key);
-}
-
-KvdReader::MzTrafoPtr KvdReader::getMzTrafo(std::int64_t frameId, bool /*raw*/) const {
-    return impl->getCalibrationReader().getMzTrafo(frameId, true);
-}
-
-KvdReader::MzTrafoPtr KvdReader::getRawMzTrafo(std::int64_t frameId, bool /*flag*/) const {
-    return impl->getCalibrationReader().getMzTrafo(frameId, true);
-}
-
-KvdReader::MzTrafoPtr KvdReader::getReferenceMzTrafo(bool negative) const {
-    return impl->getCalibrationReader().getReferenceMzTrafo(negative);
-}
-
 KvdReader::MobTrafoPtr KvdReader::getMobTrafo(std::int64_t frameId) const {
     return impl->getCalibrationReader().getMobTrafo(frameId);
 }
-
-bool KvdReader::usingStateFromCalibrationFile() const { return impl->usingStateFromCalibrationFile(); }
-
-std::optional<std::string> KvdReader::getCalibrationStateId() const { return std::nullopt; }
 
 NormalizationType KvdReader::getDefaultNormalizationType() const {
     switch (impl->getSchemaVersionMajor()) {

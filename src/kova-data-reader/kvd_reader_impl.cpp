@@ -59,11 +59,13 @@ void KvdReaderImpl::createStorageReader() {
         case CompressionType::Frames:
             storage.emplace<KvdFrameReader>();
             return;
-        case CompressionType::Spectra:
-            storage = SpectraContents{.lines = sqlite::getProperty<bool>(*db, "HasLineSpectra"),
-                                      .lineWidths = sqlite::getProperty<bool>(*db, "HasLineSpectraPeakWidth"),
-                                      .profiles = sqlite::getProperty<bool>(*db, "HasProfileSpectra")};
+        case CompressionType::Spectra: {
+            const bool hasLine = sqlite::getProperty<bool>(*db, "HasLineSpectra");
+            const bool hasLineWidth = sqlite::getProperty<bool>(*db, "HasLineSpectraPeakWidth");
+            const bool hasProfile = sqlite::getProperty<bool>(*db, "HasProfileSpectra");
+            storage.emplace<KvsSpectraReader>(hasLine, hasLineWidth, hasProfile);
             return;
+        }
         default:
             raiseUnsupportedCompressionType(type);
     }
@@ -100,6 +102,26 @@ void KvdReaderImpl::hintWillReadScanRange(std::int64_t frameId, std::uint32_t sc
     if (auto* const cache = std::get_if<KvdReaderCache>(&storage)) {
         cache->fillRange(blobFile->stream(), frameId, getFrameInfo(frameId).blobOffset, scanBegin, scanEnd);
     }
+}
+
+KvsSpectraReader& KvdReaderImpl::spectraReader() {
+    auto* const reader = std::get_if<KvsSpectraReader>(&storage);
+    if (reader == nullptr) {
+        LUMO_THROW(std::runtime_error("Invalid configuration, no spectra reader supported"));
+    }
+    return *reader;
+}
+
+const KvsSpectraReader& KvdReaderImpl::loadLineSpectrum(std::int64_t frameId) {
+    KvsSpectraReader& reader = spectraReader();
+    reader.fillLineSpectrum(blobFile->stream(), frameId, getFrameInfo(frameId).blobOffset);
+    return reader;
+}
+
+const KvsSpectraReader& KvdReaderImpl::loadProfileSpectrum(std::int64_t frameId) {
+    KvsSpectraReader& reader = spectraReader();
+    reader.fillProfileSpectrum(blobFile->stream(), frameId, getFrameInfo(frameId).blobOffset);
+    return reader;
 }
 
 }  // namespace lumo::io::kova

@@ -10,6 +10,7 @@
 #include "kova-data-reader/blob/blob_file.h"
 #include "kova-data-reader/blob/kvd_frame_reader.h"
 #include "kova-data-reader/blob/kvd_reader_cache.h"
+#include "kova-data-reader/blob/kvs_spectra_reader.h"
 #include "kova-data-reader/compression_type.h"
 #include "kova-data-reader/database/frame_info.h"
 #include "kvd-calibration-reader/kvd_calibration_reader_impl.h"
@@ -36,20 +37,19 @@ public:
     const KvdFrameReader& loadFrame(std::int64_t frameId);
     void hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBegin, std::uint32_t scanEnd);
 
+    // Make a part of a spectrum the decompressed one. Compression type 3 only.
+    const KvsSpectraReader& loadLineSpectrum(std::int64_t frameId);
+    const KvsSpectraReader& loadProfileSpectrum(std::int64_t frameId);
+
     const kova_calibration::KvdCalibrationReaderImpl& getCalibrationReader() const { return *calibrationReader; }
     bool usingStateFromCalibrationFile() const { return false; }
 
 private:
-    // What an analysis without mobility stores per frame.
-    struct SpectraContents {
-        bool lines;
-        bool lineWidths;
-        bool profiles;
-    };
-    using StorageReader = std::variant<std::monostate, KvdReaderCache, KvdFrameReader, SpectraContents>;
+    using StorageReader = std::variant<std::monostate, KvdReaderCache, KvdFrameReader, KvsSpectraReader>;
 
     void openDatabase(const std::filesystem::path& file);
     void createStorageReader();
+    KvsSpectraReader& spectraReader();
     void openCalibration(const std::filesystem::path& directory, bool useRecalibratedState);
 
     logging::Logger logger = logging::Logger::getLogger("lumo.io.kova.KvdReaderImpl");

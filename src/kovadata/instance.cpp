@@ -3,14 +3,8 @@
 #include <stdexcept>
 
 #include "diag/throw.h"
-#include "kovadata/interface_family.h"
 
 namespace lumo::io {
-
-Instance::Instance(const std::filesystem::path& directory, bool useRecalibratedState)
-    : logger(logging::Logger::getLogger(KovaInterface::loggerName)), reader(directory, useRecalibratedState) {
-    LUMO_LOG(logger, Debug, "instantiated.");
-}
 
 std::uint32_t Instance::readScans(std::int64_t frameId, std::uint32_t scanBegin, std::uint32_t scanEnd,
                                   std::span<std::byte> buffer, kova::NormalizationType type) {
@@ -26,10 +20,7 @@ void Instance::mzConversionFunc(std::int64_t frameId, std::span<const double> in
         mzTrafo = reader.getMzTrafo(frameId, false);
         mzTrafoFrameId = frameId;  // also when there is none, so that the next call need not look again
     }
-    if (!mzTrafo) {
-        LUMO_THROW(std::runtime_error("No m/z trafo available."));
-    }
-    ((*mzTrafo).*method)(in, out);
+    convertMasses(mzTrafo, in, out, method);
 }
 
 void Instance::mobConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,

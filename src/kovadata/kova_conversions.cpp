@@ -1,7 +1,6 @@
 #include "calibration/collisional_cross_section.h"
-#include "kovadata/guarded.h"
+#include "kovadata/handle.h"
 #include "kovadata/instance.h"
-#include "kovadata/interface_family.h"
 #include "kovadata/kova.h"
 
 namespace {
@@ -12,9 +11,9 @@ using lumo::io::Instance;
 using lumo::io::KovaInterface;
 
 uint32_t convertMz(uint64_t handle, int64_t frameId, const double* in, double* out, uint32_t count,
-                   Instance::MzConversion method) {
+                   lumo::io::MzConversion method) {
     return lumo::io::guarded<KovaInterface>(uint32_t{0}, [&] {
-        Instance::fromHandle(handle).mzConversionFunc(frameId, {in, count}, {out, count}, method);
+        lumo::io::instanceOf<Instance>(handle).mzConversionFunc(frameId, {in, count}, {out, count}, method);
         return uint32_t{1};
     });
 }
@@ -22,7 +21,7 @@ uint32_t convertMz(uint64_t handle, int64_t frameId, const double* in, double* o
 uint32_t convertMobility(uint64_t handle, int64_t frameId, const double* in, double* out, uint32_t count,
                          Instance::MobConversion method) {
     return lumo::io::guarded<KovaInterface>(uint32_t{0}, [&] {
-        Instance::fromHandle(handle).mobConversionFunc(frameId, {in, count}, {out, count}, method);
+        lumo::io::instanceOf<Instance>(handle).mobConversionFunc(frameId, {in, count}, {out, count}, method);
         return uint32_t{1};
     });
 }

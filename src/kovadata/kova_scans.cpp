@@ -1,6 +1,5 @@
-#include "kovadata/guarded.h"
+#include "kovadata/handle.h"
 #include "kovadata/instance.h"
-#include "kovadata/interface_family.h"
 #include "kovadata/kova.h"
 
 namespace {
@@ -10,7 +9,7 @@ using lumo::io::kova::NormalizationType;
 uint32_t readScans(uint64_t handle, int64_t frameId, uint32_t scanBegin, uint32_t scanEnd, void* buffer,
                    uint32_t length, NormalizationType type) {
     return lumo::io::guarded<lumo::io::KovaInterface>(uint32_t{0}, [&] {
-        return lumo::io::Instance::fromHandle(handle).readScans(
+        return lumo::io::instanceOf<lumo::io::Instance>(handle).readScans(
             frameId, scanBegin, scanEnd, {static_cast<std::byte*>(buffer), length}, type);
     });
 }

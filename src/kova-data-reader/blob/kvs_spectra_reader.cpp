@@ -1,0 +1,161 @@
+#include "kova-data-reader/blob/kvs_spectra_reader.h"
+
+#include <cstring>
+#include <string>
+
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "kova-data-reader/blob/block_header.h"
+#include "kova-data-reader/blob/byte_shuffling.h"
+#include "kova-data-reader/blob/stream_reading.h"
+
+namespace lumo::io::kova {
+
+using calibration::CorruptDataError;
+
+// What differs between the two parts of a spectrum.
+struct KvsSpectraReader::Part {
+    bool supported;
+    const char* unsupportedText;
+    bool KvsSpectraReader::*read;
+    std::uint32_t KvsSpectraReader::*size;
+    ByteBuffer KvsSpectraReader::*buffer;
+    bool startsBehindLine;
+};
+
+void KvsSpectraReader::fillLineSpectrum(std::istream& stream, std::int64_t newFrameId, std::int64_t position) {
+    frameId = newFrameId;
+    fill({.supported = hasLine,
+          .unsupportedText = "No line spectra supported in this analysis.",
+          .read = &KvsSpectraReader::lineRead,
+          .size = &KvsSpectraReader::lineSize,
+          .buffer = &KvsSpectraReader::line,
+          .startsBehindLine = false},
+         stream, position);
+}
+
+void KvsSpectraReader::fillProfileSpectrum(std::istream& stream, std::int64_t newFrameId, std::int64_t position) {
+    frameId = newFrameId;
+    fill({.supported = hasProfile,
+          .unsupportedText = "No profile spectra supported in this analysis.",
+          .read = &KvsSpectraReader::profileRead,
+          .size = &KvsSpectraReader::profileSize,
+          .buffer = &KvsSpectraReader::profile,
+          .startsBehindLine = true},
+         stream, position);
+}
+
+void KvsSpectraReader::readHeader(std::istream& stream, std::int64_t position) {
+    lineRead = profileRead = false;
+    lineSize = profileSize = 0;
+    place = StreamPlace::Unknown;
+    if (position < 0) {
+        return;
+    }
+    const auto [blockSize, lineEntry] = binary::readBlockHeader(stream, position, frameId);
+    if (blockSize < binary::kBlockHeaderSizeBytes) {
+        LUMO_THROW(CorruptFrameDataError(frameId, "Block size is smaller than the block header."));
+    }
+    if (lineEntry > blockSize - binary::kBlockHeaderSizeBytes) {
+        LUMO_THROW(CorruptFrameDataError(frameId, "Line spectrum is larger than its block."));
+    }
+    lineSize = lineEntry;
+    profileSize = blockSize - binary::kBlockHeaderSizeBytes - lineEntry;
+    place = StreamPlace::AfterHeader;
+}
+
+void KvsSpectraReader::fill(const Part& part, std::istream& stream, std::int64_t position) {
+    if (!part.supported) {
+        LUMO_THROW(CorruptFrameDataError(frameId, part.unsupportedText));
+    }
+    const bool isLoaded = loadedPosition == position;
+    if (isLoaded && this->*part.read) {
+        return;
+    }
+    loadedPosition.reset();  // until everything below has succeeded
+    if (!isLoaded) {
+        readHeader(stream, position);
+    }
+    const std::uint32_t size = this->*part.size;
+    if (size > limits::kMaxBlockSizeBytes) {
+        LUMO_THROW(CorruptFrameDataError(frameId, "Compressed spectrum size too large."));
+    }
+    ByteBuffer& buffer = this->*part.buffer;
+    if (size == 0) {
+        buffer.resize(0);
+    } else {
+        const bool isInPlace = part.startsBehindLine
+                                   ? place == StreamPlace::AtProfilePart ||
+                                         (place == StreamPlace::AfterHeader && lineSize == 0)
+                                   : place == StreamPlace::AfterHeader;
+        const std::int64_t start = position + binary::kBlockHeaderSizeBytes + (part.startsBehindLine ? lineSize : 0);
+        if (!isInPlace && !binary::seekTo(stream, start)) {
+            // Deliberate: the line part's failure has the profile part's text.
+            LUMO_THROW(CorruptFrameDataError(
+                frameId, binary::seekFailureText("Can't seek to profile block start.", stream)));
+        }
+        place = StreamPlace::Unknown;
+        binary::readAndDecompress(size, frameId, stream, handler, compressed, buffer);
+        place = part.startsBehindLine ? StreamPlace::Unknown : StreamPlace::AtProfilePart;
+    }
+    this->*part.read = true;
+    loadedPosition = position;
+}
+
+LineSpectrumView KvsSpectraReader::viewLineSpectrum(std::int64_t peaks, bool withWidths) const {
+    if (!loadedPosition || !lineRead) {
+        LUMO_THROW(CorruptDataError("Invalid call to getLineSpectrum(), line spectrum not read"));
+    }
+    if (withWidths && !hasLineWidth) {
+        LUMO_THROW(CorruptDataError("Invalid call to getLineSpectrum(), peak width are not available"));
+    }
+    if (peaks < 0) {
+        if (!line.empty()) {
+            LUMO_THROW(CorruptFrameDataError(frameId, "Number of peaks is missing for the line spectrum."));
+        }
+        return {};
+    }
+    const std::uint64_t bytesPerPeak = withWidths ? 16 : 12;
+    if (static_cast<std::uint64_t>(peaks) > line.size() / bytesPerPeak) {
+        LUMO_THROW(CorruptFrameDataError(frameId, "Number of peaks [" + std::to_string(peaks) +
+                                                      "] exceeds the line spectrum of " +
+                                                      std::to_string(line.size()) + " bytes."));
+    }
+    const auto count = static_cast<std::size_t>(peaks);
+    return {count, line.data(), line.data() + 8 * count, withWidths ? line.data() + 12 * count : nullptr};
+}
+
+void KvsSpectraReader::getLineSpectrum(std::int64_t peaks, std::vector<double>& positions,
+                                       std::vector<float>& intensities, std::vector<float>* widths) const {
+    const LineSpectrumView view = viewLineSpectrum(peaks, widths != nullptr);
+    const auto copy = [&view](auto& values, const std::byte* bytes) {
+        values.resize(view.peaks);
+        if (view.peaks != 0) {
+            std::memcpy(values.data(), bytes, view.peaks * sizeof(values[0]));
+        }
+    };
+    copy(positions, view.positions);
+    copy(intensities, view.intensities);
+    if (widths != nullptr) {
+        copy(*widths, view.widths);
+    }
+}
+
+std::size_t KvsSpectraReader::numberOfProfilePoints() const {
+    if (!loadedPosition || !profileRead) {
+        LUMO_THROW(CorruptDataError("Invalid call to getProfileSpectrum(), profile spectrum not read"));
+    }
+    return profile.size() / 4;
+}
+
+void KvsSpectraReader::getProfileSpectrum(std::uint32_t* intensities) const {
+    const std::size_t points = numberOfProfilePoints();
+    decoding::decodeByteShuffling({profile.data(), profile.size()}, 0, points, intensities);
+}
+
+void KvsSpectraReader::getProfileSpectrum(std::vector<std::uint32_t>& intensities) const {
+    intensities.resize(numberOfProfilePoints());
+    getProfileSpectrum(intensities.data());
+}
+
+}  // namespace lumo::io::kova

@@ -1,0 +1,44 @@
+#include "kova-data-reader/kvs_reader.h"
+
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "kova-data-reader/compression_type.h"
+#include "kova-data-reader/kvd_reader_impl.h"
+#include "sqlite/cppsqlite_tools.h"
+
+namespace lumo::io::kova {
+
+KvsReader::KvsReader(const std::filesystem::path& directory, bool useRecalibratedState)
+    : AnalysisReader(directory, useRecalibratedState, false, "lumo.io.kova.KvsReader") {
+    const auto type = getGlobalMetadatumRequired<std::int32_t>(*this, "KovaCompressionType");
+    if (static_cast<CompressionType>(type) != CompressionType::Spectra) {
+        raiseUnsupportedCompressionType(type);
+    }
+    if (sqlite::getProperty<std::uint32_t>(*impl->getSQLiteDb(), "DigitizerNumSamples") == 0) {
+        LUMO_THROW(calibration::CorruptDataError("Unreasonable digitizer timing settings in global metadata."));
+    }
+}
+
+void KvsReader::readLineSpectrum(std::int64_t frameId, std::vector<double>& positions,
+                                 std::vector<float>& intensities) const {
+    impl->loadLineSpectrum(frameId).getLineSpectrum(getFrameInfo(frameId).numPeaks, positions, intensities, nullptr);
+}
+
+void KvsReader::readLineSpectrum(std::int64_t frameId, std::vector<double>& positions, std::vector<float>& intensities,
+                                 std::vector<float>& widths) const {
+    impl->loadLineSpectrum(frameId).getLineSpectrum(getFrameInfo(frameId).numPeaks, positions, intensities, &widths);
+}
+
+LineSpectrumView KvsReader::viewLineSpectrum(std::int64_t frameId, bool withWidths) const {
+    return impl->loadLineSpectrum(frameId).viewLineSpectrum(getFrameInfo(frameId).numPeaks, withWidths);
+}
+
+void KvsReader::readProfileSpectrum(std::int64_t frameId, std::vector<std::uint32_t>& intensities) const {
+    impl->loadProfileSpectrum(frameId).getProfileSpectrum(intensities);
+}
+
+const KvsSpectraReader& KvsReader::loadProfileSpectrum(std::int64_t frameId) const {
+    return impl->loadProfileSpectrum(frameId);
+}
+
+}  // namespace lumo::io::kova

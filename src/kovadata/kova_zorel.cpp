@@ -1,0 +1,139 @@
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "diag/throw.h"
+#include "kovadata/handle.h"
+#include "kovadata/instance.h"
+#include "kovadata/kova.h"
+#include "sqlite/cppsqlite3.h"
+#include "zorel-msms-reader/zorel-msms-reader.h"
+
+namespace {
+
+using lumo::io::KovaInterface;
+using lumo::io::algorithms::ZorelMsmsSpectraReader;
+using lumo::io::kova::KvdReader;
+
+constexpr double kWidthSlope = 15000.0;
+
+std::vector<int64_t> getPrecursorIdsFromParent(KvdReader& reader, int64_t frameId) {
+    std::vector<int64_t> ids;
+    const std::string sql = "SELECT Id FROM Precursors WHERE Parent = " + std::to_string(frameId);
+    for (CppSQLite3Query query = reader.getSQLiteDb()->execQuery(sql); !query.eof(); query.nextRow()) {
+        ids.push_back(query.getInt64Field(0));
+    }
+    return ids;
+}
+
+// Which precursors a call asks for.
+struct ListedPrecursors {
+    const int64_t* ids;
+    uint32_t count;
+
+    std::vector<int64_t> select(KvdReader&) const { return {ids, ids + count}; }
+    void check() const {
+        if (count != 0 && ids == nullptr) {
+            LUMO_THROW(std::invalid_argument("expected non-null 'precursors' pointer"));
+        }
+    }
+};
+
+struct PrecursorsOfFrame {
+    int64_t frameId;
+
+    std::vector<int64_t> select(KvdReader& reader) const {
+        return getPrecursorIdsFromParent(reader, frameId);
+    }
+    void check() const {}
+};
+
+template <class Selection>
+uint32_t extract(uint64_t handle, const Selection& selection, const auto& run) {
+    return lumo::io::guarded<KovaInterface>(uint32_t{0}, [&] {
+        KvdReader& analysis = lumo::io::instanceOf<lumo::io::Instance>(handle).getReader();
+        ZorelMsmsSpectraReader reader(analysis, selection.select(analysis), kWidthSlope);
+        run(reader);
+        return uint32_t{1};
+    });
+}
+
+// The arguments behind the arrays are the caller's context, where the function has one.
+template <class Callback, class... Context>
+uint32_t extractLines(uint64_t handle, const auto& selection, Callback callback, Context... context) {
+    return extract(handle, selection, [&](ZorelMsmsSpectraReader& reader) {
+        reader.extractPrecursorSpectra([&](int64_t id, std::vector<double>&& mz,
+                                           std::vector<float>&& intensities, std::vector<float>&& /*areas*/) {
+            callback(id, static_cast<uint32_t>(mz.size()), mz.data(), intensities.data(), context...);
+        });
+    });
+}
+
+template <class Callback, class... Context>
+uint32_t extractProfiles(uint64_t handle, const auto& selection, Callback callback, Context... context) {
+    return extract(handle, selection, [&](ZorelMsmsSpectraReader& reader) {
+        reader.extractPrecursorProfile([&](int64_t id, std::vector<int32_t>&& profile) {
+            callback(id, static_cast<uint32_t>(profile.size()), profile.data(), context...);
+        });
+    });
+}
+
+// What the second versions refuse and the first versions leave to the caller.
+template <class Callback>
+bool areArgumentsUsable(const auto& selection, Callback callback) {
+    return lumo::io::guarded<KovaInterface>(false, [&] {
+        selection.check();
+        if (callback == nullptr) {
+            LUMO_THROW(std::invalid_argument("expected non-null callback"));
+        }
+        return true;
+    });
+}
+
+}  // namespace
+
+uint32_t kova_read_zorel_msms(uint64_t handle, const int64_t* precursors, uint32_t num_precursors,
+                              kova_zorel_msms_callback callback) {
+    return extractLines(handle, ListedPrecursors{precursors, num_precursors}, callback);
+}
+
+uint32_t kova_read_zorel_msms_v2(uint64_t handle, const int64_t* precursors, uint32_t num_precursors,
+                                 kova_zorel_msms_callback_v2 callback, void* context) {
+    const ListedPrecursors selection{precursors, num_precursors};
+    return areArgumentsUsable(selection, callback) ? extractLines(handle, selection, callback, context) : 0;
+}
+
+uint32_t kova_read_zorel_profile_msms(uint64_t handle, const int64_t* precursors, uint32_t num_precursors,
+                                      kova_zorel_profile_callback callback) {
+    return extractProfiles(handle, ListedPrecursors{precursors, num_precursors}, callback);
+}
+
+uint32_t kova_read_zorel_profile_msms_v2(uint64_t handle, const int64_t* precursors, uint32_t num_precursors,
+                                         kova_zorel_profile_callback_v2 callback, void* context) {
+    const ListedPrecursors selection{precursors, num_precursors};
+    return areArgumentsUsable(selection, callback) ? extractProfiles(handle, selection, callback, context)
+                                                   : 0;
+}
+
+uint32_t kova_read_zorel_msms_for_frame(uint64_t handle, int64_t frame_id,
+                                        kova_zorel_msms_callback callback) {
+    return extractLines(handle, PrecursorsOfFrame{frame_id}, callback);
+}
+
+uint32_t kova_read_zorel_msms_for_frame_v2(uint64_t handle, int64_t frame_id,
+                                           kova_zorel_msms_callback_v2 callback, void* context) {
+    const PrecursorsOfFrame selection{frame_id};
+    return areArgumentsUsable(selection, callback) ? extractLines(handle, selection, callback, context) : 0;
+}
+
+uint32_t kova_read_zorel_profile_msms_for_frame(uint64_t handle, int64_t frame_id,
+                                                kova_zorel_profile_callback callback) {
+    return extractProfiles(handle, PrecursorsOfFrame{frame_id}, callback);
+}
+
+uint32_t kova_read_zorel_profile_msms_for_frame_v2(uint64_t handle, int64_t frame_id,
+                                                   kova_zorel_profile_callback_v2 callback, void* context) {
+    const PrecursorsOfFrame selection{frame_id};
+    return areArgumentsUsable(selection, callback) ? extractProfiles(handle, selection, callback, context)
+                                                   : 0;
+}

@@ -1,0 +1,52 @@
+#include "kovadata/kvs_instance.h"
+
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+
+#include "diag/throw.h"
+
+namespace lumo::io {
+
+namespace {
+
+std::uint32_t checkedCount(std::size_t count) {
+    if (count > std::numeric_limits<std::uint32_t>::max()) {
+        LUMO_THROW(std::runtime_error("Maximum decompressed spectrum size exceeded."));
+    }
+    return static_cast<std::uint32_t>(count);
+}
+
+}  // namespace
+
+std::uint32_t KvsInstance::readLineSpectrum(std::int64_t spectrumId, const LineSpectrumOutput& output,
+                                            bool withWidths) {
+    const kova::LineSpectrumView view = reader.viewLineSpectrum(spectrumId, withWidths);
+    const std::uint32_t count = checkedCount(view.peaks);
+    if (count != 0 && output.length >= count) {
+        std::memcpy(output.positions, view.positions, view.peaks * sizeof(double));
+        std::memcpy(output.intensities, view.intensities, view.peaks * sizeof(float));
+        if (withWidths) {
+            std::memcpy(output.widths, view.widths, view.peaks * sizeof(float));
+        }
+    }
+    return count;
+}
+
+std::uint32_t KvsInstance::readProfileSpectrum(std::int64_t spectrumId, std::span<std::uint32_t> intensities) {
+    const kova::KvsSpectraReader& spectra = reader.loadProfileSpectrum(spectrumId);
+    const std::uint32_t count = checkedCount(spectra.numberOfProfilePoints());
+    if (count != 0 && intensities.size() >= count) {
+        spectra.getProfileSpectrum(intensities.data());
+    }
+    return count;
+}
+
+void KvsInstance::mzConversionFunc(std::int64_t spectrumId, std::span<const double> in, std::span<double> out,
+                                   MzConversion method) {
+    if (!in.empty()) {
+        convertMasses(reader.getMzTrafo(spectrumId, true), in, out, method);
+    }
+}
+
+}  // namespace lumo::io
