@@ -12,7 +12,8 @@ namespace bench {
 struct Run {
     int frames;
     int peaksPerFrame;
-    int compression;
+    int compression = 2;
+    int msmsPerMs1 = 0;
 };
 std::filesystem::path simulatedRun(const Run& run);
 

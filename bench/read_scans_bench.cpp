@@ -22,12 +22,12 @@ struct Input {
 
 // Both runs are loaded when first asked for, so that a filtered benchmark does not simulate the other one.
 const Input& dense() {
-    static const Input input({.frames = 24, .peaksPerFrame = 300'000, .compression = 2});
+    static const Input input({.frames = 24, .peaksPerFrame = 300'000});
     return input;
 }
 
 const Input& sparse() {
-    static const Input input({.frames = 160, .peaksPerFrame = 20'000, .compression = 2});
+    static const Input input({.frames = 160, .peaksPerFrame = 20'000});
     return input;
 }
 

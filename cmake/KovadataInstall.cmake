@@ -16,5 +16,5 @@ configure_file(cmake/kovadata.pc.in kovadata.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/kovadata.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 if(KOVADATA_BUILD_TOOLS)
-  install(TARGETS kova RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS kova kova-simulate RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()

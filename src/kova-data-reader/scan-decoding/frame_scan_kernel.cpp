@@ -1,80 +1,125 @@
 #include "kova-data-reader/scan-decoding/frame_scan_kernel.h"
 
-#include <algorithm>
-#include <array>
+#include <bit>
 
 #include "kova-data-reader/blob/byte_shuffling.h"
 #include "kova-data-reader/scan-decoding/bin_limit.h"
+#include "kova-data-reader/scan-decoding/lanes.h"
 
 namespace lumo::io::kova {
 
 namespace {
 
-// Words are unshuffled a chunk at a time into memory that stays in the first-level cache.
-constexpr std::size_t kChunkPeaks = 512;
+using lanes::U16x8;
+using lanes::U32x4;
 
-struct Chunk {
-    std::array<std::uint32_t, 2 * kChunkPeaks> words;
-    std::array<std::uint32_t, kChunkPeaks> indices;
-    std::array<std::uint32_t, kChunkPeaks> intensities;
+constexpr std::size_t kBlockPeaks = 8;
 
-    // Continues the running sum of index deltas and returns the largest index. Sums wrap in 32 bits as the format's.
-    std::uint32_t separate(std::size_t peaks, std::uint32_t& sum) {
-        std::uint32_t largest = 0;
-        for (std::size_t i = 0; i < peaks; ++i) {
-            sum += words[2 * i];
-            const std::uint32_t index = sum - 1;
-            indices[i] = index;
-            largest = std::max(largest, index);
-            intensities[i] = words[2 * i + 1];
-        }
-        return largest;
-    }
-
-    // Closes the gaps that indices beyond the limit leave; returns the number of peaks kept.
-    std::size_t dropBeyond(BinLimit& limit, std::size_t peaks) {
-        std::size_t kept = 0;
-        for (std::size_t i = 0; i < peaks; ++i) {
-            if (indices[i] >= limit.binCount()) {
-                limit.reportDropped(indices[i]);
-                continue;
-            }
-            indices[kept] = indices[i];
-            intensities[kept] = intensities[i];
-            ++kept;
-        }
-        return kept;
-    }
-
-    void scaleIntensities(const IntensityScale& scale, std::size_t peaks) {
-        for (std::size_t i = 0; i < peaks; ++i) {
-            intensities[i] = scale(intensities[i]);
-        }
-    }
+// Eight peaks as they come out of 16 words: index deltas and intensities, in order.
+struct PeakBlock {
+    U32x4 deltas[2];
+    U32x4 intensities[2];
 };
+
+// Words alternate between delta and intensity, and so do the bytes of each plane: taken as 16-bit lanes, low bytes belong
+// to deltas and high bytes to intensities.
+PeakBlock loadBlock(std::span<const std::byte> shuffled, std::size_t word) {
+    const std::size_t n = shuffled.size() / 4;
+    const std::byte* const first = shuffled.data() + word;
+    const auto p0 = lanes::load<U16x8>(first);
+    const auto p1 = lanes::load<U16x8>(first + n);
+    const auto p2 = lanes::load<U16x8>(first + 2 * n);
+    const auto p3 = lanes::load<U16x8>(first + 3 * n);
+    const U16x8 deltaLow = (p0 & 0x00FF) | (p1 << 8);
+    const U16x8 deltaHigh = (p2 & 0x00FF) | (p3 << 8);
+    const U16x8 intensityLow = (p0 >> 8) | (p1 & 0xFF00);
+    const U16x8 intensityHigh = (p2 >> 8) | (p3 & 0xFF00);
+    const auto join = [](const U16x8& low, const U16x8& high, U32x4* out) {
+        out[0] = lanes::reinterpret<U32x4>(__builtin_shufflevector(low, high, 0, 8, 1, 9, 2, 10, 3, 11));
+        out[1] = lanes::reinterpret<U32x4>(__builtin_shufflevector(low, high, 4, 12, 5, 13, 6, 14, 7, 15));
+    };
+    PeakBlock block;
+    join(deltaLow, deltaHigh, block.deltas);
+    join(intensityLow, intensityHigh, block.intensities);
+    return block;
+}
+
+// The decoder of one scan: a running sum of index deltas that wraps in 32 bits as the format's, and the peaks kept so far.
+class ScanKernel {
+public:
+    ScanKernel(std::span<const std::byte> words, const IntensityScale& intensityScale, BinLimit& binLimit,
+               const PeakOutput& peakOutput)
+        : shuffled(words), scale(intensityScale), limit(binLimit), output(peakOutput) {}
+
+    // Each form decodes the words [word, word + 16), or those that are left, and agrees with the other bit for bit.
+    void decodeBlock(std::size_t word);
+    void decodePlainly(std::size_t word, std::size_t end);
+
+    std::size_t peaksKept() const { return kept; }
+
+private:
+    void keep(std::uint32_t index, std::uint32_t intensity) {
+        if (!output.isCountOnly()) {
+            output.store(kept, index, scale(intensity));
+        }
+        ++kept;
+    }
+
+    std::span<const std::byte> shuffled;
+    IntensityScale scale;
+    BinLimit& limit;
+    PeakOutput output;
+    std::uint32_t sum = 0;
+    std::size_t kept = 0;
+};
+
+void ScanKernel::decodePlainly(std::size_t word, std::size_t end) {
+    for (; word < end; word += 2) {
+        sum += decoding::decodeByteShuffling(shuffled, word);
+        const std::uint32_t index = sum - 1;
+        if (index < limit.binCount()) {
+            keep(index, decoding::decodeByteShuffling(shuffled, word + 1));
+        } else {
+            limit.reportDropped(index);
+        }
+    }
+}
+
+inline void ScanKernel::decodeBlock(std::size_t word) {
+    const PeakBlock block = loadBlock(shuffled, word);
+    const U32x4 first = lanes::runningSum(block.deltas[0]) + (sum - 1);
+    const U32x4 second = lanes::runningSum(block.deltas[1]) + first[3];
+    const U32x4 bins = lanes::broadcast(limit.binCount());
+    if (lanes::anySet(lanes::reinterpret<U32x4>(first >= bins) | lanes::reinterpret<U32x4>(second >= bins))) {
+        decodePlainly(word, word + 2 * kBlockPeaks);
+        return;
+    }
+    sum = second[3] + 1;
+    if (!output.isCountOnly()) {
+        lanes::store(output.indices + 4 * kept, first);
+        lanes::store(output.indices + 4 * kept + 16, second);
+        const bool isScaled = !scale.isIdentity();
+        lanes::store(output.intensities + 4 * kept,
+                     isScaled ? lanes::scaled(block.intensities[0], scale.multiplier()) : block.intensities[0]);
+        lanes::store(output.intensities + 4 * kept + 16,
+                     isScaled ? lanes::scaled(block.intensities[1], scale.multiplier()) : block.intensities[1]);
+    }
+    kept += kBlockPeaks;
+}
 
 }  // namespace
 
 std::size_t decodeFrameScan(std::span<const std::byte> shuffled, std::uint32_t start, std::uint32_t end,
                             const IntensityScale& scale, BinLimit& limit, const PeakOutput& output) {
-    Chunk chunk;
-    std::uint32_t sum = 0;
-    std::size_t kept = 0;
-    std::size_t peaks = 0;
-    for (std::size_t word = start; word < end; word += 2 * peaks) {
-        peaks = std::min<std::size_t>((end - word) / 2, kChunkPeaks);
-        decoding::decodeByteShuffling(shuffled, word, 2 * peaks, chunk.words.data());
-        const bool anyBeyond = chunk.separate(peaks, sum) >= limit.binCount();
-        const std::size_t keptPeaks = anyBeyond ? chunk.dropBeyond(limit, peaks) : peaks;
-        if (!output.isCountOnly()) {
-            if (!scale.isIdentity()) {
-                chunk.scaleIntensities(scale, keptPeaks);
-            }
-            output.store(kept, chunk.indices.data(), chunk.intensities.data(), keptPeaks);
+    ScanKernel kernel(shuffled, scale, limit, output);
+    std::size_t word = start;
+    if constexpr (std::endian::native == std::endian::little) {
+        for (; end - word >= 2 * kBlockPeaks; word += 2 * kBlockPeaks) {
+            kernel.decodeBlock(word);
         }
-        kept += keptPeaks;
     }
-    return kept;
+    kernel.decodePlainly(word, end);
+    return kernel.peaksKept();
 }
 
 }  // namespace lumo::io::kova

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
-#include <optional>
 
 namespace lumo::io::kova {
 
@@ -20,16 +19,18 @@ enum class NormalizationType : std::uint32_t {
 class IntensityScale {
 public:
     IntensityScale() = default;
-    explicit IntensityScale(double multiplier) : factor(multiplier) {}
+    // A factor of 1 changes no intensity, as halves are rounded down again.
+    explicit IntensityScale(double givenFactor) : factor(givenFactor), identity(givenFactor == 1.0) {}
 
-    bool isIdentity() const { return !factor.has_value(); }
+    bool isIdentity() const { return identity; }
+    double multiplier() const { return factor; }
 
     // Integer part of intensity * factor + 0.5, limited to 32 bits; not-a-number gives 0.
     std::uint32_t operator()(std::uint32_t intensity) const {
-        if (!factor) {
+        if (identity) {
             return intensity;
         }
-        const double scaled = static_cast<double>(intensity) * *factor + 0.5;
+        const double scaled = static_cast<double>(intensity) * factor + 0.5;
         constexpr double kMax = std::numeric_limits<std::uint32_t>::max();
         if (!(scaled >= 0.0)) {
             return 0;
@@ -38,7 +39,8 @@ public:
     }
 
 private:
-    std::optional<double> factor;
+    double factor = 1.0;
+    bool identity = true;
 };
 
 // The scale of one frame. `getFrameInfo` is called only when the type needs the frame's times. Raises

@@ -1,0 +1,217 @@
+// The MS/MS spectra of all precursors of a run, beside bare decoding of the scans they are made of and beside
+// the peak finder in its plain form, which touches every bin of every profile.
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <numeric>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <sqlite3.h>
+
+#include "../tests/reference/plain_peak_finder.h"
+#include "bench_analysis.h"
+#include "kovadata/kova.h"
+
+namespace {
+
+constexpr bench::Run kRun{.frames = 520, .peaksPerFrame = 100'000, .compression = 2};
+
+// The calibration of every parent frame of a simulated run.
+constexpr reference::WidthModel kWidths{300.0, 24000.0, 0.2, 15000.0};
+
+// One precursor in one frame.
+struct Stripe {
+    std::int64_t frame;
+    std::int64_t precursor;
+    std::int64_t parent;
+    std::uint32_t scanBegin;
+    std::uint32_t scanEnd;
+};
+
+std::vector<Stripe> loadStripes(const std::filesystem::path& analysis) {
+    sqlite3* opened = nullptr;
+    const int code =
+        sqlite3_open_v2((analysis / "analysis.kvd").c_str(), &opened, SQLITE_OPEN_READONLY, nullptr);
+    const std::unique_ptr<sqlite3, int (*)(sqlite3*)> db(opened, sqlite3_close);
+    sqlite3_stmt* compiled = nullptr;
+    constexpr const char* kSql =
+        "SELECT m.Frame, p.Id, p.Parent, m.ScanNumBegin, m.ScanNumEnd FROM ZorelFrameMsMsInfo m "
+        "JOIN Precursors p ON p.Id = m.Precursor ORDER BY m.Frame, p.Id";
+    if (code != SQLITE_OK || sqlite3_prepare_v2(opened, kSql, -1, &compiled, nullptr) != SQLITE_OK) {
+        throw std::runtime_error(sqlite3_errmsg(opened));
+    }
+    const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> query(compiled, sqlite3_finalize);
+    std::vector<Stripe> stripes;
+    while (sqlite3_step(compiled) == SQLITE_ROW) {
+        stripes.push_back({sqlite3_column_int64(compiled, 0), sqlite3_column_int64(compiled, 1),
+                           sqlite3_column_int64(compiled, 2),
+                           static_cast<std::uint32_t>(sqlite3_column_int64(compiled, 3)),
+                           static_cast<std::uint32_t>(sqlite3_column_int64(compiled, 4))});
+    }
+    return stripes;
+}
+
+// The run, opened, with its precursors and a buffer for the scans of one stripe.
+struct Input {
+    Input()
+        : path(bench::simulatedRun(kRun)), handle(kova_open(path.c_str(), 0)), stripes(loadStripes(path)) {
+        for (const Stripe& stripe : stripes) {
+            lastFrame[stripe.precursor] = stripe.frame;
+        }
+        for (const auto& [precursor, frame] : lastFrame) {
+            precursors.push_back(precursor);
+        }
+    }
+    Input(const Input&) = delete;
+    Input& operator=(const Input&) = delete;
+    ~Input() { kova_close(handle); }
+
+    // Words as kova_read_scans_v2() lays them out.
+    const std::vector<std::uint32_t>& readScans(const Stripe& stripe) {
+        const auto size = static_cast<std::uint32_t>(4 * buffer.size());
+        const std::uint32_t needed =
+            kova_read_scans_v2(handle, stripe.frame, stripe.scanBegin, stripe.scanEnd, buffer.data(), size);
+        if (needed == 0 || needed > size) {
+            throw std::runtime_error("scans cannot be read");
+        }
+        return buffer;
+    }
+
+    std::filesystem::path path;
+    std::uint64_t handle;
+    std::vector<Stripe> stripes;
+    std::map<std::int64_t, std::int64_t> lastFrame;
+    std::vector<std::int64_t> precursors;
+    std::vector<std::uint32_t> buffer = std::vector<std::uint32_t>(4'000'000);
+};
+
+Input& input() {
+    static Input shared;
+    return shared;
+}
+
+// The largest resident size of the process from construction on.
+class PeakMemory {
+public:
+    PeakMemory() {
+        input();  // made before anything is measured
+        std::ofstream("/proc/self/clear_refs") << "5";
+    }
+
+    double megabytes() const {
+        std::ifstream status("/proc/self/status");
+        for (std::string word; status >> word;) {
+            if (word == "VmHWM:") {
+                double kibibytes = 0;
+                status >> kibibytes;
+                return kibibytes / 1024;
+            }
+        }
+        return 0;
+    }
+};
+
+void report(benchmark::State& state, const PeakMemory& memory, std::size_t peaks) {
+    state.counters["precursors"] = static_cast<double>(input().precursors.size());
+    state.counters["stripes"] = static_cast<double>(input().stripes.size());
+    state.counters["peaks"] = static_cast<double>(peaks);
+    state.counters["peak_rss_MB"] = memory.megabytes();
+}
+
+void decodingAlone(benchmark::State& state) {
+    const PeakMemory memory;
+    std::size_t peaks = 0;
+    for (auto _ : state) {
+        peaks = 0;
+        for (const Stripe& stripe : input().stripes) {
+            const std::vector<std::uint32_t>& words = input().readScans(stripe);
+            peaks += std::accumulate(words.begin(), words.begin() + (stripe.scanEnd - stripe.scanBegin),
+                                     std::size_t{0});
+        }
+    }
+    report(state, memory, peaks);
+}
+
+void lineSpectra(benchmark::State& state) {
+    const PeakMemory memory;
+    std::size_t peaks = 0;
+    const auto count = [](std::int64_t, std::uint32_t found, const double*, const float*, void* sum) {
+        *static_cast<std::size_t*>(sum) += found;
+    };
+    for (auto _ : state) {
+        peaks = 0;
+        if (kova_read_zorel_msms_v2(input().handle, input().precursors.data(),
+                                    static_cast<std::uint32_t>(input().precursors.size()), count,
+                                    &peaks) != 1) {
+            state.SkipWithError("spectra cannot be read");
+        }
+    }
+    report(state, memory, peaks);
+}
+
+void profiles(benchmark::State& state) {
+    const PeakMemory memory;
+    std::size_t bins = 0;
+    const auto count = [](std::int64_t, std::uint32_t found, const std::int32_t*, void* sum) {
+        *static_cast<std::size_t*>(sum) += found;
+    };
+    for (auto _ : state) {
+        bins = 0;
+        if (kova_read_zorel_profile_msms_v2(input().handle, input().precursors.data(),
+                                            static_cast<std::uint32_t>(input().precursors.size()), count,
+                                            &bins) != 1) {
+            state.SkipWithError("profiles cannot be read");
+        }
+    }
+    report(state, memory, bins);
+}
+
+// Adds the peaks of a stripe to a profile with one bin per index.
+void addPlainly(const std::vector<std::uint32_t>& words, std::size_t scans, std::vector<int>& profile) {
+    std::size_t next = scans;
+    for (std::size_t scan = 0; scan < scans; ++scan) {
+        const std::size_t count = words[scan];
+        if (count > 0) {
+            profile.resize(std::max<std::size_t>(profile.size(), words[next + count - 1] + 100));
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            profile[words[next + i]] += static_cast<int>(words[next + count + i]);
+        }
+        next += 2 * count;
+    }
+}
+
+void plainForm(benchmark::State& state) {
+    const PeakMemory memory;
+    std::size_t peaks = 0;
+    for (auto _ : state) {
+        peaks = 0;
+        std::map<std::int64_t, std::vector<int>> sums;
+        for (const Stripe& stripe : input().stripes) {
+            std::vector<int>& profile = sums[stripe.precursor];
+            addPlainly(input().readScans(stripe), stripe.scanEnd - stripe.scanBegin, profile);
+            if (input().lastFrame[stripe.precursor] == stripe.frame) {
+                reference::Peaks found = reference::findPeaks(profile, kWidths);
+                kova_index_to_mz(input().handle, stripe.parent, found.positions.data(),
+                                 found.positions.data(), static_cast<std::uint32_t>(found.positions.size()));
+                peaks += found.positions.size();
+                sums.erase(stripe.precursor);
+            }
+        }
+    }
+    report(state, memory, peaks);
+}
+
+BENCHMARK(decodingAlone)->Name("precursor_lines/floor")->Unit(benchmark::kMillisecond);
+BENCHMARK(lineSpectra)->Name("precursor_lines/library")->Unit(benchmark::kMillisecond);
+BENCHMARK(plainForm)->Name("precursor_lines/plain")->Unit(benchmark::kMillisecond);
+BENCHMARK(decodingAlone)->Name("precursor_profiles/floor")->Unit(benchmark::kMillisecond);
+BENCHMARK(profiles)->Name("precursor_profiles/library")->Unit(benchmark::kMillisecond);
+
+}  // namespace

@@ -1,0 +1,91 @@
+import csv
+import io
+import json
+import unittest
+
+from kova_testing import FEWEST_COLUMNS, KovaTest
+
+HEADER = "id,time,polarity,ms_level,scans,peaks,intensity_sum,mz_min,mz_max,one_over_k0_min,one_over_k0_max\n"
+
+
+class Frames(KovaTest):
+    def test_text(self):
+        self.analysis().add_frame([[(1, 10)], [(2, 20), (3, 30)]]).add_frame([[]], Polarity=None, Time=None,
+                                                                            MsMsType=8).write()
+        self.assertEqual(self.output("frames", "run.d"), """\
+    id        time  pol  ms  scans     peaks     intensity   m/z from     m/z to  1/K0 from   1/K0 to
+     1       0.000    +   1      2         3            60          -          -          -         -
+     2           -    -   2      1         0             0          -          -          -         -
+""")
+
+    def test_csv_and_json_give_numbers_back_exactly(self):
+        self.analysis().add_frame([[(1, 4294967295)], [(5, 4294967295)]], Id=7, Time=1 / 3).add_frame(
+            [[]], Id=-(2 ** 63), Time=1e300, Polarity='a,"b"').write()
+        self.assertEqual(self.output("frames", "run.d", "--csv"), HEADER +
+                         '-9223372036854775808,1e+300,"a,""b""",1,1,0,0,,,,\n'
+                         "7,0.3333333333333333,+,1,2,2,8589934590,,,,\n")
+        last = json.loads(self.output("frames", "run.d", "--json"))[1]
+        self.assertEqual(last, {"id": 7, "time": 1 / 3, "polarity": "+", "ms_level": 1, "scans": 2, "peaks": 2,
+                                "intensity_sum": 8589934590, "mz_min": None, "mz_max": None,
+                                "one_over_k0_min": None, "one_over_k0_max": None})
+
+    def test_ranges_in_physical_units(self):
+        analysis = self.analysis(bins=2001).calibrate()
+        analysis.add_frame([[(5, 1)]] * 101, MzCalibration=1, KovaCalibration=1)
+        analysis.add_frame([], MzCalibration=1, KovaCalibration=1).add_frame([[]], MzCalibration=1).write()
+        rows = self.output("frames", "run.d", "--csv").splitlines()[1:]
+        self.assertEqual([row.split(",")[7:] for row in rows],
+                         [["0", "4", "1", "2"], ["0", "4", "", ""], ["0", "4", "", ""]])
+        self.assertTrue(self.output("frames", "run.d").splitlines()[1].endswith(
+            "    0.0000     4.0000    1.00000   2.00000"))
+
+    def test_a_bad_calibration_is_told_once_and_leaves_its_columns_empty(self):
+        analysis = self.analysis().calibrate()
+        analysis.execute("UPDATE KovaCalibration SET C5=2", "UPDATE MzCalibration SET ModelType=7")
+        for _ in range(2):
+            analysis.add_frame([[(5, 1)]], MzCalibration=1, KovaCalibration=1)
+        analysis.write()
+        out, err = self.kova("frames", "run.d", "--csv")
+        self.assertEqual(out, HEADER + "1,0,+,1,1,1,1,,,,\n2,1.5,+,1,1,1,1,,,,\n")
+        self.assertEqual(err, "kova: Unknown m/z calibration model 7\nkova: LVR: unsupported degree != 1.\n")
+
+    def test_what_the_metadata_leave_open_is_counted_in_the_data(self):
+        # Numbers of scans around the powers of two at which the search changes its step.
+        for scheme in (1, 2):
+            with self.subTest(scheme=scheme):
+                name = f"scheme{scheme}.d"
+                analysis = self.analysis(name, scheme=scheme, columns=FEWEST_COLUMNS)
+                counts = [1, 2, 3, 4, 5, 7, 8, 9, 63, 64, 65, 0]
+                for count in counts:
+                    analysis.add_frame([[(2, 3), (4, 5)]] * count)
+                analysis.write()
+                rows = csv.DictReader(io.StringIO(self.output("frames", name, "--csv")))
+                self.assertEqual([(row["scans"], row["peaks"], row["intensity_sum"]) for row in rows],
+                                 [(str(n), str(2 * n), str(8 * n)) for n in counts])
+
+    def test_metadata_are_trusted_unless_told_to_read(self):
+        self.analysis().add_frame([[(1, 1)], [(2, 2)]], NumScans=9, NumPeaks=8, SummedIntensities=7).write()
+        self.assertIn(",9,8,7,", self.output("frames", "run.d", "--csv"))
+        self.assertIn(",2,2,3,", self.output("frames", "run.d", "--csv", "--read"))
+
+    def test_values_that_make_no_sense_count_as_missing(self):
+        self.analysis().add_frame([[(1, 1)]], NumScans=-1).add_frame([[(1, 2)]], NumScans=1 << 32).add_frame(
+            [[(1, 3)]], NumPeaks="many").write()
+        rows = self.output("frames", "run.d", "--csv").splitlines()[1:]
+        self.assertEqual([row.split(",")[4:7] for row in rows], [["1", "1", str(sum)] for sum in (1, 2, 3)])
+
+    def test_a_damaged_frame_has_empty_columns_and_the_others_are_listed(self):
+        analysis = self.analysis(columns=FEWEST_COLUMNS)
+        analysis.add_frame([[(1, 1)]]).add_frame([[(1, 1)]], KovaId=1 << 40).add_frame([[(1, 1)]]).write()
+        out, err = self.kova("frames", "run.d", "--csv", status=1)
+        self.assertEqual(out, HEADER + "1,,+,,1,1,1,,,,\n2,,+,,,,,,,,\n3,,+,,1,1,1,,,,\n")
+        self.assertEqual(err, "kova: frame 2: CorruptFrameDataError for FrameId=2: Error reading binary header.\n")
+
+    def test_no_frames(self):
+        self.analysis().write()
+        self.assertEqual(self.output("frames", "run.d", "--csv"), HEADER)
+        self.assertEqual(json.loads(self.output("frames", "run.d", "--json")), [])
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,56 @@
+#include "common/progress.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include <unistd.h>
+
+namespace kova_tool_common {
+
+namespace {
+
+constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
+constexpr std::size_t kBarWidth = 30;
+
+std::string duration(double seconds) {
+    const auto whole = static_cast<long>(seconds + 0.5);
+    char text[32];
+    std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);
+    return text;
+}
+
+}  // namespace
+
+Progress::Progress(std::uint64_t expectedTotal, std::string unit)
+    : total(std::max<std::uint64_t>(expectedTotal, 1)), unitName(std::move(unit)), visible(isatty(STDERR_FILENO) == 1) {}
+
+void Progress::advance(std::uint64_t steps) {
+    done += steps;
+    const Clock::time_point now = Clock::now();
+    if (visible && now - drawn >= kRedrawInterval) {
+        drawn = now;
+        draw(now);
+    }
+}
+
+void Progress::draw(Clock::time_point now) {
+    const double elapsed = std::chrono::duration<double>(now - start).count();
+    const double rate = static_cast<double>(done) / elapsed;
+    const double fraction = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
+    std::string bar(static_cast<std::size_t>(fraction * kBarWidth), '#');
+    bar.resize(kBarWidth, '.');
+    const std::string left = rate > 0.0 ? duration(static_cast<double>(total - std::min(done, total)) / rate) : "?";
+    std::fprintf(stderr, "\r[%s] %3.0f %%  %llu/%llu %s  %.1f/s  %s left\033[K", bar.c_str(), 100.0 * fraction,
+                 static_cast<unsigned long long>(done), static_cast<unsigned long long>(total), unitName.c_str(), rate,
+                 left.c_str());
+    std::fflush(stderr);
+}
+
+void Progress::finish() {
+    if (visible) {
+        std::fputs("\r\033[K", stderr);
+        visible = false;
+    }
+}
+
+}  // namespace kova_tool_common

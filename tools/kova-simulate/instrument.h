@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+
+#include "analysis-writer/metadata_rows.h"
+
+namespace simulator {
+
+// The simulated instrument: its calibrations as they are stored, and the conversions that follow from them.
+class Instrument {
+public:
+    Instrument(std::uint32_t scans, std::uint32_t samples);
+
+    std::uint32_t scanCount() const { return scans; }
+    std::uint32_t sampleCount() const { return samples; }
+    const analysis_writer::MzCalibrationRow& mzCalibration() const { return mzRow; }
+    const analysis_writer::KovaCalibrationRow& mobilityCalibration() const { return mobilityRow; }
+
+    double indexOf(double mz) const;
+    double scanOf(double oneOverK0) const;
+
+    // 1/K0 of an ion of this cross section in nitrogen.
+    static double oneOverK0(double ccs, int charge, double mz);
+
+    // Typical cross section of a peptide ion.
+    static double peptideCcs(double mass, int charge);
+
+private:
+    std::uint32_t scans;
+    std::uint32_t samples;
+    analysis_writer::MzCalibrationRow mzRow;
+    analysis_writer::KovaCalibrationRow mobilityRow;
+};
+
+}  // namespace simulator

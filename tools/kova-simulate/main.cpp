@@ -1,0 +1,110 @@
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "common/progress.h"
+#include "kova-simulate/simulator.h"
+#include "kovadata/version.h"
+
+namespace {
+
+constexpr int kFailure = 1;
+constexpr int kUsage = 2;
+
+struct Arguments {
+    simulator::Options options;
+    std::string schema = "3.1";
+    std::string format = "kvd";
+    bool force = false;
+    bool quiet = false;
+    bool lines = false;
+    bool lineWidths = false;
+    bool profile = false;
+};
+
+void declare(CLI::App& app, Arguments& a) {
+    simulator::Options& o = a.options;
+    app.add_option("OUT", o.out, "Directory of the new analysis")->required();
+    app.add_option("--frames", o.frames, "Number of frames")->check(CLI::Range(1U, 10'000'000U))->capture_default_str();
+    app.add_option("--peaks-per-frame", o.peaksPerFrame, "Peaks per MS1 frame, roughly")
+        ->check(CLI::Range(0U, 5'000'000U))->capture_default_str();
+    app.add_option("--msms-peaks-per-frame", o.msmsPeaksPerFrame, "Peaks per MS/MS frame; a quarter of the above by default")
+        ->check(CLI::Range(0U, 5'000'000U));
+    app.add_option("--msms-per-ms1", o.msmsPerMs1, "MS/MS frames behind each MS1 frame")
+        ->check(CLI::Range(0U, 100U))->capture_default_str();
+    app.add_option("--scans", o.scans, "Mobility scans per frame")->check(CLI::Range(50U, 60'000U))->capture_default_str();
+    app.add_option("--seed", o.seed, "The same seed gives the same analysis")->capture_default_str();
+    app.add_option("--compression", o.compression, "1: each scan by itself, 2: each frame as a whole")
+        ->check(CLI::IsMember({1, 2}))->capture_default_str();
+    app.add_option("--schema", a.schema, "Schema version")->check(CLI::IsMember({"1.0", "2.0", "3.0", "3.1"}))->capture_default_str();
+    app.add_option("--zstd-level", o.zstdLevel, "Compression level")->check(CLI::Range(1, 19))->capture_default_str();
+    app.add_option("--format", a.format, "kvd: with ion mobility, kvs: one spectrum per frame without")
+        ->check(CLI::IsMember({"kvd", "kvs"}))->capture_default_str();
+    app.add_flag("--line", a.lines, "kvs: write line spectra (all parts when none is chosen)");
+    app.add_flag("--line-widths", a.lineWidths, "kvs: write line spectra with widths");
+    app.add_flag("--profile", a.profile, "kvs: write profile spectra");
+    app.add_option("--recalibrated", o.recalibratedStates, "Write calibration.sqlite with this many states")
+        ->check(CLI::Range(0U, 1000U));
+    app.add_flag("--force", a.force, "Replace an analysis that is already there");
+    app.add_flag("--quiet", a.quiet, "Print nothing");
+    app.set_version_flag("--version", "kova-simulate " KOVADATA_VERSION_STRING);
+    app.footer("Example:\n  kova-simulate run.d --frames 200 --peaks-per-frame 300000 --seed 7");
+}
+
+void complete(Arguments& a) {
+    a.options.schemaMajor = a.schema[0] - '0';
+    a.options.schemaMinor = a.schema[2] - '0';
+    a.options.format = a.format == "kvs" ? analysis_writer::Format::kvs : analysis_writer::Format::kvd;
+    if (a.lines || a.lineWidths || a.profile) {
+        a.options.parts = {a.lines || a.lineWidths, a.lineWidths, a.profile};
+    }
+}
+
+// Removes what an earlier run wrote, and nothing else.
+void removeAnalysis(const std::filesystem::path& directory) {
+    for (const char* const name : {"analysis.kvd", "analysis.kvd_bin", "analysis.kvs", "analysis.kvs_bin", "calibration.sqlite"}) {
+        std::filesystem::remove(directory / name);
+    }
+}
+
+int run(Arguments& a) {
+    complete(a);
+    if (a.force) {
+        removeAnalysis(a.options.out);
+    }
+    kova_tool_common::Progress progress(a.options.frames, "frames");
+    if (!a.quiet) {
+        a.options.onFrame = [&progress] { progress.advance(); };
+    }
+    const simulator::Summary summary = simulator::simulate(a.options);
+    progress.finish();
+    if (!a.quiet) {
+        std::printf("%s: %llu frames (%llu MS1), %llu peaks, %llu precursors\n", a.options.out.c_str(),
+                    static_cast<unsigned long long>(summary.frames), static_cast<unsigned long long>(summary.ms1Frames),
+                    static_cast<unsigned long long>(summary.peaks), static_cast<unsigned long long>(summary.precursors));
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Arguments arguments;
+    CLI::App app("Simulates a liquid chromatography run with ion mobility: digested proteins, isotope patterns, elution, noise, "
+                 "MS1 and MS/MS frames.");
+    declare(app, arguments);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? 0 : kUsage;
+    }
+    try {
+        return run(arguments);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "kova-simulate: %s\n", e.what());
+        return kFailure;
+    }
+}

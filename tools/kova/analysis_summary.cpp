@@ -1,0 +1,138 @@
+#include "analysis_summary.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "analysis_handle.h"
+#include "failure.h"
+#include "metadata_database.h"
+#include "scan_reader.h"
+
+namespace kova_tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::int64_t rowCount(const MetadataDatabase& database, const std::string& table) {
+    return database.hasTable(table) ? database.integer("SELECT COUNT(*) FROM " + table).value_or(0) : 0;
+}
+
+void summariseMetadata(AnalysisSummary& summary, const MetadataDatabase& database) {
+    summary.schemaMajor = database.globalNumber("SchemaVersionMajor");
+    summary.schemaMinor = database.globalNumber("SchemaVersionMinor");
+    summary.storageScheme = database.globalNumber("KovaCompressionType");
+    summary.indexBins = database.indexBins();
+    summary.massCalibrations = rowCount(database, "MzCalibration");
+    summary.mobilityCalibrations = rowCount(database, "KovaCalibration");
+}
+
+void summariseFrames(AnalysisSummary& summary, const std::vector<FrameRow>& frames) {
+    summary.frames.all = frames.size();
+    const auto countLevel = [&](int level) {
+        return std::count_if(frames.begin(), frames.end(),
+                             [=](auto& frame) { return frame.msLevel == level; });
+    };
+    if (std::any_of(frames.begin(), frames.end(), [](auto& frame) { return frame.msLevel.has_value(); })) {
+        summary.frames.ms1 = static_cast<std::uint64_t>(countLevel(1));
+        summary.frames.msms = static_cast<std::uint64_t>(countLevel(2));
+    }
+    for (const FrameRow& frame : frames) {
+        if (frame.time) {
+            summary.firstTime = std::min(summary.firstTime.value_or(*frame.time), *frame.time);
+            summary.lastTime = std::max(summary.lastTime.value_or(*frame.time), *frame.time);
+        }
+        if (frame.polarity &&
+            std::ranges::find(summary.polarities, *frame.polarity) == summary.polarities.end()) {
+            summary.polarities.push_back(*frame.polarity);
+        }
+    }
+}
+
+ScanCounts scansOfFirstFrame(const AnalysisHandle& analysis, const FrameRow& first) {
+    const std::uint32_t scans = ScanReader(analysis).scanCount(first);
+    return {scans, scans, scans, true};
+}
+
+ScanCounts scansOfAllFrames(const std::vector<FrameRow>& frames) {
+    ScanCounts counts{*frames.front().scans, 0, 0, false};
+    for (const FrameRow& frame : frames) {
+        counts.fewest = std::min(counts.fewest, *frame.scans);
+        counts.most = std::max(counts.most, *frame.scans);
+        counts.total += *frame.scans;
+    }
+    return counts;
+}
+
+std::optional<ScanCounts> countScans(const AnalysisHandle& analysis, const std::vector<FrameRow>& frames) {
+    if (frames.empty()) {
+        return std::nullopt;
+    }
+    if (std::all_of(frames.begin(), frames.end(), [](auto& frame) { return frame.scans.has_value(); })) {
+        return scansOfAllFrames(frames);
+    }
+    try {
+        return scansOfFirstFrame(analysis, frames.front());
+    } catch (const Failure&) {
+        // A damaged frame does not keep the rest of the analysis from being described.
+        return std::nullopt;
+    }
+}
+
+std::vector<FileSize> fileSizes(const fs::path& directory, const std::string& metadataName) {
+    std::vector<FileSize> files;
+    for (const std::string& name : {metadataName, metadataName + "_bin", std::string("calibration.sqlite")}) {
+        std::error_code error;
+        const std::uintmax_t bytes = fs::file_size(directory / name, error);
+        if (!error) {
+            files.push_back({name, bytes});
+        }
+    }
+    return files;
+}
+
+void summariseRecalibration(AnalysisSummary& summary) {
+    const fs::path path = fs::path(summary.directory) / "calibration.sqlite";
+    std::error_code ignored;
+    summary.hasRecalibrationFile = fs::exists(path, ignored);
+    if (!summary.hasRecalibrationFile) {
+        return;
+    }
+    try {
+        summary.recalibratedStates = rowCount(MetadataDatabase(path.string()), "CalibrationState");
+    } catch (const Failure&) {
+        // The analysis can be read without it.
+    }
+}
+
+bool isSpectrumFormat(const fs::path& directory) {
+    std::error_code ignored;
+    return !fs::exists(directory / "analysis.kvd", ignored) &&
+           fs::exists(directory / "analysis.kvs", ignored);
+}
+
+}  // namespace
+
+AnalysisSummary summarise(const std::string& directory, bool useRecalibratedState) {
+    AnalysisSummary summary;
+    summary.directory = directory;
+    summary.hasMobility = !isSpectrumFormat(directory);
+    const std::string metadataName = summary.hasMobility ? "analysis.kvd" : "analysis.kvs";
+    std::optional<AnalysisHandle> analysis;
+    if (summary.hasMobility) {
+        analysis.emplace(directory, useRecalibratedState);
+        summary.recalibratedInUse = analysis->usesRecalibratedState();
+    }
+    const MetadataDatabase database((fs::path(directory) / metadataName).string());
+    const std::vector<FrameRow> frames = readFrameTable(database);
+    summariseMetadata(summary, database);
+    summariseFrames(summary, frames);
+    if (analysis) {
+        summary.scans = countScans(*analysis, frames);
+    }
+    summariseRecalibration(summary);
+    summary.files = fileSizes(directory, metadataName);
+    return summary;
+}
+
+}  // namespace kova_tool

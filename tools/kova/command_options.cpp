@@ -1,0 +1,32 @@
+#include "command_options.h"
+
+namespace kova_tool {
+
+OutputFormat CommonOptions::format() const {
+    if (json) {
+        return OutputFormat::json;
+    }
+    return csv ? OutputFormat::csv : OutputFormat::text;
+}
+
+void addDirectory(CLI::App& verb, CommonOptions& options) {
+    verb.add_option("DIR", options.directory, "directory of the analysis (holds analysis.kvd)")
+        ->required()
+        ->type_name("");
+}
+
+void addJson(CLI::App& verb, CommonOptions& options) {
+    verb.add_flag("--json", options.json, "write JSON instead of text");
+}
+
+void addCsvAndJson(CLI::App& verb, CommonOptions& options) {
+    CLI::Option* csv = verb.add_flag("--csv", options.csv, "write CSV with full precision instead of text");
+    verb.add_flag("--json", options.json, "write JSON with full precision instead of text")->excludes(csv);
+}
+
+void addRecalibrated(CLI::App& verb, CommonOptions& options) {
+    verb.add_flag("--recalibrated", options.recalibrated,
+                  "convert with the newest re-calibrated state instead of the acquisition's calibration");
+}
+
+}  // namespace kova_tool

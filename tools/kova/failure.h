@@ -1,0 +1,28 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace kova_tool {
+
+// Exit statuses of every verb.
+enum ExitStatus : int { kExitOk = 0, kExitFailure = 1, kExitUsage = 2 };
+
+// Ends the verb. The text is printed as it is; the hint, if any, tells on its own line what the user may have
+// meant.
+class Failure : public std::runtime_error {
+public:
+    explicit Failure(const std::string& text, std::string hintText = {})
+        : std::runtime_error(text), hint(std::move(hintText)) {}
+
+    std::string hint;
+};
+
+// The command line asks for something that makes no sense.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace kova_tool

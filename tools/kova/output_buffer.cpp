@@ -1,0 +1,51 @@
+#include "output_buffer.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "failure.h"
+
+namespace kova_tool {
+namespace {
+
+constexpr std::size_t kBufferBytes = std::size_t{1} << 16;
+
+}  // namespace
+
+NumberText::NumberText(double value, int decimals) {
+    const auto fixed = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals);
+    end = fixed.ec == std::errc() ? fixed.ptr : std::to_chars(text, text + sizeof text, value).ptr;
+}
+
+OutputBuffer::OutputBuffer() { pending.reserve(2 * kBufferBytes); }
+
+OutputBuffer& OutputBuffer::operator<<(std::string_view text) {
+    pending += text;
+    if (pending.size() >= kBufferBytes) {
+        flush();
+    }
+    return *this;
+}
+
+OutputBuffer& OutputBuffer::operator<<(char character) { return *this << std::string_view(&character, 1); }
+
+void OutputBuffer::repeat(char character, std::size_t count) { pending.append(count, character); }
+
+void OutputBuffer::flush() {
+    std::string_view rest = pending;
+    while (!rest.empty() && !readerGone) {
+        const ssize_t written = ::write(STDOUT_FILENO, rest.data(), rest.size());
+        if (written >= 0) {
+            rest.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EPIPE) {
+            readerGone = true;
+        } else if (errno != EINTR) {
+            throw Failure("cannot write the output: " + std::generic_category().message(errno));
+        }
+    }
+    pending.clear();
+}
+
+}  // namespace kova_tool

@@ -1,0 +1,121 @@
+#include "table_writer.h"
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace kova_tool {
+namespace {
+
+template <class... Visitors>
+struct Overloaded : Visitors... {
+    using Visitors::operator()...;
+};
+template <class... Visitors>
+Overloaded(Visitors...) -> Overloaded<Visitors...>;
+
+std::string jsonString(std::string_view text) {
+    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+std::string csvString(std::string_view text) {
+    if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+        return std::string(text);
+    }
+    std::string quoted = "\"";
+    for (const char character : text) {
+        quoted.append(character == '"' ? 2 : 1, character);
+    }
+    return quoted + '"';
+}
+
+}  // namespace
+
+void writeJsonNumber(OutputBuffer& out, double value) {
+    if (std::isfinite(value)) {
+        out << NumberText(value);
+    } else {
+        out << "null";
+    }
+}
+
+TableWriter::TableWriter(OutputBuffer& output, OutputFormat outputFormat,
+                         std::span<const Column> tableColumns)
+    : out(output), format(outputFormat), columns(tableColumns) {
+    for (std::size_t i = 0; i < columns.size() && format != OutputFormat::json; ++i) {
+        if (format == OutputFormat::text) {
+            textField(columns[i].heading, columns[i]);
+        } else {
+            out << (i > 0 ? "," : "") << columns[i].name;
+        }
+    }
+    out << (format == OutputFormat::json ? '[' : '\n');
+}
+
+void TableWriter::row(std::span<const Cell> cells) {
+    switch (format) {
+        case OutputFormat::text:
+            textRow(cells);
+            break;
+        case OutputFormat::csv:
+            csvRow(cells);
+            break;
+        case OutputFormat::json:
+            jsonRow(cells);
+            break;
+    }
+    hasRows = true;
+}
+
+void TableWriter::end() {
+    if (format == OutputFormat::json) {
+        out << (hasRows ? "\n]\n" : "]\n");
+    }
+}
+
+void TableWriter::textField(std::string_view text, const Column& column) {
+    // Two blanks between columns, none before the first.
+    const std::size_t width = column.width + (&column == columns.data() ? 0 : 2);
+    const std::size_t blanks = text.size() < width ? width - text.size() : 1;
+    out.repeat(' ', blanks);
+    out << text;
+}
+
+void TableWriter::textRow(std::span<const Cell> cells) {
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        const Column& column = columns[i];
+        std::visit(
+            Overloaded{[&](std::monostate) { textField("-", column); },
+                       [&](double value) { textField(NumberText(value, column.decimals).view(), column); },
+                       [&](std::integral auto value) { textField(NumberText(value).view(), column); },
+                       [&](std::string_view value) { textField(value, column); }},
+            cells[i]);
+    }
+    out << '\n';
+}
+
+void TableWriter::csvRow(std::span<const Cell> cells) {
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        out << (i > 0 ? "," : "");
+        std::visit(Overloaded{[](std::monostate) {}, [&](double value) { out << NumberText(value); },
+                              [&](std::integral auto value) { out << NumberText(value); },
+                              [&](std::string_view value) { out << csvString(value); }},
+                   cells[i]);
+    }
+    out << '\n';
+}
+
+void TableWriter::jsonRow(std::span<const Cell> cells) {
+    out << (hasRows ? ",\n {" : "\n {");
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        out << (i > 0 ? "," : "") << '"' << columns[i].name << "\":";
+        std::visit(Overloaded{[&](std::monostate) { out << "null"; },
+                              [&](double value) { writeJsonNumber(out, value); },
+                              [&](std::integral auto value) { out << NumberText(value); },
+                              [&](std::string_view value) { out << jsonString(value); }},
+                   cells[i]);
+    }
+    out << '}';
+}
+
+}  // namespace kova_tool

@@ -1,0 +1,174 @@
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "analysis_summary.h"
+#include "command_options.h"
+#include "failure.h"
+#include "output_buffer.h"
+#include "report.h"
+#include "verbs.h"
+
+namespace kova_tool {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr const char* kExamples =
+    "Examples:\n"
+    "  kova info run.d\n"
+    "  kova info run.d --json | jq .frames.count\n"
+    "  kova info run.d --recalibrated    would a re-calibrated state be used?\n";
+
+template <class Value>
+Json orNull(const std::optional<Value>& value) {
+    return value ? Json(*value) : Json();
+}
+
+Json scansToJson(const std::optional<ScanCounts>& scans) {
+    if (!scans) {
+        return {};
+    }
+    return {{"min", scans->fewest},
+            {"max", scans->most},
+            {"total", scans->firstFrameOnly ? Json() : Json(scans->total)},
+            {"of", scans->firstFrameOnly ? "first frame" : "all frames"}};
+}
+
+Json filesToJson(const std::vector<FileSize>& files) {
+    Json sizes = Json::object();
+    for (const FileSize& file : files) {
+        sizes[file.name] = file.bytes;
+    }
+    return sizes;
+}
+
+Json toJson(const AnalysisSummary& summary) {
+    return {
+        {"analysis", summary.directory},
+        {"format", summary.hasMobility ? "kvd" : "kvs"},
+        {"schema_version", {{"major", summary.schemaMajor}, {"minor", summary.schemaMinor}}},
+        {"storage_scheme", summary.storageScheme},
+        {"frames",
+         {{"count", summary.frames.all},
+          {"ms1", orNull(summary.frames.ms1)},
+          {"msms", orNull(summary.frames.msms)}}},
+        {"time", {{"first", orNull(summary.firstTime)}, {"last", orNull(summary.lastTime)}}},
+        {"polarities", summary.polarities},
+        {"scans_per_frame", scansToJson(summary.scans)},
+        {"index_bins", summary.indexBins},
+        {"calibrations", {{"mass", summary.massCalibrations}, {"mobility", summary.mobilityCalibrations}}},
+        {"recalibrated",
+         {{"file", summary.hasRecalibrationFile},
+          {"states", orNull(summary.recalibratedStates)},
+          {"in_use", summary.recalibratedInUse}}},
+        {"file_bytes", filesToJson(summary.files)}};
+}
+
+std::string schemeText(const AnalysisSummary& summary) {
+    switch (summary.storageScheme) {
+        case 1:
+            return "1 (scans compressed one by one)";
+        case 2:
+            return "2 (frames compressed as a whole)";
+        case 3:
+            return "3 (spectra without mobility)";
+        default:
+            return std::to_string(summary.storageScheme);
+    }
+}
+
+std::string framesText(const FrameCounts& frames) {
+    std::string text = std::to_string(frames.all);
+    if (frames.ms1 && frames.msms) {
+        text += " (" + std::to_string(*frames.ms1) + " MS1, " + std::to_string(*frames.msms) + " MS/MS)";
+    }
+    return text;
+}
+
+std::string timeText(const AnalysisSummary& summary) {
+    if (!summary.firstTime || !summary.lastTime) {
+        return "unknown";
+    }
+    return std::string(NumberText(*summary.firstTime, 3).view()) + " to " +
+           std::string(NumberText(*summary.lastTime, 3).view()) + " s";
+}
+
+std::string polarityText(const std::vector<std::string>& polarities) {
+    std::string text;
+    for (const std::string& polarity : polarities) {
+        text += (text.empty() ? "" : ", ") + polarity;
+    }
+    return text.empty() ? "unknown" : text;
+}
+
+std::string scansText(const AnalysisSummary& summary) {
+    if (!summary.scans) {
+        return summary.hasMobility ? "unknown" : "none";
+    }
+    const ScanCounts& scans = *summary.scans;
+    std::string perFrame = std::to_string(scans.fewest);
+    if (scans.most != scans.fewest) {
+        perFrame += " to " + std::to_string(scans.most);
+    }
+    return scans.firstFrameOnly ? perFrame + " in the first frame"
+                                : perFrame + " per frame, " + std::to_string(scans.total) + " in all";
+}
+
+std::string recalibrationText(const AnalysisSummary& summary) {
+    if (!summary.hasRecalibrationFile) {
+        return "none";
+    }
+    if (!summary.recalibratedStates) {
+        return "calibration.sqlite cannot be read";
+    }
+    return std::to_string(*summary.recalibratedStates) +
+           (*summary.recalibratedStates == 1 ? " state, " : " states, ") +
+           (summary.recalibratedInUse ? "the newest complete one in use" : "not in use");
+}
+
+void printText(const AnalysisSummary& summary, OutputBuffer& out) {
+    writeEntry(out, "Analysis", summary.directory);
+    writeEntry(out, "Format", summary.hasMobility ? "ion mobility (analysis.kvd)" : "spectra (analysis.kvs)");
+    writeEntry(out, "Schema version",
+               std::to_string(summary.schemaMajor) + "." + std::to_string(summary.schemaMinor));
+    writeEntry(out, "Storage scheme", schemeText(summary));
+    writeEntry(out, "Frames", framesText(summary.frames));
+    writeEntry(out, "Retention time", timeText(summary));
+    writeEntry(out, "Polarity", polarityText(summary.polarities));
+    writeEntry(out, "Scans", scansText(summary));
+    writeEntry(out, "Index bins", std::to_string(summary.indexBins));
+    writeEntry(out, "Calibrations",
+               std::to_string(summary.massCalibrations) + " mass, " +
+                   std::to_string(summary.mobilityCalibrations) + " mobility");
+    writeEntry(out, "Re-calibrated", recalibrationText(summary));
+    for (const FileSize& file : summary.files) {
+        writeEntry(out, file.name, byteText(file.bytes));
+    }
+}
+
+int runInfo(const CommonOptions& options) {
+    const AnalysisSummary summary = summarise(options.directory, options.recalibrated);
+    OutputBuffer out;
+    if (options.json) {
+        writeJson(out, toJson(summary));
+    } else {
+        printText(summary, out);
+    }
+    out.flush();
+    return kExitOk;
+}
+
+}  // namespace
+
+void addInfo(CLI::App& app, Action& action) {
+    CLI::App* verb = app.add_subcommand("info", "Tells what an analysis holds");
+    verb->footer(kExamples);
+    auto options = std::make_shared<CommonOptions>();
+    addDirectory(*verb, *options);
+    addJson(*verb, *options);
+    addRecalibrated(*verb, *options);
+    verb->callback([options, &action] { action = [options] { return runInfo(*options); }; });
+}
+
+}  // namespace kova_tool
