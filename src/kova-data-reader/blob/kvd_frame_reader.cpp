@@ -64,22 +64,12 @@ void KvdFrameReader::buildScanStarts() {
     scanStarts[entries] = static_cast<std::uint32_t>(words);
 }
 
-const ByteBuffer& KvdFrameReader::get(std::uint32_t scan, std::uint32_t& start, std::uint32_t& end) const {
-    if (scan >= scans) {
-        LUMO_THROW(std::invalid_argument("Scan number [" + std::to_string(scan) + "] out of range."));
-    }
-    if (scanStarts.empty()) {
-        start = end = 0;
-        return decompressed;
-    }
-    const std::uint32_t first = scanStarts[scan];
-    const std::uint32_t last = scanStarts[scan + 1];
-    if (last < first || last > scanStarts.back()) {
-        LUMO_THROW(CorruptScanDataError(frameId, scan, "Scan data lie outside the data of the frame."));
-    }
-    start = first;
-    end = last;
-    return decompressed;
+void KvdFrameReader::raiseOutOfRange(std::uint32_t scan) const {
+    LUMO_THROW(std::invalid_argument("Scan number [" + std::to_string(scan) + "] out of range."));
+}
+
+void KvdFrameReader::raiseOutsideFrame(std::uint32_t scan) const {
+    LUMO_THROW(CorruptScanDataError(frameId, scan, "Scan data lie outside the data of the frame."));
 }
 
 }  // namespace lumo::io::kova

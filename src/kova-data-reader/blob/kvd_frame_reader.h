@@ -21,7 +21,22 @@ public:
 
     // Word range [start, end) of a scan in the returned byte-shuffled buffer. Raises std::invalid_argument
     // "Scan number [n] out of range." and, when the scan's bounds contradict the frame's size, CorruptScanDataError.
-    const ByteBuffer& get(std::uint32_t scan, std::uint32_t& start, std::uint32_t& end) const;
+    const ByteBuffer& get(std::uint32_t scan, std::uint32_t& start, std::uint32_t& end) const {
+        if (scan >= scans) {
+            raiseOutOfRange(scan);
+        }
+        start = end = 0;
+        if (!scanStarts.empty()) {
+            const std::uint32_t first = scanStarts[scan];
+            const std::uint32_t last = scanStarts[scan + 1];
+            if (last < first || last > scanStarts.back()) {
+                raiseOutsideFrame(scan);
+            }
+            start = first;
+            end = last;
+        }
+        return decompressed;
+    }
 
     std::uint32_t numberOfScans() const { return scans; }
 
@@ -31,6 +46,8 @@ public:
 private:
     void readBlock(std::istream& stream, std::int64_t position);
     void buildScanStarts();
+    [[noreturn]] void raiseOutOfRange(std::uint32_t scan) const;
+    [[noreturn]] void raiseOutsideFrame(std::uint32_t scan) const;
 
     ByteBuffer compressed{limits::kCompressedBufferSizeBytes};
     ByteBuffer decompressed{limits::kDecompressedFrameBufferSizeBytes};

@@ -14,6 +14,7 @@ void FrameScanDecoder::prepare(std::int64_t frameId, std::uint32_t begin, std::u
     std::uint32_t first = 0;
     std::uint32_t last = 0;
     frame = &reader.loadFrame(frameId);
+    wordsOfRange = 0;
     // The range may claim billions of scans that the frame does not have.
     const std::uint32_t existingEnd = std::min(end, frame->numberOfScans());
     for (std::uint32_t scan = begin; scan < existingEnd && !frame->isWithoutPeaks(); ++scan) {
@@ -21,6 +22,7 @@ void FrameScanDecoder::prepare(std::int64_t frameId, std::uint32_t begin, std::u
         if ((last - first) % 2 != 0) {
             LUMO_THROW(CorruptScanDataError(frameId, scan, "number of decompressed entries not an even number."));
         }
+        wordsOfRange += last - first;
     }
     if (end > existingEnd) {
         frame->get(std::max(begin, existingEnd), first, last);

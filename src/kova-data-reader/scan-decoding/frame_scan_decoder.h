@@ -14,12 +14,14 @@ public:
     void prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) override;
     bool isInfallibleOncePrepared() const override { return true; }
     bool isRangeWithoutPeaks() const override;
+    std::uint64_t rangePeakBound() const override { return wordsOfRange / 2; }
     std::size_t peakBound(std::uint32_t scan) override;
     std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) override;
 
 private:
     KvdReader& reader;
     const KvdFrameReader* frame = nullptr;
+    std::uint64_t wordsOfRange = 0;
 };
 
 }  // namespace lumo::io::kova

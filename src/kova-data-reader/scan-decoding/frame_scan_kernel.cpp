@@ -51,8 +51,9 @@ public:
                const PeakOutput& peakOutput)
         : shuffled(words), scale(intensityScale), limit(binLimit), output(peakOutput) {}
 
-    // Each form decodes the words [word, word + 16), or those that are left, and agrees with the other bit for bit.
+    // Decodes the words [word, end). The forms agree bit for bit: eight peaks, fewer than eight with 16 words readable, any.
     void decodeBlock(std::size_t word);
+    void decodePartialBlock(std::size_t word, std::size_t end);
     void decodePlainly(std::size_t word, std::size_t end);
 
     std::size_t peaksKept() const { return kept; }
@@ -63,6 +64,10 @@ private:
             output.store(kept, index, scale(intensity));
         }
         ++kept;
+    }
+
+    U32x4 scaled(const U32x4& intensities) const {
+        return scale.isIdentity() ? intensities : lanes::scaled(intensities, scale.multiplier());
     }
 
     std::span<const std::byte> shuffled;
@@ -98,13 +103,43 @@ inline void ScanKernel::decodeBlock(std::size_t word) {
     if (!output.isCountOnly()) {
         lanes::store(output.indices + 4 * kept, first);
         lanes::store(output.indices + 4 * kept + 16, second);
-        const bool isScaled = !scale.isIdentity();
-        lanes::store(output.intensities + 4 * kept,
-                     isScaled ? lanes::scaled(block.intensities[0], scale.multiplier()) : block.intensities[0]);
-        lanes::store(output.intensities + 4 * kept + 16,
-                     isScaled ? lanes::scaled(block.intensities[1], scale.multiplier()) : block.intensities[1]);
+        lanes::store(output.intensities + 4 * kept, scaled(block.intensities[0]));
+        lanes::store(output.intensities + 4 * kept + 16, scaled(block.intensities[1]));
     }
     kept += kBlockPeaks;
+}
+
+// Copies fewer than eight words without a call.
+inline void storeFew(std::byte* target, const U32x4* words, std::size_t count) {
+    const auto* source = reinterpret_cast<const std::byte*>(words);
+    for (const std::size_t size : {16U, 8U, 4U}) {
+        if ((4 * count & size) != 0) {
+            std::memcpy(target, source, size);
+            target += size;
+            source += size;
+        }
+    }
+}
+
+inline void ScanKernel::decodePartialBlock(std::size_t word, std::size_t end) {
+    const auto peaks = static_cast<std::uint32_t>((end - word) / 2);
+    const PeakBlock block = loadBlock(shuffled, word);
+    const U32x4 first = lanes::runningSum(block.deltas[0]) + (sum - 1);
+    const U32x4 second = lanes::runningSum(block.deltas[1]) + first[3];
+    const U32x4 indices[2] = {first, second};
+    const U32x4 bins = lanes::broadcast(limit.binCount());
+    const U32x4 beyond[2] = {lanes::reinterpret<U32x4>(first >= bins) & lanes::reinterpret<U32x4>(U32x4{0, 1, 2, 3} < peaks),
+                             lanes::reinterpret<U32x4>(second >= bins) & lanes::reinterpret<U32x4>(U32x4{4, 5, 6, 7} < peaks)};
+    if (lanes::anySet(beyond[0] | beyond[1])) {
+        decodePlainly(word, end);
+        return;
+    }
+    if (!output.isCountOnly()) {
+        const U32x4 intensities[2] = {scaled(block.intensities[0]), scaled(block.intensities[1])};
+        storeFew(output.indices + 4 * kept, indices, peaks);
+        storeFew(output.intensities + 4 * kept, intensities, peaks);
+    }
+    kept += peaks;
 }
 
 }  // namespace
@@ -116,6 +151,10 @@ std::size_t decodeFrameScan(std::span<const std::byte> shuffled, std::uint32_t s
     if constexpr (std::endian::native == std::endian::little) {
         for (; end - word >= 2 * kBlockPeaks; word += 2 * kBlockPeaks) {
             kernel.decodeBlock(word);
+        }
+        if (word < end && word + 2 * kBlockPeaks <= shuffled.size() / 4) {
+            kernel.decodePartialBlock(word, end);
+            return kernel.peaksKept();
         }
     }
     kernel.decodePlainly(word, end);

@@ -13,6 +13,7 @@ public:
     void prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) override;
     bool isInfallibleOncePrepared() const override { return false; }
     bool isRangeWithoutPeaks() const override { return false; }
+    std::uint64_t rangePeakBound() const override { return 0; }
     std::size_t peakBound(std::uint32_t scan) override;
     std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) override;
 

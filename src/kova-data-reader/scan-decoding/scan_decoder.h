@@ -26,6 +26,9 @@ public:
     // True when the prepared range is known to hold no peaks, without a look at each of its scans.
     virtual bool isRangeWithoutPeaks() const = 0;
 
+    // Sum of peakBound() over the prepared range, where it is known without decompressing, else 0.
+    virtual std::uint64_t rangePeakBound() const = 0;
+
     // The number of peaks of a scan before the bin limit is applied, and so the room that decode() needs.
     virtual std::size_t peakBound(std::uint32_t scan) = 0;
 

@@ -56,14 +56,6 @@ std::uint64_t ScanRangeReader::read(std::int64_t frameId, std::uint32_t begin, s
     return kWordSize * values;
 }
 
-std::uint64_t ScanRangeReader::boundValues(const Range& range) {
-    std::uint64_t values = range.scans();
-    for (std::uint32_t scan = range.begin; scan < range.end && !decoder->isRangeWithoutPeaks(); ++scan) {
-        values += 2 * decoder->peakBound(scan);
-    }
-    return values;
-}
-
 std::uint64_t ScanRangeReader::countValues(const Range& range) {
     std::uint64_t values = range.scans();
     for (std::uint32_t scan = range.begin; scan < range.end && !decoder->isRangeWithoutPeaks(); ++scan) {
@@ -76,7 +68,7 @@ std::uint64_t ScanRangeReader::countValues(const Range& range) {
 // have to be counted first.
 std::uint64_t ScanRangeReader::readDirectly(const Range& range, const IntensityScale& scale,
                                             std::span<std::byte> buffer) {
-    const std::uint64_t bound = boundValues(range);
+    const std::uint64_t bound = range.scans() + 2 * decoder->rangePeakBound();
     std::uint64_t values = bound;
     if (kWordSize * bound > buffer.size() || bound > limits::kMaxResultValues) {
         values = countValues(range);

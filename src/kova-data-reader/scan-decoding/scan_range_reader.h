@@ -31,7 +31,6 @@ private:
 
     std::uint64_t readDirectly(const Range& range, const IntensityScale& scale, std::span<std::byte> buffer);
     std::uint64_t readStaged(const Range& range, const IntensityScale& scale, std::span<std::byte> buffer);
-    std::uint64_t boundValues(const Range& range);
     std::uint64_t countValues(const Range& range);
     std::uint64_t decodeInto(const Range& range, const IntensityScale& scale, std::byte* destination);
 
