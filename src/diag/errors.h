@@ -21,6 +21,12 @@ public:
     CorruptFrameDataError(std::int64_t frameId, const std::string& text);
 };
 
+// A calibration state that was asked for is not there.
+class CalibrationStateError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 class CorruptScanDataError : public calibration::CorruptDataError {
 public:
     CorruptScanDataError(std::int64_t frameId, std::uint32_t scan, const std::string& text);

@@ -4,9 +4,10 @@
 
 namespace lumo::io::kova {
 
-AnalysisReader::AnalysisReader(const std::filesystem::path& directory, bool useRecalibratedState, bool isKvd,
+AnalysisReader::AnalysisReader(const std::filesystem::path& directory,
+                               std::optional<calibration::CalibrationStateSelector> selector, bool isKvd,
                                const char* loggerName)
-    : impl(std::make_unique<KvdReaderImpl>(directory, useRecalibratedState, isKvd)),
+    : impl(std::make_unique<KvdReaderImpl>(directory, std::move(selector), isKvd)),
       logger(logging::Logger::getLogger(loggerName)) {
     LUMO_LOG(logger, Debug, "Opened " << directory.string() << ", schema version " << impl->getSchemaVersionMajor()
                                       << '.' << impl->getSchemaVersionMinor());
@@ -19,16 +20,20 @@ AnalysisReader::~AnalysisReader() = default;
 std::shared_ptr<CppSQLite3DB> AnalysisReader::getSQLiteDb() const { return impl->getSQLiteDb(); }
 
 std::optional<std::string> AnalysisReader::getCalibrationInfoString(bool negative, const std::string& key) const {
-    return impl->getCalibrationReader().getCalibrationInfoString(negative, key);
+    const auto& external = impl->getExternalReader();
+    return external ? external->getCalibrationInfoString(negative, key)
+                    : impl->getCalibrationReader().getCalibrationInfoString(negative, key);
 }
 
 std::optional<std::vector<std::byte>> AnalysisReader::getCalibrationInfoBlob(bool negative,
                                                                              const std::string& key) const {
-    return impl->getCalibrationReader().getCalibrationInfoBlob(negative, key);
+    const auto& external = impl->getExternalReader();
+    return external ? external->getCalibrationInfoBlob(negative, key)
+                    : impl->getCalibrationReader().getCalibrationInfoBlob(negative, key);
 }
 
-AnalysisReader::MzTrafoPtr AnalysisReader::getMzTrafo(std::int64_t frameId, bool /*raw*/) const {
-    return impl->getCalibrationReader().getMzTrafo(frameId, true);
+AnalysisReader::MzTrafoPtr AnalysisReader::getMzTrafo(std::int64_t frameId, bool raw) const {
+    return impl->getMzTrafo(frameId, raw);
 }
 
 AnalysisReader::MzTrafoPtr AnalysisReader::getRawMzTrafo(std::int64_t frameId, bool /*flag*/) const {
@@ -36,12 +41,17 @@ AnalysisReader::MzTrafoPtr AnalysisReader::getRawMzTrafo(std::int64_t frameId, b
 }
 
 AnalysisReader::MzTrafoPtr AnalysisReader::getReferenceMzTrafo(bool negative) const {
-    return impl->getCalibrationReader().getReferenceMzTrafo(negative);
+    const auto& external = impl->getExternalReader();
+    return external ? external->getReferenceMzTrafo(negative)
+                    : impl->getCalibrationReader().getReferenceMzTrafo(negative);
 }
 
-bool AnalysisReader::usingStateFromCalibrationFile() const { return impl->usingStateFromCalibrationFile(); }
+bool AnalysisReader::usingStateFromCalibrationFile() const { return impl->getExternalReader().has_value(); }
 
-std::optional<std::string> AnalysisReader::getCalibrationStateId() const { return std::nullopt; }
+std::optional<std::string> AnalysisReader::getCalibrationStateId() const {
+    const auto& external = impl->getExternalReader();
+    return external ? std::optional<std::string>(external->getCalibrationStateId()) : std::nullopt;
+}
 
 const FrameInfo& AnalysisReader::getFrameInfo(std::int64_t frameId) const { return impl->getFrameInfo(frameId); }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "calibration-state/calibration_state_selector.h"
 #include "calibration/i_calibration_transformator.h"
 #include "kova-data-reader/database/frame_info.h"
 #include "kova-data-reader/database/i_sqlite_reader.h"
@@ -30,6 +31,9 @@ public:
     // Virtual functions keep their slot order.
     std::shared_ptr<CppSQLite3DB> getSQLiteDb() const override;
 
+    // The functions below use the state of the external calibration file if one was chosen when the reader was made,
+    // else the calibration that was stored during acquisition.
+
     // Text and bytes of table "CalibrationInfo"; empty when the key has no row.
     virtual std::optional<std::string> getCalibrationInfoString(bool negative, const std::string& key) const;
     virtual std::optional<std::vector<std::byte>> getCalibrationInfoBlob(bool negative, const std::string& key) const;
@@ -41,7 +45,8 @@ public:
     // Mass transformator of the calibration stored during acquisition. Deliberate: the flag is ignored.
     virtual MzTrafoPtr getRawMzTrafo(std::int64_t frameId, bool flag) const;
 
-    // The transformator that all frames of a polarity share; fails when there is none or more than one.
+    // The transformator that all frames of a polarity share; a calibration of the acquisition fails when there is none
+    // or more than one, a re-calibrated state without one gives an empty pointer.
     virtual MzTrafoPtr getReferenceMzTrafo(bool negative) const;
 
     // True when conversions use a state of the external calibration file, and which one.
@@ -52,8 +57,8 @@ public:
     const FrameInfo& getFrameInfo(std::int64_t frameId) const;
 
 protected:
-    AnalysisReader(const std::filesystem::path& directory, bool useRecalibratedState, bool isKvd,
-                   const char* loggerName);
+    AnalysisReader(const std::filesystem::path& directory,
+                   std::optional<calibration::CalibrationStateSelector> selector, bool isKvd, const char* loggerName);
 
     std::unique_ptr<KvdReaderImpl> impl;
     logging::Logger logger;

@@ -31,8 +31,9 @@ std::uint32_t readBinCount(const ISqliteReader& reader) {
 
 }  // namespace
 
-KvdReader::KvdReader(const std::filesystem::path& directory, bool useRecalibratedState)
-    : AnalysisReader(directory, useRecalibratedState, true, "lumo.io.kova.KvdReader"),
+KvdReader::KvdReader(const std::filesystem::path& directory,
+                     std::optional<calibration::CalibrationStateSelector> selector)
+    : AnalysisReader(directory, std::move(selector), true, "lumo.io.kova.KvdReader"),
       compressionType(readCompressionType(*impl->getSQLiteDb())),
       bins(std::make_unique<BinLimit>(readBinCount(*this))) {}
 
@@ -56,7 +57,8 @@ void KvdReader::hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBe
 }
 
 KvdReader::MobTrafoPtr KvdReader::getMobTrafo(std::int64_t frameId) const {
-    return impl->getCalibrationReader().getMobTrafo(frameId);
+    const auto& external = impl->getExternalReader();
+    return external ? external->getMobTrafo(frameId) : impl->getCalibrationReader().getMobTrafo(frameId);
 }
 
 NormalizationType KvdReader::getDefaultNormalizationType() const {

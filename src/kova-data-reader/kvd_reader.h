@@ -22,7 +22,8 @@ class KvdReader : public AnalysisReader {
 public:
     using MobTrafoPtr = std::unique_ptr<::lumo::calibration::kova::ITransformator>;
 
-    explicit KvdReader(const std::filesystem::path& directory, bool useRecalibratedState = false);
+    explicit KvdReader(const std::filesystem::path& directory,
+                       std::optional<calibration::CalibrationStateSelector> selector = std::nullopt);
     KvdReader(KvdReader&&) noexcept;
     KvdReader& operator=(KvdReader&&) noexcept;
     ~KvdReader() override;

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "diag/errors.h"
 #include "diag/throw.h"
 #include "kova-data-reader/database/analysis_files.h"
 #include "sqlite/cppsqlite_tools.h"
@@ -15,28 +16,61 @@ constexpr std::int32_t kNewestSchemaMajor = 3;
 
 }  // namespace
 
-KvdReaderImpl::KvdReaderImpl(const std::filesystem::path& directory, bool useRecalibratedState, bool withMobility)
+KvdReaderImpl::KvdReaderImpl(const std::filesystem::path& directory, Selector selector, bool withMobility)
     : isKvd(withMobility) {
     const AnalysisFiles files = locateAnalysisFiles(directory, isKvd);
     openDatabase(files.database);
     blobFile.emplace(files.blob);
     frames.emplace(*db, isKvd, schemaMajor);
     createStorageReader();
-    openCalibration(directory, useRecalibratedState);
-}
-
-void KvdReaderImpl::openCalibration(const std::filesystem::path& directory, bool useRecalibratedState) {
-    if (useRecalibratedState) {
-        const std::filesystem::path calibrationFile = directory / "calibration.sqlite";
-        if (std::error_code error; std::filesystem::exists(calibrationFile, error)) {
-            LUMO_THROW(std::runtime_error("This version cannot read re-calibrated states from " +
-                                          calibrationFile.string() + "."));
-        }
-        LUMO_LOG(logger, Warn, "Requested recalibration file " << calibrationFile.string()
-                                   << " does not exists. Fallback to instrument calibration from kvd.");
+    if (selector) {
+        openExternalCalibration(calibration::getCalibrationFile(directory), *std::move(selector));
     }
     calibrationReader.emplace(db, isKvd);
-    LUMO_LOG(logger, Info, "Reading data using instrument calibration");
+    if (!externalReader) {
+        LUMO_LOG(logger, Info, "Reading data using instrument calibration");
+    }
+}
+
+void KvdReaderImpl::openExternalCalibration(const std::filesystem::path& file,
+                                            calibration::CalibrationStateSelector selector) {
+    if (std::error_code error; !std::filesystem::exists(file, error)) {
+        LUMO_LOG(logger, Warn, "Requested recalibration file " << file.string()
+                                   << " does not exists. Fallback to instrument calibration from kvd.");
+        return;
+    }
+    if (selector.analysisInfoRequired()) {
+        describeAnalysis(selector);
+    }
+    externalReader = calibration::CalibrationReaderSqlite::getCalibrationReaderSqlite(file, selector);
+    if (externalReader) {
+        LUMO_LOG(logger, Info, "Reading data using calibration state " << externalReader->getCalibrationStateId());
+        return;
+    }
+    // A state asked for by its key must be there; any other request falls back to the acquisition's calibration.
+    const auto& request = selector.getRequestedCalibrationStateInformation();
+    if (!selector.analysisInfoRequired() && !request.source) {
+        LUMO_THROW(CalibrationStateError("Requested uuid " + request.key.value_or("MISSING") +
+                                         " not found in calibration.sqlite"));
+    }
+}
+
+// Tells the selector what a complete state has to cover.
+void KvdReaderImpl::describeAnalysis(calibration::CalibrationStateSelector& selector) {
+    const auto frameCount = sqlite::simpleCheckedOptionalQuery<std::int64_t>(*db, "SELECT COUNT(*) FROM Frames");
+    if (!frameCount) {
+        LUMO_THROW(std::runtime_error("Unexpectly missing frame information!"));
+    }
+    CppSQLite3Query polarity = db->execQuery("SELECT DISTINCT Polarity FROM Frames");
+    if (polarity.eof()) {
+        LUMO_THROW(std::runtime_error("Unexpectly missing frame polarity information!"));
+    }
+    bool anyPositive = false;
+    bool anyOther = false;
+    for (; !polarity.eof(); polarity.nextRow()) {
+        (polarity.getStringField(0) == "+" ? anyPositive : anyOther) = true;
+    }
+    selector.setAnalysisInfo(static_cast<std::size_t>(*frameCount), anyPositive, anyOther, isKvd);
 }
 
 void KvdReaderImpl::openDatabase(const std::filesystem::path& file) {
@@ -72,6 +106,23 @@ void KvdReaderImpl::createStorageReader() {
 }
 
 const FrameInfo& KvdReaderImpl::getFrameInfo(std::int64_t frameId) { return frames->getFrameInfo(frameId); }
+
+::lumo::calibration::ICalibrationTransformatorPtr KvdReaderImpl::getMzTrafo(std::int64_t frameId, bool raw) const {
+    if (!externalReader) {
+        // Deliberate: always compensated, whatever `raw` says.
+        return calibrationReader->getMzTrafo(frameId, true);
+    }
+    if (!raw && externalReader->hasFrameMzTrafos()) {
+        return externalReader->getMzTrafo(frameId);
+    }
+    const std::string id = std::to_string(frameId);
+    const CppSQLite3Query row = db->execQuery("SELECT Polarity, T1, T2 FROM Frames WHERE Id=" + id);
+    if (row.eof()) {
+        LUMO_THROW(std::runtime_error("Frame " + id + " does not exist."));
+    }
+    const bool negative = row.getStringField(0) == "-";
+    return externalReader->getMzTrafo(frameId, negative, row.getFloatField(1), row.getFloatField(2), raw);
+}
 
 std::pair<const std::byte*, std::uint32_t> KvdReaderImpl::getScanBlob(std::int64_t frameId, std::uint32_t scan) {
     auto* const cache = std::get_if<KvdReaderCache>(&storage);

@@ -7,6 +7,7 @@
 #include <utility>
 #include <variant>
 
+#include "calibration-state/calibration_reader_sqlite.h"
 #include "kova-data-reader/blob/blob_file.h"
 #include "kova-data-reader/blob/kvd_frame_reader.h"
 #include "kova-data-reader/blob/kvd_reader_cache.h"
@@ -24,8 +25,11 @@ namespace lumo::io::kova {
 // until the next call.
 class KvdReaderImpl {
 public:
-    // Checks everything that can be checked without reading a frame.
-    KvdReaderImpl(const std::filesystem::path& directory, bool useRecalibratedState, bool withMobility);
+    using Selector = std::optional<calibration::CalibrationStateSelector>;
+
+    // Checks everything that can be checked without reading a frame. The selector, if any, chooses a state of the
+    // external calibration file.
+    KvdReaderImpl(const std::filesystem::path& directory, Selector selector, bool withMobility);
 
     const std::shared_ptr<CppSQLite3DB>& getSQLiteDb() const { return db; }
     std::int32_t getSchemaVersionMajor() const { return schemaMajor; }
@@ -42,7 +46,10 @@ public:
     const KvsSpectraReader& loadProfileSpectrum(std::int64_t frameId);
 
     const kova_calibration::KvdCalibrationReaderImpl& getCalibrationReader() const { return *calibrationReader; }
-    bool usingStateFromCalibrationFile() const { return false; }
+    // Empty when the calibration of the acquisition is in use.
+    const std::optional<calibration::CalibrationReaderSqlite>& getExternalReader() const { return externalReader; }
+
+    ::lumo::calibration::ICalibrationTransformatorPtr getMzTrafo(std::int64_t frameId, bool raw) const;
 
 private:
     using StorageReader = std::variant<std::monostate, KvdReaderCache, KvdFrameReader, KvsSpectraReader>;
@@ -50,7 +57,8 @@ private:
     void openDatabase(const std::filesystem::path& file);
     void createStorageReader();
     KvsSpectraReader& spectraReader();
-    void openCalibration(const std::filesystem::path& directory, bool useRecalibratedState);
+    void openExternalCalibration(const std::filesystem::path& file, calibration::CalibrationStateSelector selector);
+    void describeAnalysis(calibration::CalibrationStateSelector& selector);
 
     logging::Logger logger = logging::Logger::getLogger("lumo.io.kova.KvdReaderImpl");
     std::shared_ptr<CppSQLite3DB> db = std::make_shared<CppSQLite3DB>();
@@ -60,6 +68,7 @@ private:
     std::optional<BlobFile> blobFile;
     std::optional<FrameInfoTable> frames;
     StorageReader storage;
+    std::optional<calibration::CalibrationReaderSqlite> externalReader;
     std::optional<kova_calibration::KvdCalibrationReaderImpl> calibrationReader;
 };
 

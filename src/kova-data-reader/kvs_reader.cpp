@@ -8,8 +8,9 @@
 
 namespace lumo::io::kova {
 
-KvsReader::KvsReader(const std::filesystem::path& directory, bool useRecalibratedState)
-    : AnalysisReader(directory, useRecalibratedState, false, "lumo.io.kova.KvsReader") {
+KvsReader::KvsReader(const std::filesystem::path& directory,
+                     std::optional<calibration::CalibrationStateSelector> selector)
+    : AnalysisReader(directory, std::move(selector), false, "lumo.io.kova.KvsReader") {
     const auto type = getGlobalMetadatumRequired<std::int32_t>(*this, "KovaCompressionType");
     if (static_cast<CompressionType>(type) != CompressionType::Spectra) {
         raiseUnsupportedCompressionType(type);

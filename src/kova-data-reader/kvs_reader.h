@@ -13,7 +13,8 @@ namespace lumo::io::kova {
 // constructed. Views and references it hands out are valid until the next call.
 class KvsReader : public AnalysisReader {
 public:
-    explicit KvsReader(const std::filesystem::path& directory, bool useRecalibratedState = false);
+    explicit KvsReader(const std::filesystem::path& directory,
+                       std::optional<calibration::CalibrationStateSelector> selector = std::nullopt);
     KvsReader(KvsReader&&) noexcept = default;
     KvsReader& operator=(KvsReader&&) noexcept = default;
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "calibration-state/calibration_state_selector.h"
 #include "kovadata/analysis_path.h"
 #include "kovadata/guarded.h"
 #include "logging/logger.h"
@@ -22,7 +23,11 @@ std::uint64_t openInstance(const char* directoryName, std::uint32_t useRecalibra
         const auto logger = logging::Logger::getLogger(Interface::loggerName);
         const std::filesystem::path directory = checkedAnalysisPath(directoryName);
         LUMO_LOG(logger, Trace, "Opening " << directoryName << ", recal = " << useRecalibratedState);
-        auto instance = std::make_unique<InstanceType>(directory, useRecalibratedState != 0);
+        typename InstanceType::Selector selector;
+        if (useRecalibratedState != 0) {
+            selector = calibration::CalibrationStateSelector::useLast();
+        }
+        auto instance = std::make_unique<InstanceType>(directory, selector);
         return reinterpret_cast<std::uint64_t>(instance.release());
     });
 }

@@ -26,7 +26,7 @@ public:
                           MzConversion method);
 
     // Scan number to 1/K0 or voltage and back, likewise.
-    using MobConversion = void (calibration::kova::ITransformator::*)(std::span<const double>,
+    using MobConversion = void (::lumo::calibration::kova::ITransformator::*)(std::span<const double>,
                                                                       std::span<double>) const;
     void mobConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,
                            MobConversion method) const;

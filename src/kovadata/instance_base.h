@@ -1,7 +1,9 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 
+#include "calibration-state/calibration_state_selector.h"
 #include "logging/logger.h"
 
 namespace lumo::io {
@@ -12,8 +14,10 @@ class InstanceBase {
 public:
     using Interface = InterfaceFamily;
 
-    InstanceBase(const std::filesystem::path& directory, bool useRecalibratedState)
-        : logger(logging::Logger::getLogger(Interface::loggerName)), reader(directory, useRecalibratedState) {
+    using Selector = std::optional<calibration::CalibrationStateSelector>;
+
+    InstanceBase(const std::filesystem::path& directory, const Selector& selector)
+        : logger(logging::Logger::getLogger(Interface::loggerName)), reader(directory, selector) {
         LUMO_LOG(logger, Debug, "instantiated.");
     }
 

@@ -6,7 +6,7 @@
 
 namespace lumo::io {
 
-void convertMasses(const calibration::ICalibrationTransformatorPtr& mzTrafo, std::span<const double> in,
+void convertMasses(const ::lumo::calibration::ICalibrationTransformatorPtr& mzTrafo, std::span<const double> in,
                    std::span<double> out, MzConversion method) {
     if (!mzTrafo) {
         LUMO_THROW(std::runtime_error("No m/z trafo available."));

@@ -3,13 +3,14 @@
 #include <stdexcept>
 #include <utility>
 
-#include "calibration-table-reader/calibration_builders.h"
+#include "calibration-table-reader/mobility_calibration.h"
 #include "calibration/measurement_mode_info.h"
 #include "calibration/temperature_compensation.h"
 #include "diag/errors.h"
 #include "diag/throw.h"
 #include "kvd-calibration-reader/frame_mz_calibration.h"
 #include "sqlite/cppsqlite_tools.h"
+#include "sqlite/quoting.h"
 
 namespace lumo::io::kova_calibration {
 
@@ -21,15 +22,6 @@ constexpr const char* kLoggerName = "lumo.io.kova_calibration.KvdCalibrationRead
 constexpr int kMeasurementMode = 2;
 
 char polarityCharacter(bool negative) { return negative ? '-' : '+'; }
-
-// Text as it stands between single quotes in SQL.
-std::string escaped(const std::string& text) {
-    std::string result;
-    for (const char c : text) {
-        result.append(c == '\'' ? 2 : 1, c);
-    }
-    return result;
-}
 
 // The transformator is the caller's own, so that it may be changed.
 void compensate(models::ICalibrationTransformatorPtr& transformator,
@@ -91,7 +83,7 @@ std::optional<CppSQLite3Query> KvdCalibrationReaderImpl::getCalibrationInfoValue
     const std::string polarity(1, polarityCharacter(negative));
     try {
         CppSQLite3Query row = db->execQuery("SELECT Value FROM CalibrationInfo WHERE KeyPolarity='" +
-                                            polarity + "' AND KeyName='" + escaped(key) + "'");
+                                            polarity + "' AND KeyName=" + sqlite::sqlLiteral(key));
         return row.eof() ? std::nullopt : std::optional<CppSQLite3Query>(std::move(row));
     } catch (const CppSQLite3Exception& e) {
         LUMO_THROW(calibration::CorruptDataError("SQLite error retrieving calibration info " + key + " / " +
@@ -129,18 +121,6 @@ std::int64_t getMobCalibId(std::int64_t frameId, CppSQLite3DB& db, const logging
     }
     // Anything but one whole number: the checked query knows what to accept and what to say.
     return sqlite::simpleCheckedQuery<std::int64_t>(db, sql);
-}
-
-std::unique_ptr<models::kova::ITransformator> readMobilityTrafo(
-    std::int64_t calibrationId, const calibration::CalibrationTableReader& tableReader) {
-    CppSQLite3Query row;
-    if (!tableReader.getCalibratorCoefficients(calibrationId, row)) {
-        return nullptr;
-    }
-    if (const int model = row.getIntField(1); model != 2) {
-        LUMO_THROW(calibration::CorruptDataError("Unknown KOVA calibration model " + std::to_string(model)));
-    }
-    return calibration::getMobTrafoLvrT4T3(row, 2);
 }
 
 std::optional<std::int64_t> readRefMzTrafoId(CppSQLite3DB& db, bool negative) {

@@ -53,10 +53,6 @@ private:
 // The frame's mobility calibration id. A frame without one is logged and fails with std::runtime_error.
 std::int64_t getMobCalibId(std::int64_t frameId, CppSQLite3DB& db, const logging::Logger& logger);
 
-// Empty when the id has no row.
-std::unique_ptr<::lumo::calibration::kova::ITransformator> readMobilityTrafo(
-    std::int64_t calibrationId, const calibration::CalibrationTableReader& tableReader);
-
 // Id of the first frame of a polarity, if all its frames share one mass calibration; empty when there is
 // none.
 std::optional<std::int64_t> readRefMzTrafoId(CppSQLite3DB& db, bool negative);

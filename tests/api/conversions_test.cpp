@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "analysis-writer/calibration_store.h"
 #include "api/analysis.h"
 #include "fixtures/analysis_builder.h"
 #include "fixtures/temp_directory.h"
@@ -127,6 +128,35 @@ TEST_F(Conversions, NothingToConvertSucceedsWithoutALook) {
                                         &kova_oneoverk0_to_scannum, &kova_scannum_to_voltage, &kova_voltage_to_scannum}) {
         EXPECT_EQ(conversion(analysis.handle, 99, nullptr, nullptr, 0), 1U);
     }
+}
+
+TEST(RecalibratedState, NewestCompleteStateIsUsedWhenAskedFor) {
+    const TempDirectory directory;
+    AnalysisBuilder().frame({}).write(directory.path());
+    analysis_writer::CalibrationStore store(directory.path());
+    for (const std::int64_t state : {1, 2, 3}) {
+        analysis_writer::RefMzCalibrationRow row{.state = state, .id = state};
+        row.coefficients[1] = 160'000.0 + static_cast<double>(state);
+        store.addState({state, "key " + std::to_string(state), "s", 0, state, {}});
+        store.addRefMzCalibration(row);
+        store.addDigitizerConstants(state, 0.2, 24000.0);
+        store.addKovaCalibration(state, {});
+        if (state < 3) {  // the third is incomplete
+            store.mapKovaCalibration(state, 1, 1);
+        }
+    }
+    store.commit();
+    const auto massOf = [](const api::Analysis& analysis) {
+        double value = 50'000.0;
+        EXPECT_EQ(kova_index_to_mz(analysis.handle, 1, &value, &value, 1), 1U) << api::lastError();
+        return value;
+    };
+    const api::Analysis acquired(directory.path());
+    const api::Analysis recalibrated(directory.path(), true);
+    ASSERT_TRUE(recalibrated) << api::lastError();
+    EXPECT_EQ(kova_has_recalibrated_state(acquired.handle), 0U);
+    EXPECT_EQ(kova_has_recalibrated_state(recalibrated.handle), 1U);
+    EXPECT_NEAR(massOf(recalibrated) / massOf(acquired), 160'002.0 / 160'000.0, 1e-6);
 }
 
 TEST(ConversionWithoutSolution, TextDependsOnTheBatchSize) {

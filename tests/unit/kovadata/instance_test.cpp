@@ -49,7 +49,7 @@ protected:
 };
 
 TEST_F(Instances, MassTransformatorOfTheLastFrameIsKept) {
-    Instance instance(fixtures::AnalysisBuilder().frame({}).frame({}).write(directory.path()), false);
+    Instance instance(fixtures::AnalysisBuilder().frame({}).frame({}).write(directory.path()), std::nullopt);
     EXPECT_EQ(convert(instance, 1), "");
     EXPECT_EQ(convert(instance, 1), "");
     EXPECT_EQ(fetches(), 1U);
@@ -62,7 +62,7 @@ TEST_F(Instances, MassTransformatorOfTheLastFrameIsKept) {
 
 TEST_F(Instances, MissingTransformatorIsRememberedAndAFailedFetchIsNot) {
     Instance instance(
-        fixtures::AnalysisBuilder().frame({}).frame({}, {.mzCalibration = 9}).write(directory.path()), false);
+        fixtures::AnalysisBuilder().frame({}).frame({}, {.mzCalibration = 9}).write(directory.path()), std::nullopt);
     EXPECT_EQ(convert(instance, 1), "");
     EXPECT_EQ(convert(instance, 99), "Frame 99 does not exists or is missing MzCalibration/Polarity");
     EXPECT_EQ(convert(instance, 1), "");  // still cached
@@ -90,7 +90,7 @@ TEST(LastError, DiagnosticsAreLoggedAtDebugWithPlaceAndTrace) {
     auto sink = std::make_shared<spdlog::sinks::ostream_sink_mt>(log);
     lumo::logging::configure({{{"lumo.io.kovadata_dll", lumo::logging::Level::Debug}}, {sink}});
     try {
-        Instance("no/such/directory", false);
+        Instance("no/such/directory", std::nullopt);
     } catch (const std::exception& e) {
         LastError<KovaInterface>::set(e);
     }

@@ -1,0 +1,68 @@
+#include "calibration-state/calibration_reader_sqlite.h"
+
+#include "calibration-state/calibration_reader_sqlite_impl.h"
+#include "logging/logger.h"
+
+namespace lumo::io::calibration {
+
+std::filesystem::path getCalibrationFile(const std::filesystem::path& directory) {
+    return directory / "calibration.sqlite";
+}
+
+std::optional<CalibrationReaderSqlite> CalibrationReaderSqlite::getCalibrationReaderSqlite(
+    const std::filesystem::path& file, const CalibrationStateSelector& selector) {
+    try {
+        return CalibrationReaderSqlite(std::make_unique<CalibrationReaderSqliteImpl>(file.parent_path(), selector));
+    } catch (const NoMatchingCalibrationStateError& e) {
+        const auto logger = logging::Logger::getLogger("io.calibration.CalibrationReaderSqlite");
+        LUMO_LOG(logger, Info, e.what());
+        return std::nullopt;
+    }
+}
+
+CalibrationReaderSqlite::CalibrationReaderSqlite(std::unique_ptr<CalibrationReaderSqliteImpl> implementation)
+    : impl(std::move(implementation)) {}
+CalibrationReaderSqlite::CalibrationReaderSqlite(CalibrationReaderSqlite&&) noexcept = default;
+CalibrationReaderSqlite& CalibrationReaderSqlite::operator=(CalibrationReaderSqlite&&) noexcept = default;
+CalibrationReaderSqlite::~CalibrationReaderSqlite() = default;
+
+bool CalibrationReaderSqlite::hasFrameMzTrafos() const { return impl->hasFrameMzTrafos(); }
+
+CalibrationReaderSqlite::MzTrafoPtr CalibrationReaderSqlite::getMzTrafo(std::int64_t frameId) const {
+    return impl->getMzTrafo(frameId);
+}
+
+CalibrationReaderSqlite::MzTrafoPtr CalibrationReaderSqlite::getMzTrafo(std::int64_t frameId, bool negative, double t1,
+                                                                        double t2, bool raw) const {
+    return impl->getMzTrafo(frameId, negative, {t1, t2}, raw);
+}
+
+CalibrationReaderSqlite::MzTrafoPtr CalibrationReaderSqlite::getReferenceMzTrafo(bool negative) const {
+    return impl->getRefMzTrafo(negative).transformator;
+}
+
+CalibrationReaderSqlite::MobTrafoPtr CalibrationReaderSqlite::getMobTrafo(std::int64_t frameId) const {
+    return impl->getMobTrafo(frameId);
+}
+
+std::optional<std::string> CalibrationReaderSqlite::getCalibrationInfoString(bool negative,
+                                                                             const std::string& key) const {
+    const auto row = impl->getCalibrationInfoValue(negative, key);
+    return row ? std::optional<std::string>(row->getStringField(0)) : std::nullopt;
+}
+
+std::optional<std::vector<std::byte>> CalibrationReaderSqlite::getCalibrationInfoBlob(bool negative,
+                                                                                      const std::string& key) const {
+    const auto row = impl->getCalibrationInfoValue(negative, key);
+    return row ? std::optional<std::vector<std::byte>>(row->getBlobField(0)) : std::nullopt;
+}
+
+std::vector<LockMassCalibrationDiagnostic> CalibrationReaderSqlite::getLockMassCalibrationDiagnostics() const {
+    return readLockMassCalibrationDiagnostics(*impl->getSQLiteDb(), impl->getStateId());
+}
+
+const std::string& CalibrationReaderSqlite::getCalibrationStateId() const { return impl->getKey(); }
+
+std::shared_ptr<CppSQLite3DB> CalibrationReaderSqlite::getSQLiteDb() const { return impl->getSQLiteDb(); }
+
+}  // namespace lumo::io::calibration

@@ -1,0 +1,262 @@
+#include "calibration-state/calibration_reader_sqlite_impl.h"
+
+#include <stdexcept>
+
+#include "calibration-table-reader/mobility_calibration.h"
+#include "calibration/measurement_mode_info.h"
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "sqlite/cppsqlite_tools.h"
+#include "sqlite/quoting.h"
+
+namespace lumo::io::calibration {
+
+namespace models = ::lumo::calibration;
+namespace fs = std::filesystem;
+
+using sqlite::sqlLiteral;
+
+namespace {
+
+constexpr int kNewestSchemaMajor = 1;
+constexpr int kMeasurementMode = 2;
+
+// Fields of a row of "RefMzCalibration" and of "FrameMzCalibration" as they are queried.
+enum Field : int { kModelType = 1, kFrameFirstCoefficient = 2, kT1 = 2, kT2, kDC1, kDC2, kRefFirstCoefficient };
+
+fs::path existingCalibrationFile(const fs::path& directory) {
+    std::error_code error;
+    const fs::file_status status = fs::status(directory, error);
+    if (status.type() == fs::file_type::not_found || status.type() == fs::file_type::none) {
+        LUMO_THROW(std::runtime_error("Specified analysis directory does not exist"));
+    }
+    if (!fs::is_directory(status)) {
+        LUMO_THROW(std::runtime_error("Specified path is not a directory"));
+    }
+    fs::path file = directory / "calibration.sqlite";
+    if (!fs::exists(file, error)) {
+        LUMO_THROW(std::runtime_error(file.string() + " doesn't exist"));
+    }
+    return file;
+}
+
+bool hasTable(CppSQLite3DB& db, const std::string& name) {
+    return !db.execQuery("SELECT 1 FROM sqlite_master WHERE name=" + sqlLiteral(name)).eof();
+}
+
+[[noreturn]] void raiseUnsupportedModel(const char* model) {
+    LUMO_THROW(CorruptDataError(std::string("m/z calibration model ") + model + " is not supported."));
+}
+
+// The calibration that a frame is mapped to; empty without a mapping or when the mapping table is absent.
+std::optional<std::int64_t> mappedId(CppSQLite3Statement& mapping, std::int64_t frameId) {
+    if (!mapping.isPrepared()) {
+        return std::nullopt;
+    }
+    mapping.bind(1, frameId);
+    const CppSQLite3Query row = mapping.execQuery();
+    return row.eof() || row.fieldIsNull(0) ? std::nullopt : std::optional<std::int64_t>(row.getInt64Field(0));
+}
+
+const char* polarityName(bool negative) { return negative ? "negative" : "positive"; }
+
+}  // namespace
+
+CalibrationReaderSqliteImpl::CalibrationReaderSqliteImpl(const fs::path& directory,
+                                                         const CalibrationStateSelector& selector) {
+    db->open(existingCalibrationFile(directory));
+    const auto schemaType =
+        sqlite::simpleCheckedQuery<std::string>(*db, "SELECT Value FROM GlobalMetadata WHERE Key='SchemaType'");
+    if (schemaType != "CALIBRATION_SQLITE") {
+        LUMO_THROW(std::runtime_error("Schema type '" + schemaType + "' not supported"));
+    }
+    selectState(selector, directory);
+    db->execDML("PRAGMA busy_timeout=15000");
+    checkSchemaVersion();
+    stateId = sqlite::simpleCheckedQuery<std::int32_t>(
+        *db, "SELECT Id From CalibrationState WHERE Key=" + sqlLiteral(key));
+    refMzTable.emplace(*db, "RefMzCalibration", std::size_t{4}, "c.T1, c.T2, c.dC1, c.dC2, ", stateId);
+    frameMzTable.emplace(*db, "FrameMzCalibration", std::size_t{0}, "", stateId);
+    mobilityTable.emplace(*db, "KovaCalibration", std::size_t{0}, "", stateId);
+    hasFrameCalibrators = sqlite::simpleCheckedQuery<bool>(
+        *db, "SELECT HasFrameCalibrators FROM CalibrationState WHERE Id=" + std::to_string(stateId));
+    readDigitizerConstants();
+    const std::string condition = " WHERE CalibrationState='" + std::to_string(stateId) + "' AND FrameId=?";
+    if (hasTable(*db, "FrameMzCalibrationMapping")) {
+        frameMapping =
+            db->compileStatement("SELECT FrameMzCalibrationId FROM FrameMzCalibrationMapping" + condition);
+    }
+    if (hasTable(*db, "KovaCalibrationMapping")) {
+        mobilityMapping = db->compileStatement("SELECT KovaCalibrationId FROM KovaCalibrationMapping" + condition);
+    }
+}
+
+void CalibrationReaderSqliteImpl::selectState(const CalibrationStateSelector& selector, const fs::path& directory) {
+    try {
+        key = selector.getUUID(*db);
+    } catch (const NoMatchingCalibrationStateError& e) {
+        LUMO_THROW(NoMatchingCalibrationStateError(
+            std::string("No matching calibration state found, reason ") + e.what()));
+    }
+    const auto count = sqlite::simpleCheckedQuery<std::int64_t>(
+        *db, "SELECT COUNT(*) FROM CalibrationState WHERE Key=" + sqlLiteral(key));
+    if (count != 1) {
+        LUMO_THROW(std::runtime_error("Requested calibration state " + key + " does not exist"));
+    }
+    LUMO_LOG(logger, Debug, "Using calibration state " << key << " for analysis " << directory.string());
+}
+
+void CalibrationReaderSqliteImpl::checkSchemaVersion() {
+    const auto major = sqlite::getProperty<std::int32_t>(*db, "SchemaVersionMajor");
+    const auto minor = sqlite::getProperty<std::int32_t>(*db, "SchemaVersionMinor");
+    if (major > kNewestSchemaMajor) {
+        LUMO_THROW(std::runtime_error("calibration schema version " + std::to_string(major) + "." +
+                                      std::to_string(minor) + " not supported."));
+    }
+}
+
+void CalibrationReaderSqliteImpl::readDigitizerConstants() {
+    const std::string id = std::to_string(stateId);
+    const CppSQLite3Query row = db->execQuery(
+        "SELECT DigitizerTimebase, DigitizerDelay FROM DigitizerConstants WHERE CalibrationState=" + id);
+    if (row.eof()) {
+        LUMO_LOG(logger, Info, "No digitizer constants in calibration state " << id);
+        return;
+    }
+    digitizerConstants = {row.getFloatField(0), row.getFloatField(1)};
+}
+
+const CalibrationReaderSqliteImpl::DigitizerConstants& CalibrationReaderSqliteImpl::requireDigitizerConstants(
+    const char* models) const {
+    if (!digitizerConstants) {
+        LUMO_THROW(std::runtime_error(std::string("Missing digitizer constants, unable to load ") + models +
+                                      " m/z transformators"));
+    }
+    return *digitizerConstants;
+}
+
+const ReferenceMzTrafo& CalibrationReaderSqliteImpl::getRefMzTrafo(bool negative) {
+    std::optional<ReferenceMzTrafo>& reference = references[negative ? 1 : 0];
+    if (!reference) {
+        reference = loadRefMzTrafo(negative);
+    }
+    return *reference;
+}
+
+ReferenceMzTrafo CalibrationReaderSqliteImpl::loadRefMzTrafo(bool negative) {
+    const CppSQLite3Query reference = db->execQuery(
+        std::string("SELECT ") + (negative ? "NegativeReferenceCalibratorId" : "PositiveReferenceCalibratorId") +
+        " FROM CalibrationState WHERE Id=" + std::to_string(stateId));
+    if (reference.eof() || reference.fieldIsNull(0)) {
+        return {};
+    }
+    const std::int64_t id = reference.getInt64Field(0);
+    CppSQLite3Query row;
+    if (!refMzTable->getCalibratorCoefficients(id, row)) {
+        LUMO_THROW(CorruptDataError("Calibration state " + key + " has no reference m/z calibration " +
+                                    std::to_string(id) + " for " + polarityName(negative) + " polarity."));
+    }
+    ReferenceMzTrafo result{buildReference(row), {}};
+    result.temperatureInfo.reference = {row.getFloatField(kT1), row.getFloatField(kT2)};
+    result.temperatureInfo.coefficients = {row.getFloatField(kDC1), row.getFloatField(kDC2)};
+    models::addTemperatureCompensationInfo(*result.transformator, result.temperatureInfo);
+    result.transformator->SetMeasurementModeInfo(
+        models::createMeasurementModeInfo(kMeasurementMode, negative ? 1 : 0, 0, 0));
+    return result;
+}
+
+CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildReference(CppSQLite3Query& row) const {
+    switch (supportedCalibrationModelsFromInt(row.getIntField(kModelType))) {
+        case SupportedCalibrationModel::Tof: {
+            const DigitizerConstants& constants = requireDigitizerConstants("tof");
+            return getMzTrafoTof(row, kRefFirstCoefficient, constants.delay, constants.timebase);
+        }
+        case SupportedCalibrationModel::TofHpc: {
+            const DigitizerConstants& constants = requireDigitizerConstants("tof");
+            return getMzTrafoTof1Hpc(row, kRefFirstCoefficient, constants.delay, constants.timebase);
+        }
+        case SupportedCalibrationModel::Quillon:
+            raiseUnsupportedModel("Quillon");
+        case SupportedCalibrationModel::Ftms04:
+            LUMO_THROW(std::runtime_error("FTMS04 as reference trafo is not supported."));
+        case SupportedCalibrationModel::Ftms1356:
+            LUMO_THROW(std::runtime_error("FTMS1356 as reference trafo is not supported."));
+    }
+    return nullptr;  // the enumeration is complete
+}
+
+CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildForFrame(CppSQLite3Query& row) const {
+    const int model = row.getIntField(kModelType);
+    switch (static_cast<SupportedCalibrationModel>(model)) {
+        case SupportedCalibrationModel::Tof: {
+            const DigitizerConstants& constants = requireDigitizerConstants("tof");
+            return getMzTrafoTof(row, kFrameFirstCoefficient, constants.delay, constants.timebase);
+        }
+        case SupportedCalibrationModel::TofHpc: {
+            const DigitizerConstants& constants = requireDigitizerConstants("tof hpc");
+            return getMzTrafoTof1Hpc(row, kFrameFirstCoefficient, constants.delay, constants.timebase);
+        }
+        case SupportedCalibrationModel::Quillon:
+            raiseUnsupportedModel("Quillon");
+        case SupportedCalibrationModel::Ftms04:
+            raiseUnsupportedModel("FTMS04");
+        case SupportedCalibrationModel::Ftms1356:
+            raiseUnsupportedModel("FTMS1356");
+    }
+    LUMO_THROW(CorruptDataError("Unknown m/z calibration model " + std::to_string(model)));
+}
+
+CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::loadFrameMzTrafo(std::int64_t frameId) {
+    const std::optional<std::int64_t> id = mappedId(frameMapping, frameId);
+    CppSQLite3Query row;
+    if (!id || !frameMzTable->getCalibratorCoefficients(*id, row)) {
+        LUMO_THROW(std::runtime_error("No m/z trafo for id [" + std::to_string(frameId) + "] available"));
+    }
+    return buildForFrame(row);
+}
+
+CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::getMzTrafo(std::int64_t frameId) {
+    if (!hasFrameCalibrators) {
+        LUMO_THROW(std::runtime_error("Calibration state " + key + " has no m/z calibrations of single frames."));
+    }
+    return loadFrameMzTrafo(frameId);
+}
+
+CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::getMzTrafo(std::int64_t frameId, bool negative,
+                                                                                const models::Temperatures& measured,
+                                                                                bool raw) {
+    if (hasFrameCalibrators) {
+        // A frame's own calibration was made at the frame's own temperatures.
+        MzTrafoPtr own = loadFrameMzTrafo(frameId);
+        models::addTemperatureCompensationInfo(*own, {.reference = measured, .coefficients = {}});
+        return own;
+    }
+    const ReferenceMzTrafo& reference = getRefMzTrafo(negative);
+    const models::Temperatures& coefficients = reference.temperatureInfo.coefficients;
+    MzTrafoPtr result = reference.transformator;
+    if (result && !raw && (coefficients.t1 != 0.0 || coefficients.t2 != 0.0)) {
+        models::performTemperatureCompensation(result, measured);  // makes a transformator of its own
+    }
+    return result;
+}
+
+std::unique_ptr<models::kova::ITransformator> CalibrationReaderSqliteImpl::getMobTrafo(std::int64_t frameId) {
+    const std::optional<std::int64_t> id = mappedId(mobilityMapping, frameId);
+    return id ? kova_calibration::readMobilityTrafo(*id, *mobilityTable) : nullptr;
+}
+
+std::optional<CppSQLite3Query> CalibrationReaderSqliteImpl::getCalibrationInfoValue(bool negative,
+                                                                                    const std::string& name) {
+    const std::string polarity = negative ? "-" : "+";
+    try {
+        CppSQLite3Query row =
+            db->execQuery("SELECT Value FROM CalibrationInfo WHERE CalibrationState=" + std::to_string(stateId) +
+                          " AND KeyPolarity='" + polarity + "' AND KeyName=" + sqlLiteral(name));
+        return row.eof() ? std::nullopt : std::optional<CppSQLite3Query>(std::move(row));
+    } catch (const CppSQLite3Exception& e) {
+        LUMO_THROW(CorruptDataError("SQLite error retrieving calibration info " + name + " / " + polarity + ": " +
+                                    e.what()));
+    }
+}
+
+}  // namespace lumo::io::calibration

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "calibration-state/calibration_state_selector.h"
+#include "calibration-table-reader/calibration_builders.h"
+#include "calibration-table-reader/calibration_table_reader.h"
+#include "calibration/temperature_compensation.h"
+#include "calibration/transformation.h"
+#include "logging/logger.h"
+#include "sqlite/cppsqlite3.h"
+
+namespace lumo::io::calibration {
+
+// A transformator with its dependence on temperatures; empty when there is none.
+struct ReferenceMzTrafo {
+    ::lumo::calibration::ICalibrationTransformatorPtr transformator;
+    ::lumo::calibration::TemperatureCompensationInfo temperatureInfo;
+};
+
+class CalibrationReaderSqliteImpl {
+public:
+    using MzTrafoPtr = ::lumo::calibration::ICalibrationTransformatorPtr;
+
+    // Raises NoMatchingCalibrationStateError when the selector finds no state, std::runtime_error on anything else.
+    CalibrationReaderSqliteImpl(const std::filesystem::path& directory, const CalibrationStateSelector& selector);
+
+    const std::shared_ptr<CppSQLite3DB>& getSQLiteDb() const { return db; }
+    const std::string& getKey() const { return key; }
+    int getStateId() const { return stateId; }
+    bool hasFrameMzTrafos() const { return hasFrameCalibrators; }
+
+    MzTrafoPtr getMzTrafo(std::int64_t frameId);
+    MzTrafoPtr getMzTrafo(std::int64_t frameId, bool negative, const ::lumo::calibration::Temperatures& measured,
+                          bool raw);
+
+    // Loaded when first asked for.
+    const ReferenceMzTrafo& getRefMzTrafo(bool negative);
+
+    std::unique_ptr<::lumo::calibration::kova::ITransformator> getMobTrafo(std::int64_t frameId);
+
+    std::optional<CppSQLite3Query> getCalibrationInfoValue(bool negative, const std::string& name);
+
+private:
+    struct DigitizerConstants {
+        double timebase;
+        double delay;
+    };
+
+    void selectState(const CalibrationStateSelector& selector, const std::filesystem::path& directory);
+    void checkSchemaVersion();
+    void readDigitizerConstants();
+    const DigitizerConstants& requireDigitizerConstants(const char* models) const;
+    ReferenceMzTrafo loadRefMzTrafo(bool negative);
+    MzTrafoPtr loadFrameMzTrafo(std::int64_t frameId);
+    MzTrafoPtr buildReference(CppSQLite3Query& row) const;
+    MzTrafoPtr buildForFrame(CppSQLite3Query& row) const;
+
+    logging::Logger logger = logging::Logger::getLogger("io.calibration.CalibrationReaderSqliteImpl");
+    std::shared_ptr<CppSQLite3DB> db = std::make_shared<CppSQLite3DB>();
+    std::string key;
+    int stateId = 0;
+    std::optional<CalibrationTableReader> refMzTable;
+    std::optional<CalibrationTableReader> frameMzTable;
+    std::optional<CalibrationTableReader> mobilityTable;
+    bool hasFrameCalibrators = false;
+    std::optional<DigitizerConstants> digitizerConstants;
+    CppSQLite3Statement frameMapping;     // not prepared when the table is absent
+    CppSQLite3Statement mobilityMapping;  // likewise
+    std::array<std::optional<ReferenceMzTrafo>, 2> references;  // positive, negative
+};
+
+}  // namespace lumo::io::calibration

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "calibration-state/calibration_state_mode.h"
+
+class CppSQLite3DB;
+
+namespace lumo::io::calibration {
+
+// No state of a calibration database fits the request. Other failures of the database are not of this class.
+class NoMatchingCalibrationStateError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// A request for a calibration state as data.
+struct RequestedCalibrationStateInformation {
+    std::optional<std::string> key;
+    std::optional<std::string> source;
+    bool latest = true;
+    bool allowIncomplete = false;
+};
+
+// Describes which calibration state a reader is to use, and resolves that to the key of one row of table
+// "CalibrationState". A value.
+class CalibrationStateSelector {
+public:
+    static CalibrationStateSelector useByUUID(const std::string& key);
+    static CalibrationStateSelector useLast();
+    static CalibrationStateSelector useLast(const std::string& source);
+    static CalibrationStateSelector useFirst();
+    static CalibrationStateSelector useFirst(const std::string& source);
+    static CalibrationStateSelector useLastIncomplete(const std::string& source);
+
+    // Whether complete states have to be told from incomplete ones, which takes what setAnalysisInfo() gives: the
+    // number of frames that a complete state maps, the polarities that need a reference calibration, and whether the
+    // frames need a mobility calibration.
+    bool analysisInfoRequired() const;
+    void setAnalysisInfo(std::size_t frameCount, bool positive, bool negative, bool mobility);
+
+    // Key of the chosen state. Raises NoMatchingCalibrationStateError when there is none.
+    std::string getUUID(CppSQLite3DB& db) const;
+
+    // For log messages.
+    std::string to_string() const;
+    const RequestedCalibrationStateInformation& getRequestedCalibrationStateInformation() const { return request; }
+
+private:
+    explicit CalibrationStateSelector(RequestedCalibrationStateInformation requested);
+
+    void requireKey(CppSQLite3DB& db) const;
+    void requireAnalysisInfo() const;
+    std::string completeStateQuery() const;
+    std::string anyStateQuery() const;
+    const char* order() const { return request.latest ? "DESC" : "ASC"; }
+    [[noreturn]] void raiseNotFound(const char* kind) const;
+
+    RequestedCalibrationStateInformation request;
+    std::int64_t frameCount = -1;
+    bool positivePresent = false;
+    bool negativePresent = false;
+    bool mobilityRequired = false;
+};
+
+// The selector of a mode: `parameter` is the source for "first", "last" (may be empty) and "lastIncomplete", the key
+// for "uuid". Empty for "off". Raises std::runtime_error.
+std::optional<CalibrationStateSelector> createCalibrationStateSelector(CalibrationStateMode mode,
+                                                                       const std::string& parameter);
+
+// One selector for each of `count` analyses, from a list of no parameters, one for all, or one for each.
+std::vector<std::optional<CalibrationStateSelector>> createCalibrationStateSelectors(
+    CalibrationStateMode mode, std::size_t count, const std::vector<std::string>& parameters);
+
+}  // namespace lumo::io::calibration

@@ -1,0 +1,85 @@
+#include "calibration-state/lock_mass_diagnostics.h"
+
+#include <bit>
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "sqlite/cppsqlite3.h"
+
+namespace lumo::io::calibration {
+
+namespace {
+
+constexpr std::string_view kSeparators = " ,;\t\n\r";
+
+[[noreturn]] void raiseBadSeries(const char* column) {
+    LUMO_THROW(CorruptDataError(std::string("Column ") + column + " holds no series of numbers."));
+}
+
+std::vector<double> seriesFromText(std::string_view text, const char* column) {
+    std::vector<double> series;
+    for (std::size_t begin = text.find_first_not_of(kSeparators); begin != std::string_view::npos;
+         begin = text.find_first_not_of(kSeparators)) {
+        text.remove_prefix(begin);
+        double value = 0.0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+        text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+        if (error != std::errc() || (!text.empty() && kSeparators.find(text.front()) == std::string_view::npos)) {
+            raiseBadSeries(column);
+        }
+        series.push_back(value);
+    }
+    return series;
+}
+
+std::vector<double> seriesFromBlob(const std::vector<std::byte>& bytes, const char* column) {
+    if (bytes.size() % sizeof(double) != 0) {
+        raiseBadSeries(column);
+    }
+    std::vector<double> series(bytes.size() / sizeof(double));
+    for (std::size_t i = 0; i < series.size(); ++i) {
+        std::uint64_t bits = 0;
+        std::memcpy(&bits, bytes.data() + i * sizeof bits, sizeof bits);
+        if constexpr (std::endian::native == std::endian::big) {
+            bits = __builtin_bswap64(bits);
+        }
+        series[i] = std::bit_cast<double>(bits);
+    }
+    return series;
+}
+
+std::vector<double> seriesField(const CppSQLite3Query& row, int field, const char* column) {
+    switch (row.fieldType(field)) {
+        case CppSQLite3FieldType::Null:
+            return {};
+        case CppSQLite3FieldType::Blob:
+            return seriesFromBlob(row.getBlobField(field), column);
+        default:
+            return seriesFromText(row.getStringField(field), column);
+    }
+}
+
+}  // namespace
+
+std::vector<LockMassCalibrationDiagnostic> readLockMassCalibrationDiagnostics(CppSQLite3DB& db, int stateId) {
+    std::vector<LockMassCalibrationDiagnostic> records;
+    CppSQLite3Query row = db.execQuery(
+        "SELECT LockMass, PercentFound, RetentionTimesInSeconds, MassDeviationInDa"
+        " FROM LcMsLockMassCalibrationDiagnostic WHERE CalibrationState=" +
+        std::to_string(stateId));
+    for (; !row.eof(); row.nextRow()) {
+        records.push_back({row.getFloatField(0), row.getFloatField(1), seriesField(row, 2, "RetentionTimesInSeconds"),
+                           seriesField(row, 3, "MassDeviationInDa")});
+        if (records.back().retentionTimesInSeconds.size() != records.back().massDeviationInDa.size()) {
+            LUMO_THROW(CorruptDataError("Lock-mass diagnostics have series of different lengths."));
+        }
+    }
+    return records;
+}
+
+}  // namespace lumo::io::calibration

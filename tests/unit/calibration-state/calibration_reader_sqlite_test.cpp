@@ -1,0 +1,257 @@
+#include "calibration-state/calibration_reader_sqlite.h"
+
+#include <functional>
+
+#include <gtest/gtest.h>
+
+#include "analysis-writer/calibration_store.h"
+#include "calibration/i_calibration_transformator.h"
+#include "fixtures/analysis_builder.h"
+#include "fixtures/temp_directory.h"
+#include "kova-data-reader/kvd_reader.h"
+
+namespace {
+
+using analysis_writer::CalibrationStore;
+using lumo::io::calibration::CalibrationReaderSqlite;
+using lumo::io::calibration::CalibrationStateSelector;
+using lumo::io::calibration::getCalibrationFile;
+using lumo::io::kova::KvdReader;
+
+std::string failureOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "none";
+}
+
+analysis_writer::Coefficients withC1(double c1) {
+    analysis_writer::Coefficients coefficients = analysis_writer::RefMzCalibrationRow().coefficients;
+    coefficients[1] = c1;
+    return coefficients;
+}
+
+// m/z of index 100000 tells calibrations apart.
+double massOf(const KvdReader::MzTrafoPtr& trafo) { return trafo ? trafo->DIndexToMass(100'000.0) : -1.0; }
+
+class Store : public testing::Test {
+protected:
+    Store() { fixtures::AnalysisBuilder().frame({}).frame({}, {.polarity = "-"}).write(directory.path()); }
+
+    // Builds the store from one state "k" with reference calibrations, then what the test adds or damages.
+    void write(const std::function<void(CalibrationStore&)>& change, bool frameCalibrators = false, bool constants = true) {
+        CalibrationStore store(directory.path());
+        store.addState({1, "k", "s", frameCalibrators ? 1 : 0, 1, 2});
+        if (constants) {
+            store.addDigitizerConstants(1, 0.2, 24000.0);
+        }
+        for (const std::int64_t frame : {1, 2}) {
+            store.mapKovaCalibration(1, frame, 1);
+        }
+        store.addKovaCalibration(1, {});
+        change(store);
+        store.commit();
+    }
+
+    static void addReferences(CalibrationStore& store) {
+        store.addRefMzCalibration({.id = 1, .coefficients = withC1(161'000.0)});
+        store.addRefMzCalibration({.id = 2, .coefficients = withC1(162'000.0)});
+    }
+
+    CalibrationReaderSqlite open() {
+        return *CalibrationReaderSqlite::getCalibrationReaderSqlite(getCalibrationFile(directory.path()),
+                                                                    CalibrationStateSelector::useByUUID("k"));
+    }
+
+    std::string openFailure() {
+        return failureOf([this] { open(); });
+    }
+
+    fixtures::TempDirectory directory;
+};
+
+TEST_F(Store, ReferencesServeEachPolarityOfTheAnalysis) {
+    write(addReferences);
+    const KvdReader own(directory.path());
+    const KvdReader recalibrated(directory.path(), CalibrationStateSelector::useLast());
+    EXPECT_TRUE(recalibrated.usingStateFromCalibrationFile());
+    EXPECT_EQ(recalibrated.getCalibrationStateId(), "k");
+    EXPECT_EQ(massOf(recalibrated.getMzTrafo(1, false)), massOf(recalibrated.getReferenceMzTrafo(false)));
+    EXPECT_EQ(massOf(recalibrated.getMzTrafo(2, false)), massOf(recalibrated.getReferenceMzTrafo(true)));
+    EXPECT_NE(massOf(recalibrated.getMzTrafo(1, false)), massOf(recalibrated.getMzTrafo(2, false)));
+    EXPECT_EQ(massOf(recalibrated.getRawMzTrafo(1, false)), massOf(own.getMzTrafo(1, false)));
+    EXPECT_EQ(recalibrated.getRawMzTrafo(1, true)->DIndexToMass(7.0), own.getRawMzTrafo(1, false)->DIndexToMass(7.0));
+    EXPECT_EQ(failureOf([&] { recalibrated.getMzTrafo(99, false); }), "Frame 99 does not exist.");
+    EXPECT_NE(recalibrated.getMobTrafo(1), nullptr);
+    EXPECT_EQ(recalibrated.getMobTrafo(99), nullptr);
+}
+
+TEST_F(Store, TemperaturesAreCompensatedUnlessRaw) {
+    write([](CalibrationStore& store) {
+        store.addRefMzCalibration({.id = 1, .t1 = 20.0, .t2 = 25.0, .dC1 = 10.0, .dC2 = 0.0});
+        store.addRefMzCalibration({.id = 2});
+    });
+    const CalibrationReaderSqlite store = open();
+    const double reference = massOf(store.getReferenceMzTrafo(false));
+    EXPECT_EQ(massOf(store.getMzTrafo(1, false, 30.0, 25.0, true)), reference);
+    EXPECT_EQ(massOf(store.getMzTrafo(1, false, 20.0, 25.0, false)), reference);
+    const double warmer = massOf(store.getMzTrafo(1, false, 30.0, 25.0, false));
+    EXPECT_NEAR(warmer / reference - 1.0, 100e-6, 5e-6);  // masses go with C1, here up by 10 ppm/K * 10 K
+    EXPECT_EQ(massOf(store.getReferenceMzTrafo(false)), reference) << "the reference must stay as it is";
+    EXPECT_EQ(massOf(store.getMzTrafo(1, true, 30.0, 25.0, false)), massOf(store.getReferenceMzTrafo(true)));
+}
+
+TEST_F(Store, FramesWithCalibratorsOfTheirOwn) {
+    write(
+        [](CalibrationStore& store) {
+            addReferences(store);
+            store.addFrameMzCalibration({.id = 10, .coefficients = withC1(163'000.0)});
+            store.mapFrameMzCalibration(1, 1, 10);
+            store.mapFrameMzCalibration(1, 2, 99);
+        },
+        true);
+    const CalibrationReaderSqlite store = open();
+    EXPECT_TRUE(store.hasFrameMzTrafos());
+    EXPECT_EQ(massOf(store.getMzTrafo(1)), massOf(store.getMzTrafo(1, false, 1.0, 2.0, false)));
+    EXPECT_NE(massOf(store.getMzTrafo(1)), massOf(store.getReferenceMzTrafo(false)));
+    EXPECT_EQ(failureOf([&] { store.getMzTrafo(2); }), "No m/z trafo for id [2] available");
+    EXPECT_EQ(failureOf([&] { store.getMzTrafo(3); }), "No m/z trafo for id [3] available");
+}
+
+TEST_F(Store, ModelsThatCannotBeUsedAreNamed) {
+    struct Case {
+        std::int64_t model;
+        const char* reference;
+        const char* frame;
+    };
+    const Case cases[] = {
+        {3, "m/z calibration model Quillon is not supported.", "m/z calibration model Quillon is not supported."},
+        {4, "FTMS04 as reference trafo is not supported.", "m/z calibration model FTMS04 is not supported."},
+        {5, "FTMS1356 as reference trafo is not supported.", "m/z calibration model FTMS1356 is not supported."},
+        {0, "Unknown m / z calibration model 0", "Unknown m/z calibration model 0"},
+        {6, "Unknown m / z calibration model 6", "Unknown m/z calibration model 6"},
+    };
+    for (const Case& c : cases) {
+        write(
+            [&](CalibrationStore& store) {
+                store.addRefMzCalibration({.id = 1, .modelType = c.model});
+                store.addFrameMzCalibration({.id = 10, .modelType = c.model});
+                store.mapFrameMzCalibration(1, 1, 10);
+            },
+            true);
+        const CalibrationReaderSqlite store = open();
+        EXPECT_EQ(failureOf([&] { store.getReferenceMzTrafo(false); }), c.reference);
+        EXPECT_EQ(failureOf([&] { store.getMzTrafo(1); }), c.frame);
+        EXPECT_EQ(failureOf([&] { store.getReferenceMzTrafo(true); }),
+                  "Calibration state k has no reference m/z calibration 2 for negative polarity.");
+        std::filesystem::remove(directory / "calibration.sqlite");
+    }
+}
+
+TEST_F(Store, TofModelsNeedDigitizerConstants) {
+    write(
+        [](CalibrationStore& store) {
+            store.addRefMzCalibration({.id = 1});
+            store.addRefMzCalibration({.id = 2, .modelType = 2});
+            store.addFrameMzCalibration({.id = 10});
+            store.addFrameMzCalibration({.id = 11, .modelType = 2});
+            store.mapFrameMzCalibration(1, 1, 10);
+            store.mapFrameMzCalibration(1, 2, 11);
+        },
+        true, false);
+    const CalibrationReaderSqlite store = open();
+    const std::string tof = "Missing digitizer constants, unable to load tof m/z transformators";
+    EXPECT_EQ(failureOf([&] { store.getReferenceMzTrafo(false); }), tof);
+    EXPECT_EQ(failureOf([&] { store.getReferenceMzTrafo(true); }), tof);
+    EXPECT_EQ(failureOf([&] { store.getMzTrafo(1); }), tof);
+    EXPECT_EQ(failureOf([&] { store.getMzTrafo(2); }),
+              "Missing digitizer constants, unable to load tof hpc m/z transformators");
+}
+
+TEST_F(Store, BrokenStoresFailTheOpenWithTheirTexts) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"UPDATE GlobalMetadata SET Value='KVD' WHERE Key='SchemaType'", "Schema type 'KVD' not supported"},
+        {"DELETE FROM GlobalMetadata WHERE Key='SchemaType'",
+         "Query result unexpectedly empty: SELECT Value FROM GlobalMetadata WHERE Key='SchemaType'"},
+        {"UPDATE GlobalMetadata SET Value='2' WHERE Key='SchemaVersionMajor'",
+         "calibration schema version 2.0 not supported."},
+        {"DROP TABLE CalibrationState", "no such table: CalibrationState"},
+        {"DROP TABLE RefMzCalibration", "Too few columns in table RefMzCalibration"},
+        {"DROP TABLE DigitizerConstants", "no such table: DigitizerConstants"},
+        {"INSERT INTO CalibrationState VALUES (7,'k','s',0,1,1)", "Requested calibration state k does not exist"},
+        {"UPDATE CalibrationState SET HasFrameCalibrators=NULL",
+         "Query result unexpectedly NULL: SELECT HasFrameCalibrators FROM CalibrationState WHERE Id=1"},
+    };
+    for (const auto& [damage, text] : cases) {
+        write([sql = damage](CalibrationStore& store) { store.execute(sql); });
+        EXPECT_EQ(openFailure(), text);
+        EXPECT_EQ(failureOf([&] { KvdReader(directory.path(), CalibrationStateSelector::useByUUID("k")); }), text);
+        std::filesystem::remove(directory / "calibration.sqlite");
+    }
+}
+
+TEST_F(Store, MissingMappingTablesCountAsNoMapping) {
+    write(
+        [](CalibrationStore& store) {
+            addReferences(store);
+            store.execute("DROP TABLE KovaCalibrationMapping; DROP TABLE FrameMzCalibrationMapping");
+        },
+        true);
+    const CalibrationReaderSqlite store = open();
+    EXPECT_EQ(store.getMobTrafo(1), nullptr);
+    EXPECT_EQ(failureOf([&] { store.getMzTrafo(1); }), "No m/z trafo for id [1] available");
+    EXPECT_EQ(failureOf([&] { KvdReader(directory.path(), CalibrationStateSelector::useLast()); }),
+              "no such table: FrameMzCalibrationMapping");
+}
+
+TEST_F(Store, RequestsThatFindNothingFallBackOrFail) {
+    EXPECT_FALSE(KvdReader(directory.path(), CalibrationStateSelector::useByUUID("k")).usingStateFromCalibrationFile());
+    write([](CalibrationStore& store) { store.execute("DELETE FROM CalibrationState"); });
+    EXPECT_FALSE(KvdReader(directory.path(), CalibrationStateSelector::useLast()).usingStateFromCalibrationFile());
+    EXPECT_FALSE(
+        KvdReader(directory.path(), CalibrationStateSelector::useLastIncomplete("s")).usingStateFromCalibrationFile());
+    EXPECT_EQ(failureOf([&] { KvdReader(directory.path(), CalibrationStateSelector::useByUUID("k")); }),
+              "Requested uuid k not found in calibration.sqlite");
+}
+
+TEST_F(Store, AnalysisWithoutFramesHasNoPolarities) {
+    write(addReferences);
+    const fixtures::TempDirectory empty;
+    fixtures::AnalysisBuilder().write(empty.path());
+    std::filesystem::copy(directory / "calibration.sqlite", empty / "calibration.sqlite");
+    EXPECT_EQ(failureOf([&] { KvdReader(empty.path(), CalibrationStateSelector::useLast()); }),
+              "Unexpectly missing frame polarity information!");
+}
+
+TEST_F(Store, InformationAndDiagnostics) {
+    write([](CalibrationStore& store) {
+        store.addCalibrationInfo(1, {.polarity = "+", .name = "it's", .value = "fine"});
+        store.addLockMassDiagnostic({1, 622.029, 98.5, {1.5, 2.5}, {1e-3, -2e-3}});
+        store.execute("INSERT INTO LcMsLockMassCalibrationDiagnostic VALUES (1, 922.0098, 50, '1, 2;3', ' 0.5 1e-3,-2 ')");
+        store.execute("INSERT INTO LcMsLockMassCalibrationDiagnostic VALUES (1, 1, 0, NULL, NULL)");
+    });
+    const CalibrationReaderSqlite store = open();
+    EXPECT_EQ(store.getCalibrationInfoString(false, "it's"), "fine");
+    EXPECT_EQ(store.getCalibrationInfoString(true, "it's"), std::nullopt);
+    EXPECT_EQ(store.getCalibrationInfoBlob(false, "it's")->size(), 4U);
+    const auto records = store.getLockMassCalibrationDiagnostics();
+    ASSERT_EQ(records.size(), 3U);
+    EXPECT_EQ(records[0].massDeviationInDa, (std::vector<double>{1e-3, -2e-3}));
+    EXPECT_EQ(records[1].retentionTimesInSeconds, (std::vector<double>{1.0, 2.0, 3.0}));
+    EXPECT_EQ(records[1].massDeviationInDa, (std::vector<double>{0.5, 1e-3, -2.0}));
+    EXPECT_TRUE(records[2].retentionTimesInSeconds.empty());
+}
+
+TEST_F(Store, SeriesThatAreNoneAreRefused) {
+    for (const char* series : {"'1,x'", "'1.2.3'", "x'000000'", "'1'"}) {
+        write([&](CalibrationStore& store) {
+            store.execute(std::string("INSERT INTO LcMsLockMassCalibrationDiagnostic VALUES (1,1,1,'1 2',") + series + ")");
+        });
+        EXPECT_NE(failureOf([&] { open().getLockMassCalibrationDiagnostics(); }), "none") << series;
+        std::filesystem::remove(directory / "calibration.sqlite");
+    }
+}
+
+}  // namespace
