@@ -21,7 +21,7 @@ std::filesystem::path dataFolder() {
 
 std::string nameOf(const Run& run) {
     return std::to_string(run.frames) + "x" + std::to_string(run.peaksPerFrame) + "-type" + std::to_string(run.compression) +
-           "-msms" + std::to_string(run.msmsPerMs1) + ".d";
+           "-msms" + std::to_string(run.msmsPerMs1) + (run.spectra ? "-spectra.d" : ".d");
 }
 
 std::vector<std::byte> readBytes(std::ifstream& file, std::int64_t position, std::size_t size) {
@@ -46,6 +46,7 @@ std::filesystem::path simulatedRun(const Run& run) {
         options.peaksPerFrame = static_cast<std::uint32_t>(run.peaksPerFrame);
         options.compression = run.compression;
         options.msmsPerMs1 = static_cast<std::uint32_t>(run.msmsPerMs1);
+        options.format = run.spectra ? analysis_writer::Format::kvs : analysis_writer::Format::kvd;
         std::filesystem::remove_all(options.out);
         simulator::simulate(options);
         std::filesystem::rename(options.out, directory);
@@ -54,13 +55,14 @@ std::filesystem::path simulatedRun(const Run& run) {
 }
 
 std::vector<StoredFrame> loadFrames(const std::filesystem::path& analysis) {
+    const std::string name = std::filesystem::exists(analysis / "analysis.kvd") ? "analysis.kvd" : "analysis.kvs";
     sqlite3* connection = nullptr;
-    sqlite3_open_v2((analysis / "analysis.kvd").c_str(), &connection, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_open_v2((analysis / name).c_str(), &connection, SQLITE_OPEN_READONLY, nullptr);
     const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> close(connection, &sqlite3_close);
     sqlite3_stmt* statement = nullptr;
     sqlite3_prepare_v2(connection, "SELECT Id, KovaId, NumScans FROM Frames ORDER BY Id", -1, &statement, nullptr);
     const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> finalize(statement, &sqlite3_finalize);
-    std::ifstream blob(analysis / "analysis.kvd_bin", std::ios::binary);
+    std::ifstream blob(analysis / (name + "_bin"), std::ios::binary);
     std::vector<StoredFrame> frames;
     while (sqlite3_step(statement) == SQLITE_ROW) {
         const std::int64_t position = sqlite3_column_int64(statement, 1);

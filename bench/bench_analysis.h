@@ -14,6 +14,7 @@ struct Run {
     int peaksPerFrame;
     int compression = 2;
     int msmsPerMs1 = 0;
+    bool spectra = false;  // without mobility
 };
 std::filesystem::path simulatedRun(const Run& run);
 

@@ -293,6 +293,183 @@ KOVADATA_API double kova_ccs_to_oneoverk0_for_mz(double ccs, int32_t charge, dou
 
 /** @} */
 
+/** @defgroup kova_zorel MS/MS spectra of precursors
+ *
+ *  In a `zorel` acquisition an MS/MS frame fragments several precursors one after another, each in its own range of
+ *  mobility scans, and most precursors are fragmented in several frames. Table "Precursors" lists the precursors with the
+ *  MS1 frame they were selected in ("Parent"), table "ZorelFrameMsMsInfo" says which scans of which frame belong to which
+ *  precursor. For each precursor the functions below sum up the scans of all its frames, with intensities normalised as by
+ *  kova_read_scans_v2(), into one *profile*: one intensity per time-of-flight index. The line functions find the peaks of
+ *  the profile and convert their positions to m/z with the mass calibration of the parent frame.
+ *
+ *  Valid for all of them:
+ *
+ *   - **Order.** The callback runs once per precursor, on the calling thread, as soon as the precursor's last frame has been
+ *     read. Frames are read in ascending order of their ids, each of them once: ask for many precursors in one call rather
+ *     than in many.
+ *   - **Arrays** passed to a callback belong to the library and are valid only until the callback returns. They may be
+ *     NULL when their number of entries is 0.
+ *   - **Inside a callback** other functions may be called on the same handle, except kova_close().
+ *   - **A callback must return.** It must not leave by longjmp() or end its thread. In C++ it should not throw either: an
+ *     exception derived from std::exception ends the call, which returns 0 with the exception's text as last error; any
+ *     other exception leaves "Unknown exception.". Without unwind information (for instance C code built with
+ *     -fno-exceptions between library and thrower) the process is terminated.
+ *   - **Failures.** Spectra passed to the callback before a failure are good; there are no more after it. Causes:
+ *     "No Precursor table found. This is not a ZOREL analysis", a missing table ("no such table: ..."), precursors whose
+ *     scan range is not the same in all frames ("Invalid data, precursor scan ranges have to be identical for every
+ *     frame, mismatch for precursor ..."), a parent frame without mass calibration ("No m/z trafo available."), scans that
+ *     a frame does not have, and whatever else can go wrong when scans are read.
+ *   - **Memory** is needed for the precursors between their first and their last frame, a few 100 KB for each as a rule,
+ *     and for some working memory per thread, which is kept until the thread ends.
+ *  @{ */
+
+/**
+ * Receives one line spectrum.
+ *
+ * @param precursor_id  "Id" of the row of table "Precursors"
+ * @param num_peaks     number of peaks, may be 0
+ * @param mz_values     m/z of each peak, in the order of their time-of-flight indices
+ * @param intensities   intensity of each peak: the largest bin at its apex
+ */
+typedef void (*kova_zorel_msms_callback)(int64_t precursor_id, uint32_t num_peaks, double *mz_values,
+                                         float *intensities);
+
+/**
+ * Receives one line spectrum and the caller's context.
+ *
+ * @param precursor_id  "Id" of the row of table "Precursors"
+ * @param num_peaks     number of peaks, may be 0
+ * @param mz_values     m/z of each peak, in the order of their time-of-flight indices
+ * @param intensities   intensity of each peak: the largest bin at its apex
+ * @param context       the pointer that was passed to the reading function
+ */
+typedef void (*kova_zorel_msms_callback_v2)(int64_t precursor_id, uint32_t num_peaks, const double *mz_values,
+                                            const float *intensities, void *context);
+
+/**
+ * Receives one profile.
+ *
+ * @param precursor_id  "Id" of the row of table "Precursors"
+ * @param num_bins      number of bins: 100 more than the highest index at which any scan of the precursor has its last
+ *                      peak, and 100 when there is no peak
+ * @param intensities   summed intensity of each time-of-flight index from 0; sums wrap in 32 bits
+ */
+typedef void (*kova_zorel_profile_callback)(int64_t precursor_id, uint32_t num_bins, int32_t *intensities);
+
+/**
+ * Receives one profile and the caller's context.
+ *
+ * @param precursor_id  "Id" of the row of table "Precursors"
+ * @param num_bins      number of bins, as for kova_zorel_profile_callback
+ * @param intensities   summed intensity of each time-of-flight index from 0; sums wrap in 32 bits
+ * @param context       the pointer that was passed to the reading function
+ */
+typedef void (*kova_zorel_profile_callback_v2)(int64_t precursor_id, uint32_t num_bins, const int32_t *intensities,
+                                               void *context);
+
+/**
+ * Reads the MS/MS line spectra of the listed precursors.
+ *
+ * @param handle          handle of an open analysis
+ * @param precursors      ids of precursors, in any order; repeated ids count once and unknown ones are ignored. Must not be
+ *                        NULL unless @p num_precursors is 0; this is not checked.
+ * @param num_precursors  number of ids; 0 reads nothing
+ * @param callback        called once per precursor that has scans; must not be NULL, which is not checked
+ * @return 1 on success, also when there was nothing to read; 0 on failure
+ */
+KOVADATA_API uint32_t kova_read_zorel_msms(uint64_t handle, const int64_t *precursors, uint32_t num_precursors,
+                                           kova_zorel_msms_callback callback);
+
+/**
+ * Reads the MS/MS line spectra of the listed precursors, with checked arguments and a context for the callback.
+ *
+ * @param handle          handle of an open analysis
+ * @param precursors      ids of precursors, as for kova_read_zorel_msms(). May be NULL when @p num_precursors is 0; fails
+ *                        with "expected non-null 'precursors' pointer" otherwise.
+ * @param num_precursors  number of ids; 0 reads nothing
+ * @param callback        called once per precursor that has scans; NULL fails with "expected non-null callback"
+ * @param context         passed on to the callback as it is; may be NULL
+ * @return 1 on success, also when there was nothing to read; 0 on failure
+ */
+KOVADATA_API uint32_t kova_read_zorel_msms_v2(uint64_t handle, const int64_t *precursors, uint32_t num_precursors,
+                                              kova_zorel_msms_callback_v2 callback, void *context);
+
+/**
+ * Reads the MS/MS profiles of the listed precursors.
+ *
+ * @param handle          handle of an open analysis
+ * @param precursors      ids of precursors, as for kova_read_zorel_msms()
+ * @param num_precursors  number of ids; 0 reads nothing
+ * @param callback        called once per precursor that has scans; must not be NULL, which is not checked
+ * @return 1 on success, also when there was nothing to read; 0 on failure
+ */
+KOVADATA_API uint32_t kova_read_zorel_profile_msms(uint64_t handle, const int64_t *precursors, uint32_t num_precursors,
+                                                   kova_zorel_profile_callback callback);
+
+/**
+ * Reads the MS/MS profiles of the listed precursors, with checked arguments and a context for the callback.
+ *
+ * @param handle          handle of an open analysis
+ * @param precursors      ids of precursors, as for kova_read_zorel_msms_v2()
+ * @param num_precursors  number of ids; 0 reads nothing
+ * @param callback        called once per precursor that has scans; NULL fails with "expected non-null callback"
+ * @param context         passed on to the callback as it is; may be NULL
+ * @return 1 on success, also when there was nothing to read; 0 on failure
+ */
+KOVADATA_API uint32_t kova_read_zorel_profile_msms_v2(uint64_t handle, const int64_t *precursors,
+                                                      uint32_t num_precursors,
+                                                      kova_zorel_profile_callback_v2 callback, void *context);
+
+/**
+ * Reads the MS/MS line spectra of all precursors that were selected in one MS1 frame.
+ *
+ * @param handle    handle of an open analysis
+ * @param frame_id  "Id" of the MS1 frame, the "Parent" of the precursors. A frame in which none was selected, or that does
+ *                  not exist, is no failure.
+ * @param callback  called once per precursor that has scans; must not be NULL, which is not checked
+ * @return 1 on success, also when there was nothing to read; 0 on failure
+ */
+KOVADATA_API uint32_t kova_read_zorel_msms_for_frame(uint64_t handle, int64_t frame_id,
+                                                     kova_zorel_msms_callback callback);
+
+/**
+ * Reads the MS/MS line spectra of all precursors that were selected in one MS1 frame, with a context for the callback.
+ *
+ * @param handle    handle of an open analysis
+ * @param frame_id  "Id" of the MS1 frame, as for kova_read_zorel_msms_for_frame()
+ * @param callback  called once per precursor that has scans; NULL fails with "expected non-null callback"
+ * @param context   passed on to the callback as it is; may be NULL
+ * @return 1 on success, also when there was nothing to read; 0 on failure
+ */
+KOVADATA_API uint32_t kova_read_zorel_msms_for_frame_v2(uint64_t handle, int64_t frame_id,
+                                                        kova_zorel_msms_callback_v2 callback, void *context);
+
+/**
+ * Reads the MS/MS profiles of all precursors that were selected in one MS1 frame.
+ *
+ * @param handle    handle of an open analysis
+ * @param frame_id  "Id" of the MS1 frame, as for kova_read_zorel_msms_for_frame()
+ * @param callback  called once per precursor that has scans; must not be NULL, which is not checked
+ * @return 1 on success, also when there was nothing to read; 0 on failure
+ */
+KOVADATA_API uint32_t kova_read_zorel_profile_msms_for_frame(uint64_t handle, int64_t frame_id,
+                                                             kova_zorel_profile_callback callback);
+
+/**
+ * Reads the MS/MS profiles of all precursors that were selected in one MS1 frame, with a context for the callback.
+ *
+ * @param handle    handle of an open analysis
+ * @param frame_id  "Id" of the MS1 frame, as for kova_read_zorel_msms_for_frame()
+ * @param callback  called once per precursor that has scans; NULL fails with "expected non-null callback"
+ * @param context   passed on to the callback as it is; may be NULL
+ * @return 1 on success, also when there was nothing to read; 0 on failure
+ */
+KOVADATA_API uint32_t kova_read_zorel_profile_msms_for_frame_v2(uint64_t handle, int64_t frame_id,
+                                                                kova_zorel_profile_callback_v2 callback,
+                                                                void *context);
+
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif

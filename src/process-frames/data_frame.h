@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace lumo::algorithm {
+
+// Scans of one frame, decoded and laid end to end: scan s owns the entries from scanOffsets[s] up to
+// scanOffsets[s + 1] of both buffers. Buffers may be longer than what is used. Filled by its user; one thread
+// at a time.
+template <class Index, class Intensity>
+struct DataFrame {
+    std::vector<Index> indices;
+    std::vector<Intensity> intensities;
+    std::vector<std::uint64_t> scanOffsets;
+    std::size_t numberOfScans = 0;
+    std::size_t peakCapacity = 0;
+
+    // Sizes the buffers for `numberOfScans` scans and `peakCapacity` peaks, keeping what they hold.
+    void allocateBuffers() {
+        indices.resize(peakCapacity);
+        intensities.resize(peakCapacity);
+        scanOffsets.resize(numberOfScans + 1);
+    }
+
+    std::size_t numberOfPeaks() const {
+        return scanOffsets.empty() ? 0 : static_cast<std::size_t>(scanOffsets[numberOfScans]);
+    }
+};
+
+}  // namespace lumo::algorithm

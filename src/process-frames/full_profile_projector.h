@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "process-frames/data_frame.h"
+
+namespace lumo::algorithm {
+
+// A time-of-flight profile: bin b holds the summed intensity of index firstIndex + b. Sums wrap in 32 bits.
+//
+// A profile has hundreds of thousands of bins, of which a few thousand are hit. So peaks are only collected
+// at first; bins come into being when they take less memory than the peaks would. Memory is therefore at most
+// twice that of the bins, and usually a small part of it. Used by one thread at a time.
+template <class Intensity>
+class FullProfileProjector {
+public:
+    struct Peak {
+        std::uint32_t bin;
+        Intensity intensity;
+    };
+
+    // Bins keep their values, new ones are 0, those beyond `count` are lost. Raises std::invalid_argument
+    // "Fixed capacity (n) exceeded."
+    void setParameters(std::size_t firstIndex, std::size_t count);
+
+    // From now on profiles of more than `capacity` bins are refused.
+    void setFixedCapacity(std::size_t capacity);
+
+    std::size_t firstIndex() const { return first; }
+    std::size_t count() const { return bins; }
+
+    // Peaks outside the profile are dropped.
+    void add(const DataFrame<int, Intensity>& frame);
+
+    // All bins to 0.
+    void clear();
+
+    // A copy of the profile, one entry per bin.
+    std::vector<Intensity> profile() const;
+
+    // The profile is either its bins or the sum of collected peaks, all of them inside the profile; the other
+    // is empty. Valid until the next change.
+    bool hasBins() const { return !dense.empty(); }
+    std::span<const Intensity> denseBins() const { return dense; }
+    const std::vector<std::vector<Peak>>& collectedPeaks() const { return collected; }
+
+private:
+    // Indices below the first bin wrap around to bins that no profile has.
+    std::uint64_t binOf(int index) const { return static_cast<std::uint64_t>(std::int64_t{index}) - first; }
+    void addToBins(const DataFrame<int, Intensity>& frame, std::size_t peaks);
+    void collect(const DataFrame<int, Intensity>& frame, std::size_t peaks);
+    void makeDense();
+
+    std::size_t first = 0;
+    std::size_t bins = 0;
+    bool capacityIsFixed = false;
+    std::size_t capacity = 0;
+    std::vector<Intensity> dense;
+    std::vector<std::vector<Peak>> collected;  // as they were added, each part sized exactly
+    std::size_t collectedCount = 0;
+};
+
+// The sum of two intensities, wrapping in 32 bits.
+inline std::int32_t wrappingSum(std::int32_t a, std::int32_t b) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
+}
+
+}  // namespace lumo::algorithm

@@ -1,0 +1,162 @@
+#include "process-frames/new_sumpeakfinder.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <stdexcept>
+
+#include "diag/throw.h"
+#include "process-frames/full_profile_projector.h"
+
+namespace lumo::algorithm {
+
+namespace {
+
+constexpr int kUnset = -1;
+
+// Doubles beyond the range of 32 bits wrap, as positions in a profile of that length would.
+int wrapToInt(std::size_t value) { return static_cast<int>(static_cast<std::uint32_t>(value)); }
+
+void grow(std::vector<double>& values, std::size_t n) {
+    if (values.size() < n) {
+        values.resize(n);
+    }
+}
+
+void sumUp(std::span<const int> y, std::size_t n, std::vector<double>& cumulative) {
+    std::int32_t total = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        total = wrappingSum(total, y[i]);
+        cumulative[i] = total;
+    }
+}
+
+void smooth(const SmoothingRange& range, const std::vector<double>& S, std::vector<double>& differences,
+            std::vector<double>& areas) {
+    const std::size_t h = range.half;
+    const std::size_t m = range.reach;
+    for (std::size_t i = range.low; i <= range.high; ++i) {
+        differences[i] = (S[i + h] + S[i - h] - 2.0 * S[i]) / static_cast<double>(h);
+        areas[i] = S[i + m - 1] - S[i + 1 - m];
+    }
+}
+
+}  // namespace
+
+void PeakSink::operator()(double position, float intensity, double area) {
+    if (accepts(intensity)) {
+        positions.push_back(position);
+        intensities.push_back(intensity);
+        areas.push_back(static_cast<float>(area));
+    }
+}
+
+std::vector<SmoothingRange> smoothingRanges(std::size_t n, std::size_t offset, const WidthTable& widths) {
+    std::vector<SmoothingRange> ranges;
+    for (std::size_t segment = 0; segment < widths.size(); ++segment) {
+        const std::size_t h = widths.widthOf(segment) / 2 + 1;
+        if (n < 2 * h + 1) {
+            return {};
+        }
+        if (widths.endOf(segment) < offset) {
+            break;
+        }
+        const std::size_t start = widths.startOf(segment) < offset ? 0 : widths.startOf(segment) - offset;
+        const std::size_t low = std::max(start, h);
+        std::size_t high = std::min<std::size_t>(widths.endOf(segment) - offset, n - 1);
+        if (n <= high + h + 1) {
+            high = n - 2 - h;
+        }
+        // The area of a bin looks two bins down at least.
+        const SmoothingRange range{low == 1 ? 2 : low, high, h, std::max<std::size_t>(h, 3)};
+        if (range.low > range.high) {
+            break;
+        }
+        ranges.push_back(range);
+    }
+    return ranges;
+}
+
+void partial_sum_calculations(std::span<const int> y, std::size_t n, std::size_t offset,
+                              const WidthTable& widths, std::vector<double>& cumulative,
+                              std::vector<double>& differences, std::vector<double>& areas) {
+    if (y.empty()) {
+        return;
+    }
+    if (n > y.size()) {
+        LUMO_THROW(std::invalid_argument("there are less y values than specified"));
+    }
+    grow(cumulative, n);
+    grow(differences, n);
+    grow(areas, n);
+    sumUp(y, n, cumulative);
+    // What an earlier profile left behind must not count.
+    std::fill_n(differences.begin(), n, 0.0);
+    std::fill_n(areas.begin(), n, 0.0);
+    for (const SmoothingRange& range : smoothingRanges(n, offset, widths)) {
+        smooth(range, cumulative, differences, areas);
+    }
+}
+
+double maximumPosition(int lastPos, double posVal, int lastNeg, double negVal) {
+    if (lastPos == lastNeg) {
+        return lastPos + 0.5 + posVal / (posVal - negVal);
+    }
+    const double distance = static_cast<double>(lastNeg) - static_cast<double>(lastPos);
+    if (distance == 1.0) {
+        return lastPos + 0.5 + 2.0 * posVal / (posVal - negVal);
+    }
+    return lastPos + 1.0 + distance * 0.5;
+}
+
+MaximumWindow maximumWindow(std::size_t k, std::size_t next, std::size_t n, std::size_t shift,
+                            std::size_t wideStart) {
+    MaximumWindow window{k + shift, k + shift + 1};
+    if (wideStart < next) {
+        window = {shift + std::max<std::size_t>(k, 1) - 1, shift + (k + 1 < n ? k + 1 : k)};
+    }
+    window.last = std::min(window.last, n - 1);
+    window.first = std::min(window.first, window.last);
+    return window;
+}
+
+void localMaxima(std::span<const int> y, std::size_t n, std::span<const double> differences,
+                 std::span<const double> areas, const WidthTable& widths, std::size_t shift,
+                 std::size_t offset, PeakSink& sink) {
+    if (y.empty() || 2 * shift > n) {
+        return;
+    }
+    if (n == 2 * shift + 1) {
+        sink(static_cast<double>(offset), static_cast<float>(y[shift]), y[shift]);
+        return;
+    }
+    const std::size_t wideStart = widths.startOfWideSegments();
+    int lastPos = kUnset;
+    int lastNeg = kUnset;
+    double posVal = 0.0;
+    double negVal = 0.0;
+    for (std::size_t i = 0; i + shift < n; ++i) {
+        if (differences[i] < 0.0) {
+            lastNeg = wrapToInt(offset + i - 1);
+            negVal = differences[i];
+        } else if (differences[i] > 0.0) {
+            lastPos = wrapToInt(offset + i);
+            posVal = differences[i];
+        }
+        if (lastPos == kUnset || lastNeg == kUnset || lastPos > lastNeg) {
+            continue;
+        }
+        const double position =
+            maximumPosition(lastPos, posVal, lastNeg, negVal) - static_cast<double>(shift);
+        const auto k =
+            static_cast<std::size_t>(static_cast<std::int64_t>(position - static_cast<double>(offset)));
+        const auto [first, last] = maximumWindow(k, i + 1, n, shift, wideStart);
+        const auto from = static_cast<std::ptrdiff_t>(first);
+        const auto to = static_cast<std::ptrdiff_t>(last + 1);
+        sink(position, static_cast<float>(*std::max_element(y.begin() + from, y.begin() + to)),
+             *std::max_element(areas.begin() + from, areas.begin() + to));
+        lastPos = kUnset;
+        lastNeg = kUnset;
+    }
+}
+
+}  // namespace lumo::algorithm

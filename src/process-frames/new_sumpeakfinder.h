@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "process-frames/algorithm/variable_width.h"
+
+namespace lumo::algorithm {
+
+using WidthTable = variableWidth<unsigned long>;
+
+// Receives maxima. Those whose intensity is above the threshold, and only those, are appended to the three
+// vectors.
+class PeakSink {
+public:
+    PeakSink(float minimum, std::vector<double>& positionsOut, std::vector<float>& intensitiesOut,
+             std::vector<float>& areasOut)
+        : threshold(minimum), positions(positionsOut), intensities(intensitiesOut), areas(areasOut) {}
+
+    bool accepts(float intensity) const { return intensity > threshold; }
+
+    void operator()(double position, float intensity, double area);
+
+private:
+    float threshold;
+    std::vector<double>& positions;
+    std::vector<float>& intensities;
+    std::vector<float>& areas;
+};
+
+// Where one segment of the width table applies in a profile: for the bins from `low` to `high`, both
+// included,
+//   difference = (sum of the `half` bins above - sum of the `half` bins up to it) / half,
+//   area = sum of the bins less than `reach` away from it but for the first of them.
+// Every bin that the formulas of a range look at lies inside the profile.
+struct SmoothingRange {
+    std::size_t low;
+    std::size_t high;
+    std::size_t half;
+    std::size_t reach;
+};
+
+// The ranges of a profile of n bins whose first bin has index `offset`, ascending; all other bins have
+// difference and area 0. Deliberate: the table is followed only as far as its segments give non-empty ranges,
+// so a first segment that is shorter than its own window ends it at once, and a segment that is too wide for
+// the profile leaves no range at all.
+std::vector<SmoothingRange> smoothingRanges(std::size_t n, std::size_t offset, const WidthTable& widths);
+
+// The first step of the sum peak finder: the running sums of y's first n bins, and from them the smoothed
+// slope and the area at each bin. Outputs grow to at least n entries. Raises std::invalid_argument "there are
+// less y values than specified".
+void partial_sum_calculations(std::span<const int> y, std::size_t n, std::size_t offset,
+                              const WidthTable& widths, std::vector<double>& cumulative,
+                              std::vector<double>& differences, std::vector<double>& areas);
+
+// The second step: a maximum lies between the last rising and the first falling bin. `shift` bins of padding
+// lie in front of the data; positions count from `offset` at the first bin behind them. All inputs have at
+// least n entries.
+void localMaxima(std::span<const int> y, std::size_t n, std::span<const double> differences,
+                 std::span<const double> areas, const WidthTable& widths, std::size_t shift,
+                 std::size_t offset, PeakSink& sink);
+
+// Position of the maximum after the last rising bin `lastPos`, whose slope is `posVal`, when the bin after
+// `lastNeg` is the first falling one and its slope is `negVal`.
+double maximumPosition(int lastPos, double posVal, int lastNeg, double negVal);
+
+// The entries, both included, among which intensity and area of a maximum are the largest ones. `k` is the
+// whole part of its position, `next` the bin after the first falling one. Deliberate: all but the last
+// comparison are made without the shift, and entries in front of the data are reached by wrapping around.
+struct MaximumWindow {
+    std::size_t first;
+    std::size_t last;
+};
+MaximumWindow maximumWindow(std::size_t k, std::size_t next, std::size_t n, std::size_t shift,
+                            std::size_t wideStart);
+
+}  // namespace lumo::algorithm

@@ -1,0 +1,59 @@
+#include "process-frames/peak_detection_for_data_frames.h"
+
+#include <algorithm>
+
+#include "process-frames/new_sumpeakfinder.h"
+#include "process-frames/sparse_sum_peak_finder.h"
+#include "process-frames/working_profile.h"
+
+namespace lumo::algorithm {
+
+namespace {
+
+// A profile shorter than its widest windows, with room in front and behind.
+void detectPadded(const std::vector<int>& profile, std::size_t padding, const WidthTable& widths,
+                  PeakSink& sink) {
+    std::vector<int> padded(profile.size() + 2 * padding);
+    std::copy(profile.begin(), profile.end(), padded.begin() + static_cast<std::ptrdiff_t>(padding));
+    thread_local std::vector<double> cumulative;
+    thread_local std::vector<double> differences;
+    thread_local std::vector<double> areas;
+    partial_sum_calculations(padded, padded.size(), 0, widths, cumulative, differences, areas);
+    localMaxima(padded, padded.size(), differences, areas, widths, padding, 0, sink);
+}
+
+void detectUnpadded(const FullProfileProjector<int>& projector, const WidthTable& widths, PeakSink& sink) {
+    thread_local SparseSumPeakFinder finder;
+    thread_local WorkingProfile workingProfile;
+    if (projector.hasBins()) {
+        const BinInterval all{0, projector.count()};
+        finder.find(projector.denseBins(), {&all, 1}, widths, sink);
+        return;
+    }
+    WorkingProfile::Sum sum(workingProfile, projector.count());
+    for (const auto& peaks : projector.collectedPeaks()) {
+        sum.add(peaks);
+    }
+    finder.find(sum.bins(), sum.occupied(), widths, sink);
+}
+
+}  // namespace
+
+void PeakDetectionForDataFrames<DataFrame<int, int>, float, true>::detectPeaks(
+    float threshold, std::vector<double>& positions, std::vector<float>& intensities,
+    std::vector<float>& areas) {
+    const std::size_t n = projector.count();
+    widths.setWidths(n);
+    if (n == 0 || widths.empty()) {
+        return;
+    }
+    PeakSink sink(threshold, positions, intensities, areas);
+    const std::size_t padding = 3 * widths.widthOf(widths.size() - 1) + 3;
+    if (n < padding) {
+        detectPadded(projector.profile(), padding, widths, sink);
+    } else {
+        detectUnpadded(projector, widths, sink);
+    }
+}
+
+}  // namespace lumo::algorithm

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "process-frames/new_sumpeakfinder.h"
+#include "process-frames/slope_signs.h"
+#include "process-frames/working_profile.h"
+
+namespace lumo::algorithm {
+
+// Both steps of the sum peak finder in one, for a profile without padding of which only some intervals can
+// hold anything but 0. Finds bit for bit what partial_sum_calculations and localMaxima find, without looking
+// at the empty bins.
+//
+// Why that is so: the difference at bin i is made of three running sums, at i - h, i and i + h. Unless one of
+// the bins from i - h + 1 to i + h is occupied, the three are equal, whether or not the total has wrapped
+// before, and the difference is exactly 0. A difference of 0 changes nothing in the search for maxima. So it
+// is enough to look at each occupied interval and the bins around it that a window reaches from there, with
+// running sums that go on from one such stretch to the next.
+//
+// A maximum may still have its last rising bin r in one stretch and its first falling one in a later stretch.
+// All differences in between are 0 then. Behind the earlier stretch the running sum is constant, so a
+// difference of 0 at i makes the sum at i - h equal to those at i and i + h; going down from there, the sum
+// is constant from r + 1 - h on, and the maximum, which lies above r, has intensity 0 and area 0.
+//
+// Keeps its buffers; one per thread.
+class SparseSumPeakFinder {
+public:
+    // `occupied` is ascending and disjoint. All occupied bins are inside y.
+    void find(std::span<const int> y, std::span<const BinInterval> occupied, const WidthTable& widths,
+              PeakSink& sink);
+
+private:
+    // The last rising bin since the last maximum.
+    struct Rise {
+        bool found = false;
+        std::size_t bin = 0;
+        double slope = 0.0;
+    };
+
+    void begin(std::span<const int> y, const WidthTable& widths);
+    void scan(const BinInterval& interval, PeakSink& sink);
+    void sumUp(const BinInterval& interval);
+    void scanRange(const SmoothingRange& range, const BinInterval& binsInRange, PeakSink& sink);
+    void follow(SlopeSigns slopes, const SmoothingRange& range, std::size_t from, PeakSink& sink);
+    void report(const SmoothingRange& range, std::size_t firstFalling, PeakSink& sink);
+
+    // At bins of the current stretch.
+    const std::int32_t* sumAt(std::size_t bin) const { return sums.data() + (bin - stretch.begin); }
+    double slopeAt(const SmoothingRange& range, std::size_t bin) const;
+    double areaAt(const SmoothingRange& range, std::size_t bin) const;
+    double largestArea(const SmoothingRange& range, const MaximumWindow& window) const;
+
+    std::span<const int> profile;
+    std::vector<SmoothingRange> ranges;
+    std::size_t nextRange = 0;  // ranges before it end before the bins still to be scanned
+    std::size_t wideStart = 0;
+    std::size_t halo = 0;            // bins around an interval that its stretch takes in
+    BinInterval stretch{0, 0};       // the current one
+    std::vector<std::int32_t> sums;  // its running sums
+    std::int32_t total = 0;
+    bool onlyAscending = true;  // so far no bin was negative and the total has not wrapped
+    Rise rise;
+};
+
+}  // namespace lumo::algorithm

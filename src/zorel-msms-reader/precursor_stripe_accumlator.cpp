@@ -1,0 +1,122 @@
+#include "zorel-msms-reader/precursor_stripe_accumlator.h"
+
+#include <algorithm>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "calibration/calibration_constants.h"
+#include "diag/throw.h"
+#include "process-frames/peak_detection_for_data_frames.h"
+
+namespace lumo::io::algorithms {
+
+namespace {
+
+using Scans = lumo::algorithm::DataFrame<int, int>;
+
+// Bins behind the last peak, so that the peak finder's windows end inside the profile.
+constexpr std::uint64_t kBinsBehindLastPeak = 100;
+
+// A hundred times the longest measured spectra. A file could claim profiles of many gigabytes otherwise.
+constexpr std::uint64_t kMaxBins = std::uint64_t{1} << 26;
+
+// Longer arrays are converted by worker threads.
+constexpr std::size_t kMaxSequentialConversions = 99;
+
+// The number of bins that the scans need, from the last index of each; indices ascend within a scan.
+std::uint64_t neededBins(const Scans& scans) {
+    std::uint64_t bins = kBinsBehindLastPeak;
+    for (std::size_t scan = 0; scan < scans.numberOfScans; ++scan) {
+        const std::uint64_t end = scans.scanOffsets[scan + 1];
+        if (end > scans.scanOffsets[scan]) {
+            const auto last = static_cast<std::uint32_t>(scans.indices[end - 1]);
+            bins = std::max(bins, last + kBinsBehindLastPeak);
+        }
+    }
+    return bins;
+}
+
+template <class Interface, class Pointer>
+bool isA(const Pointer& pointer) {
+    return dynamic_cast<const Interface*>(pointer.get()) != nullptr;
+}
+
+// Converts positions to m/z in place and, whatever their number, on the calling thread: spectra are too short
+// to be shared out among threads, and starting those costs more than all else. A failure reads as that of the
+// same array at once.
+void convertToMz(const ::lumo::calibration::ICalibrationTransformator& transformator,
+                 std::vector<double>& positions) {
+    if (positions.size() <= kMaxSequentialConversions) {
+        transformator.DIndexToMass(positions);
+        return;
+    }
+    try {
+        for (std::span<double> rest(positions); !rest.empty();) {
+            const std::span<double> piece = rest.first(std::min(rest.size(), kMaxSequentialConversions));
+            transformator.DIndexToMass(piece, piece);
+            rest = rest.subspan(piece.size());
+        }
+    } catch (const std::logic_error&) {
+        LUMO_THROW(
+            std::runtime_error("Transformation failed, most likely due to bad calibration constants."));
+    }
+}
+
+}  // namespace
+
+ParentCalibration makeParentCalibration(::lumo::calibration::ICalibrationTransformatorPtr transformator) {
+    using namespace ::lumo::calibration;
+    if (!transformator) {
+        LUMO_THROW(std::runtime_error("No m/z trafo available."));
+    }
+    const auto physical =
+        std::dynamic_pointer_cast<ICalibrationConstantsPhysicalLinear>(transformator->GetPhysicalConstants());
+    if (!physical) {
+        LUMO_THROW(std::runtime_error("No TOF physical constants available."));
+    }
+    const auto functional = std::dynamic_pointer_cast<ICalibrationConstantsFunctionalTOF>(
+        transformator->GetFunctionalConstants());
+    if (!isA<ICalibrationConstantsFunctionalTOF1>(functional) &&
+        !isA<ICalibrationConstantsFunctionalTOF2>(functional)) {
+        LUMO_THROW(std::runtime_error("Expected TOF1 or TOF2 functional constants."));
+    }
+    return {std::move(transformator), functional->GetA0(), physical->GetTimeDelay(), physical->GetTimeBase()};
+}
+
+PrecursorStripeAccumlator::PrecursorStripeAccumlator(std::int64_t parentId, std::int64_t begin,
+                                                     std::int64_t end, double scan,
+                                                     const ParentCalibration& calibration, double D)
+    : parent(parentId),
+      firstScan(begin),
+      endScan(end),
+      centreScan(scan),
+      transformator(calibration.transformator),
+      widths(calibration.tA, calibration.tDelay, calibration.tBase, D) {}
+
+void PrecursorStripeAccumlator::restart() {
+    projector = {};
+    addedFrames = 0;
+}
+
+void PrecursorStripeAccumlator::add(const Scans& scans) {
+    const std::uint64_t bins = std::max<std::uint64_t>(projector.count(), neededBins(scans));
+    if (bins > kMaxBins) {
+        LUMO_THROW(std::runtime_error("Profile of " + std::to_string(bins) + " bins exceeds the maximum of " +
+                                      std::to_string(kMaxBins) + " bins."));
+    }
+    projector.setParameters(0, bins);
+    projector.add(scans);
+    ++addedFrames;
+}
+
+LineSpectrum PrecursorStripeAccumlator::lineSpectrum() {
+    LineSpectrum spectrum;
+    lumo::algorithm::PeakDetectionForDataFrames<Scans, float, true>(projector, widths)
+        .detectPeaks(0.0F, spectrum.mz, spectrum.intensities, spectrum.areas);
+    convertToMz(*transformator, spectrum.mz);
+    return spectrum;
+}
+
+}  // namespace lumo::io::algorithms

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "calibration/i_calibration_transformator.h"
+#include "process-frames/algorithm/variable_width.h"
+#include "process-frames/data_frame.h"
+#include "process-frames/full_profile_projector.h"
+
+namespace lumo::io::algorithms {
+
+// The mass calibration of a parent frame, shared by the precursors that were selected in it, and the numbers
+// of it that the width model needs.
+struct ParentCalibration {
+    ::lumo::calibration::ICalibrationTransformatorPtr transformator;
+    double tA = 0.0;      // flight time A0
+    double tDelay = 0.0;  // time at index 0
+    double tBase = 0.0;   // time per index step
+};
+
+// Raises std::runtime_error "No m/z trafo available.", "No TOF physical constants available." or
+// "Expected TOF1 or TOF2 functional constants.".
+ParentCalibration makeParentCalibration(::lumo::calibration::ICalibrationTransformatorPtr transformator);
+
+struct LineSpectrum {
+    std::vector<double> mz;
+    std::vector<float> intensities;
+    std::vector<float> areas;
+};
+
+// Sums up the scans of one precursor, its stripe of every frame that it was fragmented in.
+class PrecursorStripeAccumlator {
+public:
+    PrecursorStripeAccumlator(std::int64_t parentId, std::int64_t begin, std::int64_t end, double scan,
+                              const ParentCalibration& calibration, double D);
+
+    std::int64_t parentFrame() const { return parent; }
+    std::int64_t scanBegin() const { return firstScan; }
+    std::int64_t scanEnd() const { return endScan; }
+    double scanNumber() const { return centreScan; }
+    const std::vector<std::int64_t>& frameIds() const { return frames; }
+
+    void addFrameId(std::int64_t frameId) { frames.push_back(frameId); }
+
+    // Forgets what was accumulated.
+    void restart();
+
+    // Adds the next one of its frames.
+    void add(const lumo::algorithm::DataFrame<int, int>& scans);
+
+    // True once every entry of the frame list was added; a frame that is listed twice is added twice.
+    bool isComplete() const { return addedFrames == frames.size(); }
+
+    std::vector<std::int32_t> profile() const { return projector.profile(); }
+    LineSpectrum lineSpectrum();
+
+private:
+    std::int64_t parent;
+    std::int64_t firstScan;
+    std::int64_t endScan;
+    double centreScan;
+    std::vector<std::int64_t> frames;
+    std::size_t addedFrames = 0;
+    ::lumo::calibration::ICalibrationTransformatorPtr transformator;
+    lumo::algorithm::variableWidth<unsigned long> widths;
+    lumo::algorithm::FullProfileProjector<int> projector;
+};
+
+}  // namespace lumo::io::algorithms

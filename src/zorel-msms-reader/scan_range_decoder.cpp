@@ -1,0 +1,75 @@
+#include "zorel-msms-reader/scan_range_decoder.h"
+
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+
+#include "diag/throw.h"
+#include "kova-data-reader/blob/limits.h"
+
+namespace lumo::io::algorithms {
+
+namespace {
+
+struct ScanRange {
+    std::uint32_t begin;
+    std::uint32_t end;
+};
+
+// A range outside of what a scan number can be becomes one that no frame has, and fails like it.
+ScanRange toScanNumbers(std::int64_t begin, std::int64_t end) {
+    constexpr std::uint32_t kLast = std::numeric_limits<std::uint32_t>::max();
+    if (begin < 0 || begin >= kLast) {
+        return {kLast - 1, kLast};
+    }
+    return {static_cast<std::uint32_t>(begin),
+            static_cast<std::uint32_t>(std::min<std::int64_t>(end, kLast))};
+}
+
+}  // namespace
+
+const ScanRangeDecoder::Frame& ScanRangeDecoder::decode(std::int64_t frameId, std::int64_t begin,
+                                                        std::int64_t end) {
+    frame.numberOfScans = 0;
+    frame.allocateBuffers();
+    frame.scanOffsets[0] = 0;
+    if (begin >= end) {
+        return frame;
+    }
+    const ScanRange range = toScanNumbers(begin, end);
+    const kova::IntensityScale scale =
+        makeIntensityScale(reader.getDefaultNormalizationType(),
+                           [&]() -> const kova::FrameInfo& { return reader.getFrameInfo(frameId); });
+    decoder->prepare(frameId, range.begin, range.end);
+    // Such a frame may claim billions of scans.
+    if (!decoder->isRangeWithoutPeaks()) {
+        decodeScans(scale, range.begin, range.end);
+    }
+    return frame;
+}
+
+void ScanRangeDecoder::decodeScans(const kova::IntensityScale& scale, std::uint32_t begin,
+                                   std::uint32_t end) {
+    frame.numberOfScans = end - begin;
+    frame.allocateBuffers();
+    std::size_t used = 0;
+    for (std::uint32_t scan = begin; scan < end; ++scan) {
+        reservePeaks(used + decoder->peakBound(scan));
+        used += decoder->decode(scan, scale,
+                                {reinterpret_cast<std::byte*>(frame.indices.data() + used),
+                                 reinterpret_cast<std::byte*>(frame.intensities.data() + used)});
+        frame.scanOffsets[scan - begin + 1] = used;
+    }
+}
+
+void ScanRangeDecoder::reservePeaks(std::size_t count) {
+    if (count > kova::limits::kMaxResultValues / 2) {
+        LUMO_THROW(std::runtime_error("Maximum decompressed frame size exceeded."));
+    }
+    if (count > frame.peakCapacity) {
+        frame.peakCapacity = std::max(count, 2 * frame.peakCapacity);
+        frame.allocateBuffers();
+    }
+}
+
+}  // namespace lumo::io::algorithms

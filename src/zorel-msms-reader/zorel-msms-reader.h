@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "kova-data-reader/kvd_reader.h"
+#include "logging/logger.h"
+#include "process-frames/closed_interval.h"
+#include "zorel-msms-reader/precursor_stripe_accumlator.h"
+#include "zorel-msms-reader/scan_range_decoder.h"
+
+namespace lumo::io::algorithms {
+
+using lumo::algorithm::ClosedInterval;
+
+// Precursor id, m/z values, intensities and areas of the peaks, ascending.
+using lineSpectraCallback =
+    std::function<void(std::int64_t, std::vector<double>&&, std::vector<float>&&, std::vector<float>&&)>;
+
+// Precursor id and summed intensities, one entry per time-of-flight index from 0.
+using profileSpectraCallback = std::function<void(std::int64_t, std::vector<std::int32_t>&&)>;
+
+// The fragment spectra of precursors that were selected by their mobility: each MS/MS frame holds several
+// precursors, each in its own range of scans, and most precursors are measured in several frames. Frames are
+// gone through once, in ascending order, and each precursor is handed over and forgotten right after its last
+// frame, so memory is bounded by the precursors between their first and last frame.
+//
+// Callbacks may use the analysis, and what they throw ends the extraction. Used by one thread at a time; the
+// reader must outlive it.
+class ZorelMsmsSpectraReader {
+public:
+    // All precursors. D says how fast the peak finder's widths grow. Raises
+    // std::runtime_error "No Precursor table found. This is not a ZOREL analysis" and what is wrong with the
+    // precursors' rows.
+    ZorelMsmsSpectraReader(kova::KvdReader& source, double D);
+
+    // Only the listed precursors; ids without rows are ignored.
+    ZorelMsmsSpectraReader(kova::KvdReader& source, std::vector<std::int64_t> precursorIds, double D);
+
+    // Only precursors whose parent frame was measured in this range of time.
+    ZorelMsmsSpectraReader(kova::KvdReader& source, const ClosedInterval<double>& timeRange, double D);
+
+    // The number of precursors not yet handed over.
+    std::size_t precursorCount() const { return accumulators.size(); }
+
+    void extractPrecursorSpectra(const lineSpectraCallback& line) { extractPrecursorSpectra(line, {}); }
+    void extractPrecursorProfile(const profileSpectraCallback& profile) {
+        extractPrecursorSpectra({}, profile);
+    }
+
+    // The line callback takes precedence. Raises std::runtime_error "Missing callback for extract precursor"
+    // when there is a spectrum but no callback. Precursors handed over before a failure stay so; another call
+    // starts the others anew.
+    void extractPrecursorSpectra(const lineSpectraCallback& line, const profileSpectraCallback& profile);
+
+private:
+    ZorelMsmsSpectraReader(kova::KvdReader& source, std::optional<std::vector<std::int64_t>> precursorIds,
+                           const std::optional<ClosedInterval<double>>& timeRange, double D);
+
+    void requirePrecursorTable() const;
+    void preparePrecursors(const std::optional<ClosedInterval<double>>& timeRange);
+    std::string precursorQuery(const std::optional<ClosedInterval<double>>& timeRange) const;
+    void emit(std::int64_t precursorId, PrecursorStripeAccumlator& accumulator,
+              const lineSpectraCallback& line, const profileSpectraCallback& profile) const;
+
+    logging::Logger logger;
+    kova::KvdReader& reader;
+    std::optional<std::vector<std::int64_t>> ids;
+    double widthSlope;
+    std::map<std::int64_t, std::vector<std::int64_t>> precursorsOfFrame;
+    std::unordered_map<std::int64_t, PrecursorStripeAccumlator> accumulators;
+    ScanRangeDecoder decoder;
+};
+
+}  // namespace lumo::io::algorithms

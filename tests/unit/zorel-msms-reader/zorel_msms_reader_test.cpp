@@ -1,0 +1,224 @@
+#include "zorel-msms-reader/zorel-msms-reader.h"
+
+#include <limits>
+#include <sstream>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "calibration/raw_index_linear.h"
+#include "calibration/raw_mass_quadratic.h"
+#include "calibration/square_root.h"
+#include "calibration/transformator.h"
+#include "fixtures/analysis_builder.h"
+#include "fixtures/temp_directory.h"
+#include "reference/plain_peak_finder.h"
+
+namespace {
+
+using fixtures::AnalysisBuilder;
+using fixtures::TempDirectory;
+using lumo::io::algorithms::ClosedInterval;
+using lumo::io::algorithms::ZorelMsmsSpectraReader;
+using lumo::io::kova::KvdReader;
+
+constexpr double kSlope = 15000.0;
+
+std::string failureOf(const auto& call) {
+    try {
+        call();
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return "none";
+}
+
+// Parents at 10.5 s and 20.5 s with one precursor each; MS/MS frames 3 to 5, of which 1 is measured in the
+// first two and 2 in the last two.
+class ZorelReader : public testing::Test {
+protected:
+    ZorelReader() : analysis(build().write(directory.path())) {}
+
+    static AnalysisBuilder build() {
+        AnalysisBuilder builder;
+        builder.schema(1).frame({}, {.id = 1, .time = 10.5}).frame({}, {.id = 2, .time = 20.5});
+        for (std::int64_t id = 3; id <= 5; ++id) {
+            builder.frame({{{5000, 8}, {5001, 20}, {5002, 12}}, {{7000, 3}, {7001, 4}}},
+                          {.id = id, .time = 100.0});
+        }
+        builder.precursor({.id = 1, .parent = 1}).precursor({.id = 2, .parent = 2});
+        return builder.zorelMsMs(3, 1, 0, 1)
+            .zorelMsMs(4, 1, 0, 1)
+            .zorelMsMs(4, 2, 0, 2)
+            .zorelMsMs(5, 2, 0, 2);
+    }
+
+    static std::vector<std::int64_t> extractedIds(ZorelMsmsSpectraReader& reader) {
+        std::vector<std::int64_t> ids;
+        reader.extractPrecursorProfile([&](std::int64_t id, auto&&) { ids.push_back(id); });
+        return ids;
+    }
+
+    using Ids = std::vector<std::int64_t>;
+    TempDirectory directory;
+    KvdReader analysis;
+};
+
+TEST_F(ZorelReader, PreparesWhatIsSelectedAndForgetsWhatIsHandedOver) {
+    struct Case {
+        std::string name;
+        ZorelMsmsSpectraReader reader;
+        Ids expected;
+    };
+    const double kInfinity = std::numeric_limits<double>::infinity();
+    Case cases[] = {
+        {"all", ZorelMsmsSpectraReader(analysis, kSlope), {1, 2}},
+        {"listed", ZorelMsmsSpectraReader(analysis, Ids{2, 9}, kSlope), {2}},
+        {"none listed", ZorelMsmsSpectraReader(analysis, Ids{}, kSlope), {}},
+        {"all times", ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{0, 1e9}, kSlope), {1, 2}},
+        {"ends included",
+         ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{10.5, 20.5}, kSlope),
+         {1, 2}},
+        {"first only", ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{10.5, 20.4999}, kSlope), {1}},
+        {"six digits",
+         ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{20.4999999, 30.0}, kSlope),
+         {2}},
+        {"no time", ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{50, 200}, kSlope), {}},
+        {"longest text",
+         ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{-1.7e308, 1.7e308}, kSlope),
+         {1, 2}},
+    };
+    for (Case& c : cases) {
+        EXPECT_EQ(c.reader.precursorCount(), c.expected.size()) << c.name;
+        EXPECT_EQ(extractedIds(c.reader), c.expected) << c.name;
+        EXPECT_EQ(c.reader.precursorCount(), 0U) << c.name;
+        EXPECT_EQ(extractedIds(c.reader), Ids{}) << c.name;
+    }
+    EXPECT_EQ(failureOf([&] {
+                  ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{0, kInfinity}, kSlope);
+              }),
+              "no such column: inf");
+}
+
+TEST_F(ZorelReader, LineSpectraHoldAreasAndTheWidthsFollowTheSlope) {
+    std::vector<int> profile(7101);
+    profile[5000] = 16;
+    profile[5001] = 40;
+    profile[5002] = 24;
+    profile[7000] = 6;
+    profile[7001] = 8;
+    const auto trafo = analysis.getMzTrafo(2, false);
+    for (const double slope : {15000.0, 6000.0}) {
+        const reference::Peaks expected = reference::findPeaks(profile, {300, 24000, 0.2, slope});
+        ZorelMsmsSpectraReader reader(analysis, Ids{2}, slope);
+        reader.extractPrecursorSpectra([&](std::int64_t id, std::vector<double>&& mz,
+                                           std::vector<float>&& intensities, std::vector<float>&& areas) {
+            EXPECT_EQ(id, 2);
+            ASSERT_EQ(mz.size(), 2U);
+            EXPECT_EQ(mz[0], trafo->DIndexToMass(expected.positions[0]));
+            EXPECT_EQ(intensities, expected.intensities);
+            EXPECT_EQ(areas, expected.areas);
+        });
+        EXPECT_EQ(reader.precursorCount(), 0U);
+    }
+}
+
+TEST_F(ZorelReader, LineCallbackTakesPrecedenceAndOneIsNeeded) {
+    ZorelMsmsSpectraReader both(analysis, kSlope);
+    int lines = 0;
+    int profiles = 0;
+    both.extractPrecursorSpectra([&](auto&&...) { ++lines; }, [&](auto&&...) { ++profiles; });
+    EXPECT_EQ(lines, 2);
+    EXPECT_EQ(profiles, 0);
+    ZorelMsmsSpectraReader neither(analysis, kSlope);
+    EXPECT_EQ(failureOf([&] { neither.extractPrecursorSpectra({}, {}); }),
+              "Missing callback for extract precursor");
+    ZorelMsmsSpectraReader nothing(analysis, Ids{}, kSlope);
+    EXPECT_EQ(failureOf([&] { nothing.extractPrecursorSpectra({}, {}); }), "none");
+}
+
+TEST_F(ZorelReader, AfterAFailureTheOthersStartAnew) {
+    ZorelMsmsSpectraReader reader(analysis, kSlope);
+    const auto failAt = [&](std::int64_t failing) {
+        return failureOf([&] {
+            reader.extractPrecursorProfile([&](std::int64_t id, std::vector<std::int32_t>&& profile) {
+                EXPECT_EQ(profile.at(5001), 40) << "two frames, whatever was added before the failure";
+                if (id == failing) {
+                    throw std::runtime_error("stop");
+                }
+            });
+        });
+    };
+    EXPECT_EQ(failAt(1), "stop");
+    EXPECT_EQ(reader.precursorCount(), 2U);
+    EXPECT_EQ(failAt(2), "stop");
+    EXPECT_EQ(reader.precursorCount(), 1U);
+    EXPECT_EQ(failAt(0), "none");
+    EXPECT_EQ(reader.precursorCount(), 0U);
+}
+
+// Frame lists of a precursor that appears under two parents need not ascend.
+TEST(ZorelReaderOrder, PrecursorUnderTwoParentsIsCompleteAfterItsLastFrame) {
+    const TempDirectory directory;
+    KvdReader analysis(AnalysisBuilder()
+                           .schema(1)
+                           .frame({{{50, 1}}})
+                           .frame({{{50, 2}}})
+                           .frame({{{50, 4}}})
+                           .sql("DROP TABLE Precursors")
+                           .sql("CREATE TABLE Precursors (Id INTEGER, Parent INTEGER, ScanNumber REAL)")
+                           .sql("INSERT INTO Precursors VALUES (1,1,0),(1,2,0)")
+                           .zorelMsMs(2, 1, 0, 1)
+                           .zorelMsMs(3, 1, 0, 1)
+                           .write(directory.path()));
+    ZorelMsmsSpectraReader reader(analysis, kSlope);
+    std::vector<std::int32_t> sums;
+    reader.extractPrecursorProfile(
+        [&](std::int64_t, std::vector<std::int32_t>&& profile) { sums.push_back(profile.at(50)); });
+    EXPECT_EQ(sums, std::vector<std::int32_t>{12});
+}
+
+using namespace lumo::calibration;
+
+// A model that takes constants of any kind.
+struct AnyIndex : RILinear {
+    void UpdatePhysicalConstants(const ICalibrationConstantsPhysicalPtr&) {}
+};
+struct AnyMass : RMQuadratic<SquareRoot> {
+    void UpdateFunctionalConstants(const ICalibrationConstantsFunctionalPtr&) {}
+};
+struct AnyPolicy {
+    static constexpr const char* kName = "Any";
+    static constexpr int kStrategyId = 0;
+};
+
+struct OtherPhysical : ICalibrationConstantsPhysical {
+    bool Equals(const ICalibrationConstantsPhysical&) const override { return false; }
+    std::string ToString() const override { return ""; }
+};
+struct OtherFunctional : ICalibrationConstantsFunctional {
+    ICalibrationConstantsFunctionalPtr Clone() const override { return std::make_shared<OtherFunctional>(); }
+    bool Equals(const ICalibrationConstantsFunctional&) const override { return false; }
+    std::string ToString() const override { return ""; }
+};
+
+TEST(ParentCalibration, NeedsTimeOfFlightConstants) {
+    const auto failureWith = [](ICalibrationConstantsPhysicalPtr physical,
+                                ICalibrationConstantsFunctionalPtr functional) {
+        return failureOf([&] {
+            lumo::io::algorithms::makeParentCalibration(
+                std::make_shared<Transformator<AnyPolicy, AnyMass, AnyIndex>>(physical, functional));
+        });
+    };
+    const auto physical = createCalibrationConstantsPhysicalTOF(24000, 0.2);
+    const auto tof1 = createCalibrationConstantsFunctionalTOF1(300, 160000, 0);
+    EXPECT_EQ(failureOf([] { lumo::io::algorithms::makeParentCalibration(nullptr); }),
+              "No m/z trafo available.");
+    EXPECT_EQ(failureWith(std::make_shared<OtherPhysical>(), tof1), "No TOF physical constants available.");
+    EXPECT_EQ(failureWith(physical, std::make_shared<OtherFunctional>()),
+              "Expected TOF1 or TOF2 functional constants.");
+    EXPECT_EQ(failureWith(physical, tof1), "none");
+    EXPECT_EQ(failureWith(physical, createCalibrationConstantsFunctionalTOF2(300, 160000, 0, 0, 0)), "none");
+}
+
+}  // namespace
