@@ -18,8 +18,7 @@ namespace {
 
 // ---------------------------------------------------------------------------------------------------------- query
 
-CppSQLite3Query::CppSQLite3Query(sqlite3* connection, sqlite3_stmt* compiled, bool ownsCompiled)
-    : db(connection), statement(compiled), ownsStatement(ownsCompiled), atEnd(false) {
+CppSQLite3Query::CppSQLite3Query(std::shared_ptr<sqlite3_stmt> compiled) : statement(std::move(compiled)), atEnd(false) {
     try {
         nextRow();
     } catch (...) {
@@ -29,17 +28,12 @@ CppSQLite3Query::CppSQLite3Query(sqlite3* connection, sqlite3_stmt* compiled, bo
 }
 
 CppSQLite3Query::CppSQLite3Query(CppSQLite3Query&& other) noexcept
-    : db(std::exchange(other.db, nullptr)),
-      statement(std::exchange(other.statement, nullptr)),
-      ownsStatement(other.ownsStatement),
-      atEnd(std::exchange(other.atEnd, true)) {}
+    : statement(std::move(other.statement)), atEnd(std::exchange(other.atEnd, true)) {}
 
 CppSQLite3Query& CppSQLite3Query::operator=(CppSQLite3Query&& other) noexcept {
     if (this != &other) {
         release();
-        db = std::exchange(other.db, nullptr);
-        statement = std::exchange(other.statement, nullptr);
-        ownsStatement = other.ownsStatement;
+        statement = std::move(other.statement);
         atEnd = std::exchange(other.atEnd, true);
     }
     return *this;
@@ -48,10 +42,8 @@ CppSQLite3Query& CppSQLite3Query::operator=(CppSQLite3Query&& other) noexcept {
 CppSQLite3Query::~CppSQLite3Query() { release(); }
 
 void CppSQLite3Query::release() noexcept {
-    if (statement != nullptr) {
-        ownsStatement ? sqlite3_finalize(statement) : sqlite3_reset(statement);
-        statement = nullptr;
-    }
+    sqlite3_reset(statement.get());
+    statement.reset();
     atEnd = true;
 }
 
@@ -59,22 +51,22 @@ void CppSQLite3Query::nextRow() {
     if (atEnd) {
         return;
     }
-    const int code = sqlite3_step(statement);
+    const int code = sqlite3_step(statement.get());
     if (code == SQLITE_DONE) {
         atEnd = true;
     } else if (code != SQLITE_ROW) {
         atEnd = true;
-        raise(db, code);
+        raise(sqlite3_db_handle(statement.get()), code);
     }
 }
 
-int CppSQLite3Query::numFields() const { return statement != nullptr ? sqlite3_column_count(statement) : 0; }
+int CppSQLite3Query::numFields() const { return statement != nullptr ? sqlite3_column_count(statement.get()) : 0; }
 
 CppSQLite3FieldType CppSQLite3Query::fieldType(int field) const {
     if (atEnd || field < 0 || field >= numFields()) {
         return CppSQLite3FieldType::Null;
     }
-    switch (sqlite3_column_type(statement, field)) {
+    switch (sqlite3_column_type(statement.get(), field)) {
         case SQLITE_INTEGER:
             return CppSQLite3FieldType::Integer;
         case SQLITE_FLOAT:
@@ -89,64 +81,53 @@ CppSQLite3FieldType CppSQLite3Query::fieldType(int field) const {
 }
 
 std::int64_t CppSQLite3Query::getInt64Field(int field, std::int64_t nullValue) const {
-    return fieldIsNull(field) ? nullValue : sqlite3_column_int64(statement, field);
+    return fieldIsNull(field) ? nullValue : sqlite3_column_int64(statement.get(), field);
 }
 
 int CppSQLite3Query::getIntField(int field, int nullValue) const {
-    return fieldIsNull(field) ? nullValue : sqlite3_column_int(statement, field);
+    return fieldIsNull(field) ? nullValue : sqlite3_column_int(statement.get(), field);
 }
 
 double CppSQLite3Query::getFloatField(int field, double nullValue) const {
-    return fieldIsNull(field) ? nullValue : sqlite3_column_double(statement, field);
+    return fieldIsNull(field) ? nullValue : sqlite3_column_double(statement.get(), field);
 }
 
 std::string CppSQLite3Query::getStringField(int field, const std::string& nullValue) const {
     if (fieldIsNull(field)) {
         return nullValue;
     }
-    const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(statement, field));
+    const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), field));
     if (text == nullptr) {
-        raise(db, SQLITE_NOMEM);
+        raise(sqlite3_db_handle(statement.get()), SQLITE_NOMEM);
     }
-    return {text, static_cast<std::size_t>(sqlite3_column_bytes(statement, field))};
+    return {text, static_cast<std::size_t>(sqlite3_column_bytes(statement.get(), field))};
 }
 
 std::vector<std::byte> CppSQLite3Query::getBlobField(int field) const {
     if (fieldIsNull(field)) {
         return {};
     }
-    const auto* const bytes = static_cast<const std::byte*>(sqlite3_column_blob(statement, field));
-    const int count = sqlite3_column_bytes(statement, field);
+    const auto* const bytes = static_cast<const std::byte*>(sqlite3_column_blob(statement.get(), field));
+    const int count = sqlite3_column_bytes(statement.get(), field);
     return bytes == nullptr ? std::vector<std::byte>() : std::vector<std::byte>(bytes, bytes + count);
 }
 
 // ------------------------------------------------------------------------------------------------------ statement
 
-CppSQLite3Statement::CppSQLite3Statement(CppSQLite3Statement&& other) noexcept
-    : db(std::exchange(other.db, nullptr)), statement(std::exchange(other.statement, nullptr)) {}
-
-CppSQLite3Statement& CppSQLite3Statement::operator=(CppSQLite3Statement&& other) noexcept {
-    std::swap(db, other.db);
-    std::swap(statement, other.statement);
-    return *this;
-}
-
-CppSQLite3Statement::~CppSQLite3Statement() { sqlite3_finalize(statement); }
-
 void CppSQLite3Statement::bind(int parameter, std::int64_t value) {
-    if (const int code = sqlite3_bind_int64(statement, parameter, value); code != SQLITE_OK) {
-        raise(db, code);
+    if (const int code = sqlite3_bind_int64(statement.get(), parameter, value); code != SQLITE_OK) {
+        raise(sqlite3_db_handle(statement.get()), code);
     }
 }
 
 void CppSQLite3Statement::bind(int parameter, const std::string& value) {
-    const int code = sqlite3_bind_text64(statement, parameter, value.data(), value.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    const int code = sqlite3_bind_text64(statement.get(), parameter, value.data(), value.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
     if (code != SQLITE_OK) {
-        raise(db, code);
+        raise(sqlite3_db_handle(statement.get()), code);
     }
 }
 
-CppSQLite3Query CppSQLite3Statement::execQuery() { return {db, statement, false}; }
+CppSQLite3Query CppSQLite3Statement::execQuery() { return CppSQLite3Query(statement); }
 
 // ----------------------------------------------------------------------------------------------------- connection
 
@@ -170,13 +151,13 @@ void CppSQLite3DB::close() noexcept {
     db = nullptr;
 }
 
-sqlite3_stmt* CppSQLite3DB::prepare(const std::string& sql) {
+std::shared_ptr<sqlite3_stmt> CppSQLite3DB::prepare(const std::string& sql) {
     sqlite3_stmt* statement = nullptr;
     const int size = sql.size() < INT_MAX ? static_cast<int>(sql.size()) : -1;
     if (const int code = sqlite3_prepare_v2(db, sql.c_str(), size, &statement, nullptr); code != SQLITE_OK) {
         raise(db, code);
     }
-    return statement;
+    return {statement, sqlite3_finalize};
 }
 
 void CppSQLite3DB::execDML(const std::string& sql) {
@@ -186,6 +167,6 @@ void CppSQLite3DB::execDML(const std::string& sql) {
     }
 }
 
-CppSQLite3Query CppSQLite3DB::execQuery(const std::string& sql) { return {db, prepare(sql), true}; }
+CppSQLite3Query CppSQLite3DB::execQuery(const std::string& sql) { return CppSQLite3Query(prepare(sql)); }
 
-CppSQLite3Statement CppSQLite3DB::compileStatement(const std::string& sql) { return {db, prepare(sql)}; }
+CppSQLite3Statement CppSQLite3DB::compileStatement(const std::string& sql) { return CppSQLite3Statement(prepare(sql)); }

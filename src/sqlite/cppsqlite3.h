@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct sqlite3;
@@ -24,13 +25,12 @@ private:
 
 enum class CppSQLite3FieldType { Integer, Real, Text, Blob, Null };
 
-// Rows of one executed statement, standing on the first row. Move-only; finalises (or, when it was made by a
-// CppSQLite3Statement, resets) the statement in its destructor. Text and blob results are copies.
-// The connection must outlive it.
+// Rows of one executed statement, standing on the first row. Move-only; resets the statement in its destructor, and
+// shares it, so that it may outlive the CppSQLite3Statement or connection it came from. Text and blob results are copies.
 class CppSQLite3Query {
 public:
     CppSQLite3Query() = default;
-    CppSQLite3Query(sqlite3* connection, sqlite3_stmt* compiled, bool ownsCompiled);
+    explicit CppSQLite3Query(std::shared_ptr<sqlite3_stmt> compiled);
     CppSQLite3Query(CppSQLite3Query&& other) noexcept;
     CppSQLite3Query& operator=(CppSQLite3Query&& other) noexcept;
     ~CppSQLite3Query();
@@ -51,22 +51,18 @@ public:
 
 private:
     void release() noexcept;
-    bool isAbsent(int field) const;
 
-    sqlite3* db = nullptr;
-    sqlite3_stmt* statement = nullptr;
-    bool ownsStatement = false;
+    std::shared_ptr<sqlite3_stmt> statement;
     bool atEnd = true;
 };
 
-// A compiled statement with parameters, numbered from 1. Move-only.
+// A compiled statement with parameters, numbered from 1. Move-only; at most one query on it at a time.
 class CppSQLite3Statement {
 public:
     CppSQLite3Statement() = default;
-    CppSQLite3Statement(sqlite3* connection, sqlite3_stmt* compiled) : db(connection), statement(compiled) {}
-    CppSQLite3Statement(CppSQLite3Statement&& other) noexcept;
-    CppSQLite3Statement& operator=(CppSQLite3Statement&& other) noexcept;
-    ~CppSQLite3Statement();
+    explicit CppSQLite3Statement(std::shared_ptr<sqlite3_stmt> compiled) : statement(std::move(compiled)) {}
+    CppSQLite3Statement(CppSQLite3Statement&&) noexcept = default;
+    CppSQLite3Statement& operator=(CppSQLite3Statement&&) noexcept = default;
 
     void bind(int parameter, std::int64_t value);
     void bind(int parameter, const std::string& value);
@@ -77,8 +73,7 @@ public:
     bool isPrepared() const { return statement != nullptr; }
 
 private:
-    sqlite3* db = nullptr;
-    sqlite3_stmt* statement = nullptr;
+    std::shared_ptr<sqlite3_stmt> statement;
 };
 
 // A read-only connection: nothing is ever written. To be used by one thread at a time.
@@ -98,7 +93,7 @@ public:
     CppSQLite3Statement compileStatement(const std::string& sql);
 
 private:
-    sqlite3_stmt* prepare(const std::string& sql);
+    std::shared_ptr<sqlite3_stmt> prepare(const std::string& sql);
 
     sqlite3* db = nullptr;
 };

@@ -1,0 +1,118 @@
+#include "calibration/batch_transformation.h"
+
+#include <functional>
+#include <thread>
+
+#include <omp.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tof_transformators.h"
+
+namespace {
+
+constexpr const char* kComplex =
+    "complex valued solution in computation due to invalid calibration constants/value range";
+constexpr const char* kParallel = "Transformation failed, most likely due to bad calibration constants.";
+
+std::string failureOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "none";
+}
+
+// A falling quadratic term: late times have no solution.
+lumo::calibration::ICalibrationTransformatorPtr unsolvable() {
+    reference::TofConstants c = tests::kTypical;
+    c.c2 = -10.0;
+    return tests::makeQuadratic(c);
+}
+
+TEST(BatchTransformation, FailureTextDependsOnSizeAndOnBeingInAParallelRegion) {
+    const auto trafo = unsolvable();
+    for (const std::size_t bad : {0U, 50U, 98U}) {
+        std::vector<double> values(99, 0.0);
+        values[bad] = 1e9;
+        EXPECT_EQ(failureOf([&] { trafo->DIndexToMass(values); }), kComplex);
+        values.assign(100, 0.0);
+        values[bad] = 1e9;
+        EXPECT_EQ(failureOf([&] { trafo->DIndexToMass(values); }), kParallel);
+    }
+    std::string inside;
+#pragma omp parallel num_threads(2)
+    {
+#pragma omp single
+        {
+            std::vector<double> values(1000, 1e9);
+            inside = failureOf([&] { trafo->DIndexToMass(values); });
+        }
+    }
+    EXPECT_EQ(inside, kComplex);
+}
+
+TEST(BatchTransformation, ResultsDoNotDependOnTheNumberOfThreads) {
+    const auto trafo = tests::makeCubic(tests::kTypical);
+    for (const std::size_t count : {100U, 101U, 107U, 1000U, 12'345U}) {
+        std::vector<double> values(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            values[i] = 3.7 * static_cast<double>(i);
+        }
+        omp_set_num_threads(1);
+        std::vector<double> expected;
+        trafo->DIndexToMass(values, expected);
+        for (const int threads : {2, 3, 8}) {
+            omp_set_num_threads(threads);
+            std::vector<double> masses;
+            trafo->DIndexToMass(values, masses);
+            EXPECT_EQ(masses, expected) << count << ' ' << threads;
+        }
+    }
+    omp_set_num_threads(2);
+}
+
+// Runs `body` in a forked child and tells how it ended; a child that hangs is ended by its alarm.
+int exitStatusOfChild(const std::function<bool()>& body) {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);
+        _exit(body() ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status;
+}
+
+TEST(Fork, ChildConvertsAfterAParallelConversionOfTheParent) {
+    const auto trafo = tests::makeQuadratic(tests::kTypical);
+    const std::vector<double> values(5000, 1234.5);
+    const auto convertsLikeTheParent = [&](const std::vector<double>& expected) {
+        std::vector<double> masses;
+        trafo->DIndexToMass(values, masses);
+        std::vector<double> bad(100, 1e9);
+        return masses == expected && failureOf([&] { unsolvable()->DIndexToMass(bad); }) == kParallel;
+    };
+    omp_set_num_threads(3);
+    std::vector<double> expected;
+    trafo->DIndexToMass(values, expected);
+    EXPECT_EQ(exitStatusOfChild([&] { return convertsLikeTheParent(expected); }), 0);
+    std::thread([&] {
+        std::vector<double> own;
+        trafo->DIndexToMass(values, own);
+        EXPECT_EQ(exitStatusOfChild([&] { return convertsLikeTheParent(expected); }), 0) << "forked in a thread";
+    }).join();
+    EXPECT_EQ(exitStatusOfChild([&] {
+                  bool good = false;
+                  std::thread([&] { good = convertsLikeTheParent(expected); }).join();
+                  const bool grandchild = exitStatusOfChild([&] { return convertsLikeTheParent(expected); }) == 0;
+                  return good && grandchild;
+              }),
+              0);
+    EXPECT_TRUE(convertsLikeTheParent(expected)) << "the parent goes on in parallel";
+}
+
+}  // namespace

@@ -1,0 +1,145 @@
+#include <cmath>
+#include <stdexcept>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "calibration/transformation.h"
+#include "math/linearly_continued_function.h"
+
+namespace {
+
+using namespace lumo::calibration::kova;
+
+constexpr double kC0 = 0.01737;
+constexpr double kC1 = 115.45;
+
+std::string failureOf(const std::vector<double>& coefficients) {
+    try {
+        makeLvrTransformatorDummyRamp(coefficients, false);
+    } catch (const std::invalid_argument& e) {
+        return e.what();
+    }
+    return "";
+}
+
+TEST(RampTransformator, CoefficientChecksInOrder) {
+    const std::pair<std::vector<double>, const char*> cases[] = {
+        {{0, 1, 100, 200}, ""},
+        {{0, 1, 100}, "Only polynomials of degree 1 supported currently."},
+        {{0, 1, 100, 200, 5}, "Only polynomials of degree 1 supported currently."},
+        {{0, 0, 200, 100}, "c1, vmin and vmax must be strictly positive."},
+        {{0, 1, 0, 100}, "c1, vmin and vmax must be strictly positive."},
+        {{0, 1, 100, -1}, "c1, vmin and vmax must be strictly positive."},
+        {{0, 1, 100, 100}, "vmax must be larger than vmin."},
+        {{-0.01, 1, 10, 100}, "vmax is too large."},
+        {{-0.01, 1, 10, 99}, ""},
+        {{1e200, 1, 10, 100}, "Slopes at vmin and vmax must be strictly positive."},
+        {{1e80, 1, 10, 100}, "slopes must be non-zero and have same sign."},
+    };
+    for (const auto& [coefficients, text] : cases) {
+        EXPECT_EQ(failureOf(coefficients), text);
+    }
+}
+
+TEST(RampTransformator, RefusedCoefficientsLeaveTheOldOnesUnlessTheContinuationRefuses) {
+    const auto trafo = makeLvrTransformatorDummyRamp({0, 1, 100, 200}, false);
+    EXPECT_THROW(trafo->setCoefficients({0, 1, 200, 100}), std::invalid_argument);
+    EXPECT_EQ(trafo->getCoefficients(), (std::vector<double>{0, 1, 100, 200}));
+    EXPECT_THROW(trafo->setCoefficients({1e80, 1, 10, 100}), std::invalid_argument);
+    EXPECT_EQ(trafo->getCoefficients(), (std::vector<double>{1e80, 1, 10, 100}));
+}
+
+TEST(RampTransformator, RationalInsideAndStraightOutsideTheInterval) {
+    const auto trafo = makeLvrTransformatorLinear(LinearVoltageRamp(1, 900, 190.0, 70.0), 33.0, kC0, kC1, 80.0, 160.0);
+    const auto rational = [](double u) { return 1.0 / (kC1 / u + kC0); };
+    const auto slope = [](double u) { return kC1 / ((kC0 * u + kC1) * (kC0 * u + kC1)); };
+    for (const double voltage : {-50.0, 0.0, 60.0, 80.0, 80.5, 120.0, 159.9, 160.0, 200.0, 1e6}) {
+        const double expected = voltage <= 80.0    ? (voltage - 80.0) * slope(80.0) + rational(80.0)
+                                : voltage >= 160.0 ? (voltage - 160.0) * slope(160.0) + rational(160.0)
+                                                   : rational(voltage);
+        EXPECT_EQ(trafo->voltageToOneOverK0(voltage), expected) << voltage;
+        EXPECT_NEAR(trafo->oneOverK0ToVoltage(expected), voltage, 1e-9 * (1.0 + std::fabs(voltage)));
+    }
+    EXPECT_EQ(trafo->scanNumberToVoltage(34.0), trafo->getVoltageRamp().scanNumToVoltageNonClipped(1.0));
+    EXPECT_EQ(trafo->voltageToScanNumber(130.0), trafo->getVoltageRamp().voltageToScanNumNonClipped(130.0) + 33.0);
+}
+
+TEST(RampTransformator, NegativeModeMirrorsTheVoltageOnly) {
+    const auto positive = makeLvrTransformatorDummyRamp({kC0, kC1, 60.0, 200.0}, false);
+    const auto negative = makeLvrTransformatorDummyRamp({kC0, kC1, 60.0, 200.0}, true);
+    for (const double scan : {-10.0, 0.0, 33.3, 99.0, 150.0}) {
+        EXPECT_EQ(positive->scanNumberToOneOverK0(scan), negative->scanNumberToOneOverK0(scan));
+        EXPECT_EQ(positive->scanNumberToVoltage(scan), -negative->scanNumberToVoltage(scan));
+        EXPECT_NEAR(negative->oneOverK0ToScanNumber(negative->scanNumberToOneOverK0(scan)), scan, 1e-9);
+    }
+}
+
+TEST(RampTransformator, ArraysAndRangesGiveTheSingleValues) {
+    const auto trafo = makeLvrTransformatorLinear(LinearVoltageRamp(1, 900, 190.0, 70.0), 33.0, kC0, kC1, 80.0, 160.0);
+    std::vector<double> range;
+    trafo->scanNumberToOneOverK0(range, -5, 905);
+    ASSERT_EQ(range.size(), 910U);
+    std::vector<double> scans(range.size());
+    for (std::size_t i = 0; i < scans.size(); ++i) {
+        scans[i] = static_cast<double>(i) - 5.0;
+        ASSERT_EQ(range[i], trafo->scanNumberToOneOverK0(scans[i]));
+    }
+    std::vector<double> inPlace = scans;
+    trafo->scanNumberToOneOverK0(inPlace, inPlace);
+    EXPECT_EQ(inPlace, range);
+    std::vector<double> back(range.size());
+    trafo->oneOverK0ToScanNumber(range, back);
+    for (std::size_t i = 0; i < scans.size(); ++i) {
+        ASSERT_EQ(back[i], trafo->oneOverK0ToScanNumber(range[i]));
+    }
+    trafo->scanNumberToVoltage(range, 3, 3);
+    EXPECT_TRUE(range.empty());
+    EXPECT_THROW(trafo->scanNumberToVoltage(range, 4, 3), std::invalid_argument);
+}
+
+TEST(RampTransformator, DescribesItself) {
+    const auto trafo = makeLvrTransformatorLinear(LinearVoltageRamp(10, 900, 190.0, 70.0), 2.5, 0.0, 1.0, 100.0, 200.0);
+    EXPECT_EQ(trafo->toString(),
+              "[ ILinearVoltageRampBasedTransformator: transit time = 2.5 TOF scans\n  [ LinearVoltageRamp: ndelay = 10, "
+              "ncycles = 900, voltage = 190 ... 70 (pol=+) ]\n  [ coeffs = 0, 1, 100, 200 ] ]");
+    EXPECT_EQ(trafo->getSignificantScanNumberRange(), (std::pair<int, int>(12, 913)));
+    EXPECT_EQ(trafo->getStrategy(), 2);
+    EXPECT_EQ(trafo->getPolynomialDegree(), 1);
+    EXPECT_EQ(trafo->voltageToOneOverK0(50.0), 50.0);
+}
+
+TEST(ScanNumberLinearTransformator, IsLinearWithVoltagesOf42TimesOneOverK0) {
+    const auto trafo = makeScanNumberLinearTransformator(0.5, 0.001);
+    const double k = 100.0 * 0.001 + 0.5;
+    EXPECT_EQ(trafo->scanNumberToOneOverK0(100.0), k);
+    EXPECT_EQ(trafo->scanNumberToVoltage(100.0), k * 42.0);
+    EXPECT_EQ(trafo->oneOverK0ToScanNumber(k), (k - 0.5) / 0.001);
+    EXPECT_EQ(trafo->voltageToOneOverK0(30.0), ((30.0 / 42.0 - 0.5) / 0.001) * 0.001 + 0.5);
+    EXPECT_EQ(trafo->oneOverK0ToVoltage(0.7), (((0.7 - 0.5) / 0.001) * 0.001 + 0.5) * 42.0);
+    EXPECT_EQ(trafo->toString(), "[ ScanNumberLinearTransformator ]");
+    EXPECT_EQ(trafo->getStrategy(), 1);
+    std::vector<double> voltages;
+    trafo->scanNumberToVoltage(voltages, 99, 101);
+    EXPECT_EQ(voltages[1], trafo->scanNumberToVoltage(100.0));
+}
+
+// Falling functions are continued as well, and where both continuations could answer the low end does.
+TEST(LinearlyContinuedFunction, InverseAsksTheLowEndFirst) {
+    struct Falling {
+        double value(double x) const { return -x; }
+        double inverse(double y) const { return -y; }
+    };
+    const Falling inner;
+    const lumo::math::LinearlyContinuedFunction<Falling> f(inner, {0.0, 0.0, -2.0}, {1.0, -1.0, -3.0});
+    EXPECT_EQ(f.value(-1.0), 2.0);
+    EXPECT_EQ(f.value(2.0), -4.0);
+    EXPECT_EQ(f.inverse(2.0), -1.0);
+    EXPECT_EQ(f.inverse(-4.0), 2.0);
+    EXPECT_EQ(f.inverse(-0.5), 0.5);
+    const lumo::math::LinearlyContinuedFunction<Falling> overlapping(inner, {0.0, -5.0, 1.0}, {1.0, -7.0, 1.0});
+    EXPECT_EQ(overlapping.inverse(-6.0), -1.0);
+    EXPECT_THROW((lumo::math::LinearlyContinuedFunction<Falling>(inner, {0, 0, 1}, {1, 1, -1})), std::invalid_argument);
+}
+
+}  // namespace

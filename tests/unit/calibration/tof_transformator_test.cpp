@@ -1,0 +1,201 @@
+#include <bit>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "fixtures/random.h"
+#include "tof_transformators.h"
+
+namespace {
+
+using namespace lumo::calibration;
+using reference::PlainTof;
+using reference::TofConstants;
+using tests::kTypical;
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr const char* kComplex =
+    "complex valued solution in computation due to invalid calibration constants/value range";
+
+std::string failureOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "none";
+}
+
+// All not-a-numbers count as one value: which of them an operation gives is not defined.
+std::uint64_t bits(double x) { return std::isnan(x) ? 0x7FF8000000000000 : std::bit_cast<std::uint64_t>(x); }
+
+double anyDouble(fixtures::Random& random) {
+    switch (random.below(12)) {
+        case 0:
+            return random.below(2) != 0 ? 0.0 : -0.0;
+        case 1:
+            return random.below(2) != 0 ? kInfinity : -kInfinity;
+        case 2:
+            return kNaN;
+        case 3:
+            return std::bit_cast<double>((std::uint64_t{random()} << 32) | random());
+        default:
+            return (static_cast<double>(random()) - 1e9) * std::pow(10.0, static_cast<double>(random.below(14)) - 10.0);
+    }
+}
+
+TofConstants randomConstants(fixtures::Random& random) {
+    if (random.below(3) == 0) {
+        return {anyDouble(random), anyDouble(random), anyDouble(random), anyDouble(random), anyDouble(random), anyDouble(random), anyDouble(random)};
+    }
+    TofConstants c = kTypical;
+    c.c1 *= random.below(4) == 0 ? -1.0 : 1.0;
+    c.c2 *= static_cast<double>(random.below(2000)) - 1000.0;
+    c.c3 = random.below(3) == 0 ? 0.0 : c.c3 * (static_cast<double>(random.below(200)) - 100.0);
+    return c;
+}
+
+// Single values, short batches and parallel batches against the plain form, bit for bit, failures included.
+void expectSameAsPlain(const ICalibrationTransformator& trafo, const PlainTof& plain, const std::vector<double>& values) {
+    std::vector<double> masses;
+    std::vector<double> solvable;
+    for (const double value : values) {
+        ASSERT_EQ(bits(trafo.MassToDIndex(value)), bits(plain.massToIndex(value))) << value;
+        const std::optional<double> mass = plain.indexToMass(value);
+        if (mass) {
+            ASSERT_EQ(bits(trafo.DIndexToMass(value)), bits(*mass)) << value;
+            solvable.push_back(value);
+            masses.push_back(*mass);
+        } else {
+            ASSERT_EQ(failureOf([&] { trafo.DIndexToMass(value); }), kComplex);
+        }
+    }
+    std::vector<double> converted;
+    trafo.DIndexToMass(solvable, converted);
+    std::vector<double> inPlace = solvable;
+    trafo.DIndexToMass(inPlace);
+    ASSERT_EQ(converted.size(), masses.size());
+    for (std::size_t i = 0; i < masses.size(); ++i) {
+        ASSERT_EQ(bits(converted[i]), bits(masses[i])) << solvable[i];
+        ASSERT_EQ(bits(inPlace[i]), bits(masses[i])) << solvable[i];
+    }
+    std::vector<double> indices;
+    trafo.MassToDIndex(values, indices);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        ASSERT_EQ(bits(indices[i]), bits(plain.massToIndex(values[i]))) << values[i];
+    }
+}
+
+TEST(TofModels, EveryFormEqualsThePlainOneBitForBit) {
+    fixtures::Random random(21);
+    for (int round = 0; round < 400; ++round) {
+        const TofConstants constants = randomConstants(random);
+        std::vector<double> values(random.below(2) != 0 ? 60 : 260);
+        for (double& value : values) {
+            value = random.below(2) != 0 ? anyDouble(random) : static_cast<double>(random.below(400'000));
+        }
+        expectSameAsPlain(*tests::makeQuadratic(constants), PlainTof(constants, false), values);
+        expectSameAsPlain(*tests::makeCubic(constants), PlainTof(constants, true), values);
+    }
+}
+
+TEST(TofModels, InversesAgreeWithinTheirAccuracy) {
+    const auto quadratic = tests::makeQuadratic(kTypical);
+    const auto cubic = tests::makeCubic(kTypical);
+    for (double index = 10.0; index < 400'000.0; index += 1234.5) {
+        EXPECT_NEAR(quadratic->MassToDIndex(quadratic->DIndexToMass(index)), index, 1e-8);
+        EXPECT_NEAR(cubic->MassToDIndex(cubic->DIndexToMass(index)), index, 1e-3);
+    }
+}
+
+TEST(TofModels, CubicWithoutHigherTermsIsTheQuadratic) {
+    TofConstants c = kTypical;
+    c.c3 = c.c4 = 0.0;
+    const auto quadratic = tests::makeQuadratic(c);
+    const auto cubic = tests::makeCubic(c);
+    EXPECT_EQ(quadratic->DIndexToMass(123'456.0), cubic->DIndexToMass(123'456.0));
+    EXPECT_NEAR(quadratic->MassToDIndex(500.0), cubic->MassToDIndex(500.0), 1e-8);
+    EXPECT_LT(quadratic->DIndexToMass(-200'000.0), 0.0) << "times before A0 give negative masses";
+    c.c4 = 0.25;
+    EXPECT_EQ(tests::makeCubic(c)->DIndexToMass(123'456.0), quadratic->DIndexToMass(123'456.0) - 0.25);
+}
+
+TEST(TofConstants, DerivedValuesAndTheOddSquare) {
+    const auto tof1 = std::dynamic_pointer_cast<ICalibrationConstantsFunctionalTOF1>(
+        createCalibrationConstantsFunctionalTOF1(1.0, 4e5, 3.0));
+    const auto tof2 = std::dynamic_pointer_cast<ICalibrationConstantsFunctionalTOF2>(
+        createCalibrationConstantsFunctionalTOF2(1.0, 4e5, 3.0, 5.0, 7.0));
+    ASSERT_TRUE(tof1 && tof2);
+    EXPECT_EQ(tof1->GetA0(), 1.0);
+    EXPECT_EQ(tof1->GetA1(), 2.5e6);
+    EXPECT_EQ(tof1->GetA2(), 3.0);
+    EXPECT_EQ(tof1->GetA1Square(), 6.25);
+    EXPECT_EQ(tof1->GetTilt(), 0.0);
+    EXPECT_EQ(tof2->GetA1Square(), 6.25);
+    EXPECT_EQ(tof2->GetA3(), 5.0);
+    EXPECT_EQ(tof2->GetDM(), 7.0);
+    EXPECT_EQ(CalibrationTOFUtilities::TransformA1ToTOFC1(CalibrationTOFUtilities::TransformC1ToTOFA1(4e5)), 4e5);
+    EXPECT_FALSE(std::dynamic_pointer_cast<ICalibrationConstantsFunctionalTOF2>(
+        std::static_pointer_cast<ICalibrationConstantsFunctional>(tof1)));
+}
+
+class OtherPhysicalConstants : public ICalibrationConstantsPhysical {
+public:
+    bool Equals(const ICalibrationConstantsPhysical&) const override { return false; }
+    std::string ToString() const override { return "other"; }
+};
+
+TEST(Transformator, ConstantsOfAnotherKindAreRefusedAndChangeNothing) {
+    const auto trafo = tests::makeQuadratic(kTypical);
+    const double before = trafo->DIndexToMass(1000.0);
+    const std::string physical = failureOf([&] { trafo->SetPhysicalConstants(std::make_shared<OtherPhysicalConstants>()); });
+    EXPECT_TRUE(physical.starts_with("RILinear::UpdatePhysicalConstants")) << physical;
+    EXPECT_TRUE(physical.ends_with("funConsts is not of type ICalibrationConstantsPhysicalLinearPtr.")) << physical;
+    EXPECT_THROW(trafo->SetFunctionalConstants(createCalibrationConstantsFunctionalTOF2(1, 2, 3, 4, 5)),
+                 std::invalid_argument);
+    EXPECT_EQ(trafo->DIndexToMass(1000.0), before);
+}
+
+TEST(Transformator, IndexOffsetAndRawTimeScale) {
+    const auto trafo = tests::makeQuadratic(kTypical);
+    const double shifted = trafo->DIndexToMass(1010.0);
+    trafo->SetIndexOffset(10.0);
+    EXPECT_EQ(trafo->DIndexToMass(1000.0), shifted);
+    trafo->AssimilateIndexOffset();
+    EXPECT_EQ(trafo->GetIndexOffset(), 0.0);
+    EXPECT_NEAR(trafo->DIndexToMass(1000.0), shifted, 1e-9);
+    const double raw = trafo->DIndexToRaw(500.0);
+    trafo->AdaptRawIndexTransform(2.0, 30.0);
+    EXPECT_NEAR(trafo->DIndexToRaw(500.0), 2.0 * raw + 30.0, 1e-9);
+}
+
+TEST(Transformator, WholeIndicesWidthsAndRanges) {
+    const auto trafo = tests::makeQuadratic(kTypical);
+    EXPECT_EQ(trafo->MassToIndex(trafo->DIndexToMass(1000.4)), 1000);
+    EXPECT_EQ(trafo->MassToIndex(trafo->DIndexToMass(1000.6)), 1001);
+    std::vector<double> masses;
+    trafo->IndexToMass(5, 8, masses);
+    EXPECT_EQ(masses, (std::vector<double>{trafo->IndexToMass(5), trafo->IndexToMass(6), trafo->IndexToMass(7)}));
+    EXPECT_EQ(failureOf([&] { trafo->IndexToMass(8, 7, masses); }), "end must be >= begin.");
+    EXPECT_NEAR(trafo->MassWidthToIndex(trafo->DIndexToMass(1000.0), trafo->IndexWidthToMass(1000.0, 4.0)), 4.0, 1e-3);
+    const auto [low, high] = trafo->monotonicMassRange(500.0);
+    EXPECT_TRUE(low < 500.0 && 500.0 < high);
+}
+
+TEST(Transformator, EqualityAndClonesFollowModelAndConstants) {
+    const auto trafo = tests::makeQuadratic(kTypical);
+    EXPECT_TRUE(trafo->Equals(tests::makeQuadratic(kTypical)));
+    EXPECT_TRUE(trafo->Equals(trafo->Clone()));
+    EXPECT_FALSE(trafo->Equals(tests::makeCubic(kTypical)));
+    EXPECT_FALSE(trafo->Equals(nullptr));
+    TofConstants other = kTypical;
+    other.c2 += 1e-9;
+    EXPECT_FALSE(trafo->Equals(tests::makeQuadratic(other)));
+    EXPECT_NE(trafo->ToString().find("160000"), std::string::npos) << trafo->ToString();
+}
+
+}  // namespace

@@ -1,0 +1,109 @@
+#include "kvd-calibration-reader/kvd_calibration_reader_impl.h"
+
+#include <functional>
+
+#include <gtest/gtest.h>
+
+#include "calibration/measurement_mode_info.h"
+#include "fixtures/analysis_builder.h"
+#include "fixtures/temp_directory.h"
+
+namespace {
+
+using fixtures::AnalysisBuilder;
+using lumo::io::kova_calibration::KvdCalibrationReaderImpl;
+
+std::string failureOf(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "none";
+}
+
+class CalibrationReader : public testing::Test {
+protected:
+    KvdCalibrationReaderImpl open(const AnalysisBuilder& builder, bool hasMobility = true) {
+        auto db = std::make_shared<CppSQLite3DB>();
+        db->open(builder.write(directory.path()) / "analysis.kvd");
+        return {db, hasMobility};
+    }
+
+    fixtures::TempDirectory directory;
+};
+
+TEST_F(CalibrationReader, CompensationFollowsTheFramesTemperatures) {
+    AnalysisBuilder builder;
+    builder.frame({}, {.t1 = 30.0, .t2 = 25.0}).frame({}, {.t1 = 25.0, .t2 = 25.0});
+    builder.frame({}, {.t1 = std::nullopt, .t2 = 25.0}).frame({}, {.t1 = 30.0, .mzCalibration = 2});
+    builder.mzCalibration({.dC1 = 2.0}).mzCalibration({.id = 2});
+    const KvdCalibrationReaderImpl reader = open(builder);
+    const auto mass = [&](std::int64_t frame, bool compensate) {
+        return reader.getMzTrafo(frame, compensate)->DIndexToMass(100'000.0);
+    };
+    const double plain = mass(1, false);
+    EXPECT_EQ(mass(2, true), plain) << "at the reference temperatures";
+    EXPECT_NEAR((mass(1, true) / plain - 1.0) * 1e6, 2.0 * 5.0, 0.5);
+    EXPECT_NEAR((mass(3, true) / plain - 1.0) * 1e6, 2.0 * -25.0, 2.0) << "a missing temperature reads as 0";
+    EXPECT_EQ(mass(4, true), mass(4, false)) << "coefficients of 0 change nothing, not even a bit";
+}
+
+TEST_F(CalibrationReader, MeasurementModeTellsThePolarity) {
+    AnalysisBuilder builder;
+    builder.frame({}).frame({}, {.polarity = "-"}).frame({}, {.polarity = "pos"}).frame({}, {.polarity = std::nullopt});
+    const KvdCalibrationReaderImpl reader = open(builder);
+    const auto info = [&](std::int64_t frame) { return reader.getMzTrafo(frame, false)->GetMeasurementModeInfo(); };
+    EXPECT_EQ(info(1)->GetMode(), 2);
+    EXPECT_EQ(info(1)->GetPolarity(), 0);
+    EXPECT_NE(info(2)->GetPolarity(), 0);
+    for (const std::int64_t frame : {3, 4}) {
+        EXPECT_EQ(failureOf([&] { reader.getMzTrafo(frame, true); }), "Polarity has wrong format in KVD.");
+    }
+}
+
+TEST_F(CalibrationReader, ReferenceNeedsExactlyOneCalibrationPerPolarity) {
+    AnalysisBuilder builder;
+    builder.frame({}).frame({}).frame({}, {.polarity = "-"}).frame({}, {.polarity = "-", .mzCalibration = 2});
+    builder.mzCalibration({}).mzCalibration({.id = 2});
+    const KvdCalibrationReaderImpl reader = open(builder);
+    EXPECT_TRUE(reader.getReferenceMzTrafo(false)->Equals(reader.getMzTrafo(1, false)));
+    EXPECT_EQ(failureOf([&] { reader.getReferenceMzTrafo(true); }),
+              "Multiple m/z calibrations available for specified polarity, no reference calibrator available.");
+    const fixtures::TempDirectory other;
+    auto db = std::make_shared<CppSQLite3DB>();
+    db->open(AnalysisBuilder().frame({}, {.mzCalibration = std::nullopt}).write(other.path()) / "analysis.kvd");
+    const KvdCalibrationReaderImpl empty(db, true);
+    for (const bool negative : {false, true}) {
+        EXPECT_EQ(failureOf([&] { empty.getReferenceMzTrafo(negative); }),
+                  "No m/z calibration available for specified polarity.");
+    }
+}
+
+TEST_F(CalibrationReader, UnknownModelsAndMissingMobility) {
+    AnalysisBuilder builder;
+    builder.frame({}).mzCalibration({.modelType = 3});
+    EXPECT_EQ(failureOf([&] { open(builder, false).getMzTrafo(1, true); }), "Unknown m/z calibration model 3");
+    const fixtures::TempDirectory other;
+    auto db = std::make_shared<CppSQLite3DB>();
+    db->open(AnalysisBuilder().frame({}).withoutTable("KovaCalibration").write(other.path()) / "analysis.kvd");
+    EXPECT_EQ(failureOf([&] { KvdCalibrationReaderImpl(db, false).getMobTrafo(1); }), "Mobility calibration is not supported.");
+    EXPECT_EQ(failureOf([&] { KvdCalibrationReaderImpl(db, true); }), "Too few columns in table KovaCalibration");
+}
+
+TEST_F(CalibrationReader, InformationIsLookedUpByPolarityAndAnyName) {
+    AnalysisBuilder builder;
+    builder.calibrationInfo("+", "it's", "plus").calibrationInfo("-", "it's", "minus");
+    const KvdCalibrationReaderImpl reader = open(builder);
+    EXPECT_EQ(reader.getCalibrationInfoString(false, "it's"), "plus");
+    EXPECT_EQ(reader.getCalibrationInfoString(true, "it's"), "minus");
+    EXPECT_EQ(reader.getCalibrationInfoBlob(true, "it's")->size(), 5U);
+    EXPECT_EQ(reader.getCalibrationInfoString(false, "' OR '1'='1"), std::nullopt);
+    const fixtures::TempDirectory other;
+    auto db = std::make_shared<CppSQLite3DB>();
+    db->open(AnalysisBuilder().withoutTable("CalibrationInfo").write(other.path()) / "analysis.kvd");
+    EXPECT_EQ(failureOf([&] { KvdCalibrationReaderImpl(db, true).getCalibrationInfoString(true, "a"); }),
+              "SQLite error retrieving calibration info a / -: no such table: CalibrationInfo");
+}
+
+}  // namespace
