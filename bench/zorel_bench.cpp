@@ -14,13 +14,13 @@
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
-#include "../tests/reference/plain_peak_finder.h"
 #include "bench_analysis.h"
 #include "kovadata/kova.h"
+#include "reference/plain_peak_finder.h"
 
 namespace {
 
-constexpr bench::Run kRun{.frames = 520, .peaksPerFrame = 100'000, .compression = 2};
+constexpr bench::Run kRun{.frames = 520, .peaksPerFrame = 100'000, .msmsPerMs1 = 8};
 
 // The calibration of every parent frame of a simulated run.
 constexpr reference::WidthModel kWidths{300.0, 24000.0, 0.2, 15000.0};
