@@ -20,8 +20,9 @@ std::filesystem::path dataFolder() {
 }
 
 std::string nameOf(const Run& run) {
-    return std::to_string(run.frames) + "x" + std::to_string(run.peaksPerFrame) + "-type" + std::to_string(run.compression) +
-           "-msms" + std::to_string(run.msmsPerMs1) + (run.spectra ? "-spectra.d" : ".d");
+    return std::to_string(run.frames) + "x" + std::to_string(run.peaksPerFrame) + "-type" +
+           std::to_string(run.compression) + "-msms" + std::to_string(run.msmsPerMs1) +
+           (run.spectra ? "-spectra.d" : ".d");
 }
 
 std::vector<std::byte> readBytes(std::ifstream& file, std::int64_t position, std::size_t size) {
@@ -55,20 +56,24 @@ std::filesystem::path simulatedRun(const Run& run) {
 }
 
 std::vector<StoredFrame> loadFrames(const std::filesystem::path& analysis) {
-    const std::string name = std::filesystem::exists(analysis / "analysis.kvd") ? "analysis.kvd" : "analysis.kvs";
+    const std::string name =
+        std::filesystem::exists(analysis / "analysis.kvd") ? "analysis.kvd" : "analysis.kvs";
     sqlite3* connection = nullptr;
     sqlite3_open_v2((analysis / name).c_str(), &connection, SQLITE_OPEN_READONLY, nullptr);
     const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> close(connection, &sqlite3_close);
     sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(connection, "SELECT Id, KovaId, NumScans FROM Frames ORDER BY Id", -1, &statement, nullptr);
+    sqlite3_prepare_v2(connection, "SELECT Id, KovaId, NumScans FROM Frames ORDER BY Id", -1, &statement,
+                       nullptr);
     const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> finalize(statement, &sqlite3_finalize);
     std::ifstream blob(analysis / (name + "_bin"), std::ios::binary);
     std::vector<StoredFrame> frames;
     while (sqlite3_step(statement) == SQLITE_ROW) {
         const std::int64_t position = sqlite3_column_int64(statement, 1);
-        std::uint32_t size = 0;  // the first word of a block in both compression types, as the simulator writes them
+        std::uint32_t size =
+            0;  // the first word of a block in both compression types, as the simulator writes them
         std::memcpy(&size, readBytes(blob, position, 4).data(), 4);
-        frames.push_back({sqlite3_column_int64(statement, 0), static_cast<std::uint32_t>(sqlite3_column_int(statement, 2)),
+        frames.push_back({sqlite3_column_int64(statement, 0),
+                          static_cast<std::uint32_t>(sqlite3_column_int(statement, 2)),
                           readBytes(blob, position, size)});
     }
     return frames;

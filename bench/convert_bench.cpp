@@ -1,4 +1,5 @@
-// Index <-> m/z conversion through the exported calls, beside the bare arithmetic on plain arrays with as many threads.
+// Index <-> m/z conversion through the exported calls, beside the bare arithmetic on plain arrays with as
+// many threads.
 #include <cstring>
 #include <filesystem>
 #include <vector>
@@ -12,8 +13,10 @@
 
 namespace {
 
-constexpr bench::TofConstants kQuadratic = {.delay = 24000.0, .timebase = 0.2, .c0 = 300.0, .c1 = 160000.0, .c2 = 0.005, .c3 = 0.0, .c4 = 0.0};
-constexpr bench::TofConstants kCubic = {.delay = 24000.0, .timebase = 0.2, .c0 = 300.0, .c1 = 160000.0, .c2 = 0.005, .c3 = -1e-6, .c4 = 0.01};
+constexpr bench::TofConstants kQuadratic = {
+    .delay = 24000.0, .timebase = 0.2, .c0 = 300.0, .c1 = 160000.0, .c2 = 0.005, .c3 = 0.0, .c4 = 0.0};
+constexpr bench::TofConstants kCubic = {
+    .delay = 24000.0, .timebase = 0.2, .c0 = 300.0, .c1 = 160000.0, .c2 = 0.005, .c3 = -1e-6, .c4 = 0.01};
 
 // An analysis whose frame 1 has the quadratic and frame 2 the cubic calibration.
 struct Analysis {
@@ -22,8 +25,10 @@ struct Analysis {
 
     const std::filesystem::path& write() const {
         const auto row = [](std::int64_t id, const bench::TofConstants& c) {
-            return analysis_writer::MzCalibrationRow{
-                .id = id, .digitizerTimebase = c.timebase, .digitizerDelay = c.delay, .coefficients = {c.c0, c.c1, c.c2, c.c3, c.c4}};
+            return analysis_writer::MzCalibrationRow{.id = id,
+                                                     .digitizerTimebase = c.timebase,
+                                                     .digitizerDelay = c.delay,
+                                                     .coefficients = {c.c0, c.c1, c.c2, c.c3, c.c4}};
         };
         return fixtures::AnalysisBuilder()
             .frame({})
@@ -86,8 +91,8 @@ void copyAlone(benchmark::State& state, std::size_t count) {
 
 void registerPath(Model frame, bool toMz, int threads, std::size_t count) {
     const std::string path = std::string(toMz ? "index_to_mz" : "mz_to_index") +
-                             (frame == kModelQuadratic ? "_quadratic_" : "_cubic_") + std::to_string(count) + "_" +
-                             std::to_string(threads) + "t";
+                             (frame == kModelQuadratic ? "_quadratic_" : "_cubic_") + std::to_string(count) +
+                             "_" + std::to_string(threads) + "t";
     const auto add = [&](const char* role, auto... arguments) {
         benchmark::RegisterBenchmark((path + role).c_str(), arguments...)->UseRealTime();
     };

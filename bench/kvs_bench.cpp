@@ -1,4 +1,5 @@
-// Reading all line and profile spectra of an analysis without mobility, beside bare decompression of the same parts.
+// Reading all line and profile spectra of an analysis without mobility, beside bare decompression of the same
+// parts.
 #include <cstring>
 #include <vector>
 
@@ -13,7 +14,8 @@ namespace {
 constexpr std::size_t kBlockHeaderSize = 8;
 
 struct Input {
-    std::filesystem::path path = bench::simulatedRun({.frames = 60, .peaksPerFrame = 200'000, .spectra = true});
+    std::filesystem::path path =
+        bench::simulatedRun({.frames = 60, .peaksPerFrame = 200'000, .spectra = true});
     std::vector<bench::StoredFrame> frames = bench::loadFrames(path);
 };
 
@@ -42,7 +44,8 @@ void zstdAlone(benchmark::State& state) {
         for (const bench::StoredFrame& frame : input().frames) {
             const auto [line, profile] = partsOf(frame);
             for (const Part& part : {line, profile}) {
-                if (ZSTD_isError(ZSTD_decompressDCtx(context, output.data(), output.size(), part.data, part.size))) {
+                if (ZSTD_isError(
+                        ZSTD_decompressDCtx(context, output.data(), output.size(), part.data, part.size))) {
                     state.SkipWithError("a part could not be decompressed");
                 }
             }
@@ -61,8 +64,8 @@ void readSpectra(benchmark::State& state) {
     std::vector<std::uint32_t> profile(kRoom);
     for (auto _ : state) {
         for (const bench::StoredFrame& frame : input().frames) {
-            const std::uint32_t lines = kvs_read_line_spectrum_with_width(handle, frame.id, positions.data(),
-                                                                          intensities.data(), widths.data(), kRoom);
+            const std::uint32_t lines = kvs_read_line_spectrum_with_width(
+                handle, frame.id, positions.data(), intensities.data(), widths.data(), kRoom);
             const std::uint32_t points = kvs_read_profile_spectrum(handle, frame.id, profile.data(), kRoom);
             if (lines == 0 || points == 0) {
                 state.SkipWithError("a spectrum could not be read");

@@ -12,26 +12,31 @@ namespace {
 constexpr std::size_t kCount = 1'000'000;
 
 struct Analysis {
-    Analysis() : handle(kova_open(fixtures::AnalysisBuilder().frame({}).write(directory.path()).c_str(), 0)) {}
+    Analysis()
+        : handle(kova_open(fixtures::AnalysisBuilder().frame({}).write(directory.path()).c_str(), 0)) {}
     ~Analysis() { kova_close(handle); }
 
     fixtures::TempDirectory directory;
     std::uint64_t handle;
 };
 
-// The default calibration of the builder: ramp, transit time, c0, c1 and the straight lines outside the interval.
+// The default calibration of the builder: ramp, transit time, c0, c1 and the straight lines outside the
+// interval.
 struct Ramp {
     double slope = (190.0 - 70.0) / (1.0 - 901.0);
     double intercept = (70.0 * 1.0 - 190.0 * 901.0) / (1.0 - 901.0);
     double transit = 33.0, c0 = 0.01737, c1 = 115.45, low = 60.0, high = 200.0;
     double lowValue = 1.0 / (c1 / low + c0), highValue = 1.0 / (c1 / high + c0);
-    double lowSlope = c1 / ((c0 * low + c1) * (c0 * low + c1)), highSlope = c1 / ((c0 * high + c1) * (c0 * high + c1));
+    double lowSlope = c1 / ((c0 * low + c1) * (c0 * low + c1)),
+           highSlope = c1 / ((c0 * high + c1) * (c0 * high + c1));
 
     double toVoltage(double scan) const { return (scan - transit) * slope + intercept; }
     double toScan(double voltage) const { return (voltage - intercept) / slope + transit; }
     double toOneOverK0(double scan) const {
         const double u = toVoltage(scan);
-        return u <= low ? (u - low) * lowSlope + lowValue : u >= high ? (u - high) * highSlope + highValue : 1.0 / (c1 / u + c0);
+        return u <= low    ? (u - low) * lowSlope + lowValue
+               : u >= high ? (u - high) * highSlope + highValue
+                           : 1.0 / (c1 / u + c0);
     }
     double fromOneOverK0(double k) const {
         const double u = k <= lowValue    ? (k - lowValue) / lowSlope + low

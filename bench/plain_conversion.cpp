@@ -11,7 +11,14 @@ double square(double s) { return s >= 0.0 ? s * s : -(s * s); }
 
 struct Model {
     explicit Model(const TofConstants& c)
-        : delay(c.delay), timebase(c.timebase), a0(c.c0), a1(1e12 / c.c1), a2(c.c2), a3(c.c3), dm(c.c4), rootA1(root(a1)) {}
+        : delay(c.delay),
+          timebase(c.timebase),
+          a0(c.c0),
+          a1(1e12 / c.c1),
+          a2(c.c2),
+          a3(c.c3),
+          dm(c.c4),
+          rootA1(root(a1)) {}
 
     double start(double t) const {
         const double term = 4.0 * a2 * (a0 - t);
@@ -52,7 +59,8 @@ void loop(const double* in, double* out, std::size_t count, int threads, Functio
 
 }  // namespace
 
-void convertPlainly(const TofConstants& constants, bool toMz, const double* in, double* out, std::size_t count, int threads) {
+void convertPlainly(const TofConstants& constants, bool toMz, const double* in, double* out,
+                    std::size_t count, int threads) {
     const Model model(constants);
     const bool cubic = constants.c3 != 0.0 || constants.c4 != 0.0;
     if (toMz && cubic) {

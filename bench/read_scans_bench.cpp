@@ -38,9 +38,9 @@ void zstdAlone(benchmark::State& state, const Input& (*get)()) {
     std::size_t bytes = 0;
     for (auto _ : state) {
         for (const bench::StoredFrame& frame : input.frames) {
-            const std::size_t produced =
-                ZSTD_decompressDCtx(context, output.data(), output.size(), frame.block.data() + kBlockHeaderSize,
-                                    frame.block.size() - kBlockHeaderSize);
+            const std::size_t produced = ZSTD_decompressDCtx(context, output.data(), output.size(),
+                                                             frame.block.data() + kBlockHeaderSize,
+                                                             frame.block.size() - kBlockHeaderSize);
             if (ZSTD_isError(produced)) {
                 state.SkipWithError(ZSTD_getErrorName(produced));
             }
@@ -75,6 +75,8 @@ void readScans(benchmark::State& state, const Input& (*get)()) {
 BENCHMARK_CAPTURE(zstdAlone, dense, &dense)->Name("frames_300k_peaks/floor")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(readScans, dense, &dense)->Name("frames_300k_peaks/library")->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(zstdAlone, sparse, &sparse)->Name("frames_20k_peaks/floor")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(readScans, sparse, &sparse)->Name("frames_20k_peaks/library")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(readScans, sparse, &sparse)
+    ->Name("frames_20k_peaks/library")
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -55,7 +55,7 @@ extern "C" {
  *         not exist.", a missing file, an SQLite error, "KVD schema version %d.%d not supported.".
  *         A failed open leaves nothing open and nothing allocated.
  */
-KOVADATA_API uint64_t kova_open(const char *analysis_directory_name, uint32_t use_recalibrated_state);
+KOVADATA_API uint64_t kova_open(const char* analysis_directory_name, uint32_t use_recalibrated_state);
 
 /**
  * Closes an analysis and frees everything that belongs to its handle.
@@ -89,7 +89,7 @@ KOVADATA_API uint32_t kova_has_recalibrated_state(uint64_t handle);
  * @return size in bytes of the whole text with its terminating zero; larger than @p len means that the copy was cut.
  *         Without any failure so far on this thread the text is "<no error>". Never fails.
  */
-KOVADATA_API uint32_t kova_get_last_error_string(char *buf, uint32_t len);
+KOVADATA_API uint32_t kova_get_last_error_string(char* buf, uint32_t len);
 
 /**
  * Sets the number of worker threads for numeric work in later calls of the calling thread.
@@ -139,8 +139,8 @@ KOVADATA_API void kova_set_num_threads(uint32_t n);
  *         0 on failure, @p buf is not touched then. Causes: "scan_end must be > scan_begin", an unknown frame, a scan out of
  *         range, a damaged file, or "Maximum decompressed frame size exceeded." (more than 1,073,741,823 values).
  */
-KOVADATA_API uint32_t kova_read_scans_v2(uint64_t handle, int64_t frame_id, uint32_t scan_begin, uint32_t scan_end,
-                                         void *buf, uint32_t length);
+KOVADATA_API uint32_t kova_read_scans_v2(uint64_t handle, int64_t frame_id, uint32_t scan_begin,
+                                         uint32_t scan_end, void* buf, uint32_t length);
 
 /**
  * Reads the peaks of a range of scans of one frame with intensities as they were measured.
@@ -156,7 +156,7 @@ KOVADATA_API uint32_t kova_read_scans_v2(uint64_t handle, int64_t frame_id, uint
  * @return number of bytes that the result needs, 0 on failure; as kova_read_scans_v2()
  */
 KOVADATA_API uint32_t kova_read_scans_internal(uint64_t handle, int64_t frame_id, uint32_t scan_begin,
-                                               uint32_t scan_end, void *buf, uint32_t length);
+                                               uint32_t scan_end, void* buf, uint32_t length);
 
 /** @} */
 
@@ -193,7 +193,8 @@ KOVADATA_API uint32_t kova_read_scans_internal(uint64_t handle, int64_t frame_id
  *         solution in computation due to invalid calibration constants/value range" (below 100 values) or "Transformation
  *         failed, most likely due to bad calibration constants." (from 100 values on) when a value has no solution
  */
-KOVADATA_API uint32_t kova_index_to_mz(uint64_t handle, int64_t frame_id, const double *index, double *mz, uint32_t cnt);
+KOVADATA_API uint32_t kova_index_to_mz(uint64_t handle, int64_t frame_id, const double* index, double* mz,
+                                       uint32_t cnt);
 
 /**
  * Converts m/z to time-of-flight indices of a frame; the inverse of kova_index_to_mz().
@@ -205,7 +206,8 @@ KOVADATA_API uint32_t kova_index_to_mz(uint64_t handle, int64_t frame_id, const 
  * @param cnt       number of values
  * @return 1, or 0 on failure: unknown frame, "No m/z trafo available."
  */
-KOVADATA_API uint32_t kova_mz_to_index(uint64_t handle, int64_t frame_id, const double *mz, double *index, uint32_t cnt);
+KOVADATA_API uint32_t kova_mz_to_index(uint64_t handle, int64_t frame_id, const double* mz, double* index,
+                                       uint32_t cnt);
 
 /**
  * Converts scan numbers of a frame to reduced inverse mobility 1/K0.
@@ -221,8 +223,8 @@ KOVADATA_API uint32_t kova_mz_to_index(uint64_t handle, int64_t frame_id, const 
  * @return 1, or 0 on failure: unknown frame, a frame without mobility calibration ("Frame [%d] does not exist or is missing
  *         KovaCalibration"), "No mobility trafo available." when the calibration is missing, or an invalid calibration
  */
-KOVADATA_API uint32_t kova_scannum_to_oneoverk0(uint64_t handle, int64_t frame_id, const double *scannum,
-                                                double *oneoverk0, uint32_t cnt);
+KOVADATA_API uint32_t kova_scannum_to_oneoverk0(uint64_t handle, int64_t frame_id, const double* scannum,
+                                                double* oneoverk0, uint32_t cnt);
 
 /**
  * Converts reduced inverse mobility 1/K0 to scan numbers; the inverse of kova_scannum_to_oneoverk0().
@@ -234,8 +236,8 @@ KOVADATA_API uint32_t kova_scannum_to_oneoverk0(uint64_t handle, int64_t frame_i
  * @param cnt        number of values
  * @return 1, or 0 on failure as kova_scannum_to_oneoverk0()
  */
-KOVADATA_API uint32_t kova_oneoverk0_to_scannum(uint64_t handle, int64_t frame_id, const double *oneoverk0,
-                                                double *scannum, uint32_t cnt);
+KOVADATA_API uint32_t kova_oneoverk0_to_scannum(uint64_t handle, int64_t frame_id, const double* oneoverk0,
+                                                double* scannum, uint32_t cnt);
 
 /**
  * Converts scan numbers of a frame to the voltage of the mobility ramp. Negative mode has negative voltages.
@@ -247,8 +249,8 @@ KOVADATA_API uint32_t kova_oneoverk0_to_scannum(uint64_t handle, int64_t frame_i
  * @param cnt       number of values
  * @return 1, or 0 on failure as kova_scannum_to_oneoverk0()
  */
-KOVADATA_API uint32_t kova_scannum_to_voltage(uint64_t handle, int64_t frame_id, const double *scannum,
-                                              double *voltage, uint32_t cnt);
+KOVADATA_API uint32_t kova_scannum_to_voltage(uint64_t handle, int64_t frame_id, const double* scannum,
+                                              double* voltage, uint32_t cnt);
 
 /**
  * Converts voltages of the mobility ramp to scan numbers; the inverse of kova_scannum_to_voltage().
@@ -260,8 +262,8 @@ KOVADATA_API uint32_t kova_scannum_to_voltage(uint64_t handle, int64_t frame_id,
  * @param cnt       number of values
  * @return 1, or 0 on failure as kova_scannum_to_oneoverk0()
  */
-KOVADATA_API uint32_t kova_voltage_to_scannum(uint64_t handle, int64_t frame_id, const double *voltage,
-                                              double *scannum, uint32_t cnt);
+KOVADATA_API uint32_t kova_voltage_to_scannum(uint64_t handle, int64_t frame_id, const double* voltage,
+                                              double* scannum, uint32_t cnt);
 
 /**
  * Collisional cross section in nitrogen of an ion with a given 1/K0, m/z and charge. Needs no handle; any thread.
@@ -331,8 +333,8 @@ KOVADATA_API double kova_ccs_to_oneoverk0_for_mz(double ccs, int32_t charge, dou
  * @param mz_values     m/z of each peak, in the order of their time-of-flight indices
  * @param intensities   intensity of each peak: the largest bin at its apex
  */
-typedef void (*kova_zorel_msms_callback)(int64_t precursor_id, uint32_t num_peaks, double *mz_values,
-                                         float *intensities);
+typedef void (*kova_zorel_msms_callback)(int64_t precursor_id, uint32_t num_peaks, double* mz_values,
+                                         float* intensities);
 
 /**
  * Receives one line spectrum and the caller's context.
@@ -343,8 +345,8 @@ typedef void (*kova_zorel_msms_callback)(int64_t precursor_id, uint32_t num_peak
  * @param intensities   intensity of each peak: the largest bin at its apex
  * @param context       the pointer that was passed to the reading function
  */
-typedef void (*kova_zorel_msms_callback_v2)(int64_t precursor_id, uint32_t num_peaks, const double *mz_values,
-                                            const float *intensities, void *context);
+typedef void (*kova_zorel_msms_callback_v2)(int64_t precursor_id, uint32_t num_peaks, const double* mz_values,
+                                            const float* intensities, void* context);
 
 /**
  * Receives one profile.
@@ -354,7 +356,7 @@ typedef void (*kova_zorel_msms_callback_v2)(int64_t precursor_id, uint32_t num_p
  *                      peak, and 100 when there is no peak
  * @param intensities   summed intensity of each time-of-flight index from 0; sums wrap in 32 bits
  */
-typedef void (*kova_zorel_profile_callback)(int64_t precursor_id, uint32_t num_bins, int32_t *intensities);
+typedef void (*kova_zorel_profile_callback)(int64_t precursor_id, uint32_t num_bins, int32_t* intensities);
 
 /**
  * Receives one profile and the caller's context.
@@ -364,8 +366,8 @@ typedef void (*kova_zorel_profile_callback)(int64_t precursor_id, uint32_t num_b
  * @param intensities   summed intensity of each time-of-flight index from 0; sums wrap in 32 bits
  * @param context       the pointer that was passed to the reading function
  */
-typedef void (*kova_zorel_profile_callback_v2)(int64_t precursor_id, uint32_t num_bins, const int32_t *intensities,
-                                               void *context);
+typedef void (*kova_zorel_profile_callback_v2)(int64_t precursor_id, uint32_t num_bins,
+                                               const int32_t* intensities, void* context);
 
 /**
  * Reads the MS/MS line spectra of the listed precursors.
@@ -377,8 +379,8 @@ typedef void (*kova_zorel_profile_callback_v2)(int64_t precursor_id, uint32_t nu
  * @param callback        called once per precursor that has scans; must not be NULL, which is not checked
  * @return 1 on success, also when there was nothing to read; 0 on failure
  */
-KOVADATA_API uint32_t kova_read_zorel_msms(uint64_t handle, const int64_t *precursors, uint32_t num_precursors,
-                                           kova_zorel_msms_callback callback);
+KOVADATA_API uint32_t kova_read_zorel_msms(uint64_t handle, const int64_t* precursors,
+                                           uint32_t num_precursors, kova_zorel_msms_callback callback);
 
 /**
  * Reads the MS/MS line spectra of the listed precursors, with checked arguments and a context for the callback.
@@ -391,8 +393,9 @@ KOVADATA_API uint32_t kova_read_zorel_msms(uint64_t handle, const int64_t *precu
  * @param context         passed on to the callback as it is; may be NULL
  * @return 1 on success, also when there was nothing to read; 0 on failure
  */
-KOVADATA_API uint32_t kova_read_zorel_msms_v2(uint64_t handle, const int64_t *precursors, uint32_t num_precursors,
-                                              kova_zorel_msms_callback_v2 callback, void *context);
+KOVADATA_API uint32_t kova_read_zorel_msms_v2(uint64_t handle, const int64_t* precursors,
+                                              uint32_t num_precursors, kova_zorel_msms_callback_v2 callback,
+                                              void* context);
 
 /**
  * Reads the MS/MS profiles of the listed precursors.
@@ -403,7 +406,8 @@ KOVADATA_API uint32_t kova_read_zorel_msms_v2(uint64_t handle, const int64_t *pr
  * @param callback        called once per precursor that has scans; must not be NULL, which is not checked
  * @return 1 on success, also when there was nothing to read; 0 on failure
  */
-KOVADATA_API uint32_t kova_read_zorel_profile_msms(uint64_t handle, const int64_t *precursors, uint32_t num_precursors,
+KOVADATA_API uint32_t kova_read_zorel_profile_msms(uint64_t handle, const int64_t* precursors,
+                                                   uint32_t num_precursors,
                                                    kova_zorel_profile_callback callback);
 
 /**
@@ -416,9 +420,9 @@ KOVADATA_API uint32_t kova_read_zorel_profile_msms(uint64_t handle, const int64_
  * @param context         passed on to the callback as it is; may be NULL
  * @return 1 on success, also when there was nothing to read; 0 on failure
  */
-KOVADATA_API uint32_t kova_read_zorel_profile_msms_v2(uint64_t handle, const int64_t *precursors,
+KOVADATA_API uint32_t kova_read_zorel_profile_msms_v2(uint64_t handle, const int64_t* precursors,
                                                       uint32_t num_precursors,
-                                                      kova_zorel_profile_callback_v2 callback, void *context);
+                                                      kova_zorel_profile_callback_v2 callback, void* context);
 
 /**
  * Reads the MS/MS line spectra of all precursors that were selected in one MS1 frame.
@@ -442,7 +446,7 @@ KOVADATA_API uint32_t kova_read_zorel_msms_for_frame(uint64_t handle, int64_t fr
  * @return 1 on success, also when there was nothing to read; 0 on failure
  */
 KOVADATA_API uint32_t kova_read_zorel_msms_for_frame_v2(uint64_t handle, int64_t frame_id,
-                                                        kova_zorel_msms_callback_v2 callback, void *context);
+                                                        kova_zorel_msms_callback_v2 callback, void* context);
 
 /**
  * Reads the MS/MS profiles of all precursors that were selected in one MS1 frame.
@@ -466,7 +470,7 @@ KOVADATA_API uint32_t kova_read_zorel_profile_msms_for_frame(uint64_t handle, in
  */
 KOVADATA_API uint32_t kova_read_zorel_profile_msms_for_frame_v2(uint64_t handle, int64_t frame_id,
                                                                 kova_zorel_profile_callback_v2 callback,
-                                                                void *context);
+                                                                void* context);
 
 /** @} */
 

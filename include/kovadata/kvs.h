@@ -40,7 +40,7 @@ extern "C" {
  * @return handle of the open analysis; 0 on failure (see kvs_get_last_error_string()). A failed open leaves nothing open and
  *         nothing allocated.
  */
-KOVADATA_API uint64_t kvs_open(const char *analysis_directory_name, uint32_t use_recalibrated_state);
+KOVADATA_API uint64_t kvs_open(const char* analysis_directory_name, uint32_t use_recalibrated_state);
 
 /**
  * Closes an analysis and frees everything that belongs to its handle.
@@ -72,7 +72,7 @@ KOVADATA_API uint32_t kvs_has_recalibrated_state(uint64_t handle);
  * @return size in bytes of the whole text with its terminating zero; larger than @p len means that the copy was cut. Without
  *         any failure so far on this thread the text is "<no error>". Never fails.
  */
-KOVADATA_API uint32_t kvs_get_last_error_string(char *buf, uint32_t len);
+KOVADATA_API uint32_t kvs_get_last_error_string(char* buf, uint32_t len);
 
 /**
  * Sets the number of worker threads for numeric work in later calls of the calling thread; the same setting as
@@ -101,8 +101,8 @@ KOVADATA_API void kvs_set_num_threads(uint32_t n);
  *         spectrum without peaks, and on failure: unknown spectrum, "No line spectra supported in this analysis.", a damaged
  *         file. Nothing is written on failure.
  */
-KOVADATA_API uint32_t kvs_read_line_spectrum(uint64_t handle, int64_t spectrum_id, double *positions,
-                                             float *intensities, uint32_t length);
+KOVADATA_API uint32_t kvs_read_line_spectrum(uint64_t handle, int64_t spectrum_id, double* positions,
+                                             float* intensities, uint32_t length);
 
 /**
  * Reads the line spectrum of a spectrum with the widths of its peaks.
@@ -115,8 +115,9 @@ KOVADATA_API uint32_t kvs_read_line_spectrum(uint64_t handle, int64_t spectrum_i
  * @param length       number of values that each array has room for
  * @return as kvs_read_line_spectrum(); also 0 on "Invalid call to getLineSpectrum(), peak width are not available"
  */
-KOVADATA_API uint32_t kvs_read_line_spectrum_with_width(uint64_t handle, int64_t spectrum_id, double *positions,
-                                                        float *intensities, float *widths, uint32_t length);
+KOVADATA_API uint32_t kvs_read_line_spectrum_with_width(uint64_t handle, int64_t spectrum_id,
+                                                        double* positions, float* intensities, float* widths,
+                                                        uint32_t length);
 
 /**
  * Reads the profile spectrum of a spectrum.
@@ -128,7 +129,7 @@ KOVADATA_API uint32_t kvs_read_line_spectrum_with_width(uint64_t handle, int64_t
  * @return number of points N. If N is larger than @p length, nothing was written. 0 for a spectrum without profile, and on
  *         failure: unknown spectrum, "No profile spectra supported in this analysis.", a damaged file.
  */
-KOVADATA_API uint32_t kvs_read_profile_spectrum(uint64_t handle, int64_t spectrum_id, uint32_t *intensities,
+KOVADATA_API uint32_t kvs_read_profile_spectrum(uint64_t handle, int64_t spectrum_id, uint32_t* intensities,
                                                 uint32_t length);
 
 /** @} */
@@ -149,7 +150,7 @@ KOVADATA_API uint32_t kvs_read_profile_spectrum(uint64_t handle, int64_t spectru
  * @param cnt          number of values
  * @return 1, or 0 on failure; the output may be partly written then
  */
-KOVADATA_API uint32_t kvs_index_to_mz(uint64_t handle, int64_t spectrum_id, const double *index, double *mz,
+KOVADATA_API uint32_t kvs_index_to_mz(uint64_t handle, int64_t spectrum_id, const double* index, double* mz,
                                       uint32_t cnt);
 
 /**
@@ -162,7 +163,7 @@ KOVADATA_API uint32_t kvs_index_to_mz(uint64_t handle, int64_t spectrum_id, cons
  * @param cnt          number of values
  * @return 1, or 0 on failure; the output may be partly written then
  */
-KOVADATA_API uint32_t kvs_mz_to_index(uint64_t handle, int64_t spectrum_id, const double *mz, double *index,
+KOVADATA_API uint32_t kvs_mz_to_index(uint64_t handle, int64_t spectrum_id, const double* mz, double* index,
                                       uint32_t cnt);
 
 /** @} */

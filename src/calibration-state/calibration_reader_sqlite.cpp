@@ -12,7 +12,8 @@ std::filesystem::path getCalibrationFile(const std::filesystem::path& directory)
 std::optional<CalibrationReaderSqlite> CalibrationReaderSqlite::getCalibrationReaderSqlite(
     const std::filesystem::path& file, const CalibrationStateSelector& selector) {
     try {
-        return CalibrationReaderSqlite(std::make_unique<CalibrationReaderSqliteImpl>(file.parent_path(), selector));
+        return CalibrationReaderSqlite(
+            std::make_unique<CalibrationReaderSqliteImpl>(file.parent_path(), selector));
     } catch (const NoMatchingCalibrationStateError& e) {
         const auto logger = logging::Logger::getLogger("io.calibration.CalibrationReaderSqlite");
         LUMO_LOG(logger, Info, e.what());
@@ -32,8 +33,9 @@ CalibrationReaderSqlite::MzTrafoPtr CalibrationReaderSqlite::getMzTrafo(std::int
     return impl->getMzTrafo(frameId);
 }
 
-CalibrationReaderSqlite::MzTrafoPtr CalibrationReaderSqlite::getMzTrafo(std::int64_t frameId, bool negative, double t1,
-                                                                        double t2, bool raw) const {
+CalibrationReaderSqlite::MzTrafoPtr CalibrationReaderSqlite::getMzTrafo(std::int64_t frameId, bool negative,
+                                                                        double t1, double t2,
+                                                                        bool raw) const {
     return impl->getMzTrafo(frameId, negative, {t1, t2}, raw);
 }
 
@@ -51,13 +53,14 @@ std::optional<std::string> CalibrationReaderSqlite::getCalibrationInfoString(boo
     return row ? std::optional<std::string>(row->getStringField(0)) : std::nullopt;
 }
 
-std::optional<std::vector<std::byte>> CalibrationReaderSqlite::getCalibrationInfoBlob(bool negative,
-                                                                                      const std::string& key) const {
+std::optional<std::vector<std::byte>> CalibrationReaderSqlite::getCalibrationInfoBlob(
+    bool negative, const std::string& key) const {
     const auto row = impl->getCalibrationInfoValue(negative, key);
     return row ? std::optional<std::vector<std::byte>>(row->getBlobField(0)) : std::nullopt;
 }
 
-std::vector<LockMassCalibrationDiagnostic> CalibrationReaderSqlite::getLockMassCalibrationDiagnostics() const {
+std::vector<LockMassCalibrationDiagnostic> CalibrationReaderSqlite::getLockMassCalibrationDiagnostics()
+    const {
     return readLockMassCalibrationDiagnostics(*impl->getSQLiteDb(), impl->getStateId());
 }
 

@@ -27,9 +27,10 @@ public:
     using MzTrafoPtr = ::lumo::calibration::ICalibrationTransformatorPtr;
     using MobTrafoPtr = std::unique_ptr<::lumo::calibration::kova::ITransformator>;
 
-    // The state that the selector chooses; empty when none fits. A database that is broken or of another kind fails.
-    static std::optional<CalibrationReaderSqlite> getCalibrationReaderSqlite(const std::filesystem::path& file,
-                                                                             const CalibrationStateSelector& selector);
+    // The state that the selector chooses; empty when none fits. A database that is broken or of another kind
+    // fails.
+    static std::optional<CalibrationReaderSqlite> getCalibrationReaderSqlite(
+        const std::filesystem::path& file, const CalibrationStateSelector& selector);
 
     CalibrationReaderSqlite(CalibrationReaderSqlite&&) noexcept;
     CalibrationReaderSqlite& operator=(CalibrationReaderSqlite&&) noexcept;
@@ -41,8 +42,8 @@ public:
     // The frame's own mass transformator. Fails when the state has none for each frame.
     MzTrafoPtr getMzTrafo(std::int64_t frameId) const;
 
-    // The frame's own mass transformator where the state has them, else the polarity's reference, which may be empty;
-    // compensated for the frame's measured temperatures unless `raw`.
+    // The frame's own mass transformator where the state has them, else the polarity's reference, which may
+    // be empty; compensated for the frame's measured temperatures unless `raw`.
     MzTrafoPtr getMzTrafo(std::int64_t frameId, bool negative, double t1, double t2, bool raw) const;
 
     // Empty when the state has no reference for the polarity.

@@ -22,7 +22,15 @@ constexpr int kNewestSchemaMajor = 1;
 constexpr int kMeasurementMode = 2;
 
 // Fields of a row of "RefMzCalibration" and of "FrameMzCalibration" as they are queried.
-enum Field : int { kModelType = 1, kFrameFirstCoefficient = 2, kT1 = 2, kT2, kDC1, kDC2, kRefFirstCoefficient };
+enum Field : int {
+    kModelType = 1,
+    kFrameFirstCoefficient = 2,
+    kT1 = 2,
+    kT2,
+    kDC1,
+    kDC2,
+    kRefFirstCoefficient
+};
 
 fs::path existingCalibrationFile(const fs::path& directory) {
     std::error_code error;
@@ -65,8 +73,8 @@ const char* polarityName(bool negative) { return negative ? "negative" : "positi
 CalibrationReaderSqliteImpl::CalibrationReaderSqliteImpl(const fs::path& directory,
                                                          const CalibrationStateSelector& selector) {
     db->open(existingCalibrationFile(directory));
-    const auto schemaType =
-        sqlite::simpleCheckedQuery<std::string>(*db, "SELECT Value FROM GlobalMetadata WHERE Key='SchemaType'");
+    const auto schemaType = sqlite::simpleCheckedQuery<std::string>(
+        *db, "SELECT Value FROM GlobalMetadata WHERE Key='SchemaType'");
     if (schemaType != "CALIBRATION_SQLITE") {
         LUMO_THROW(std::runtime_error("Schema type '" + schemaType + "' not supported"));
     }
@@ -87,11 +95,13 @@ CalibrationReaderSqliteImpl::CalibrationReaderSqliteImpl(const fs::path& directo
             db->compileStatement("SELECT FrameMzCalibrationId FROM FrameMzCalibrationMapping" + condition);
     }
     if (hasTable(*db, "KovaCalibrationMapping")) {
-        mobilityMapping = db->compileStatement("SELECT KovaCalibrationId FROM KovaCalibrationMapping" + condition);
+        mobilityMapping =
+            db->compileStatement("SELECT KovaCalibrationId FROM KovaCalibrationMapping" + condition);
     }
 }
 
-void CalibrationReaderSqliteImpl::selectState(const CalibrationStateSelector& selector, const fs::path& directory) {
+void CalibrationReaderSqliteImpl::selectState(const CalibrationStateSelector& selector,
+                                              const fs::path& directory) {
     try {
         key = selector.getUUID(*db);
     } catch (const NoMatchingCalibrationStateError& e) {
@@ -144,9 +154,10 @@ const ReferenceMzTrafo& CalibrationReaderSqliteImpl::getRefMzTrafo(bool negative
 }
 
 ReferenceMzTrafo CalibrationReaderSqliteImpl::loadRefMzTrafo(bool negative) {
-    const CppSQLite3Query reference = db->execQuery(
-        std::string("SELECT ") + (negative ? "NegativeReferenceCalibratorId" : "PositiveReferenceCalibratorId") +
-        " FROM CalibrationState WHERE Id=" + std::to_string(stateId));
+    const CppSQLite3Query reference =
+        db->execQuery(std::string("SELECT ") +
+                      (negative ? "NegativeReferenceCalibratorId" : "PositiveReferenceCalibratorId") +
+                      " FROM CalibrationState WHERE Id=" + std::to_string(stateId));
     if (reference.eof() || reference.fieldIsNull(0)) {
         return {};
     }
@@ -165,7 +176,8 @@ ReferenceMzTrafo CalibrationReaderSqliteImpl::loadRefMzTrafo(bool negative) {
     return result;
 }
 
-CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildReference(CppSQLite3Query& row) const {
+CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildReference(
+    CppSQLite3Query& row) const {
     switch (supportedCalibrationModelsFromInt(row.getIntField(kModelType))) {
         case SupportedCalibrationModel::Tof: {
             const DigitizerConstants& constants = requireDigitizerConstants("tof");
@@ -185,7 +197,8 @@ CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildRefere
     return nullptr;  // the enumeration is complete
 }
 
-CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildForFrame(CppSQLite3Query& row) const {
+CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildForFrame(
+    CppSQLite3Query& row) const {
     const int model = row.getIntField(kModelType);
     switch (static_cast<SupportedCalibrationModel>(model)) {
         case SupportedCalibrationModel::Tof: {
@@ -217,14 +230,14 @@ CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::loadFrameMz
 
 CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::getMzTrafo(std::int64_t frameId) {
     if (!hasFrameCalibrators) {
-        LUMO_THROW(std::runtime_error("Calibration state " + key + " has no m/z calibrations of single frames."));
+        LUMO_THROW(
+            std::runtime_error("Calibration state " + key + " has no m/z calibrations of single frames."));
     }
     return loadFrameMzTrafo(frameId);
 }
 
-CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::getMzTrafo(std::int64_t frameId, bool negative,
-                                                                                const models::Temperatures& measured,
-                                                                                bool raw) {
+CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::getMzTrafo(
+    std::int64_t frameId, bool negative, const models::Temperatures& measured, bool raw) {
     if (hasFrameCalibrators) {
         // A frame's own calibration was made at the frame's own temperatures.
         MzTrafoPtr own = loadFrameMzTrafo(frameId);
@@ -249,13 +262,13 @@ std::optional<CppSQLite3Query> CalibrationReaderSqliteImpl::getCalibrationInfoVa
                                                                                     const std::string& name) {
     const std::string polarity = negative ? "-" : "+";
     try {
-        CppSQLite3Query row =
-            db->execQuery("SELECT Value FROM CalibrationInfo WHERE CalibrationState=" + std::to_string(stateId) +
-                          " AND KeyPolarity='" + polarity + "' AND KeyName=" + sqlLiteral(name));
+        CppSQLite3Query row = db->execQuery(
+            "SELECT Value FROM CalibrationInfo WHERE CalibrationState=" + std::to_string(stateId) +
+            " AND KeyPolarity='" + polarity + "' AND KeyName=" + sqlLiteral(name));
         return row.eof() ? std::nullopt : std::optional<CppSQLite3Query>(std::move(row));
     } catch (const CppSQLite3Exception& e) {
-        LUMO_THROW(CorruptDataError("SQLite error retrieving calibration info " + name + " / " + polarity + ": " +
-                                    e.what()));
+        LUMO_THROW(CorruptDataError("SQLite error retrieving calibration info " + name + " / " + polarity +
+                                    ": " + e.what()));
     }
 }
 

@@ -27,8 +27,10 @@ class CalibrationReaderSqliteImpl {
 public:
     using MzTrafoPtr = ::lumo::calibration::ICalibrationTransformatorPtr;
 
-    // Raises NoMatchingCalibrationStateError when the selector finds no state, std::runtime_error on anything else.
-    CalibrationReaderSqliteImpl(const std::filesystem::path& directory, const CalibrationStateSelector& selector);
+    // Raises NoMatchingCalibrationStateError when the selector finds no state, std::runtime_error on anything
+    // else.
+    CalibrationReaderSqliteImpl(const std::filesystem::path& directory,
+                                const CalibrationStateSelector& selector);
 
     const std::shared_ptr<CppSQLite3DB>& getSQLiteDb() const { return db; }
     const std::string& getKey() const { return key; }
@@ -36,8 +38,8 @@ public:
     bool hasFrameMzTrafos() const { return hasFrameCalibrators; }
 
     MzTrafoPtr getMzTrafo(std::int64_t frameId);
-    MzTrafoPtr getMzTrafo(std::int64_t frameId, bool negative, const ::lumo::calibration::Temperatures& measured,
-                          bool raw);
+    MzTrafoPtr getMzTrafo(std::int64_t frameId, bool negative,
+                          const ::lumo::calibration::Temperatures& measured, bool raw);
 
     // Loaded when first asked for.
     const ReferenceMzTrafo& getRefMzTrafo(bool negative);
@@ -70,8 +72,8 @@ private:
     std::optional<CalibrationTableReader> mobilityTable;
     bool hasFrameCalibrators = false;
     std::optional<DigitizerConstants> digitizerConstants;
-    CppSQLite3Statement frameMapping;     // not prepared when the table is absent
-    CppSQLite3Statement mobilityMapping;  // likewise
+    CppSQLite3Statement frameMapping;                           // not prepared when the table is absent
+    CppSQLite3Statement mobilityMapping;                        // likewise
     std::array<std::optional<ReferenceMzTrafo>, 2> references;  // positive, negative
 };
 

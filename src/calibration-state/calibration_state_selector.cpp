@@ -35,9 +35,12 @@ CalibrationStateSelector CalibrationStateSelector::useLastIncomplete(const std::
     return CalibrationStateSelector({.key = {}, .source = source, .latest = true, .allowIncomplete = true});
 }
 
-bool CalibrationStateSelector::analysisInfoRequired() const { return !request.key && !request.allowIncomplete; }
+bool CalibrationStateSelector::analysisInfoRequired() const {
+    return !request.key && !request.allowIncomplete;
+}
 
-void CalibrationStateSelector::setAnalysisInfo(std::size_t frames, bool positive, bool negative, bool mobility) {
+void CalibrationStateSelector::setAnalysisInfo(std::size_t frames, bool positive, bool negative,
+                                               bool mobility) {
     frameCount = static_cast<std::int64_t>(frames);
     positivePresent = positive;
     negativePresent = negative;
@@ -63,7 +66,8 @@ std::string CalibrationStateSelector::getUUID(CppSQLite3DB& db) const {
 void CalibrationStateSelector::requireKey(CppSQLite3DB& db) const {
     const std::string query = "SELECT COUNT(*) FROM CalibrationState WHERE Key=" + sqlLiteral(*request.key);
     if (sqlite::simpleCheckedQuery<std::int64_t>(db, query) == 0) {
-        LUMO_THROW(NoMatchingCalibrationStateError("Calibration state [" + *request.key + "] does not exist"));
+        LUMO_THROW(
+            NoMatchingCalibrationStateError("Calibration state [" + *request.key + "] does not exist"));
     }
 }
 
@@ -82,8 +86,9 @@ std::string CalibrationStateSelector::anyStateQuery() const {
     return "SELECT c.Key FROM CalibrationState c WHERE " + condition + " ORDER BY Id " + order() + " LIMIT 1";
 }
 
-// A state is complete when its calibrations cover the analysis: every frame is mapped to a calibration of its own, or
-// there is a reference calibration for each polarity; and every frame is mapped to a mobility calibration.
+// A state is complete when its calibrations cover the analysis: every frame is mapped to a calibration of its
+// own, or there is a reference calibration for each polarity; and every frame is mapped to a mobility
+// calibration.
 std::string CalibrationStateSelector::completeStateQuery() const {
     const std::string frames = std::to_string(frameCount);
     std::string query = "SELECT c.Key FROM CalibrationState c WHERE (";
@@ -92,17 +97,21 @@ std::string CalibrationStateSelector::completeStateQuery() const {
     }
     query +=
         "(c.HasFrameCalibrators=1"
-        " AND (SELECT MAX(FrameId) FROM FrameMzCalibrationMapping mp WHERE mp.CalibrationState=c.Id)=" + frames +
-        " AND (SELECT COUNT(*) FROM FrameMzCalibrationMapping mp WHERE mp.CalibrationState=c.Id)=" + frames + ")";
+        " AND (SELECT MAX(FrameId) FROM FrameMzCalibrationMapping mp WHERE mp.CalibrationState=c.Id)=" +
+        frames +
+        " AND (SELECT COUNT(*) FROM FrameMzCalibrationMapping mp WHERE mp.CalibrationState=c.Id)=" + frames +
+        ")";
     query += " OR (c.HasFrameCalibrators=0 ";
     query += negativePresent ? "AND c.NegativeReferenceCalibratorId IS NOT NULL " : " ";
     query += positivePresent ? "AND c.PositiveReferenceCalibratorId IS NOT NULL) )" : ") )";
     if (mobilityRequired) {
         query +=
             " AND (SELECT MAX(FrameId) FROM KovaCalibrationMapping"
-            " WHERE KovaCalibrationMapping.CalibrationState=c.Id)=" + frames +
+            " WHERE KovaCalibrationMapping.CalibrationState=c.Id)=" +
+            frames +
             " AND (SELECT COUNT(*) FROM KovaCalibrationMapping"
-            " WHERE KovaCalibrationMapping.CalibrationState=c.Id)=" + frames;
+            " WHERE KovaCalibrationMapping.CalibrationState=c.Id)=" +
+            frames;
     }
     if (request.source) {
         query += " AND c.Source=" + sqlLiteral(*request.source);

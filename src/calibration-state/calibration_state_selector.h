@@ -38,9 +38,9 @@ public:
     static CalibrationStateSelector useFirst(const std::string& source);
     static CalibrationStateSelector useLastIncomplete(const std::string& source);
 
-    // Whether complete states have to be told from incomplete ones, which takes what setAnalysisInfo() gives: the
-    // number of frames that a complete state maps, the polarities that need a reference calibration, and whether the
-    // frames need a mobility calibration.
+    // Whether complete states have to be told from incomplete ones, which takes what setAnalysisInfo() gives:
+    // the number of frames that a complete state maps, the polarities that need a reference calibration, and
+    // whether the frames need a mobility calibration.
     bool analysisInfoRequired() const;
     void setAnalysisInfo(std::size_t frameCount, bool positive, bool negative, bool mobility);
 
@@ -49,7 +49,9 @@ public:
 
     // For log messages.
     std::string to_string() const;
-    const RequestedCalibrationStateInformation& getRequestedCalibrationStateInformation() const { return request; }
+    const RequestedCalibrationStateInformation& getRequestedCalibrationStateInformation() const {
+        return request;
+    }
 
 private:
     explicit CalibrationStateSelector(RequestedCalibrationStateInformation requested);
@@ -68,8 +70,8 @@ private:
     bool mobilityRequired = false;
 };
 
-// The selector of a mode: `parameter` is the source for "first", "last" (may be empty) and "lastIncomplete", the key
-// for "uuid". Empty for "off". Raises std::runtime_error.
+// The selector of a mode: `parameter` is the source for "first", "last" (may be empty) and "lastIncomplete",
+// the key for "uuid". Empty for "off". Raises std::runtime_error.
 std::optional<CalibrationStateSelector> createCalibrationStateSelector(CalibrationStateMode mode,
                                                                        const std::string& parameter);
 

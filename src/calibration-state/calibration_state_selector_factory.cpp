@@ -13,11 +13,11 @@ void checkParameterCount(CalibrationStateMode mode, std::size_t count, std::size
     if (given == 1 || given == count || (given == 0 && !needsParameter(mode))) {
         return;
     }
-    LUMO_THROW(std::runtime_error("Invalid parameter list for recalib mode " + to_string(mode) +
-                                  ", recalibParam must fit [" + std::to_string(count) + "] entries, got [" +
-                                  std::to_string(given) + "]" +
-                                  (needsParameter(mode) ? ", expected [1], or [" : ", expected [0], [1], or [") +
-                                  std::to_string(count) + "]"));
+    LUMO_THROW(std::runtime_error(
+        "Invalid parameter list for recalib mode " + to_string(mode) + ", recalibParam must fit [" +
+        std::to_string(count) + "] entries, got [" + std::to_string(given) + "]" +
+        (needsParameter(mode) ? ", expected [1], or [" : ", expected [0], [1], or [") +
+        std::to_string(count) + "]"));
 }
 
 }  // namespace

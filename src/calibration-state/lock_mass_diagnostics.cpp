@@ -29,7 +29,8 @@ std::vector<double> seriesFromText(std::string_view text, const char* column) {
         double value = 0.0;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
         text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-        if (error != std::errc() || (!text.empty() && kSeparators.find(text.front()) == std::string_view::npos)) {
+        if (error != std::errc() ||
+            (!text.empty() && kSeparators.find(text.front()) == std::string_view::npos)) {
             raiseBadSeries(column);
         }
         series.push_back(value);
@@ -73,7 +74,8 @@ std::vector<LockMassCalibrationDiagnostic> readLockMassCalibrationDiagnostics(Cp
         " FROM LcMsLockMassCalibrationDiagnostic WHERE CalibrationState=" +
         std::to_string(stateId));
     for (; !row.eof(); row.nextRow()) {
-        records.push_back({row.getFloatField(0), row.getFloatField(1), seriesField(row, 2, "RetentionTimesInSeconds"),
+        records.push_back({row.getFloatField(0), row.getFloatField(1),
+                           seriesField(row, 2, "RetentionTimesInSeconds"),
                            seriesField(row, 3, "MassDeviationInDa")});
         if (records.back().retentionTimesInSeconds.size() != records.back().massDeviationInDa.size()) {
             LUMO_THROW(CorruptDataError("Lock-mass diagnostics have series of different lengths."));

@@ -14,9 +14,9 @@ struct LockMassCalibrationDiagnostic {
     std::vector<double> massDeviationInDa;        // and by how much it was off there
 };
 
-// Records of one state from table "LcMsLockMassCalibrationDiagnostic". The two series are stored either as blobs of
-// little-endian doubles or as texts of numbers separated by blanks, commas or semicolons; NULL is an empty series.
-// Raises CorruptDataError on a series that is neither, or when the two differ in length.
+// Records of one state from table "LcMsLockMassCalibrationDiagnostic". The two series are stored either as
+// blobs of little-endian doubles or as texts of numbers separated by blanks, commas or semicolons; NULL is an
+// empty series. Raises CorruptDataError on a series that is neither, or when the two differ in length.
 std::vector<LockMassCalibrationDiagnostic> readLockMassCalibrationDiagnostics(CppSQLite3DB& db, int stateId);
 
 }  // namespace lumo::io::calibration

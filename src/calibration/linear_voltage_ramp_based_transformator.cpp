@@ -57,7 +57,9 @@ struct ScanAxis {
     const Continuation& continuation;
 
     double toVoltage(double scan) const { return ramp.scanNumToVoltageNonClipped(scan - transitTime); }
-    double fromVoltage(double voltage) const { return ramp.voltageToScanNumNonClipped(voltage) + transitTime; }
+    double fromVoltage(double voltage) const {
+        return ramp.voltageToScanNumNonClipped(voltage) + transitTime;
+    }
     double toOneOverK0(double scan) const { return continuation.value(toVoltage(scan) * polaritySign); }
     double fromOneOverK0(double k) const { return fromVoltage(continuation.inverse(k) * polaritySign); }
 };
@@ -155,7 +157,7 @@ void LinearVoltageRampBasedTransformator::setCoefficients(const std::vector<doub
     vmax = c[3];
     // The continuation may still refuse slopes whose product vanishes; the coefficients stay stored then.
     const Continuation continued(f, {vmin, f.value(vmin), f.slope(vmin)},
-                                                                      {vmax, f.value(vmax), f.slope(vmax)});
+                                 {vmax, f.value(vmax), f.slope(vmax)});
     continuation.emplace(continued);
 }
 

@@ -39,12 +39,16 @@ public:
     // 1: 1/K0 linear in the scan number; 2: based on a linear voltage ramp.
     virtual int getStrategy() const = 0;
 
-    // As the single-value operations, on arrays of equal length; both may be the same array, other overlaps are not
-    // allowed.
-    virtual void scanNumberToOneOverK0(std::span<const double> scanNumbers, std::span<double> oneOverK0s) const = 0;
-    virtual void scanNumberToVoltage(std::span<const double> scanNumbers, std::span<double> voltages) const = 0;
-    virtual void oneOverK0ToScanNumber(std::span<const double> oneOverK0s, std::span<double> scanNumbers) const = 0;
-    virtual void voltageToScanNumber(std::span<const double> voltages, std::span<double> scanNumbers) const = 0;
+    // As the single-value operations, on arrays of equal length; both may be the same array, other overlaps
+    // are not allowed.
+    virtual void scanNumberToOneOverK0(std::span<const double> scanNumbers,
+                                       std::span<double> oneOverK0s) const = 0;
+    virtual void scanNumberToVoltage(std::span<const double> scanNumbers,
+                                     std::span<double> voltages) const = 0;
+    virtual void oneOverK0ToScanNumber(std::span<const double> oneOverK0s,
+                                       std::span<double> scanNumbers) const = 0;
+    virtual void voltageToScanNumber(std::span<const double> voltages,
+                                     std::span<double> scanNumbers) const = 0;
 };
 
 // The model of measured data: the voltage is linear in the scan number, 1/K0 a rational function of its

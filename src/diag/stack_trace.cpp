@@ -15,8 +15,8 @@ namespace {
 
 std::string demangled(const char* name) {
     int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> text(abi::__cxa_demangle(name, nullptr, nullptr, &status),
-                                                           &std::free);
+    const std::unique_ptr<char, decltype(&std::free)> text(
+        abi::__cxa_demangle(name, nullptr, nullptr, &status), &std::free);
     return status == 0 && text ? text.get() : name;
 }
 
@@ -36,7 +36,8 @@ void renderFrame(std::ostream& out, void* address) {
     if (dladdr(address, &info) == 0) {
         return;
     }
-    const char* const base = static_cast<const char*>(info.dli_sname != nullptr ? info.dli_saddr : info.dli_fbase);
+    const char* const base =
+        static_cast<const char*>(info.dli_sname != nullptr ? info.dli_saddr : info.dli_fbase);
     if (info.dli_sname != nullptr) {
         out << ' ' << demangled(info.dli_sname);
     }

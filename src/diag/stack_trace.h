@@ -5,8 +5,8 @@
 
 namespace lumo::diag {
 
-// Return addresses of a thread at one moment. Capturing only records addresses; symbol names are looked up when the
-// trace is rendered, because most traces never are.
+// Return addresses of a thread at one moment. Capturing only records addresses; symbol names are looked up
+// when the trace is rendered, because most traces never are.
 class StackTrace {
 public:
     static constexpr int kMaxFrames = 1024;
@@ -14,7 +14,8 @@ public:
     // Records the calling thread's stack, leaving out this function and `skippedFrames` more.
     static StackTrace capture(int skippedFrames = 0);
 
-    // One line per frame, innermost first: number, address, function (demangled where a symbol exists), module.
+    // One line per frame, innermost first: number, address, function (demangled where a symbol exists),
+    // module.
     std::string toString() const;
 
     bool empty() const { return addresses.empty(); }

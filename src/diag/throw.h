@@ -14,10 +14,11 @@ std::string to_string(const StackTraceInfo& info);
 
 namespace details {
 
-// The one way exceptions are raised: attaches where and from which call chain, while what() stays the plain message.
+// The one way exceptions are raised: attaches where and from which call chain, while what() stays the plain
+// message.
 template <class Exception>
-[[noreturn]] void do_throw_exception(const Exception& exception, const char* signature, const char* file, int line,
-                                     StackTrace stackTrace) {
+[[noreturn]] void do_throw_exception(const Exception& exception, const char* signature, const char* file,
+                                     int line, StackTrace stackTrace) {
     throw boost::enable_error_info(exception)
         << boost::throw_function(signature) << boost::throw_file(file) << boost::throw_line(line)
         << StackTraceInfo(std::move(stackTrace));
@@ -26,6 +27,6 @@ template <class Exception>
 }  // namespace details
 }  // namespace lumo::diag
 
-#define LUMO_THROW(exception)                                                              \
+#define LUMO_THROW(exception)                                                                       \
     ::lumo::diag::details::do_throw_exception((exception), __PRETTY_FUNCTION__, __FILE__, __LINE__, \
                                               ::lumo::diag::StackTrace::capture())

@@ -9,8 +9,9 @@ AnalysisReader::AnalysisReader(const std::filesystem::path& directory,
                                const char* loggerName)
     : impl(std::make_unique<KvdReaderImpl>(directory, std::move(selector), isKvd)),
       logger(logging::Logger::getLogger(loggerName)) {
-    LUMO_LOG(logger, Debug, "Opened " << directory.string() << ", schema version " << impl->getSchemaVersionMajor()
-                                      << '.' << impl->getSchemaVersionMinor());
+    LUMO_LOG(logger, Debug,
+             "Opened " << directory.string() << ", schema version " << impl->getSchemaVersionMajor() << '.'
+                       << impl->getSchemaVersionMinor());
 }
 
 AnalysisReader::AnalysisReader(AnalysisReader&&) noexcept = default;
@@ -19,7 +20,8 @@ AnalysisReader::~AnalysisReader() = default;
 
 std::shared_ptr<CppSQLite3DB> AnalysisReader::getSQLiteDb() const { return impl->getSQLiteDb(); }
 
-std::optional<std::string> AnalysisReader::getCalibrationInfoString(bool negative, const std::string& key) const {
+std::optional<std::string> AnalysisReader::getCalibrationInfoString(bool negative,
+                                                                    const std::string& key) const {
     const auto& external = impl->getExternalReader();
     return external ? external->getCalibrationInfoString(negative, key)
                     : impl->getCalibrationReader().getCalibrationInfoString(negative, key);
@@ -53,6 +55,8 @@ std::optional<std::string> AnalysisReader::getCalibrationStateId() const {
     return external ? std::optional<std::string>(external->getCalibrationStateId()) : std::nullopt;
 }
 
-const FrameInfo& AnalysisReader::getFrameInfo(std::int64_t frameId) const { return impl->getFrameInfo(frameId); }
+const FrameInfo& AnalysisReader::getFrameInfo(std::int64_t frameId) const {
+    return impl->getFrameInfo(frameId);
+}
 
 }  // namespace lumo::io::kova

@@ -18,8 +18,8 @@ namespace lumo::io::kova {
 
 class KvdReaderImpl;
 
-// What readers of both formats offer: the database and the calibration of an open analysis. Movable; a moved-from reader
-// may only be destroyed or assigned to. Used by one thread at a time.
+// What readers of both formats offer: the database and the calibration of an open analysis. Movable; a
+// moved-from reader may only be destroyed or assigned to. Used by one thread at a time.
 class AnalysisReader : public ISqliteReader {
 public:
     using MzTrafoPtr = ::lumo::calibration::ICalibrationTransformatorPtr;
@@ -31,12 +31,13 @@ public:
     // Virtual functions keep their slot order.
     std::shared_ptr<CppSQLite3DB> getSQLiteDb() const override;
 
-    // The functions below use the state of the external calibration file if one was chosen when the reader was made,
-    // else the calibration that was stored during acquisition.
+    // The functions below use the state of the external calibration file if one was chosen when the reader
+    // was made, else the calibration that was stored during acquisition.
 
     // Text and bytes of table "CalibrationInfo"; empty when the key has no row.
     virtual std::optional<std::string> getCalibrationInfoString(bool negative, const std::string& key) const;
-    virtual std::optional<std::vector<std::byte>> getCalibrationInfoBlob(bool negative, const std::string& key) const;
+    virtual std::optional<std::vector<std::byte>> getCalibrationInfoBlob(bool negative,
+                                                                         const std::string& key) const;
 
     // Mass transformator of a frame; empty when its calibration id has no row. `raw` asks for one without
     // compensation of temperatures; it matters only to re-calibrated states.
@@ -45,8 +46,8 @@ public:
     // Mass transformator of the calibration stored during acquisition. Deliberate: the flag is ignored.
     virtual MzTrafoPtr getRawMzTrafo(std::int64_t frameId, bool flag) const;
 
-    // The transformator that all frames of a polarity share; a calibration of the acquisition fails when there is none
-    // or more than one, a re-calibrated state without one gives an empty pointer.
+    // The transformator that all frames of a polarity share; a calibration of the acquisition fails when
+    // there is none or more than one, a re-calibrated state without one gives an empty pointer.
     virtual MzTrafoPtr getReferenceMzTrafo(bool negative) const;
 
     // True when conversions use a state of the external calibration file, and which one.
@@ -58,7 +59,8 @@ public:
 
 protected:
     AnalysisReader(const std::filesystem::path& directory,
-                   std::optional<calibration::CalibrationStateSelector> selector, bool isKvd, const char* loggerName);
+                   std::optional<calibration::CalibrationStateSelector> selector, bool isKvd,
+                   const char* loggerName);
 
     std::unique_ptr<KvdReaderImpl> impl;
     logging::Logger logger;

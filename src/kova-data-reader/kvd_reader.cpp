@@ -24,7 +24,8 @@ std::uint32_t readBinCount(const ISqliteReader& reader) {
     const auto samples = getGlobalMetadatumRequired<std::uint32_t>(reader, "DigitizerNumSamples");
     const std::uint32_t binCount = static_cast<std::uint32_t>(scaleFactor) * samples;  // wraps, as written
     if (binCount == 0) {
-        LUMO_THROW(calibration::CorruptDataError("Unreasonable digitizer timing settings in global metadata."));
+        LUMO_THROW(
+            calibration::CorruptDataError("Unreasonable digitizer timing settings in global metadata."));
     }
     return binCount;
 }
@@ -41,18 +42,20 @@ KvdReader::KvdReader(KvdReader&&) noexcept = default;
 KvdReader& KvdReader::operator=(KvdReader&&) noexcept = default;
 KvdReader::~KvdReader() = default;
 
-std::pair<const std::byte*, std::uint32_t> KvdReader::getScanBlob(std::int64_t frameId, std::uint32_t scan) const {
+std::pair<const std::byte*, std::uint32_t> KvdReader::getScanBlob(std::int64_t frameId,
+                                                                  std::uint32_t scan) const {
     return impl->getScanBlob(frameId, scan);
 }
 
 const KvdFrameReader& KvdReader::loadFrame(std::int64_t frameId) const { return impl->loadFrame(frameId); }
 
-const ByteBuffer& KvdReader::getDecompressedScanData(std::int64_t frameId, std::uint32_t scan, std::uint32_t& start,
-                                                     std::uint32_t& end) const {
+const ByteBuffer& KvdReader::getDecompressedScanData(std::int64_t frameId, std::uint32_t scan,
+                                                     std::uint32_t& start, std::uint32_t& end) const {
     return impl->loadFrame(frameId).get(scan, start, end);
 }
 
-void KvdReader::hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBegin, std::uint32_t scanEnd) const {
+void KvdReader::hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBegin,
+                                      std::uint32_t scanEnd) const {
     impl->hintWillReadScanRange(frameId, scanBegin, scanEnd);
 }
 

@@ -16,8 +16,8 @@ class BinLimit;
 class ByteBuffer;
 class KvdFrameReader;
 
-// The one object through which an ion-mobility analysis is read. Fully usable once constructed. References and pointers
-// it hands out are valid until the next call.
+// The one object through which an ion-mobility analysis is read. Fully usable once constructed. References
+// and pointers it hands out are valid until the next call.
 class KvdReader : public AnalysisReader {
 public:
     using MobTrafoPtr = std::unique_ptr<::lumo::calibration::kova::ITransformator>;
@@ -37,7 +37,8 @@ public:
     // Makes a frame the decompressed one. Compression type 2 only.
     const KvdFrameReader& loadFrame(std::int64_t frameId) const;
 
-    // Byte-shuffled words of a frame and the word range [start, end) of one of its scans. Compression type 2 only.
+    // Byte-shuffled words of a frame and the word range [start, end) of one of its scans. Compression type 2
+    // only.
     const ByteBuffer& getDecompressedScanData(std::int64_t frameId, std::uint32_t scan, std::uint32_t& start,
                                               std::uint32_t& end) const;
 

@@ -35,8 +35,9 @@ KvdReaderImpl::KvdReaderImpl(const std::filesystem::path& directory, Selector se
 void KvdReaderImpl::openExternalCalibration(const std::filesystem::path& file,
                                             calibration::CalibrationStateSelector selector) {
     if (std::error_code error; !std::filesystem::exists(file, error)) {
-        LUMO_LOG(logger, Warn, "Requested recalibration file " << file.string()
-                                   << " does not exists. Fallback to instrument calibration from kvd.");
+        LUMO_LOG(logger, Warn,
+                 "Requested recalibration file "
+                     << file.string() << " does not exists. Fallback to instrument calibration from kvd.");
         return;
     }
     if (selector.analysisInfoRequired()) {
@@ -44,10 +45,12 @@ void KvdReaderImpl::openExternalCalibration(const std::filesystem::path& file,
     }
     externalReader = calibration::CalibrationReaderSqlite::getCalibrationReaderSqlite(file, selector);
     if (externalReader) {
-        LUMO_LOG(logger, Info, "Reading data using calibration state " << externalReader->getCalibrationStateId());
+        LUMO_LOG(logger, Info,
+                 "Reading data using calibration state " << externalReader->getCalibrationStateId());
         return;
     }
-    // A state asked for by its key must be there; any other request falls back to the acquisition's calibration.
+    // A state asked for by its key must be there; any other request falls back to the acquisition's
+    // calibration.
     const auto& request = selector.getRequestedCalibrationStateInformation();
     if (!selector.analysisInfoRequired() && !request.source) {
         LUMO_THROW(CalibrationStateError("Requested uuid " + request.key.value_or("MISSING") +
@@ -57,7 +60,8 @@ void KvdReaderImpl::openExternalCalibration(const std::filesystem::path& file,
 
 // Tells the selector what a complete state has to cover.
 void KvdReaderImpl::describeAnalysis(calibration::CalibrationStateSelector& selector) {
-    const auto frameCount = sqlite::simpleCheckedOptionalQuery<std::int64_t>(*db, "SELECT COUNT(*) FROM Frames");
+    const auto frameCount =
+        sqlite::simpleCheckedOptionalQuery<std::int64_t>(*db, "SELECT COUNT(*) FROM Frames");
     if (!frameCount) {
         LUMO_THROW(std::runtime_error("Unexpectly missing frame information!"));
     }
@@ -107,7 +111,8 @@ void KvdReaderImpl::createStorageReader() {
 
 const FrameInfo& KvdReaderImpl::getFrameInfo(std::int64_t frameId) { return frames->getFrameInfo(frameId); }
 
-::lumo::calibration::ICalibrationTransformatorPtr KvdReaderImpl::getMzTrafo(std::int64_t frameId, bool raw) const {
+::lumo::calibration::ICalibrationTransformatorPtr KvdReaderImpl::getMzTrafo(std::int64_t frameId,
+                                                                            bool raw) const {
     if (!externalReader) {
         // Deliberate: always compensated, whatever `raw` says.
         return calibrationReader->getMzTrafo(frameId, true);
@@ -124,7 +129,8 @@ const FrameInfo& KvdReaderImpl::getFrameInfo(std::int64_t frameId) { return fram
     return externalReader->getMzTrafo(frameId, negative, row.getFloatField(1), row.getFloatField(2), raw);
 }
 
-std::pair<const std::byte*, std::uint32_t> KvdReaderImpl::getScanBlob(std::int64_t frameId, std::uint32_t scan) {
+std::pair<const std::byte*, std::uint32_t> KvdReaderImpl::getScanBlob(std::int64_t frameId,
+                                                                      std::uint32_t scan) {
     auto* const cache = std::get_if<KvdReaderCache>(&storage);
     if (cache == nullptr) {
         LUMO_THROW(std::runtime_error("Unexpected call to getScanBlob for analysis with frame compression"));
@@ -139,14 +145,15 @@ std::pair<const std::byte*, std::uint32_t> KvdReaderImpl::getScanBlob(std::int64
 const KvdFrameReader& KvdReaderImpl::loadFrame(std::int64_t frameId) {
     auto* const reader = std::get_if<KvdFrameReader>(&storage);
     if (reader == nullptr) {
-        LUMO_THROW(
-            std::runtime_error("Unexpected call to getDecompressedScanData for analysis with scan compression"));
+        LUMO_THROW(std::runtime_error(
+            "Unexpected call to getDecompressedScanData for analysis with scan compression"));
     }
     reader->fill(blobFile->stream(), frameId, getFrameInfo(frameId).blobOffset);
     return *reader;
 }
 
-void KvdReaderImpl::hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBegin, std::uint32_t scanEnd) {
+void KvdReaderImpl::hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBegin,
+                                          std::uint32_t scanEnd) {
     if (scanEnd < scanBegin) {
         LUMO_THROW(std::invalid_argument("scan_end must be >= scan_begin."));
     }

@@ -20,15 +20,15 @@
 
 namespace lumo::io::kova {
 
-// An open analysis of either format: its database connection, blob file and the one storage reader for its compression
-// type. Owned by one facade and used by one thread at a time. References and pointers into the storage reader are valid
-// until the next call.
+// An open analysis of either format: its database connection, blob file and the one storage reader for its
+// compression type. Owned by one facade and used by one thread at a time. References and pointers into the
+// storage reader are valid until the next call.
 class KvdReaderImpl {
 public:
     using Selector = std::optional<calibration::CalibrationStateSelector>;
 
-    // Checks everything that can be checked without reading a frame. The selector, if any, chooses a state of the
-    // external calibration file.
+    // Checks everything that can be checked without reading a frame. The selector, if any, chooses a state of
+    // the external calibration file.
     KvdReaderImpl(const std::filesystem::path& directory, Selector selector, bool withMobility);
 
     const std::shared_ptr<CppSQLite3DB>& getSQLiteDb() const { return db; }
@@ -45,9 +45,13 @@ public:
     const KvsSpectraReader& loadLineSpectrum(std::int64_t frameId);
     const KvsSpectraReader& loadProfileSpectrum(std::int64_t frameId);
 
-    const kova_calibration::KvdCalibrationReaderImpl& getCalibrationReader() const { return *calibrationReader; }
+    const kova_calibration::KvdCalibrationReaderImpl& getCalibrationReader() const {
+        return *calibrationReader;
+    }
     // Empty when the calibration of the acquisition is in use.
-    const std::optional<calibration::CalibrationReaderSqlite>& getExternalReader() const { return externalReader; }
+    const std::optional<calibration::CalibrationReaderSqlite>& getExternalReader() const {
+        return externalReader;
+    }
 
     ::lumo::calibration::ICalibrationTransformatorPtr getMzTrafo(std::int64_t frameId, bool raw) const;
 
@@ -57,7 +61,8 @@ private:
     void openDatabase(const std::filesystem::path& file);
     void createStorageReader();
     KvsSpectraReader& spectraReader();
-    void openExternalCalibration(const std::filesystem::path& file, calibration::CalibrationStateSelector selector);
+    void openExternalCalibration(const std::filesystem::path& file,
+                                 calibration::CalibrationStateSelector selector);
     void describeAnalysis(calibration::CalibrationStateSelector& selector);
 
     logging::Logger logger = logging::Logger::getLogger("lumo.io.kova.KvdReaderImpl");

@@ -16,18 +16,21 @@ KvsReader::KvsReader(const std::filesystem::path& directory,
         raiseUnsupportedCompressionType(type);
     }
     if (sqlite::getProperty<std::uint32_t>(*impl->getSQLiteDb(), "DigitizerNumSamples") == 0) {
-        LUMO_THROW(calibration::CorruptDataError("Unreasonable digitizer timing settings in global metadata."));
+        LUMO_THROW(
+            calibration::CorruptDataError("Unreasonable digitizer timing settings in global metadata."));
     }
 }
 
 void KvsReader::readLineSpectrum(std::int64_t frameId, std::vector<double>& positions,
                                  std::vector<float>& intensities) const {
-    impl->loadLineSpectrum(frameId).getLineSpectrum(getFrameInfo(frameId).numPeaks, positions, intensities, nullptr);
+    impl->loadLineSpectrum(frameId).getLineSpectrum(getFrameInfo(frameId).numPeaks, positions, intensities,
+                                                    nullptr);
 }
 
-void KvsReader::readLineSpectrum(std::int64_t frameId, std::vector<double>& positions, std::vector<float>& intensities,
-                                 std::vector<float>& widths) const {
-    impl->loadLineSpectrum(frameId).getLineSpectrum(getFrameInfo(frameId).numPeaks, positions, intensities, &widths);
+void KvsReader::readLineSpectrum(std::int64_t frameId, std::vector<double>& positions,
+                                 std::vector<float>& intensities, std::vector<float>& widths) const {
+    impl->loadLineSpectrum(frameId).getLineSpectrum(getFrameInfo(frameId).numPeaks, positions, intensities,
+                                                    &widths);
 }
 
 LineSpectrumView KvsReader::viewLineSpectrum(std::int64_t frameId, bool withWidths) const {

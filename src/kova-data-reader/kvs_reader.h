@@ -9,8 +9,8 @@
 
 namespace lumo::io::kova {
 
-// The one object through which an analysis without mobility is read: one spectrum per frame. Fully usable once
-// constructed. Views and references it hands out are valid until the next call.
+// The one object through which an analysis without mobility is read: one spectrum per frame. Fully usable
+// once constructed. Views and references it hands out are valid until the next call.
 class KvsReader : public AnalysisReader {
 public:
     explicit KvsReader(const std::filesystem::path& directory,
@@ -19,9 +19,10 @@ public:
     KvsReader& operator=(KvsReader&&) noexcept = default;
 
     // Positions are indices as they are stored. The number of peaks comes from the frame's row.
-    void readLineSpectrum(std::int64_t frameId, std::vector<double>& positions, std::vector<float>& intensities) const;
-    void readLineSpectrum(std::int64_t frameId, std::vector<double>& positions, std::vector<float>& intensities,
-                          std::vector<float>& widths) const;
+    void readLineSpectrum(std::int64_t frameId, std::vector<double>& positions,
+                          std::vector<float>& intensities) const;
+    void readLineSpectrum(std::int64_t frameId, std::vector<double>& positions,
+                          std::vector<float>& intensities, std::vector<float>& widths) const;
     LineSpectrumView viewLineSpectrum(std::int64_t frameId, bool withWidths) const;
 
     // One intensity per index from 0.

@@ -10,8 +10,8 @@
 
 namespace lumo::io {
 
-// Runs the body of an exported function. No exception passes: its text becomes the thread's last error and the result
-// is `failure`. Only the unwinding of a cancelled thread, which must not be stopped, goes through.
+// Runs the body of an exported function. No exception passes: its text becomes the thread's last error and
+// the result is `failure`. Only the unwinding of a cancelled thread, which must not be stopped, goes through.
 template <class Interface, class Result, class Body>
 Result guarded(Result failure, Body&& body) {
     try {

@@ -27,7 +27,7 @@ public:
 
     // Scan number to 1/K0 or voltage and back, likewise.
     using MobConversion = void (::lumo::calibration::kova::ITransformator::*)(std::span<const double>,
-                                                                      std::span<double>) const;
+                                                                              std::span<double>) const;
     void mobConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,
                            MobConversion method) const;
 

@@ -2,7 +2,8 @@
 
 namespace lumo::io {
 
-// The two families of exported functions differ in the logger they write to and in the slot of their last error.
+// The two families of exported functions differ in the logger they write to and in the slot of their last
+// error.
 struct KovaInterface {
     static constexpr const char* loggerName = "lumo.io.kovadata_dll";
 };

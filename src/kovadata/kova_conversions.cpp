@@ -36,13 +36,13 @@ uint32_t kova_mz_to_index(uint64_t handle, int64_t frame_id, const double* mz, d
     return convertMz(handle, frame_id, mz, index, cnt, &ICalibrationTransformator::MassToDIndex);
 }
 
-uint32_t kova_scannum_to_oneoverk0(uint64_t handle, int64_t frame_id, const double* scannum, double* oneoverk0,
-                                   uint32_t cnt) {
+uint32_t kova_scannum_to_oneoverk0(uint64_t handle, int64_t frame_id, const double* scannum,
+                                   double* oneoverk0, uint32_t cnt) {
     return convertMobility(handle, frame_id, scannum, oneoverk0, cnt, &ITransformator::scanNumberToOneOverK0);
 }
 
-uint32_t kova_oneoverk0_to_scannum(uint64_t handle, int64_t frame_id, const double* oneoverk0, double* scannum,
-                                   uint32_t cnt) {
+uint32_t kova_oneoverk0_to_scannum(uint64_t handle, int64_t frame_id, const double* oneoverk0,
+                                   double* scannum, uint32_t cnt) {
     return convertMobility(handle, frame_id, oneoverk0, scannum, cnt, &ITransformator::oneOverK0ToScanNumber);
 }
 

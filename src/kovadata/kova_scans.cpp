@@ -16,12 +16,12 @@ uint32_t readScans(uint64_t handle, int64_t frameId, uint32_t scanBegin, uint32_
 
 }  // namespace
 
-uint32_t kova_read_scans_v2(uint64_t handle, int64_t frame_id, uint32_t scan_begin, uint32_t scan_end, void* buf,
-                            uint32_t length) {
+uint32_t kova_read_scans_v2(uint64_t handle, int64_t frame_id, uint32_t scan_begin, uint32_t scan_end,
+                            void* buf, uint32_t length) {
     return readScans(handle, frame_id, scan_begin, scan_end, buf, length, NormalizationType::AnalysisDefault);
 }
 
-uint32_t kova_read_scans_internal(uint64_t handle, int64_t frame_id, uint32_t scan_begin, uint32_t scan_end, void* buf,
-                                  uint32_t length) {
+uint32_t kova_read_scans_internal(uint64_t handle, int64_t frame_id, uint32_t scan_begin, uint32_t scan_end,
+                                  void* buf, uint32_t length) {
     return readScans(handle, frame_id, scan_begin, scan_end, buf, length, NormalizationType::None);
 }

@@ -33,7 +33,8 @@ std::uint32_t KvsInstance::readLineSpectrum(std::int64_t spectrumId, const LineS
     return count;
 }
 
-std::uint32_t KvsInstance::readProfileSpectrum(std::int64_t spectrumId, std::span<std::uint32_t> intensities) {
+std::uint32_t KvsInstance::readProfileSpectrum(std::int64_t spectrumId,
+                                               std::span<std::uint32_t> intensities) {
     const kova::KvsSpectraReader& spectra = reader.loadProfileSpectrum(spectrumId);
     const std::uint32_t count = checkedCount(spectra.numberOfProfilePoints());
     if (count != 0 && intensities.size() >= count) {

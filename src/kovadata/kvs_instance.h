@@ -24,7 +24,8 @@ public:
     using InstanceBase::InstanceBase;
 
     // Number of values that the result needs per array; they are copied only when they fit.
-    std::uint32_t readLineSpectrum(std::int64_t spectrumId, const LineSpectrumOutput& output, bool withWidths);
+    std::uint32_t readLineSpectrum(std::int64_t spectrumId, const LineSpectrumOutput& output,
+                                   bool withWidths);
     std::uint32_t readProfileSpectrum(std::int64_t spectrumId, std::span<std::uint32_t> intensities);
 
     // Fractional index to m/z and back; in-place arrays are fine. Nothing is looked at when they are empty.

@@ -29,21 +29,25 @@ uint32_t kvs_read_line_spectrum(uint64_t handle, int64_t spectrum_id, double* po
     return readLines(handle, spectrum_id, {positions, intensities, nullptr, length}, false);
 }
 
-uint32_t kvs_read_line_spectrum_with_width(uint64_t handle, int64_t spectrum_id, double* positions, float* intensities,
-                                           float* widths, uint32_t length) {
+uint32_t kvs_read_line_spectrum_with_width(uint64_t handle, int64_t spectrum_id, double* positions,
+                                           float* intensities, float* widths, uint32_t length) {
     return readLines(handle, spectrum_id, {positions, intensities, widths, length}, true);
 }
 
-uint32_t kvs_read_profile_spectrum(uint64_t handle, int64_t spectrum_id, uint32_t* intensities, uint32_t length) {
+uint32_t kvs_read_profile_spectrum(uint64_t handle, int64_t spectrum_id, uint32_t* intensities,
+                                   uint32_t length) {
     return lumo::io::guarded<KvsInterface>(uint32_t{0}, [&] {
-        return lumo::io::instanceOf<KvsInstance>(handle).readProfileSpectrum(spectrum_id, {intensities, length});
+        return lumo::io::instanceOf<KvsInstance>(handle).readProfileSpectrum(spectrum_id,
+                                                                             {intensities, length});
     });
 }
 
-uint32_t kvs_index_to_mz(uint64_t handle, int64_t spectrum_id, const double* index, double* mz, uint32_t cnt) {
+uint32_t kvs_index_to_mz(uint64_t handle, int64_t spectrum_id, const double* index, double* mz,
+                         uint32_t cnt) {
     return convert(handle, spectrum_id, index, mz, cnt, &ICalibrationTransformator::DIndexToMass);
 }
 
-uint32_t kvs_mz_to_index(uint64_t handle, int64_t spectrum_id, const double* mz, double* index, uint32_t cnt) {
+uint32_t kvs_mz_to_index(uint64_t handle, int64_t spectrum_id, const double* mz, double* index,
+                         uint32_t cnt) {
     return convert(handle, spectrum_id, mz, index, cnt, &ICalibrationTransformator::MassToDIndex);
 }

@@ -30,7 +30,9 @@ void logDiagnostics(const std::exception& error) {
     }
     const std::string diagnostics = boost::diagnostic_information(error);
     if (!diagnostics.empty()) {
-        LUMO_LOG(logger, Debug, "Caught std::exception with boost::diagnostic_information = \n" << diagnostics);
+        LUMO_LOG(logger, Debug,
+                 "Caught std::exception with boost::diagnostic_information = \n"
+                     << diagnostics);
     }
 }
 

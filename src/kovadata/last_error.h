@@ -11,7 +11,8 @@ class LastError {
 public:
     static void set(const std::exception& error) noexcept;
 
-    // Copies at most `size` bytes of the text, terminated, and returns the size of the whole text with its terminator.
+    // Copies at most `size` bytes of the text, terminated, and returns the size of the whole text with its
+    // terminator.
     static std::uint32_t copyTo(char* buffer, std::uint32_t size) noexcept;
 };
 

@@ -6,8 +6,8 @@
 
 namespace lumo::io {
 
-void convertMasses(const ::lumo::calibration::ICalibrationTransformatorPtr& mzTrafo, std::span<const double> in,
-                   std::span<double> out, MzConversion method) {
+void convertMasses(const ::lumo::calibration::ICalibrationTransformatorPtr& mzTrafo,
+                   std::span<const double> in, std::span<double> out, MzConversion method) {
     if (!mzTrafo) {
         LUMO_THROW(std::runtime_error("No m/z trafo available."));
     }

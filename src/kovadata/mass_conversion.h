@@ -8,10 +8,10 @@ namespace lumo::io {
 
 // One of the array conversions of a mass transformator.
 using MzConversion = void (::lumo::calibration::ICalibrationTransformator::*)(std::span<const double>,
-                                                                      std::span<double>) const;
+                                                                              std::span<double>) const;
 
 // Raises std::runtime_error "No m/z trafo available." when there is no transformator.
-void convertMasses(const ::lumo::calibration::ICalibrationTransformatorPtr& mzTrafo, std::span<const double> in,
-                   std::span<double> out, MzConversion method);
+void convertMasses(const ::lumo::calibration::ICalibrationTransformatorPtr& mzTrafo,
+                   std::span<const double> in, std::span<double> out, MzConversion method);
 
 }  // namespace lumo::io

@@ -27,8 +27,9 @@ namespace {
 std::atomic<bool> destroyed{false};
 
 spdlog::level::level_enum spdlogLevel(Level level) {
-    constexpr std::array levels = {spdlog::level::trace, spdlog::level::debug, spdlog::level::info, spdlog::level::warn,
-                                   spdlog::level::err,   spdlog::level::critical, spdlog::level::off};
+    constexpr std::array levels = {spdlog::level::trace, spdlog::level::debug, spdlog::level::info,
+                                   spdlog::level::warn,  spdlog::level::err,   spdlog::level::critical,
+                                   spdlog::level::off};
     return levels[static_cast<std::size_t>(level)];
 }
 
@@ -81,7 +82,8 @@ public:
 
 private:
     void apply(LoggerImpl& impl) const {
-        auto target = std::make_shared<spdlog::logger>(impl.name, configuration.sinks.begin(), configuration.sinks.end());
+        auto target = std::make_shared<spdlog::logger>(impl.name, configuration.sinks.begin(),
+                                                       configuration.sinks.end());
         target->set_level(spdlog::level::trace);
         target->flush_on(spdlog::level::err);
         std::atomic_store(&impl.target, std::move(target));

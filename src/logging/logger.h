@@ -11,8 +11,9 @@ namespace lumo::logging {
 
 class LoggerImpl;
 
-// A named logger: a shared reference to one implementation per name. Copies are cheap. All members may be called from
-// any thread. Without a configuration every logger is off, and a disabled message costs one load and a branch.
+// A named logger: a shared reference to one implementation per name. Copies are cheap. All members may be
+// called from any thread. Without a configuration every logger is off, and a disabled message costs one load
+// and a branch.
 class Logger {
 public:
     // Names are dotted ("lumo.io.kovadata_dll"); a name's configuration covers the names below it.
@@ -31,12 +32,13 @@ private:
 
 }  // namespace lumo::logging
 
-// LUMO_LOG(logger, Debug, "text " << value): the stream expression is evaluated only when the level is enabled.
-#define LUMO_LOG(logger, level, expression)                                    \
-    do {                                                                       \
-        if ((logger).isEnabled(::lumo::logging::Level::level)) {               \
-            std::ostringstream lumoLogStream;                                  \
-            lumoLogStream << expression;                                       \
+// LUMO_LOG(logger, Debug, "text " << value): the stream expression is evaluated only when the level is
+// enabled.
+#define LUMO_LOG(logger, level, expression)                                     \
+    do {                                                                        \
+        if ((logger).isEnabled(::lumo::logging::Level::level)) {                \
+            std::ostringstream lumoLogStream;                                   \
+            lumoLogStream << expression;                                        \
             (logger).write(::lumo::logging::Level::level, lumoLogStream.str()); \
-        }                                                                      \
+        }                                                                       \
     } while (false)

@@ -16,9 +16,11 @@ namespace {
 
 }  // namespace
 
-// ---------------------------------------------------------------------------------------------------------- query
+// ----------------------------------------------------------------------------------------------------------
+// query
 
-CppSQLite3Query::CppSQLite3Query(std::shared_ptr<sqlite3_stmt> compiled) : statement(std::move(compiled)), atEnd(false) {
+CppSQLite3Query::CppSQLite3Query(std::shared_ptr<sqlite3_stmt> compiled)
+    : statement(std::move(compiled)), atEnd(false) {
     try {
         nextRow();
     } catch (...) {
@@ -60,7 +62,9 @@ void CppSQLite3Query::nextRow() {
     }
 }
 
-int CppSQLite3Query::numFields() const { return statement != nullptr ? sqlite3_column_count(statement.get()) : 0; }
+int CppSQLite3Query::numFields() const {
+    return statement != nullptr ? sqlite3_column_count(statement.get()) : 0;
+}
 
 CppSQLite3FieldType CppSQLite3Query::fieldType(int field) const {
     if (atEnd || field < 0 || field >= numFields()) {
@@ -112,7 +116,8 @@ std::vector<std::byte> CppSQLite3Query::getBlobField(int field) const {
     return bytes == nullptr ? std::vector<std::byte>() : std::vector<std::byte>(bytes, bytes + count);
 }
 
-// ------------------------------------------------------------------------------------------------------ statement
+// ------------------------------------------------------------------------------------------------------
+// statement
 
 void CppSQLite3Statement::bind(int parameter, std::int64_t value) {
     if (const int code = sqlite3_bind_int64(statement.get(), parameter, value); code != SQLITE_OK) {
@@ -121,7 +126,8 @@ void CppSQLite3Statement::bind(int parameter, std::int64_t value) {
 }
 
 void CppSQLite3Statement::bind(int parameter, const std::string& value) {
-    const int code = sqlite3_bind_text64(statement.get(), parameter, value.data(), value.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    const int code = sqlite3_bind_text64(statement.get(), parameter, value.data(), value.size(),
+                                         SQLITE_TRANSIENT, SQLITE_UTF8);
     if (code != SQLITE_OK) {
         raise(sqlite3_db_handle(statement.get()), code);
     }
@@ -129,7 +135,8 @@ void CppSQLite3Statement::bind(int parameter, const std::string& value) {
 
 CppSQLite3Query CppSQLite3Statement::execQuery() { return CppSQLite3Query(statement); }
 
-// ----------------------------------------------------------------------------------------------------- connection
+// -----------------------------------------------------------------------------------------------------
+// connection
 
 CppSQLite3DB::~CppSQLite3DB() { close(); }
 
@@ -169,4 +176,6 @@ void CppSQLite3DB::execDML(const std::string& sql) {
 
 CppSQLite3Query CppSQLite3DB::execQuery(const std::string& sql) { return CppSQLite3Query(prepare(sql)); }
 
-CppSQLite3Statement CppSQLite3DB::compileStatement(const std::string& sql) { return CppSQLite3Statement(prepare(sql)); }
+CppSQLite3Statement CppSQLite3DB::compileStatement(const std::string& sql) {
+    return CppSQLite3Statement(prepare(sql));
+}

@@ -15,7 +15,8 @@ struct sqlite3_stmt;
 // Carries SQLite's own message as what().
 class CppSQLite3Exception : public std::runtime_error {
 public:
-    CppSQLite3Exception(int errorCode, const std::string& message) : std::runtime_error(message), code(errorCode) {}
+    CppSQLite3Exception(int errorCode, const std::string& message)
+        : std::runtime_error(message), code(errorCode) {}
 
     int errorCode() const { return code; }
 
@@ -25,8 +26,9 @@ private:
 
 enum class CppSQLite3FieldType { Integer, Real, Text, Blob, Null };
 
-// Rows of one executed statement, standing on the first row. Move-only; resets the statement in its destructor, and
-// shares it, so that it may outlive the CppSQLite3Statement or connection it came from. Text and blob results are copies.
+// Rows of one executed statement, standing on the first row. Move-only; resets the statement in its
+// destructor, and shares it, so that it may outlive the CppSQLite3Statement or connection it came from. Text
+// and blob results are copies.
 class CppSQLite3Query {
 public:
     CppSQLite3Query() = default;

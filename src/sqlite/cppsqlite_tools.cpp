@@ -46,7 +46,7 @@ T getProperty(CppSQLite3DB& db, const std::string& key) {
     return simpleCheckedQuery<T>(db, globalMetadatumQuery(key));
 }
 
-#define LUMO_INSTANTIATE(T)                                                                  \
+#define LUMO_INSTANTIATE(T)                                                                     \
     template std::optional<T> simpleCheckedOptionalQuery<T>(CppSQLite3DB&, const std::string&); \
     template T simpleCheckedQuery<T>(CppSQLite3DB&, const std::string&);
 LUMO_INSTANTIATE(bool)

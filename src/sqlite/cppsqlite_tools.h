@@ -7,12 +7,13 @@
 class CppSQLite3DB;
 
 // Single-value queries that accept nothing but exactly what was asked for. T is one of bool, std::int32_t,
-// std::uint32_t, std::int64_t and std::string. Values are converted from their text by strict lexical conversion: the
-// whole text must be the number; flags are exactly "0" or "1".
+// std::uint32_t, std::int64_t and std::string. Values are converted from their text by strict lexical
+// conversion: the whole text must be the number; flags are exactly "0" or "1".
 namespace lumo::sqlite {
 
 // Failures, each std::runtime_error, all followed by the SQL text: "Query result unexpectedly NULL: ",
-// "Query result has wrong type: ", "Query resulted in more than one result: ". No row gives an empty optional.
+// "Query result has wrong type: ", "Query resulted in more than one result: ". No row gives an empty
+// optional.
 template <class T>
 std::optional<T> simpleCheckedOptionalQuery(CppSQLite3DB& db, const std::string& sql);
 
@@ -20,8 +21,8 @@ std::optional<T> simpleCheckedOptionalQuery(CppSQLite3DB& db, const std::string&
 template <class T>
 T simpleCheckedQuery(CppSQLite3DB& db, const std::string& sql);
 
-// Value of one key of table "GlobalMetadata", for use before any reader object exists. T is bool, std::int32_t or
-// std::uint32_t.
+// Value of one key of table "GlobalMetadata", for use before any reader object exists. T is bool,
+// std::int32_t or std::uint32_t.
 template <class T>
 T getProperty(CppSQLite3DB& db, const std::string& key);
 

@@ -5,9 +5,10 @@
 
 namespace lumo::sys {
 
-// Index of the first byte at which `text` stops being well-formed UTF-8 (the offending byte itself: a continuation
-// byte that is missing or wrong, or the lead byte of an overlong form, a surrogate or a value above U+10FFFF);
-// text.size() when it ends inside a sequence; npos when all of it is well-formed. Independent of any locale.
+// Index of the first byte at which `text` stops being well-formed UTF-8 (the offending byte itself: a
+// continuation byte that is missing or wrong, or the lead byte of an overlong form, a surrogate or a value
+// above U+10FFFF); text.size() when it ends inside a sequence; npos when all of it is well-formed.
+// Independent of any locale.
 std::size_t findInvalidUtf8(std::string_view text);
 
 }  // namespace lumo::sys

@@ -56,7 +56,8 @@ std::string Analysis::errorOf(std::int64_t frame, std::uint32_t begin, std::uint
     if (size != 0) {
         return "";
     }
-    EXPECT_EQ(canary, std::vector<std::uint32_t>(1 << 16, 0x99999999U)) << "a failing call wrote to the buffer";
+    EXPECT_EQ(canary, std::vector<std::uint32_t>(1 << 16, 0x99999999U))
+        << "a failing call wrote to the buffer";
     return lastError();
 }
 

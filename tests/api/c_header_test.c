@@ -4,7 +4,7 @@
 #include <stdio.h>
 #include <string.h>
 
-static int check(int condition, const char *what) {
+static int check(int condition, const char* what) {
     if (!condition) {
         fprintf(stderr, "failed: %s\n", what);
     }
@@ -14,15 +14,16 @@ static int check(int condition, const char *what) {
 int main(void) {
     char text[128];
     int failures = 0;
-    uint32_t (*const readers[])(uint64_t, int64_t, uint32_t, uint32_t, void *, uint32_t) = {kova_read_scans_v2,
-                                                                                          kova_read_scans_internal};
+    uint32_t (*const readers[])(uint64_t, int64_t, uint32_t, uint32_t, void*, uint32_t) = {
+        kova_read_scans_v2, kova_read_scans_internal};
     uint32_t (*const query)(uint64_t) = kova_has_recalibrated_state;
 
     failures += check(readers[0] != readers[1] && query != 0, "functions are there");
     failures += check(kova_get_last_error_string(text, sizeof text) == 11, "size of \"<no error>\"");
     failures += check(kova_open("no/such/directory", 0) == 0, "opening nothing fails");
     failures += check(kova_get_last_error_string(text, sizeof text) == strlen(text) + 1, "size of the text");
-    failures += check(strcmp(text, "Specified analysis directory does not exist.") == 0, "text of the failure");
+    failures +=
+        check(strcmp(text, "Specified analysis directory does not exist.") == 0, "text of the failure");
     kova_set_num_threads(1);
     kova_close(0);
     return failures;

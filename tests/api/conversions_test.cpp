@@ -76,7 +76,9 @@ TEST_F(Conversions, InPlaceAndInSeparateArraysAgreeForEverySize) {
         std::vector<double> mz(count);
         for (const std::uint32_t threads : {1U, 2U, 5U}) {
             kova_set_num_threads(threads);
-            EXPECT_EQ(kova_index_to_mz(analysis.handle, 2, index.data(), mz.data(), static_cast<std::uint32_t>(count)), 1U);
+            EXPECT_EQ(kova_index_to_mz(analysis.handle, 2, index.data(), mz.data(),
+                                       static_cast<std::uint32_t>(count)),
+                      1U);
             EXPECT_EQ(convert(kova_index_to_mz, 2, index), mz);
         }
         for (std::size_t i = 0; i < count; ++i) {
@@ -124,8 +126,9 @@ TEST_F(Conversions, FailuresHaveTheirTexts) {
 }
 
 TEST_F(Conversions, NothingToConvertSucceedsWithoutALook) {
-    for (const Conversion conversion : {&kova_index_to_mz, &kova_mz_to_index, &kova_scannum_to_oneoverk0,
-                                        &kova_oneoverk0_to_scannum, &kova_scannum_to_voltage, &kova_voltage_to_scannum}) {
+    for (const Conversion conversion :
+         {&kova_index_to_mz, &kova_mz_to_index, &kova_scannum_to_oneoverk0, &kova_oneoverk0_to_scannum,
+          &kova_scannum_to_voltage, &kova_voltage_to_scannum}) {
         EXPECT_EQ(conversion(analysis.handle, 99, nullptr, nullptr, 0), 1U);
     }
 }
@@ -162,8 +165,10 @@ TEST(RecalibratedState, NewestCompleteStateIsUsedWhenAskedFor) {
 TEST(ConversionWithoutSolution, TextDependsOnTheBatchSize) {
     const TempDirectory directory;
     // A falling quadratic term leaves late times without a solution.
-    const api::Analysis analysis(
-        AnalysisBuilder().frame({}).mzCalibration({.coefficients = {300.0, 160000.0, -10.0, 0.0, 0.0}}).write(directory.path()));
+    const api::Analysis analysis(AnalysisBuilder()
+                                     .frame({})
+                                     .mzCalibration({.coefficients = {300.0, 160000.0, -10.0, 0.0, 0.0}})
+                                     .write(directory.path()));
     const std::pair<std::uint32_t, const char*> cases[] = {
         {1, "complex valued solution in computation due to invalid calibration constants/value range"},
         {99, "complex valued solution in computation due to invalid calibration constants/value range"},
@@ -187,8 +192,8 @@ TEST(CollisionalCrossSection, RoundTripsAndLimits) {
     EXPECT_TRUE(std::isnan(kova_oneoverk0_to_ccs_for_mz(1.1, 1, -10.0)));
 }
 
-// Published calibrant ions with 1/K0 computed from fundamental constants. The lumped factor lies 0.17 ppm below those
-// constants and the electron mass matters at low mass; the table has six decimals.
+// Published calibrant ions with 1/K0 computed from fundamental constants. The lumped factor lies 0.17 ppm
+// below those constants and the electron mass matters at low mass; the table has six decimals.
 TEST(CollisionalCrossSection, AgreesWithThePublishedCalibrants) {
     std::ifstream table(KOVADATA_REFERENCE_TABLES "/tunemix_ccs_n2.csv");
     if (!table) {
@@ -210,7 +215,8 @@ TEST(CollisionalCrossSection, AgreesWithThePublishedCalibrants) {
         const double expected = std::stod(cells[8]);
         const double tolerance = expected * (mz < 200.0 ? 0.7e-6 : 0.3e-6) + 0.5e-6;
         EXPECT_NEAR(kova_ccs_to_oneoverk0_for_mz(ccs, charge, mz), expected, tolerance) << line;
-        EXPECT_NEAR(kova_oneoverk0_to_ccs_for_mz(expected, charge, mz), ccs, ccs * tolerance / expected) << line;
+        EXPECT_NEAR(kova_oneoverk0_to_ccs_for_mz(expected, charge, mz), ccs, ccs * tolerance / expected)
+            << line;
         ++ions;
     }
     EXPECT_EQ(ions, 19);

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include "analysis-writer/frame_block.h"
 #include "analysis-writer/byte_shuffle.h"
+#include "analysis-writer/frame_block.h"
 #include "analysis-writer/lzf_stream.h"
 #include "analysis-writer/scan_blocks.h"
 #include "analysis-writer/zstd_frame.h"
@@ -52,9 +52,11 @@ class HostileBlock : public testing::TestWithParam<BlockCase> {};
 TEST_P(HostileBlock, FailsWithTextAndLeavesTheHandleUsable) {
     const BlockCase& c = GetParam();
     const TempDirectory directory;
-    const api::Analysis analysis(
-        AnalysisBuilder().compression(c.compression).frame(kGood, {.id = 2}).rawBlock(c.block, {.id = 1}).write(
-            directory.path()));
+    const api::Analysis analysis(AnalysisBuilder()
+                                     .compression(c.compression)
+                                     .frame(kGood, {.id = 2})
+                                     .rawBlock(c.block, {.id = 1})
+                                     .write(directory.path()));
     ASSERT_TRUE(analysis) << api::lastError();
     for (int attempt = 0; attempt < 2; ++attempt) {
         EXPECT_EQ(analysis.errorOf(1, c.begin, c.end), c.text);
@@ -89,12 +91,13 @@ INSTANTIATE_TEST_SUITE_P(
                   frameError("Compressed scan size too large.")},
         BlockCase{"BlockSizeHuge", 2, claiming({.blockSize = 0xFFFFFFFF}), 0, 1,
                   frameError("Compressed scan size too large.")},
-        BlockCase{"PayloadCutShort", 2, claiming({.blockSize = 2000}), 0, 1, frameError("Error reading frame data.")},
+        BlockCase{"PayloadCutShort", 2, claiming({.blockSize = 2000}), 0, 1,
+                  frameError("Error reading frame data.")},
         BlockCase{"PayloadNoZstd", 2, analysis_writer::block(1, Bytes{1, 2, 3, 4, 5, 6, 7, 8}), 0, 1,
                   frameError("Error decompressing frame data: Unspecified error code")},
         BlockCase{"NoContentSize", 2,
-                  analysis_writer::frameBlock(kGood, {.contentSize = analysis_writer::ContentSize::omitted}), 0, 1,
-                  frameError("Error decompressing frame data: Error (generic)")},
+                  analysis_writer::frameBlock(kGood, {.contentSize = analysis_writer::ContentSize::omitted}),
+                  0, 1, frameError("Error decompressing frame data: Error (generic)")},
         BlockCase{"ContentSizeAbove4GiB", 2, hugeContentSize(), 0, 1,
                   frameError("Error decompressing frame data: content size 8589934592 is impossible for 16 "
                              "compressed bytes")},
@@ -133,31 +136,36 @@ Bytes bomb(std::size_t bytes) { return analysis_writer::lzfStream(Bytes(bytes, 0
 
 INSTANTIATE_TEST_SUITE_P(
     Scans, HostileBlock,
-    testing::Values(
-        BlockCase{"ScanHeaderCutShort", 1, Bytes{1, 2, 3}, 0, 1, frameError("Error reading 8-byte binary header.")},
-        BlockCase{"TooManyScans", 1, headerOnly(131073, {}), 0, 1, frameError("Maximum number of scans exceeded.")},
-        BlockCase{"OffsetsCutShort", 1, headerOnly(131072, {24, 24}), 0, 1,
-                  frameError("Error reading binary scan offsets.")},
-        BlockCase{"OffsetsRunBackwards", 1, withOffsets({24, 40, 24, 40}), 0, 3,
-                  scanError(1, "Scan offsets run backwards.")},
-        BlockCase{"LastScanBeforeFirst", 1, withOffsets({24, 40, 10, 12}), 0, 3,
-                  frameError("Compressed scan-range size too large.")},
-        BlockCase{"RangeTooLarge", 1, withOffsets({0, 1, 2, 0x40000001}), 0, 3,
-                  frameError("Compressed scan-range size too large.")},
-        BlockCase{"RangeBeyondTheFile", 1, withOffsets({24, 24, 24, 5000}), 0, 3,
-                  frameError("Error reading scan-range data.")},
-        BlockCase{"CorruptStream", 1, streams({Bytes{0xE0, 0xFF, 0xFF, 0x01}}), 0, 1,
-                  scanError(0, "Corrupt LZF input stream.")},
-        BlockCase{"OddNumberOfBytes", 1, streams({analysis_writer::lzfLiteralStream(Bytes{1, 2, 3, 4, 5})}), 0, 1,
-                  scanError(0, "LZF-decompressed size not a multiple of 4.")},
-        BlockCase{"DecompressesBeyondTheLimit", 1, streams({bomb(0x400004)}), 0, 1,
-                  scanError(0, "Maximum decompression-buffer size exceeded.")}),
+    testing::Values(BlockCase{"ScanHeaderCutShort", 1, Bytes{1, 2, 3}, 0, 1,
+                              frameError("Error reading 8-byte binary header.")},
+                    BlockCase{"TooManyScans", 1, headerOnly(131073, {}), 0, 1,
+                              frameError("Maximum number of scans exceeded.")},
+                    BlockCase{"OffsetsCutShort", 1, headerOnly(131072, {24, 24}), 0, 1,
+                              frameError("Error reading binary scan offsets.")},
+                    BlockCase{"OffsetsRunBackwards", 1, withOffsets({24, 40, 24, 40}), 0, 3,
+                              scanError(1, "Scan offsets run backwards.")},
+                    BlockCase{"LastScanBeforeFirst", 1, withOffsets({24, 40, 10, 12}), 0, 3,
+                              frameError("Compressed scan-range size too large.")},
+                    BlockCase{"RangeTooLarge", 1, withOffsets({0, 1, 2, 0x40000001}), 0, 3,
+                              frameError("Compressed scan-range size too large.")},
+                    BlockCase{"RangeBeyondTheFile", 1, withOffsets({24, 24, 24, 5000}), 0, 3,
+                              frameError("Error reading scan-range data.")},
+                    BlockCase{"CorruptStream", 1, streams({Bytes{0xE0, 0xFF, 0xFF, 0x01}}), 0, 1,
+                              scanError(0, "Corrupt LZF input stream.")},
+                    BlockCase{"OddNumberOfBytes", 1,
+                              streams({analysis_writer::lzfLiteralStream(Bytes{1, 2, 3, 4, 5})}), 0, 1,
+                              scanError(0, "LZF-decompressed size not a multiple of 4.")},
+                    BlockCase{"DecompressesBeyondTheLimit", 1, streams({bomb(0x400004)}), 0, 1,
+                              scanError(0, "Maximum decompression-buffer size exceeded.")}),
     [](const auto& each) { return each.param.name; });
 
 TEST(HostileBlob, ScanOfTheGreatestDecompressedSizeIsRead) {
     const TempDirectory directory;
-    const api::Analysis analysis(
-        AnalysisBuilder().compression(1).digitizerSamples(0x200000).rawBlock(streams({bomb(0x400000)})).write(directory.path()));
+    const api::Analysis analysis(AnalysisBuilder()
+                                     .compression(1)
+                                     .digitizerSamples(0x200000)
+                                     .rawBlock(streams({bomb(0x400000)}))
+                                     .write(directory.path()));
     EXPECT_EQ(analysis.readRaw(1, 0, 1).words.at(0), 0x100000U);
 }
 
@@ -205,7 +213,8 @@ TEST(HostileBlob, NegativePositionsMeanNoData) {
 }
 
 TEST(HostileBlob, PositionsBeyondTheFileFail) {
-    for (const std::int64_t position : {std::int64_t{1} << 20, std::int64_t{1} << 40, INT64_MAX - 7, INT64_MAX}) {
+    for (const std::int64_t position :
+         {std::int64_t{1} << 20, std::int64_t{1} << 40, INT64_MAX - 7, INT64_MAX}) {
         const TempDirectory directory;
         AnalysisBuilder builder;
         builder.frameAt(position).frame(kGood);
@@ -235,9 +244,11 @@ TEST(HostileBlob, WrongTypesInFrameRowsAreTold) {
             .write(directory.path()));
     ASSERT_TRUE(analysis) << api::lastError();
     for (const int id : {4, 5, 6, 7, 8}) {
-        const std::string column = id < 7 ? "KovaId is not an integer"
-                                          : id == 7 ? "AccumulationTime is not a number" : "RampTime is not a number";
-        EXPECT_EQ(analysis.errorOf(id, 0, 1), "CorruptFrameDataError for FrameId=" + std::to_string(id) + ": " + column);
+        const std::string column = id < 7    ? "KovaId is not an integer"
+                                   : id == 7 ? "AccumulationTime is not a number"
+                                             : "RampTime is not a number";
+        EXPECT_EQ(analysis.errorOf(id, 0, 1),
+                  "CorruptFrameDataError for FrameId=" + std::to_string(id) + ": " + column);
     }
     EXPECT_EQ(analysis.readRaw(9, 0, 3).peaks(3), kGood);
 }
@@ -253,7 +264,8 @@ TEST_P(TruncatedBlob, EveryLengthGivesTheFrameOrAClearError) {
         std::filesystem::resize_file(blob, size);
         const api::Analysis fresh(directory.path());
         const std::string error = fresh.errorOf(1, 0, 3);
-        EXPECT_TRUE(error.starts_with("CorruptFrameDataError for FrameId=1: Error reading ")) << size << ' ' << error;
+        EXPECT_TRUE(error.starts_with("CorruptFrameDataError for FrameId=1: Error reading "))
+            << size << ' ' << error;
     }
 }
 
@@ -278,7 +290,8 @@ TEST(GrowingAnalysis, FramesWrittenAfterOpeningAreRead) {
     const Bytes block = analysis_writer::frameBlock(later);
     std::ofstream(blob, std::ios::app | std::ios::binary)
         .write(reinterpret_cast<const char*>(block.data()), static_cast<std::streamsize>(block.size()));
-    execute(directory / "analysis.kvd", "INSERT INTO Frames (Id, KovaId) VALUES (2, " + std::to_string(position) + ")");
+    execute(directory / "analysis.kvd",
+            "INSERT INTO Frames (Id, KovaId) VALUES (2, " + std::to_string(position) + ")");
     EXPECT_EQ(analysis.readRaw(2, 0, 1).peaks(1), later);
 }
 

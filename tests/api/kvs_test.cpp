@@ -2,11 +2,11 @@
 #include <fstream>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <zlib.h>
+#include <nlohmann/json.hpp>
 
-#include "analysis-writer/spectrum_block.h"
 #include "analysis-writer/block.h"
+#include "analysis-writer/spectrum_block.h"
 #include "fixtures/analysis_builder.h"
 #include "fixtures/temp_directory.h"
 #include "kovadata/kova.h"
@@ -45,15 +45,16 @@ public:
     Lines lines(std::int64_t id) const {
         const std::uint32_t n = kvs_read_line_spectrum(handle, id, nullptr, nullptr, 0);
         Lines result{std::vector<double>(n), std::vector<float>(n), {}};
-        EXPECT_EQ(kvs_read_line_spectrum(handle, id, result.positions.data(), result.intensities.data(), n), n);
+        EXPECT_EQ(kvs_read_line_spectrum(handle, id, result.positions.data(), result.intensities.data(), n),
+                  n);
         return result;
     }
 
     Lines linesWithWidths(std::int64_t id) const {
         const std::uint32_t n = kvs_read_line_spectrum_with_width(handle, id, nullptr, nullptr, nullptr, 0);
         Lines result{std::vector<double>(n), std::vector<float>(n), std::vector<float>(n)};
-        EXPECT_EQ(kvs_read_line_spectrum_with_width(handle, id, result.positions.data(), result.intensities.data(),
-                                                    result.widths.data(), n),
+        EXPECT_EQ(kvs_read_line_spectrum_with_width(handle, id, result.positions.data(),
+                                                    result.intensities.data(), result.widths.data(), n),
                   n);
         return result;
     }
@@ -83,7 +84,8 @@ public:
     const std::uint64_t handle;
 };
 
-const Spectrum kSpectrum = {{{10.5, 20.25, 399'999.0}, {1.0F, 2.5F, 3e9F}, {0.5F, 0.25F, 4.0F}}, {0, 7, 0xFFFFFFFF, 1, 256}};
+const Spectrum kSpectrum = {{{10.5, 20.25, 399'999.0}, {1.0F, 2.5F, 3e9F}, {0.5F, 0.25F, 4.0F}},
+                            {0, 7, 0xFFFFFFFF, 1, 256}};
 const Lines kLines = {{10.5, 20.25, 399'999.0}, {1.0F, 2.5F, 3e9F}, {}};
 const Lines kLinesWithWidths = {{10.5, 20.25, 399'999.0}, {1.0F, 2.5F, 3e9F}, {0.5F, 0.25F, 4.0F}};
 
@@ -125,7 +127,8 @@ TEST(Kvs, PartsThatTheAnalysisLacksAreRefused) {
     EXPECT_EQ(lastError(), "Invalid call to getLineSpectrum(), peak width are not available");
     EXPECT_EQ(lines.profileError(1), frameError("No profile spectra supported in this analysis."));
     const TempDirectory profileOnly;
-    const Analysis profiles(spectra().parts(false, false, true).spectrum(kSpectrum).write(profileOnly.path()));
+    const Analysis profiles(
+        spectra().parts(false, false, true).spectrum(kSpectrum).write(profileOnly.path()));
     EXPECT_EQ(profiles.profile(1), kSpectrum.profile);
     EXPECT_EQ(profiles.lineError(1), frameError("No line spectra supported in this analysis."));
 }
@@ -158,8 +161,10 @@ class HostileSpectrum : public testing::TestWithParam<DamagedSpectrum> {};
 
 TEST_P(HostileSpectrum, FailsWithTextAndLeavesTheHandleUsable) {
     const TempDirectory directory;
-    const Analysis analysis(
-        spectra().spectrum(kSpectrum, {.id = 2}).rawBlock(GetParam().block, {.id = 1, .numPeaks = 3}).write(directory.path()));
+    const Analysis analysis(spectra()
+                                .spectrum(kSpectrum, {.id = 2})
+                                .rawBlock(GetParam().block, {.id = 1, .numPeaks = 3})
+                                .write(directory.path()));
     for (int attempt = 0; attempt < 2; ++attempt) {
         if (!GetParam().lineText.empty()) {
             EXPECT_EQ(analysis.lineError(1), GetParam().lineText);
@@ -180,7 +185,9 @@ TEST_P(HostileSpectrum, FailsWithTextAndLeavesTheHandleUsable) {
 
 Bytes blockWith(std::optional<std::uint32_t> blockSize, std::optional<std::uint32_t> lineSize) {
     Bytes block = analysis_writer::spectrumBlock(kSpectrum);
-    const auto put = [&block](std::size_t at, std::uint32_t value) { std::memcpy(block.data() + at, &value, 4); };
+    const auto put = [&block](std::size_t at, std::uint32_t value) {
+        std::memcpy(block.data() + at, &value, 4);
+    };
     if (blockSize) {
         put(0, *blockSize);
     }
@@ -192,28 +199,35 @@ Bytes blockWith(std::optional<std::uint32_t> blockSize, std::optional<std::uint3
 
 INSTANTIATE_TEST_SUITE_P(
     Blocks, HostileSpectrum,
-    testing::Values(
-        DamagedSpectrum{"Intact", blockWith({}, {}), "", ""},
-        DamagedSpectrum{"HeaderCutShort", Bytes{1, 2}, frameError("Error reading binary header."),
-                        frameError("Error reading binary header.")},
-        DamagedSpectrum{"BlockSizeSeven", blockWith(7, {}), frameError("Block size is smaller than the block header."),
-                        frameError("Block size is smaller than the block header.")},
-        DamagedSpectrum{"LineLargerThanBlock", blockWith({}, 0xFFFFFFF9), frameError("Line spectrum is larger than its block."),
-                        frameError("Line spectrum is larger than its block.")},
-        DamagedSpectrum{"LineTooLarge", blockWith(0xFFFFFFFF, 0x40000001), frameError("Compressed spectrum size too large."),
-                        frameError("Compressed spectrum size too large.")},
-        DamagedSpectrum{"LineAtLimitBeyondTheFile", blockWith(0x40000008, 0x40000000), frameError("Error reading frame data."),
-                        "empty"},
-        DamagedSpectrum{"ProfileTooLarge", blockWith(0xFFFFFFFF, {}), "", frameError("Compressed spectrum size too large.")},
-        DamagedSpectrum{"ProfileBeyondTheFile", blockWith(5000, {}), "", frameError("Error reading frame data.")},
-        DamagedSpectrum{"LineMissing", blockWith({}, 0), frameError("Number of peaks [3] exceeds the line spectrum of 0 bytes."),
+    testing::Values(DamagedSpectrum{"Intact", blockWith({}, {}), "", ""},
+                    DamagedSpectrum{"HeaderCutShort", Bytes{1, 2}, frameError("Error reading binary header."),
+                                    frameError("Error reading binary header.")},
+                    DamagedSpectrum{"BlockSizeSeven", blockWith(7, {}),
+                                    frameError("Block size is smaller than the block header."),
+                                    frameError("Block size is smaller than the block header.")},
+                    DamagedSpectrum{"LineLargerThanBlock", blockWith({}, 0xFFFFFFF9),
+                                    frameError("Line spectrum is larger than its block."),
+                                    frameError("Line spectrum is larger than its block.")},
+                    DamagedSpectrum{"LineTooLarge", blockWith(0xFFFFFFFF, 0x40000001),
+                                    frameError("Compressed spectrum size too large."),
+                                    frameError("Compressed spectrum size too large.")},
+                    DamagedSpectrum{"LineAtLimitBeyondTheFile", blockWith(0x40000008, 0x40000000),
+                                    frameError("Error reading frame data."), "empty"},
+                    DamagedSpectrum{"ProfileTooLarge", blockWith(0xFFFFFFFF, {}), "",
+                                    frameError("Compressed spectrum size too large.")},
+                    DamagedSpectrum{"ProfileBeyondTheFile", blockWith(5000, {}), "",
+                                    frameError("Error reading frame data.")},
+                    DamagedSpectrum{
+                        "LineMissing", blockWith({}, 0),
+                        frameError("Number of peaks [3] exceeds the line spectrum of 0 bytes."),
                         frameError("Error decompressing frame data: Destination buffer is too small")}),
     [](const auto& each) { return each.param.name; });
 
 TEST(Kvs, PeakCountsThatContradictTheDataAreTold) {
     const std::pair<const char*, std::string> cases[] = {
         {"4", frameError("Number of peaks [4] exceeds the line spectrum of 36 bytes.")},
-        {"9223372036854775807", frameError("Number of peaks [9223372036854775807] exceeds the line spectrum of 36 bytes.")},
+        {"9223372036854775807",
+         frameError("Number of peaks [9223372036854775807] exceeds the line spectrum of 36 bytes.")},
         {"NULL", frameError("Number of peaks is missing for the line spectrum.")},
         {"-5", frameError("Number of peaks is missing for the line spectrum.")},
         {"'many'", frameError("NumPeaks is not an integer")}};
@@ -226,24 +240,31 @@ TEST(Kvs, PeakCountsThatContradictTheDataAreTold) {
                                     .write(directory.path()));
         EXPECT_EQ(analysis.lineError(1), text) << value;
     }
-    // A smaller count reads the beginning: the arrays follow each other by the count, not by the size of the data.
+    // A smaller count reads the beginning: the arrays follow each other by the count, not by the size of the
+    // data.
     const TempDirectory directory;
-    const Analysis analysis(spectra().spectrum(kSpectrum).sql("UPDATE Frames SET NumPeaks=1").write(directory.path()));
+    const Analysis analysis(
+        spectra().spectrum(kSpectrum).sql("UPDATE Frames SET NumPeaks=1").write(directory.path()));
     EXPECT_EQ(analysis.lines(1).positions, std::vector<double>{10.5});
 }
 
 TEST(Kvs, OpenChecksWhatItReads) {
     const std::string query = "SELECT Value FROM GlobalMetadata WHERE Key='DigitizerNumSamples'";
     const std::pair<std::function<void(AnalysisBuilder&)>, std::string> cases[] = {
-        {[](AnalysisBuilder& b) { b.withoutMetadatum("DigitizerNumSamples"); }, "Query result unexpectedly empty: " + query},
-        {[](AnalysisBuilder& b) { b.metadatum("DigitizerNumSamples", "x"); }, "Query result has wrong type: " + query},
+        {[](AnalysisBuilder& b) { b.withoutMetadatum("DigitizerNumSamples"); },
+         "Query result unexpectedly empty: " + query},
+        {[](AnalysisBuilder& b) { b.metadatum("DigitizerNumSamples", "x"); },
+         "Query result has wrong type: " + query},
         {[](AnalysisBuilder& b) { b.metadatum("DigitizerNumSamples", "0"); },
          "Unreasonable digitizer timing settings in global metadata."},
-        {[](AnalysisBuilder& b) { b.metadatum("KovaCompressionType", "2"); }, "KovaCompressionType 2 not supported."},
-        {[](AnalysisBuilder& b) { b.metadatum("SchemaVersionMajor", "4"); }, "KVD schema version 4.1 not supported."},
+        {[](AnalysisBuilder& b) { b.metadatum("KovaCompressionType", "2"); },
+         "KovaCompressionType 2 not supported."},
+        {[](AnalysisBuilder& b) { b.metadatum("SchemaVersionMajor", "4"); },
+         "KVD schema version 4.1 not supported."},
         {[](AnalysisBuilder& b) { b.metadatum("HasLineSpectra", "yes"); },
          "Query result has wrong type: SELECT Value FROM GlobalMetadata WHERE Key='HasLineSpectra'"},
-        {[](AnalysisBuilder& b) { b.withoutTable("MzCalibration"); }, "Too few columns in table MzCalibration"}};
+        {[](AnalysisBuilder& b) { b.withoutTable("MzCalibration"); },
+         "Too few columns in table MzCalibration"}};
     for (const auto& [damage, text] : cases) {
         const TempDirectory directory;
         AnalysisBuilder builder = spectra();
@@ -280,10 +301,12 @@ TEST(Kvs, MeasuredSpectrumHasItsCountsAndChecksums) {
     if (!std::filesystem::exists(analyses / "manifest.json")) {
         GTEST_SKIP() << "no measured analyses in " << analyses;
     }
-    const auto manifest = nlohmann::json::parse(std::ifstream(analyses / "manifest.json")).at("peptides_spectrum");
+    const auto manifest =
+        nlohmann::json::parse(std::ifstream(analyses / "manifest.json")).at("peptides_spectrum");
     const Analysis analysis(analyses / "peptides_spectrum");
     const auto add = [](uLong sum, const auto& values) {
-        return crc32(sum, reinterpret_cast<const Bytef*>(values.data()), static_cast<uInt>(values.size() * sizeof(values[0])));
+        return crc32(sum, reinterpret_cast<const Bytef*>(values.data()),
+                     static_cast<uInt>(values.size() * sizeof(values[0])));
     };
     uLong lineSum = crc32(0, nullptr, 0);
     uLong profileSum = lineSum;

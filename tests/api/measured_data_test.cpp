@@ -1,11 +1,12 @@
-// Counts and checksums that any correct reader gives for the measured analyses, which lie beside the repository.
+// Counts and checksums that any correct reader gives for the measured analyses, which lie beside the
+// repository.
 #include <filesystem>
 #include <fstream>
 #include <numeric>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <zlib.h>
+#include <nlohmann/json.hpp>
 
 #include "api/analysis.h"
 

@@ -102,7 +102,8 @@ INSTANTIATE_TEST_SUITE_P(
                   std::string("Query result has wrong type: ") + kMajorQuery),
         metadatum("IntegerTooLarge", "SchemaVersionMajor", "4294967299",
                   std::string("Query result has wrong type: ") + kMajorQuery),
-        missing("SchemaMissing", "SchemaVersionMajor", std::string("Query result unexpectedly empty: ") + kMajorQuery),
+        missing("SchemaMissing", "SchemaVersionMajor",
+                std::string("Query result unexpectedly empty: ") + kMajorQuery),
         sql("SchemaNull", "UPDATE GlobalMetadata SET Value=NULL WHERE Key='SchemaVersionMajor'",
             std::string("Query result unexpectedly NULL: ") + kMajorQuery),
         sql("SchemaTwice", "INSERT INTO GlobalMetadata VALUES('SchemaVersionMajor','3')",
@@ -130,14 +131,16 @@ INSTANTIATE_TEST_SUITE_P(
                   "Unreasonable digitizer timing settings in global metadata."),
         metadatum("SamplesNoNumber", "DigitizerNumSamples", "1e5",
                   "Global metadatum DigitizerNumSamples not interpretable as desired type."),
-        missing("SamplesMissing", "DigitizerNumSamples", "Global metadatum DigitizerNumSamples not set but required."),
+        missing("SamplesMissing", "DigitizerNumSamples",
+                "Global metadatum DigitizerNumSamples not set but required."),
         metadatum("FactorNoNumber", "PeakListIndexScaleFactor", "one",
                   "Global metadatum PeakListIndexScaleFactor not interpretable as desired type."),
         missing("FactorMissing", "PeakListIndexScaleFactor",
                 "Global metadatum PeakListIndexScaleFactor not set but required."),
         sql("NoMetadataTable", "DROP TABLE GlobalMetadata", "no such table: GlobalMetadata"),
         sql("NoFramesTable", "DROP TABLE Frames", "no such table: Frames"),
-        sql("NoPositionColumn", "ALTER TABLE Frames RENAME COLUMN KovaId TO Other", "no such column: KovaId")),
+        sql("NoPositionColumn", "ALTER TABLE Frames RENAME COLUMN KovaId TO Other",
+            "no such column: KovaId")),
     [](const auto& each) { return each.param.name; });
 
 TEST(Open, SignedNumbersAndWrappingBinCountAreAccepted) {

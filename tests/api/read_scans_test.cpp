@@ -81,7 +81,8 @@ TEST_P(ReadScans, ManyRandomFramesReadAlternately) {
         frame.resize(1 + random() % 40);
         for (auto& scan : frame) {
             std::uint32_t index = 0;
-            for (std::size_t peaks = random() % 8 == 0 ? random() % 3000 : random() % 20; peaks > 0; --peaks) {
+            for (std::size_t peaks = random() % 8 == 0 ? random() % 3000 : random() % 20; peaks > 0;
+                 --peaks) {
                 index += 1 + random() % 60;
                 scan.push_back({index, random() >> (1 + random() % 31)});
             }
@@ -95,7 +96,8 @@ TEST_P(ReadScans, ManyRandomFramesReadAlternately) {
         const std::uint32_t begin = random() % scans;
         const std::uint32_t end = begin + 1 + random() % (scans - begin);
         const Frame expected(frames[which].begin() + begin, frames[which].begin() + end);
-        ASSERT_EQ(analysis.readRaw(static_cast<std::int64_t>(which) + 1, begin, end).peaks(end - begin), expected);
+        ASSERT_EQ(analysis.readRaw(static_cast<std::int64_t>(which) + 1, begin, end).peaks(end - begin),
+                  expected);
     }
 }
 
@@ -130,9 +132,11 @@ TEST_P(ReadScans, ImpossibleRangesFailWithTheirTexts) {
         {3, 0, 1, kRange, "Scan number [0] out of range."},
     };
     for (const RangeCase& c : cases) {
-        EXPECT_EQ(analysis.errorOf(c.frame, c.begin, c.end), GetParam() == 1 ? c.scanCompressed : c.frameCompressed)
+        EXPECT_EQ(analysis.errorOf(c.frame, c.begin, c.end),
+                  GetParam() == 1 ? c.scanCompressed : c.frameCompressed)
             << c.frame << ' ' << c.begin << ' ' << c.end;
-        EXPECT_EQ(analysis.errorOf(c.frame, c.begin, c.end), GetParam() == 1 ? c.scanCompressed : c.frameCompressed);
+        EXPECT_EQ(analysis.errorOf(c.frame, c.begin, c.end),
+                  GetParam() == 1 ? c.scanCompressed : c.frameCompressed);
     }
     EXPECT_EQ(analysis.readRaw(1, 0, kScans).peaks(kScans), kFrame);
 }
@@ -158,7 +162,8 @@ TEST_P(Normalisation, ScalesAsTheSchemaImplies) {
     fixtures::FrameSpec spec;
     spec.rampTime = c.rampTime;
     spec.accumulationTime = c.accumulationTime;
-    const api::Analysis analysis(AnalysisBuilder().schema(c.schemaMajor).frame(frame, spec).write(directory.path()));
+    const api::Analysis analysis(
+        AnalysisBuilder().schema(c.schemaMajor).frame(frame, spec).write(directory.path()));
     ASSERT_TRUE(analysis) << api::lastError();
     const auto scaled = analysis.readNormalised(1, 0, 1).peaks(1);
     const auto raw = analysis.readRaw(1, 0, 1).peaks(1);
@@ -175,17 +180,21 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 INSTANTIATE_TEST_SUITE_P(
     Schemas, Normalisation,
-    testing::Values(
-        ScaleCase{"Schema1NotAtAll", 1, 100, 20, {0, 1, kMax}, {0, 1, kMax}},
-        ScaleCase{"Schema2DutyCycle", 2, 100, 200, {10, 1, 3, 0, kMax}, {5, 1, 2, 0, 0x80000000}},
-        ScaleCase{"Schema2Saturates", 2, 100, 20, {1, 858'993'459, 858'993'460, kMax}, {5, 4'294'967'295, kMax, kMax}},
-        ScaleCase{"Schema3Per100ms", 3, 1, 30, {3, 7}, {10, 23}},
-        ScaleCase{"Schema2NoAccumulation", 2, 100, 0, {7, kMax}, {7, kMax}},
-        ScaleCase{"Schema3NoAccumulation", 3, 100, 0, {7, kMax}, {7, kMax}},
-        ScaleCase{"NegativeTimeGivesZero", 2, -100, 50, {0, 7, kMax}, {0, 0, 0}},
-        ScaleCase{"InfiniteFactor", 2, kInfinity, 50, {0, 1}, {0, kMax}},
-        ScaleCase{"InfiniteAccumulation", 3, 100, kInfinity, {7}, {0}},
-        ScaleCase{"NotANumber", 2, kInfinity, kInfinity, {0, 7}, {0, 0}}),
+    testing::Values(ScaleCase{"Schema1NotAtAll", 1, 100, 20, {0, 1, kMax}, {0, 1, kMax}},
+                    ScaleCase{"Schema2DutyCycle", 2, 100, 200, {10, 1, 3, 0, kMax}, {5, 1, 2, 0, 0x80000000}},
+                    ScaleCase{"Schema2Saturates",
+                              2,
+                              100,
+                              20,
+                              {1, 858'993'459, 858'993'460, kMax},
+                              {5, 4'294'967'295, kMax, kMax}},
+                    ScaleCase{"Schema3Per100ms", 3, 1, 30, {3, 7}, {10, 23}},
+                    ScaleCase{"Schema2NoAccumulation", 2, 100, 0, {7, kMax}, {7, kMax}},
+                    ScaleCase{"Schema3NoAccumulation", 3, 100, 0, {7, kMax}, {7, kMax}},
+                    ScaleCase{"NegativeTimeGivesZero", 2, -100, 50, {0, 7, kMax}, {0, 0, 0}},
+                    ScaleCase{"InfiniteFactor", 2, kInfinity, 50, {0, 1}, {0, kMax}},
+                    ScaleCase{"InfiniteAccumulation", 3, 100, kInfinity, {7}, {0}},
+                    ScaleCase{"NotANumber", 2, kInfinity, kInfinity, {0, 7}, {0, 0}}),
     [](const auto& each) { return each.param.name; });
 
 TEST(ReadScansNulls, MissingTimesReadAsZeroAndMissingPositionAsTheSchemaSays) {

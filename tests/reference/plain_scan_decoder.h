@@ -42,7 +42,8 @@ inline analysis_writer::Scan decodeRuns(const std::vector<std::int32_t>& values,
             index -= value;
         } else {
             if (index < bins) {
-                peaks.push_back({static_cast<std::uint32_t>(index), scaled(static_cast<std::uint32_t>(value), factor)});
+                peaks.push_back(
+                    {static_cast<std::uint32_t>(index), scaled(static_cast<std::uint32_t>(value), factor)});
             }
             ++index;
         }

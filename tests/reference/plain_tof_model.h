@@ -3,7 +3,8 @@
 #include <cmath>
 #include <optional>
 
-// The time-of-flight models in their plainest form: one value at a time, every operation in its written order.
+// The time-of-flight models in their plainest form: one value at a time, every operation in its written
+// order.
 namespace reference {
 
 struct TofConstants {
@@ -21,7 +22,8 @@ inline double signedSquare(double s) { return s >= 0 ? s * s : -(s * s); }
 
 class PlainTof {
 public:
-    PlainTof(const TofConstants& constants, bool isCubic) : c(constants), cubic(isCubic), a1(1e12 / constants.c1) {}
+    PlainTof(const TofConstants& constants, bool isCubic)
+        : c(constants), cubic(isCubic), a1(1e12 / constants.c1) {}
 
     double massToIndex(double mass) const {
         double t = 0.0;

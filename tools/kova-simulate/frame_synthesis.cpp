@@ -9,18 +9,19 @@ namespace simulator {
 
 namespace {
 
-constexpr double kSignalShare = 0.8;   // of the peaks of a frame; the rest is noise
-constexpr double kBinWidth = 1.3;      // standard deviation of a time-of-flight peak, in samples
-constexpr int kBinReach = 4;           // samples on each side of a peak's centre
-constexpr double kScanReach = 3.0;     // standard deviations on each side of a mobility peak's centre
-constexpr double kGain = 9.0;          // detector counts per ion
-constexpr double kFewCounts = 6.0;     // below, ions are placed one by one
+constexpr double kSignalShare = 0.8;  // of the peaks of a frame; the rest is noise
+constexpr double kBinWidth = 1.3;     // standard deviation of a time-of-flight peak, in samples
+constexpr int kBinReach = 4;          // samples on each side of a peak's centre
+constexpr double kScanReach = 3.0;    // standard deviations on each side of a mobility peak's centre
+constexpr double kGain = 9.0;         // detector counts per ion
+constexpr double kFewCounts = 6.0;    // below, ions are placed one by one
 
 double gaussian(double x) { return std::exp(-0.5 * x * x); }
 
 std::size_t peakCount(const analysis_writer::Frame& frame) {
-    return std::accumulate(frame.begin(), frame.end(), std::size_t{0},
-                           [](std::size_t sum, const analysis_writer::Scan& scan) { return sum + scan.size(); });
+    return std::accumulate(
+        frame.begin(), frame.end(), std::size_t{0},
+        [](std::size_t sum, const analysis_writer::Scan& scan) { return sum + scan.size(); });
 }
 
 std::uint32_t detectorIntensity(std::uint32_t ions, Random& random) {
@@ -38,8 +39,8 @@ FrameSynthesis::FrameSynthesis(std::uint32_t scanCount, std::uint32_t sampleCoun
       frame(scanCount) {}
 
 const analysis_writer::Frame& FrameSynthesis::synthesise(std::span<const Arrival> arrivals, Random& random) {
-    // Signal peaks should make up their share of the target. The yield that reaches it drifts slowly along the run, so the
-    // last frame's is a good start; a frame that misses by much is made again.
+    // Signal peaks should make up their share of the target. The yield that reaches it drifts slowly along
+    // the run, so the last frame's is a good start; a frame that misses by much is made again.
     const double wanted = kSignalShare * target;
     std::size_t signal = 0;
     for (int attempt = 0; attempt < (adapted ? 3 : 12); ++attempt) {

@@ -22,12 +22,16 @@ constexpr double kMobilityC1 = 115.45;
 
 }  // namespace
 
-Instrument::Instrument(std::uint32_t scanCount, std::uint32_t sampleCount) : scans(scanCount), samples(sampleCount) {
+Instrument::Instrument(std::uint32_t scanCount, std::uint32_t sampleCount)
+    : scans(scanCount), samples(sampleCount) {
     mzRow.digitizerTimebase = kTimebase;
     mzRow.digitizerDelay = kDelay;
     mzRow.coefficients = {kC0, kC1, kC2, 0.0, 0.0};
-    mobilityRow.coefficients = {kRampDelay,  static_cast<double>(scanCount), kRampStart, kRampEnd, kTransitTime, 1.0,
-                                kMobilityC0, kMobilityC1,                    60.0,       200.0};
+    mobilityRow.coefficients = {kRampDelay,   static_cast<double>(scanCount),
+                                kRampStart,   kRampEnd,
+                                kTransitTime, 1.0,
+                                kMobilityC0,  kMobilityC1,
+                                60.0,         200.0};
 }
 
 double Instrument::indexOf(double mz) const {

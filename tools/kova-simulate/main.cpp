@@ -28,21 +28,34 @@ struct Arguments {
 void declare(CLI::App& app, Arguments& a) {
     simulator::Options& o = a.options;
     app.add_option("OUT", o.out, "Directory of the new analysis")->required();
-    app.add_option("--frames", o.frames, "Number of frames")->check(CLI::Range(1U, 10'000'000U))->capture_default_str();
+    app.add_option("--frames", o.frames, "Number of frames")
+        ->check(CLI::Range(1U, 10'000'000U))
+        ->capture_default_str();
     app.add_option("--peaks-per-frame", o.peaksPerFrame, "Peaks per MS1 frame, roughly")
-        ->check(CLI::Range(0U, 5'000'000U))->capture_default_str();
-    app.add_option("--msms-peaks-per-frame", o.msmsPeaksPerFrame, "Peaks per MS/MS frame; a quarter of the above by default")
+        ->check(CLI::Range(0U, 5'000'000U))
+        ->capture_default_str();
+    app.add_option("--msms-peaks-per-frame", o.msmsPeaksPerFrame,
+                   "Peaks per MS/MS frame; a quarter of the above by default")
         ->check(CLI::Range(0U, 5'000'000U));
     app.add_option("--msms-per-ms1", o.msmsPerMs1, "MS/MS frames behind each MS1 frame")
-        ->check(CLI::Range(0U, 100U))->capture_default_str();
-    app.add_option("--scans", o.scans, "Mobility scans per frame")->check(CLI::Range(50U, 60'000U))->capture_default_str();
+        ->check(CLI::Range(0U, 100U))
+        ->capture_default_str();
+    app.add_option("--scans", o.scans, "Mobility scans per frame")
+        ->check(CLI::Range(50U, 60'000U))
+        ->capture_default_str();
     app.add_option("--seed", o.seed, "The same seed gives the same analysis")->capture_default_str();
     app.add_option("--compression", o.compression, "1: each scan by itself, 2: each frame as a whole")
-        ->check(CLI::IsMember({1, 2}))->capture_default_str();
-    app.add_option("--schema", a.schema, "Schema version")->check(CLI::IsMember({"1.0", "2.0", "3.0", "3.1"}))->capture_default_str();
-    app.add_option("--zstd-level", o.zstdLevel, "Compression level")->check(CLI::Range(1, 19))->capture_default_str();
+        ->check(CLI::IsMember({1, 2}))
+        ->capture_default_str();
+    app.add_option("--schema", a.schema, "Schema version")
+        ->check(CLI::IsMember({"1.0", "2.0", "3.0", "3.1"}))
+        ->capture_default_str();
+    app.add_option("--zstd-level", o.zstdLevel, "Compression level")
+        ->check(CLI::Range(1, 19))
+        ->capture_default_str();
     app.add_option("--format", a.format, "kvd: with ion mobility, kvs: one spectrum per frame without")
-        ->check(CLI::IsMember({"kvd", "kvs"}))->capture_default_str();
+        ->check(CLI::IsMember({"kvd", "kvs"}))
+        ->capture_default_str();
     app.add_flag("--line", a.lines, "kvs: write line spectra (all parts when none is chosen)");
     app.add_flag("--line-widths", a.lineWidths, "kvs: write line spectra with widths");
     app.add_flag("--profile", a.profile, "kvs: write profile spectra");
@@ -65,7 +78,8 @@ void complete(Arguments& a) {
 
 // Removes what an earlier run wrote, and nothing else.
 void removeAnalysis(const std::filesystem::path& directory) {
-    for (const char* const name : {"analysis.kvd", "analysis.kvd_bin", "analysis.kvs", "analysis.kvs_bin", "calibration.sqlite"}) {
+    for (const char* const name :
+         {"analysis.kvd", "analysis.kvd_bin", "analysis.kvs", "analysis.kvs_bin", "calibration.sqlite"}) {
         std::filesystem::remove(directory / name);
     }
 }
@@ -83,8 +97,10 @@ int run(Arguments& a) {
     progress.finish();
     if (!a.quiet) {
         std::printf("%s: %llu frames (%llu MS1), %llu peaks, %llu precursors\n", a.options.out.c_str(),
-                    static_cast<unsigned long long>(summary.frames), static_cast<unsigned long long>(summary.ms1Frames),
-                    static_cast<unsigned long long>(summary.peaks), static_cast<unsigned long long>(summary.precursors));
+                    static_cast<unsigned long long>(summary.frames),
+                    static_cast<unsigned long long>(summary.ms1Frames),
+                    static_cast<unsigned long long>(summary.peaks),
+                    static_cast<unsigned long long>(summary.precursors));
     }
     return 0;
 }
@@ -93,8 +109,10 @@ int run(Arguments& a) {
 
 int main(int argc, char** argv) {
     Arguments arguments;
-    CLI::App app("Simulates a liquid chromatography run with ion mobility: digested proteins, isotope patterns, elution, noise, "
-                 "MS1 and MS/MS frames.");
+    CLI::App app(
+        "Simulates a liquid chromatography run with ion mobility: digested proteins, isotope patterns, "
+        "elution, noise, "
+        "MS1 and MS/MS frames.");
     declare(app, arguments);
     try {
         app.parse(argc, argv);

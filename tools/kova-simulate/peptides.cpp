@@ -33,7 +33,8 @@ std::uint64_t hashOf(std::string_view text) {
 }
 
 double bondStrength(std::string_view peptide, std::size_t position) {
-    const double middle = std::sin(3.14159265 * static_cast<double>(position) / static_cast<double>(peptide.size()));
+    const double middle =
+        std::sin(3.14159265 * static_cast<double>(position) / static_cast<double>(peptide.size()));
     const double proline = peptide[position] == 'P' ? 3.0 : 1.0;
     const double acid = peptide[position - 1] == 'D' ? 1.7 : 1.0;
     return (0.2 + middle) * proline * acid;
@@ -41,16 +42,29 @@ double bondStrength(std::string_view peptide, std::size_t position) {
 
 double hydrophobicity(char letter) {
     switch (letter) {
-        case 'W': return 11.0;
-        case 'F': return 10.5;
-        case 'L': return 9.6;
-        case 'I': return 8.4;
-        case 'M': return 5.8;
-        case 'V': return 5.0;
-        case 'Y': return 4.0;
-        case 'A': case 'P': return 1.0;
-        case 'T': case 'E': case 'D': return 0.3;
-        default: return -1.0;
+        case 'W':
+            return 11.0;
+        case 'F':
+            return 10.5;
+        case 'L':
+            return 9.6;
+        case 'I':
+            return 8.4;
+        case 'M':
+            return 5.8;
+        case 'V':
+            return 5.0;
+        case 'Y':
+            return 4.0;
+        case 'A':
+        case 'P':
+            return 1.0;
+        case 'T':
+        case 'E':
+        case 'D':
+            return 0.3;
+        default:
+            return -1.0;
     }
 }
 
@@ -60,8 +74,8 @@ std::vector<std::string> tryptic(std::string_view protein, int missedCleavages) 
     const std::vector<std::size_t> sites = cleavageSites(protein);
     std::vector<std::string> peptides;
     for (std::size_t first = 0; first + 1 < sites.size(); ++first) {
-        for (std::size_t last = first + 1; last < sites.size() && last <= first + 1 + static_cast<std::size_t>(missedCleavages);
-             ++last) {
+        for (std::size_t last = first + 1;
+             last < sites.size() && last <= first + 1 + static_cast<std::size_t>(missedCleavages); ++last) {
             const std::size_t length = sites[last] - sites[first];
             if (length >= kShortest && length <= kLongest) {
                 peptides.emplace_back(protein.substr(sites[first], length));
@@ -78,7 +92,8 @@ std::vector<Fragment> fragments(std::string_view peptide, int precursorCharge) {
     for (std::size_t position = 1; position < peptide.size(); ++position) {
         for (const bool isY : {false, true}) {
             const std::string_view sequence = isY ? peptide.substr(position) : peptide.substr(0, position);
-            const double intensity = bondStrength(peptide, position) * (isY ? 1.0 : 0.45) * std::exp(0.7 * random.normal());
+            const double intensity =
+                bondStrength(peptide, position) * (isY ? 1.0 : 0.45) * std::exp(0.7 * random.normal());
             const bool holdsTwoCharges = precursorCharge >= 3 && sequence.size() > peptide.size() / 2;
             result.push_back({sequence, isY, holdsTwoCharges ? 2 : 1, intensity});
             sum += intensity;

@@ -1,16 +1,16 @@
 #pragma once
 
-#include <string>
-#include <vector>
+#include <span>
+#include <string_view>
 
-namespace simulator {
+namespace kova_simulate {
 
 struct Protein {
-    std::string name;
-    std::string sequence;
+    std::string_view name;
+    std::string_view sequence;
 };
 
-// A mixture of well-known proteins, as it is used to test instruments.
-const std::vector<Protein>& builtInProteins();
+// Well-known proteins that laboratories use as test mixtures.
+std::span<const Protein> proteins();
 
-}  // namespace simulator
+}  // namespace kova_simulate

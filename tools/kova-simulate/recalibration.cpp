@@ -45,9 +45,10 @@ void writeState(CalibrationStore& store, std::uint32_t state, bool isComplete, b
         store.mapKovaCalibration(state, id, state);
         if (hasFrameCalibrators) {
             const auto calibration = static_cast<std::int64_t>(state * (frames + 1) + frame);
-            store.addFrameMzCalibration({.state = state,
-                                         .id = calibration,
-                                         .coefficients = shifted(instrument, ppm + 0.01 * static_cast<double>(frame))});
+            store.addFrameMzCalibration(
+                {.state = state,
+                 .id = calibration,
+                 .coefficients = shifted(instrument, ppm + 0.01 * static_cast<double>(frame))});
             store.mapFrameMzCalibration(state, id, calibration);
         }
     }
@@ -55,8 +56,8 @@ void writeState(CalibrationStore& store, std::uint32_t state, bool isComplete, b
 
 }  // namespace
 
-void writeRecalibratedStates(const std::filesystem::path& directory, std::uint32_t states, std::uint64_t frames,
-                             const Instrument& instrument) {
+void writeRecalibratedStates(const std::filesystem::path& directory, std::uint32_t states,
+                             std::uint64_t frames, const Instrument& instrument) {
     CalibrationStore store(directory);
     for (std::uint32_t state = 1; state <= states; ++state) {
         const bool isComplete = state == states || state % 3 != 0;

@@ -37,7 +37,8 @@ Composed compose(const Instrument& instrument, const Composition& composition, i
 
 // Charge states that a peptide takes: one proton for the N terminus and one for each basic residue.
 std::pair<int, int> chargeRange(const std::string& sequence) {
-    const auto basic = std::count_if(sequence.begin(), sequence.end(), [](char c) { return c == 'K' || c == 'R' || c == 'H'; });
+    const auto basic = std::count_if(sequence.begin(), sequence.end(),
+                                     [](char c) { return c == 'K' || c == 'R' || c == 'H'; });
     const int highest = std::clamp(1 + static_cast<int>(basic), 1, 4);
     return {sequence.size() > 12 ? std::min(2, highest) : 1, highest};
 }
@@ -47,7 +48,8 @@ void addIons(std::vector<Ion>& ions, const std::string& sequence, double amount,
     const Composition composition = residueComposition(sequence) + kWater;
     const double mass = monoisotopicMass(composition);
     const double response = amount * std::exp(2.0 * random.normal());
-    const double retention = runTime * std::clamp(relativeRetention(sequence) + 0.02 * random.normal(), 0.02, 0.98);
+    const double retention =
+        runTime * std::clamp(relativeRetention(sequence) + 0.02 * random.normal(), 0.02, 0.98);
     const auto [lowest, highest] = chargeRange(sequence);
     for (int charge = lowest; charge <= highest; ++charge) {
         const Composed composed = compose(instrument, composition, charge);
@@ -57,8 +59,8 @@ void addIons(std::vector<Ion>& ions, const std::string& sequence, double amount,
         if (composed.lines.empty() || scan < 2.0 || scan > instrument.scanCount() - 3.0) {
             continue;
         }
-        ions.push_back({sequence, charge, composed.monoisotopicMz, composed.averageMz, composed.largestPeakMz, scan, retention,
-                        response * share, composed.lines});
+        ions.push_back({sequence, charge, composed.monoisotopicMz, composed.averageMz, composed.largestPeakMz,
+                        scan, retention, response * share, composed.lines});
     }
 }
 
@@ -72,7 +74,8 @@ std::vector<Ion> makeSample(const Instrument& instrument, double runTime, Random
             addIons(ions, sequence, amount, instrument, runTime, random);
         }
     }
-    std::stable_sort(ions.begin(), ions.end(), [](const Ion& a, const Ion& b) { return a.abundance > b.abundance; });
+    std::stable_sort(ions.begin(), ions.end(),
+                     [](const Ion& a, const Ion& b) { return a.abundance > b.abundance; });
     return ions;
 }
 
@@ -86,7 +89,8 @@ std::vector<IsotopeLine> fragmentLines(const Instrument& instrument, const Ion& 
     std::vector<IsotopeLine> lines;
     for (const Fragment& fragment : fragments(ion.sequence, ion.charge)) {
         const Composition residues = residueComposition(fragment.sequence);
-        const Composed composed = compose(instrument, fragment.isY ? residues + kWater : residues, fragment.charge);
+        const Composed composed =
+            compose(instrument, fragment.isY ? residues + kWater : residues, fragment.charge);
         for (const IsotopeLine& line : composed.lines) {
             lines.push_back({line.index, 0.95 * fragment.intensity * line.fraction});
         }

@@ -39,7 +39,8 @@ public:
           runTime(given.frames * kSecondsPerFrame),
           sample(makeSample(instrument, runTime, random)),
           ms1(given.scans, kSamples, given.peaksPerFrame),
-          msms(given.scans, kSamples, given.msmsPeaksPerFrame != 0 ? given.msmsPeaksPerFrame : given.peaksPerFrame / 4),
+          msms(given.scans, kSamples,
+               given.msmsPeaksPerFrame != 0 ? given.msmsPeaksPerFrame : given.peaksPerFrame / 4),
           writer(given.out, settingsOf(given)) {}
 
     Summary execute() {
@@ -67,7 +68,8 @@ private:
         addFrame(ms1.synthesise(arrivals, random), 0);
         ++summary.ms1Frames;
         const std::size_t left = options.frames - summary.frames;
-        const std::size_t msmsFrames = options.format == Format::kvs ? 0 : std::min<std::size_t>(options.msmsPerMs1, left);
+        const std::size_t msmsFrames =
+            options.format == Format::kvs ? 0 : std::min<std::size_t>(options.msmsPerMs1, left);
         if (msmsFrames > 0) {
             addMsMsFrames(parent, eluting, msmsFrames);
         }
@@ -104,10 +106,12 @@ private:
         }
     }
 
-    std::vector<Arrival> fragmentArrivals(const std::vector<ScheduledPrecursor>& precursors, std::size_t frame) {
+    std::vector<Arrival> fragmentArrivals(const std::vector<ScheduledPrecursor>& precursors,
+                                          std::size_t frame) {
         std::vector<Arrival> arrivals;
         for (const ScheduledPrecursor& precursor : precursors) {
-            if (std::find(precursor.frames.begin(), precursor.frames.end(), frame) != precursor.frames.end()) {
+            if (std::find(precursor.frames.begin(), precursor.frames.end(), frame) !=
+                precursor.frames.end()) {
                 auto& lines = fragmentCache[precursor.ion];
                 if (lines.empty()) {
                     lines = fragmentLines(instrument, *precursor.ion);
@@ -126,7 +130,8 @@ private:
                 eluting.emplace_back(&ion, share * ion.abundance);
             }
         }
-        std::stable_sort(eluting.begin(), eluting.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
+        std::stable_sort(eluting.begin(), eluting.end(),
+                         [](const auto& a, const auto& b) { return a.second > b.second; });
         return eluting;
     }
 

@@ -38,7 +38,8 @@ BlobFileBuffer::off_type BlobFileBuffer::fileSize() const {
 std::streamsize BlobFileBuffer::xsgetn(char* destination, std::streamsize count) {
     std::streamsize done = 0;
     while (done < count) {
-        const ssize_t got = pread(descriptor, destination + done, static_cast<std::size_t>(count - done), position);
+        const ssize_t got =
+            pread(descriptor, destination + done, static_cast<std::size_t>(count - done), position);
         if (got < 0 && errno == EINTR) {
             continue;
         }
@@ -71,7 +72,9 @@ std::streamsize BlobFileBuffer::showmanyc() {
 
 BlobFileBuffer::pos_type BlobFileBuffer::seekoff(off_type offset, std::ios_base::seekdir direction,
                                                  std::ios_base::openmode which) {
-    const off_type base = direction == std::ios_base::beg ? 0 : direction == std::ios_base::cur ? position : fileSize();
+    const off_type base = direction == std::ios_base::beg   ? 0
+                          : direction == std::ios_base::cur ? position
+                                                            : fileSize();
     off_type target = 0;
     if (__builtin_add_overflow(base, offset, &target)) {
         return kFailed;

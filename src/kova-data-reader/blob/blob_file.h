@@ -6,9 +6,9 @@
 
 namespace lumo::io::kova {
 
-// Unbuffered stream buffer over a regular file, read by position: seeking is arithmetic, each read goes straight to
-// its destination. in_avail() is exact, so that a size claimed by the file can be checked before it is allocated; it
-// follows a file that is still growing.
+// Unbuffered stream buffer over a regular file, read by position: seeking is arithmetic, each read goes
+// straight to its destination. in_avail() is exact, so that a size claimed by the file can be checked before
+// it is allocated; it follows a file that is still growing.
 class BlobFileBuffer : public std::streambuf {
 public:
     BlobFileBuffer() = default;
@@ -16,7 +16,8 @@ public:
     BlobFileBuffer& operator=(const BlobFileBuffer&) = delete;
     ~BlobFileBuffer() override;
 
-    // False when `path` cannot be opened for reading or is not a regular file. Never blocks on a pipe or device.
+    // False when `path` cannot be opened for reading or is not a regular file. Never blocks on a pipe or
+    // device.
     bool open(const std::filesystem::path& path);
 
 protected:
@@ -24,7 +25,8 @@ protected:
     int_type uflow() override;
     std::streamsize xsgetn(char* destination, std::streamsize count) override;
     std::streamsize showmanyc() override;
-    pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode which) override;
+    pos_type seekoff(off_type offset, std::ios_base::seekdir direction,
+                     std::ios_base::openmode which) override;
     pos_type seekpos(pos_type target, std::ios_base::openmode which) override;
 
 private:

@@ -7,7 +7,8 @@
 
 namespace lumo::io::kova::binary {
 
-std::array<std::uint32_t, 2> readBlockHeader(std::istream& stream, std::int64_t position, std::int64_t frameId) {
+std::array<std::uint32_t, 2> readBlockHeader(std::istream& stream, std::int64_t position,
+                                             std::int64_t frameId) {
     if (!seekTo(stream, position)) {
         LUMO_THROW(CorruptFrameDataError(frameId, seekFailureText("Can't seek to binary header.", stream)));
     }

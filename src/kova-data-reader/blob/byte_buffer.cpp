@@ -25,16 +25,17 @@ ByteBuffer::~ByteBuffer() {
 
 void ByteBuffer::resize(std::size_t newSize) {
     if (newSize > mapped) {
-        // Half as much again: untouched pages cost nothing, and frames that grow slowly do not map anew each time.
+        // Half as much again: untouched pages cost nothing, and frames that grow slowly do not map anew each
+        // time.
         grow(roundedToPages(mapped == 0 ? newSize : std::max(newSize, mapped + mapped / 2)));
     }
     used = newSize;
 }
 
 void ByteBuffer::grow(std::size_t newCapacity) {
-    void* const memory = bytes == nullptr
-                             ? mmap(nullptr, newCapacity, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
-                             : mremap(bytes, mapped, newCapacity, MREMAP_MAYMOVE);
+    void* const memory = bytes == nullptr ? mmap(nullptr, newCapacity, PROT_READ | PROT_WRITE,
+                                                 MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
+                                          : mremap(bytes, mapped, newCapacity, MREMAP_MAYMOVE);
     if (memory == MAP_FAILED) {
         LUMO_THROW(std::bad_alloc());
     }

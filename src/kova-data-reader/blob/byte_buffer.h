@@ -4,9 +4,9 @@
 
 namespace lumo::io::kova {
 
-// A byte vector for large blocks that are overwritten as a whole. Memory comes straight from the kernel: zero-filled on
-// first touch only, so that a buffer that is never used costs nothing, and growing neither copies nor clears. The
-// capacity never shrinks.
+// A byte vector for large blocks that are overwritten as a whole. Memory comes straight from the kernel:
+// zero-filled on first touch only, so that a buffer that is never used costs nothing, and growing neither
+// copies nor clears. The capacity never shrinks.
 class ByteBuffer {
 public:
     ByteBuffer() = default;

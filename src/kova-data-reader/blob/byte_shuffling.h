@@ -6,8 +6,8 @@
 
 namespace lumo::io::kova::decoding {
 
-// Word i of a byte-shuffled array: N = size / 4 words, stored as four planes of N bytes, the least significant bytes
-// of all words first. i must be below N.
+// Word i of a byte-shuffled array: N = size / 4 words, stored as four planes of N bytes, the least
+// significant bytes of all words first. i must be below N.
 inline std::uint32_t decodeByteShuffling(std::span<const std::byte> buffer, std::size_t i) {
     const std::size_t n = buffer.size() / 4;
     return std::to_integer<std::uint32_t>(buffer[i]) | (std::to_integer<std::uint32_t>(buffer[n + i]) << 8) |

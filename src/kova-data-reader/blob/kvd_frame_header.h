@@ -10,12 +10,12 @@
 
 namespace lumo::io::kova {
 
-// Header of a frame whose scans are compressed one by one: where each scan's bytes lie. Holds one frame's header at a
-// time, or none.
+// Header of a frame whose scans are compressed one by one: where each scan's bytes lie. Holds one frame's
+// header at a time, or none.
 class KvdFrameHeader {
 public:
-    // Reads the header at the stream's position, to which the caller has seeked. Raises CorruptFrameDataError; a header
-    // whose reading failed does not count as loaded.
+    // Reads the header at the stream's position, to which the caller has seeked. Raises
+    // CorruptFrameDataError; a header whose reading failed does not count as loaded.
     void initFromStream(std::int64_t frameId, std::int64_t position, std::istream& stream);
 
     // The header of a frame without data: no scans, nothing is read.

@@ -47,12 +47,13 @@ void KvdFrameReader::readBlock(std::istream& stream, std::int64_t position) {
 void KvdFrameReader::buildScanStarts() {
     const std::span<const std::byte> buffer(decompressed.data(), decompressed.size());
     const std::size_t words = buffer.size() / 4;
-    // The table cannot be completed when the frame has fewer words than scans, whatever the scan count claims.
+    // The table cannot be completed when the frame has fewer words than scans, whatever the scan count
+    // claims.
     const std::size_t entries = std::min<std::size_t>(scans, words);
     if (entries < scans) {
         LUMO_THROW(CorruptFrameDataError(frameId, "Found invalid number of scans for frame, expected [" +
-                                                      std::to_string(scans) + "] got [" + std::to_string(entries) +
-                                                      "]"));
+                                                      std::to_string(scans) + "] got [" +
+                                                      std::to_string(entries) + "]"));
     }
     scanStarts.resize(entries + 1);
     decoding::decodeByteShuffling(buffer, 0, entries, scanStarts.data());

@@ -11,16 +11,17 @@
 
 namespace lumo::io::kova {
 
-// One decompressed frame at a time, for frames that are compressed as a whole: byte-shuffled words and the word range
-// of each scan. References handed out are valid until the next fill.
+// One decompressed frame at a time, for frames that are compressed as a whole: byte-shuffled words and the
+// word range of each scan. References handed out are valid until the next fill.
 class KvdFrameReader {
 public:
-    // Makes the frame at `position` the loaded one; nothing is read when it already is. A negative position is a frame
-    // without scans. Raises CorruptFrameDataError, and holds no frame then.
+    // Makes the frame at `position` the loaded one; nothing is read when it already is. A negative position
+    // is a frame without scans. Raises CorruptFrameDataError, and holds no frame then.
     void fill(std::istream& stream, std::int64_t frameId, std::int64_t position);
 
     // Word range [start, end) of a scan in the returned byte-shuffled buffer. Raises std::invalid_argument
-    // "Scan number [n] out of range." and, when the scan's bounds contradict the frame's size, CorruptScanDataError.
+    // "Scan number [n] out of range." and, when the scan's bounds contradict the frame's size,
+    // CorruptScanDataError.
     const ByteBuffer& get(std::uint32_t scan, std::uint32_t& start, std::uint32_t& end) const {
         if (scan >= scans) {
             raiseOutOfRange(scan);

@@ -30,13 +30,15 @@ bool KvdReaderCache::contains(std::int64_t blockPosition, std::uint32_t scan) co
     return blockPosition == cachedBlockPosition && scanBegin <= scan && scan < scanEnd;
 }
 
-std::pair<const std::byte*, std::uint32_t> KvdReaderCache::get(std::int64_t frameId, std::uint32_t scan) const {
+std::pair<const std::byte*, std::uint32_t> KvdReaderCache::get(std::int64_t frameId,
+                                                               std::uint32_t scan) const {
     const auto [position, length] = frameHeader.getScanStartOffset(scan);
     if (length == 0) {
         return {nullptr, 0};
     }
     const std::uint64_t cached = scanBegin < scanEnd ? buffer.size() : 0;
-    if (position < rangeStart || position - rangeStart > cached || length > cached - (position - rangeStart)) {
+    if (position < rangeStart || position - rangeStart > cached ||
+        length > cached - (position - rangeStart)) {
         LUMO_THROW(CorruptScanDataError(frameId, scan, "Scan data lie outside the data of the scan range."));
     }
     return {buffer.data() + (position - rangeStart), length};
@@ -64,7 +66,8 @@ void KvdReaderCache::fillScan(std::istream& stream, std::int64_t frameId, std::i
     fill(rules, stream, blockPosition, scan, scan + 1);
 }
 
-void KvdReaderCache::ensureFrameHeaderLoaded(std::istream& stream, std::int64_t frameId, std::int64_t blockPosition) {
+void KvdReaderCache::ensureFrameHeaderLoaded(std::istream& stream, std::int64_t frameId,
+                                             std::int64_t blockPosition) {
     constexpr std::int64_t kNoData = -1;
     if (frameHeader.isLoadedFrom(blockPosition)) {
         return;
@@ -74,7 +77,8 @@ void KvdReaderCache::ensureFrameHeaderLoaded(std::istream& stream, std::int64_t 
         return;
     }
     if (!binary::seekTo(stream, blockPosition)) {
-        LUMO_THROW(CorruptFrameDataError(frameId, binary::seekFailureText("Can't seek to binary header.", stream)));
+        LUMO_THROW(
+            CorruptFrameDataError(frameId, binary::seekFailureText("Can't seek to binary header.", stream)));
     }
     frameHeader.initFromStream(frameId, blockPosition, stream);
 }

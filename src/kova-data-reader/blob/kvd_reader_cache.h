@@ -10,20 +10,22 @@
 
 namespace lumo::io::kova {
 
-// The compressed bytes of one contiguous range of scans of one frame, for frames whose scans are compressed one by one.
-// Any request outside the cached range replaces it. Pointers handed out are valid until the next fill.
+// The compressed bytes of one contiguous range of scans of one frame, for frames whose scans are compressed
+// one by one. Any request outside the cached range replaces it. Pointers handed out are valid until the next
+// fill.
 class KvdReaderCache {
 public:
     bool contains(std::int64_t blockPosition, std::uint32_t scan) const;
 
-    // Compressed bytes of a scan of the frame whose header is loaded; (null, 0) for an empty scan. Any other scan must
-    // be in the cached range. Raises CorruptScanDataError when the offsets of the frame contradict that range.
+    // Compressed bytes of a scan of the frame whose header is loaded; (null, 0) for an empty scan. Any other
+    // scan must be in the cached range. Raises CorruptScanDataError when the offsets of the frame contradict
+    // that range.
     std::pair<const std::byte*, std::uint32_t> get(std::int64_t frameId, std::uint32_t scan) const;
 
-    // Make the scans [begin, end), or one scan, the cached ones with one seek and one read. They differ in size limit
-    // and error texts. A failure leaves nothing cached.
-    void fillRange(std::istream& stream, std::int64_t frameId, std::int64_t blockPosition, std::uint32_t begin,
-                   std::uint32_t end);
+    // Make the scans [begin, end), or one scan, the cached ones with one seek and one read. They differ in
+    // size limit and error texts. A failure leaves nothing cached.
+    void fillRange(std::istream& stream, std::int64_t frameId, std::int64_t blockPosition,
+                   std::uint32_t begin, std::uint32_t end);
     void fillScan(std::istream& stream, std::int64_t frameId, std::int64_t blockPosition, std::uint32_t scan);
 
     // Reads the frame header unless it is already the loaded one.

@@ -23,7 +23,8 @@ struct KvsSpectraReader::Part {
     bool startsBehindLine;
 };
 
-void KvsSpectraReader::fillLineSpectrum(std::istream& stream, std::int64_t newFrameId, std::int64_t position) {
+void KvsSpectraReader::fillLineSpectrum(std::istream& stream, std::int64_t newFrameId,
+                                        std::int64_t position) {
     frameId = newFrameId;
     fill({.supported = hasLine,
           .unsupportedText = "No line spectra supported in this analysis.",
@@ -34,7 +35,8 @@ void KvsSpectraReader::fillLineSpectrum(std::istream& stream, std::int64_t newFr
          stream, position);
 }
 
-void KvsSpectraReader::fillProfileSpectrum(std::istream& stream, std::int64_t newFrameId, std::int64_t position) {
+void KvsSpectraReader::fillProfileSpectrum(std::istream& stream, std::int64_t newFrameId,
+                                           std::int64_t position) {
     frameId = newFrameId;
     fill({.supported = hasProfile,
           .unsupportedText = "No profile spectra supported in this analysis.",
@@ -84,11 +86,12 @@ void KvsSpectraReader::fill(const Part& part, std::istream& stream, std::int64_t
     if (size == 0) {
         buffer.resize(0);
     } else {
-        const bool isInPlace = part.startsBehindLine
-                                   ? place == StreamPlace::AtProfilePart ||
-                                         (place == StreamPlace::AfterHeader && lineSize == 0)
-                                   : place == StreamPlace::AfterHeader;
-        const std::int64_t start = position + binary::kBlockHeaderSizeBytes + (part.startsBehindLine ? lineSize : 0);
+        const bool isInPlace =
+            part.startsBehindLine
+                ? place == StreamPlace::AtProfilePart || (place == StreamPlace::AfterHeader && lineSize == 0)
+                : place == StreamPlace::AfterHeader;
+        const std::int64_t start =
+            position + binary::kBlockHeaderSizeBytes + (part.startsBehindLine ? lineSize : 0);
         if (!isInPlace && !binary::seekTo(stream, start)) {
             // Deliberate: the line part's failure has the profile part's text.
             LUMO_THROW(CorruptFrameDataError(

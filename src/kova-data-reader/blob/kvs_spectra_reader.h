@@ -19,20 +19,21 @@ struct LineSpectrumView {
     const std::byte* widths = nullptr;  // null unless asked for
 };
 
-// One spectrum at a time of an analysis without mobility: a line part and a profile part, decompressed independently
-// and kept until another position is asked for. Views are valid until the next fill.
+// One spectrum at a time of an analysis without mobility: a line part and a profile part, decompressed
+// independently and kept until another position is asked for. Views are valid until the next fill.
 class KvsSpectraReader {
 public:
     KvsSpectraReader(bool withLines, bool withLineWidths, bool withProfiles)
         : hasLine(withLines), hasLineWidth(withLineWidths), hasProfile(withProfiles) {}
 
-    // Make the part of the spectrum at `position` the decompressed one; nothing is read when it already is. A negative
-    // position is an empty spectrum. Raise CorruptFrameDataError, and hold nothing then.
+    // Make the part of the spectrum at `position` the decompressed one; nothing is read when it already is. A
+    // negative position is an empty spectrum. Raise CorruptFrameDataError, and hold nothing then.
     void fillLineSpectrum(std::istream& stream, std::int64_t frameId, std::int64_t position);
     void fillProfileSpectrum(std::istream& stream, std::int64_t frameId, std::int64_t position);
 
-    // The line spectrum of `peaks` peaks, a number that is stored apart from it; a negative one means that it is not.
-    // Raises CorruptDataError when there is no such part, CorruptFrameDataError when the number contradicts it.
+    // The line spectrum of `peaks` peaks, a number that is stored apart from it; a negative one means that it
+    // is not. Raises CorruptDataError when there is no such part, CorruptFrameDataError when the number
+    // contradicts it.
     LineSpectrumView viewLineSpectrum(std::int64_t peaks, bool withWidths) const;
     void getLineSpectrum(std::int64_t peaks, std::vector<double>& positions, std::vector<float>& intensities,
                          std::vector<float>* widths) const;

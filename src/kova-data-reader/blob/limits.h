@@ -14,7 +14,8 @@ inline constexpr std::uint64_t kMaxDecompressedSizeBytes = std::uint64_t{1} << 3
 inline constexpr std::size_t kMaxDecompressedScanSizeBytes = 0x400000;
 inline constexpr std::uint64_t kMaxResultValues = 0x3FFFFFFF;
 
-// A zstd block of 4 bytes (3 of header, 1 that is repeated) can stand for 128 KiB; no frame compresses better.
+// A zstd block of 4 bytes (3 of header, 1 that is repeated) can stand for 128 KiB; no frame compresses
+// better.
 inline constexpr std::uint64_t kMaxCompressionRatio = (128 * 1024) / 4;
 
 // Sizes that the readers' buffers start with; they grow when a block needs more.

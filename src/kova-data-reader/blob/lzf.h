@@ -10,8 +10,9 @@ public:
     using std::invalid_argument::invalid_argument;
 };
 
-// Decompresses one LZF stream and returns the number of bytes produced; 0 means that the output is too small. Raises
-// InvalidInputStream "Invalid input stream" on a corrupt stream and std::invalid_argument on impossible arguments.
+// Decompresses one LZF stream and returns the number of bytes produced; 0 means that the output is too small.
+// Raises InvalidInputStream "Invalid input stream" on a corrupt stream and std::invalid_argument on
+// impossible arguments.
 std::size_t decompressLzf(const std::byte* input, std::size_t inputLength, std::byte* output,
                           std::size_t outputCapacity);
 

@@ -7,8 +7,8 @@
 
 namespace lumo::io::kova::binary {
 
-// Clears what an earlier failure left, then seeks; true when the stream is good afterwards. Clearing first keeps the
-// intact blocks readable after any failure.
+// Clears what an earlier failure left, then seeks; true when the stream is good afterwards. Clearing first
+// keeps the intact blocks readable after any failure.
 bool seekTo(std::istream& stream, std::int64_t position);
 
 // True when exactly `size` bytes were read.

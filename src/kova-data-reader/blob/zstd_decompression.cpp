@@ -51,8 +51,8 @@ void readAndDecompress(std::uint32_t compressedSize, std::int64_t frameId, std::
         LUMO_THROW(CorruptFrameDataError(frameId, "Error reading frame data."));
     }
     decompressed.resize(checkedContentSize(compressed, frameId));
-    const std::size_t produced = ZSTD_decompressDCtx(handler.context(), decompressed.data(), decompressed.size(),
-                                                     compressed.data(), compressed.size());
+    const std::size_t produced = ZSTD_decompressDCtx(
+        handler.context(), decompressed.data(), decompressed.size(), compressed.data(), compressed.size());
     if (ZSTD_isError(produced)) {
         raiseDecompressionError(frameId, ZSTD_getErrorName(produced));
     }

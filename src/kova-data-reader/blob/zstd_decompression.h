@@ -27,9 +27,9 @@ private:
     std::unique_ptr<ZSTD_DCtx_s, Release> owned;
 };
 
-// Reads `compressedSize` bytes at the stream's position and decompresses them; `decompressed` gets exactly the content
-// size that the zstd frame records. Raises CorruptFrameDataError; memory is taken only after the size of the file and
-// the greatest possible compression ratio have confirmed the sizes claimed.
+// Reads `compressedSize` bytes at the stream's position and decompresses them; `decompressed` gets exactly
+// the content size that the zstd frame records. Raises CorruptFrameDataError; memory is taken only after the
+// size of the file and the greatest possible compression ratio have confirmed the sizes claimed.
 void readAndDecompress(std::uint32_t compressedSize, std::int64_t frameId, std::istream& stream,
                        ZStdDeompressionHandler& handler, ByteBuffer& compressed, ByteBuffer& decompressed);
 

@@ -9,7 +9,7 @@ namespace lumo::io::kova {
 
 // What reading a frame's data needs of its row in table "Frames".
 struct FrameInfo {
-    std::int64_t blobOffset = -1;  // bytes from the start of the blob file; negative: no data
+    std::int64_t blobOffset = -1;   // bytes from the start of the blob file; negative: no data
     double accumulationTime = 0.0;  // ms; 0 where the schema has none
     double rampTime = 0.0;          // ms; 0 where the schema has none
     std::int64_t numPeaks = -1;     // of a spectrum without mobility; -1: not stored

@@ -15,8 +15,8 @@ public:
     virtual ~ISqliteReader() = default;
     virtual std::shared_ptr<CppSQLite3DB> getSQLiteDb() const = 0;
 
-    // Value of a key of table "GlobalMetadata"; empty without a row or with a NULL value. The key is a constant of the
-    // program. Raises CorruptDataError on an SQLite failure.
+    // Value of a key of table "GlobalMetadata"; empty without a row or with a NULL value. The key is a
+    // constant of the program. Raises CorruptDataError on an SQLite failure.
     std::optional<std::string> getGlobalMetadatum(const std::string& key) const;
 
     // The same for a key that must be there. Raises CorruptDataError otherwise.
@@ -28,7 +28,8 @@ protected:
     ISqliteReader& operator=(const ISqliteReader&) = default;
 };
 
-// A required key as a number (T is std::int32_t or std::uint32_t), strictly converted. Raises CorruptDataError.
+// A required key as a number (T is std::int32_t or std::uint32_t), strictly converted. Raises
+// CorruptDataError.
 template <class T>
 T getGlobalMetadatumRequired(const ISqliteReader& reader, const std::string& key);
 

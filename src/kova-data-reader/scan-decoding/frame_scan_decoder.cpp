@@ -20,7 +20,8 @@ void FrameScanDecoder::prepare(std::int64_t frameId, std::uint32_t begin, std::u
     for (std::uint32_t scan = begin; scan < existingEnd && !frame->isWithoutPeaks(); ++scan) {
         frame->get(scan, first, last);
         if ((last - first) % 2 != 0) {
-            LUMO_THROW(CorruptScanDataError(frameId, scan, "number of decompressed entries not an even number."));
+            LUMO_THROW(
+                CorruptScanDataError(frameId, scan, "number of decompressed entries not an even number."));
         }
         wordsOfRange += last - first;
     }
@@ -38,7 +39,8 @@ std::size_t FrameScanDecoder::peakBound(std::uint32_t scan) {
     return (end - start) / 2;
 }
 
-std::size_t FrameScanDecoder::decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) {
+std::size_t FrameScanDecoder::decode(std::uint32_t scan, const IntensityScale& scale,
+                                     const PeakOutput& output) {
     std::uint32_t start = 0;
     std::uint32_t end = 0;
     const ByteBuffer& shuffled = frame->get(scan, start, end);

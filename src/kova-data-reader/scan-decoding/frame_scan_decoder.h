@@ -6,7 +6,8 @@ namespace lumo::io::kova {
 
 class KvdFrameReader;
 
-// Scans of frames that are compressed as a whole: peaks go from the shuffled buffer straight to their destination.
+// Scans of frames that are compressed as a whole: peaks go from the shuffled buffer straight to their
+// destination.
 class FrameScanDecoder : public ScanDecoder {
 public:
     explicit FrameScanDecoder(KvdReader& source) : reader(source) {}

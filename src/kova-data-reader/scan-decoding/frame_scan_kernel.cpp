@@ -21,8 +21,8 @@ struct PeakBlock {
     U32x4 intensities[2];
 };
 
-// Words alternate between delta and intensity, and so do the bytes of each plane: taken as 16-bit lanes, low bytes belong
-// to deltas and high bytes to intensities.
+// Words alternate between delta and intensity, and so do the bytes of each plane: taken as 16-bit lanes, low
+// bytes belong to deltas and high bytes to intensities.
 PeakBlock loadBlock(std::span<const std::byte> shuffled, std::size_t word) {
     const std::size_t n = shuffled.size() / 4;
     const std::byte* const first = shuffled.data() + word;
@@ -44,14 +44,16 @@ PeakBlock loadBlock(std::span<const std::byte> shuffled, std::size_t word) {
     return block;
 }
 
-// The decoder of one scan: a running sum of index deltas that wraps in 32 bits as the format's, and the peaks kept so far.
+// The decoder of one scan: a running sum of index deltas that wraps in 32 bits as the format's, and the peaks
+// kept so far.
 class ScanKernel {
 public:
     ScanKernel(std::span<const std::byte> words, const IntensityScale& intensityScale, BinLimit& binLimit,
                const PeakOutput& peakOutput)
         : shuffled(words), scale(intensityScale), limit(binLimit), output(peakOutput) {}
 
-    // Decodes the words [word, end). The forms agree bit for bit: eight peaks, fewer than eight with 16 words readable, any.
+    // Decodes the words [word, end). The forms agree bit for bit: eight peaks, fewer than eight with 16 words
+    // readable, any.
     void decodeBlock(std::size_t word);
     void decodePartialBlock(std::size_t word, std::size_t end);
     void decodePlainly(std::size_t word, std::size_t end);
@@ -128,8 +130,9 @@ inline void ScanKernel::decodePartialBlock(std::size_t word, std::size_t end) {
     const U32x4 second = lanes::runningSum(block.deltas[1]) + first[3];
     const U32x4 indices[2] = {first, second};
     const U32x4 bins = lanes::broadcast(limit.binCount());
-    const U32x4 beyond[2] = {lanes::reinterpret<U32x4>(first >= bins) & lanes::reinterpret<U32x4>(U32x4{0, 1, 2, 3} < peaks),
-                             lanes::reinterpret<U32x4>(second >= bins) & lanes::reinterpret<U32x4>(U32x4{4, 5, 6, 7} < peaks)};
+    const U32x4 beyond[2] = {
+        lanes::reinterpret<U32x4>(first >= bins) & lanes::reinterpret<U32x4>(U32x4{0, 1, 2, 3} < peaks),
+        lanes::reinterpret<U32x4>(second >= bins) & lanes::reinterpret<U32x4>(U32x4{4, 5, 6, 7} < peaks)};
     if (lanes::anySet(beyond[0] | beyond[1])) {
         decodePlainly(word, end);
         return;

@@ -31,7 +31,8 @@ std::size_t LzfScanDecoder::decompress(const std::byte* input, std::size_t input
         std::size_t produced = uimf::decompressLzf(input, inputLength, values.data(), values.size());
         while (produced == 0) {
             if (values.size() == limits::kMaxDecompressedScanSizeBytes) {
-                LUMO_THROW(CorruptScanDataError(frameId, scan, "Maximum decompression-buffer size exceeded."));
+                LUMO_THROW(
+                    CorruptScanDataError(frameId, scan, "Maximum decompression-buffer size exceeded."));
             }
             values.resize(std::min(2 * values.size() + 1, limits::kMaxDecompressedScanSizeBytes));
             produced = uimf::decompressLzf(input, inputLength, values.data(), values.size());
@@ -42,7 +43,8 @@ std::size_t LzfScanDecoder::decompress(const std::byte* input, std::size_t input
     }
 }
 
-std::size_t LzfScanDecoder::decode(std::uint32_t /*scan*/, const IntensityScale& scale, const PeakOutput& output) {
+std::size_t LzfScanDecoder::decode(std::uint32_t /*scan*/, const IntensityScale& scale,
+                                   const PeakOutput& output) {
     return decodeRunLengthScan({values.data(), decompressedSize}, scale, reader.binLimit(), output);
 }
 

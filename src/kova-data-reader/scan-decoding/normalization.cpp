@@ -15,7 +15,8 @@ IntensityScale perAccumulationTime(double numerator, double accumulationTime) {
 
 }  // namespace
 
-IntensityScale makeIntensityScale(NormalizationType type, const std::function<const FrameInfo&()>& getFrameInfo) {
+IntensityScale makeIntensityScale(NormalizationType type,
+                                  const std::function<const FrameInfo&()>& getFrameInfo) {
     switch (type) {
         case NormalizationType::None:
             return {};

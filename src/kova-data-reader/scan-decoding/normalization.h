@@ -35,7 +35,8 @@ public:
         if (!(scaled >= 0.0)) {
             return 0;
         }
-        return scaled >= kMax ? std::numeric_limits<std::uint32_t>::max() : static_cast<std::uint32_t>(scaled);
+        return scaled >= kMax ? std::numeric_limits<std::uint32_t>::max()
+                              : static_cast<std::uint32_t>(scaled);
     }
 
 private:
@@ -44,7 +45,9 @@ private:
 };
 
 // The scale of one frame. `getFrameInfo` is called only when the type needs the frame's times. Raises
-// "decodeScanRange() : Unknown NormalizationType" for types other than None, DutyCycle and AccumulationTime100ms.
-IntensityScale makeIntensityScale(NormalizationType type, const std::function<const FrameInfo&()>& getFrameInfo);
+// "decodeScanRange() : Unknown NormalizationType" for types other than None, DutyCycle and
+// AccumulationTime100ms.
+IntensityScale makeIntensityScale(NormalizationType type,
+                                  const std::function<const FrameInfo&()>& getFrameInfo);
 
 }  // namespace lumo::io::kova

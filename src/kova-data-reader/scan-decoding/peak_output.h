@@ -6,8 +6,8 @@
 
 namespace lumo::io::kova {
 
-// Where the peaks of one scan go: an array of indices and one of intensities, each with room for every peak that the
-// scan can hold. Addresses need not be aligned. Without addresses peaks are only counted.
+// Where the peaks of one scan go: an array of indices and one of intensities, each with room for every peak
+// that the scan can hold. Addresses need not be aligned. Without addresses peaks are only counted.
 struct PeakOutput {
     std::byte* indices = nullptr;
     std::byte* intensities = nullptr;
@@ -20,7 +20,8 @@ struct PeakOutput {
     }
 
     // Stores `count` peaks from `peak` on.
-    void store(std::size_t peak, const std::uint32_t* index, const std::uint32_t* intensity, std::size_t count) const {
+    void store(std::size_t peak, const std::uint32_t* index, const std::uint32_t* intensity,
+               std::size_t count) const {
         std::memcpy(indices + 4 * peak, index, 4 * count);
         std::memcpy(intensities + 4 * peak, intensity, 4 * count);
     }

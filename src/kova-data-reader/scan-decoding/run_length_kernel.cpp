@@ -5,8 +5,8 @@
 
 namespace lumo::io::kova {
 
-std::size_t decodeRunLengthScan(std::span<const std::byte> values, const IntensityScale& scale, BinLimit& limit,
-                                const PeakOutput& output) {
+std::size_t decodeRunLengthScan(std::span<const std::byte> values, const IntensityScale& scale,
+                                BinLimit& limit, const PeakOutput& output) {
     const std::size_t count = values.size() / 4;
     std::uint64_t index = 0;  // 64 bits hold every sum of skips that a scan can have room for
     std::size_t kept = 0;
@@ -18,7 +18,8 @@ std::size_t decodeRunLengthScan(std::span<const std::byte> values, const Intensi
         }
         if (index < limit.binCount()) {
             if (!output.isCountOnly()) {
-                output.store(kept, static_cast<std::uint32_t>(index), scale(static_cast<std::uint32_t>(value)));
+                output.store(kept, static_cast<std::uint32_t>(index),
+                             scale(static_cast<std::uint32_t>(value)));
             }
             ++kept;
         } else {

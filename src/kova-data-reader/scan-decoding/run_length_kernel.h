@@ -11,9 +11,10 @@ namespace lumo::io::kova {
 
 class BinLimit;
 
-// Expands run-length coded bins, little-endian signed 32-bit values: -k skips k bins, any other value is the intensity
-// of the current bin. Returns the number of peaks whose index is below the bin limit; only those are stored.
-std::size_t decodeRunLengthScan(std::span<const std::byte> values, const IntensityScale& scale, BinLimit& limit,
-                                const PeakOutput& output);
+// Expands run-length coded bins, little-endian signed 32-bit values: -k skips k bins, any other value is the
+// intensity of the current bin. Returns the number of peaks whose index is below the bin limit; only those
+// are stored.
+std::size_t decodeRunLengthScan(std::span<const std::byte> values, const IntensityScale& scale,
+                                BinLimit& limit, const PeakOutput& output);
 
 }  // namespace lumo::io::kova

@@ -11,8 +11,8 @@ namespace lumo::io::kova {
 
 class KvdReader;
 
-// Turns stored scans into peaks, one scan of a prepared range after the other. One implementation per storage scheme.
-// Use: prepare(range), then for each scan of it in order peakBound(scan) and decode(scan).
+// Turns stored scans into peaks, one scan of a prepared range after the other. One implementation per storage
+// scheme. Use: prepare(range), then for each scan of it in order peakBound(scan) and decode(scan).
 class ScanDecoder {
 public:
     virtual ~ScanDecoder() = default;
@@ -20,7 +20,8 @@ public:
     // Loads what the scans [begin, end) need and raises what is wrong with their bounds.
     virtual void prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) = 0;
 
-    // True when no call below can fail for a scan of the prepared range, because nothing is left to be decompressed.
+    // True when no call below can fail for a scan of the prepared range, because nothing is left to be
+    // decompressed.
     virtual bool isInfallibleOncePrepared() const = 0;
 
     // True when the prepared range is known to hold no peaks, without a look at each of its scans.

@@ -19,10 +19,10 @@ void checkResultSize(std::uint64_t values) {
     }
 }
 
-// Decodes one scan to `target`, which has room for `bound` peaks, and returns the number of peaks. Intensities follow
-// the indices, so they move up when peaks were dropped.
-std::size_t decodeScan(ScanDecoder& decoder, std::uint32_t scan, const IntensityScale& scale, std::size_t bound,
-                       std::byte* target) {
+// Decodes one scan to `target`, which has room for `bound` peaks, and returns the number of peaks.
+// Intensities follow the indices, so they move up when peaks were dropped.
+std::size_t decodeScan(ScanDecoder& decoder, std::uint32_t scan, const IntensityScale& scale,
+                       std::size_t bound, std::byte* target) {
     std::byte* const intensities = target + kWordSize * bound;
     const std::size_t peaks = decoder.decode(scan, scale, {target, intensities});
     if (peaks < bound) {
@@ -64,8 +64,8 @@ std::uint64_t ScanRangeReader::countValues(const Range& range) {
     return values;
 }
 
-// Peaks are decoded to where they end up, as nothing can fail any more. Only when the buffer might be too small they
-// have to be counted first.
+// Peaks are decoded to where they end up, as nothing can fail any more. Only when the buffer might be too
+// small they have to be counted first.
 std::uint64_t ScanRangeReader::readDirectly(const Range& range, const IntensityScale& scale,
                                             std::span<std::byte> buffer) {
     const std::uint64_t bound = range.scans() + 2 * decoder->rangePeakBound();
@@ -86,7 +86,8 @@ std::uint64_t ScanRangeReader::readDirectly(const Range& range, const IntensityS
     return values;
 }
 
-std::uint64_t ScanRangeReader::decodeInto(const Range& range, const IntensityScale& scale, std::byte* destination) {
+std::uint64_t ScanRangeReader::decodeInto(const Range& range, const IntensityScale& scale,
+                                          std::byte* destination) {
     std::byte* target = destination + kWordSize * range.scans();
     if (decoder->isRangeWithoutPeaks()) {
         std::memset(destination, 0, kWordSize * range.scans());
@@ -100,8 +101,8 @@ std::uint64_t ScanRangeReader::decodeInto(const Range& range, const IntensitySca
     return static_cast<std::uint64_t>(target - destination) / kWordSize;
 }
 
-// A later scan can still turn out to be corrupt, so the result is built aside. Once it has outgrown the caller's
-// buffer, the rest is only counted.
+// A later scan can still turn out to be corrupt, so the result is built aside. Once it has outgrown the
+// caller's buffer, the rest is only counted.
 std::uint64_t ScanRangeReader::readStaged(const Range& range, const IntensityScale& scale,
                                           std::span<std::byte> buffer) {
     std::uint64_t values = range.scans();

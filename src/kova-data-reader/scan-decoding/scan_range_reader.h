@@ -10,15 +10,15 @@
 
 namespace lumo::io::kova {
 
-// Packs the peaks of a range of scans into one buffer of 32-bit words: the peak count of each scan, then for each scan
-// its indices and its intensities.
+// Packs the peaks of a range of scans into one buffer of 32-bit words: the peak count of each scan, then for
+// each scan its indices and its intensities.
 class ScanRangeReader {
 public:
     // The reader must outlive it.
     explicit ScanRangeReader(KvdReader& source) : reader(source), decoder(makeScanDecoder(source)) {}
 
-    // Returns the size in bytes that the result needs; it is written only when it fits `buffer`. Nothing is written
-    // when the call fails.
+    // Returns the size in bytes that the result needs; it is written only when it fits `buffer`. Nothing is
+    // written when the call fails.
     std::uint64_t read(std::int64_t frameId, std::uint32_t begin, std::uint32_t end, NormalizationType type,
                        std::span<std::byte> buffer);
 

@@ -41,7 +41,8 @@ protected:
     Store() { fixtures::AnalysisBuilder().frame({}).frame({}, {.polarity = "-"}).write(directory.path()); }
 
     // Builds the store from one state "k" with reference calibrations, then what the test adds or damages.
-    void write(const std::function<void(CalibrationStore&)>& change, bool frameCalibrators = false, bool constants = true) {
+    void write(const std::function<void(CalibrationStore&)>& change, bool frameCalibrators = false,
+               bool constants = true) {
         CalibrationStore store(directory.path());
         store.addState({1, "k", "s", frameCalibrators ? 1 : 0, 1, 2});
         if (constants) {
@@ -82,7 +83,8 @@ TEST_F(Store, ReferencesServeEachPolarityOfTheAnalysis) {
     EXPECT_EQ(massOf(recalibrated.getMzTrafo(2, false)), massOf(recalibrated.getReferenceMzTrafo(true)));
     EXPECT_NE(massOf(recalibrated.getMzTrafo(1, false)), massOf(recalibrated.getMzTrafo(2, false)));
     EXPECT_EQ(massOf(recalibrated.getRawMzTrafo(1, false)), massOf(own.getMzTrafo(1, false)));
-    EXPECT_EQ(recalibrated.getRawMzTrafo(1, true)->DIndexToMass(7.0), own.getRawMzTrafo(1, false)->DIndexToMass(7.0));
+    EXPECT_EQ(recalibrated.getRawMzTrafo(1, true)->DIndexToMass(7.0),
+              own.getRawMzTrafo(1, false)->DIndexToMass(7.0));
     EXPECT_EQ(failureOf([&] { recalibrated.getMzTrafo(99, false); }), "Frame 99 does not exist.");
     EXPECT_NE(recalibrated.getMobTrafo(1), nullptr);
     EXPECT_EQ(recalibrated.getMobTrafo(99), nullptr);
@@ -127,9 +129,11 @@ TEST_F(Store, ModelsThatCannotBeUsedAreNamed) {
         const char* frame;
     };
     const Case cases[] = {
-        {3, "m/z calibration model Quillon is not supported.", "m/z calibration model Quillon is not supported."},
+        {3, "m/z calibration model Quillon is not supported.",
+         "m/z calibration model Quillon is not supported."},
         {4, "FTMS04 as reference trafo is not supported.", "m/z calibration model FTMS04 is not supported."},
-        {5, "FTMS1356 as reference trafo is not supported.", "m/z calibration model FTMS1356 is not supported."},
+        {5, "FTMS1356 as reference trafo is not supported.",
+         "m/z calibration model FTMS1356 is not supported."},
         {0, "Unknown m / z calibration model 0", "Unknown m/z calibration model 0"},
         {6, "Unknown m / z calibration model 6", "Unknown m/z calibration model 6"},
     };
@@ -180,14 +184,16 @@ TEST_F(Store, BrokenStoresFailTheOpenWithTheirTexts) {
         {"DROP TABLE CalibrationState", "no such table: CalibrationState"},
         {"DROP TABLE RefMzCalibration", "Too few columns in table RefMzCalibration"},
         {"DROP TABLE DigitizerConstants", "no such table: DigitizerConstants"},
-        {"INSERT INTO CalibrationState VALUES (7,'k','s',0,1,1)", "Requested calibration state k does not exist"},
+        {"INSERT INTO CalibrationState VALUES (7,'k','s',0,1,1)",
+         "Requested calibration state k does not exist"},
         {"UPDATE CalibrationState SET HasFrameCalibrators=NULL",
          "Query result unexpectedly NULL: SELECT HasFrameCalibrators FROM CalibrationState WHERE Id=1"},
     };
     for (const auto& [damage, text] : cases) {
         write([sql = damage](CalibrationStore& store) { store.execute(sql); });
         EXPECT_EQ(openFailure(), text);
-        EXPECT_EQ(failureOf([&] { KvdReader(directory.path(), CalibrationStateSelector::useByUUID("k")); }), text);
+        EXPECT_EQ(failureOf([&] { KvdReader(directory.path(), CalibrationStateSelector::useByUUID("k")); }),
+                  text);
         std::filesystem::remove(directory / "calibration.sqlite");
     }
 }
@@ -207,11 +213,13 @@ TEST_F(Store, MissingMappingTablesCountAsNoMapping) {
 }
 
 TEST_F(Store, RequestsThatFindNothingFallBackOrFail) {
-    EXPECT_FALSE(KvdReader(directory.path(), CalibrationStateSelector::useByUUID("k")).usingStateFromCalibrationFile());
+    EXPECT_FALSE(KvdReader(directory.path(), CalibrationStateSelector::useByUUID("k"))
+                     .usingStateFromCalibrationFile());
     write([](CalibrationStore& store) { store.execute("DELETE FROM CalibrationState"); });
-    EXPECT_FALSE(KvdReader(directory.path(), CalibrationStateSelector::useLast()).usingStateFromCalibrationFile());
     EXPECT_FALSE(
-        KvdReader(directory.path(), CalibrationStateSelector::useLastIncomplete("s")).usingStateFromCalibrationFile());
+        KvdReader(directory.path(), CalibrationStateSelector::useLast()).usingStateFromCalibrationFile());
+    EXPECT_FALSE(KvdReader(directory.path(), CalibrationStateSelector::useLastIncomplete("s"))
+                     .usingStateFromCalibrationFile());
     EXPECT_EQ(failureOf([&] { KvdReader(directory.path(), CalibrationStateSelector::useByUUID("k")); }),
               "Requested uuid k not found in calibration.sqlite");
 }
@@ -229,7 +237,9 @@ TEST_F(Store, InformationAndDiagnostics) {
     write([](CalibrationStore& store) {
         store.addCalibrationInfo(1, {.polarity = "+", .name = "it's", .value = "fine"});
         store.addLockMassDiagnostic({1, 622.029, 98.5, {1.5, 2.5}, {1e-3, -2e-3}});
-        store.execute("INSERT INTO LcMsLockMassCalibrationDiagnostic VALUES (1, 922.0098, 50, '1, 2;3', ' 0.5 1e-3,-2 ')");
+        store.execute(
+            "INSERT INTO LcMsLockMassCalibrationDiagnostic VALUES (1, 922.0098, 50, '1, 2;3', ' 0.5 1e-3,-2 "
+            "')");
         store.execute("INSERT INTO LcMsLockMassCalibrationDiagnostic VALUES (1, 1, 0, NULL, NULL)");
     });
     const CalibrationReaderSqlite store = open();
@@ -247,7 +257,8 @@ TEST_F(Store, InformationAndDiagnostics) {
 TEST_F(Store, SeriesThatAreNoneAreRefused) {
     for (const char* series : {"'1,x'", "'1.2.3'", "x'000000'", "'1'"}) {
         write([&](CalibrationStore& store) {
-            store.execute(std::string("INSERT INTO LcMsLockMassCalibrationDiagnostic VALUES (1,1,1,'1 2',") + series + ")");
+            store.execute(std::string("INSERT INTO LcMsLockMassCalibrationDiagnostic VALUES (1,1,1,'1 2',") +
+                          series + ")");
         });
         EXPECT_NE(failureOf([&] { open().getLockMassCalibrationDiagnostics(); }), "none") << series;
         std::filesystem::remove(directory / "calibration.sqlite");

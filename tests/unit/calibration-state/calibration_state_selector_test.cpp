@@ -26,16 +26,18 @@ std::string textOf(const std::function<std::string()>& call) {
 }
 
 TEST(CalibrationStateMode, TextsAndBack) {
-    const std::pair<CalibrationStateMode, const char*> modes[] = {{CalibrationStateMode::Off, "off"},
-                                                                  {CalibrationStateMode::First, "first"},
-                                                                  {CalibrationStateMode::Last, "last"},
-                                                                  {CalibrationStateMode::LastIncomplete, "lastIncomplete"},
-                                                                  {CalibrationStateMode::Uuid, "uuid"}};
+    const std::pair<CalibrationStateMode, const char*> modes[] = {
+        {CalibrationStateMode::Off, "off"},
+        {CalibrationStateMode::First, "first"},
+        {CalibrationStateMode::Last, "last"},
+        {CalibrationStateMode::LastIncomplete, "lastIncomplete"},
+        {CalibrationStateMode::Uuid, "uuid"}};
     for (const auto& [mode, text] : modes) {
         EXPECT_EQ(to_string(mode), text);
         EXPECT_EQ(from_string(text), mode);
     }
-    EXPECT_EQ(textOf([] { return to_string(static_cast<CalibrationStateMode>(5)); }), "Unexpected calibration mode");
+    EXPECT_EQ(textOf([] { return to_string(static_cast<CalibrationStateMode>(5)); }),
+              "Unexpected calibration mode");
     EXPECT_EQ(textOf([] { return to_string(from_string("Last")); }), "Invalid calibration mode Last");
 }
 
@@ -45,7 +47,8 @@ TEST(CalibrationStateMode, TextsAndBack) {
 //   c  source two, calibrators for each frame, complete
 //   d  source one, calibrators for each frame but the last
 //   e  source o'n, both references, mobility of two frames only
-//   f  newest, source one, calibrators for frames 1, 2 and 2 again, so the count fits and the last frame is missing
+//   f  newest, source one, calibrators for frames 1, 2 and 2 again, so the count fits and the last frame is
+//   missing
 class Selection : public testing::Test {
 protected:
     Selection() {
@@ -108,8 +111,12 @@ TEST_F(Selection, CompleteStatesCoverPolaritiesAndFrames) {
         {S::useFirst("two"), {kNo, kYes, kYes}, "c"},
         {S::useLast("one"), {kYes, kNo, kYes}, "a"},
         {S::useLast("o'n"), {kYes, kYes, kNo}, "e"},
-        {S::useLast("o'n"), {kYes, kYes, kYes}, "Found no complete latest calibration state with source 'o'n'"},
-        {S::useFirst("three"), {kYes, kNo, kYes}, "Found no complete first calibration state with source 'three'"},
+        {S::useLast("o'n"),
+         {kYes, kYes, kYes},
+         "Found no complete latest calibration state with source 'o'n'"},
+        {S::useFirst("three"),
+         {kYes, kNo, kYes},
+         "Found no complete first calibration state with source 'three'"},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(choice(c.selector, c.analysis), c.expected) << c.selector.to_string();
@@ -146,17 +153,21 @@ TEST(CalibrationStateSelectors, MadeFromModesAndParameters) {
     };
     EXPECT_EQ(made(CalibrationStateMode::Off, "x"), "none");
     EXPECT_EQ(made(CalibrationStateMode::First, ""), "Using first complete calibration state");
-    EXPECT_EQ(made(CalibrationStateMode::Last, "s"), "Using latest complete calibration state with source [s]");
-    EXPECT_EQ(made(CalibrationStateMode::LastIncomplete, "s"), "Using latest calibration state with source [s]");
+    EXPECT_EQ(made(CalibrationStateMode::Last, "s"),
+              "Using latest complete calibration state with source [s]");
+    EXPECT_EQ(made(CalibrationStateMode::LastIncomplete, "s"),
+              "Using latest calibration state with source [s]");
     EXPECT_EQ(made(CalibrationStateMode::Uuid, "k"), "Using calibration state with uuid [k]");
     EXPECT_EQ(made(CalibrationStateMode::LastIncomplete, ""),
               "Invalid parameter for recalib mode lastIncomplete, recalibParam must not be empty");
-    EXPECT_EQ(made(CalibrationStateMode::Uuid, ""), "Invalid parameter for recalib mode uuid, recalibParam must not be empty");
+    EXPECT_EQ(made(CalibrationStateMode::Uuid, ""),
+              "Invalid parameter for recalib mode uuid, recalibParam must not be empty");
     EXPECT_EQ(made(static_cast<CalibrationStateMode>(9), ""), "Unexpected recalibration mode [9]");
 }
 
 TEST(CalibrationStateSelectors, NoneOneOrOneForEach) {
-    const auto count = [](CalibrationStateMode mode, std::size_t analyses, const std::vector<std::string>& parameters) {
+    const auto count = [](CalibrationStateMode mode, std::size_t analyses,
+                          const std::vector<std::string>& parameters) {
         return textOf([&] {
             std::string result;
             for (const auto& selector : createCalibrationStateSelectors(mode, analyses, parameters)) {
@@ -171,10 +182,12 @@ TEST(CalibrationStateSelectors, NoneOneOrOneForEach) {
     EXPECT_EQ(count(CalibrationStateMode::Uuid, 2, {"k", "l"}),
               "Using calibration state with uuid [k];Using calibration state with uuid [l];");
     EXPECT_EQ(count(CalibrationStateMode::First, 3, {"a", "b"}),
-              "Invalid parameter list for recalib mode first, recalibParam must fit [3] entries, got [2], expected [0], "
+              "Invalid parameter list for recalib mode first, recalibParam must fit [3] entries, got [2], "
+              "expected [0], "
               "[1], or [3]");
     EXPECT_EQ(count(CalibrationStateMode::Uuid, 3, {}),
-              "Invalid parameter list for recalib mode uuid, recalibParam must fit [3] entries, got [0], expected [1], or "
+              "Invalid parameter list for recalib mode uuid, recalibParam must fit [3] entries, got [0], "
+              "expected [1], or "
               "[3]");
 }
 

@@ -43,15 +43,18 @@ protected:
             columns += ", C" + std::to_string(i);
             values += ", " + coefficients[i];
         }
-        create("CREATE TABLE MzCalibration (Id, ModelType, DigitizerTimebase, DigitizerDelay, T1, T2, dC1, dC2" + columns +
-               "); INSERT INTO MzCalibration VALUES (1, " + std::to_string(model) + ", 0.2, 24000, 0, 0, 0, 0" + values + ")");
+        create(
+            "CREATE TABLE MzCalibration (Id, ModelType, DigitizerTimebase, DigitizerDelay, T1, T2, dC1, dC2" +
+            columns + "); INSERT INTO MzCalibration VALUES (1, " + std::to_string(model) +
+            ", 0.2, 24000, 0, 0, 0, 0" + values + ")");
     }
 
     int strategyOfMz(int model) {
         const CalibrationTableReader table(db, "MzCalibration", 6, kExtra, std::nullopt);
         CppSQLite3Query row;
         EXPECT_TRUE(table.getCalibratorCoefficients(1, row));
-        return (model == 1 ? getMzTrafoTof(row, 8, 24000, 0.2) : getMzTrafoTof1Hpc(row, 8, 24000, 0.2))->GetStrategyID();
+        return (model == 1 ? getMzTrafoTof(row, 8, 24000, 0.2) : getMzTrafoTof1Hpc(row, 8, 24000, 0.2))
+            ->GetStrategyID();
     }
 
     fixtures::TempDirectory directory;
@@ -66,11 +69,15 @@ TEST_F(CalibrationTable, QueriesNameAliasedColumns) {
     const CalibrationTableReader table(db, "MzCalibration", 6, kExtra, std::nullopt);
     EXPECT_EQ(table.getNumCoefficientColumns(), 5U);
     EXPECT_EQ(table.getQueryPrefix(),
-              "SELECT c.Id, c.ModelType, c.DigitizerTimebase, c.DigitizerDelay, c.T1, c.T2, c.dC1, c.dC2, c.C0, c.C1, c.C2, "
+              "SELECT c.Id, c.ModelType, c.DigitizerTimebase, c.DigitizerDelay, c.T1, c.T2, c.dC1, c.dC2, "
+              "c.C0, c.C1, c.C2, "
               "c.C3, c.C4 FROM MzCalibration c WHERE c.Id = ");
-    create("CREATE TABLE K (Id, ModelType, CalibrationState, C0); INSERT INTO K VALUES (1, 2, 7, 0.5), (1, 2, 8, 1.5)");
+    create(
+        "CREATE TABLE K (Id, ModelType, CalibrationState, C0); INSERT INTO K VALUES (1, 2, 7, 0.5), (1, 2, "
+        "8, 1.5)");
     const CalibrationTableReader state(db, "K", 0, "", 8);
-    EXPECT_EQ(state.getQueryPrefix(), "SELECT c.Id, c.ModelType, c.C0 FROM K c WHERE c.CalibrationState=8 AND c.Id = ");
+    EXPECT_EQ(state.getQueryPrefix(),
+              "SELECT c.Id, c.ModelType, c.C0 FROM K c WHERE c.CalibrationState=8 AND c.Id = ");
     CppSQLite3Query row;
     EXPECT_TRUE(state.getCalibratorCoefficients(1, row));
     EXPECT_EQ(row.getFloatField(2), 1.5);
@@ -78,9 +85,11 @@ TEST_F(CalibrationTable, QueriesNameAliasedColumns) {
 }
 
 TEST_F(CalibrationTable, TablesTooNarrowAreRefused) {
-    create("CREATE TABLE A (Id, ModelType); CREATE TABLE B (Id, ModelType, CalibrationState);"
-           "CREATE TABLE C (Id, ModelType, C0); CREATE TABLE D (Id, ModelType, Other, C0)");
-    const auto failure = [&](const char* table, std::size_t extra, const char* columns, std::optional<int> state) {
+    create(
+        "CREATE TABLE A (Id, ModelType); CREATE TABLE B (Id, ModelType, CalibrationState);"
+        "CREATE TABLE C (Id, ModelType, C0); CREATE TABLE D (Id, ModelType, Other, C0)");
+    const auto failure = [&](const char* table, std::size_t extra, const char* columns,
+                             std::optional<int> state) {
         return failureOf([&] {
             CppSQLite3Query row;
             CalibrationTableReader(db, table, extra, columns, state).getCalibratorCoefficients(1, row);
@@ -110,7 +119,8 @@ TEST_F(CalibrationTable, CoefficientsDecideOnTheModel) {
         EXPECT_EQ(strategyOfMz(1), c.strategy) << c.coefficients.size();
     }
     createMz(1, {"300", "160000"});
-    EXPECT_EQ(failureOf([&] { strategyOfMz(1); }), "Calibration model needs 3 coefficient columns, the table has 2.");
+    EXPECT_EQ(failureOf([&] { strategyOfMz(1); }),
+              "Calibration model needs 3 coefficient columns, the table has 2.");
 }
 
 TEST_F(CalibrationTable, HpcReadsAsManyCoefficientsAsItCounts) {
@@ -125,7 +135,8 @@ TEST_F(CalibrationTable, HpcReadsAsManyCoefficientsAsItCounts) {
         EXPECT_EQ(strategyOfMz(2), StrategyId::kTofQuadraticHpc) << count;
     }
     createMz(2, {"300", "160000", "0", "1", "2", "3", "4"});
-    EXPECT_EQ(failureOf([&] { strategyOfMz(2); }), "Calibration model needs 8 coefficient columns, the table has 7.");
+    EXPECT_EQ(failureOf([&] { strategyOfMz(2); }),
+              "Calibration model needs 8 coefficient columns, the table has 7.");
 }
 
 struct RampCase {
@@ -150,9 +161,11 @@ TEST_F(CalibrationTable, MobilityRowsAreCheckedInOrder) {
     };
     for (const RampCase& c : cases) {
         create(std::string("CREATE TABLE K (Id, ModelType, C0, C1, C2, C3, C4, C5, C6, C7, C8, C9);"
-                           "INSERT INTO K VALUES (5, ") + c.values + ")");
+                           "INSERT INTO K VALUES (5, ") +
+               c.values + ")");
         const CalibrationTableReader table(db, "K", 0, "", std::nullopt);
-        EXPECT_EQ(failureOf([&] { lumo::io::kova_calibration::readMobilityTrafo(5, table); }), c.text) << c.values;
+        EXPECT_EQ(failureOf([&] { lumo::io::kova_calibration::readMobilityTrafo(5, table); }), c.text)
+            << c.values;
         EXPECT_EQ(lumo::io::kova_calibration::readMobilityTrafo(6, table), nullptr);
     }
 }

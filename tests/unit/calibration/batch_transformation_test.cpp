@@ -103,12 +103,14 @@ TEST(Fork, ChildConvertsAfterAParallelConversionOfTheParent) {
     std::thread([&] {
         std::vector<double> own;
         trafo->DIndexToMass(values, own);
-        EXPECT_EQ(exitStatusOfChild([&] { return convertsLikeTheParent(expected); }), 0) << "forked in a thread";
+        EXPECT_EQ(exitStatusOfChild([&] { return convertsLikeTheParent(expected); }), 0)
+            << "forked in a thread";
     }).join();
     EXPECT_EQ(exitStatusOfChild([&] {
                   bool good = false;
                   std::thread([&] { good = convertsLikeTheParent(expected); }).join();
-                  const bool grandchild = exitStatusOfChild([&] { return convertsLikeTheParent(expected); }) == 0;
+                  const bool grandchild =
+                      exitStatusOfChild([&] { return convertsLikeTheParent(expected); }) == 0;
                   return good && grandchild;
               }),
               0);

@@ -13,7 +13,8 @@ namespace {
 using namespace lumo::calibration;
 using tests::kTypical;
 
-ICalibrationTransformatorPtr withCorrection(std::vector<double> coefficients, double p0, double p1, double p2, double p3) {
+ICalibrationTransformatorPtr withCorrection(std::vector<double> coefficients, double p0, double p1, double p2,
+                                            double p3) {
     return createCalibrationTransformatorHPC(
         tests::makeQuadratic(kTypical),
         std::make_shared<const CalibrationPolynomialHPC>(std::move(coefficients), p0, p1, p2, p3));
@@ -23,7 +24,8 @@ TEST(Hpc, CorrectsByPartsPerMillionInsideItsRange) {
     // 2 ppm + 0.01 ppm per Th, argument bounded to 400 ... 800, applied from 300 to 1000.
     const auto trafo = withCorrection({2.0, 0.01}, 400.0, 800.0, 300.0, 1000.0);
     const auto base = tests::makeQuadratic(kTypical);
-    const std::pair<double, double> cases[] = {{250.0, 0.0}, {350.0, 6.0}, {500.0, 7.0}, {900.0, 10.0}, {1100.0, 0.0}};
+    const std::pair<double, double> cases[] = {
+        {250.0, 0.0}, {350.0, 6.0}, {500.0, 7.0}, {900.0, 10.0}, {1100.0, 0.0}};
     for (const auto& [mass, ppm] : cases) {
         const double index = base->MassToDIndex(mass);
         const double m0 = base->DIndexToMass(index);
@@ -34,7 +36,8 @@ TEST(Hpc, CorrectsByPartsPerMillionInsideItsRange) {
 
 TEST(Hpc, WithoutCoefficientsItIsTheQuadraticModelBitForBit) {
     const auto base = tests::makeQuadratic(kTypical);
-    for (const auto& trafo : {withCorrection({}, 0, 0, -1e9, 1e9), withCorrection({0.0, 0.0}, 0, 0, -1e9, 1e9)}) {
+    for (const auto& trafo :
+         {withCorrection({}, 0, 0, -1e9, 1e9), withCorrection({0.0, 0.0}, 0, 0, -1e9, 1e9)}) {
         for (const double value : {-100.0, 0.0, 1.5, 99'999.25, 1e7, 1e150}) {
             EXPECT_EQ(trafo->DIndexToMass(value), base->DIndexToMass(value));
             EXPECT_EQ(trafo->MassToDIndex(value), base->MassToDIndex(value));
@@ -52,8 +55,10 @@ TEST(Hpc, InverseIsExactToRoundingAndAlwaysEnds) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const CalibrationPolynomialHPC wild[] = {
         CalibrationPolynomialHPC({1e300, -1e300}, -huge, huge, -huge, huge),
-        CalibrationPolynomialHPC({nan, 1.0}, 0.0, 1.0, 0.0, 1e9), CalibrationPolynomialHPC({-1e6}, 0.0, 1.0, 0.0, 1e9),
-        CalibrationPolynomialHPC({1.0}, nan, nan, nan, nan), CalibrationPolynomialHPC({3e5}, 10.0, 5.0, 7.0, 3.0)};
+        CalibrationPolynomialHPC({nan, 1.0}, 0.0, 1.0, 0.0, 1e9),
+        CalibrationPolynomialHPC({-1e6}, 0.0, 1.0, 0.0, 1e9),
+        CalibrationPolynomialHPC({1.0}, nan, nan, nan, nan),
+        CalibrationPolynomialHPC({3e5}, 10.0, 5.0, 7.0, 3.0)};
     for (const CalibrationPolynomialHPC& each : wild) {
         for (const double mass : {-1.0, 0.0, 500.0, huge, nan}) {
             each.Uncorrected(mass);  // any value will do, as long as it comes
@@ -70,8 +75,8 @@ TEST(TemperatureCompensation, ScalesC1ByPartsPerMillionPerKelvin) {
     expected.c1 = kTypical.c1 * (1.0 + 1e-6 * (10.0 * 5.0 + -4.0 * 1.0));
     EXPECT_TRUE(trafo->Equals(tests::makeQuadratic(expected)));
     EXPECT_EQ(trafo->DIndexToMass(1000.0), tests::makeQuadratic(expected)->DIndexToMass(1000.0));
-    const auto constants =
-        std::dynamic_pointer_cast<ICalibrationConstantsFunctionalTemperatureCompensation>(trafo->GetFunctionalConstants());
+    const auto constants = std::dynamic_pointer_cast<ICalibrationConstantsFunctionalTemperatureCompensation>(
+        trafo->GetFunctionalConstants());
     ASSERT_TRUE(constants);
     EXPECT_EQ(constants->GetMeasuredTemperatures().t1, 25.0);
     EXPECT_EQ(constants->GetTemperatureCompensationMode(), 3);
@@ -80,7 +85,8 @@ TEST(TemperatureCompensation, ScalesC1ByPartsPerMillionPerKelvin) {
 TEST(TemperatureCompensation, ModesChooseSensorsAndZeroCoefficientsChangeNothing) {
     const auto compensated = [](int mode, Temperatures coefficients, Temperatures measured) {
         auto trafo = tests::makeCubic(kTypical);
-        addTemperatureCompensationInfo(*trafo, {.reference = {0.0, 0.0}, .coefficients = coefficients, .mode = mode});
+        addTemperatureCompensationInfo(*trafo,
+                                       {.reference = {0.0, 0.0}, .coefficients = coefficients, .mode = mode});
         performTemperatureCompensation(trafo, measured);
         return trafo->DIndexToMass(12'345.0);
     };

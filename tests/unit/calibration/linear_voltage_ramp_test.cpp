@@ -64,8 +64,9 @@ TEST(LinearVoltageRamp, TextAndEquality) {
               "[ LinearVoltageRamp: ndelay = 1, ncycles = 900, voltage = 190.123 ... 70 (pol=+) ]");
     const LinearVoltageRamp ramp(1, 2, 3.0, 2.0);
     EXPECT_TRUE(ramp == LinearVoltageRamp(1, 2, 3.0, 2.0));
-    for (const LinearVoltageRamp& other : {LinearVoltageRamp(0, 2, 3.0, 2.0), LinearVoltageRamp(1, 3, 3.0, 2.0),
-                                           LinearVoltageRamp(1, 2, 3.5, 2.0), LinearVoltageRamp(1, 2, 3.0, 1.0)}) {
+    for (const LinearVoltageRamp& other :
+         {LinearVoltageRamp(0, 2, 3.0, 2.0), LinearVoltageRamp(1, 3, 3.0, 2.0),
+          LinearVoltageRamp(1, 2, 3.5, 2.0), LinearVoltageRamp(1, 2, 3.0, 1.0)}) {
         EXPECT_TRUE(ramp != other);
     }
     const double nan = std::numeric_limits<double>::quiet_NaN();

@@ -51,7 +51,8 @@ TEST(RampTransformator, RefusedCoefficientsLeaveTheOldOnesUnlessTheContinuationR
 }
 
 TEST(RampTransformator, RationalInsideAndStraightOutsideTheInterval) {
-    const auto trafo = makeLvrTransformatorLinear(LinearVoltageRamp(1, 900, 190.0, 70.0), 33.0, kC0, kC1, 80.0, 160.0);
+    const auto trafo =
+        makeLvrTransformatorLinear(LinearVoltageRamp(1, 900, 190.0, 70.0), 33.0, kC0, kC1, 80.0, 160.0);
     const auto rational = [](double u) { return 1.0 / (kC1 / u + kC0); };
     const auto slope = [](double u) { return kC1 / ((kC0 * u + kC1) * (kC0 * u + kC1)); };
     for (const double voltage : {-50.0, 0.0, 60.0, 80.0, 80.5, 120.0, 159.9, 160.0, 200.0, 1e6}) {
@@ -62,7 +63,8 @@ TEST(RampTransformator, RationalInsideAndStraightOutsideTheInterval) {
         EXPECT_NEAR(trafo->oneOverK0ToVoltage(expected), voltage, 1e-9 * (1.0 + std::fabs(voltage)));
     }
     EXPECT_EQ(trafo->scanNumberToVoltage(34.0), trafo->getVoltageRamp().scanNumToVoltageNonClipped(1.0));
-    EXPECT_EQ(trafo->voltageToScanNumber(130.0), trafo->getVoltageRamp().voltageToScanNumNonClipped(130.0) + 33.0);
+    EXPECT_EQ(trafo->voltageToScanNumber(130.0),
+              trafo->getVoltageRamp().voltageToScanNumNonClipped(130.0) + 33.0);
 }
 
 TEST(RampTransformator, NegativeModeMirrorsTheVoltageOnly) {
@@ -76,7 +78,8 @@ TEST(RampTransformator, NegativeModeMirrorsTheVoltageOnly) {
 }
 
 TEST(RampTransformator, ArraysAndRangesGiveTheSingleValues) {
-    const auto trafo = makeLvrTransformatorLinear(LinearVoltageRamp(1, 900, 190.0, 70.0), 33.0, kC0, kC1, 80.0, 160.0);
+    const auto trafo =
+        makeLvrTransformatorLinear(LinearVoltageRamp(1, 900, 190.0, 70.0), 33.0, kC0, kC1, 80.0, 160.0);
     std::vector<double> range;
     trafo->scanNumberToOneOverK0(range, -5, 905);
     ASSERT_EQ(range.size(), 910U);
@@ -99,9 +102,11 @@ TEST(RampTransformator, ArraysAndRangesGiveTheSingleValues) {
 }
 
 TEST(RampTransformator, DescribesItself) {
-    const auto trafo = makeLvrTransformatorLinear(LinearVoltageRamp(10, 900, 190.0, 70.0), 2.5, 0.0, 1.0, 100.0, 200.0);
+    const auto trafo =
+        makeLvrTransformatorLinear(LinearVoltageRamp(10, 900, 190.0, 70.0), 2.5, 0.0, 1.0, 100.0, 200.0);
     EXPECT_EQ(trafo->toString(),
-              "[ ILinearVoltageRampBasedTransformator: transit time = 2.5 TOF scans\n  [ LinearVoltageRamp: ndelay = 10, "
+              "[ ILinearVoltageRampBasedTransformator: transit time = 2.5 TOF scans\n  [ LinearVoltageRamp: "
+              "ndelay = 10, "
               "ncycles = 900, voltage = 190 ... 70 (pol=+) ]\n  [ coeffs = 0, 1, 100, 200 ] ]");
     EXPECT_EQ(trafo->getSignificantScanNumberRange(), (std::pair<int, int>(12, 913)));
     EXPECT_EQ(trafo->getStrategy(), 2);
@@ -137,9 +142,11 @@ TEST(LinearlyContinuedFunction, InverseAsksTheLowEndFirst) {
     EXPECT_EQ(f.inverse(2.0), -1.0);
     EXPECT_EQ(f.inverse(-4.0), 2.0);
     EXPECT_EQ(f.inverse(-0.5), 0.5);
-    const lumo::math::LinearlyContinuedFunction<Falling> overlapping(inner, {0.0, -5.0, 1.0}, {1.0, -7.0, 1.0});
+    const lumo::math::LinearlyContinuedFunction<Falling> overlapping(inner, {0.0, -5.0, 1.0},
+                                                                     {1.0, -7.0, 1.0});
     EXPECT_EQ(overlapping.inverse(-6.0), -1.0);
-    EXPECT_THROW((lumo::math::LinearlyContinuedFunction<Falling>(inner, {0, 0, 1}, {1, 1, -1})), std::invalid_argument);
+    EXPECT_THROW((lumo::math::LinearlyContinuedFunction<Falling>(inner, {0, 0, 1}, {1, 1, -1})),
+                 std::invalid_argument);
 }
 
 }  // namespace

@@ -44,13 +44,15 @@ double anyDouble(fixtures::Random& random) {
         case 3:
             return std::bit_cast<double>((std::uint64_t{random()} << 32) | random());
         default:
-            return (static_cast<double>(random()) - 1e9) * std::pow(10.0, static_cast<double>(random.below(14)) - 10.0);
+            return (static_cast<double>(random()) - 1e9) *
+                   std::pow(10.0, static_cast<double>(random.below(14)) - 10.0);
     }
 }
 
 TofConstants randomConstants(fixtures::Random& random) {
     if (random.below(3) == 0) {
-        return {anyDouble(random), anyDouble(random), anyDouble(random), anyDouble(random), anyDouble(random), anyDouble(random), anyDouble(random)};
+        return {anyDouble(random), anyDouble(random), anyDouble(random), anyDouble(random),
+                anyDouble(random), anyDouble(random), anyDouble(random)};
     }
     TofConstants c = kTypical;
     c.c1 *= random.below(4) == 0 ? -1.0 : 1.0;
@@ -60,7 +62,8 @@ TofConstants randomConstants(fixtures::Random& random) {
 }
 
 // Single values, short batches and parallel batches against the plain form, bit for bit, failures included.
-void expectSameAsPlain(const ICalibrationTransformator& trafo, const PlainTof& plain, const std::vector<double>& values) {
+void expectSameAsPlain(const ICalibrationTransformator& trafo, const PlainTof& plain,
+                       const std::vector<double>& values) {
     std::vector<double> masses;
     std::vector<double> solvable;
     for (const double value : values) {
@@ -138,7 +141,8 @@ TEST(TofConstants, DerivedValuesAndTheOddSquare) {
     EXPECT_EQ(tof2->GetA1Square(), 6.25);
     EXPECT_EQ(tof2->GetA3(), 5.0);
     EXPECT_EQ(tof2->GetDM(), 7.0);
-    EXPECT_EQ(CalibrationTOFUtilities::TransformA1ToTOFC1(CalibrationTOFUtilities::TransformC1ToTOFA1(4e5)), 4e5);
+    EXPECT_EQ(CalibrationTOFUtilities::TransformA1ToTOFC1(CalibrationTOFUtilities::TransformC1ToTOFA1(4e5)),
+              4e5);
     EXPECT_FALSE(std::dynamic_pointer_cast<ICalibrationConstantsFunctionalTOF2>(
         std::static_pointer_cast<ICalibrationConstantsFunctional>(tof1)));
 }
@@ -152,9 +156,11 @@ public:
 TEST(Transformator, ConstantsOfAnotherKindAreRefusedAndChangeNothing) {
     const auto trafo = tests::makeQuadratic(kTypical);
     const double before = trafo->DIndexToMass(1000.0);
-    const std::string physical = failureOf([&] { trafo->SetPhysicalConstants(std::make_shared<OtherPhysicalConstants>()); });
+    const std::string physical =
+        failureOf([&] { trafo->SetPhysicalConstants(std::make_shared<OtherPhysicalConstants>()); });
     EXPECT_TRUE(physical.starts_with("RILinear::UpdatePhysicalConstants")) << physical;
-    EXPECT_TRUE(physical.ends_with("funConsts is not of type ICalibrationConstantsPhysicalLinearPtr.")) << physical;
+    EXPECT_TRUE(physical.ends_with("funConsts is not of type ICalibrationConstantsPhysicalLinearPtr."))
+        << physical;
     EXPECT_THROW(trafo->SetFunctionalConstants(createCalibrationConstantsFunctionalTOF2(1, 2, 3, 4, 5)),
                  std::invalid_argument);
     EXPECT_EQ(trafo->DIndexToMass(1000.0), before);
@@ -179,9 +185,11 @@ TEST(Transformator, WholeIndicesWidthsAndRanges) {
     EXPECT_EQ(trafo->MassToIndex(trafo->DIndexToMass(1000.6)), 1001);
     std::vector<double> masses;
     trafo->IndexToMass(5, 8, masses);
-    EXPECT_EQ(masses, (std::vector<double>{trafo->IndexToMass(5), trafo->IndexToMass(6), trafo->IndexToMass(7)}));
+    EXPECT_EQ(masses,
+              (std::vector<double>{trafo->IndexToMass(5), trafo->IndexToMass(6), trafo->IndexToMass(7)}));
     EXPECT_EQ(failureOf([&] { trafo->IndexToMass(8, 7, masses); }), "end must be >= begin.");
-    EXPECT_NEAR(trafo->MassWidthToIndex(trafo->DIndexToMass(1000.0), trafo->IndexWidthToMass(1000.0, 4.0)), 4.0, 1e-3);
+    EXPECT_NEAR(trafo->MassWidthToIndex(trafo->DIndexToMass(1000.0), trafo->IndexWidthToMass(1000.0, 4.0)),
+                4.0, 1e-3);
     const auto [low, high] = trafo->monotonicMassRange(500.0);
     EXPECT_TRUE(low < 500.0 && 500.0 < high);
 }

@@ -11,8 +11,9 @@ inline constexpr reference::TofConstants kTypical = {
 
 inline lumo::calibration::ICalibrationTransformatorPtr makeQuadratic(const reference::TofConstants& c) {
     using namespace lumo::calibration;
-    return createCalibrationTransformatorTOFQuadratic(createCalibrationConstantsPhysicalTOF(c.delay, c.timebase),
-                                                      createCalibrationConstantsFunctionalTOF1(c.c0, c.c1, c.c2));
+    return createCalibrationTransformatorTOFQuadratic(
+        createCalibrationConstantsPhysicalTOF(c.delay, c.timebase),
+        createCalibrationConstantsFunctionalTOF1(c.c0, c.c1, c.c2));
 }
 
 inline lumo::calibration::ICalibrationTransformatorPtr makeCubic(const reference::TofConstants& c) {

@@ -1,7 +1,7 @@
 #include "diag/throw.h"
 
-#include <boost/exception/diagnostic_information.hpp>
 #include <gtest/gtest.h>
+#include <boost/exception/diagnostic_information.hpp>
 
 #include "diag/errors.h"
 
@@ -30,11 +30,12 @@ TEST(Throw, AttachesPlaceAndStackTrace) {
         FAIL();
     } catch (const std::exception& e) {
         const std::string text = boost::diagnostic_information(e);
-        for (const char* part : {"throw_test.cpp", "raiseFrameError", "CorruptFrameDataError for FrameId=", "\n#0 0x",
-                                 "\n#1 0x"}) {
+        for (const char* part : {"throw_test.cpp", "raiseFrameError",
+                                 "CorruptFrameDataError for FrameId=", "\n#0 0x", "\n#1 0x"}) {
             EXPECT_NE(text.find(part), std::string::npos) << part << " is missing in\n" << text;
         }
-        EXPECT_EQ(text.find(" /"), std::string::npos) << "the source path should be relative to the project\n" << text;
+        EXPECT_EQ(text.find(" /"), std::string::npos) << "the source path should be relative to the project\n"
+                                                      << text;
     }
 }
 
@@ -45,7 +46,8 @@ TEST(CorruptScanDataError, NamesFrameAndScan) {
 
 int depthLimit(int depth) {
     volatile int keepsTheFrame = depth;
-    return depth == 0 ? static_cast<int>(StackTrace::capture().toString().size()) : depthLimit(depth - 1) + keepsTheFrame * 0;
+    return depth == 0 ? static_cast<int>(StackTrace::capture().toString().size())
+                      : depthLimit(depth - 1) + keepsTheFrame * 0;
 }
 
 TEST(StackTrace, DeepRecursionIsCutNotFatal) {

@@ -23,7 +23,8 @@ protected:
     std::string read(BlobFile& file, std::int64_t position, std::size_t size) {
         std::string text(size, '\0');
         const bool sought = binary::seekTo(file.stream(), position);
-        const bool complete = sought && binary::readExactly(file.stream(), reinterpret_cast<std::byte*>(text.data()), size);
+        const bool complete =
+            sought && binary::readExactly(file.stream(), reinterpret_cast<std::byte*>(text.data()), size);
         return complete ? text : "failed";
     }
 

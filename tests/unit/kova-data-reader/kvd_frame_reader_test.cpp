@@ -43,7 +43,8 @@ protected:
         const auto& shuffled = reader.get(scan, start, end);
         std::vector<std::uint32_t> result;
         for (std::uint32_t i = start; i < end; ++i) {
-            result.push_back(lumo::io::kova::decoding::decodeByteShuffling({shuffled.data(), shuffled.size()}, i));
+            result.push_back(
+                lumo::io::kova::decoding::decodeByteShuffling({shuffled.data(), shuffled.size()}, i));
         }
         return result;
     }
@@ -82,7 +83,8 @@ TEST_F(FrameReader, FailedStepLeavesNothingLoadedAndTheNextCallReadsAgain) {
         {1, kNever, "CorruptFrameDataError for FrameId=1: Error reading binary header."},
         {2, kNever, "CorruptFrameDataError for FrameId=1: Error reading frame data."},
         {kNever, 1,
-         "CorruptFrameDataError for FrameId=1: Can't seek to binary header. Current position: -1. Error flags: good: 0, "
+         "CorruptFrameDataError for FrameId=1: Can't seek to binary header. Current position: -1. Error "
+         "flags: good: 0, "
          "eof 0, fail 1, bad 0"},
         {kNever, 2, "CorruptFrameDataError for FrameId=1: Error seeking to frame data."},
     };

@@ -75,7 +75,8 @@ TEST_F(ReaderCache, EmptyRangesReadOnlyTheHeader) {
 
 TEST_F(ReaderCache, SizeLimitIsForSingleScansOnly) {
     EXPECT_EQ(failureOfScan(3), "none");
-    EXPECT_EQ(failureOfScan(4), "CorruptScanDataError for FrameId=1, Scan=4: Compressed scan size too large.");
+    EXPECT_EQ(failureOfScan(4),
+              "CorruptScanDataError for FrameId=1, Scan=4: Compressed scan size too large.");
     EXPECT_FALSE(cache.contains(16, 3)) << "a failure must leave nothing cached";
     EXPECT_EQ(failureOfRange(3, 5), "none");
     EXPECT_EQ(cache.get(1, 4).second, kScanLimit + 1);
@@ -91,7 +92,8 @@ TEST_F(ReaderCache, RangesOutOfOrderOrBounds) {
 TEST_F(ReaderCache, FailedStepsHaveTheirTextsAndARetryReadsAgain) {
     buffer.failSeek(1);
     EXPECT_EQ(failureOfScan(0),
-              "CorruptFrameDataError for FrameId=1: Can't seek to binary header. Current position: -1. Error flags: good: "
+              "CorruptFrameDataError for FrameId=1: Can't seek to binary header. Current position: -1. Error "
+              "flags: good: "
               "0, eof 0, fail 1, bad 0");
     buffer.failRead(1);
     EXPECT_EQ(failureOfScan(0), "CorruptFrameDataError for FrameId=1: Error reading 8-byte binary header.");

@@ -39,7 +39,8 @@ TEST(KvdReader, OperationsOfTheOtherCompressionFail) {
     EXPECT_EQ(failureOf([&] { byScan.getDecompressedScanData(1, 0, start, end); }),
               "Unexpected call to getDecompressedScanData for analysis with scan compression");
     for (const KvdReader* reader : {&byScan, &byFrame}) {
-        EXPECT_EQ(failureOf([&] { reader->hintWillReadScanRange(1, 2, 1); }), "scan_end must be >= scan_begin.");
+        EXPECT_EQ(failureOf([&] { reader->hintWillReadScanRange(1, 2, 1); }),
+                  "scan_end must be >= scan_begin.");
     }
     EXPECT_EQ(failureOf([&] { byFrame.hintWillReadScanRange(99, 0, 7); }), "none");
     byFrame.getDecompressedScanData(1, 0, start, end);
@@ -88,7 +89,8 @@ TEST(BinLimit, FirstDroppedIndexOfAReaderIsLoggedOnce) {
             EXPECT_EQ(ranges.read(1, 0, 2, NormalizationType::None, buffer), 16U);
         }
         EXPECT_EQ(written.str(),
-                  "lumo.io.kova.decodeUimfRle: Index 12 exceeds number of bins = 10, silently dropping from now on.\n");
+                  "lumo.io.kova.decodeUimfRle: Index 12 exceeds number of bins = 10, silently dropping from "
+                  "now on.\n");
         lumo::logging::configure({});
     }
 }

@@ -20,9 +20,12 @@ using lumo::io::kova::PeakOutput;
 
 constexpr std::optional<double> kFactors[] = {std::nullopt, 1.0, 0.37, 5e9, -1.0, HUGE_VAL, NAN};
 
-IntensityScale scaleOf(std::optional<double> factor) { return factor ? IntensityScale(*factor) : IntensityScale(); }
+IntensityScale scaleOf(std::optional<double> factor) {
+    return factor ? IntensityScale(*factor) : IntensityScale();
+}
 
-// Decodes to an address that is odd by `misalignment` bytes and checks that nothing beyond the room is touched.
+// Decodes to an address that is odd by `misalignment` bytes and checks that nothing beyond the room is
+// touched.
 template <class Decode>
 Scan decodeToPeaks(const Decode& decode, std::size_t bound, std::size_t misalignment) {
     std::vector<std::byte> memory(8 * bound + 16, std::byte{0x99});
@@ -41,7 +44,9 @@ Scan decodeToPeaks(const Decode& decode, std::size_t bound, std::size_t misalign
     return peaks;
 }
 
-std::span<const std::byte> asBytes(const analysis_writer::Bytes& bytes) { return std::as_bytes(std::span(bytes)); }
+std::span<const std::byte> asBytes(const analysis_writer::Bytes& bytes) {
+    return std::as_bytes(std::span(bytes));
+}
 
 TEST(FrameScanKernel, EqualsThePlainFormForAnyWords) {
     fixtures::Random random(11);
@@ -59,11 +64,14 @@ TEST(FrameScanKernel, EqualsThePlainFormForAnyWords) {
         BinLimit limit(bins);
         const auto decode = [&](const PeakOutput& output) {
             return decodeFrameScan(asBytes(shuffled), static_cast<std::uint32_t>(before),
-                                   static_cast<std::uint32_t>(before + 2 * peaks), scaleOf(factor), limit, output);
+                                   static_cast<std::uint32_t>(before + 2 * peaks), scaleOf(factor), limit,
+                                   output);
         };
-        const std::vector<std::uint32_t> pairs(words.begin() + static_cast<std::ptrdiff_t>(before),
-                                               words.begin() + static_cast<std::ptrdiff_t>(before + 2 * peaks));
-        ASSERT_EQ(decodeToPeaks(decode, peaks, random() % 8), reference::decodePairs(pairs, bins, factor)) << round;
+        const std::vector<std::uint32_t> pairs(
+            words.begin() + static_cast<std::ptrdiff_t>(before),
+            words.begin() + static_cast<std::ptrdiff_t>(before + 2 * peaks));
+        ASSERT_EQ(decodeToPeaks(decode, peaks, random() % 8), reference::decodePairs(pairs, bins, factor))
+            << round;
     }
 }
 
@@ -81,7 +89,8 @@ TEST(RunLengthKernel, EqualsThePlainFormForAnyValues) {
         const auto decode = [&](const PeakOutput& output) {
             return decodeRunLengthScan(asBytes(bytes), scaleOf(factor), limit, output);
         };
-        ASSERT_EQ(decodeToPeaks(decode, values.size(), random() % 8), reference::decodeRuns(values, bins, factor));
+        ASSERT_EQ(decodeToPeaks(decode, values.size(), random() % 8),
+                  reference::decodeRuns(values, bins, factor));
     }
 }
 

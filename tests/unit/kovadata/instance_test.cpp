@@ -37,7 +37,8 @@ protected:
     std::string convert(Instance& instance, std::int64_t frame) {
         std::vector<double> value = {1.0};
         try {
-            instance.mzConversionFunc(frame, value, value, &lumo::calibration::ICalibrationTransformator::DIndexToMass);
+            instance.mzConversionFunc(frame, value, value,
+                                      &lumo::calibration::ICalibrationTransformator::DIndexToMass);
             return "";
         } catch (const std::exception& e) {
             return e.what();
@@ -62,7 +63,8 @@ TEST_F(Instances, MassTransformatorOfTheLastFrameIsKept) {
 
 TEST_F(Instances, MissingTransformatorIsRememberedAndAFailedFetchIsNot) {
     Instance instance(
-        fixtures::AnalysisBuilder().frame({}).frame({}, {.mzCalibration = 9}).write(directory.path()), std::nullopt);
+        fixtures::AnalysisBuilder().frame({}).frame({}, {.mzCalibration = 9}).write(directory.path()),
+        std::nullopt);
     EXPECT_EQ(convert(instance, 1), "");
     EXPECT_EQ(convert(instance, 99), "Frame 99 does not exists or is missing MzCalibration/Polarity");
     EXPECT_EQ(convert(instance, 1), "");  // still cached
@@ -95,8 +97,8 @@ TEST(LastError, DiagnosticsAreLoggedAtDebugWithPlaceAndTrace) {
         LastError<KovaInterface>::set(e);
     }
     lumo::logging::configure({});
-    for (const char* part : {"Caught std::exception with boost::diagnostic_information = \n", "analysis_files.cpp",
-                             "locateAnalysisFiles", "[stack trace]\n#0 0x"}) {
+    for (const char* part : {"Caught std::exception with boost::diagnostic_information = \n",
+                             "analysis_files.cpp", "locateAnalysisFiles", "[stack trace]\n#0 0x"}) {
         EXPECT_NE(log.str().find(part), std::string::npos) << part << " is missing in\n" << log.str();
     }
 }

@@ -51,9 +51,14 @@ TEST_F(CalibrationReader, CompensationFollowsTheFramesTemperatures) {
 
 TEST_F(CalibrationReader, MeasurementModeTellsThePolarity) {
     AnalysisBuilder builder;
-    builder.frame({}).frame({}, {.polarity = "-"}).frame({}, {.polarity = "pos"}).frame({}, {.polarity = std::nullopt});
+    builder.frame({})
+        .frame({}, {.polarity = "-"})
+        .frame({}, {.polarity = "pos"})
+        .frame({}, {.polarity = std::nullopt});
     const KvdCalibrationReaderImpl reader = open(builder);
-    const auto info = [&](std::int64_t frame) { return reader.getMzTrafo(frame, false)->GetMeasurementModeInfo(); };
+    const auto info = [&](std::int64_t frame) {
+        return reader.getMzTrafo(frame, false)->GetMeasurementModeInfo();
+    };
     EXPECT_EQ(info(1)->GetMode(), 2);
     EXPECT_EQ(info(1)->GetPolarity(), 0);
     EXPECT_NE(info(2)->GetPolarity(), 0);
@@ -68,11 +73,13 @@ TEST_F(CalibrationReader, ReferenceNeedsExactlyOneCalibrationPerPolarity) {
     builder.mzCalibration({}).mzCalibration({.id = 2});
     const KvdCalibrationReaderImpl reader = open(builder);
     EXPECT_TRUE(reader.getReferenceMzTrafo(false)->Equals(reader.getMzTrafo(1, false)));
-    EXPECT_EQ(failureOf([&] { reader.getReferenceMzTrafo(true); }),
-              "Multiple m/z calibrations available for specified polarity, no reference calibrator available.");
+    EXPECT_EQ(
+        failureOf([&] { reader.getReferenceMzTrafo(true); }),
+        "Multiple m/z calibrations available for specified polarity, no reference calibrator available.");
     const fixtures::TempDirectory other;
     auto db = std::make_shared<CppSQLite3DB>();
-    db->open(AnalysisBuilder().frame({}, {.mzCalibration = std::nullopt}).write(other.path()) / "analysis.kvd");
+    db->open(AnalysisBuilder().frame({}, {.mzCalibration = std::nullopt}).write(other.path()) /
+             "analysis.kvd");
     const KvdCalibrationReaderImpl empty(db, true);
     for (const bool negative : {false, true}) {
         EXPECT_EQ(failureOf([&] { empty.getReferenceMzTrafo(negative); }),
@@ -83,12 +90,16 @@ TEST_F(CalibrationReader, ReferenceNeedsExactlyOneCalibrationPerPolarity) {
 TEST_F(CalibrationReader, UnknownModelsAndMissingMobility) {
     AnalysisBuilder builder;
     builder.frame({}).mzCalibration({.modelType = 3});
-    EXPECT_EQ(failureOf([&] { open(builder, false).getMzTrafo(1, true); }), "Unknown m/z calibration model 3");
+    EXPECT_EQ(failureOf([&] { open(builder, false).getMzTrafo(1, true); }),
+              "Unknown m/z calibration model 3");
     const fixtures::TempDirectory other;
     auto db = std::make_shared<CppSQLite3DB>();
-    db->open(AnalysisBuilder().frame({}).withoutTable("KovaCalibration").write(other.path()) / "analysis.kvd");
-    EXPECT_EQ(failureOf([&] { KvdCalibrationReaderImpl(db, false).getMobTrafo(1); }), "Mobility calibration is not supported.");
-    EXPECT_EQ(failureOf([&] { KvdCalibrationReaderImpl(db, true); }), "Too few columns in table KovaCalibration");
+    db->open(AnalysisBuilder().frame({}).withoutTable("KovaCalibration").write(other.path()) /
+             "analysis.kvd");
+    EXPECT_EQ(failureOf([&] { KvdCalibrationReaderImpl(db, false).getMobTrafo(1); }),
+              "Mobility calibration is not supported.");
+    EXPECT_EQ(failureOf([&] { KvdCalibrationReaderImpl(db, true); }),
+              "Too few columns in table KovaCalibration");
 }
 
 TEST_F(CalibrationReader, InformationIsLookedUpByPolarityAndAnyName) {

@@ -39,17 +39,19 @@ TEST_F(Logging, DisabledMessageEvaluatesNothing) {
 }
 
 TEST_F(Logging, LongestDottedPrefixSetsTheLevel) {
-    configure({{"", Level::Off}, {"lumo.io", Level::Info}, {"lumo.io.kova", Level::Trace}, {"lumo.io.kov", Level::Off}});
-    const std::pair<const char*, Level> cases[] = {{"lumo", Level::Off},
-                                                   {"lumo.io", Level::Info},
-                                                   {"lumo.iota", Level::Off},
-                                                   {"lumo.io.kovadata_dll", Level::Info},
-                                                   {"lumo.io.kova", Level::Trace},
-                                                   {"lumo.io.kova.KvdReader", Level::Trace}};
+    configure({{"", Level::Off},
+               {"lumo.io", Level::Info},
+               {"lumo.io.kova", Level::Trace},
+               {"lumo.io.kov", Level::Off}});
+    const std::pair<const char*, Level> cases[] = {
+        {"lumo", Level::Off},           {"lumo.io", Level::Info},
+        {"lumo.iota", Level::Off},      {"lumo.io.kovadata_dll", Level::Info},
+        {"lumo.io.kova", Level::Trace}, {"lumo.io.kova.KvdReader", Level::Trace}};
     for (const auto& [name, lowest] : cases) {
         const Logger logger = Logger::getLogger(name);
         for (int level = 0; level < static_cast<int>(Level::Off); ++level) {
-            EXPECT_EQ(logger.isEnabled(static_cast<Level>(level)), level >= static_cast<int>(lowest)) << name << level;
+            EXPECT_EQ(logger.isEnabled(static_cast<Level>(level)), level >= static_cast<int>(lowest))
+                << name << level;
         }
     }
 }

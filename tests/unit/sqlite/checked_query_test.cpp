@@ -13,7 +13,8 @@ using lumo::sqlite::simpleCheckedQuery;
 class CheckedQuery : public testing::Test {
 protected:
     void SetUp() override {
-        analysis_writer::SqliteDatabase(directory / "db").execute("CREATE TABLE T (A, B); INSERT INTO T VALUES (1, 'x')");
+        analysis_writer::SqliteDatabase(directory / "db")
+            .execute("CREATE TABLE T (A, B); INSERT INTO T VALUES (1, 'x')");
         db.open(directory / "db");
     }
 
@@ -44,7 +45,8 @@ TEST_F(CheckedQuery, ConvertsWholeTextsWithinRange) {
 
 TEST_F(CheckedQuery, RefusesEverythingElseWithTheQuery) {
     const std::string wrongType = "Query result has wrong type: ";
-    for (const char* value : {"''", "' 3'", "'3 '", "'3.0'", "3.5", "'0x3'", "'--3'", "'3' || char(0)", "2147483648"}) {
+    for (const char* value :
+         {"''", "' 3'", "'3 '", "'3.0'", "3.5", "'0x3'", "'--3'", "'3' || char(0)", "2147483648"}) {
         const std::string sql = std::string("SELECT ") + value;
         EXPECT_EQ(failure<std::int32_t>(sql), wrongType + sql);
     }
