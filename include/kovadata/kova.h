@@ -321,8 +321,9 @@ KOVADATA_API double kova_ccs_to_oneoverk0_for_mz(double ccs, int32_t charge, dou
  *     scan range is not the same in all frames ("Invalid data, precursor scan ranges have to be identical for every
  *     frame, mismatch for precursor ..."), a parent frame without mass calibration ("No m/z trafo available."), scans that
  *     a frame does not have, and whatever else can go wrong when scans are read.
- *   - **Memory** is needed for the precursors between their first and their last frame, a few 100 KB for each as a rule,
- *     and for some working memory per thread, which is kept until the thread ends.
+ *   - **Memory** is needed for the precursors between their first and their last frame: 8 bytes per peak, at most 8 bytes
+ *     per bin of their profile. Some working memory stays with the calling thread until that ends.
+ *   - **Threads.** All work is done on the calling thread; kova_set_num_threads() has no effect here.
  *  @{ */
 
 /**

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kUnset = -1;
 
-// Doubles beyond the range of 32 bits wrap, as positions in a profile of that length would.
+// Bins beyond the range of 32 bits wrap.
 int wrapToInt(std::size_t value) { return static_cast<int>(static_cast<std::uint32_t>(value)); }
 
 void grow(std::vector<double>& values, std::size_t n) {
@@ -157,6 +157,14 @@ void localMaxima(std::span<const int> y, std::size_t n, std::span<const double> 
         lastPos = kUnset;
         lastNeg = kUnset;
     }
+}
+
+void NewSPF::findPeaks(std::span<const int> y, const WidthTable& widths, std::size_t shift, PeakSink& sink) {
+    thread_local std::vector<double> cumulative;
+    thread_local std::vector<double> differences;
+    thread_local std::vector<double> areas;
+    partial_sum_calculations(y, y.size(), 0, widths, cumulative, differences, areas);
+    localMaxima(y, y.size(), differences, areas, widths, shift, 0, sink);
 }
 
 }  // namespace lumo::algorithm

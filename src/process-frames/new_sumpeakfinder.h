@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <span>
 #include <vector>
 
@@ -61,6 +60,12 @@ void partial_sum_calculations(std::span<const int> y, std::size_t n, std::size_t
 void localMaxima(std::span<const int> y, std::size_t n, std::span<const double> differences,
                  std::span<const double> areas, const WidthTable& widths, std::size_t shift,
                  std::size_t offset, PeakSink& sink);
+
+// The sum peak finder: both steps on all of y, in scratch memory of the calling thread.
+struct NewSPF {
+    static void findPeaks(std::span<const int> y, const WidthTable& widths, std::size_t shift,
+                          PeakSink& sink);
+};
 
 // Position of the maximum after the last rising bin `lastPos`, whose slope is `posVal`, when the bin after
 // `lastNeg` is the first falling one and its slope is `negVal`.

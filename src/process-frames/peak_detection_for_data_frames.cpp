@@ -15,11 +15,7 @@ void detectPadded(const std::vector<int>& profile, std::size_t padding, const Wi
                   PeakSink& sink) {
     std::vector<int> padded(profile.size() + 2 * padding);
     std::copy(profile.begin(), profile.end(), padded.begin() + static_cast<std::ptrdiff_t>(padding));
-    thread_local std::vector<double> cumulative;
-    thread_local std::vector<double> differences;
-    thread_local std::vector<double> areas;
-    partial_sum_calculations(padded, padded.size(), 0, widths, cumulative, differences, areas);
-    localMaxima(padded, padded.size(), differences, areas, widths, padding, 0, sink);
+    NewSPF::findPeaks(padded, widths, padding, sink);
 }
 
 void detectUnpadded(const FullProfileProjector<int>& projector, const WidthTable& widths, PeakSink& sink) {

@@ -65,6 +65,7 @@ void SparseSumPeakFinder::sumUp(const BinInterval& interval) {
     if (const std::size_t needed = stretch.end - stretch.begin + kSlopeGroup; sums.size() < needed) {
         sums.resize(std::max(needed, 2 * sums.size()));
     }
+    rise.isInStretch = false;
     std::int32_t running = total;
     std::int32_t signs = 0;
     std::int32_t* sum = std::fill_n(sums.data(), interval.begin - stretch.begin, running);
@@ -101,7 +102,7 @@ void SparseSumPeakFinder::follow(SlopeSigns slopes, const SmoothingRange& range,
             slopes.falling == 0 ? slopes.rising : slopes.rising & bitsBelow(fall);
         if (risingBefore != 0) {
             const std::size_t bin = from + static_cast<std::size_t>(63 - std::countl_zero(risingBefore));
-            rise = {true, bin, slopeAt(range, bin)};
+            rise = {true, true, bin, slopeAt(range, bin)};
         }
         if (slopes.falling == 0) {
             return;
@@ -116,7 +117,7 @@ void SparseSumPeakFinder::follow(SlopeSigns slopes, const SmoothingRange& range,
 void SparseSumPeakFinder::report(const SmoothingRange& range, std::size_t firstFalling, PeakSink& sink) {
     const double position = maximumPosition(static_cast<int>(rise.bin), rise.slope,
                                             static_cast<int>(firstFalling) - 1, slopeAt(range, firstFalling));
-    if (rise.bin < stretch.begin) {
+    if (!rise.isInStretch) {
         sink(position, 0.0F, 0.0);
         return;
     }

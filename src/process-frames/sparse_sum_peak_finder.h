@@ -37,6 +37,7 @@ private:
     // The last rising bin since the last maximum.
     struct Rise {
         bool found = false;
+        bool isInStretch = false;  // the current one
         std::size_t bin = 0;
         double slope = 0.0;
     };

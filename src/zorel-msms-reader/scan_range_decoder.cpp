@@ -63,11 +63,12 @@ void ScanRangeDecoder::decodeScans(const kova::IntensityScale& scale, std::uint3
 }
 
 void ScanRangeDecoder::reservePeaks(std::size_t count) {
-    if (count > kova::limits::kMaxResultValues / 2) {
+    constexpr std::size_t kMaxPeaks = kova::limits::kMaxResultValues / 2;
+    if (count > kMaxPeaks) {
         LUMO_THROW(std::runtime_error("Maximum decompressed frame size exceeded."));
     }
     if (count > frame.peakCapacity) {
-        frame.peakCapacity = std::max(count, 2 * frame.peakCapacity);
+        frame.peakCapacity = std::max(count, std::min(2 * frame.peakCapacity, kMaxPeaks));
         frame.allocateBuffers();
     }
 }

@@ -32,7 +32,7 @@ PrecursorRow readRow(const CppSQLite3Query& query) {
 
 // Six digits behind the point, whatever the caller's locale makes of "%f".
 std::string fixedText(double value) {
-    std::array<char, std::numeric_limits<double>::max_exponent10 + 20> text;
+    std::array<char, std::numeric_limits<double>::max_exponent10 + 20> text{};
     const auto result =
         std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, 6);
     return {text.data(), result.ptr};

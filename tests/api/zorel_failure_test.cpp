@@ -1,0 +1,307 @@
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "analysis-writer/frame_block.h"
+#include "api/zorel_results.h"
+#include "fixtures/analysis_builder.h"
+#include "fixtures/temp_directory.h"
+
+namespace {
+
+using fixtures::AnalysisBuilder;
+using fixtures::TempDirectory;
+using zorel::Line;
+using zorel::Profile;
+using zorel::readFrame;
+using zorel::readList;
+using zorel::Result;
+using zorel::storeLine;
+using zorel::storeProfile;
+
+// One frame of three scans, its own parent, in which precursors 4 and 5 are measured.
+AnalysisBuilder smallRun(int compression = 2) {
+    AnalysisBuilder builder;
+    builder.compression(compression).schema(1).frame({{{2000, 5}}, {{3000, 7}, {3001, 2}}, {{4000, 3}}});
+    builder.precursor({.id = 4, .parent = 1, .scanNumber = 0.5})
+        .precursor({.id = 5, .parent = 1, .scanNumber = 1.5});
+    builder.zorelMsMs(1, 4, 0, 2).zorelMsMs(1, 5, 1, 3);
+    return builder;
+}
+
+struct FailureCase {
+    const char* name;
+    std::vector<const char*> sql;
+    const char* list;
+    const char* frame;
+    std::size_t spectraBefore = 0;
+};
+
+class ZorelFailure : public testing::TestWithParam<FailureCase> {};
+
+TEST_P(ZorelFailure, HasItsText) {
+    const FailureCase& c = GetParam();
+    const TempDirectory directory;
+    AnalysisBuilder builder = smallRun();
+    for (const char* const statement : c.sql) {
+        builder.sql(statement);
+    }
+    const api::Analysis analysis(builder.write(directory.path()));
+    const Result list = readList(analysis, {4, 5});
+    EXPECT_EQ(list.error, c.list);
+    EXPECT_EQ(list.lines.size(), c.spectraBefore);
+    EXPECT_EQ(readFrame(analysis, 1).error, c.frame);
+}
+
+constexpr const char* kMismatch =
+    "Invalid data, precursor scan ranges have to be identical for every frame, mismatch for precursor 5";
+constexpr const char* kNoFrame = "Frame 77 does not exists or is missing MzCalibration/Polarity";
+
+INSTANTIATE_TEST_SUITE_P(
+    Analyses, ZorelFailure,
+    testing::Values(
+        FailureCase{"None", {}, "", "", 2},
+        FailureCase{"NoPrecursorTable",
+                    {"DROP TABLE Precursors"},
+                    "No Precursor table found. This is not a ZOREL analysis",
+                    "no such table: Precursors"},
+        FailureCase{"NoMsMsTable",
+                    {"DROP TABLE ZorelFrameMsMsInfo"},
+                    "no such table: ZorelFrameMsMsInfo",
+                    "no such table: ZorelFrameMsMsInfo"},
+        FailureCase{"OtherBegin", {"INSERT INTO ZorelFrameMsMsInfo VALUES (2,5,0,3)"}, kMismatch, kMismatch},
+        FailureCase{"OtherEnd", {"INSERT INTO ZorelFrameMsMsInfo VALUES (2,5,1,2)"}, kMismatch, kMismatch},
+        FailureCase{"NoCalibrationRow",
+                    {"DELETE FROM MzCalibration"},
+                    "No m/z trafo available.",
+                    "No m/z trafo available."},
+        FailureCase{"NoParentFrame", {"UPDATE Precursors SET Parent=77"}, kNoFrame, ""},
+        FailureCase{"ScanBeyondTheFrame",
+                    {"UPDATE ZorelFrameMsMsInfo SET ScanNumEnd=4 WHERE Precursor=5"},
+                    "Scan number [3] out of range.",
+                    "Scan number [3] out of range.",
+                    1},
+        FailureCase{"NoMsMsFrame",
+                    {"UPDATE ZorelFrameMsMsInfo SET Frame=9 WHERE Precursor=5"},
+                    "CorruptFrameDataError for FrameId=9: Frame doesn't exist",
+                    "CorruptFrameDataError for FrameId=9: Frame doesn't exist",
+                    1}),
+    [](const auto& each) { return each.param.name; });
+
+TEST(ZorelFailures, WidthsUsedUpConcernsLinesOnly) {
+    // The 3101 bins of precursor 4 and their reserve are reached with the last width but one.
+    const TempDirectory directory;
+    const api::Analysis analysis(
+        smallRun()
+            .sql("UPDATE MzCalibration SET DigitizerTimebase=1, DigitizerDelay=0, C0=8100.5-199*30000")
+            .write(directory.path()));
+    std::vector<Line> lines;
+    std::vector<Profile> profiles;
+    EXPECT_EQ(kova_read_zorel_msms_for_frame_v2(analysis.handle, 1, storeLine, &lines), 0U);
+    EXPECT_EQ(api::lastError(), "setWidths() reached maximum width.");
+    EXPECT_EQ(kova_read_zorel_profile_msms_for_frame_v2(analysis.handle, 1, storeProfile, &profiles), 1U);
+    EXPECT_EQ(profiles.size(), 2U);
+}
+
+TEST(ZorelFailures, PositionsWithoutMassReadAsInConversionsOfAsManyValues) {
+    for (const auto& [peaks, error] :
+         {std::pair(
+              99U, "complex valued solution in computation due to invalid calibration constants/value range"),
+          std::pair(100U, "Transformation failed, most likely due to bad calibration constants.")}) {
+        fixtures::Scan scan;
+        for (std::uint32_t i = 1; i <= peaks; ++i) {
+            scan.push_back({1000 * i, 1});
+        }
+        const TempDirectory directory;
+        const api::Analysis analysis(AnalysisBuilder()
+                                         .frame({scan})
+                                         .mzCalibration({.coefficients = {300.0, 160000.0, -100.0}})
+                                         .precursor({.id = 1, .parent = 1})
+                                         .zorelMsMs(1, 1, 0, 1)
+                                         .write(directory.path()));
+        std::vector<Line> lines;
+        EXPECT_EQ(kova_read_zorel_msms_for_frame_v2(analysis.handle, 1, storeLine, &lines), 0U);
+        EXPECT_EQ(api::lastError(), error);
+    }
+}
+
+TEST(ZorelFailures, ScansBeyondTheFrameOfTheOtherCompression) {
+    const TempDirectory directory;
+    const api::Analysis analysis(
+        smallRun(1).sql("UPDATE ZorelFrameMsMsInfo SET ScanNumEnd=4").write(directory.path()));
+    EXPECT_EQ(readList(analysis, {4}).error, "Scan number out of range.");
+}
+
+TEST(ZorelArguments, AreCheckedBySecondVersionsOnly) {
+    const TempDirectory directory;
+    const api::Analysis analysis(smallRun().write(directory.path()));
+    constexpr std::int64_t kIds[] = {4};
+    constexpr const char* kNoIds = "expected non-null 'precursors' pointer";
+    constexpr const char* kNoCallback = "expected non-null callback";
+    EXPECT_EQ(kova_read_zorel_msms_v2(analysis.handle, nullptr, 1, nullptr, nullptr), 0U);
+    EXPECT_EQ(api::lastError(), kNoIds);
+    EXPECT_EQ(kova_read_zorel_profile_msms_v2(analysis.handle, nullptr, 1, storeProfile, nullptr), 0U);
+    EXPECT_EQ(api::lastError(), kNoIds);
+    EXPECT_EQ(kova_read_zorel_msms_v2(analysis.handle, nullptr, 0, nullptr, nullptr), 0U);
+    EXPECT_EQ(api::lastError(), kNoCallback);
+    EXPECT_EQ(kova_read_zorel_profile_msms_v2(analysis.handle, kIds, 1, nullptr, nullptr), 0U);
+    EXPECT_EQ(api::lastError(), kNoCallback);
+    EXPECT_EQ(kova_read_zorel_msms_v2(analysis.handle, nullptr, 0, storeLine, nullptr), 1U);
+    EXPECT_EQ(kova_read_zorel_msms(analysis.handle, nullptr, 0, nullptr), 1U);
+    const TempDirectory bare;
+    const api::Analysis noPrecursors(AnalysisBuilder().withoutTable("Precursors").write(bare.path()));
+    EXPECT_EQ(kova_read_zorel_msms_for_frame_v2(noPrecursors.handle, 1, nullptr, nullptr), 0U);
+    EXPECT_EQ(api::lastError(), kNoCallback);
+    EXPECT_EQ(kova_read_zorel_profile_msms_for_frame_v2(noPrecursors.handle, 1, nullptr, nullptr), 0U);
+    EXPECT_EQ(api::lastError(), kNoCallback);
+}
+
+TEST(ZorelCallbacks, WhatTheyThrowEndsTheCallAndLeavesTheHandleUsable) {
+    const TempDirectory directory;
+    const api::Analysis analysis(smallRun().write(directory.path()));
+    constexpr std::int64_t kIds[] = {4, 5};
+    int calls = 0;
+    const auto throwing = [](std::int64_t, std::uint32_t, const double*, const float*, void* context) {
+        ++*static_cast<int*>(context);
+        throw std::out_of_range("enough");
+    };
+    EXPECT_EQ(kova_read_zorel_msms_v2(analysis.handle, kIds, 2, throwing, &calls), 0U);
+    EXPECT_EQ(api::lastError(), "enough");
+    EXPECT_EQ(calls, 1);
+    const auto throwingNumber = [](std::int64_t, std::uint32_t, const std::int32_t*, void*) { throw 1; };
+    EXPECT_EQ(kova_read_zorel_profile_msms_for_frame_v2(analysis.handle, 1, throwingNumber, nullptr), 0U);
+    EXPECT_EQ(api::lastError(), "Unknown exception.");
+    EXPECT_EQ(readFrame(analysis, 1).lines.size(), 2U);
+}
+
+TEST(ZorelCallbacks, MayUseTheHandle) {
+    const TempDirectory directory;
+    const api::Analysis analysis(smallRun().frame({{{9, 9}}}).write(directory.path()));
+    struct Context {
+        const api::Analysis& analysis;
+        std::vector<Result> results;
+    } context{analysis, {}};
+    const auto reading = [](std::int64_t id, std::uint32_t, const double*, const float*, void* pointer) {
+        auto& self = *static_cast<Context*>(pointer);
+        self.analysis.readRaw(2, 0, 1);
+        self.results.push_back(readList(self.analysis, {9 - id}));
+    };
+    EXPECT_EQ(kova_read_zorel_msms_for_frame_v2(analysis.handle, 1, reading, &context), 1U);
+    ASSERT_EQ(context.results.size(), 2U);
+    EXPECT_EQ(context.results[0].lines, readList(analysis, {5}).lines);
+    EXPECT_EQ(context.results[1].lines, readList(analysis, {4}).lines);
+}
+
+// Nothing in the tables may lead to more than an error or odd spectra.
+TEST(ZorelHostileTables, EndQuickly) {
+    const char* const statements[] = {
+        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin=NULL, ScanNumEnd=NULL",
+        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin='many', ScanNumEnd=x'00'",
+        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin=-1",
+        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin=-9223372036854775808, ScanNumEnd=9223372036854775807",
+        "UPDATE ZorelFrameMsMsInfo SET ScanNumEnd=4294967295",
+        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin=4294967294, ScanNumEnd=4294967295",
+        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin=4294967296, ScanNumEnd=4294967297",
+        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin=9e99, ScanNumEnd=-9e99",
+        "UPDATE ZorelFrameMsMsInfo SET Frame=NULL",
+        "UPDATE ZorelFrameMsMsInfo SET Frame=9223372036854775807",
+        "UPDATE ZorelFrameMsMsInfo SET Frame='x'",
+        "UPDATE Precursors SET Parent=NULL, ScanNumber='nan'",
+        "INSERT INTO ZorelFrameMsMsInfo SELECT Frame, Precursor, ScanNumBegin, ScanNumEnd FROM "
+        "ZorelFrameMsMsInfo",
+        "ALTER TABLE Precursors RENAME TO P; CREATE VIEW Precursors AS SELECT * FROM P UNION ALL SELECT Id, "
+        "1, 3 FROM P",
+        "UPDATE MzCalibration SET DigitizerTimebase=0",
+        "UPDATE MzCalibration SET DigitizerTimebase=NULL, DigitizerDelay=NULL",
+        "UPDATE MzCalibration SET DigitizerTimebase=1e-300",
+        "UPDATE MzCalibration SET DigitizerTimebase=9e999, C0=9e999",
+        "UPDATE MzCalibration SET DigitizerTimebase=-0.2",
+        "UPDATE MzCalibration SET DigitizerDelay=-1e300",
+        "UPDATE MzCalibration SET DigitizerDelay=1e300",
+        "UPDATE MzCalibration SET DigitizerTimebase=1e300",
+        "UPDATE MzCalibration SET DigitizerTimebase=5000000",
+        "UPDATE MzCalibration SET C0='x', C1=0",
+        "UPDATE MzCalibration SET C0=-9e999",
+    };
+    for (const char* const statement : statements) {
+        for (const int compression : {1, 2}) {
+            const TempDirectory directory;
+            const api::Analysis analysis(smallRun(compression).sql(statement).write(directory.path()));
+            ASSERT_TRUE(analysis) << statement;
+            for (const Result& result : {readList(analysis, {4, 5}), readFrame(analysis, 1)}) {
+                EXPECT_TRUE(result.error.empty() || result.lines.size() < 2) << statement;
+            }
+        }
+    }
+}
+
+TEST(ZorelHostileTables, NoTimeBaseGivesNoPeaks) {
+    const TempDirectory directory;
+    const api::Analysis analysis(
+        smallRun().sql("UPDATE MzCalibration SET DigitizerTimebase=0").write(directory.path()));
+    const Result result = readList(analysis, {4});
+    EXPECT_EQ(result.error, "");
+    ASSERT_EQ(result.lines.size(), 1U);
+    EXPECT_TRUE(result.lines[0].mz.empty());
+}
+
+struct LengthCase {
+    std::uint32_t samples;
+    std::uint32_t index;
+    const char* error;
+};
+
+TEST(ZorelHostileBlobs, ProfilesHaveALimit) {
+    const LengthCase cases[] = {
+        {1U << 26, (1U << 26) - 101, ""},
+        {1U << 26, (1U << 26) - 100, ""},
+        {1U << 26, (1U << 26) - 99, "Profile of 67108865 bins exceeds the maximum of 67108864 bins."},
+        {0xFFFFFFFF, 0x80000000, "Profile of 2147483748 bins exceeds the maximum of 67108864 bins."},
+        {0xFFFFFFFF, 0xFFFFFFFE, "Profile of 4294967394 bins exceeds the maximum of 67108864 bins."},
+    };
+    for (const LengthCase& c : cases) {
+        const TempDirectory directory;
+        const api::Analysis analysis(AnalysisBuilder()
+                                         .schema(1)
+                                         .digitizerSamples(c.samples)
+                                         .frame({{{5, 1}, {c.index, 1}}})
+                                         .precursor({.id = 1, .parent = 1})
+                                         .zorelMsMs(1, 1, 0, 1)
+                                         .write(directory.path()));
+        constexpr std::int64_t kIds[] = {1};
+        std::vector<Line> spectra;
+        const std::uint32_t done = kova_read_zorel_msms_v2(analysis.handle, kIds, 1, storeLine, &spectra);
+        EXPECT_EQ(done == 1 ? "" : api::lastError(), c.error) << c.index;
+    }
+}
+
+TEST(ZorelHostileBlobs, IndicesThatRunBackwardsAreDroppedBeyondTheLastOne) {
+    // The scan ends at index 300, so the profile has 400 bins.
+    const TempDirectory directory;
+    const api::Analysis analysis(AnalysisBuilder()
+                                     .schema(1)
+                                     .frame({{{1000, 5}, {300, 6}}})
+                                     .precursor({.id = 1, .parent = 1})
+                                     .zorelMsMs(1, 1, 0, 1)
+                                     .write(directory.path()));
+    const Result result = readList(analysis, {1});
+    ASSERT_EQ(result.error, "");
+    std::vector<std::int32_t> expected(400);
+    expected[300] = 6;
+    EXPECT_EQ(result.profiles.at(0).bins, expected);
+}
+
+TEST(ZorelHostileBlobs, FrameThatClaimsBillionsOfEmptyScans) {
+    const TempDirectory directory;
+    const api::Analysis analysis(AnalysisBuilder()
+                                     .schema(1)
+                                     .rawBlock(analysis_writer::emptyFrameBlock(0xFFFFFFFF))
+                                     .precursor({.id = 1, .parent = 1})
+                                     .zorelMsMs(1, 1, 0, 0xFFFFFFFE)
+                                     .write(directory.path()));
+    const Result result = readList(analysis, {1});
+    EXPECT_EQ(result.error, "");
+    EXPECT_EQ(result.profiles.at(0).bins, std::vector<std::int32_t>(100));
+}
+
+}  // namespace
