@@ -1,12 +1,13 @@
 import json
 import unittest
+import zlib
 
-from kova_testing import FEWEST_COLUMNS, MEASURED_DATA, KovaTest, crc_of
+from kova_testing import FEWEST_COLUMNS, MEASURED_DATA, KovaTest, crc_of, line_arrays, words
 
 FRAMES = [[[(1, 10)], [(2, 20), (900, 30)]], [[], []], [[(7, 1)] * 1, [(8, 2)], [(9, 3)]]]
 
 
-class Check(KovaTest):
+class CheckTest(KovaTest):
     def check(self, directory, status=0):
         """The JSON report without what differs from run to run."""
         out, err = self.kova("check", directory, "--json", status=status)
@@ -16,6 +17,8 @@ class Check(KovaTest):
         self.assertGreaterEqual(report.pop("gigabytes_per_second"), 0)
         return report
 
+
+class Check(CheckTest):
     def test_totals_and_checksum(self):
         for scheme in (1, 2):
             for columns in ({}, {"columns": FEWEST_COLUMNS}):
@@ -70,6 +73,13 @@ class Check(KovaTest):
         self.analysis().add_frame([], KovaId=-1).add_frame([], KovaId=None, NumScans=None).write()
         self.assertEqual(self.check("run.d")["scans"], 0)
 
+    def test_a_frame_without_data_leaves_the_checksum_as_it_is(self):
+        analysis = self.analysis()
+        for scans in (FRAMES[0], [], FRAMES[2], []):
+            analysis.add_frame(scans, **({} if scans else {"KovaId": -1}))
+        analysis.write()
+        self.assertEqual(self.check("run.d")["crc32_raw"], crc_of([FRAMES[0], FRAMES[2]]))
+
     def test_a_cut_blob_file_loses_only_the_frames_behind_the_cut(self):
         for scheme in (1, 2):
             for columns in ({}, {"columns": FEWEST_COLUMNS}):
@@ -96,6 +106,87 @@ class Check(KovaTest):
         self.assertGreater(reports[0]["peaks"], 6 * 1000)
 
 
+LINES = [(0.25, 1.5, 0.125), (3.75, 2.0, 0.25)]
+PROFILE = [0, 7, 4294967295, 0, 1]
+
+
+def spectra_report(spectra, bad=(), parts="lwp"):
+    """What check is to find in these spectra, (lines, profile) each."""
+    lines = [[line[:3 if "w" in parts else 2] for line in lines] if "l" in parts else [] for lines, _ in spectra]
+    profiles = [list(profile) if "p" in parts else [] for _, profile in spectra]
+    stored = b"".join(map(line_arrays, lines)), b"".join(map(words, profiles))
+    return {"ok": not bad, "spectra": len(spectra) + len(bad), "bad_spectra": list(bad),
+            "lines": sum(map(len, lines)), "profile_points": sum(map(len, profiles)),
+            "profile_sum": sum(map(sum, profiles)), "result_bytes": sum(map(len, stored)),
+            "crc32_lines": zlib.crc32(stored[0]), "crc32_profiles": zlib.crc32(stored[1])}
+
+
+class CheckSpectra(CheckTest):
+    def check(self, directory, status=0):
+        report = super().check(directory, status)
+        del report["analysis"]
+        return report
+
+    def test_totals_and_checksums(self):
+        # Spectra without lines, without profile and without both do not disturb the sums of the others.
+        spectra = [(LINES, PROFILE), ([], PROFILE), (LINES[:1], []), ([], []), (LINES, [5])]
+        for parts in ("lwp", "lp", "lw", "l", "p", ""):
+            with self.subTest(parts):
+                analysis = self.analysis(f"parts{parts}.d", scheme=3, parts=parts)
+                for lines, profile in spectra:
+                    analysis.add_spectrum([line[:3 if "w" in parts else 2] for line in lines], profile)
+                analysis.write()
+                self.assertEqual(self.check(f"parts{parts}.d"), spectra_report(spectra, parts=parts))
+
+    def test_text(self):
+        self.analysis(scheme=3).add_spectrum(LINES, PROFILE).add_spectrum(LINES, PROFILE, KovaId=1 << 40).write()
+        out, err = self.kova("check", "run.d", status=1)
+        self.assertEqual(err, "")
+        expected = spectra_report([(LINES, PROFILE)])
+        lines = out.splitlines()
+        self.assertRegex(lines.pop(-2), r"^Read                52 bytes in \d+\.\d+ s, \d+\.\d+ GB/s$")
+        self.assertEqual(lines, ["spectrum 2: CorruptFrameDataError for FrameId=2: Error reading binary header.",
+                                 "Spectra             2, 1 bad", "Lines               2", "Profile points      5",
+                                 "Profile sum         4294967303", f"CRC-32 of lines     {expected['crc32_lines']}",
+                                 f"CRC-32 of profiles  {expected['crc32_profiles']}", "Result              damaged"])
+
+    def test_each_damage_is_reported_with_its_text_and_the_other_spectra_are_read(self):
+        corrupt = "CorruptFrameDataError for FrameId=2: "
+        for number, (damage, text) in enumerate([
+                ({"KovaId": 1 << 40}, corrupt + "Error reading binary header."),
+                ({"NumPeaks": 3}, corrupt + "Number of peaks [3] exceeds the line spectrum of 32 bytes."),
+                ({"NumPeaks": None}, corrupt + "Number of peaks is missing for the line spectrum."),
+                ({"block": words([12, 40, 0])}, corrupt + "Line spectrum is larger than its block."),
+                ({"block": words([28, 0, 9, 9, 9, 9, 9])}, corrupt + "Error decompressing frame data: ")]):
+            with self.subTest(**damage):
+                # An empty spectrum behind a bad one must not pass for bad itself.
+                analysis = self.analysis(f"{number}.d", scheme=3).add_spectrum(LINES, PROFILE)
+                if "block" in damage:
+                    analysis.add_spectrum(**damage)
+                else:
+                    analysis.add_spectrum(LINES, PROFILE, **damage)
+                analysis.add_spectrum().add_spectrum(KovaId=-1).add_spectrum(LINES[1:], PROFILE[1:]).write()
+                report = self.check(f"{number}.d", status=1)
+                bad = report["bad_spectra"]
+                self.assertEqual([spectrum["id"] for spectrum in bad], [2])
+                self.assertTrue(bad[0]["error"].startswith(text), bad)
+                good = [(LINES, PROFILE), ([], []), ([], []), (LINES[1:], PROFILE[1:])]
+                self.assertEqual(report, spectra_report(good, bad))
+
+    def test_simulated_spectra(self):
+        for number, flags in enumerate((["line"], ["line_widths"], ["profile"], ["line_widths", "profile"])):
+            with self.subTest(flags):
+                name = f"{number}.d"
+                self.simulate(name, format="kvs", frames=5, peaks_per_frame=4000, seed=4, quiet="true",
+                              **{flag: "true" for flag in flags})
+                report = self.check(name)
+                frames = json.loads(self.output("frames", name, "--json"))
+                for total, column in (("lines", "lines"), ("profile_points", "profile_points")):
+                    self.assertEqual(report[total], sum(frame[column] or 0 for frame in frames), total)
+                self.assertEqual(report["lines"] > 0, "profile" not in flags or len(flags) > 1)
+                self.assertEqual(report["profile_points"], 5 * 400_000 if "profile" in flags else 0)
+
+
 @unittest.skipUnless((MEASURED_DATA / "analyses").is_dir(), "the measured data are absent")
 class MeasuredData(KovaTest):
     def test_measured_analyses_give_their_stated_counts_and_checksums(self):
@@ -113,6 +204,19 @@ class MeasuredData(KovaTest):
                 for frame, expected in zip(frames, stated["frames"], strict=True):
                     for key in ("id", "scans", "peaks", "intensity_sum"):
                         self.assertEqual(frame[key], expected[key], key)
+
+    def test_measured_spectra_give_their_stated_counts_and_checksums(self):
+        analyses = MEASURED_DATA / "analyses"
+        manifest = json.loads((analyses / "manifest.json").read_text())
+        spectra = {name: stated for name, stated in manifest.items() if stated["format"] == "kvs"}
+        self.assertTrue(spectra)
+        for name, stated in spectra.items():
+            with self.subTest(name):
+                report = json.loads(self.output("check", analyses / name, "--json"))
+                for key in ("crc32_lines", "crc32_profiles"):
+                    self.assertEqual(report[key], stated[key], key)
+                for key in ("lines", "profile_points", "profile_sum"):
+                    self.assertEqual(report[key], sum(frame[key] for frame in stated["frames"]), key)
 
 
 if __name__ == "__main__":

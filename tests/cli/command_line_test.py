@@ -5,7 +5,7 @@ import unittest
 
 from kova_testing import KOVA, KovaTest
 
-VERBS = ("info", "frames", "scans", "check")
+VERBS = ("info", "frames", "scans", "spectrum", "msms", "check")
 
 
 class Usage(KovaTest):
@@ -20,6 +20,9 @@ class Usage(KovaTest):
             (["scans", "run.d", "--frame", "one"], "--frame = one"),
             (["frames", "run.d", "--csv", "--json"], "--csv excludes --json"),
             (["check", "run.d", "--csv"], "not expected: --csv"),
+            (["spectrum", "run.d", "--frame", "1", "--nonzero"], "--nonzero requires --profile"),
+            (["msms", "run.d", "--frame", "1", "--precursor", "2"], "--precursor excludes --frame"),
+            (["msms", "run.d", "--mgf", "out.mgf", "--json"], "--mgf excludes --json"),
         ] + [(["scans", "run.d", "--frame", "1", "--scans", scans], f"--scans: '{scans}'")
              for scans in ("", "x", "5:5", "7:3", "1:2:3", "-1:2", "0:4294967295", "1.5", "+1")]
         for arguments, text in cases:
@@ -46,34 +49,49 @@ class Failures(KovaTest):
     def test_what_is_no_analysis_is_told_by_the_library_with_a_hint(self):
         self.analysis("lab/run.d").write()
         (self.folder / "empty").mkdir()
-        (self.folder / "spectra").mkdir()
-        (self.folder / "spectra" / "analysis.kvs").touch()
+        self.analysis("spectra", scheme=3).write()
         cases = {
             "nowhere": ("Specified analysis directory does not exist.", None),
             "lab/run.d/analysis.kvd": ("Specified path is not a directory.",
                                        "name the directory that holds it: lab/run.d"),
             "spectra/analysis.kvs": ("Specified path is not a directory.",
-                                     "an analysis is a directory that holds analysis.kvd"),
+                                     "name the directory that holds it: spectra"),
             "lab": ("lab/analysis.kvd doesn't exist.", "there is an analysis in it: lab/run.d"),
             "empty": ("empty/analysis.kvd doesn't exist.",
-                      "an analysis is a directory that holds analysis.kvd and analysis.kvd_bin"),
-            "spectra": ("spectra/analysis.kvd doesn't exist.",
-                        "this is an analysis without ion mobility; `kova info` tells what it holds"),
+                      "an analysis is a directory that holds analysis.kvd and analysis.kvd_bin, or analysis.kvs and "
+                      "analysis.kvs_bin"),
         }
         for path, (text, hint) in cases.items():
             with self.subTest(path):
-                for verb in (["frames"], ["scans", "--frame", "1"], ["check", "--json"]):
-                    out, err = self.kova(*verb, path, status=1)
-                    self.assertEqual(out, "")
-                    self.assertEqual(err, f"kova: {text}\n" + (f"hint: {hint}\n" if hint else ""))
+                for verb in (["info"], ["frames"], ["scans", "--frame", "1"], ["msms"], ["check", "--json"]):
+                    self.check_refused([*verb, path], text, hint)
+
+    def check_refused(self, arguments, text, hint):
+        out, err = self.kova(*arguments, status=1)
+        self.assertEqual(out, "")
+        self.assertEqual(err, f"kova: {text}\n" + (f"hint: {hint}\n" if hint else ""))
+
+    def test_a_verb_for_the_other_format_is_told_with_a_hint(self):
+        self.analysis("mobility").write()
+        self.analysis("spectra", scheme=3).write()
+        for verb in (["scans", "--frame", "1"], ["msms"]):
+            self.check_refused([*verb, "spectra"], "spectra/analysis.kvd doesn't exist.",
+                               "this is an analysis without ion mobility; `kova spectrum` prints its spectra")
+        self.check_refused(["spectrum", "--frame", "1", "mobility"], "mobility/analysis.kvs doesn't exist.",
+                           "this is an analysis with ion mobility; `kova scans` prints its peaks")
 
     def test_damaged_metadata_are_an_error_and_no_crash(self):
-        directory = self.analysis().add_frame([[(1, 1)]]).write()
-        metadata = directory / "analysis.kvd"
-        intact = metadata.read_bytes()
+        mobility = self.analysis().add_frame([[(1, 1)]]).write() / "analysis.kvd"
+        spectra = self.analysis("spectra.d", scheme=3).add_spectrum([(1, 1, 1)]).write() / "analysis.kvs"
+        for metadata, verbs in ((mobility, (["info"], ["frames"], ["scans", "--frame", "1"], ["msms"], ["check"])),
+                                (spectra, (["info"], ["frames"], ["spectrum", "--frame", "1"], ["check"]))):
+            self.check_damaged(metadata, verbs)
+
+    def check_damaged(self, metadata, verbs):
+        intact, directory = metadata.read_bytes(), metadata.parent
         for name, damaged in {"no database": b"x" * 5000, "cut": intact[:4096], "empty": b""}.items():
             metadata.write_bytes(damaged)
-            for verb in (["info"], ["frames"], ["scans", "--frame", "1"], ["check"]):
+            for verb in verbs:
                 with self.subTest(name, verb=verb):
                     out, err = self.kova(*verb, directory, status=1)
                     self.assertEqual(out, "")
@@ -86,14 +104,25 @@ class EndOfOutput(KovaTest):
         scan = [(index, 7) for index in range(400)]
         analysis = self.analysis()
         for _ in range(30):
-            analysis.add_frame([scan] * 30)
-        analysis.write()
+            analysis.add_frame([scan] * 30, MzCalibration=1, KovaCalibration=1)
+        analysis.calibrate().execute(
+            "CREATE TABLE Precursors (Id, Parent, ScanNumber)", "INSERT INTO Precursors SELECT Id, 1, 1 FROM Frames",
+            "CREATE TABLE ZorelFrameMsMsInfo (Frame, Precursor, ScanNumBegin, ScanNumEnd)",
+            "INSERT INTO ZorelFrameMsMsInfo SELECT Id, Id, 0, 30 FROM Frames").write()
+        self.analysis("spectra.d", scheme=3).add_spectrum(
+            [(index, 7, 1) for index in range(9000)], range(9000)).write()
 
     def test_a_reader_that_goes_away_is_no_failure(self):
-        for verb in (["scans", "--frame", "1"], ["scans", "--frame", "1", "--csv"],
-                     ["scans", "--frame", "1", "--json"], ["frames"], ["info"], ["check"], ["--help"]):
+        frame = ["run.d", "--frame", "1"]
+        spectrum = ["spectrum", "spectra.d", "--frame", "1"]
+        for verb in (["scans", *frame], ["scans", *frame, "--csv"], ["scans", *frame, "--json"], ["frames", "run.d"],
+                     ["info", "run.d"], ["check", "run.d"], spectrum, [*spectrum, "--json"],
+                     [*spectrum, "--profile", "--csv"], ["frames", "spectra.d"], ["check", "spectra.d"],
+                     ["msms", "run.d"], ["msms", "run.d", "--profile", "--peaks"],
+                     ["msms", "run.d", "--profile", "--mgf", "-"], ["msms", "run.d", "--profile", "--json"],
+                     ["--help"]):
             with self.subTest(verb):
-                command = [KOVA, *verb] + (["run.d"] if verb != ["--help"] else [])
+                command = [KOVA, *verb]
                 running = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                            stderr=subprocess.PIPE, cwd=self.folder)
                 running.stdout.close()
@@ -102,9 +131,11 @@ class EndOfOutput(KovaTest):
                 self.assertEqual(running.wait(timeout=60), 0)
 
     def test_output_that_cannot_be_written_is_a_failure(self):
-        for verb in (["scans", "--frame", "1"], ["frames"], ["info", "--json"], ["check"]):
+        for verb in (["scans", "run.d", "--frame", "1"], ["frames", "run.d"], ["info", "run.d", "--json"],
+                     ["check", "run.d"], ["spectrum", "spectra.d", "--frame", "1"], ["check", "spectra.d"],
+                     ["msms", "run.d", "--profile", "--peaks"], ["msms", "run.d", "--profile", "--mgf", "-"]):
             with self.subTest(verb), open("/dev/full", "wb") as full:
-                done = subprocess.run([KOVA, *verb, "run.d"], stdout=full, stderr=subprocess.PIPE, text=True,
+                done = subprocess.run([KOVA, *verb], stdout=full, stderr=subprocess.PIPE, text=True,
                                       cwd=self.folder, timeout=60)
                 self.assertEqual(done.stderr, "kova: cannot write the output: No space left on device\n")
                 self.assertEqual(done.returncode, 1)

@@ -81,6 +81,29 @@ class Frames(KovaTest):
         self.assertEqual(out, HEADER + "1,,+,,1,1,1,,,,\n2,,+,,,,,,,,\n3,,+,,1,1,1,,,,\n")
         self.assertEqual(err, "kova: frame 2: CorruptFrameDataError for FrameId=2: Error reading binary header.\n")
 
+    def test_spectra(self):
+        analysis = self.analysis(scheme=3, bins=2001).calibrate()
+        analysis.add_spectrum([(1.5, 2.5, 0.5)] * 3, [4, 0, 6], MzCalibration=1)
+        analysis.add_spectrum([(7, 8, 9)], Time=None, MsMsType=8).add_spectrum(KovaId=-1).write()
+        self.assertEqual(self.output("frames", "run.d"), """\
+    id        time  pol  ms     lines   profile   m/z from     m/z to
+     1       0.000    +   1         3         3     0.0000     4.0000
+     2           -    +   2         1         0          -          -
+     3       3.000    +   1         0         0          -          -
+""")
+        self.assertEqual(self.output("frames", "run.d", "--csv").splitlines()[:2],
+                         ["id,time,polarity,ms_level,lines,profile_points,mz_min,mz_max", "1,0,+,1,3,3,0,4"])
+
+    def test_spectra_of_one_kind_and_damaged_ones(self):
+        for parts, spectrum, columns in (("l", ([(1, 1)], []), "1,"), ("p", ([], [1, 2]), ",2")):
+            with self.subTest(parts):
+                name = f"parts{parts}.d"
+                analysis = self.analysis(name, scheme=3, columns=("NumPeaks", *FEWEST_COLUMNS), parts=parts)
+                analysis.add_spectrum(*spectrum).add_spectrum(*spectrum, KovaId=1 << 40).add_spectrum(*spectrum).write()
+                out, err = self.kova("frames", name, "--csv", status=1)
+                self.assertEqual(out.splitlines()[1:], [f"1,,+,,{columns},,", "2,,+,,,,,", f"3,,+,,{columns},,"])
+                self.assertRegex(err, "^kova: spectrum 2: CorruptFrameDataError for FrameId=2: .*\n$")
+
     def test_no_frames(self):
         self.analysis().write()
         self.assertEqual(self.output("frames", "run.d", "--csv"), HEADER)

@@ -46,6 +46,7 @@ class Info(KovaTest):
             "analysis": "run.d", "format": "kvd", "schema_version": {"major": 3, "minor": 1}, "storage_scheme": 2,
             "frames": {"count": 3, "ms1": 1, "msms": 2}, "time": {"first": 0.25, "last": 9.5},
             "polarities": ["+", "-"], "scans_per_frame": {"min": 1, "max": 4, "total": 7, "of": "all frames"},
+            "spectra": None,
             "index_bins": 5000, "calibrations": {"mass": 1, "mobility": 0},
             "recalibrated": {"file": True, "states": 2, "in_use": False},
             "file_bytes": {name: (directory / name).stat().st_size
@@ -80,13 +81,33 @@ class Info(KovaTest):
         self.assertIn("Frames              3 (2 MS1, 1 MS/MS)\n", self.output("info", "run.d"))
 
     def test_an_analysis_without_mobility(self):
-        directory = self.analysis().add_frame([[(1, 1)]]).execute("DROP TABLE KovaCalibration").write()
-        (directory / "analysis.kvd").rename(directory / "analysis.kvs")
-        (directory / "analysis.kvd_bin").rename(directory / "analysis.kvs_bin")
-        info = json.loads(self.output("info", "run.d", "--json"))
-        self.assertEqual((info["format"], info["frames"]["count"], info["scans_per_frame"]), ("kvs", 1, None))
-        self.assertEqual(info["calibrations"], {"mass": 0, "mobility": 0})
-        self.assertEqual(sorted(info["file_bytes"]), ["analysis.kvs", "analysis.kvs_bin"])
+        for parts, text in {"lwp": "lines with widths, profiles", "l": "lines", "lw": "lines with widths",
+                            "p": "profiles", "": "none"}.items():
+            with self.subTest(parts):
+                name = f"parts{parts}.d"
+                directory = self.analysis(name, scheme=3, schema=(3, 1), bins=700, parts=parts).add_spectrum().execute(
+                    "DROP TABLE KovaCalibration").write()
+                (directory / "calibration.sqlite").write_text("not a database")
+                info = json.loads(self.output("info", name, "--json"))
+                self.assertEqual((info["format"], info["storage_scheme"], info["frames"]["count"]), ("kvs", 3, 1))
+                self.assertEqual((info["scans_per_frame"], info["index_bins"]), (None, 700))
+                self.assertEqual(info["spectra"], {"lines": "l" in parts, "widths": "w" in parts,
+                                                   "profiles": "p" in parts})
+                self.assertEqual(info["calibrations"], {"mass": 0, "mobility": 0})
+                self.assertEqual(sorted(info["file_bytes"]), ["analysis.kvs", "analysis.kvs_bin", "calibration.sqlite"])
+                shown = self.output("info", name)
+                self.assertIn("Format              spectra without ion mobility (analysis.kvs)\n", shown)
+                self.assertIn(f"Spectra             {text}\n", shown)
+
+    def test_use_of_a_recalibrated_state(self):
+        # The functions for spectra do not tell whether there was a complete state.
+        for file_format, in_use in (("kvd", True), ("kvs", None)):
+            with self.subTest(file_format):
+                run = self.simulate(f"{file_format}.d", format=file_format, frames=2, peaks_per_frame=500, scans=60,
+                                    recalibrated=1, quiet="true")
+                for arguments, expected in ([], False), (["--recalibrated"], in_use):
+                    info = json.loads(self.output("info", run, "--json", *arguments))
+                    self.assertEqual(info["recalibrated"], {"file": True, "states": 1, "in_use": expected})
 
     def test_an_analysis_without_frames(self):
         self.analysis().write()

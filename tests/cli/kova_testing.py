@@ -46,10 +46,24 @@ def lzf_stream(data):
     return b"".join(bytes([len(run) - 1]) + run for run in runs)
 
 
-def shuffled_block(scan_count, values):
+def shuffled(values):
     plain = words(values)
-    payload = zstd_frame(b"".join(plain[plane::4] for plane in range(4)))
+    return b"".join(plain[plane::4] for plane in range(4))
+
+
+def shuffled_block(scan_count, values):
+    payload = zstd_frame(shuffled(values))
     return words([8 + len(payload), scan_count]) + payload
+
+
+def line_arrays(lines):
+    """Positions, intensities and widths, if the lines have them, one array behind the other."""
+    return b"".join(struct.pack(f"<{len(lines)}{letter}", *values) for letter, values in zip("dff", zip(*lines)))
+
+
+def spectrum_block(lines, profile):
+    parts = [zstd_frame(line_arrays(lines)) if lines else b"", zstd_frame(shuffled(profile)) if profile else b""]
+    return words([8 + sum(map(len, parts)), len(parts[0])]) + b"".join(parts)
 
 
 def frame_compressed(scans):
@@ -96,14 +110,20 @@ def crc_of(frames):
 class Analysis:
     """An analysis under construction; write() makes its files.
 
-    Frames are lists of scans, scans are lists of (index, intensity).
+    Frames are lists of scans, scans are lists of (index, intensity). With scheme 3 there are spectra instead: lines
+    (position, intensity[, width]) and a profile.
     """
 
-    def __init__(self, directory, scheme=2, schema=(2, 0), bins=1000, columns=tuple(FRAME_COLUMNS)):
+    def __init__(self, directory, scheme=2, schema=(2, 0), bins=1000, columns=tuple(FRAME_COLUMNS), parts="lwp"):
         self.directory = pathlib.Path(directory)
         self.scheme, self.columns = scheme, columns
-        self.metadata = {"SchemaType": "KVD", "SchemaVersionMajor": schema[0], "SchemaVersionMinor": schema[1],
-                         "KovaCompressionType": scheme, "DigitizerNumSamples": bins, "PeakListIndexScaleFactor": 1}
+        self.file_name = "analysis.kvs" if scheme == 3 else "analysis.kvd"
+        self.metadata = {"SchemaType": self.file_name[-3:].upper(), "SchemaVersionMajor": schema[0],
+                         "SchemaVersionMinor": schema[1], "KovaCompressionType": scheme, "DigitizerNumSamples": bins,
+                         "PeakListIndexScaleFactor": 1}
+        if scheme == 3:
+            self.metadata |= {"HasLineSpectra": int("l" in parts), "HasLineSpectraPeakWidth": int("w" in parts),
+                              "HasProfileSpectra": int("p" in parts)}
         self.rows, self.blob, self.statements = [], bytes(16), []
 
     def add_frame(self, scans, block=None, **row):
@@ -118,6 +138,10 @@ class Analysis:
         self.blob += block
         return self
 
+    def add_spectrum(self, lines=(), profile=(), block=None, **row):
+        return self.add_frame([], block or spectrum_block(lines, profile), **{
+            "NumScans": None, "NumPeaks": len(lines), "SummedIntensities": sum(profile), **row})
+
     def calibrate(self):
         """Gives frames that ask for calibration 1 the m/z (index / 1000)^2 and the 1/K0 (200 - scan) / 100."""
         return self.execute("INSERT INTO MzCalibration VALUES (1, 1, 1, 0, 25, 25, 0, 0, 0, 1e6, 0, 0, 0)",
@@ -129,8 +153,8 @@ class Analysis:
 
     def write(self):
         self.directory.mkdir(parents=True)
-        (self.directory / "analysis.kvd_bin").write_bytes(self.blob)
-        database = sqlite3.connect(self.directory / "analysis.kvd")
+        (self.directory / f"{self.file_name}_bin").write_bytes(self.blob)
+        database = sqlite3.connect(self.directory / self.file_name)
         declared = "".join(f", {name} {FRAME_COLUMNS[name]}" for name in self.columns)
         database.execute(f"CREATE TABLE Frames (Id INTEGER PRIMARY KEY, KovaId INTEGER{declared})")
         database.execute("CREATE TABLE GlobalMetadata (Key TEXT, Value TEXT)")

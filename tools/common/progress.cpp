@@ -1,104 +1,59 @@
 #include "common/progress.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 #include <cstdio>
 
-namespace kova_tool {
+#include <unistd.h>
+
+namespace kova_tool_common {
 
 namespace {
 
-constexpr std::chrono::milliseconds kInterval{100};
-constexpr std::size_t kBarColumns = 30;
-constexpr const char* kClearLine = "\r\033[K";
+constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
+constexpr std::size_t kBarWidth = 30;
 
-std::size_t terminalColumns() {
-    winsize size{};
-    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
-        return 80;
-    }
-    return size.ws_col;
-}
-
-std::string clockText(double seconds) {
-    const auto whole = static_cast<unsigned long long>(std::clamp(seconds, 0.0, 359999.0));
-    std::array<char, 32> text{};
-    if (whole >= 3600) {
-        std::snprintf(text.data(), text.size(), "%llu:%02llu:%02llu", whole / 3600, whole / 60 % 60,
-                      whole % 60);
-    } else {
-        std::snprintf(text.data(), text.size(), "%llu:%02llu", whole / 60, whole % 60);
-    }
-    return text.data();
-}
-
-std::string bar(double share) {
-    const auto filled = static_cast<std::size_t>(share * static_cast<double>(kBarColumns));
-    return "[" + std::string(filled, '#') + std::string(kBarColumns - filled, '.') + "]";
+std::string duration(double seconds) {
+    const auto whole = static_cast<long>(seconds + 0.5);
+    char text[32];
+    std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);
+    return text;
 }
 
 }  // namespace
 
-std::string progressLine(const std::string& label, std::uint64_t done, std::uint64_t total, double seconds,
-                         std::size_t columns) {
-    const double steps = static_cast<double>(done);
-    const double share = total == 0 ? 1.0 : std::min(1.0, steps / static_cast<double>(total));
-    const double rate = seconds > 0.0 ? steps / seconds : 0.0;
-    std::array<char, 96> figures{};
-    std::snprintf(figures.data(), figures.size(), " %3.0f %%  %llu/%llu  %.3g/s", 100.0 * share,
-                  static_cast<unsigned long long>(done), static_cast<unsigned long long>(total), rate);
-    std::string line = label + " " + bar(share) + figures.data();
-    if (done >= total) {
-        line += "  in " + clockText(seconds);
-    } else if (rate > 0.0) {
-        line += "  " + clockText((static_cast<double>(total) - steps) / rate) + " left";
-    }
-    return line.substr(0, columns);
-}
-
-Progress::Progress(std::uint64_t totalSteps, std::string labelText)
-    : total(totalSteps),
-      label(std::move(labelText)),
-      visible(isatty(STDERR_FILENO) == 1),
-      start(Clock::now()),
-      nextShow(start) {}
-
-Progress::~Progress() {
-    if (visible) {
-        std::fputs(kClearLine, stderr);
-    }
-}
+Progress::Progress(std::uint64_t expectedTotal, std::string unit)
+    : total(std::max<std::uint64_t>(expectedTotal, 1)),
+      unitName(std::move(unit)),
+      visible(isatty(STDERR_FILENO) == 1) {}
 
 void Progress::advance(std::uint64_t steps) {
     done += steps;
-    if (!visible) {
-        return;
-    }
     const Clock::time_point now = Clock::now();
-    if (now >= nextShow) {
-        show(now);
-        nextShow = now + kInterval;
+    if (visible && now - drawn >= kRedrawInterval) {
+        drawn = now;
+        draw(now);
     }
 }
 
-void Progress::finish() {
-    if (!visible) {
-        return;
-    }
-    show(Clock::now());
-    std::fputc('\n', stderr);
-    visible = false;
-}
-
-void Progress::show(Clock::time_point now) {
-    const std::chrono::duration<double> elapsed = now - start;
-    // One column stays free: a full line would wrap on some terminals.
-    const std::string line = progressLine(label, done, total, elapsed.count(), terminalColumns() - 1);
-    std::fprintf(stderr, "%s%s", kClearLine, line.c_str());
+void Progress::draw(Clock::time_point now) {
+    const double elapsed = std::chrono::duration<double>(now - start).count();
+    const double rate = static_cast<double>(done) / elapsed;
+    const double fraction = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
+    std::string bar(static_cast<std::size_t>(fraction * kBarWidth), '#');
+    bar.resize(kBarWidth, '.');
+    const std::string left =
+        rate > 0.0 ? duration(static_cast<double>(total - std::min(done, total)) / rate) : "?";
+    std::fprintf(stderr, "\r[%s] %3.0f %%  %llu/%llu %s  %.1f/s  %s left\033[K", bar.c_str(),
+                 100.0 * fraction, static_cast<unsigned long long>(done),
+                 static_cast<unsigned long long>(total), unitName.c_str(), rate, left.c_str());
     std::fflush(stderr);
 }
 
-}  // namespace kova_tool
+void Progress::finish() {
+    if (visible) {
+        std::fputs("\r\033[K", stderr);
+        visible = false;
+    }
+}
+
+}  // namespace kova_tool_common

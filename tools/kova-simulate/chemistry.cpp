@@ -1,130 +1,157 @@
 #include "kova-simulate/chemistry.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 
-namespace kova_simulate {
+namespace simulator {
 
 namespace {
 
-using Envelope = IsotopeCalculator::Envelope;
+constexpr std::size_t kMaxIsotopes = 12;
 
-// Abundances and masses by nominal mass above the lightest isotope; natural terrestrial composition.
-constexpr std::array<Envelope, kElements> kIsotopes = {{
-    {{{12.0, 0.9893}, {13.00335483, 0.0107}}},
-    {{{1.00782503, 0.999885}, {2.01410178, 0.000115}}},
-    {{{14.00307400, 0.99636}, {15.00010890, 0.00364}}},
-    {{{15.99491462, 0.99757}, {16.99913176, 0.00038}, {17.99915961, 0.00205}}},
-    {{{31.97207117, 0.9499},
-      {32.97145891, 0.0075},
-      {33.96786701, 0.0425},
-      {0.0, 0.0},
-      {35.96708071, 0.0001}}},
-}};
+// Abundance and, weighted with it, mass for each number of extra neutrons.
+struct Pattern {
+    std::array<double, kMaxIsotopes> abundance{};
+    std::array<double, kMaxIsotopes> weightedMass{};
+};
 
-// Index by letter; letters that are no amino acid have no atoms.
-constexpr std::array<Composition, 26> makeResidues() {
-    std::array<Composition, 26> table{};
-    const auto set = [&table](char code, int c, int h, int n, int o, int s) {
-        table[static_cast<std::size_t>(code - 'A')] = Composition{{c, h, n, o, s}};
-    };
-    set('A', 3, 5, 1, 1, 0);
-    set('R', 6, 12, 4, 1, 0);
-    set('N', 4, 6, 2, 2, 0);
-    set('D', 4, 5, 1, 3, 0);
-    set('C', 5, 8, 2, 2, 1);
-    set('E', 5, 7, 1, 3, 0);
-    set('Q', 5, 8, 2, 2, 0);
-    set('G', 2, 3, 1, 1, 0);
-    set('H', 6, 7, 3, 1, 0);
-    set('I', 6, 11, 1, 1, 0);
-    set('L', 6, 11, 1, 1, 0);
-    set('K', 6, 12, 2, 1, 0);
-    set('M', 5, 9, 1, 1, 1);
-    set('F', 9, 9, 1, 1, 0);
-    set('P', 5, 7, 1, 1, 0);
-    set('S', 3, 5, 1, 2, 0);
-    set('T', 4, 7, 1, 2, 0);
-    set('W', 11, 10, 2, 1, 0);
-    set('Y', 9, 9, 1, 2, 0);
-    set('V', 5, 9, 1, 1, 0);
-    return table;
+Pattern element(std::initializer_list<std::array<double, 3>> isotopes) {
+    Pattern pattern;
+    for (const auto& [extraNeutrons, mass, abundance] : isotopes) {
+        const auto i = static_cast<std::size_t>(extraNeutrons);
+        pattern.abundance[i] = abundance;
+        pattern.weightedMass[i] = abundance * mass;
+    }
+    return pattern;
 }
 
-constexpr std::array<Composition, 26> kResidues = makeResidues();
+const std::array<Pattern, 5>& elements() {
+    static const std::array<Pattern, 5> all = {
+        element({{0, 12.0, 0.9893}, {1, 13.0033548, 0.0107}}),
+        element({{0, 1.00782503, 0.999885}, {1, 2.01410178, 0.000115}}),
+        element({{0, 14.0030740, 0.99636}, {1, 15.0001089, 0.00364}}),
+        element({{0, 15.9949146, 0.99757}, {1, 16.9991317, 0.00038}, {2, 17.9991596, 0.00205}}),
+        element({{0, 31.9720712, 0.9499},
+                 {1, 32.9714589, 0.0075},
+                 {2, 33.9678670, 0.0425},
+                 {4, 35.967081, 0.0001}})};
+    return all;
+}
 
-Envelope convolve(const Envelope& a, const Envelope& b) {
-    Envelope result{};
-    for (std::size_t i = 0; i < result.size(); ++i) {
-        for (std::size_t k = 0; i + k < result.size(); ++k) {
-            const double abundance = a[i].abundance * b[k].abundance;
-            result[i + k].abundance += abundance;
-            result[i + k].mass += abundance * (a[i].mass + b[k].mass);
-        }
-    }
-    for (IsotopePeak& peak : result) {
-        if (peak.abundance > 0.0) {
-            peak.mass /= peak.abundance;
+Pattern convolved(const Pattern& a, const Pattern& b) {
+    Pattern result;
+    for (std::size_t i = 0; i < kMaxIsotopes; ++i) {
+        for (std::size_t k = 0; i + k < kMaxIsotopes; ++k) {
+            result.abundance[i + k] += a.abundance[i] * b.abundance[k];
+            result.weightedMass[i + k] +=
+                a.weightedMass[i] * b.abundance[k] + a.abundance[i] * b.weightedMass[k];
         }
     }
     return result;
+}
+
+// Pattern of `count` atoms, by repeated squaring.
+Pattern power(Pattern base, int count) {
+    Pattern result;
+    result.abundance[0] = 1.0;
+    for (; count > 0; count >>= 1) {
+        if ((count & 1) != 0) {
+            result = convolved(result, base);
+        }
+        base = convolved(base, base);
+    }
+    return result;
+}
+
+Composition residue(char letter) {
+    switch (letter) {
+        case 'G':
+            return {2, 3, 1, 1, 0};
+        case 'A':
+            return {3, 5, 1, 1, 0};
+        case 'S':
+            return {3, 5, 1, 2, 0};
+        case 'P':
+            return {5, 7, 1, 1, 0};
+        case 'V':
+            return {5, 9, 1, 1, 0};
+        case 'T':
+            return {4, 7, 1, 2, 0};
+        case 'C':
+            return {5, 8, 2, 2, 1};  // with the carbamidomethyl group
+        case 'L':
+        case 'I':
+            return {6, 11, 1, 1, 0};
+        case 'N':
+            return {4, 6, 2, 2, 0};
+        case 'D':
+            return {4, 5, 1, 3, 0};
+        case 'Q':
+            return {5, 8, 2, 2, 0};
+        case 'K':
+            return {6, 12, 2, 1, 0};
+        case 'E':
+            return {5, 7, 1, 3, 0};
+        case 'M':
+            return {5, 9, 1, 1, 1};
+        case 'H':
+            return {6, 7, 3, 1, 0};
+        case 'F':
+            return {9, 9, 1, 1, 0};
+        case 'R':
+            return {6, 12, 4, 1, 0};
+        case 'Y':
+            return {9, 9, 1, 2, 0};
+        case 'W':
+            return {11, 10, 2, 1, 0};
+        default:
+            throw std::invalid_argument(std::string("Unknown residue ") + letter);
+    }
 }
 
 }  // namespace
 
-Composition& Composition::operator+=(const Composition& other) {
-    for (std::size_t i = 0; i < kElements; ++i) {
-        atoms[i] += other.atoms[i];
-    }
-    return *this;
-}
-
-const Composition& residue(char code) {
-    if (code < 'A' || code > 'Z' || kResidues[static_cast<std::size_t>(code - 'A')].atoms[kCarbon] == 0) {
-        throw std::invalid_argument(std::string("no amino acid: ") + code);
-    }
-    return kResidues[static_cast<std::size_t>(code - 'A')];
-}
-
-Composition residues(std::string_view sequence) {
+Composition operator+(const Composition& a, const Composition& b) {
     Composition sum;
-    for (const char code : sequence) {
-        sum += residue(code);
+    std::transform(a.begin(), a.end(), b.begin(), sum.begin(), std::plus<>());
+    return sum;
+}
+
+Composition operator-(const Composition& a, const Composition& b) {
+    Composition difference;
+    std::transform(a.begin(), a.end(), b.begin(), difference.begin(), std::minus<>());
+    return difference;
+}
+
+Composition residueComposition(std::string_view sequence) {
+    Composition sum{};
+    for (const char letter : sequence) {
+        sum = sum + residue(letter);
     }
     return sum;
 }
 
+std::vector<Isotope> isotopePattern(const Composition& composition, double smallest) {
+    Pattern pattern;
+    pattern.abundance[0] = 1.0;
+    for (std::size_t i = 0; i < composition.size(); ++i) {
+        pattern = convolved(pattern, power(elements()[i], composition[i]));
+    }
+    std::vector<Isotope> isotopes;
+    for (std::size_t i = 0; i < kMaxIsotopes && (i == 0 || pattern.abundance[i] >= smallest || i < 2); ++i) {
+        isotopes.push_back({pattern.weightedMass[i] / pattern.abundance[i], pattern.abundance[i]});
+    }
+    return isotopes;
+}
+
 double monoisotopicMass(const Composition& composition) {
     double mass = 0.0;
-    for (std::size_t i = 0; i < kElements; ++i) {
-        mass += composition.atoms[i] * kIsotopes[i][0].mass;
+    for (std::size_t i = 0; i < composition.size(); ++i) {
+        const Pattern& atom = elements()[i];
+        mass += composition[i] * atom.weightedMass[0] / atom.abundance[0];
     }
     return mass;
 }
 
-IsotopeCalculator::IsotopeCalculator() {
-    Envelope nothing{};
-    nothing[0].abundance = 1.0;
-    powers.fill({nothing});
-}
-
-const Envelope& IsotopeCalculator::elementPower(std::size_t element, int count) {
-    std::vector<Envelope>& known = powers[element];
-    const auto wanted = static_cast<std::size_t>(count);
-    while (known.size() <= wanted) {
-        known.push_back(convolve(known.back(), kIsotopes[element]));
-    }
-    return known[wanted];
-}
-
-Envelope IsotopeCalculator::envelope(const Composition& composition) {
-    Envelope result = elementPower(kCarbon, composition.atoms[kCarbon]);
-    for (std::size_t element = kHydrogen; element < kElements; ++element) {
-        if (composition.atoms[element] > 0) {
-            result = convolve(result, elementPower(element, composition.atoms[element]));
-        }
-    }
-    return result;
-}
-
-}  // namespace kova_simulate
+}  // namespace simulator

@@ -1,56 +1,32 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <string_view>
 #include <vector>
 
-namespace kova_simulate {
+namespace simulator {
 
-constexpr double kProtonMass = 1.00727646688;
+// Numbers of C, H, N, O and S atoms.
+using Composition = std::array<int, 5>;
 
-enum Element : std::size_t { kCarbon, kHydrogen, kNitrogen, kOxygen, kSulfur, kElements };
+Composition operator+(const Composition& a, const Composition& b);
+Composition operator-(const Composition& a, const Composition& b);
 
-// Numbers of atoms.
-struct Composition {
-    std::array<int, kElements> atoms{};
+inline constexpr Composition kWater = {0, 2, 0, 1, 0};
+inline constexpr double kProtonMass = 1.007276466621;
 
-    Composition& operator+=(const Composition& other);
+// Sum of the residues of a sequence, without the water of the free peptide. Unknown letters raise
+// std::invalid_argument. Cysteines are carbamidomethylated, as samples are prepared.
+Composition residueComposition(std::string_view sequence);
+
+struct Isotope {
+    double mass;       // of the neutral molecule, mean of all with this number of extra neutrons
+    double abundance;  // all together 1
 };
 
-inline Composition operator+(Composition a, const Composition& b) { return a += b; }
-
-constexpr Composition kWater{{0, 2, 0, 1, 0}};
-
-// Residue of an amino acid by its one-letter code; cysteine is carbamidomethylated, as in any digest made for
-// LC-MS. Throws std::invalid_argument for a letter that is no amino acid.
-const Composition& residue(char code);
-
-Composition residues(std::string_view sequence);
+// Isotope pattern from the monoisotopic peak on, down to `smallest` abundance, by convolution of the elements' own.
+std::vector<Isotope> isotopePattern(const Composition& composition, double smallest = 0.005);
 
 double monoisotopicMass(const Composition& composition);
 
-struct IsotopePeak {
-    double mass = 0.0;
-    double abundance = 0.0;
-};
-
-// Computes isotope envelopes by convolving the isotopes of all atoms. Peaks of one nominal mass are one peak
-// at their mean mass. Powers of the element patterns are remembered from call to call.
-class IsotopeCalculator {
-public:
-    static constexpr std::size_t kPeaks = 8;
-    using Envelope = std::array<IsotopePeak, kPeaks>;
-
-    IsotopeCalculator();
-
-    // Neutral masses, lightest first. The abundances add up to 1 but for the peaks beyond the last.
-    Envelope envelope(const Composition& composition);
-
-private:
-    const Envelope& elementPower(std::size_t element, int count);
-
-    std::array<std::vector<Envelope>, kElements> powers;
-};
-
-}  // namespace kova_simulate
+}  // namespace simulator

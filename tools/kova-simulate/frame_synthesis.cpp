@@ -39,8 +39,8 @@ FrameSynthesis::FrameSynthesis(std::uint32_t scanCount, std::uint32_t sampleCoun
       frame(scanCount) {}
 
 const analysis_writer::Frame& FrameSynthesis::synthesise(std::span<const Arrival> arrivals, Random& random) {
-    // Signal peaks should make up their share of the target. The yield that reaches it drifts slowly along
-    // the run, so the last frame's is a good start; a frame that misses by much is made again.
+    // Signal peaks should make up their share of the target. The yield that reaches it drifts slowly along the run, so the
+    // last frame's is a good start; a frame that misses by much is made again.
     const double wanted = kSignalShare * target;
     std::size_t signal = 0;
     for (int attempt = 0; attempt < (adapted ? 3 : 12); ++attempt) {

@@ -9,17 +9,15 @@
 
 namespace simulator {
 
-// Something that arrives during one frame: detector lines at one place of the mobility axis, with expected
-// ion counts.
+// Something that arrives during one frame: detector lines at one place of the mobility axis, with expected ion counts.
 struct Arrival {
     double scan;
     double counts;  // expected over all scans and lines
     std::span<const IsotopeLine> lines;
 };
 
-// Turns arrivals into the peaks of frames: mobility and time-of-flight peak shapes, counting statistics,
-// detector noise. Adapts the ion yield from frame to frame so that frames come close to the number of peaks
-// asked for.
+// Turns arrivals into the peaks of frames: mobility and time-of-flight peak shapes, counting statistics, detector noise.
+// Adapts the ion yield from frame to frame so that frames come close to the number of peaks asked for.
 class FrameSynthesis {
 public:
     FrameSynthesis(std::uint32_t scanCount, std::uint32_t sampleCount, std::uint32_t targetPeaks);

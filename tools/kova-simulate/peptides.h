@@ -6,8 +6,8 @@
 
 namespace simulator {
 
-// Peptides that trypsin makes of a protein: cut behind K and R unless P follows, with up to `missedCleavages`
-// cuts left out; lengths from 6 to 40.
+// Peptides that trypsin makes of a protein: cut behind K and R unless P follows, with up to `missedCleavages` cuts left
+// out; lengths from 6 to 40.
 std::vector<std::string> tryptic(std::string_view protein, int missedCleavages);
 
 // A fragment of a peptide: the b ion ends behind `position` residues, the y ion begins there.
@@ -18,8 +18,8 @@ struct Fragment {
     double intensity;  // relative; all fragments of a peptide together 1
 };
 
-// b and y ions of a peptide ion. Intensities follow the usual rules (y before b, stronger in front of proline
-// and in the middle) and vary from bond to bond, the same way each time.
+// b and y ions of a peptide ion. Intensities follow the usual rules (y before b, stronger in front of proline and in the
+// middle) and vary from bond to bond, the same way each time.
 std::vector<Fragment> fragments(std::string_view peptide, int precursorCharge);
 
 // From 0 (early) to about 1 (late) in reversed-phase chromatography.

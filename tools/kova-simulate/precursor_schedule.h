@@ -9,8 +9,7 @@
 
 namespace simulator {
 
-// One precursor: an ion that is fragmented in its range of scans in several of the MS/MS frames behind an MS1
-// frame.
+// One precursor: an ion that is fragmented in its range of scans in several of the MS/MS frames behind an MS1 frame.
 struct ScheduledPrecursor {
     const Ion* ion;
     double intensity;  // of the ion in the parent frame, relative
@@ -28,8 +27,8 @@ struct ScheduleRules {
     std::size_t maxRepetitions = 8;
 };
 
-// Candidates are ions with their intensity in the parent frame, the strongest first. Each gets a free range
-// of scans in three to eight frames, the same range in each; ranges in one frame do not overlap.
+// Candidates are ions with their intensity in the parent frame, the strongest first. Each gets a free range of scans in
+// three to eight frames, the same range in each; ranges in one frame do not overlap.
 std::vector<ScheduledPrecursor> schedulePrecursors(std::span<const std::pair<const Ion*, double>> candidates,
                                                    const ScheduleRules& rules, Random& random);
 

@@ -1,16 +1,16 @@
 #pragma once
 
-#include <span>
-#include <string_view>
+#include <string>
+#include <vector>
 
-namespace kova_simulate {
+namespace simulator {
 
 struct Protein {
-    std::string_view name;
-    std::string_view sequence;
+    std::string name;
+    std::string sequence;
 };
 
-// Well-known proteins that laboratories use as test mixtures.
-std::span<const Protein> proteins();
+// A mixture of well-known proteins, as it is used to test instruments.
+const std::vector<Protein>& builtInProteins();
 
-}  // namespace kova_simulate
+}  // namespace simulator

@@ -18,9 +18,11 @@ constexpr double kHighestMz = 1690.0;
 Composed compose(const Instrument& instrument, const Composition& composition, int charge) {
     Composed result{};
     double strongest = 0.0;
+    double abundance = 0.0;
     for (const Isotope& isotope : isotopePattern(composition)) {
         const double mz = isotope.mass / charge + kProtonMass;
         result.averageMz += mz * isotope.abundance;
+        abundance += isotope.abundance;
         if (result.monoisotopicMz == 0.0) {
             result.monoisotopicMz = mz;
         }
@@ -32,6 +34,7 @@ Composed compose(const Instrument& instrument, const Composition& composition, i
             result.lines.push_back({instrument.indexOf(mz), isotope.abundance});
         }
     }
+    result.averageMz /= abundance;
     return result;
 }
 

@@ -39,8 +39,7 @@ struct Composed {
 // All ions of the digested proteins that the instrument can see, the most abundant first.
 std::vector<Ion> makeSample(const Instrument& instrument, double runTime, Random& random);
 
-// Share of an ion's apex intensity at a time: slightly tailed. `width` is the standard deviation of the rise,
-// in s.
+// Share of an ion's apex intensity at a time: slightly tailed. `width` is the standard deviation of the rise, in s.
 double elution(const Ion& ion, double time, double width);
 
 // What the fragments of an ion look like on the detector.

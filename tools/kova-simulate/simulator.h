@@ -36,8 +36,8 @@ struct Summary {
 inline constexpr std::uint32_t kSamples = 400'000;
 inline constexpr double kSecondsPerFrame = 0.11;
 
-// Writes a simulated liquid chromatography run with ion mobility to a new directory. The same options give
-// the same analysis. Memory does not grow with the number of frames. Raises std::exception-derived errors.
+// Writes a simulated liquid chromatography run with ion mobility to a new directory. The same options give the same
+// analysis. Memory does not grow with the number of frames. Raises std::exception-derived errors.
 Summary simulate(const Options& options);
 
 }  // namespace simulator

@@ -1,26 +1,38 @@
 #include "analysis_handle.h"
 
 #include <kovadata/kova.h>
+#include <kovadata/kvs.h>
 
 #include "failure.h"
 #include "open_hint.h"
 
 namespace kova_tool {
+namespace {
 
-AnalysisHandle::AnalysisHandle(const std::string& directory, bool useRecalibratedState)
-    : handle(kova_open(directory.c_str(), useRecalibratedState ? 1 : 0)) {
+constexpr FormatCalls kMobilityCalls = {kova_open, kova_close, kova_get_last_error_string,
+                                        kova_has_recalibrated_state, kova_index_to_mz};
+constexpr FormatCalls kSpectraCalls = {kvs_open, kvs_close, kvs_get_last_error_string,
+                                       kvs_has_recalibrated_state, kvs_index_to_mz};
+
+}  // namespace
+
+AnalysisHandle::AnalysisHandle(const std::string& directory, AnalysisFormat analysisFormat,
+                               bool useRecalibratedState)
+    : formatOfHandle(analysisFormat), handle(calls().open(directory.c_str(), useRecalibratedState ? 1 : 0)) {
     if (handle == 0) {
-        throw Failure(lastLibraryError(), openHint(directory));
+        throw Failure(lastError(), openHint(directory, analysisFormat));
     }
 }
 
-AnalysisHandle::~AnalysisHandle() { kova_close(handle); }
+AnalysisHandle::~AnalysisHandle() { calls().close(handle); }
 
-bool AnalysisHandle::usesRecalibratedState() const { return kova_has_recalibrated_state(handle) != 0; }
+const FormatCalls& AnalysisHandle::calls() const {
+    return formatOfHandle == AnalysisFormat::mobility ? kMobilityCalls : kSpectraCalls;
+}
 
-std::string lastLibraryError() {
-    std::string text(kova_get_last_error_string(nullptr, 0), '\0');
-    kova_get_last_error_string(text.data(), static_cast<std::uint32_t>(text.size()));
+std::string AnalysisHandle::lastError() const {
+    std::string text(calls().lastErrorString(nullptr, 0), '\0');
+    calls().lastErrorString(text.data(), static_cast<std::uint32_t>(text.size()));
     text.pop_back();
     return text;
 }

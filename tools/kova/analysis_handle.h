@@ -3,25 +3,41 @@
 #include <cstdint>
 #include <string>
 
+#include "analysis_format.h"
+
 namespace kova_tool {
+
+// The library's calls that both formats have, each in its own family of functions.
+struct FormatCalls {
+    std::uint64_t (*open)(const char*, std::uint32_t);
+    void (*close)(std::uint64_t);
+    std::uint32_t (*lastErrorString)(char*, std::uint32_t);
+    std::uint32_t (*hasRecalibratedState)(std::uint64_t);
+    std::uint32_t (*indexToMz)(std::uint64_t, std::int64_t, const double*, double*, std::uint32_t);
+};
 
 // An open analysis. Throws Failure with the library's text, and a hint where one is known, if it cannot be
 // opened.
 class AnalysisHandle {
 public:
-    explicit AnalysisHandle(const std::string& directory, bool useRecalibratedState = false);
+    AnalysisHandle(const std::string& directory, AnalysisFormat analysisFormat,
+                   bool useRecalibratedState = false);
     ~AnalysisHandle();
     AnalysisHandle(const AnalysisHandle&) = delete;
     AnalysisHandle& operator=(const AnalysisHandle&) = delete;
 
     std::uint64_t get() const { return handle; }
-    bool usesRecalibratedState() const;
+    AnalysisFormat format() const { return formatOfHandle; }
+    const FormatCalls& calls() const;
+    // Spectrum-format analyses do not tell: always false.
+    bool usesRecalibratedState() const { return calls().hasRecalibratedState(handle) != 0; }
+
+    // Text of the last failure on this thread of the functions for this format.
+    std::string lastError() const;
 
 private:
+    AnalysisFormat formatOfHandle;
     std::uint64_t handle;
 };
-
-// Text of the last failure of the library on this thread.
-std::string lastLibraryError();
 
 }  // namespace kova_tool

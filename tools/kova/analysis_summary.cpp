@@ -22,7 +22,8 @@ void summariseMetadata(AnalysisSummary& summary, const MetadataDatabase& databas
     summary.schemaMajor = database.globalNumber("SchemaVersionMajor");
     summary.schemaMinor = database.globalNumber("SchemaVersionMinor");
     summary.storageScheme = database.globalNumber("KovaCompressionType");
-    summary.indexBins = database.indexBins();
+    summary.indexBins =
+        summary.format == AnalysisFormat::mobility ? database.indexBins() : database.spectrumBins();
     summary.massCalibrations = rowCount(database, "MzCalibration");
     summary.mobilityCalibrations = rowCount(database, "KovaCalibration");
 }
@@ -79,9 +80,9 @@ std::optional<ScanCounts> countScans(const AnalysisHandle& analysis, const std::
     }
 }
 
-std::vector<FileSize> fileSizes(const fs::path& directory, const std::string& metadataName) {
+std::vector<FileSize> fileSizes(const fs::path& directory, const std::string& metadata) {
     std::vector<FileSize> files;
-    for (const std::string& name : {metadataName, metadataName + "_bin", std::string("calibration.sqlite")}) {
+    for (const std::string& name : {metadata, metadata + "_bin", std::string("calibration.sqlite")}) {
         std::error_code error;
         const std::uintmax_t bytes = fs::file_size(directory / name, error);
         if (!error) {
@@ -105,10 +106,13 @@ void summariseRecalibration(AnalysisSummary& summary) {
     }
 }
 
-bool isSpectrumFormat(const fs::path& directory) {
-    std::error_code ignored;
-    return !fs::exists(directory / "analysis.kvd", ignored) &&
-           fs::exists(directory / "analysis.kvs", ignored);
+// The functions for spectra do not tell which calibration is in use.
+std::optional<bool> recalibratedInUse(const AnalysisHandle& analysis, const AnalysisSummary& summary,
+                                      bool wanted) {
+    if (analysis.format() == AnalysisFormat::mobility || !wanted || !summary.hasRecalibrationFile) {
+        return analysis.usesRecalibratedState();
+    }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -116,22 +120,20 @@ bool isSpectrumFormat(const fs::path& directory) {
 AnalysisSummary summarise(const std::string& directory, bool useRecalibratedState) {
     AnalysisSummary summary;
     summary.directory = directory;
-    summary.hasMobility = !isSpectrumFormat(directory);
-    const std::string metadataName = summary.hasMobility ? "analysis.kvd" : "analysis.kvs";
-    std::optional<AnalysisHandle> analysis;
-    if (summary.hasMobility) {
-        analysis.emplace(directory, useRecalibratedState);
-        summary.recalibratedInUse = analysis->usesRecalibratedState();
-    }
-    const MetadataDatabase database((fs::path(directory) / metadataName).string());
+    summary.format = formatOf(directory);
+    const AnalysisHandle analysis(directory, summary.format, useRecalibratedState);
+    const MetadataDatabase database(metadataPath(directory, summary.format));
     const std::vector<FrameRow> frames = readFrameTable(database);
     summariseMetadata(summary, database);
     summariseFrames(summary, frames);
-    if (analysis) {
-        summary.scans = countScans(*analysis, frames);
+    if (summary.format == AnalysisFormat::mobility) {
+        summary.scans = countScans(analysis, frames);
+    } else {
+        summary.spectra = spectrumParts(database);
     }
     summariseRecalibration(summary);
-    summary.files = fileSizes(directory, metadataName);
+    summary.recalibratedInUse = recalibratedInUse(analysis, summary, useRecalibratedState);
+    summary.files = fileSizes(directory, metadataName(summary.format));
     return summary;
 }
 

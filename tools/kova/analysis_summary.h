@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "analysis_format.h"
 #include "frame_table.h"
+#include "spectrum_reader.h"
 
 namespace kova_tool {
 
@@ -32,7 +34,7 @@ struct ScanCounts {
 // What an analysis holds, without reading its frames.
 struct AnalysisSummary {
     std::string directory;
-    bool hasMobility = true;
+    AnalysisFormat format = AnalysisFormat::mobility;
     std::int64_t schemaMajor = 0;
     std::int64_t schemaMinor = 0;
     std::int64_t storageScheme = 0;
@@ -40,18 +42,19 @@ struct AnalysisSummary {
     std::optional<double> firstTime;
     std::optional<double> lastTime;
     std::vector<std::string> polarities;
-    std::optional<ScanCounts> scans;
+    std::optional<ScanCounts> scans;       // with mobility, if it can be found out
+    std::optional<SpectrumParts> spectra;  // without mobility
     std::uint32_t indexBins = 0;
     std::int64_t massCalibrations = 0;
     std::int64_t mobilityCalibrations = 0;
     bool hasRecalibrationFile = false;
     std::optional<std::int64_t> recalibratedStates;  // absent if the file cannot be read
-    bool recalibratedInUse = false;
+    std::optional<bool> recalibratedInUse;           // absent if the library does not tell
     std::vector<FileSize> files;
 };
 
 // Opens the analysis with the library, which decides whether it is one, and gathers the rest from the
-// metadata. Analyses without mobility are described from their metadata alone.
+// metadata.
 AnalysisSummary summarise(const std::string& directory, bool useRecalibratedState);
 
 }  // namespace kova_tool

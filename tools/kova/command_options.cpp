@@ -10,7 +10,8 @@ OutputFormat CommonOptions::format() const {
 }
 
 void addDirectory(CLI::App& verb, CommonOptions& options) {
-    verb.add_option("DIR", options.directory, "directory of the analysis (holds analysis.kvd)")
+    verb.add_option("DIR", options.directory,
+                    "directory of the analysis (holds analysis.kvd or analysis.kvs)")
         ->required()
         ->type_name("");
 }

@@ -18,6 +18,8 @@ constexpr const char* kExamples =
     "  kova info run.d                          what the analysis holds\n"
     "  kova frames run.d --csv > frames.csv     one line per frame\n"
     "  kova scans run.d --frame 3 --scans 0:10  the peaks of ten scans\n"
+    "  kova spectrum run.d --frame 3            the lines of a spectrum, without ion mobility\n"
+    "  kova msms run.d --mgf run.mgf            export the MS/MS spectra of precursors\n"
     "  kova check run.d                         read everything, report damage\n"
     "\n"
     "Exit status: 0 success, 1 failure, 2 wrong usage. `kova VERB --help` tells more about a verb.\n";
@@ -37,6 +39,8 @@ void addVerbs(CLI::App& app, Action& action) {
     addInfo(app, action);
     addFrames(app, action);
     addScans(app, action);
+    addSpectrum(app, action);
+    addMsms(app, action);
     addCheck(app, action);
     for (CLI::App* verb : app.get_subcommands([](CLI::App*) { return true; })) {
         verb->group("Verbs");

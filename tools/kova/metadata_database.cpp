@@ -1,7 +1,6 @@
 #include "metadata_database.h"
 
 #include <charconv>
-#include <filesystem>
 
 #include "failure.h"
 
@@ -12,10 +11,6 @@ namespace {
 constexpr int kBusyTimeoutMs = 15000;
 
 }  // namespace
-
-std::string metadataPath(const std::string& directory) {
-    return (std::filesystem::path(directory) / "analysis.kvd").string();
-}
 
 MetadataQuery::MetadataQuery(sqlite3* database, const std::string& sql) {
     sqlite3_stmt* prepared = nullptr;
@@ -97,6 +92,12 @@ std::int64_t MetadataDatabase::globalNumber(const std::string& key) const {
 std::uint32_t MetadataDatabase::indexBins() const {
     return static_cast<std::uint32_t>(globalNumber("DigitizerNumSamples")) *
            static_cast<std::uint32_t>(globalNumber("PeakListIndexScaleFactor"));
+}
+
+std::uint32_t MetadataDatabase::spectrumBins() const {
+    return globalMetadatum("PeakListIndexScaleFactor")
+               ? indexBins()
+               : static_cast<std::uint32_t>(globalNumber("DigitizerNumSamples"));
 }
 
 }  // namespace kova_tool

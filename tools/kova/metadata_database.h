@@ -27,9 +27,6 @@ private:
     std::unique_ptr<sqlite3_stmt, Finalizer> statement;
 };
 
-// Path of the metadata of an ion-mobility analysis.
-std::string metadataPath(const std::string& directory);
-
 // A metadata database, opened for reading only. SQLite's errors are thrown as Failure.
 class MetadataDatabase {
 public:
@@ -48,6 +45,8 @@ public:
 
     // Number of time-of-flight indices that a peak can have.
     std::uint32_t indexBins() const;
+    // The same for spectra without mobility, where the scale factor may be missing.
+    std::uint32_t spectrumBins() const;
 
 private:
     struct Closer {

@@ -15,10 +15,19 @@ bool isFile(const fs::path& path) {
     return fs::is_regular_file(path, ignored);
 }
 
+bool holdsAnalysis(const fs::path& directory, AnalysisFormat format) {
+    return isFile(directory / metadataName(format));
+}
+
+bool holdsAnalysis(const fs::path& directory) {
+    return holdsAnalysis(directory, AnalysisFormat::mobility) ||
+           holdsAnalysis(directory, AnalysisFormat::spectra);
+}
+
 std::string hintForFile(const fs::path& file) {
     const fs::path directory = file.has_parent_path() ? file.parent_path() : fs::path(".");
-    return isFile(directory / "analysis.kvd") ? "name the directory that holds it: " + directory.string()
-                                              : "an analysis is a directory that holds analysis.kvd";
+    return holdsAnalysis(directory) ? "name the directory that holds it: " + directory.string()
+                                    : "an analysis is a directory that holds analysis.kvd or analysis.kvs";
 }
 
 // The analysis is often one level below the directory that was named.
@@ -26,26 +35,29 @@ std::string hintForDirectory(const fs::path& directory) {
     std::error_code error;
     fs::directory_iterator entry(directory, error);
     for (int seen = 0; !error && entry != fs::directory_iterator() && seen < kMaxEntriesLookedAt; ++seen) {
-        if (isFile(entry->path() / "analysis.kvd")) {
+        if (holdsAnalysis(entry->path())) {
             return "there is an analysis in it: " + entry->path().string();
         }
         entry.increment(error);
     }
-    return "an analysis is a directory that holds analysis.kvd and analysis.kvd_bin";
+    return "an analysis is a directory that holds analysis.kvd and analysis.kvd_bin, or analysis.kvs and "
+           "analysis.kvs_bin";
 }
 
 }  // namespace
 
-std::string openHint(const std::string& path) {
+std::string openHint(const std::string& path, AnalysisFormat wanted) {
     std::error_code ignored;
     if (isFile(path)) {
         return hintForFile(path);
     }
-    if (!fs::is_directory(path, ignored) || isFile(fs::path(path) / "analysis.kvd")) {
+    if (!fs::is_directory(path, ignored) || holdsAnalysis(path, wanted)) {
         return {};
     }
-    if (isFile(fs::path(path) / "analysis.kvs")) {
-        return "this is an analysis without ion mobility; `kova info` tells what it holds";
+    if (holdsAnalysis(path)) {
+        return wanted == AnalysisFormat::mobility
+                   ? "this is an analysis without ion mobility; `kova spectrum` prints its spectra"
+                   : "this is an analysis with ion mobility; `kova scans` prints its peaks";
     }
     return hintForDirectory(path);
 }

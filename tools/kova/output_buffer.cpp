@@ -1,7 +1,5 @@
 #include "output_buffer.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <system_error>
 
@@ -16,10 +14,27 @@ constexpr std::size_t kBufferBytes = std::size_t{1} << 16;
 
 NumberText::NumberText(double value, int decimals) {
     const auto fixed = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, decimals);
-    end = fixed.ec == std::errc() ? fixed.ptr : std::to_chars(text, text + sizeof text, value).ptr;
+    if (fixed.ec == std::errc()) {
+        length = static_cast<std::size_t>(fixed.ptr - text);
+    } else {
+        writeShortest(value);
+    }
 }
 
-OutputBuffer::OutputBuffer() { pending.reserve(2 * kBufferBytes); }
+NumberText NumberText::withoutExponent(double value) {
+    NumberText number(value);
+    const auto fixed =
+        std::to_chars(number.text, number.text + sizeof number.text, value, std::chars_format::fixed);
+    if (fixed.ec != std::errc()) {
+        return NumberText(value);
+    }
+    number.length = static_cast<std::size_t>(fixed.ptr - number.text);
+    return number;
+}
+
+OutputBuffer::OutputBuffer(int fileDescriptor) : descriptor(fileDescriptor) {
+    pending.reserve(2 * kBufferBytes);
+}
 
 OutputBuffer& OutputBuffer::operator<<(std::string_view text) {
     pending += text;
@@ -36,7 +51,7 @@ void OutputBuffer::repeat(char character, std::size_t count) { pending.append(co
 void OutputBuffer::flush() {
     std::string_view rest = pending;
     while (!rest.empty() && !readerGone) {
-        const ssize_t written = ::write(STDOUT_FILENO, rest.data(), rest.size());
+        const ssize_t written = ::write(descriptor, rest.data(), rest.size());
         if (written >= 0) {
             rest.remove_prefix(static_cast<std::size_t>(written));
         } else if (errno == EPIPE) {

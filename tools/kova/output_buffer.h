@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <charconv>
 #include <concepts>
 #include <cstddef>
@@ -14,25 +16,36 @@ class NumberText {
 public:
     template <std::integral Integer>
     explicit NumberText(Integer value) {
-        end = std::to_chars(text, text + sizeof text, value).ptr;
+        writeShortest(value);
     }
     // The shortest text that reads back as the same number.
-    explicit NumberText(double value) { end = std::to_chars(text, text + sizeof text, value).ptr; }
+    template <std::floating_point Real>
+    explicit NumberText(Real value) {
+        writeShortest(value);
+    }
     // With this many decimals; a number too long for that is written in its shortest form.
     NumberText(double value, int decimals);
+    // The shortest text that reads back as the same number and has no exponent, for readers that know none; a
+    // number too long for that has one nevertheless.
+    static NumberText withoutExponent(double value);
 
-    std::string_view view() const { return {text, static_cast<std::size_t>(end - text)}; }
+    std::string_view view() const { return {text, length}; }
 
 private:
+    template <class Number>
+    void writeShortest(Number value) {
+        length = static_cast<std::size_t>(std::to_chars(text, text + sizeof text, value).ptr - text);
+    }
+
     char text[64] = {};
-    char* end = text;
+    std::size_t length = 0;
 };
 
-// Buffered standard output. A reader that goes away (`| head`) is no error: closed() becomes true and
-// whatever is written from then on is dropped. Other errors are thrown as Failure.
+// Buffered output to a file descriptor, which stays open. A reader that goes away (`| head`) is no error:
+// closed() becomes true and whatever is written from then on is dropped. Other errors are thrown as Failure.
 class OutputBuffer {
 public:
-    OutputBuffer();
+    explicit OutputBuffer(int fileDescriptor = STDOUT_FILENO);
 
     OutputBuffer& operator<<(std::string_view text);
     OutputBuffer& operator<<(char character);
@@ -43,6 +56,7 @@ public:
     bool closed() const { return readerGone; }
 
 private:
+    int descriptor;
     std::string pending;
     bool readerGone = false;
 };

@@ -22,18 +22,22 @@ std::uint32_t count(const std::vector<double>& values) { return static_cast<std:
 }  // namespace
 
 bool PhysicalUnits::indexToMz(std::int64_t frame, std::vector<double>& values) {
-    const auto done = kova_index_to_mz(analysis.get(), frame, values.data(), values.data(), count(values));
+    const auto done =
+        analysis.calls().indexToMz(analysis.get(), frame, values.data(), values.data(), count(values));
     return done != 0 || noteFailure();
 }
 
 bool PhysicalUnits::scanToOneOverK0(std::int64_t frame, std::vector<double>& values) {
+    if (analysis.format() != AnalysisFormat::mobility) {
+        return false;
+    }
     const auto done =
         kova_scannum_to_oneoverk0(analysis.get(), frame, values.data(), values.data(), count(values));
     return done != 0 || noteFailure();
 }
 
 bool PhysicalUnits::noteFailure() {
-    const std::string text = lastLibraryError();
+    const std::string text = analysis.lastError();
     if (!meansNoCalibration(text) && notedTexts.insert(text).second) {
         std::fprintf(stderr, "kova: %s\n", text.c_str());
     }

@@ -55,7 +55,7 @@ ScanData ScanReader::read(std::int64_t frame, std::uint32_t begin, std::uint32_t
         const std::uint32_t size =
             call(analysis.get(), frame, begin, end, buffer.get(), static_cast<std::uint32_t>(capacityBytes));
         if (size == 0) {
-            throw Failure(lastLibraryError());
+            throw Failure(analysis.lastError());
         }
         const std::size_t sizeWords = size / sizeof(std::uint32_t);
         if (size <= capacityBytes) {
@@ -73,7 +73,7 @@ bool ScanReader::hasScan(std::int64_t frame, std::uint32_t scan) const {
     if (kova_read_scans_internal(analysis.get(), frame, scan, scan + 1, nullptr, 0) != 0) {
         return true;
     }
-    const std::string text = lastLibraryError();
+    const std::string text = analysis.lastError();
     if (text.ends_with("out of range.")) {
         return false;
     }

@@ -1,6 +1,5 @@
 #include "table_writer.h"
 
-#include <cmath>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -13,10 +12,6 @@ struct Overloaded : Visitors... {
 };
 template <class... Visitors>
 Overloaded(Visitors...) -> Overloaded<Visitors...>;
-
-std::string jsonString(std::string_view text) {
-    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-}
 
 std::string csvString(std::string_view text) {
     if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
@@ -31,12 +26,8 @@ std::string csvString(std::string_view text) {
 
 }  // namespace
 
-void writeJsonNumber(OutputBuffer& out, double value) {
-    if (std::isfinite(value)) {
-        out << NumberText(value);
-    } else {
-        out << "null";
-    }
+std::string jsonString(std::string_view text) {
+    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 TableWriter::TableWriter(OutputBuffer& output, OutputFormat outputFormat,
@@ -74,22 +65,24 @@ void TableWriter::end() {
 }
 
 void TableWriter::textField(std::string_view text, const Column& column) {
-    // Two blanks between columns, none before the first.
+    // Two blanks between columns, none before the first; one is left where a text is too wide.
     const std::size_t width = column.width + (&column == columns.data() ? 0 : 2);
     const std::size_t blanks = text.size() < width ? width - text.size() : 1;
-    out.repeat(' ', blanks);
+    out.repeat(' ', column.width == 0 ? 2 : blanks);
     out << text;
 }
 
 void TableWriter::textRow(std::span<const Cell> cells) {
     for (std::size_t i = 0; i < cells.size(); ++i) {
         const Column& column = columns[i];
-        std::visit(
-            Overloaded{[&](std::monostate) { textField("-", column); },
-                       [&](double value) { textField(NumberText(value, column.decimals).view(), column); },
-                       [&](std::integral auto value) { textField(NumberText(value).view(), column); },
-                       [&](std::string_view value) { textField(value, column); }},
-            cells[i]);
+        std::visit(Overloaded{[&](std::monostate) { textField("-", column); },
+                              [&](std::floating_point auto value) {
+                                  textField(NumberText(static_cast<double>(value), column.decimals).view(),
+                                            column);
+                              },
+                              [&](std::integral auto value) { textField(NumberText(value).view(), column); },
+                              [&](std::string_view value) { textField(value, column); }},
+                   cells[i]);
     }
     out << '\n';
 }
@@ -97,7 +90,8 @@ void TableWriter::textRow(std::span<const Cell> cells) {
 void TableWriter::csvRow(std::span<const Cell> cells) {
     for (std::size_t i = 0; i < cells.size(); ++i) {
         out << (i > 0 ? "," : "");
-        std::visit(Overloaded{[](std::monostate) {}, [&](double value) { out << NumberText(value); },
+        std::visit(Overloaded{[](std::monostate) {},
+                              [&](std::floating_point auto value) { out << NumberText(value); },
                               [&](std::integral auto value) { out << NumberText(value); },
                               [&](std::string_view value) { out << csvString(value); }},
                    cells[i]);
@@ -110,7 +104,7 @@ void TableWriter::jsonRow(std::span<const Cell> cells) {
     for (std::size_t i = 0; i < cells.size(); ++i) {
         out << (i > 0 ? "," : "") << '"' << columns[i].name << "\":";
         std::visit(Overloaded{[&](std::monostate) { out << "null"; },
-                              [&](double value) { writeJsonNumber(out, value); },
+                              [&](std::floating_point auto value) { writeJsonNumber(out, value); },
                               [&](std::integral auto value) { out << NumberText(value); },
                               [&](std::string_view value) { out << jsonString(value); }},
                    cells[i]);

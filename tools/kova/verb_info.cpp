@@ -35,6 +35,13 @@ Json scansToJson(const std::optional<ScanCounts>& scans) {
             {"of", scans->firstFrameOnly ? "first frame" : "all frames"}};
 }
 
+Json spectraToJson(const std::optional<SpectrumParts>& spectra) {
+    if (!spectra) {
+        return {};
+    }
+    return {{"lines", spectra->lines}, {"widths", spectra->widths}, {"profiles", spectra->profiles}};
+}
+
 Json filesToJson(const std::vector<FileSize>& files) {
     Json sizes = Json::object();
     for (const FileSize& file : files) {
@@ -46,7 +53,7 @@ Json filesToJson(const std::vector<FileSize>& files) {
 Json toJson(const AnalysisSummary& summary) {
     return {
         {"analysis", summary.directory},
-        {"format", summary.hasMobility ? "kvd" : "kvs"},
+        {"format", summary.format == AnalysisFormat::mobility ? "kvd" : "kvs"},
         {"schema_version", {{"major", summary.schemaMajor}, {"minor", summary.schemaMinor}}},
         {"storage_scheme", summary.storageScheme},
         {"frames",
@@ -56,12 +63,13 @@ Json toJson(const AnalysisSummary& summary) {
         {"time", {{"first", orNull(summary.firstTime)}, {"last", orNull(summary.lastTime)}}},
         {"polarities", summary.polarities},
         {"scans_per_frame", scansToJson(summary.scans)},
+        {"spectra", spectraToJson(summary.spectra)},
         {"index_bins", summary.indexBins},
         {"calibrations", {{"mass", summary.massCalibrations}, {"mobility", summary.mobilityCalibrations}}},
         {"recalibrated",
          {{"file", summary.hasRecalibrationFile},
           {"states", orNull(summary.recalibratedStates)},
-          {"in_use", summary.recalibratedInUse}}},
+          {"in_use", orNull(summary.recalibratedInUse)}}},
         {"file_bytes", filesToJson(summary.files)}};
 }
 
@@ -104,7 +112,7 @@ std::string polarityText(const std::vector<std::string>& polarities) {
 
 std::string scansText(const AnalysisSummary& summary) {
     if (!summary.scans) {
-        return summary.hasMobility ? "unknown" : "none";
+        return "unknown";
     }
     const ScanCounts& scans = *summary.scans;
     std::string perFrame = std::to_string(scans.fewest);
@@ -113,6 +121,21 @@ std::string scansText(const AnalysisSummary& summary) {
     }
     return scans.firstFrameOnly ? perFrame + " in the first frame"
                                 : perFrame + " per frame, " + std::to_string(scans.total) + " in all";
+}
+
+std::string spectraText(const SpectrumParts& spectra) {
+    std::string text = spectra.lines ? (spectra.widths ? "lines with widths" : "lines") : "";
+    if (spectra.profiles) {
+        text += text.empty() ? "profiles" : ", profiles";
+    }
+    return text.empty() ? "none" : text;
+}
+
+std::string recalibrationUse(const std::optional<bool>& inUse) {
+    if (!inUse) {
+        return "the newest complete one in use if there is one";
+    }
+    return *inUse ? "the newest complete one in use" : "not in use";
 }
 
 std::string recalibrationText(const AnalysisSummary& summary) {
@@ -124,19 +147,25 @@ std::string recalibrationText(const AnalysisSummary& summary) {
     }
     return std::to_string(*summary.recalibratedStates) +
            (*summary.recalibratedStates == 1 ? " state, " : " states, ") +
-           (summary.recalibratedInUse ? "the newest complete one in use" : "not in use");
+           recalibrationUse(summary.recalibratedInUse);
 }
 
 void printText(const AnalysisSummary& summary, OutputBuffer& out) {
     writeEntry(out, "Analysis", summary.directory);
-    writeEntry(out, "Format", summary.hasMobility ? "ion mobility (analysis.kvd)" : "spectra (analysis.kvs)");
+    writeEntry(
+        out, "Format",
+        summary.spectra ? "spectra without ion mobility (analysis.kvs)" : "ion mobility (analysis.kvd)");
     writeEntry(out, "Schema version",
                std::to_string(summary.schemaMajor) + "." + std::to_string(summary.schemaMinor));
     writeEntry(out, "Storage scheme", schemeText(summary));
     writeEntry(out, "Frames", framesText(summary.frames));
     writeEntry(out, "Retention time", timeText(summary));
     writeEntry(out, "Polarity", polarityText(summary.polarities));
-    writeEntry(out, "Scans", scansText(summary));
+    if (summary.spectra) {
+        writeEntry(out, "Spectra", spectraText(*summary.spectra));
+    } else {
+        writeEntry(out, "Scans", scansText(summary));
+    }
     writeEntry(out, "Index bins", std::to_string(summary.indexBins));
     writeEntry(out, "Calibrations",
                std::to_string(summary.massCalibrations) + " mass, " +

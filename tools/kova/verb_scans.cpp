@@ -92,35 +92,24 @@ void writeTable(const Peaks& peaks, OutputFormat format, OutputBuffer& out) {
     table.end();
 }
 
-template <class Values, class Write>
-void writeArray(OutputBuffer& out, std::string_view name, const Values& values, Write write) {
-    out << ",\"" << name << "\":[";
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        if (i > 0) {
-            out << ',';
-        }
-        write(values[i]);
-    }
-    out << ']';
-}
-
 // One object per scan with arrays, a third of the size of one object per peak.
 void writeJsonScans(const Peaks& peaks, OutputBuffer& out) {
     std::size_t peak = 0;
     bool isFirst = true;
     peaks.data.forEachScan([&](std::uint32_t scan, auto indices, auto intensities) {
-        const auto integer = [&](std::uint32_t value) { out << NumberText(value); };
-        const auto real = [&](double value) { writeJsonNumber(out, value); };
         out << (isFirst ? "\n" : ",\n") << "{\"scan\":" << NumberText(scan) << ",\"one_over_k0\":";
         if (peaks.oneOverK0) {
-            real((*peaks.oneOverK0)[scan - peaks.data.firstScan()]);
+            writeJsonNumber(out, (*peaks.oneOverK0)[scan - peaks.data.firstScan()]);
         } else {
             out << "null";
         }
-        writeArray(out, "index", indices, integer);
-        writeArray(out, "intensity", intensities, integer);
+        out << ',';
+        writeJsonArray(out, "index", indices);
+        out << ',';
+        writeJsonArray(out, "intensity", intensities);
         if (peaks.mz) {
-            writeArray(out, "mz", std::span(*peaks.mz).subspan(peak, indices.size()), real);
+            out << ',';
+            writeJsonArray(out, "mz", std::span(*peaks.mz).subspan(peak, indices.size()));
         } else {
             out << ",\"mz\":null";
         }
@@ -142,14 +131,14 @@ void writeJsonDocument(const Peaks& peaks, const ScansOptions& options, OutputBu
 
 // A range that begins behind the last scan keeps one scan, so that the library says what is wrong.
 std::uint32_t lastScanEnd(const ScansOptions& options, const ScanRange& range, const ScanReader& reader) {
-    const MetadataDatabase database(metadataPath(options.directory));
+    const MetadataDatabase database(metadataPath(options.directory, AnalysisFormat::mobility));
     const std::uint32_t count = reader.scanCount(readFrameRow(database, options.frame));
     return range.begin == 0 ? count : std::max(count, range.begin + 1);
 }
 
 int runScans(const ScansOptions& options) {
     const ScanRange range = parseScanRange(options.scans);
-    const AnalysisHandle analysis(options.directory, options.recalibrated);
+    const AnalysisHandle analysis(options.directory, AnalysisFormat::mobility, options.recalibrated);
     ScanReader reader(analysis);
     const std::uint32_t end = range.end ? *range.end : lastScanEnd(options, range, reader);
     const auto kind = options.raw ? Intensities::measured : Intensities::normalised;

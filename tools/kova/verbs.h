@@ -12,6 +12,8 @@ using Action = std::function<int()>;
 void addInfo(CLI::App& app, Action& action);
 void addFrames(CLI::App& app, Action& action);
 void addScans(CLI::App& app, Action& action);
+void addSpectrum(CLI::App& app, Action& action);
+void addMsms(CLI::App& app, Action& action);
 void addCheck(CLI::App& app, Action& action);
 
 }  // namespace kova_tool

@@ -1,0 +1,218 @@
+import csv
+import io
+import json
+import sqlite3
+import unittest
+
+from kova_testing import KovaTest
+
+CALIBRATED = {"MzCalibration": 1, "KovaCalibration": 1}
+PRECURSOR_COLUMNS = "LargestPeakMz REAL, AverageMz REAL, MonoisotopicMz REAL, Charge INTEGER, Intensity REAL"
+
+
+def parse_mgf(text):
+    """The spectra of a file in Mascot Generic Format: fields by name, and (m/z, intensity) of the peaks."""
+    spectra = []
+    for block in text.split("BEGIN IONS\n")[1:]:
+        body, end, rest = block.partition("END IONS\n")
+        assert end and not rest.strip(), block
+        fields = dict(line.split("=", 1) for line in body.splitlines() if "=" in line)
+        peaks = [tuple(map(float, line.split())) for line in body.splitlines() if "=" not in line]
+        spectra.append((fields, peaks))
+    return spectra
+
+
+class Msms(KovaTest):
+    def run_of_two_precursors(self, name="run.d", **settings):
+        """Precursor 4 is in scans 1 and 2 of frames 2 and 4, precursor 9 in scan 4 of frame 3."""
+        analysis = self.analysis(name, bins=2000, **settings).calibrate()
+        peak = [(800, 10), (801, 30), (802, 10)]
+        analysis.add_frame([[]] * 5, **CALIBRATED).add_frame([[(5, 99)], peak, [(1500, 8)], [(6, 99)], []])
+        analysis.add_frame([[], [], [], [], [(1200, 7)]]).add_frame([[], peak, [], [(800, 5)], []])
+        return analysis.execute(
+            f"CREATE TABLE Precursors (Id INTEGER PRIMARY KEY, Parent INTEGER, ScanNumber REAL, {PRECURSOR_COLUMNS})",
+            "INSERT INTO Precursors VALUES (4, 1, 1.5, 640.5, 640.75, 640.25, 2, 123456789.5), "
+            "(9, 1, 4, 700.5, NULL, NULL, NULL, NULL), (11, 1, 3, NULL, NULL, NULL, NULL, NULL)",
+            "CREATE TABLE ZorelFrameMsMsInfo (Frame, Precursor, ScanNumBegin, ScanNumEnd)",
+            "INSERT INTO ZorelFrameMsMsInfo VALUES (2, 4, 1, 3), (4, 4, 1, 3), (3, 9, 4, 5)")
+
+    def test_profiles_are_the_sums_of_all_scans_of_a_precursor(self):
+        self.run_of_two_precursors().write()
+        spectra = {spectrum["precursor"]: spectrum
+                   for spectrum in json.loads(self.output("msms", "run.d", "--profile", "--json"))}
+        self.assertEqual(list(spectra), [9, 4], "in the order in which they are completed")
+        self.assertAlmostEqual(spectra[4].pop("one_over_k0"), 1.985)
+        for value, index in zip(spectra[4].pop("peak_mz"), (800, 801, 802, 1500), strict=True):
+            self.assertAlmostEqual(value, (index / 1000) ** 2)
+        self.assertEqual(spectra[4], {
+            "precursor": 4, "frame": 1, "mz": 640.25, "charge": 2, "intensity": 123456789.5, "time": 0, "bins": 1600,
+            "peak_index": [800, 801, 802, 1500], "peak_intensity": [20, 60, 20, 8]})
+        self.assertEqual((spectra[9]["mz"], spectra[9]["charge"], spectra[9]["intensity"]), (700.5, None, None))
+        self.assertEqual((spectra[9]["bins"], spectra[9]["peak_index"], spectra[9]["peak_intensity"]),
+                         (1300, [1200], [7]))
+        self.assertEqual(self.output("msms", "run.d", "--profile", "--precursor", "4", "--peaks", "--top", "2"), """\
+ precursor      index          m/z    intensity
+        4        800      0.64000           20
+        4        801      0.64160           60
+""")
+
+    def test_peaks_are_at_the_maxima_of_the_sum(self):
+        self.run_of_two_precursors().write()
+        [spectrum] = json.loads(self.output("msms", "run.d", "--precursor", "4", "--json"))
+        strongest = spectrum["peak_intensity"].index(60)
+        self.assertTrue(0.8 ** 2 < spectrum["peak_mz"][strongest] < 0.802 ** 2, spectrum)
+        self.assertNotIn("bins", spectrum)
+        rows = self.output("msms", "run.d", "--precursor", "4", "--peaks", "--csv").splitlines()
+        self.assertEqual([tuple(map(float, row.split(","))) for row in rows[1:]],
+                         [(4, *peak) for peak in zip(spectrum["peak_mz"], spectrum["peak_intensity"])])
+
+    def test_list_as_text(self):
+        self.run_of_two_precursors().write()
+        self.assertEqual(self.output("msms", "run.d", "--profile", "--top", "2"), """\
+ precursor   frame         m/z   z     1/K0       time   peaks    intensity  strongest peaks, m/z:intensity
+        9       1    700.5000   -   1.9600      0.000       1            7  1.4400:7
+        4       1    640.2500   2   1.9850      0.000       4          108  0.6416:60 0.6400:20
+""")
+
+    def test_mgf(self):
+        self.run_of_two_precursors("two words/run.d").write()
+        told = self.output("msms", "two words/run.d/", "--mgf", "out.mgf")
+        (second, [(mz, intensity)]), (first, peaks) = parse_mgf((self.folder / "out.mgf").read_text())
+        self.assertEqual(told, f"out.mgf: 2 spectra, {1 + len(peaks)} peaks\n")
+        self.assertEqual(first, {"TITLE": "run.d precursor 4 frame 1", "PEPMASS": "640.250000 123456789.5",
+                                 "CHARGE": "2+", "RTINSECONDS": "0", "ION_MOBILITY": "1.985000"})
+        self.assertEqual(second, {"TITLE": "run.d precursor 9 frame 1", "PEPMASS": "700.500000", "RTINSECONDS": "0",
+                                  "ION_MOBILITY": "1.960000"})
+        self.assertAlmostEqual(mz, 1.44, delta=0.003)
+        self.assertEqual(intensity, 7)
+
+    def test_charges_of_negative_ions_and_missing_m_z(self):
+        analysis = self.run_of_two_precursors()
+        analysis.execute("UPDATE Frames SET Polarity = '-'", "UPDATE Precursors SET MonoisotopicMz = 0, Charge = 3",
+                         "UPDATE Precursors SET LargestPeakMz = NULL WHERE Id = 9").write()
+        spectra = parse_mgf(self.output("msms", "run.d", "--profile", "--mgf", "-"))
+        self.assertEqual([fields["CHARGE"] for fields, _ in spectra], ["3-", "3-"])
+        self.assertEqual([fields.get("PEPMASS") for fields, _ in spectra], [None, "640.500000 123456789.5"])
+        # Intensities have no exponent, which not every program reads.
+        self.assertEqual(spectra[1][1], [(0.64, 20), (0.641601, 60), (0.643204, 20), (2.25, 8)])
+
+    def test_spectra_without_peaks_are_left_out_of_the_file(self):
+        analysis = self.run_of_two_precursors()
+        analysis.execute("INSERT INTO ZorelFrameMsMsInfo VALUES (2, 11, 4, 5)").write()
+        out = self.output("msms", "run.d", "--profile", "--mgf", "out.mgf")
+        self.assertEqual(out, "out.mgf: 2 spectra, 5 peaks; 1 without peaks left out\n")
+        self.assertEqual(len(parse_mgf((self.folder / "out.mgf").read_text())), 2)
+
+    def test_tables_with_nothing_but_what_reading_needs(self):
+        analysis = self.run_of_two_precursors()
+        columns = [column.split()[0] for column in PRECURSOR_COLUMNS.split(", ")]
+        analysis.execute(*(f"ALTER TABLE Precursors DROP COLUMN {column}" for column in columns),
+                         "ALTER TABLE Frames DROP COLUMN Time", "UPDATE Frames SET KovaCalibration = NULL").write()
+        rows = list(csv.DictReader(io.StringIO(self.output("msms", "run.d", "--profile", "--csv"))))
+        self.assertEqual([tuple(row.values())[:8] for row in rows],
+                         [("9", "1", "", "", "", "", "1", "7"), ("4", "1", "", "", "", "", "4", "108")])
+        fields, _ = parse_mgf(self.output("msms", "run.d", "--mgf", "-"))[0]
+        self.assertEqual(fields, {"TITLE": "run.d precursor 9 frame 1"})
+
+    def test_selection(self):
+        self.run_of_two_precursors().write()
+        for arguments, status, ids, err in [
+                (["--precursor", "4", "9", "4"], 0, [9, 4], ""), (["--precursor", "9"], 0, [9], ""),
+                (["--frame", "1"], 0, [9, 4], ""),
+                (["--frame", "2"], 0, [], "kova: no precursor was selected in frame 2\n"),
+                (["--precursor", "77", "9", "11"], 1, [9],
+                 "kova: precursor 11 has no MS/MS spectrum\nkova: precursor 77 has no MS/MS spectrum\n")]:
+            for kind in ([], ["--profile"]):
+                with self.subTest(arguments, kind=kind):
+                    out, told = self.kova("msms", "run.d", *arguments, *kind, "--json", status=status)
+                    self.assertEqual([spectrum["precursor"] for spectrum in json.loads(out)], ids)
+                    self.assertEqual(told, err)
+
+    def test_failures_of_the_library_are_printed_as_they_are(self):
+        self.analysis("plain.d").add_frame([[]]).write()
+        uncalibrated = self.run_of_two_precursors("uncalibrated.d")
+        uncalibrated.execute("DELETE FROM MzCalibration").write()
+        self.run_of_two_precursors("cut.d").execute("UPDATE Frames SET KovaId = 1 << 40 WHERE Id = 4").write()
+        changed = self.run_of_two_precursors("changed.d")
+        changed.execute("UPDATE ZorelFrameMsMsInfo SET ScanNumEnd = 4 WHERE Frame = 4").write()
+        for name, text in [
+                ("plain.d", "No Precursor table found. This is not a ZOREL analysis"),
+                ("uncalibrated.d", "No m/z trafo available."),
+                ("cut.d", "CorruptFrameDataError for FrameId=4: Error reading binary header."),
+                ("changed.d", "Invalid data, precursor scan ranges have to be identical for every frame, mismatch for "
+                              "precursor 4")]:
+            # What was complete before the failure is good: precursor 9, the last frame of which is frame 3.
+            complete = [9] if name == "cut.d" else []
+            with self.subTest(name):
+                out, err = self.kova("msms", name, "--json", status=1)
+                self.assertEqual([spectrum["precursor"] for spectrum in json.loads(out or "[]")], complete)
+                self.assertEqual(err, f"kova: {text}\n")
+                out, err = self.kova("msms", name, "--mgf", f"{name}.mgf", status=1)
+                self.assertEqual((out, err), (f"{name}.mgf: 1 spectra, 1 peaks\n" if complete else "",
+                                              f"kova: {text}\n"))
+                written = self.folder / f"{name}.mgf"
+                self.assertEqual(len(parse_mgf(written.read_text())) if complete else written.exists(), len(complete))
+
+    def test_a_file_that_cannot_be_written(self):
+        self.run_of_two_precursors().write()
+        for path, text in [("no/such/file", "no/such/file: No such file or directory"),
+                           ("/dev/full", "cannot write the output: No space left on device")]:
+            self.assertEqual(self.kova("msms", "run.d", "--mgf", path, status=1), ("", f"kova: {text}\n"))
+
+
+class SimulatedRun(KovaTest):
+    def setUp(self):
+        super().setUp()
+        self.directory = self.simulate("run.d", frames=16, msms_per_ms1=5, peaks_per_frame=6000, scans=150, seed=5,
+                                 quiet="true")
+
+    def metadata(self, sql):
+        database = sqlite3.connect(self.directory / "analysis.kvd")
+        rows = database.execute(sql).fetchall()
+        database.close()
+        return rows
+
+    def test_every_output_tells_the_same(self):
+        spectra = json.loads(self.output("msms", "run.d", "--json"))
+        stated = {row[0]: row[1:] for row in self.metadata(
+            "SELECT p.Id, Parent, MonoisotopicMz, Charge, p.Intensity, Time FROM Precursors p "
+            "JOIN Frames f ON f.Id = Parent WHERE p.Id IN (SELECT Precursor FROM ZorelFrameMsMsInfo)")}
+        self.assertGreater(len(stated), 10)
+        self.assertEqual({spectrum["precursor"]: tuple(spectrum[key] for key in
+                                                       ("frame", "mz", "charge", "intensity", "time"))
+                          for spectrum in spectra}, stated)
+        rows = list(csv.DictReader(io.StringIO(self.output("msms", "run.d", "--csv"))))
+        written = parse_mgf(self.output("msms", "run.d", "--mgf", "-"))
+        self.assertTrue(all(spectrum["peak_mz"] for spectrum in spectra))
+        for spectrum, row, (fields, peaks) in zip(spectra, rows, written, strict=True):
+            intensities = spectrum["peak_intensity"]
+            self.assertEqual([int(row["precursor"]), int(row["peaks"]), float(row["intensity_sum"])],
+                             [spectrum["precursor"], len(intensities), sum(intensities)])
+            self.assertTrue(row["strongest"].split()[0].endswith(f":{max(intensities)}"))
+            self.assertEqual(fields["CHARGE"], f"{spectrum['charge']}+")
+            self.assertAlmostEqual(float(fields["PEPMASS"].split()[0]), spectrum["mz"], delta=1e-6)
+            self.assertAlmostEqual(float(fields["ION_MOBILITY"]), spectrum["one_over_k0"], delta=1e-6)
+            self.assertEqual(float(fields["RTINSECONDS"]), spectrum["time"])
+            self.assertEqual([intensity for _, intensity in peaks], intensities)
+            for (mz, _), expected in zip(peaks, spectrum["peak_mz"]):
+                self.assertAlmostEqual(mz, expected, delta=1e-6)
+            self.assertEqual(sorted(peaks), peaks)
+
+    def test_profiles_hold_what_the_scans_hold(self):
+        for precursor in (1, 5):
+            total = 0
+            ranges = self.metadata("SELECT Frame, ScanNumBegin, ScanNumEnd FROM ZorelFrameMsMsInfo "
+                                   f"WHERE Precursor = {precursor}")
+            for frame, begin, end in ranges:
+                rows = self.output("scans", "run.d", "--frame", frame, "--scans", f"{begin}:{end}", "--csv")
+                total += sum(int(row["intensity"]) for row in csv.DictReader(io.StringIO(rows)))
+            [profile] = json.loads(self.output("msms", "run.d", "--precursor", precursor, "--profile", "--json"))
+            [spectrum] = json.loads(self.output("msms", "run.d", "--precursor", precursor, "--json"))
+            self.assertEqual(sum(profile["peak_intensity"]), total)
+            # A peak is as high as its apex.
+            self.assertLessEqual(set(spectrum["peak_intensity"]), set(profile["peak_intensity"]))
+            self.assertEqual(max(spectrum["peak_intensity"]), max(profile["peak_intensity"]))
+
+
+if __name__ == "__main__":
+    unittest.main()

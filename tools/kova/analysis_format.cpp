@@ -1,0 +1,25 @@
+#include "analysis_format.h"
+
+#include <filesystem>
+#include <system_error>
+
+namespace kova_tool {
+
+AnalysisFormat formatOf(const std::string& directory) {
+    const auto holds = [&](AnalysisFormat format) {
+        std::error_code ignored;
+        return std::filesystem::exists(metadataPath(directory, format), ignored);
+    };
+    return !holds(AnalysisFormat::mobility) && holds(AnalysisFormat::spectra) ? AnalysisFormat::spectra
+                                                                              : AnalysisFormat::mobility;
+}
+
+std::string metadataName(AnalysisFormat format) {
+    return format == AnalysisFormat::mobility ? "analysis.kvd" : "analysis.kvs";
+}
+
+std::string metadataPath(const std::string& directory, AnalysisFormat format) {
+    return (std::filesystem::path(directory) / metadataName(format)).string();
+}
+
+}  // namespace kova_tool

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "analysis_handle.h"
+#include "precursor_table.h"
+
+namespace kova_tool {
+
+// One MS/MS spectrum: the peaks of a line spectrum, or those bins of a profile that are not 0.
+struct MsmsSpectrum {
+    PrecursorRow precursor;
+    std::vector<double> mz = {};
+    std::vector<double> intensities = {};
+    std::vector<std::uint32_t> indices = {};  // of a profile
+    std::uint32_t bins = 0;                   // of a profile, those with 0 included
+};
+
+// Reads MS/MS spectra, all in one call of the library, and hands them out in the order in which they are
+// completed.
+class MsmsReader {
+public:
+    // Returns whether to go on.
+    using Visitor = std::function<bool(const MsmsSpectrum&)>;
+
+    // The analysis must outlive the reader.
+    MsmsReader(const AnalysisHandle& openAnalysis, bool profiles);
+
+    // Spectra of the wanted precursors, whose rows are given. Throws Failure with the library's text, and
+    // whatever the visitor throws.
+    void read(const PrecursorSelection& selection, std::span<const PrecursorRow> rows,
+              const Visitor& visitor);
+
+private:
+    struct Call;
+
+    std::uint32_t callLibrary(const PrecursorSelection& selection, std::span<const std::int64_t> ids,
+                              Call& call);
+    bool receiveLines(Call& call, std::int64_t id, std::span<const double> mz,
+                      std::span<const float> intensities);
+    bool receiveProfile(Call& call, std::int64_t id, std::span<const std::int32_t> bins);
+
+    const AnalysisHandle& analysis;
+    bool wantsProfiles;
+};
+
+}  // namespace kova_tool
