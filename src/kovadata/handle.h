@@ -17,19 +17,25 @@ InstanceType& instanceOf(std::uint64_t handle) {
 }
 
 template <class InstanceType>
-std::uint64_t openInstance(const char* directoryName, std::uint32_t useRecalibratedState) {
+std::uint64_t openInstance(const char* directoryName, const typename InstanceType::Selector& selector) {
     using Interface = typename InstanceType::Interface;
     return guarded<Interface>(std::uint64_t{0}, [&] {
         const auto logger = logging::Logger::getLogger(Interface::loggerName);
         const std::filesystem::path directory = checkedAnalysisPath(directoryName);
-        LUMO_LOG(logger, Trace, "Opening " << directoryName << ", recal = " << useRecalibratedState);
-        typename InstanceType::Selector selector;
-        if (useRecalibratedState != 0) {
-            selector = calibration::CalibrationStateSelector::useLast();
-        }
+        LUMO_LOG(logger, Trace,
+                 "Opening " << directoryName << ", recal = " << (selector ? selector->to_string() : "0"));
         auto instance = std::make_unique<InstanceType>(directory, selector);
         return reinterpret_cast<std::uint64_t>(instance.release());
     });
+}
+
+template <class InstanceType>
+std::uint64_t openInstance(const char* directoryName, std::uint32_t useRecalibratedState) {
+    typename InstanceType::Selector selector;
+    if (useRecalibratedState != 0) {
+        selector = calibration::CalibrationStateSelector::useLast();
+    }
+    return openInstance<InstanceType>(directoryName, selector);
 }
 
 template <class InstanceType>

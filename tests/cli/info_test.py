@@ -1,7 +1,9 @@
 import json
+import shutil
+import subprocess
 import unittest
 
-from kova_testing import FEWEST_COLUMNS, KovaTest
+from kova_testing import FEWEST_COLUMNS, KOVA, KovaTest
 
 FULL_TEXT = """\
 Analysis            run.d
@@ -15,6 +17,8 @@ Scans               1 to 4 per frame, 7 in all
 Index bins          5000
 Calibrations        1 mass, 0 mobility
 Re-calibrated       2 states, not in use
+  state 1           a, mass unknown, mobility for 0 frames
+  state 2           b, mass unknown, mobility for 0 frames
 """
 
 
@@ -48,7 +52,9 @@ class Info(KovaTest):
             "polarities": ["+", "-"], "scans_per_frame": {"min": 1, "max": 4, "total": 7, "of": "all frames"},
             "spectra": None,
             "index_bins": 5000, "calibrations": {"mass": 1, "mobility": 0},
-            "recalibrated": {"file": True, "states": 2, "in_use": False},
+            "recalibrated": {"file": True, "in_use": None, "states": [
+                {"key": key, "source": "", "mass_per_frame": None, "mass_frames": 0, "mobility_frames": 0}
+                for key in "ab"]},
             "file_bytes": {name: (directory / name).stat().st_size
                            for name in ("analysis.kvd", "analysis.kvd_bin", "calibration.sqlite")}})
 
@@ -59,7 +65,7 @@ class Info(KovaTest):
         self.assertEqual(info["frames"], {"count": 2, "ms1": None, "msms": None})
         self.assertEqual(info["time"], {"first": None, "last": None})
         self.assertEqual(info["scans_per_frame"], {"min": 3, "max": 3, "total": None, "of": "first frame"})
-        self.assertEqual(info["recalibrated"], {"file": False, "states": None, "in_use": False})
+        self.assertEqual(info["recalibrated"], {"file": False, "states": None, "in_use": None})
         text = self.output("info", "run.d")
         for line in ("Frames              2\n", "Retention time      unknown\n",
                      "Scans               3 in the first frame\n", "Re-calibrated       none\n"):
@@ -99,15 +105,50 @@ class Info(KovaTest):
                 self.assertIn("Format              spectra without ion mobility (analysis.kvs)\n", shown)
                 self.assertIn(f"Spectra             {text}\n", shown)
 
-    def test_use_of_a_recalibrated_state(self):
-        # The functions for spectra do not tell whether there was a complete state.
-        for file_format, in_use in (("kvd", True), ("kvs", None)):
-            with self.subTest(file_format):
-                run = self.simulate(f"{file_format}.d", format=file_format, frames=2, peaks_per_frame=500, scans=60,
-                                    recalibrated=1, quiet="true")
-                for arguments, expected in ([], False), (["--recalibrated"], in_use):
-                    info = json.loads(self.output("info", run, "--json", *arguments))
-                    self.assertEqual(info["recalibrated"], {"file": True, "states": 1, "in_use": expected})
+    def test_choice_of_a_recalibrated_state(self):
+        # Every third state, unless it is the newest, is not complete; every second is of another source.
+        key = "{:08x}-5a1e-4c00-8000-0000c0ffee00".format
+        lock_mass, standards = "simulated lock mass", "simulated standards"
+        chosen = {"off": None, "first": 1, "last": 5, f"first:{lock_mass}": 2, f"last:{lock_mass}": 4,
+                  f"last:{standards}": 5, f"lastIncomplete:{standards}": 5, f"uuid:{key(3)}": 3, "last:nobody": None}
+        for file_format in ("kvd", "kvs"):
+            run = self.simulate(f"{file_format}.d", format=file_format, frames=2, peaks_per_frame=500, scans=60,
+                                recalibrated=5, quiet="true")
+            for arguments, number in ([((), None), (("--recalibrated",), 5)] +
+                                      [(("--calibration", mode), number) for mode, number in chosen.items()]):
+                with self.subTest(file_format=file_format, arguments=arguments):
+                    in_use = json.loads(self.output("info", run, "--json", *arguments))["recalibrated"]["in_use"]
+                    self.assertEqual(in_use, number and key(number))
+            shown = self.output("info", run, "--calibration=first")
+            self.assertIn(f"Re-calibrated       5 states, {key(1)} in use\n"
+                          f"  state 1           {key(1)} by {standards}, mass by polarity, mobility for 2 frames, in use\n"
+                          f"  state 2           {key(2)} by {lock_mass}, mass for 2 frames, mobility for 2 frames\n"
+                          f"  state 3           {key(3)} by {standards}, mass by polarity, mobility for 1 frames\n", shown)
+
+    def test_a_choice_that_cannot_be_met(self):
+        run = self.simulate("run.d", frames=2, peaks_per_frame=500, scans=60, recalibrated=1, quiet="true")
+        for mode, status, text in (("uuid:x", 1, "Requested uuid x not found in calibration.sqlite"),
+                                   ("newest", 2, "Invalid calibration mode newest"),
+                                   ("uuid", 2, "Invalid parameter for recalib mode uuid, recalibParam must not be empty")):
+            with self.subTest(mode):
+                self.assertIn(text, self.kova("info", run, "--calibration", mode, status=status)[1])
+
+    def test_without_its_companion_the_tool_says_so(self):
+        run = self.simulate("run.d", frames=1, peaks_per_frame=500, scans=60, quiet="true")
+        alone = shutil.copy(KOVA, self.folder / "kova")
+        done = subprocess.run([alone, "info", run, "--recalibrated"], capture_output=True, text=True, timeout=60)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("kova-states, which cannot be run", done.stderr)
+
+    def test_every_verb_converts_with_the_chosen_state(self):
+        run = self.simulate("run.d", frames=4, peaks_per_frame=500, scans=60, recalibrated=3, quiet="true")
+        spectra = self.simulate("spectra.d", format="kvs", frames=2, peaks_per_frame=500, recalibrated=3, quiet="true")
+        for arguments in (["frames", run], ["scans", run, "--frame", 1], ["spectrum", spectra, "--frame", 1]):
+            with self.subTest(arguments[0]):
+                shown = {mode: self.output(*arguments, "--csv", "--calibration", mode) for mode in ("off", "first", "last")}
+                self.assertEqual(len(set(shown.values())), 3)
+                self.assertEqual(shown["off"], self.output(*arguments, "--csv"))
+                self.assertEqual(shown["last"], self.output(*arguments, "--csv", "--recalibrated"))
 
     def test_an_analysis_without_frames(self):
         self.analysis().write()

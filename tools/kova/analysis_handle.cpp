@@ -5,23 +5,27 @@
 
 #include "failure.h"
 #include "open_hint.h"
+#include "state_access.h"
 
 namespace kova_tool {
 namespace {
 
-constexpr FormatCalls kMobilityCalls = {kova_open, kova_close, kova_get_last_error_string,
-                                        kova_has_recalibrated_state, kova_index_to_mz};
-constexpr FormatCalls kSpectraCalls = {kvs_open, kvs_close, kvs_get_last_error_string,
-                                       kvs_has_recalibrated_state, kvs_index_to_mz};
+constexpr FormatCalls kMobilityCalls = {kova_open, kova_close, kova_get_last_error_string, kova_index_to_mz};
+constexpr FormatCalls kSpectraCalls = {kvs_open, kvs_close, kvs_get_last_error_string, kvs_index_to_mz};
 
 }  // namespace
 
 AnalysisHandle::AnalysisHandle(const std::string& directory, AnalysisFormat analysisFormat,
-                               bool useRecalibratedState)
-    : formatOfHandle(analysisFormat), handle(calls().open(directory.c_str(), useRecalibratedState ? 1 : 0)) {
+                               const CalibrationChoice& calibration)
+    : formatOfHandle(analysisFormat), handle(open(directory, calibration)) {
     if (handle == 0) {
         throw Failure(lastError(), openHint(directory, analysisFormat));
     }
+}
+
+std::uint64_t AnalysisHandle::open(const std::string& directory, const CalibrationChoice& calibration) const {
+    return calibration.state.empty() ? calls().open(directory.c_str(), calibration.newest ? 1 : 0)
+                                     : openWithState(formatOfHandle, directory, calibration.state);
 }
 
 AnalysisHandle::~AnalysisHandle() { calls().close(handle); }

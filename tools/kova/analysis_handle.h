@@ -4,6 +4,7 @@
 #include <string>
 
 #include "analysis_format.h"
+#include "calibration_choice.h"
 
 namespace kova_tool {
 
@@ -12,7 +13,6 @@ struct FormatCalls {
     std::uint64_t (*open)(const char*, std::uint32_t);
     void (*close)(std::uint64_t);
     std::uint32_t (*lastErrorString)(char*, std::uint32_t);
-    std::uint32_t (*hasRecalibratedState)(std::uint64_t);
     std::uint32_t (*indexToMz)(std::uint64_t, std::int64_t, const double*, double*, std::uint32_t);
 };
 
@@ -21,7 +21,7 @@ struct FormatCalls {
 class AnalysisHandle {
 public:
     AnalysisHandle(const std::string& directory, AnalysisFormat analysisFormat,
-                   bool useRecalibratedState = false);
+                   const CalibrationChoice& calibration = {});
     ~AnalysisHandle();
     AnalysisHandle(const AnalysisHandle&) = delete;
     AnalysisHandle& operator=(const AnalysisHandle&) = delete;
@@ -29,13 +29,13 @@ public:
     std::uint64_t get() const { return handle; }
     AnalysisFormat format() const { return formatOfHandle; }
     const FormatCalls& calls() const;
-    // Spectrum-format analyses do not tell: always false.
-    bool usesRecalibratedState() const { return calls().hasRecalibratedState(handle) != 0; }
 
     // Text of the last failure on this thread of the functions for this format.
     std::string lastError() const;
 
 private:
+    std::uint64_t open(const std::string& directory, const CalibrationChoice& calibration) const;
+
     AnalysisFormat formatOfHandle;
     std::uint64_t handle;
 };

@@ -8,6 +8,7 @@
 #include "failure.h"
 #include "metadata_database.h"
 #include "scan_reader.h"
+#include "state_access.h"
 
 namespace kova_tool {
 namespace {
@@ -93,35 +94,22 @@ std::vector<FileSize> fileSizes(const fs::path& directory, const std::string& me
 }
 
 void summariseRecalibration(AnalysisSummary& summary) {
-    const fs::path path = fs::path(summary.directory) / "calibration.sqlite";
-    std::error_code ignored;
-    summary.hasRecalibrationFile = fs::exists(path, ignored);
-    if (!summary.hasRecalibrationFile) {
-        return;
-    }
     try {
-        summary.recalibratedStates = rowCount(MetadataDatabase(path.string()), "CalibrationState");
+        summary.recalibratedStates = readRecalibratedStates(summary.directory);
+        summary.hasRecalibrationFile = summary.recalibratedStates.has_value();
     } catch (const Failure&) {
         // The analysis can be read without it.
+        summary.hasRecalibrationFile = true;
     }
-}
-
-// The functions for spectra do not tell which calibration is in use.
-std::optional<bool> recalibratedInUse(const AnalysisHandle& analysis, const AnalysisSummary& summary,
-                                      bool wanted) {
-    if (analysis.format() == AnalysisFormat::mobility || !wanted || !summary.hasRecalibrationFile) {
-        return analysis.usesRecalibratedState();
-    }
-    return std::nullopt;
 }
 
 }  // namespace
 
-AnalysisSummary summarise(const std::string& directory, bool useRecalibratedState) {
+AnalysisSummary summarise(const std::string& directory, const CalibrationChoice& calibration) {
     AnalysisSummary summary;
     summary.directory = directory;
     summary.format = formatOf(directory);
-    const AnalysisHandle analysis(directory, summary.format, useRecalibratedState);
+    const AnalysisHandle analysis(directory, summary.format, calibration);
     const MetadataDatabase database(metadataPath(directory, summary.format));
     const std::vector<FrameRow> frames = readFrameTable(database);
     summariseMetadata(summary, database);
@@ -132,7 +120,9 @@ AnalysisSummary summarise(const std::string& directory, bool useRecalibratedStat
         summary.spectra = spectrumParts(database);
     }
     summariseRecalibration(summary);
-    summary.recalibratedInUse = recalibratedInUse(analysis, summary, useRecalibratedState);
+    if (!calibration.isAcquisition()) {
+        summary.stateInUse = keyOfStateInUse(summary.format, analysis.get());
+    }
     summary.files = fileSizes(directory, metadataName(summary.format));
     return summary;
 }

@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "analysis_format.h"
+#include "calibration_choice.h"
 #include "frame_table.h"
+#include "recalibrated_states.h"
 #include "spectrum_reader.h"
 
 namespace kova_tool {
@@ -48,13 +50,13 @@ struct AnalysisSummary {
     std::int64_t massCalibrations = 0;
     std::int64_t mobilityCalibrations = 0;
     bool hasRecalibrationFile = false;
-    std::optional<std::int64_t> recalibratedStates;  // absent if the file cannot be read
-    std::optional<bool> recalibratedInUse;           // absent if the library does not tell
+    std::optional<std::vector<RecalibratedState>> recalibratedStates;  // absent if there are none to read
+    std::optional<std::string> stateInUse;                             // its key
     std::vector<FileSize> files;
 };
 
 // Opens the analysis with the library, which decides whether it is one, and gathers the rest from the
 // metadata.
-AnalysisSummary summarise(const std::string& directory, bool useRecalibratedState);
+AnalysisSummary summarise(const std::string& directory, const CalibrationChoice& calibration);
 
 }  // namespace kova_tool

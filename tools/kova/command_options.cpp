@@ -25,9 +25,14 @@ void addCsvAndJson(CLI::App& verb, CommonOptions& options) {
     verb.add_flag("--json", options.json, "write JSON with full precision instead of text")->excludes(csv);
 }
 
-void addRecalibrated(CLI::App& verb, CommonOptions& options) {
-    verb.add_flag("--recalibrated", options.recalibrated,
-                  "convert with the newest re-calibrated state instead of the acquisition's calibration");
+void addCalibration(CLI::App& verb, CommonOptions& options) {
+    CLI::Option* newest = verb.add_flag("--recalibrated", options.calibration.newest,
+                                        "use the newest complete re-calibrated state, if there is one");
+    verb.add_option("--calibration", options.calibration.state,
+                    "use a re-calibrated state: off, first[:SOURCE], last[:SOURCE],\n"
+                    "lastIncomplete:SOURCE or uuid:KEY (`kova info` lists them)")
+        ->type_name("MODE")
+        ->excludes(newest);
 }
 
 }  // namespace kova_tool

@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
+#include "calibration_choice.h"
+
 namespace kova_tool {
 
 enum class OutputFormat { text, csv, json };
@@ -12,7 +14,7 @@ struct CommonOptions {
     std::string directory;
     bool csv = false;
     bool json = false;
-    bool recalibrated = false;
+    CalibrationChoice calibration;
 
     OutputFormat format() const;
 };
@@ -20,6 +22,6 @@ struct CommonOptions {
 void addDirectory(CLI::App& verb, CommonOptions& options);
 void addJson(CLI::App& verb, CommonOptions& options);
 void addCsvAndJson(CLI::App& verb, CommonOptions& options);
-void addRecalibrated(CLI::App& verb, CommonOptions& options);
+void addCalibration(CLI::App& verb, CommonOptions& options);
 
 }  // namespace kova_tool

@@ -29,7 +29,7 @@ class FrameLister {
 public:
     explicit FrameLister(const FramesOptions& verbOptions)
         : options(verbOptions),
-          analysis(options.directory, AnalysisFormat::mobility, options.recalibrated),
+          analysis(options.directory, AnalysisFormat::mobility, options.calibration),
           database(metadataPath(options.directory, AnalysisFormat::mobility)),
           reader(analysis),
           units(analysis),

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "failure.h"
+#include "state_access.h"
 #include "verbs.h"
 
 namespace {
@@ -101,6 +102,7 @@ int runAction(const CLI::App& app, const Action& action) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    handOver(argv);
     // Output that nobody reads any more ends the verb by way of the write that fails, not by a signal.
     std::signal(SIGPIPE, SIG_IGN);
     CLI::App app;

@@ -33,7 +33,7 @@ class SpectrumLister {
 public:
     explicit SpectrumLister(const FramesOptions& verbOptions)
         : options(verbOptions),
-          analysis(options.directory, AnalysisFormat::spectra, options.recalibrated),
+          analysis(options.directory, AnalysisFormat::spectra, options.calibration),
           database(metadataPath(options.directory, AnalysisFormat::spectra)),
           parts(spectrumParts(database)),
           reader(analysis, parts),

@@ -31,7 +31,7 @@ void addFrames(CLI::App& app, Action& action) {
     auto options = std::make_shared<FramesOptions>();
     addDirectory(*verb, *options);
     addCsvAndJson(*verb, *options);
-    addRecalibrated(*verb, *options);
+    addCalibration(*verb, *options);
     verb->add_flag("--read", options->read, "read every frame instead of trusting the metadata");
     verb->callback([options, &action] { action = [options] { return runFrames(*options); }; });
 }

@@ -18,7 +18,8 @@ constexpr const char* kExamples =
     "Examples:\n"
     "  kova info run.d\n"
     "  kova info run.d --json | jq .frames.count\n"
-    "  kova info run.d --recalibrated    would a re-calibrated state be used?\n";
+    "  kova info run.d --recalibrated         which re-calibrated state would be used?\n"
+    "  kova info run.d --calibration first    the same for the oldest one\n";
 
 template <class Value>
 Json orNull(const std::optional<Value>& value) {
@@ -50,6 +51,21 @@ Json filesToJson(const std::vector<FileSize>& files) {
     return sizes;
 }
 
+Json statesToJson(const std::optional<std::vector<RecalibratedState>>& states) {
+    if (!states) {
+        return {};
+    }
+    Json list = Json::array();
+    for (const RecalibratedState& state : *states) {
+        list.push_back({{"key", state.key},
+                        {"source", state.source},
+                        {"mass_per_frame", orNull(state.massPerFrame)},
+                        {"mass_frames", state.massFrames},
+                        {"mobility_frames", state.mobilityFrames}});
+    }
+    return list;
+}
+
 Json toJson(const AnalysisSummary& summary) {
     return {
         {"analysis", summary.directory},
@@ -68,8 +84,8 @@ Json toJson(const AnalysisSummary& summary) {
         {"calibrations", {{"mass", summary.massCalibrations}, {"mobility", summary.mobilityCalibrations}}},
         {"recalibrated",
          {{"file", summary.hasRecalibrationFile},
-          {"states", orNull(summary.recalibratedStates)},
-          {"in_use", orNull(summary.recalibratedInUse)}}},
+          {"states", statesToJson(summary.recalibratedStates)},
+          {"in_use", orNull(summary.stateInUse)}}},
         {"file_bytes", filesToJson(summary.files)}};
 }
 
@@ -131,13 +147,6 @@ std::string spectraText(const SpectrumParts& spectra) {
     return text.empty() ? "none" : text;
 }
 
-std::string recalibrationUse(const std::optional<bool>& inUse) {
-    if (!inUse) {
-        return "the newest complete one in use if there is one";
-    }
-    return *inUse ? "the newest complete one in use" : "not in use";
-}
-
 std::string recalibrationText(const AnalysisSummary& summary) {
     if (!summary.hasRecalibrationFile) {
         return "none";
@@ -145,9 +154,31 @@ std::string recalibrationText(const AnalysisSummary& summary) {
     if (!summary.recalibratedStates) {
         return "calibration.sqlite cannot be read";
     }
-    return std::to_string(*summary.recalibratedStates) +
-           (*summary.recalibratedStates == 1 ? " state, " : " states, ") +
-           recalibrationUse(summary.recalibratedInUse);
+    const std::size_t count = summary.recalibratedStates->size();
+    return std::to_string(count) + (count == 1 ? " state, " : " states, ") +
+           (summary.stateInUse ? *summary.stateInUse + " in use" : "not in use");
+}
+
+std::string massText(const RecalibratedState& state) {
+    if (!state.massPerFrame) {
+        return "mass unknown";
+    }
+    return *state.massPerFrame ? "mass for " + std::to_string(state.massFrames) + " frames"
+                               : "mass by polarity";
+}
+
+void printStates(const AnalysisSummary& summary, OutputBuffer& out) {
+    if (!summary.recalibratedStates) {
+        return;
+    }
+    std::size_t number = 0;
+    for (const RecalibratedState& state : *summary.recalibratedStates) {
+        writeEntry(out, "  state " + std::to_string(++number),
+                   (state.key.empty() ? "(no key)" : state.key) +
+                       (state.source.empty() ? "" : " by " + state.source) + ", " + massText(state) +
+                       ", mobility for " + std::to_string(state.mobilityFrames) + " frames" +
+                       (summary.stateInUse == state.key ? ", in use" : ""));
+    }
 }
 
 void printText(const AnalysisSummary& summary, OutputBuffer& out) {
@@ -171,13 +202,14 @@ void printText(const AnalysisSummary& summary, OutputBuffer& out) {
                std::to_string(summary.massCalibrations) + " mass, " +
                    std::to_string(summary.mobilityCalibrations) + " mobility");
     writeEntry(out, "Re-calibrated", recalibrationText(summary));
+    printStates(summary, out);
     for (const FileSize& file : summary.files) {
         writeEntry(out, file.name, byteText(file.bytes));
     }
 }
 
 int runInfo(const CommonOptions& options) {
-    const AnalysisSummary summary = summarise(options.directory, options.recalibrated);
+    const AnalysisSummary summary = summarise(options.directory, options.calibration);
     OutputBuffer out;
     if (options.json) {
         writeJson(out, toJson(summary));
@@ -196,7 +228,7 @@ void addInfo(CLI::App& app, Action& action) {
     auto options = std::make_shared<CommonOptions>();
     addDirectory(*verb, *options);
     addJson(*verb, *options);
-    addRecalibrated(*verb, *options);
+    addCalibration(*verb, *options);
     verb->callback([options, &action] { action = [options] { return runInfo(*options); }; });
 }
 

@@ -120,7 +120,7 @@ class MsmsPrinter {
 public:
     explicit MsmsPrinter(const MsmsOptions& verbOptions)
         : options(verbOptions),
-          analysis(options.directory, AnalysisFormat::mobility, options.recalibrated),
+          analysis(options.directory, AnalysisFormat::mobility, options.calibration),
           rows(readPrecursors(MetadataDatabase(metadataPath(options.directory, AnalysisFormat::mobility)),
                               options.selection)),
           units(analysis) {}
@@ -230,7 +230,7 @@ void addMsms(CLI::App& app, Action& action) {
             ->excludes(peaks);
     addCsvAndJson(*verb, *options);
     mgf->excludes("--csv")->excludes("--json");
-    addRecalibrated(*verb, *options);
+    addCalibration(*verb, *options);
     verb->callback([options, &action] { action = [options] { return MsmsPrinter(*options).run(); }; });
 }
 

@@ -138,7 +138,7 @@ std::uint32_t lastScanEnd(const ScansOptions& options, const ScanRange& range, c
 
 int runScans(const ScansOptions& options) {
     const ScanRange range = parseScanRange(options.scans);
-    const AnalysisHandle analysis(options.directory, AnalysisFormat::mobility, options.recalibrated);
+    const AnalysisHandle analysis(options.directory, AnalysisFormat::mobility, options.calibration);
     ScanReader reader(analysis);
     const std::uint32_t end = range.end ? *range.end : lastScanEnd(options, range, reader);
     const auto kind = options.raw ? Intensities::measured : Intensities::normalised;
@@ -168,7 +168,7 @@ void addScans(CLI::App& app, Action& action) {
     verb->add_option("--scans", options->scans, "range of scans, all by default")->type_name("A:B");
     verb->add_flag("--raw", options->raw, "print intensities as they were measured");
     addCsvAndJson(*verb, *options);
-    addRecalibrated(*verb, *options);
+    addCalibration(*verb, *options);
     verb->callback([options, &action] { action = [options] { return runScans(*options); }; });
 }
 

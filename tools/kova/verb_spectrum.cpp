@@ -50,7 +50,7 @@ class SpectrumPrinter {
 public:
     explicit SpectrumPrinter(const SpectrumOptions& verbOptions)
         : options(verbOptions),
-          analysis(options.directory, AnalysisFormat::spectra, options.recalibrated),
+          analysis(options.directory, AnalysisFormat::spectra, options.calibration),
           reader(analysis,
                  spectrumParts(MetadataDatabase(metadataPath(options.directory, AnalysisFormat::spectra)))) {}
 
@@ -157,7 +157,7 @@ void addSpectrum(CLI::App& app, Action& action) {
     verb->add_flag("--nonzero", options->nonzero, "leave out profile points without intensity")
         ->needs(profile);
     addCsvAndJson(*verb, *options);
-    addRecalibrated(*verb, *options);
+    addCalibration(*verb, *options);
     verb->callback([options, &action] { action = [options] { return runSpectrum(*options); }; });
 }
 
