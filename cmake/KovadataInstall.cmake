@@ -16,6 +16,9 @@ configure_file(cmake/kovadata.pc.in kovadata.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/kovadata.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 if(KOVADATA_BUILD_TOOLS)
+  # The installed tool finds the library beside it, wherever the prefix is.
+  file(RELATIVE_PATH bin_to_lib "/prefix/${CMAKE_INSTALL_BINDIR}" "/prefix/${CMAKE_INSTALL_LIBDIR}")
+  set_target_properties(kova PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
   install(TARGETS kova kova-simulate RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(TARGETS kova-states RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/kovadata)
 endif()

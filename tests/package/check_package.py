@@ -25,6 +25,14 @@ def check_output(program: pathlib.Path, library_folder: pathlib.Path) -> None:
         sys.exit(f"{program.name} printed {output!r}")
 
 
+def check_tools(prefix: pathlib.Path, folder: pathlib.Path) -> None:
+    analysis = folder / "run.d"
+    run(prefix / "bin" / "kova-simulate", analysis, "--frames=2", "--scans=60", "--peaks-per-frame=500", "--recalibrated=1")
+    output = run(prefix / "bin" / "kova", "info", analysis, "--recalibrated")
+    if "mobility for 2 frames, in use" not in output:
+        sys.exit(f"kova info printed {output!r}")
+
+
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__)
     for name in ("build", "consumer", "cc", "flags"):
@@ -48,6 +56,7 @@ def main() -> None:
         run(arguments.cc, "-std=c99", "-Wall", "-Wextra", "-Werror", "-pedantic", *shlex.split(arguments.flags), source,
             "-o", root / "by_pkg_config", *flags)
         check_output(root / "by_pkg_config", library_folder)
+        check_tools(prefix, root)
 
 
 if __name__ == "__main__":

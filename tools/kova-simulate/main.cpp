@@ -61,6 +61,8 @@ void declare(CLI::App& app, Arguments& a) {
     app.add_flag("--profile", a.profile, "kvs: write profile spectra");
     app.add_option("--recalibrated", o.recalibratedStates, "Write calibration.sqlite with this many states")
         ->check(CLI::Range(0U, 1000U));
+    app.add_option("--fragments", o.fragmentList,
+                   "Also write a CSV file: the peptide of each precursor and the m/z of its fragments");
     app.add_flag("--force", a.force, "Replace an analysis that is already there");
     app.add_flag("--quiet", a.quiet, "Print nothing");
     app.set_version_flag("--version", "kova-simulate " KOVADATA_VERSION_STRING);

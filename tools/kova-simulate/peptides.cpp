@@ -105,6 +105,11 @@ std::vector<Fragment> fragments(std::string_view peptide, int precursorCharge) {
     return result;
 }
 
+Composition fragmentComposition(const Fragment& fragment) {
+    const Composition residues = residueComposition(fragment.sequence);
+    return fragment.isY ? residues + kWater : residues;
+}
+
 double relativeRetention(std::string_view peptide) {
     double sum = 0.0;
     for (const char letter : peptide) {

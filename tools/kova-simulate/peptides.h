@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include "kova-simulate/chemistry.h"
+
 namespace simulator {
 
 // Peptides that trypsin makes of a protein: cut behind K and R unless P follows, with up to `missedCleavages` cuts left
@@ -21,6 +23,9 @@ struct Fragment {
 // b and y ions of a peptide ion. Intensities follow the usual rules (y before b, stronger in front of proline and in the
 // middle) and vary from bond to bond, the same way each time.
 std::vector<Fragment> fragments(std::string_view peptide, int precursorCharge);
+
+// Of the neutral fragment: its m/z is mass / charge + the mass of a proton.
+Composition fragmentComposition(const Fragment& fragment);
 
 // From 0 (early) to about 1 (late) in reversed-phase chromatography.
 double relativeRetention(std::string_view peptide);

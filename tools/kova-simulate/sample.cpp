@@ -91,9 +91,7 @@ double elution(const Ion& ion, double time, double width) {
 std::vector<IsotopeLine> fragmentLines(const Instrument& instrument, const Ion& ion) {
     std::vector<IsotopeLine> lines;
     for (const Fragment& fragment : fragments(ion.sequence, ion.charge)) {
-        const Composition residues = residueComposition(fragment.sequence);
-        const Composed composed =
-            compose(instrument, fragment.isY ? residues + kWater : residues, fragment.charge);
+        const Composed composed = compose(instrument, fragmentComposition(fragment), fragment.charge);
         for (const IsotopeLine& line : composed.lines) {
             lines.push_back({line.index, 0.95 * fragment.intensity * line.fraction});
         }

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <optional>
 
+#include "kova-simulate/fragment_list.h"
 #include "kova-simulate/frame_synthesis.h"
 #include "kova-simulate/precursor_schedule.h"
 #include "kova-simulate/recalibration.h"
@@ -41,7 +43,11 @@ public:
           ms1(given.scans, kSamples, given.peaksPerFrame),
           msms(given.scans, kSamples,
                given.msmsPeaksPerFrame != 0 ? given.msmsPeaksPerFrame : given.peaksPerFrame / 4),
-          writer(given.out, settingsOf(given)) {}
+          writer(given.out, settingsOf(given)) {
+        if (!given.fragmentList.empty()) {
+            fragmentList.emplace(given.fragmentList);
+        }
+    }
 
     Summary execute() {
         writer.database().addMzCalibration(instrument.mzCalibration());
@@ -50,6 +56,9 @@ public:
             addCycle();
         }
         writer.finish();
+        if (fragmentList) {
+            fragmentList->finish();
+        }
         if (options.recalibratedStates > 0) {
             writeRecalibratedStates(options.out, options.recalibratedStates, summary.frames, instrument);
         }
@@ -92,6 +101,9 @@ private:
     void addPrecursorRows(const ScheduledPrecursor& precursor, std::int64_t parent, std::int64_t firstFrame) {
         const auto id = static_cast<std::int64_t>(++summary.precursors);
         const Ion& ion = *precursor.ion;
+        if (fragmentList) {
+            fragmentList->add(id, ion);
+        }
         writer.database().addPrecursor({.id = id,
                                         .parent = parent,
                                         .scanNumber = ion.scan,
@@ -166,6 +178,7 @@ private:
     FrameSynthesis msms;
     std::map<const Ion*, std::vector<IsotopeLine>> fragmentCache;
     AnalysisWriter writer;
+    std::optional<FragmentList> fragmentList;
     Summary summary;
 };
 

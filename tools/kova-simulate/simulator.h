@@ -23,6 +23,7 @@ struct Options {
     int zstdLevel = 1;
     analysis_writer::SpectrumParts parts = {};  // of spectrum-format analyses
     std::uint32_t recalibratedStates = 0;
+    std::filesystem::path fragmentList;     // empty: none is written
     std::function<void()> onFrame = [] {};  // called after each frame
 };
 

@@ -35,7 +35,7 @@ bool needsStates(char** argv) {
 std::string programPath() {
     std::error_code error;
     const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
-    const std::array candidates = {folder / kProgram, folder / ".." / KOVA_LIBEXEC_FROM_BIN / kProgram};
+    const std::array candidates = {folder / kProgram, folder / KOVA_LIBEXEC_FROM_BIN / kProgram};
     const auto found = std::ranges::find_if(
         candidates, [](const fs::path& path) { return ::access(path.c_str(), X_OK) == 0; });
     return error || found == candidates.end() ? std::string() : found->string();
