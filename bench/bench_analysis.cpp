@@ -55,27 +55,42 @@ std::filesystem::path simulatedRun(const Run& run) {
     return directory;
 }
 
+void forEachRow(const std::filesystem::path& database, const char* sql, const RowFunction& row) {
+    sqlite3* opened = nullptr;
+    const int code = sqlite3_open_v2(database.c_str(), &opened, SQLITE_OPEN_READONLY, nullptr);
+    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> connection(opened, &sqlite3_close);
+    sqlite3_stmt* compiled = nullptr;
+    if (code != SQLITE_OK || sqlite3_prepare_v2(opened, sql, -1, &compiled, nullptr) != SQLITE_OK) {
+        throw std::runtime_error(sqlite3_errmsg(opened));
+    }
+    const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> statement(compiled, &sqlite3_finalize);
+    while (sqlite3_step(compiled) == SQLITE_ROW) {
+        row(*compiled);
+    }
+}
+
+std::vector<std::int64_t> precursorIds(const std::filesystem::path& analysis) {
+    std::vector<std::int64_t> ids;
+    forEachRow(analysis / "analysis.kvd", "SELECT Id FROM Precursors ORDER BY Id",
+               [&](sqlite3_stmt& row) { ids.push_back(sqlite3_column_int64(&row, 0)); });
+    return ids;
+}
+
 std::vector<StoredFrame> loadFrames(const std::filesystem::path& analysis) {
     const std::string name =
         std::filesystem::exists(analysis / "analysis.kvd") ? "analysis.kvd" : "analysis.kvs";
-    sqlite3* connection = nullptr;
-    sqlite3_open_v2((analysis / name).c_str(), &connection, SQLITE_OPEN_READONLY, nullptr);
-    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> close(connection, &sqlite3_close);
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(connection, "SELECT Id, KovaId, NumScans FROM Frames ORDER BY Id", -1, &statement,
-                       nullptr);
-    const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> finalize(statement, &sqlite3_finalize);
     std::ifstream blob(analysis / (name + "_bin"), std::ios::binary);
     std::vector<StoredFrame> frames;
-    while (sqlite3_step(statement) == SQLITE_ROW) {
-        const std::int64_t position = sqlite3_column_int64(statement, 1);
-        std::uint32_t size =
-            0;  // the first word of a block in both compression types, as the simulator writes them
-        std::memcpy(&size, readBytes(blob, position, 4).data(), 4);
-        frames.push_back({sqlite3_column_int64(statement, 0),
-                          static_cast<std::uint32_t>(sqlite3_column_int(statement, 2)),
-                          readBytes(blob, position, size)});
-    }
+    forEachRow(analysis / name, "SELECT Id, KovaId, NumScans FROM Frames ORDER BY Id",
+               [&](sqlite3_stmt& row) {
+                   const std::int64_t position = sqlite3_column_int64(&row, 1);
+                   // The first word of a block in every compression type, as the simulator writes them.
+                   std::uint32_t size = 0;
+                   std::memcpy(&size, readBytes(blob, position, 4).data(), 4);
+                   frames.push_back({sqlite3_column_int64(&row, 0),
+                                     static_cast<std::uint32_t>(sqlite3_column_int(&row, 2)),
+                                     readBytes(blob, position, size)});
+               });
     return frames;
 }
 

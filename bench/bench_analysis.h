@@ -3,8 +3,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
+
+#include <sqlite3.h>
 
 namespace bench {
 
@@ -16,7 +19,19 @@ struct Run {
     int msmsPerMs1 = 0;
     bool spectra = false;  // without mobility
 };
+inline constexpr Run kDenseRun{.frames = 24, .peaksPerFrame = 300'000};
+inline constexpr Run kSparseRun{.frames = 160, .peaksPerFrame = 20'000};
+inline constexpr Run kScanwiseRun{.frames = 24, .peaksPerFrame = 300'000, .compression = 1};
+inline constexpr Run kMsMsRun{.frames = 520, .peaksPerFrame = 100'000, .msmsPerMs1 = 8};
+inline constexpr Run kSpectraRun{.frames = 60, .peaksPerFrame = 200'000, .spectra = true};
 std::filesystem::path simulatedRun(const Run& run);
+
+// Calls the function with each row of a query. Raises std::runtime_error.
+using RowFunction = std::function<void(sqlite3_stmt& row)>;
+void forEachRow(const std::filesystem::path& database, const char* sql, const RowFunction& row);
+
+// Ids of all precursors, ascending.
+std::vector<std::int64_t> precursorIds(const std::filesystem::path& analysis);
 
 struct StoredFrame {
     std::int64_t id;

@@ -9,6 +9,7 @@
 #include "fixtures/analysis_builder.h"
 #include "fixtures/temp_directory.h"
 #include "kovadata/kova.h"
+#include "kovadata/kvs.h"
 #include "plain_conversion.h"
 
 namespace {
@@ -80,6 +81,13 @@ void floorOf(benchmark::State& state, Model frame, bool toMz, int threads, std::
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(count));
 }
 
+// What a call across the boundary costs whatever it does.
+void emptyCall(benchmark::State& state) {
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(kvs_has_recalibrated_state(0));
+    }
+}
+
 void copyAlone(benchmark::State& state, std::size_t count) {
     const std::vector<double> in = inputs(count, true);
     std::vector<double> out(count);
@@ -89,6 +97,9 @@ void copyAlone(benchmark::State& state, std::size_t count) {
     }
 }
 
+// The shortest batch that worker threads may share. On more of them it must cost no more than on one.
+constexpr std::size_t kShortBatch = 100;
+
 void registerPath(Model frame, bool toMz, int threads, std::size_t count) {
     const std::string path = std::string(toMz ? "index_to_mz" : "mz_to_index") +
                              (frame == kModelQuadratic ? "_quadratic_" : "_cubic_") + std::to_string(count) +
@@ -96,7 +107,13 @@ void registerPath(Model frame, bool toMz, int threads, std::size_t count) {
     const auto add = [&](const char* role, auto... arguments) {
         benchmark::RegisterBenchmark((path + role).c_str(), arguments...)->UseRealTime();
     };
-    add("/floor", floorOf, frame, toMz, threads, count);
+    if (count == 1) {
+        add("/floor", emptyCall);
+    } else if (count == kShortBatch) {
+        add("/floor", library, frame, toMz, 1, count);
+    } else {
+        add("/floor", floorOf, frame, toMz, threads, count);
+    }
     add("/library", library, frame, toMz, threads, count);
     add("/memcpy", copyAlone, count);
 }
@@ -105,7 +122,8 @@ const int registered = [] {
     for (const Model frame : {kModelQuadratic, kModelCubic}) {
         for (const bool toMz : {true, false}) {
             for (const int threads : {1, 2}) {
-                for (const std::size_t count : {10U, 99U, 100U, 10'000U, 1'000'000U}) {
+                for (const std::size_t count :
+                     std::initializer_list<std::size_t>{1, 10, 99, kShortBatch, 10'000, 1'000'000}) {
                     registerPath(frame, toMz, threads, count);
                 }
             }

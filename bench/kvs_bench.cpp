@@ -14,8 +14,7 @@ namespace {
 constexpr std::size_t kBlockHeaderSize = 8;
 
 struct Input {
-    std::filesystem::path path =
-        bench::simulatedRun({.frames = 60, .peaksPerFrame = 200'000, .spectra = true});
+    std::filesystem::path path = bench::simulatedRun(bench::kSpectraRun);
     std::vector<bench::StoredFrame> frames = bench::loadFrames(path);
 };
 

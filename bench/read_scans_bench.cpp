@@ -1,9 +1,11 @@
-// Reading every scan of every frame through the exported call, beside bare decompression of the same blocks.
+// Reading scans through the exported calls, beside bare decompression of the same blocks.
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 #include <vector>
 
 #include <benchmark/benchmark.h>
+#include <lzf.h>
 #include <zstd.h>
 
 #include "bench_analysis.h"
@@ -20,18 +22,25 @@ struct Input {
     std::vector<bench::StoredFrame> frames;
 };
 
-// Both runs are loaded when first asked for, so that a filtered benchmark does not simulate the other one.
+// Each run is loaded when first asked for, so that a filtered benchmark does not simulate the others.
 const Input& dense() {
-    static const Input input({.frames = 24, .peaksPerFrame = 300'000});
+    static const Input input(bench::kDenseRun);
     return input;
 }
 
 const Input& sparse() {
-    static const Input input({.frames = 160, .peaksPerFrame = 20'000});
+    static const Input input(bench::kSparseRun);
     return input;
 }
 
-void zstdAlone(benchmark::State& state, const Input& (*get)()) {
+const Input& scanwise() {
+    static const Input input(bench::kScanwiseRun);
+    return input;
+}
+
+using GetInput = const Input& (*)();
+
+void zstdAlone(benchmark::State& state, GetInput get) {
     const Input& input = get();
     ZSTD_DCtx* const context = ZSTD_createDCtx();
     std::vector<std::byte> output(64'000'000);
@@ -52,15 +61,43 @@ void zstdAlone(benchmark::State& state, const Input& (*get)()) {
     state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
 }
 
-void readScans(benchmark::State& state, const Input& (*get)()) {
+std::uint32_t wordAt(const std::vector<std::byte>& block, std::size_t word) {
+    std::uint32_t value = 0;
+    std::memcpy(&value, block.data() + 4 * word, sizeof value);
+    return value;
+}
+
+// The streams lie behind a table of their offsets; those of scans without peaks are empty.
+void lzfAlone(benchmark::State& state, GetInput get) {
+    const Input& input = get();
+    std::vector<std::byte> output(4'000'000);
+    for (auto _ : state) {
+        for (const bench::StoredFrame& frame : input.frames) {
+            for (std::uint32_t scan = 0; scan < frame.scans; ++scan) {
+                const std::uint32_t begin = wordAt(frame.block, 2 + scan);
+                const std::uint32_t end = wordAt(frame.block, 3 + scan);
+                if (begin < end && lzf_decompress(frame.block.data() + begin, end - begin, output.data(),
+                                                  static_cast<unsigned>(output.size())) == 0) {
+                    state.SkipWithError("a scan could not be decompressed");
+                }
+            }
+        }
+        benchmark::ClobberMemory();
+    }
+}
+
+// Reads the frames of a run; `read` gets the handle, the frame, the buffer and its size.
+using Read = std::uint32_t (*)(std::uint64_t, const bench::StoredFrame&, std::uint32_t*, std::uint32_t);
+
+void readFrames(benchmark::State& state, GetInput get, Read read) {
     const Input& input = get();
     const std::uint64_t handle = kova_open(input.path.c_str(), 0);
     std::vector<std::uint32_t> buffer(16'000'000);
     std::size_t bytes = 0;
     for (auto _ : state) {
         for (const bench::StoredFrame& frame : input.frames) {
-            const std::uint32_t size = kova_read_scans_v2(handle, frame.id, 0, frame.scans, buffer.data(),
-                                                          static_cast<std::uint32_t>(4 * buffer.size()));
+            const std::uint32_t size =
+                read(handle, frame, buffer.data(), static_cast<std::uint32_t>(4 * buffer.size()));
             if (size == 0) {
                 state.SkipWithError("a frame could not be read");
             }
@@ -72,11 +109,63 @@ void readScans(benchmark::State& state, const Input& (*get)()) {
     state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
 }
 
-BENCHMARK_CAPTURE(zstdAlone, dense, &dense)->Name("frames_300k_peaks/floor")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(readScans, dense, &dense)->Name("frames_300k_peaks/library")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(zstdAlone, sparse, &sparse)->Name("frames_20k_peaks/floor")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(readScans, sparse, &sparse)
-    ->Name("frames_20k_peaks/library")
-    ->Unit(benchmark::kMillisecond);
+std::uint32_t allScans(std::uint64_t handle, const bench::StoredFrame& frame, std::uint32_t* buffer,
+                       std::uint32_t size) {
+    return kova_read_scans_v2(handle, frame.id, 0, frame.scans, buffer, size);
+}
+
+std::uint32_t someScans(std::uint64_t handle, const bench::StoredFrame& frame, std::uint32_t* buffer,
+                        std::uint32_t size) {
+    return kova_read_scans_v2(handle, frame.id, 400, 420, buffer, size);
+}
+
+std::uint32_t oneFrameAtOnce(std::uint64_t handle, std::uint32_t* buffer, std::uint32_t size) {
+    return allScans(handle, dense().frames.front(), buffer, size);
+}
+
+std::uint32_t oneFrameScanByScan(std::uint64_t handle, std::uint32_t* buffer, std::uint32_t size) {
+    const bench::StoredFrame& frame = dense().frames.front();
+    std::uint32_t total = 0;
+    for (std::uint32_t scan = 0; scan < frame.scans; ++scan) {
+        const std::uint32_t bytes =
+            kova_read_scans_v2(handle, frame.id, scan, scan + 1, buffer, size - total);
+        if (bytes == 0) {
+            return 0;
+        }
+        buffer += bytes / 4;
+        total += bytes;
+    }
+    return total;
+}
+
+// The frame stays decompressed between the calls, as it does for a caller who goes through its scans.
+void readOneFrame(benchmark::State& state, decltype(&oneFrameAtOnce) read) {
+    const std::uint64_t handle = kova_open(dense().path.c_str(), 0);
+    std::vector<std::uint32_t> buffer(16'000'000);
+    for (auto _ : state) {
+        if (read(handle, buffer.data(), static_cast<std::uint32_t>(4 * buffer.size())) == 0) {
+            state.SkipWithError("a frame could not be read");
+        }
+        benchmark::ClobberMemory();
+    }
+    kova_close(handle);
+}
+
+const int registered = [] {
+    const auto add = [](const char* name, auto... arguments) {
+        benchmark::RegisterBenchmark(name, arguments...)->Unit(benchmark::kMillisecond);
+    };
+    add("frames_300k_peaks/floor", zstdAlone, &dense);
+    add("frames_300k_peaks/library", readFrames, &dense, &allScans);
+    add("frames_20k_peaks/floor", zstdAlone, &sparse);
+    add("frames_20k_peaks/library", readFrames, &sparse, &allScans);
+    add("frames_scanwise/floor", lzfAlone, &scanwise);
+    add("frames_scanwise/library", readFrames, &scanwise, &allScans);
+    add("scans_400_to_420/floor", zstdAlone, &dense);
+    add("scans_400_to_420/library", readFrames, &dense, &someScans);
+    add("one_frame_scan_by_scan/floor", readOneFrame, &oneFrameAtOnce);
+    add("one_frame_scan_by_scan/library", readOneFrame, &oneFrameScanByScan);
+    return 0;
+}();
 
 }  // namespace

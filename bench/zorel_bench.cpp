@@ -3,24 +3,19 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <map>
-#include <memory>
 #include <numeric>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <sqlite3.h>
 
 #include "bench_analysis.h"
 #include "kovadata/kova.h"
 #include "reference/plain_peak_finder.h"
 
 namespace {
-
-constexpr bench::Run kRun{.frames = 520, .peaksPerFrame = 100'000, .msmsPerMs1 = 8};
 
 // The calibration of every parent frame of a simulated run.
 constexpr reference::WidthModel kWidths{300.0, 24000.0, 0.2, 15000.0};
@@ -35,32 +30,25 @@ struct Stripe {
 };
 
 std::vector<Stripe> loadStripes(const std::filesystem::path& analysis) {
-    sqlite3* opened = nullptr;
-    const int code =
-        sqlite3_open_v2((analysis / "analysis.kvd").c_str(), &opened, SQLITE_OPEN_READONLY, nullptr);
-    const std::unique_ptr<sqlite3, int (*)(sqlite3*)> db(opened, sqlite3_close);
-    sqlite3_stmt* compiled = nullptr;
     constexpr const char* kSql =
         "SELECT m.Frame, p.Id, p.Parent, m.ScanNumBegin, m.ScanNumEnd FROM ZorelFrameMsMsInfo m "
         "JOIN Precursors p ON p.Id = m.Precursor ORDER BY m.Frame, p.Id";
-    if (code != SQLITE_OK || sqlite3_prepare_v2(opened, kSql, -1, &compiled, nullptr) != SQLITE_OK) {
-        throw std::runtime_error(sqlite3_errmsg(opened));
-    }
-    const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> query(compiled, sqlite3_finalize);
     std::vector<Stripe> stripes;
-    while (sqlite3_step(compiled) == SQLITE_ROW) {
-        stripes.push_back({sqlite3_column_int64(compiled, 0), sqlite3_column_int64(compiled, 1),
-                           sqlite3_column_int64(compiled, 2),
-                           static_cast<std::uint32_t>(sqlite3_column_int64(compiled, 3)),
-                           static_cast<std::uint32_t>(sqlite3_column_int64(compiled, 4))});
-    }
+    bench::forEachRow(analysis / "analysis.kvd", kSql, [&](sqlite3_stmt& row) {
+        stripes.push_back({sqlite3_column_int64(&row, 0), sqlite3_column_int64(&row, 1),
+                           sqlite3_column_int64(&row, 2),
+                           static_cast<std::uint32_t>(sqlite3_column_int64(&row, 3)),
+                           static_cast<std::uint32_t>(sqlite3_column_int64(&row, 4))});
+    });
     return stripes;
 }
 
 // The run, opened, with its precursors and a buffer for the scans of one stripe.
 struct Input {
     Input()
-        : path(bench::simulatedRun(kRun)), handle(kova_open(path.c_str(), 0)), stripes(loadStripes(path)) {
+        : path(bench::simulatedRun(bench::kMsMsRun)),
+          handle(kova_open(path.c_str(), 0)),
+          stripes(loadStripes(path)) {
         for (const Stripe& stripe : stripes) {
             lastFrame[stripe.precursor] = stripe.frame;
         }
@@ -96,36 +84,13 @@ Input& input() {
     return shared;
 }
 
-// The largest resident size of the process from construction on.
-class PeakMemory {
-public:
-    PeakMemory() {
-        input();  // made before anything is measured
-        std::ofstream("/proc/self/clear_refs") << "5";
-    }
-
-    double megabytes() const {
-        std::ifstream status("/proc/self/status");
-        for (std::string word; status >> word;) {
-            if (word == "VmHWM:") {
-                double kibibytes = 0;
-                status >> kibibytes;
-                return kibibytes / 1024;
-            }
-        }
-        return 0;
-    }
-};
-
-void report(benchmark::State& state, const PeakMemory& memory, std::size_t peaks) {
+void report(benchmark::State& state, std::size_t peaks) {
     state.counters["precursors"] = static_cast<double>(input().precursors.size());
     state.counters["stripes"] = static_cast<double>(input().stripes.size());
     state.counters["peaks"] = static_cast<double>(peaks);
-    state.counters["peak_rss_MB"] = memory.megabytes();
 }
 
 void decodingAlone(benchmark::State& state) {
-    const PeakMemory memory;
     std::size_t peaks = 0;
     for (auto _ : state) {
         peaks = 0;
@@ -135,11 +100,33 @@ void decodingAlone(benchmark::State& state) {
                                      std::size_t{0});
         }
     }
-    report(state, memory, peaks);
+    report(state, peaks);
+}
+
+// What the profiles cannot do without: decoding, clearing the bins of each precursor, and one copy of them.
+void decodingAndClearing(benchmark::State& state) {
+    constexpr std::size_t kBins = 400'000;
+    std::vector<std::int32_t> profile(kBins);
+    std::vector<std::int32_t> copy(kBins);
+    std::size_t peaks = 0;
+    for (auto _ : state) {
+        peaks = 0;
+        for (const Stripe& stripe : input().stripes) {
+            const std::vector<std::uint32_t>& words = input().readScans(stripe);
+            peaks += std::accumulate(words.begin(), words.begin() + (stripe.scanEnd - stripe.scanBegin),
+                                     std::size_t{0});
+            if (input().lastFrame[stripe.precursor] == stripe.frame) {
+                std::memset(profile.data(), 0, kBins * sizeof profile[0]);
+                benchmark::ClobberMemory();
+                std::memcpy(copy.data(), profile.data(), kBins * sizeof profile[0]);
+                benchmark::ClobberMemory();
+            }
+        }
+    }
+    report(state, peaks);
 }
 
 void lineSpectra(benchmark::State& state) {
-    const PeakMemory memory;
     std::size_t peaks = 0;
     const auto count = [](std::int64_t, std::uint32_t found, const double*, const float*, void* sum) {
         *static_cast<std::size_t*>(sum) += found;
@@ -152,11 +139,10 @@ void lineSpectra(benchmark::State& state) {
             state.SkipWithError("spectra cannot be read");
         }
     }
-    report(state, memory, peaks);
+    report(state, peaks);
 }
 
 void profiles(benchmark::State& state) {
-    const PeakMemory memory;
     std::size_t bins = 0;
     const auto count = [](std::int64_t, std::uint32_t found, const std::int32_t*, void* sum) {
         *static_cast<std::size_t*>(sum) += found;
@@ -169,7 +155,7 @@ void profiles(benchmark::State& state) {
             state.SkipWithError("profiles cannot be read");
         }
     }
-    report(state, memory, bins);
+    report(state, bins);
 }
 
 // Adds the peaks of a stripe to a profile with one bin per index.
@@ -196,7 +182,6 @@ void convertOnThisThread(std::int64_t frame, std::vector<double>& positions) {
 }
 
 void plainForm(benchmark::State& state) {
-    const PeakMemory memory;
     std::size_t peaks = 0;
     for (auto _ : state) {
         peaks = 0;
@@ -212,13 +197,13 @@ void plainForm(benchmark::State& state) {
             }
         }
     }
-    report(state, memory, peaks);
+    report(state, peaks);
 }
 
 BENCHMARK(decodingAlone)->Name("precursor_lines/floor")->Unit(benchmark::kMillisecond);
 BENCHMARK(lineSpectra)->Name("precursor_lines/library")->Unit(benchmark::kMillisecond);
 BENCHMARK(plainForm)->Name("precursor_lines/plain")->Unit(benchmark::kMillisecond);
-BENCHMARK(decodingAlone)->Name("precursor_profiles/floor")->Unit(benchmark::kMillisecond);
+BENCHMARK(decodingAndClearing)->Name("precursor_profiles/floor")->Unit(benchmark::kMillisecond);
 BENCHMARK(profiles)->Name("precursor_profiles/library")->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -29,6 +29,9 @@ namespace {
 // More threads than this bring nothing, and the runtime ends the process when the system refuses to make one.
 constexpr int kMaxWorkers = 256;
 
+// Waking a thread takes as long as converting about this many elements.
+constexpr std::size_t kElementsWorthAThread = 2048;
+
 // Pieces begin on cache lines of their own as far as the array does.
 constexpr std::size_t kElementsPerLine = 8;
 
@@ -76,8 +79,13 @@ void runPiece(Region& region, int worker, int workers) {
     announce(&region.count);
 }
 
-LUMO_NO_SANITIZE_THREAD void runParallel(Region& region) {
-    const int workers = std::clamp(omp_get_max_threads(), 1, kMaxWorkers);
+int workersFor(std::size_t count) {
+    const std::size_t useful = count / kElementsWorthAThread;
+    return static_cast<int>(std::min<std::size_t>(
+        useful, static_cast<std::size_t>(std::clamp(omp_get_max_threads(), 1, kMaxWorkers))));
+}
+
+LUMO_NO_SANITIZE_THREAD void runParallel(Region& region, int workers) {
 #pragma omp parallel num_threads(workers)
     runPiece(region, omp_get_thread_num(), omp_get_num_threads());
 }
@@ -87,13 +95,14 @@ LUMO_NO_SANITIZE_THREAD void runParallel(Region& region) {
 bool isInParallelRegion() { return omp_in_parallel() != 0; }
 
 void runOnWorkerThreads(std::size_t count, WorkFunction work, void* context) {
-    if (workersLostByFork) {
+    const int workers = workersFor(count);
+    if (workers <= 1 || workersLostByFork) {
         work(context, 0, count);
         return;
     }
     Region region{count, work, context};
     announce(&region);
-    runParallel(region);
+    runParallel(region, workers);
     await(&region.count);
 }
 

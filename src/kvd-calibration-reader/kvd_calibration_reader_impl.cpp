@@ -67,7 +67,26 @@ std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTr
     if (!mobilityTable) {
         LUMO_THROW(std::runtime_error("Mobility calibration is not supported."));
     }
-    return readMobilityTrafo(getMobCalibId(frameId, *db, logger), *mobilityTable);
+    return readMobilityTrafo(mobCalibId(frameId), *mobilityTable);
+}
+
+// Conversions ask for it each time, so the usual case of one whole number does not compile a statement.
+std::int64_t KvdCalibrationReaderImpl::mobCalibId(std::int64_t frameId) const {
+    if (!mobCalibIdStatement.isPrepared()) {
+        mobCalibIdStatement = db->compileStatement("SELECT KovaCalibration FROM Frames WHERE Id=?");
+    }
+    mobCalibIdStatement.bind(1, frameId);
+    {
+        CppSQLite3Query row = mobCalibIdStatement.execQuery();
+        if (!row.eof() && row.fieldType(0) == CppSQLite3FieldType::Integer) {
+            const std::int64_t calibrationId = row.getInt64Field(0);
+            row.nextRow();
+            if (row.eof()) {
+                return calibrationId;
+            }
+        }
+    }
+    return getMobCalibId(frameId, *db, logger);
 }
 
 models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getReferenceMzTrafo(bool negative) const {
@@ -112,14 +131,7 @@ std::int64_t getMobCalibId(std::int64_t frameId, CppSQLite3DB& db, const logging
         LUMO_LOG(logger, Error, text);
         LUMO_THROW(std::runtime_error(text));
     }
-    if (row.fieldType(0) == CppSQLite3FieldType::Integer) {
-        const std::int64_t calibrationId = row.getInt64Field(0);
-        row.nextRow();
-        if (row.eof()) {
-            return calibrationId;
-        }
-    }
-    // Anything but one whole number: the checked query knows what to accept and what to say.
+    // The checked query knows what to accept besides one whole number, and what to say of the rest.
     return sqlite::simpleCheckedQuery<std::int64_t>(db, sql);
 }
 

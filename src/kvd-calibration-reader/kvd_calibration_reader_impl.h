@@ -44,10 +44,13 @@ public:
     std::shared_ptr<CppSQLite3DB> getSQLiteDb() const override { return db; }
 
 private:
+    std::int64_t mobCalibId(std::int64_t frameId) const;
+
     logging::Logger logger;
     std::shared_ptr<CppSQLite3DB> db;
     calibration::CalibrationTableReader mzTable;
     std::optional<calibration::CalibrationTableReader> mobilityTable;
+    mutable CppSQLite3Statement mobCalibIdStatement;  // compiled when first used
 };
 
 // The frame's mobility calibration id. A frame without one is logged and fails with std::runtime_error.
