@@ -1,37 +1,36 @@
 #include "logging/backend.h"
 
-#include <array>
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <unordered_map>
 
-#include <spdlog/logger.h>
+#include <pthread.h>
 
+#include "logging/complaint.h"
+#include "logging/fork_guard.h"
 #include "logging/logger.h"
+#include "logging/settings_source.h"
+#include "logging/sink_factory.h"
+#include "logging/sink_set.h"
+#include "sys/environment.h"
 
 namespace lumo::logging {
 
 class LoggerImpl {
 public:
-    explicit LoggerImpl(std::string dottedName) : name(std::move(dottedName)) {}
+    LoggerImpl(std::string dottedName, std::shared_ptr<SinkSet> sharedSinks)
+        : name(std::move(dottedName)), sinks(std::move(sharedSinks)) {}
 
-    std::string name;
+    const std::string name;
     std::atomic<int> threshold{static_cast<int>(Level::Off)};
-    // Replaced as a whole by configure() while other threads may be writing.
-    std::shared_ptr<spdlog::logger> target;
+    const std::shared_ptr<SinkSet> sinks;
 };
 
 namespace {
 
 // Set at unload or exit. A host may close its handles from destructors that run after those of this library.
 std::atomic<bool> destroyed{false};
-
-spdlog::level::level_enum spdlogLevel(Level level) {
-    constexpr std::array levels = {spdlog::level::trace, spdlog::level::debug, spdlog::level::info,
-                                   spdlog::level::warn,  spdlog::level::err,   spdlog::level::critical,
-                                   spdlog::level::off};
-    return levels[static_cast<std::size_t>(level)];
-}
 
 bool covers(std::string_view prefix, std::string_view name) {
     return prefix.empty() || name == prefix || (name.starts_with(prefix) && name[prefix.size()] == '.');
@@ -49,59 +48,101 @@ Level levelFor(const Configuration& configuration, std::string_view name) {
     return configuration.sinks.empty() ? Level::Off : level;
 }
 
+// What the environment asks for. A host program with more rights than its user must not write where the user says.
+Configuration environmentConfiguration() {
+    if (sys::runsWithElevatedRights()) {
+        return {};
+    }
+    try {
+        const std::optional<Settings> settings = findSettings(Surroundings::ofThisProcess());
+        return settings ? makeConfiguration(*settings) : Configuration{};
+    } catch (const std::exception& error) {
+        complain("stays off, " + std::string(error.what()));
+        return {};
+    }
+}
+
 // Own registry instead of the back end's global one, which the host program may be using with other settings.
 class Registry {
 public:
-    static Registry& instance() {
-        static Registry registry;
-        return registry;
-    }
-
-    Registry() = default;
+    Registry() { pthread_atfork(&beforeFork, &afterForkInParent, &afterForkInChild); }
     Registry(const Registry&) = delete;
     Registry& operator=(const Registry&) = delete;
-    ~Registry() { destroyed = true; }
+
+    ~Registry() {
+        destroyed = true;
+        sinks->stopThreads();
+    }
 
     std::shared_ptr<LoggerImpl> get(std::string_view name) {
         const std::lock_guard lock(mutex);
+        if (!configured) {
+            use(environmentConfiguration());
+        }
         auto& impl = loggers[std::string(name)];
         if (!impl) {
-            impl = std::make_shared<LoggerImpl>(std::string(name));
-            apply(*impl);
+            impl = std::make_shared<LoggerImpl>(std::string(name), sinks);
+            applyLevel(*impl);
         }
         return impl;
     }
 
     void configure(Configuration newConfiguration) {
         const std::lock_guard lock(mutex);
-        configuration = std::move(newConfiguration);
-        for (const auto& entry : loggers) {
-            apply(*entry.second);
-        }
+        use(std::move(newConfiguration));
     }
 
 private:
-    void apply(LoggerImpl& impl) const {
-        auto target = std::make_shared<spdlog::logger>(impl.name, configuration.sinks.begin(),
-                                                       configuration.sinks.end());
-        target->set_level(spdlog::level::trace);
-        target->flush_on(spdlog::level::err);
-        std::atomic_store(&impl.target, std::move(target));
+    // The registry's lock comes before the locks of sinks. The C library drops the handlers when the library is unloaded.
+    static void beforeFork();
+    static void afterForkInParent();
+    static void afterForkInChild();
+
+    void use(Configuration newConfiguration) {
+        configured = true;
+        configuration = std::move(newConfiguration);
+        sinks->replace(configuration.sinks);
+        for (const auto& entry : loggers) {
+            applyLevel(*entry.second);
+        }
+    }
+
+    void applyLevel(LoggerImpl& impl) const {
         impl.threshold.store(static_cast<int>(levelFor(configuration, impl.name)), std::memory_order_relaxed);
     }
 
     std::mutex mutex;
     std::unordered_map<std::string, std::shared_ptr<LoggerImpl>> loggers;
+    std::shared_ptr<SinkSet> sinks = std::make_shared<SinkSet>();
     Configuration configuration;
+    bool configured = false;
 };
+
+// Made when the library is loaded: a first use in two threads, one of which forks, would leave it half made in the child.
+Registry registry;
+
+void Registry::beforeFork() {
+    registry.mutex.lock();
+    lockAllForFork();
+}
+
+void Registry::afterForkInParent() {
+    unlockAllInParent();
+    registry.mutex.unlock();
+}
+
+void Registry::afterForkInChild() {
+    unlockAllInChild();
+    registry.mutex.unlock();
+}
 
 }  // namespace
 
 Logger Logger::getLogger(std::string_view name) {
     if (destroyed) {
-        return Logger(std::make_shared<LoggerImpl>(std::string(name)));
+        return Logger(std::make_shared<LoggerImpl>(std::string(name), nullptr));
     }
-    return Logger(Registry::instance().get(name));
+    return Logger(registry.get(name));
 }
 
 bool Logger::isEnabled(Level level) const noexcept {
@@ -110,13 +151,15 @@ bool Logger::isEnabled(Level level) const noexcept {
 
 void Logger::write(Level level, const std::string& message) const noexcept {
     try {
-        std::atomic_load(&impl->target)->log(spdlogLevel(level), message);
+        if (impl->sinks) {
+            impl->sinks->log(impl->name, level, message);
+        }
     } catch (...) {
         // A message that cannot be written must not change what the call does.
         return;
     }
 }
 
-void configure(Configuration configuration) { Registry::instance().configure(std::move(configuration)); }
+void configure(Configuration configuration) { registry.configure(std::move(configuration)); }
 
 }  // namespace lumo::logging

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,7 +17,8 @@ struct Configuration {
     std::vector<spdlog::sink_ptr> sinks;
 };
 
-// Applies to every logger, existing or still to come. An empty configuration switches logging off.
+// Applies to every logger, existing or still to come, in place of what the environment asks for. An empty configuration
+// switches logging off.
 void configure(Configuration configuration);
 
 }  // namespace lumo::logging

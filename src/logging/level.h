@@ -1,14 +1,35 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 namespace lumo::logging {
 
 enum class Level : int { Trace = 0, Debug = 1, Info = 2, Warn = 3, Error = 4, Fatal = 5, Off = 6 };
 
+inline constexpr int kLevels = 7;
+
 constexpr std::string_view levelName(Level level) {
-    constexpr std::string_view names[] = {"TRACE", "DEBUG", "INFO", "WARN", "ERROR", "FATAL", "OFF"};
+    constexpr std::string_view names[kLevels] = {"TRACE", "DEBUG", "INFO", "WARN", "ERROR", "FATAL", "OFF"};
     return names[static_cast<int>(level)];
+}
+
+// In small or capital letters.
+constexpr std::optional<Level> levelFromName(std::string_view text) {
+    constexpr auto sameLetter = [](char name, char given) {
+        return given == name || given == name + ('a' - 'A');
+    };
+    for (int level = 0; level < kLevels; ++level) {
+        const std::string_view name = levelName(static_cast<Level>(level));
+        bool same = name.size() == text.size();
+        for (std::size_t i = 0; same && i < name.size(); ++i) {
+            same = sameLetter(name[i], text[i]);
+        }
+        if (same) {
+            return static_cast<Level>(level);
+        }
+    }
+    return std::nullopt;
 }
 
 }  // namespace lumo::logging

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <locale>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -32,13 +33,27 @@ private:
 
 }  // namespace lumo::logging
 
+namespace lumo::logging {
+
+// The benchmark of what disabled messages cost builds the library a second time without any.
+#ifdef KOVADATA_NO_LOGGING
+inline constexpr bool kMessagesCompiledIn = false;
+#else
+inline constexpr bool kMessagesCompiledIn = true;
+#endif
+
+}  // namespace lumo::logging
+
 // LUMO_LOG(logger, Debug, "text " << value): the stream expression is evaluated only when the level is
-// enabled.
-#define LUMO_LOG(logger, level, expression)                                     \
-    do {                                                                        \
-        if ((logger).isEnabled(::lumo::logging::Level::level)) {                \
-            std::ostringstream lumoLogStream;                                   \
-            lumoLogStream << expression;                                        \
-            (logger).write(::lumo::logging::Level::level, lumoLogStream.str()); \
-        }                                                                       \
+// enabled. Numbers are written as the C locale has them, whatever the host program's is.
+#define LUMO_LOG(logger, level, expression)                                         \
+    do {                                                                            \
+        if constexpr (::lumo::logging::kMessagesCompiledIn) {                       \
+            if ((logger).isEnabled(::lumo::logging::Level::level)) {                \
+                std::ostringstream lumoLogStream;                                   \
+                lumoLogStream.imbue(std::locale::classic());                        \
+                lumoLogStream << expression;                                        \
+                (logger).write(::lumo::logging::Level::level, lumoLogStream.str()); \
+            }                                                                       \
+        }                                                                           \
     } while (false)

@@ -1,0 +1,135 @@
+#include "logging/async_sink.h"
+
+#include <csignal>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include <pthread.h>
+
+namespace lumo::logging {
+
+namespace {
+
+// Signals are the host program's: none is delivered to threads that are made while this lives.
+class AllSignalsBlocked {
+public:
+    AllSignalsBlocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before);
+    }
+    AllSignalsBlocked(const AllSignalsBlocked&) = delete;
+    AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
+    ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+
+private:
+    sigset_t before;
+};
+
+void writeLoss(spdlog::sinks::sink& target, std::size_t count, spdlog::details::log_msg message) {
+    const std::string text = std::to_string(count) + " messages dropped, the queue was full";
+    message.logger_name = "kovadata.logging";
+    message.level = spdlog::level::warn;
+    message.payload = text;
+    target.log(message);
+}
+
+// For what cannot be destroyed in a forked child: threads that are gone are still counted in there.
+template <class T>
+void replaceWithoutDestroying(T& object) {
+    std::construct_at(&object);
+}
+
+}  // namespace
+
+AsyncSink::AsyncSink(std::shared_ptr<spdlog::sinks::sink> wrapped, std::size_t queueSize, Overflow whenFull)
+    : target(std::move(wrapped)), capacity(queueSize), overflow(whenFull) {}
+
+void AsyncSink::log(const spdlog::details::log_msg& message) {
+    if (!enqueue(message)) {
+        target->log(message);
+    }
+}
+
+// False if there is no thread to write the message.
+bool AsyncSink::enqueue(const spdlog::details::log_msg& message) {
+    std::unique_lock lock(mutex);
+    if (stopping || !ensureWorker()) {
+        return false;
+    }
+    if (waiting.size() >= capacity && overflow == Overflow::Drop) {
+        ++dropped;
+        return true;
+    }
+    room.wait(lock, [&] { return waiting.size() < capacity || stopping; });
+    if (stopping) {
+        return false;
+    }
+    waiting.emplace_back(message);
+    arrived.notify_one();
+    return true;
+}
+
+bool AsyncSink::ensureWorker() {
+    if (!worker.joinable()) {
+        try {
+            const AllSignalsBlocked blocked;
+            worker = std::thread(&AsyncSink::work, this);
+            pthread_setname_np(worker.native_handle(), "kovadata-log");
+        } catch (const std::system_error&) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void AsyncSink::work() {
+    std::unique_lock lock(mutex);
+    while (true) {
+        arrived.wait(lock, [&] { return !waiting.empty() || stopping; });
+        if (waiting.empty()) {
+            return;
+        }
+        writeNext(lock);
+    }
+}
+
+void AsyncSink::writeNext(std::unique_lock<std::mutex>& lock) {
+    const spdlog::details::log_msg_buffer message = std::move(waiting.front());
+    waiting.pop_front();
+    // Told when the queue has run empty, so that telling it costs no room.
+    const std::size_t lost = waiting.empty() ? std::exchange(dropped, 0) : 0;
+    lock.unlock();
+    room.notify_one();
+    target->log(message);
+    if (lost != 0) {
+        writeLoss(*target, lost, message);
+    }
+    lock.lock();
+}
+
+void AsyncSink::stop() {
+    {
+        const std::lock_guard lock(mutex);
+        stopping = true;
+        arrived.notify_all();
+        room.notify_all();
+    }
+    if (worker.joinable()) {
+        worker.join();
+    }
+}
+
+// The thread is gone, and so is everyone who waited.
+void AsyncSink::unlockInChild() {
+    waiting.clear();
+    dropped = 0;
+    replaceWithoutDestroying(arrived);
+    replaceWithoutDestroying(room);
+    replaceWithoutDestroying(worker);
+    mutex.unlock();
+}
+
+}  // namespace lumo::logging

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string_view>
+
+namespace lumo::logging {
+
+// One line on standard error about logging itself, the only thing that the library ever prints by its own choice.
+void complain(std::string_view text) noexcept;
+
+}  // namespace lumo::logging

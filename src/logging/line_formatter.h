@@ -1,0 +1,18 @@
+#pragma once
+
+#include <memory>
+
+#include <spdlog/formatter.h>
+
+namespace lumo::logging {
+
+// "2024-02-29T23:59:59.000001Z DEBUG [process:thread] name: text". Further lines of a text are indented, so that a line
+// that begins with a time stamp is always an entry; control characters, which might come from a file and mean something
+// to a terminal, are written as \xNN.
+class LineFormatter final : public spdlog::formatter {
+public:
+    void format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line) override;
+    std::unique_ptr<spdlog::formatter> clone() const override;
+};
+
+}  // namespace lumo::logging

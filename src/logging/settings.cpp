@@ -1,0 +1,153 @@
+#include "logging/settings.h"
+
+#include <charconv>
+#include <functional>
+#include <utility>
+
+#include "diag/throw.h"
+#include "logging/ini_text.h"
+
+namespace lumo::logging {
+
+namespace {
+
+constexpr std::string_view kSinkPrefix = "sink.";
+
+[[noreturn]] void raiseBadValue(const std::string& place, const std::string& value, const char* expected) {
+    LUMO_THROW(ConfigurationError(place + " = " + value + " is not understood, expected " + expected));
+}
+
+template <class Value>
+using Names = std::initializer_list<std::pair<std::string_view, Value>>;
+
+template <class Value>
+Value oneOf(const Names<Value>& names, const std::string& place, const std::string& value,
+            const char* expected) {
+    for (const auto& [name, meaning] : names) {
+        if (value == name) {
+            return meaning;
+        }
+    }
+    raiseBadValue(place, value, expected);
+}
+
+Level toLevel(const std::string& place, const std::string& value) {
+    const std::optional<Level> level = levelFromName(value);
+    if (!level) {
+        raiseBadValue(place, value, "trace, debug, info, warn, error, fatal or off");
+    }
+    return *level;
+}
+
+SinkType toSinkType(const std::string& place, const std::string& value) {
+    return oneOf<SinkType>({{"console", SinkType::Console},
+                            {"stdout", SinkType::StandardOutput},
+                            {"stderr", SinkType::StandardError},
+                            {"rolling-file", SinkType::RollingFile}},
+                           place, value, "console, stdout, stderr or rolling-file");
+}
+
+bool toFlag(const std::string& place, const std::string& value) {
+    return oneOf<bool>({{"yes", true}, {"no", false}}, place, value, "yes or no");
+}
+
+Overflow toOverflow(const std::string& place, const std::string& value) {
+    return oneOf<Overflow>({{"block", Overflow::Block}, {"drop", Overflow::Drop}}, place, value,
+                           "block or drop");
+}
+
+struct Limits {
+    std::size_t lowest;
+    std::size_t highest;
+    const char* expected;
+};
+
+constexpr Limits kSizeLimits{1024, std::size_t{1} << 40,
+                             "a size in bytes, with k, M or G for their multiples, up to 1024G"};
+constexpr Limits kFileLimits{1, 1000, "a number from 1 to 1000"};
+constexpr Limits kQueueLimits{1, 1'000'000, "a number from 1 to 1000000"};
+
+unsigned shiftOf(std::string_view unit) {
+    return unit == "k" ? 10 : unit == "M" ? 20 : unit == "G" ? 30 : unit.empty() ? 0 : 64;
+}
+
+std::size_t toNumber(const std::string& place, const std::string& value, const Limits& limits) {
+    const char* const end = value.data() + value.size();
+    std::size_t number = 0;
+    const auto [rest, error] = std::from_chars(value.data(), end, number);
+    const unsigned shift = shiftOf({rest, static_cast<std::size_t>(end - rest)});
+    const bool unitAllowed = shift == 0 || (shift < 64 && limits.highest >= kSizeLimits.highest);
+    if (error != std::errc() || !unitAllowed || number > limits.highest >> shift ||
+        number << shift < limits.lowest) {
+        raiseBadValue(place, value, limits.expected);
+    }
+    return number << shift;
+}
+
+using Setter = std::function<void(SinkSettings&, const std::string& place, const std::string& value)>;
+
+const std::map<std::string, Setter, std::less<>>& sinkSetters() {
+    static const std::map<std::string, Setter, std::less<>> setters = {
+        {"type", [](auto& sink, auto& place, auto& value) { sink.type = toSinkType(place, value); }},
+        {"level", [](auto& sink, auto& place, auto& value) { sink.level = toLevel(place, value); }},
+        {"file", [](auto& sink, auto&, auto& value) { sink.file = value; }},
+        {"max_size",
+         [](auto& sink, auto& place, auto& value) { sink.maxSize = toNumber(place, value, kSizeLimits); }},
+        {"max_files",
+         [](auto& sink, auto& place, auto& value) { sink.maxFiles = toNumber(place, value, kFileLimits); }},
+        {"async", [](auto& sink, auto& place, auto& value) { sink.async = toFlag(place, value); }},
+        {"queue",
+         [](auto& sink, auto& place, auto& value) { sink.queue = toNumber(place, value, kQueueLimits); }},
+        {"overflow", [](auto& sink, auto& place, auto& value) { sink.overflow = toOverflow(place, value); }},
+    };
+    return setters;
+}
+
+SinkSettings sinkOf(const IniSection& section) {
+    SinkSettings sink;
+    bool hasType = false;
+    for (const auto& [key, value] : section.entries) {
+        const auto setter = sinkSetters().find(key);
+        if (setter == sinkSetters().end()) {
+            LUMO_THROW(ConfigurationError("unknown key [" + section.name + "] " + key));
+        }
+        hasType = hasType || key == "type";
+        setter->second(sink, "[" + section.name + "] " + key, value);
+    }
+    if (!hasType) {
+        LUMO_THROW(ConfigurationError("[" + section.name + "] has no type"));
+    }
+    if ((sink.type == SinkType::RollingFile) == sink.file.empty()) {
+        LUMO_THROW(
+            ConfigurationError("[" + section.name + "] needs a file if, and only if, it is a rolling-file"));
+    }
+    return sink;
+}
+
+void addLevels(Settings& settings, const IniSection& section) {
+    for (const auto& [name, entry] : section.entries) {
+        settings.levels[name == "root" ? "" : name] = toLevel("[levels] " + name, entry);
+    }
+}
+
+}  // namespace
+
+Settings parseSettings(const std::string& text) {
+    Settings settings;
+    settings.levels[""] = Level::Info;
+    for (const IniSection& section : parseIni(text)) {
+        if (section.name == "levels") {
+            addLevels(settings, section);
+        } else if (section.name.starts_with(kSinkPrefix) && section.name.size() > kSinkPrefix.size()) {
+            settings.sinks.push_back(sinkOf(section));
+        } else {
+            LUMO_THROW(ConfigurationError("unknown section or key " + section.name));
+        }
+    }
+    if (settings.sinks.empty()) {
+        settings.sinks.emplace_back();
+    }
+    return settings;
+}
+
+}  // namespace lumo::logging

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "logging/level.h"
+
+namespace lumo::logging {
+
+enum class SinkType { Console, StandardOutput, StandardError, RollingFile };
+
+// What happens to a message when the queue of an asynchronous sink is full: the caller waits for room, or the message is
+// dropped, counted, and the count written when there is room again.
+enum class Overflow { Block, Drop };
+
+struct SinkSettings {
+    SinkType type = SinkType::StandardError;
+    Level level = Level::Trace;
+    std::string file;
+    std::size_t maxSize = std::size_t{10} << 20;
+    std::size_t maxFiles = 5;
+    bool async = false;
+    std::size_t queue = 8192;
+    Overflow overflow = Overflow::Block;
+};
+
+// Contents of a configuration file: levels by dotted prefix, the root being the empty one, and sinks.
+struct Settings {
+    std::map<std::string, Level, std::less<>> levels;
+    std::vector<SinkSettings> sinks;
+};
+
+class ConfigurationError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Fails with ConfigurationError, which names what is wrong, on anything it does not know. Without a sink everything goes
+// to standard error; without a root level that is INFO.
+Settings parseSettings(const std::string& text);
+
+}  // namespace lumo::logging

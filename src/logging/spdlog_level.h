@@ -1,0 +1,21 @@
+#pragma once
+
+#include <array>
+
+#include <spdlog/common.h>
+
+#include "logging/level.h"
+
+namespace lumo::logging {
+
+inline spdlog::level::level_enum toSpdlog(Level level) {
+    constexpr std::array levels = {spdlog::level::trace, spdlog::level::debug, spdlog::level::info,
+                                   spdlog::level::warn,  spdlog::level::err,   spdlog::level::critical,
+                                   spdlog::level::off};
+    return levels[static_cast<std::size_t>(level)];
+}
+
+// The back end has the same seven levels in the same order.
+inline Level fromSpdlog(spdlog::level::level_enum level) { return static_cast<Level>(level); }
+
+}  // namespace lumo::logging

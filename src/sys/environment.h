@@ -1,0 +1,14 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace lumo::sys {
+
+// Value of an environment variable that is set and not empty. A process that runs with more rights than its user
+// (set-user-id and the like) sees none, since the user chooses them.
+std::optional<std::string> environmentVariable(const char* name);
+
+bool runsWithElevatedRights();
+
+}  // namespace lumo::sys

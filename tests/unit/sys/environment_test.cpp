@@ -1,0 +1,62 @@
+#include "sys/environment.h"
+
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+#include "sys/iso8601.h"
+#include "sys/well_known_directories.h"
+
+namespace {
+
+using std::filesystem::path;
+
+void set(const char* name, const char* value) {
+    if (value != nullptr) {
+        setenv(name, value, 1);
+    } else {
+        unsetenv(name);
+    }
+}
+
+TEST(Environment, UserConfigurationDirectoryFollowsTheBaseDirectoryRules) {
+    const struct {
+        const char* xdg;
+        const char* home;
+        std::optional<path> expected;
+    } cases[] = {
+        {"/x/conf", "/h", "/x/conf"},
+        {nullptr, "/h", "/h/.config"},
+        {"", "/h", "/h/.config"},
+        {"relative", "/h", "/h/.config"},
+        {nullptr, nullptr, std::nullopt},
+        {nullptr, "h", std::nullopt},
+        {"/x", nullptr, "/x"},
+    };
+    for (const auto& [xdg, home, expected] : cases) {
+        set("XDG_CONFIG_HOME", xdg);
+        set("HOME", home);
+        EXPECT_EQ(lumo::sys::userConfigurationDirectory(), expected);
+    }
+}
+
+TEST(Environment, EmptyVariablesCountAsUnset) {
+    set("KOVADATA_TEST_VARIABLE", "");
+    EXPECT_FALSE(lumo::sys::environmentVariable("KOVADATA_TEST_VARIABLE"));
+    set("KOVADATA_TEST_VARIABLE", " ");
+    EXPECT_EQ(lumo::sys::environmentVariable("KOVADATA_TEST_VARIABLE"), " ");
+}
+
+TEST(Iso8601, IsUtcWithMicroseconds) {
+    using namespace std::chrono;
+    const auto at = [](std::int64_t us) {
+        return lumo::sys::iso8601(
+            system_clock::time_point(duration_cast<system_clock::duration>(microseconds(us))));
+    };
+    EXPECT_EQ(at(0), "1970-01-01T00:00:00.000000Z");
+    EXPECT_EQ(at(-1), "1969-12-31T23:59:59.999999Z");
+    EXPECT_EQ(at(1'709'251'199'000'001), "2024-02-29T23:59:59.000001Z");
+    EXPECT_EQ(at(4'102'444'800'000'000), "2100-01-01T00:00:00.000000Z");
+}
+
+}  // namespace
