@@ -1,0 +1,159 @@
+#include "logging/settings.h"
+
+#include <fstream>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "fixtures/temp_directory.h"
+#include "logging/settings_source.h"
+
+namespace {
+
+using namespace lumo::logging;
+
+std::string failureOf(const auto& action) {
+    try {
+        action();
+    } catch (const ConfigurationError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(Settings, EveryKeyIsUnderstood) {
+    const Settings settings = parseSettings(
+        "; a comment\n# another\n\n[levels]\nroot = warn\nlumo.io = DEBUG\n"
+        "[sink.first]\ntype=rolling-file\nfile = /tmp/a b.log\nlevel = error\nmax_size = 3M\nmax_files = 2\n"
+        "async = yes\nqueue = 7\noverflow = drop\n[sink.second]\n type = console\n");
+    EXPECT_EQ(settings.levels, (decltype(settings.levels){{"", Level::Warn}, {"lumo.io", Level::Debug}}));
+    ASSERT_EQ(settings.sinks.size(), 2U);
+    const SinkSettings& first = settings.sinks[0];
+    EXPECT_EQ(first.type, SinkType::RollingFile);
+    EXPECT_EQ(first.file, "/tmp/a b.log");
+    EXPECT_EQ(first.level, Level::Error);
+    EXPECT_EQ(first.maxSize, 3U << 20);
+    EXPECT_EQ(first.maxFiles, 2U);
+    EXPECT_TRUE(first.async);
+    EXPECT_EQ(first.queue, 7U);
+    EXPECT_EQ(first.overflow, Overflow::Drop);
+    EXPECT_EQ(settings.sinks[1].type, SinkType::Console);
+    EXPECT_FALSE(settings.sinks[1].async);
+}
+
+TEST(Settings, SaysWhatIsWrong) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"[levels]\nroot = loud", "[levels] root = loud is not understood, expected trace"},
+        {"[levels]\nroot = ", "[levels] root =  is not understood"},
+        {"[levels]\nroot = info\nroot = warn", "line 3: duplicate key name"},
+        {"[levels]\nroot", "line 2: '=' character not found in line"},
+        {"[levels", "line 1: unmatched '['"},
+        {"level = info", "unknown section or key level"},
+        {"[sinks]\na = b", "unknown section or key sinks"},
+        {"[sink.]\ntype = stderr", "unknown section or key sink."},
+        {"[sink.a]\nlevel = info", "[sink.a] has no type"},
+        {"[sink.a]\ntype = file", "[sink.a] type = file is not understood, expected console, stdout"},
+        {"[sink.a]\ntype = rolling-file", "[sink.a] needs a file if, and only if"},
+        {"[sink.a]\ntype = stderr\nfile = x", "[sink.a] needs a file if, and only if"},
+        {"[sink.a]\ntype = stderr\ncolour = x", "unknown key [sink.a] colour"},
+        {"[sink.a]\nasync = true", "[sink.a] async = true is not understood, expected yes or no"},
+        {"[sink.a]\noverflow = discard", "[sink.a] overflow = discard is not understood"},
+        {"[sink.a]\nqueue = 0", "[sink.a] queue = 0 is not understood, expected a number from 1"},
+        {"[sink.a]\nqueue = 1k", "[sink.a] queue = 1k is not understood"},
+        {"[sink.a]\nmax_files = 1001", "[sink.a] max_files = 1001 is not understood"},
+        {"[sink.a]\nmax_files = -1", "[sink.a] max_files = -1 is not understood"},
+        {"[sink.a]\nmax_size = 1T", "[sink.a] max_size = 1T is not understood, expected a size in bytes"},
+        {"[sink.a]\nmax_size = 1025G", "[sink.a] max_size = 1025G is not understood"},
+        {"[sink.a]\nmax_size = 18446744073709551617", "[sink.a] max_size = 18446744073709551617 is not"},
+        {"[sink.a]\nmax_size = 18014398509481985k", "[sink.a] max_size = 18014398509481985k is not"},
+        {"[sink.a]\nmax_size = 10", "[sink.a] max_size = 10 is not understood"},
+    };
+    for (const auto& [text, expected] : cases) {
+        EXPECT_TRUE(failureOf([&, &given = text] { parseSettings(given); }).starts_with(expected))
+            << text << "\n"
+            << failureOf([&, &given = text] { parseSettings(given); });
+    }
+}
+
+TEST(Settings, AFileWithoutSinksWritesToStandardError) {
+    const Settings settings = parseSettings("");
+    EXPECT_EQ(settings.levels, (decltype(settings.levels){{"", Level::Info}}));
+    ASSERT_EQ(settings.sinks.size(), 1U);
+    EXPECT_EQ(settings.sinks[0].type, SinkType::StandardError);
+}
+
+// Each place that is there holds a file whose root level tells which one was read.
+class Search : public testing::Test {
+protected:
+    void put(const std::filesystem::path& file, const std::string& level) {
+        create_directories(file.parent_path());
+        std::ofstream(file) << "[levels]\nroot = " << level << "\n";
+    }
+
+    std::optional<Level> rootLevel() const {
+        const auto settings = findSettings(surroundings);
+        return settings ? std::optional(settings->levels.at("")) : std::nullopt;
+    }
+
+    fixtures::TempDirectory folder;
+    Surroundings surroundings{{}, {}, folder / "here", folder / "user"};
+};
+
+TEST_F(Search, NothingAsksForLogging) { EXPECT_EQ(rootLevel(), std::nullopt); }
+
+TEST_F(Search, PlacesAreLookedAtInOrder) {
+    put(folder / "user/kovadata/kovadata-log.ini", "fatal");
+    EXPECT_EQ(rootLevel(), Level::Fatal);
+    put(folder / "here/kovadata-log.ini", "error");
+    EXPECT_EQ(rootLevel(), Level::Error);
+    put(folder / "named.ini", "warn");
+    surroundings.logConfig = folder / "named.ini";
+    EXPECT_EQ(rootLevel(), Level::Warn);
+    surroundings.logLevel = "trace";
+    EXPECT_EQ(rootLevel(), Level::Trace);
+    surroundings.logLevel = "off";
+    EXPECT_EQ(rootLevel(), std::nullopt);
+}
+
+TEST_F(Search, ALevelAloneIsEnough) {
+    surroundings.logLevel = "Debug";
+    EXPECT_EQ(findSettings(surroundings)->sinks.at(0).type, SinkType::StandardError);
+    EXPECT_EQ(rootLevel(), Level::Debug);
+    surroundings.logLevel = "everything";
+    EXPECT_EQ(failureOf([&] { findSettings(surroundings); }),
+              "KOVADATA_LOG_LEVEL = everything is not understood, expected trace, debug, info, warn, error, "
+              "fatal or "
+              "off");
+}
+
+TEST_F(Search, WhatCannotBeReadIsNamed) {
+    const auto failure = [&] { return failureOf([&] { findSettings(surroundings); }); };
+    surroundings.logConfig = folder / "absent.ini";
+    EXPECT_EQ(failure(), folder.string() + "/absent.ini: No such file or directory");
+    surroundings.logConfig = folder.string();
+    EXPECT_EQ(failure(), folder.string() + ": is not a file");
+    surroundings.logConfig = folder / "pipe";
+    ASSERT_EQ(mkfifo(surroundings.logConfig->c_str(), 0600), 0);
+    EXPECT_EQ(failure(), folder.string() + "/pipe: is not a file");
+    surroundings.logConfig = folder / "large.ini";
+    std::ofstream(*surroundings.logConfig) << std::string((1 << 20) + 1, '\n');
+    EXPECT_EQ(failure(), folder.string() + "/large.ini: is too large for a configuration");
+    put(folder / "here/kovadata-log.ini", "loud");
+    surroundings.logConfig.reset();
+    EXPECT_TRUE(
+        failure().starts_with(folder.string() + "/here/kovadata-log.ini: [levels] root = loud is not"))
+        << failure();
+}
+
+TEST_F(Search, AnotherUsersFileInTheCurrentDirectoryIsNotUsed) {
+    put(folder / "here/kovadata-log.ini", "error");
+    if (chown((folder / "here/kovadata-log.ini").c_str(), 12345, 12345) != 0) {
+        GTEST_SKIP() << "only the superuser can give a file away";
+    }
+    EXPECT_TRUE(
+        failureOf([&] { findSettings(surroundings); }).ends_with("name it in KOVADATA_LOG_CONFIG to use it"));
+    surroundings.logConfig = folder / "here/kovadata-log.ini";
+    EXPECT_EQ(rootLevel(), Level::Error);
+}
+
+}  // namespace
