@@ -1,13 +1,18 @@
 #include "diag/stack_trace.h"
 
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <sstream>
 
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <execinfo.h>
+#include <link.h>
+
+#include "diag/symbol_table.h"
 
 namespace lumo::diag {
 
@@ -30,24 +35,53 @@ const char* fileName(const char* path) {
     return name;
 }
 
-void renderFrame(std::ostream& out, void* address) {
-    Dl_info info{};
-    out << address;
-    if (dladdr(address, &info) == 0) {
-        return;
+// Looks up the functions of consecutive frames, which tend to come from the same file.
+class FrameRenderer {
+public:
+    void render(std::ostream& out, void* address) {
+        out << address;
+        Dl_info info{};
+        void* module = nullptr;
+        // The call is before the address that it returns to, which may already belong to the next function.
+        if (dladdr1(static_cast<char*>(address) - 1, &info, &module, RTLD_DL_LINKMAP) == 0) {
+            return;
+        }
+        renderFunction(out, reinterpret_cast<std::uintptr_t>(address), info,
+                       *static_cast<const link_map*>(module));
+        if (info.dli_fname != nullptr) {
+            out << " (" << fileName(info.dli_fname) << ')';
+        }
     }
-    const char* const base =
-        static_cast<const char*>(info.dli_sname != nullptr ? info.dli_saddr : info.dli_fbase);
-    if (info.dli_sname != nullptr) {
-        out << ' ' << demangled(info.dli_sname);
+
+private:
+    void renderFunction(std::ostream& out, std::uintptr_t address, const Dl_info& info,
+                        const link_map& module) {
+        auto base = reinterpret_cast<std::uintptr_t>(info.dli_fbase);
+        const char* name = nullptr;
+        if (const SymbolTable::Function function = tableOf(module).find(address - 1 - module.l_addr);
+            function.name) {
+            name = function.name;
+            base = module.l_addr + function.begin;
+        } else if (info.dli_sname != nullptr) {
+            name = info.dli_sname;
+            base = reinterpret_cast<std::uintptr_t>(info.dli_saddr);
+        }
+        if (name != nullptr) {
+            out << ' ' << demangled(name);
+        }
+        out << " +0x" << std::hex << address - base << std::dec;
     }
-    if (base != nullptr) {
-        out << " +0x" << std::hex << static_cast<const char*>(address) - base << std::dec;
+
+    const SymbolTable& tableOf(const link_map& module) {
+        const char* const path = *module.l_name != '\0' ? module.l_name : "/proc/self/exe";
+        if (!table || table->path() != path) {
+            table.emplace(path);
+        }
+        return *table;
     }
-    if (info.dli_fname != nullptr) {
-        out << " (" << fileName(info.dli_fname) << ')';
-    }
-}
+
+    std::optional<SymbolTable> table;
+};
 
 }  // namespace
 
@@ -65,10 +99,11 @@ StackTrace StackTrace::capture(int skippedFrames) {
 std::string StackTrace::toString() const {
     std::ostringstream out;
     out.imbue(std::locale::classic());
+    FrameRenderer renderer;
     int number = 0;
     for (void* const address : addresses) {
         out << '#' << number++ << ' ';
-        renderFrame(out, address);
+        renderer.render(out, address);
         out << '\n';
     }
     return out.str();

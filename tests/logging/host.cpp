@@ -1,0 +1,180 @@
+// A host program that loads the library at run time and makes it log, for logging_test.py. Its arguments are steps; after
+// "fork", the steps up to "end" are the child's, who then ends. "say N" makes N calls that each log one message.
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <dlfcn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+[[noreturn]] void fail(const std::string& text) {
+    std::fprintf(stderr, "host: %s\n", text.c_str());
+    std::_Exit(3);
+}
+
+class Library {
+public:
+    void load() {
+        handle = dlopen(std::getenv("KOVADATA_LIBRARY"), RTLD_NOW | RTLD_LOCAL);
+        if (handle == nullptr) {
+            fail(dlerror());
+        }
+        close = reinterpret_cast<void (*)(std::uint64_t)>(dlsym(handle, "kova_close"));
+        open = reinterpret_cast<std::uint64_t (*)(const char*, std::uint32_t)>(dlsym(handle, "kova_open"));
+    }
+
+    void unload() {
+        dlclose(handle);
+        std::ifstream maps("/proc/self/maps");
+        for (std::string line; std::getline(maps, line);) {
+            if (line.find("libkovadata") != std::string::npos) {
+                fail("the library is still there: " + line);
+            }
+        }
+    }
+
+    void say(int count) const {
+        for (int i = 0; i < count; ++i) {
+            close(0);
+        }
+    }
+
+    std::uint64_t (*open)(const char*, std::uint32_t) = nullptr;
+
+private:
+    void (*close)(std::uint64_t) = nullptr;
+    void* handle = nullptr;
+};
+
+Library library;
+
+std::vector<std::filesystem::path> threads() {
+    std::vector<std::filesystem::path> result;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+        result.push_back(entry.path());
+    }
+    return result;
+}
+
+std::string statusOf(const std::filesystem::path& task, const std::string& key) {
+    std::ifstream status(task / "status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(key + ":\t")) {
+            return line.substr(key.size() + 2);
+        }
+    }
+    return "";
+}
+
+// The library's own thread has to be there, deaf to every signal that can be blocked.
+void checkSignals() {
+    bool found = false;
+    for (const auto& task : threads()) {
+        if (statusOf(task, "Name") == "kovadata-log") {
+            found = true;
+            // Two signals are the C library's own, 9 and 19 cannot be blocked.
+            const std::uint64_t blocked = std::stoull(statusOf(task, "SigBlk"), nullptr, 16);
+            if ((~blocked & ~0x180040100ULL) != 0) {
+                fail("signals reach the library's thread: " + statusOf(task, "SigBlk"));
+            }
+        }
+    }
+    if (!found) {
+        fail("there is no thread of the library");
+    }
+}
+
+void checkNoThreads() {
+    for (const auto& task : threads()) {
+        if (statusOf(task, "Name") == "kovadata-log") {
+            fail("a thread of the library is left");
+        }
+    }
+}
+
+void waitForChild(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (status != 0) {
+        fail("a child ended with " + std::to_string(status));
+    }
+}
+
+// Forks while other threads are in the middle of logging.
+void forkUnderLoad(int forks) {
+    std::atomic<bool> stop = false;
+    std::vector<std::thread> talkers;
+    for (int i = 0; i < 3; ++i) {
+        talkers.emplace_back([&] {
+            while (!stop) {
+                library.say(1);
+            }
+        });
+    }
+    for (int i = 0; i < forks; ++i) {
+        if (const pid_t child = fork(); child != 0) {
+            waitForChild(child);
+        } else {
+            alarm(20);  // instead of hanging
+            library.say(2);
+            std::exit(0);
+        }
+    }
+    stop = true;
+    for (std::thread& talker : talkers) {
+        talker.join();
+    }
+}
+
+using Step = std::function<void(int)>;
+
+const std::map<std::string, Step> kSteps = {
+    {"load", [](int) { library.load(); }},
+    {"unload", [](int) { library.unload(); }},
+    {"say", [](int count) { library.say(count); }},
+    {"open", [](int) { library.open("/nowhere", 0); }},
+    {"signals", [](int) { checkSignals(); }},
+    {"threadless", [](int) { checkNoThreads(); }},
+    {"fork-under-load", forkUnderLoad},
+    {"chdir", [](int) { std::filesystem::current_path("/"); }},
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::vector<std::string> steps(argv + 1, argv + argc);
+    pid_t child = -1;
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        if (steps[i] == "fork") {
+            child = fork();
+            if (child == 0) {
+                alarm(20);  // instead of hanging
+            }
+            while (child != 0 && steps[i] != "end") {
+                ++i;
+            }
+        } else if (steps[i] == "end") {
+            return 0;
+        } else {
+            const std::size_t space = steps[i].find(' ');
+            const int count = space == std::string::npos ? 1 : std::stoi(steps[i].substr(space));
+            kSteps.at(steps[i].substr(0, space))(count);
+        }
+    }
+    if (child > 0) {
+        waitForChild(child);
+    }
+    return 0;
+}
