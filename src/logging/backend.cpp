@@ -138,15 +138,13 @@ void Registry::afterForkInChild() {
 
 }  // namespace
 
+Logger::Logger(std::shared_ptr<LoggerImpl> shared) : impl(std::move(shared)), threshold(&impl->threshold) {}
+
 Logger Logger::getLogger(std::string_view name) {
     if (destroyed) {
         return Logger(std::make_shared<LoggerImpl>(std::string(name), nullptr));
     }
     return Logger(registry.get(name));
-}
-
-bool Logger::isEnabled(Level level) const noexcept {
-    return static_cast<int>(level) >= impl->threshold.load(std::memory_order_relaxed);
 }
 
 void Logger::write(Level level, const std::string& message) const noexcept {

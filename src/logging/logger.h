@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <locale>
 #include <memory>
 #include <sstream>
@@ -20,15 +21,18 @@ public:
     // Names are dotted ("lumo.io.kovadata_dll"); a name's configuration covers the names below it.
     static Logger getLogger(std::string_view name);
 
-    bool isEnabled(Level level) const noexcept;
+    bool isEnabled(Level level) const noexcept {
+        return static_cast<int>(level) >= threshold->load(std::memory_order_relaxed);
+    }
 
     // Writes a finished message; callers use the macros below, which format only when the level is enabled.
     void write(Level level, const std::string& message) const noexcept;
 
 private:
-    explicit Logger(std::shared_ptr<LoggerImpl> shared) : impl(std::move(shared)) {}
+    explicit Logger(std::shared_ptr<LoggerImpl> shared);
 
     std::shared_ptr<LoggerImpl> impl;
+    const std::atomic<int>* threshold;  // the lowest level enabled, within *impl
 };
 
 }  // namespace lumo::logging
