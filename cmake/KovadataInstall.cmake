@@ -3,6 +3,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS kovadata EXPORT kovadataTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/kovadata DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES share/kovadata-log.ini DESTINATION ${CMAKE_INSTALL_DATADIR}/kovadata)
 install(EXPORT kovadataTargets NAMESPACE kovadata:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kovadata)
 
 configure_package_config_file(cmake/kovadata-config.cmake.in kovadata-config.cmake

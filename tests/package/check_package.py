@@ -43,6 +43,8 @@ def main() -> None:
         prefix = root / "prefix"
         run("cmake", "--install", arguments.build, "--prefix", prefix)
         package_files = list(prefix.rglob("kovadata.pc"))
+        if not (prefix / "share" / "kovadata" / "kovadata-log.ini").exists():
+            sys.exit("the example of a logging configuration is not installed")
         library_folder = package_files[0].parents[1]
 
         run("cmake", "-S", arguments.consumer, "-B", root / "cmake", "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={prefix}",

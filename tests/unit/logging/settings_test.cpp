@@ -1,6 +1,7 @@
 #include "logging/settings.h"
 
 #include <fstream>
+#include <sstream>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -80,6 +81,15 @@ TEST(Settings, AFileWithoutSinksWritesToStandardError) {
     EXPECT_EQ(settings.levels, (decltype(settings.levels){{"", Level::Info}}));
     ASSERT_EQ(settings.sinks.size(), 1U);
     EXPECT_EQ(settings.sinks[0].type, SinkType::StandardError);
+}
+
+TEST(Settings, TheExampleIsUnderstood) {
+    std::ostringstream text;
+    text << std::ifstream(KOVADATA_LOG_EXAMPLE).rdbuf();
+    const Settings settings = parseSettings(text.str());
+    EXPECT_EQ(settings.levels.at("lumo.io"), Level::Debug);
+    ASSERT_EQ(settings.sinks.size(), 2U);
+    EXPECT_TRUE(settings.sinks[1].async);
 }
 
 // Each place that is there holds a file whose root level tells which one was read.
