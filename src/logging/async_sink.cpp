@@ -25,7 +25,7 @@ public:
     ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
 
 private:
-    sigset_t before;
+    sigset_t before{};
 };
 
 void writeLoss(spdlog::sinks::sink& target, std::size_t count, spdlog::details::log_msg message) {

@@ -7,6 +7,7 @@
 
 #include <pthread.h>
 
+#include "logging/cancellation.h"
 #include "logging/complaint.h"
 #include "logging/fork_guard.h"
 #include "logging/logger.h"
@@ -148,6 +149,7 @@ Logger Logger::getLogger(std::string_view name) {
 }
 
 void Logger::write(Level level, const std::string& message) const noexcept {
+    const CancellationDisabled untilWritten;
     try {
         if (impl->sinks) {
             impl->sinks->log(impl->name, level, message);

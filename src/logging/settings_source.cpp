@@ -42,7 +42,7 @@ public:
 
 std::string contentsOf(const Descriptor& descriptor, const fs::path& file) {
     std::string text;
-    std::array<char, 4096> piece;
+    std::array<char, 4096> piece{};
     for (ssize_t count = 0; (count = read(descriptor.number, piece.data(), piece.size())) != 0;) {
         if (count < 0) {
             raiseUnreadable(file, std::strerror(errno));

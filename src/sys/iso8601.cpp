@@ -10,7 +10,7 @@ std::string iso8601(std::chrono::system_clock::time_point time) {
     const auto day = std::chrono::floor<std::chrono::days>(microseconds);
     const std::chrono::year_month_day date{day};
     const std::chrono::hh_mm_ss clock{microseconds - day};
-    std::array<char, 64> text;
+    std::array<char, 64> text{};
     const int size = std::snprintf(
         text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%06dZ", static_cast<int>(date.year()),
         static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),

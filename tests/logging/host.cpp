@@ -14,6 +14,7 @@
 #include <vector>
 
 #include <dlfcn.h>
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -46,8 +47,10 @@ public:
         open = reinterpret_cast<std::uint64_t (*)(const char*, std::uint32_t)>(dlsym(handle, "kova_open"));
     }
 
+    void release() { dlclose(handle); }
+
     void unload() {
-        dlclose(handle);
+        release();
         std::ifstream maps("/proc/self/maps");
         for (std::string line; std::getline(maps, line);) {
             if (line.find("libkovadata") != std::string::npos) {
@@ -154,11 +157,32 @@ void forkUnderLoad(int forks) {
     }
 }
 
+// A thread that is cancelled while it logs: whole messages, and nothing ends but the thread.
+void sayUntilCancelled(int rounds) {
+    for (int round = 0; round < rounds; ++round) {
+        std::atomic<bool> begun = false;
+        std::thread talker([&] {
+            while (true) {
+                library.say(1);
+                begun = true;
+                pthread_testcancel();
+            }
+        });
+        while (!begun) {
+            std::this_thread::yield();
+        }
+        pthread_cancel(talker.native_handle());
+        talker.join();
+    }
+}
+
 using Step = std::function<void(int)>;
 
 const std::map<std::string, Step> kSteps = {
     {"load", [](int) { library.load(); }},
     {"unload", [](int) { library.unload(); }},
+    {"release", [](int) { library.release(); }},
+    {"cancelled", [](int count) { sayUntilCancelled(count); }},
     {"say", [](int count) { library.say(count); }},
     {"open", [](int) { library.open("/nowhere", 0); }},
     {"signals", [](int) { checkSignals(); }},

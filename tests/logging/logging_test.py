@@ -161,6 +161,18 @@ class Async(LoggingTest):
         self.check_each_mode("say 3000", "unload", "threadless", "load", "say 1000", "unload", "threadless",
                              expected=[4000])
 
+    def test_a_library_that_is_kept_by_its_thread_data_loses_nothing(self):
+        # The last error of the thread lives in the library, which therefore stays until the thread ends.
+        self.host("open", "say 3000", "release", **self.file_sink(**{"async": "yes"}))
+        self.assertEqual((self.folder / "out.log").read_text().count(CLOSING), 3000)
+
+    def test_cancelled_threads_leave_whole_messages(self):
+        for mode in self.MODES:
+            with self.subTest(**mode):
+                (self.folder / "out.log").unlink(missing_ok=True)
+                self.assertEqual(self.host("cancelled 20", "say 1", **self.file_sink(**mode)).stderr, "")
+                self.assertEqual(len(self.said()), 1)
+
     def test_forking_after_unloading_calls_nothing_that_is_gone(self):
         self.check_each_mode("say 10", "unload", "fork", "end", expected=[10])
 
