@@ -145,9 +145,11 @@ class Streams(LoggingTest):
 
 class Async(LoggingTest):
     MODES = [{"async": "no"}, {"async": "yes"}, {"async": "yes", "queue": "3"}]
+    # The thread sanitizer ends a child that makes a thread if its parent had several.
+    CHILD_MODES = MODES[:1] if SANITIZE == "thread" else MODES
 
-    def check_each_mode(self, *steps, expected):
-        for mode in self.MODES:
+    def check_each_mode(self, *steps, expected, modes=None):
+        for mode in modes or self.MODES:
             with self.subTest(**mode):
                 (self.folder / "out.log").unlink(missing_ok=True)
                 result = self.host(*steps, **self.file_sink(**mode))
@@ -177,7 +179,8 @@ class Async(LoggingTest):
         self.check_each_mode("say 10", "unload", "fork", "end", expected=[10])
 
     def test_a_child_writes_its_own_messages_only(self):
-        self.check_each_mode("say 4000", "fork", "say 500", "end", "say 100", expected=[4100, 500])
+        self.check_each_mode("say 4000", "fork", "say 500", "end", "say 100", expected=[4100, 500],
+                             modes=self.CHILD_MODES)
 
     def test_a_child_that_says_nothing_writes_nothing(self):
         self.check_each_mode("say 4000", "fork", "end", expected=[4000])
@@ -190,7 +193,7 @@ class Async(LoggingTest):
         self.assertEqual(sorted(len(self.entries(file.read_text())) for file in self.folder.glob("*.log")), [25, 30])
 
     def test_forks_in_the_middle_of_logging_do_not_hang(self):
-        for mode in self.MODES:
+        for mode in self.CHILD_MODES:
             with self.subTest(**mode):
                 (self.folder / "out.log").unlink(missing_ok=True)
                 self.host("fork-under-load 20", **self.file_sink(**mode))
