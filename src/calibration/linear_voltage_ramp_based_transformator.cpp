@@ -50,10 +50,10 @@ int toInt(double x) {
 using Continuation = math::LinearlyContinuedFunction<RationalFunction>;
 
 // The frame's scan axis as a plain value, for single conversions and for loops over arrays.
-struct ScanAxis {
+struct ScanAxis {  // NOLINT(*-member-init): always made as a whole
     LinearVoltageRamp ramp;
-    double transitTime;
-    double polaritySign;
+    double transitTime = 0.0;
+    double polaritySign = 1.0;
     const Continuation& continuation;
 
     double toVoltage(double scan) const { return ramp.scanNumToVoltageNonClipped(scan - transitTime); }

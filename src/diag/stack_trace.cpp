@@ -86,7 +86,7 @@ private:
 }  // namespace
 
 StackTrace StackTrace::capture(int skippedFrames) {
-    std::array<void*, kMaxFrames> buffer;
+    std::array<void*, kMaxFrames> buffer;  // NOLINT(*-member-init): 8 KiB, filled as far as they are read
     const int count = backtrace(buffer.data(), kMaxFrames);
     const int first = skippedFrames + 1;
     StackTrace trace;

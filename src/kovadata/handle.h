@@ -13,7 +13,7 @@ namespace lumo::io {
 // A handle is the address of its instance; it is not validated.
 template <class InstanceType>
 InstanceType& instanceOf(std::uint64_t handle) {
-    return *reinterpret_cast<InstanceType*>(handle);
+    return *reinterpret_cast<InstanceType*>(handle);  // NOLINT(performance-no-int-to-ptr)
 }
 
 template <class InstanceType>

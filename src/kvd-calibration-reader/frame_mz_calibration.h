@@ -12,8 +12,8 @@ namespace lumo::io::kova_calibration {
 
 // What a row of "Frames" says about mass calibration.
 struct FrameMzCalibration {
-    std::int64_t calibrationId;
-    bool negative;
+    std::int64_t calibrationId = 0;
+    bool negative = false;
     ::lumo::calibration::Temperatures measured;
 };
 

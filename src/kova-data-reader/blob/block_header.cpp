@@ -12,7 +12,7 @@ std::array<std::uint32_t, 2> readBlockHeader(std::istream& stream, std::int64_t 
     if (!seekTo(stream, position)) {
         LUMO_THROW(CorruptFrameDataError(frameId, seekFailureText("Can't seek to binary header.", stream)));
     }
-    std::array<std::byte, kBlockHeaderSizeBytes> bytes;
+    std::array<std::byte, kBlockHeaderSizeBytes> bytes{};
     if (!readExactly(stream, bytes.data(), bytes.size())) {
         LUMO_THROW(CorruptFrameDataError(frameId, "Error reading binary header."));
     }

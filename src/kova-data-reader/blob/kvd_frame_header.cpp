@@ -21,7 +21,7 @@ void KvdFrameHeader::initEmpty(std::int64_t newFrameId, std::int64_t position) {
 void KvdFrameHeader::initFromStream(std::int64_t newFrameId, std::int64_t position, std::istream& stream) {
     blockPosition.reset();
     frameId = newFrameId;
-    std::array<std::byte, 8> head;
+    std::array<std::byte, 8> head{};
     if (!binary::readExactly(stream, head.data(), head.size())) {
         LUMO_THROW(CorruptFrameDataError(frameId, "Error reading 8-byte binary header."));
     }

@@ -18,7 +18,7 @@ void KvdFrameReader::fill(std::istream& stream, std::int64_t newFrameId, std::in
         return;
     }
     loadedPosition.reset();
-    scanStarts.clear();
+    starts.clear();
     scans = 0;
     if (position >= 0) {
         readBlock(stream, position);
@@ -55,14 +55,14 @@ void KvdFrameReader::buildScanStarts() {
                                                       std::to_string(scans) + "] got [" +
                                                       std::to_string(entries) + "]"));
     }
-    scanStarts.resize(entries + 1);
-    decoding::decodeByteShuffling(buffer, 0, entries, scanStarts.data());
+    starts.resize(entries + 1);
+    decoding::decodeByteShuffling(buffer, 0, entries, starts.data());
     std::uint32_t sum = 0;  // wraps like the format's own sums
     for (std::size_t i = 0; i < entries; ++i) {
-        sum += scanStarts[i];
-        scanStarts[i] = sum;
+        sum += starts[i];
+        starts[i] = sum;
     }
-    scanStarts[entries] = static_cast<std::uint32_t>(words);
+    starts[entries] = static_cast<std::uint32_t>(words);
 }
 
 void KvdFrameReader::raiseOutOfRange(std::uint32_t scan) const {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <istream>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "kova-data-reader/blob/byte_buffer.h"
@@ -27,10 +28,10 @@ public:
             raiseOutOfRange(scan);
         }
         start = end = 0;
-        if (!scanStarts.empty()) {
-            const std::uint32_t first = scanStarts[scan];
-            const std::uint32_t last = scanStarts[scan + 1];
-            if (last < first || last > scanStarts.back()) {
+        if (!starts.empty()) {
+            const std::uint32_t first = starts[scan];
+            const std::uint32_t last = starts[scan + 1];
+            if (last < first || last > starts.back()) {
                 raiseOutsideFrame(scan);
             }
             start = first;
@@ -39,10 +40,15 @@ public:
         return decompressed;
     }
 
+    // The whole byte-shuffled frame, and the first word of each scan with one more entry behind the last. Scans
+    // lie inside the frame only where get() says so.
+    const ByteBuffer& shuffledWords() const { return decompressed; }
+    std::span<const std::uint32_t> scanStarts() const { return starts; }
+
     std::uint32_t numberOfScans() const { return scans; }
 
     // True when no scan of the frame holds peaks because the frame was stored without any.
-    bool isWithoutPeaks() const { return scanStarts.empty(); }
+    bool isWithoutPeaks() const { return starts.empty(); }
 
 private:
     void readBlock(std::istream& stream, std::int64_t position);
@@ -52,7 +58,7 @@ private:
 
     ByteBuffer compressed{limits::kCompressedBufferSizeBytes};
     ByteBuffer decompressed{limits::kDecompressedFrameBufferSizeBytes};
-    std::vector<std::uint32_t> scanStarts;  // one more than scans, or empty
+    std::vector<std::uint32_t> starts;  // one more than scans, or empty
     std::optional<std::int64_t> loadedPosition;
     std::int64_t frameId = -1;
     std::uint32_t scans = 0;

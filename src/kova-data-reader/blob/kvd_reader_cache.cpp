@@ -11,12 +11,12 @@ namespace lumo::io::kova {
 
 // What differs between filling for a range of scans and for a single scan.
 struct KvdReaderCache::FillRules {
-    std::int64_t frameId;
+    std::int64_t frameId = 0;
     std::optional<std::uint32_t> scan;
-    std::uint64_t maxSize;
-    const char* tooLarge;
-    const char* seekFailed;
-    const char* readFailed;
+    std::uint64_t maxSize = 0;
+    const char* tooLarge = nullptr;
+    const char* seekFailed = nullptr;
+    const char* readFailed = nullptr;
 
     [[noreturn]] void raise(const char* text) const {
         if (scan) {

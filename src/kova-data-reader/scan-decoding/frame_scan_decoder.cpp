@@ -6,7 +6,8 @@
 #include "diag/throw.h"
 #include "kova-data-reader/blob/kvd_frame_reader.h"
 #include "kova-data-reader/kvd_reader.h"
-#include "kova-data-reader/scan-decoding/frame_scan_kernel.h"
+#include "kova-data-reader/scan-decoding/bin_limit.h"
+#include "kova-data-reader/scan-decoding/scan_packing.h"
 
 namespace lumo::io::kova {
 
@@ -41,10 +42,24 @@ std::size_t FrameScanDecoder::peakBound(std::uint32_t scan) {
 
 std::size_t FrameScanDecoder::decode(std::uint32_t scan, const IntensityScale& scale,
                                      const PeakOutput& output) {
-    std::uint32_t start = 0;
-    std::uint32_t end = 0;
-    const ByteBuffer& shuffled = frame->get(scan, start, end);
-    return decodeFrameScan({shuffled.data(), shuffled.size()}, start, end, scale, reader.binLimit(), output);
+    if (frame->isWithoutPeaks()) {
+        return 0;
+    }
+    return kernel.decode(scansOfFrame(scale), scan, reader.binLimit(),
+                         {.indices = output.indices, .intensities = output.intensities});
+}
+
+std::uint64_t FrameScanDecoder::pack(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
+                                     std::byte* destination) {
+    ScanTargets targets{.counts = destination, .indices = destination + kWordSize * (end - begin)};
+    kernel.decode(scansOfFrame(scale), begin, end, reader.binLimit(), targets);
+    return static_cast<std::uint64_t>(targets.indices - destination) / kWordSize;
+}
+
+FrameScans FrameScanDecoder::scansOfFrame(const IntensityScale& scale) const {
+    const ByteBuffer& shuffled = frame->shuffledWords();
+    return {shuffled.data(), shuffled.size() / kWordSize, frame->scanStarts().data(),
+            reader.binLimit().binCount(), scale};
 }
 
 }  // namespace lumo::io::kova

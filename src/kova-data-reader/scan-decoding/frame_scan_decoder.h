@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kova-data-reader/scan-decoding/frame_scan_kernel.h"
 #include "kova-data-reader/scan-decoding/scan_decoder.h"
 
 namespace lumo::io::kova {
@@ -8,7 +9,7 @@ class KvdFrameReader;
 
 // Scans of frames that are compressed as a whole: peaks go from the shuffled buffer straight to their
 // destination.
-class FrameScanDecoder : public ScanDecoder {
+class FrameScanDecoder final : public ScanDecoder {
 public:
     explicit FrameScanDecoder(KvdReader& source) : reader(source) {}
 
@@ -18,11 +19,16 @@ public:
     std::uint64_t rangePeakBound() const override { return wordsOfRange / 2; }
     std::size_t peakBound(std::uint32_t scan) override;
     std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) override;
+    std::uint64_t pack(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
+                       std::byte* destination) override;
 
 private:
+    FrameScans scansOfFrame(const IntensityScale& scale) const;
+
     KvdReader& reader;
     const KvdFrameReader* frame = nullptr;
     std::uint64_t wordsOfRange = 0;
+    FrameScanKernel kernel;
 };
 
 }  // namespace lumo::io::kova

@@ -2,19 +2,30 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
-#include "kova-data-reader/scan-decoding/normalization.h"
-#include "kova-data-reader/scan-decoding/peak_output.h"
+#include "kova-data-reader/scan-decoding/frame_scans.h"
+#include "kova-data-reader/scan-decoding/simd_level.h"
 
 namespace lumo::io::kova {
 
 class BinLimit;
 
-// Decodes the word range [start, end) of a byte-shuffled frame, pairs of (index delta, intensity), to peaks.
-// The range must lie inside the buffer and be even. Returns the number of peaks whose index is below the bin
-// limit; only those are stored, without gaps.
-std::size_t decodeFrameScan(std::span<const std::byte> shuffled, std::uint32_t start, std::uint32_t end,
-                            const IntensityScale& scale, BinLimit& limit, const PeakOutput& output);
+// Decodes scans of byte-shuffled frames with the instructions of a level. All levels give the same bits. Peaks
+// whose index is at or beyond the bin limit are dropped.
+class FrameScanKernel {
+public:
+    explicit FrameScanKernel(SimdLevel level = simdLevel());
+
+    // One scan. Returns the number of its peaks; they are stored without gaps, or only counted without targets.
+    std::size_t decode(const FrameScans& frame, std::uint32_t scan, BinLimit& limit,
+                       ScanTargets targets) const;
+
+    // The scans [begin, end), one behind the other.
+    void decode(const FrameScans& frame, std::uint32_t begin, std::uint32_t end, BinLimit& limit,
+                ScanTargets& targets) const;
+
+private:
+    DecodeScans decodeScans;
+};
 
 }  // namespace lumo::io::kova

@@ -23,7 +23,7 @@ std::size_t LzfScanDecoder::peakBound(std::uint32_t scan) {
     if (decompressedSize % 4 != 0) {
         LUMO_THROW(CorruptScanDataError(frameId, scan, "LZF-decompressed size not a multiple of 4."));
     }
-    return decompressedSize / 4;
+    return countRunLengthPeaks({values.data(), decompressedSize});
 }
 
 std::size_t LzfScanDecoder::decompress(const std::byte* input, std::size_t inputLength, std::uint32_t scan) {

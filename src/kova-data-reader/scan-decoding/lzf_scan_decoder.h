@@ -20,7 +20,7 @@ public:
 private:
     std::size_t decompress(const std::byte* input, std::size_t inputLength, std::uint32_t scan);
 
-    static constexpr std::size_t kInitialBufferSizeBytes = 64 * 1024;
+    static constexpr std::size_t kInitialBufferSizeBytes = std::size_t{64} * 1024;
 
     KvdReader& reader;
     std::int64_t frameId = -1;

@@ -19,6 +19,11 @@ struct PeakOutput {
         std::memcpy(intensities + 4 * peak, &intensity, 4);
     }
 
+    // When peaks were dropped, intensities that follow their indices move up.
+    void moveIntensitiesTo(std::byte* target, std::size_t count) const {
+        std::memmove(target, intensities, 4 * count);
+    }
+
     // Stores `count` peaks from `peak` on.
     void store(std::size_t peak, const std::uint32_t* index, const std::uint32_t* intensity,
                std::size_t count) const {

@@ -5,29 +5,66 @@
 
 namespace lumo::io::kova {
 
-std::size_t decodeRunLengthScan(std::span<const std::byte> values, const IntensityScale& scale,
-                                BinLimit& limit, const PeakOutput& output) {
-    const std::size_t count = values.size() / 4;
+namespace {
+
+std::int32_t valueAt(std::span<const std::byte> values, std::size_t i) {
+    return static_cast<std::int32_t>(loadU32(values.data() + 4 * i));
+}
+
+// Skips and peaks follow each other in no order that a processor could foresee, so neither is branched upon:
+// each value is stored as the next peak, and the next one overwrites it unless it was one. The last value must
+// not be a skip.
+template <class Store>
+std::size_t decode(std::span<const std::byte> values, BinLimit& limit, const Store& store) {
+    const std::uint64_t bins = limit.binCount();
     std::uint64_t index = 0;  // 64 bits hold every sum of skips that a scan can have room for
     std::size_t kept = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto value = static_cast<std::int32_t>(loadU32(values.data() + 4 * i));
-        if (value < 0) {
-            index += static_cast<std::uint64_t>(-static_cast<std::int64_t>(value));
-            continue;
-        }
-        if (index < limit.binCount()) {
-            if (!output.isCountOnly()) {
-                output.store(kept, static_cast<std::uint32_t>(index),
-                             scale(static_cast<std::uint32_t>(value)));
-            }
-            ++kept;
-        } else {
+    for (std::size_t i = 0; i < values.size() / 4; ++i) {
+        const std::int32_t value = valueAt(values, i);
+        const bool isPeak = value >= 0;
+        const bool isInside = index < bins;
+        if (static_cast<unsigned>(isPeak) & static_cast<unsigned>(!isInside)) {
             limit.reportDropped(index);
         }
-        ++index;
+        store(kept, static_cast<std::uint32_t>(index), static_cast<std::uint32_t>(value));
+        kept += static_cast<unsigned>(isPeak) & static_cast<unsigned>(isInside);
+        index += isPeak ? 1 : static_cast<std::uint64_t>(-static_cast<std::int64_t>(value));
     }
     return kept;
+}
+
+std::span<const std::byte> withoutLastSkips(std::span<const std::byte> values) {
+    std::size_t count = values.size() / 4;
+    while (count > 0 && valueAt(values, count - 1) < 0) {
+        --count;
+    }
+    return values.first(4 * count);
+}
+
+}  // namespace
+
+std::size_t countRunLengthPeaks(std::span<const std::byte> values) {
+    std::size_t peaks = 0;
+    for (std::size_t i = 0; i < values.size() / 4; ++i) {
+        peaks += valueAt(values, i) >= 0 ? 1U : 0U;
+    }
+    return peaks;
+}
+
+std::size_t decodeRunLengthScan(std::span<const std::byte> allValues, const IntensityScale& scale,
+                                BinLimit& limit, const PeakOutput& output) {
+    const std::span<const std::byte> values = withoutLastSkips(allValues);
+    if (output.isCountOnly()) {
+        return decode(values, limit, [](std::size_t, std::uint32_t, std::uint32_t) {});
+    }
+    if (scale.isIdentity()) {
+        return decode(values, limit, [&](std::size_t peak, std::uint32_t index, std::uint32_t intensity) {
+            output.store(peak, index, intensity);
+        });
+    }
+    return decode(values, limit, [&](std::size_t peak, std::uint32_t index, std::uint32_t intensity) {
+        output.store(peak, index, scale(intensity));
+    });
 }
 
 }  // namespace lumo::io::kova

@@ -35,6 +35,11 @@ public:
 
     // Stores the peaks of the scan that peakBound() was last called for and returns how many they are.
     virtual std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) = 0;
+
+    // Packs the scans [begin, end) of the prepared range into `destination`, which has room for their bound: the
+    // peak count of each, then for each its indices and its intensities. Returns the number of values.
+    virtual std::uint64_t pack(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
+                               std::byte* destination);
 };
 
 // The decoder for the reader's storage scheme. The reader must outlive it.

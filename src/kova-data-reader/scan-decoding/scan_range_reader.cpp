@@ -6,34 +6,16 @@
 #include "diag/throw.h"
 #include "kova-data-reader/blob/limits.h"
 #include "kova-data-reader/kvd_reader.h"
+#include "kova-data-reader/scan-decoding/scan_packing.h"
 
 namespace lumo::io::kova {
 
 namespace {
 
-constexpr std::uint64_t kWordSize = sizeof(std::uint32_t);
-
 void checkResultSize(std::uint64_t values) {
     if (values > limits::kMaxResultValues) {
         LUMO_THROW(std::runtime_error("Maximum decompressed frame size exceeded."));
     }
-}
-
-// Decodes one scan to `target`, which has room for `bound` peaks, and returns the number of peaks.
-// Intensities follow the indices, so they move up when peaks were dropped.
-std::size_t decodeScan(ScanDecoder& decoder, std::uint32_t scan, const IntensityScale& scale,
-                       std::size_t bound, std::byte* target) {
-    std::byte* const intensities = target + kWordSize * bound;
-    const std::size_t peaks = decoder.decode(scan, scale, {target, intensities});
-    if (peaks < bound) {
-        std::memmove(target + kWordSize * peaks, intensities, kWordSize * peaks);
-    }
-    return peaks;
-}
-
-void storeCount(std::byte* counts, std::uint64_t slot, std::size_t peaks) {
-    const auto count = static_cast<std::uint32_t>(peaks);
-    std::memcpy(counts + kWordSize * slot, &count, kWordSize);
 }
 
 }  // namespace
@@ -88,17 +70,11 @@ std::uint64_t ScanRangeReader::readDirectly(const Range& range, const IntensityS
 
 std::uint64_t ScanRangeReader::decodeInto(const Range& range, const IntensityScale& scale,
                                           std::byte* destination) {
-    std::byte* target = destination + kWordSize * range.scans();
     if (decoder->isRangeWithoutPeaks()) {
         std::memset(destination, 0, kWordSize * range.scans());
         return range.scans();
     }
-    for (std::uint32_t scan = range.begin; scan < range.end; ++scan) {
-        const std::size_t peaks = decodeScan(*decoder, scan, scale, decoder->peakBound(scan), target);
-        storeCount(destination, scan - range.begin, peaks);
-        target += 2 * kWordSize * peaks;
-    }
-    return static_cast<std::uint64_t>(target - destination) / kWordSize;
+    return decoder->pack(range.begin, range.end, scale, destination);
 }
 
 // A later scan can still turn out to be corrupt, so the result is built aside. Once it has outgrown the
@@ -112,8 +88,8 @@ std::uint64_t ScanRangeReader::readStaged(const Range& range, const IntensitySca
         std::size_t peaks = 0;
         if (kWordSize * values <= buffer.size()) {
             staged.resize(kWordSize * (values + 2 * bound));
-            peaks = decodeScan(*decoder, scan, scale, bound, staged.data() + kWordSize * values);
-            storeCount(staged.data(), scan - range.begin, peaks);
+            peaks = packScan(*decoder, scan, scale, bound, staged.data() + kWordSize * values);
+            storePeakCount(staged.data(), scan - range.begin, peaks);
         } else {
             peaks = decoder->decode(scan, scale, {});
         }

@@ -15,8 +15,11 @@ namespace {
 
 using analysis_writer::Scan;
 using lumo::io::kova::BinLimit;
+using lumo::io::kova::FrameScanKernel;
+using lumo::io::kova::FrameScans;
 using lumo::io::kova::IntensityScale;
 using lumo::io::kova::PeakOutput;
+using lumo::io::kova::SimdLevel;
 
 constexpr std::optional<double> kFactors[] = {std::nullopt, 1.0, 0.37, 5e9, -1.0, HUGE_VAL, NAN};
 
@@ -48,11 +51,21 @@ std::span<const std::byte> asBytes(const analysis_writer::Bytes& bytes) {
     return std::as_bytes(std::span(bytes));
 }
 
-TEST(FrameScanKernel, EqualsThePlainFormForAnyWords) {
+std::vector<SimdLevel> availableLevels() {
+    std::vector<SimdLevel> levels;
+    for (const SimdLevel level : {SimdLevel::Scalar, SimdLevel::Vector128, SimdLevel::Avx2}) {
+        if (level <= lumo::io::kova::simdLevel()) {
+            levels.push_back(level);
+        }
+    }
+    return levels;
+}
+
+TEST(FrameScanKernel, EveryLevelEqualsThePlainFormForAnyWords) {
     fixtures::Random random(11);
     for (int round = 0; round < 3000; ++round) {
         const std::size_t before = random() % 5;
-        const std::size_t peaks = round % 10 == 0 ? random() % 3000 : random() % 40;
+        const std::size_t peaks = round % 10 == 0 ? random() % 3000 : random() % 70;
         std::vector<std::uint32_t> words(before + 2 * peaks + random() % 5);
         const bool wild = random() % 4 == 0;
         for (std::uint32_t& word : words) {
@@ -61,17 +74,22 @@ TEST(FrameScanKernel, EqualsThePlainFormForAnyWords) {
         const std::uint32_t bins = random.below(3) == 0 ? random.below(50'000) : random();
         const std::optional<double> factor = kFactors[random() % std::size(kFactors)];
         const analysis_writer::Bytes shuffled = analysis_writer::shuffled(words);
-        BinLimit limit(bins);
-        const auto decode = [&](const PeakOutput& output) {
-            return decodeFrameScan(asBytes(shuffled), static_cast<std::uint32_t>(before),
-                                   static_cast<std::uint32_t>(before + 2 * peaks), scaleOf(factor), limit,
-                                   output);
-        };
         const std::vector<std::uint32_t> pairs(
             words.begin() + static_cast<std::ptrdiff_t>(before),
             words.begin() + static_cast<std::ptrdiff_t>(before + 2 * peaks));
-        ASSERT_EQ(decodeToPeaks(decode, peaks, random() % 8), reference::decodePairs(pairs, bins, factor))
-            << round;
+        const Scan expected = reference::decodePairs(pairs, bins, factor);
+        for (const SimdLevel level : availableLevels()) {
+            BinLimit limit(bins);
+            const std::uint32_t starts[] = {static_cast<std::uint32_t>(before),
+                                            static_cast<std::uint32_t>(before + 2 * peaks)};
+            const FrameScans frame{asBytes(shuffled).data(), words.size(), starts, bins, scaleOf(factor)};
+            const auto decode = [&](const PeakOutput& output) {
+                return FrameScanKernel(level).decode(
+                    frame, 0, limit, {.indices = output.indices, .intensities = output.intensities});
+            };
+            ASSERT_EQ(decodeToPeaks(decode, peaks, random() % 8), expected)
+                << round << ' ' << static_cast<int>(level);
+        }
     }
 }
 
@@ -89,8 +107,8 @@ TEST(RunLengthKernel, EqualsThePlainFormForAnyValues) {
         const auto decode = [&](const PeakOutput& output) {
             return decodeRunLengthScan(asBytes(bytes), scaleOf(factor), limit, output);
         };
-        ASSERT_EQ(decodeToPeaks(decode, values.size(), random() % 8),
-                  reference::decodeRuns(values, bins, factor));
+        const std::size_t bound = lumo::io::kova::countRunLengthPeaks(asBytes(bytes));
+        ASSERT_EQ(decodeToPeaks(decode, bound, random() % 8), reference::decodeRuns(values, bins, factor));
     }
 }
 

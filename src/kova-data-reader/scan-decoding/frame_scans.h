@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "kova-data-reader/scan-decoding/normalization.h"
+
+namespace lumo::io::kova {
+
+// Scans of a byte-shuffled frame: scan i is made of the words starts[i] ... starts[i + 1] - 1, pairs of (index
+// delta, intensity). All of them lie inside the frame, and their numbers are even.
+struct FrameScans {
+    const std::byte* shuffled = nullptr;  // four planes of bytes
+    std::size_t planeSize = 0;            // words in the frame
+    const std::uint32_t* starts = nullptr;
+    std::uint32_t bins = 0;  // indices from here on are dropped
+    IntensityScale scale;
+};
+
+// Where successive scans go. There is room for each peak that a scan can hold.
+struct ScanTargets {
+    std::byte* counts = nullptr;       // the next scan's number of peaks; null: not wanted
+    std::byte* indices = nullptr;      // its indices; null: nothing is stored
+    std::byte* intensities = nullptr;  // its intensities; null: behind its indices
+
+    std::byte* intensitiesOf(std::size_t peaks) const {
+        return intensities != nullptr ? intensities : indices + 4 * peaks;
+    }
+
+    void advance(std::size_t peaks) {
+        if (counts != nullptr) {
+            const auto count = static_cast<std::uint32_t>(peaks);
+            std::memcpy(counts, &count, sizeof count);
+            counts += sizeof count;
+        }
+        if (indices != nullptr) {
+            indices += (intensities != nullptr ? 4 : 8) * peaks;
+        }
+        if (intensities != nullptr) {
+            intensities += 4 * peaks;
+        }
+    }
+};
+
+// Decodes the scans [scan, end) up to the first one that has a peak to be dropped, or that does not lie so that
+// vectors can be read; returns its number, or `end`.
+using DecodeScans = std::uint32_t (*)(const FrameScans& frame, std::uint32_t scan, std::uint32_t end,
+                                      ScanTargets& targets);
+
+std::uint32_t decodeScansByVector128(const FrameScans& frame, std::uint32_t scan, std::uint32_t end,
+                                     ScanTargets& targets);
+#ifdef __x86_64__
+std::uint32_t decodeScansByAvx2(const FrameScans& frame, std::uint32_t scan, std::uint32_t end,
+                                ScanTargets& targets);
+#endif
+
+}  // namespace lumo::io::kova
