@@ -20,6 +20,7 @@ CompressionType readCompressionType(CppSQLite3DB& db) {
 }
 
 std::uint32_t readBinCount(const ISqliteReader& reader) {
+    const CppSQLite3Query lock = reader.getSQLiteDb()->execQuery("SELECT Key FROM GlobalMetadata");
     const auto scaleFactor = getGlobalMetadatumRequired<std::int32_t>(reader, "PeakListIndexScaleFactor");
     const auto samples = getGlobalMetadatumRequired<std::uint32_t>(reader, "DigitizerNumSamples");
     const std::uint32_t binCount = static_cast<std::uint32_t>(scaleFactor) * samples;  // wraps, as written

@@ -20,6 +20,8 @@ KvdReaderImpl::KvdReaderImpl(const std::filesystem::path& directory, Selector se
     : isKvd(withMobility) {
     const AnalysisFiles files = locateAnalysisFiles(directory, isKvd);
     openDatabase(files.database);
+    // A row that is not released holds the lock of the file, which each query would have to take anew.
+    const CppSQLite3Query lock = db->execQuery("SELECT Key FROM GlobalMetadata");
     blobFile.emplace(files.blob);
     frames.emplace(*db, isKvd, schemaMajor);
     createStorageReader();

@@ -67,26 +67,25 @@ std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTr
     if (!mobilityTable) {
         LUMO_THROW(std::runtime_error("Mobility calibration is not supported."));
     }
-    return readMobilityTrafo(mobCalibId(frameId), *mobilityTable);
+    // Both rows are read under one lock of the database file.
+    CppSQLite3Query frame = queryMobCalibId(frameId);
+    if (!frame.eof() && frame.fieldType(0) == CppSQLite3FieldType::Integer) {
+        auto transformator = readMobilityTrafo(frame.getInt64Field(0), *mobilityTable);
+        frame.nextRow();
+        if (frame.eof()) {
+            return transformator;
+        }
+    }
+    return readMobilityTrafo(getMobCalibId(frameId, *db, logger), *mobilityTable);
 }
 
-// Conversions ask for it each time, so the usual case of one whole number does not compile a statement.
-std::int64_t KvdCalibrationReaderImpl::mobCalibId(std::int64_t frameId) const {
+// Conversions ask for it each time, so the statement is compiled once.
+CppSQLite3Query KvdCalibrationReaderImpl::queryMobCalibId(std::int64_t frameId) const {
     if (!mobCalibIdStatement.isPrepared()) {
         mobCalibIdStatement = db->compileStatement("SELECT KovaCalibration FROM Frames WHERE Id=?");
     }
     mobCalibIdStatement.bind(1, frameId);
-    {
-        CppSQLite3Query row = mobCalibIdStatement.execQuery();
-        if (!row.eof() && row.fieldType(0) == CppSQLite3FieldType::Integer) {
-            const std::int64_t calibrationId = row.getInt64Field(0);
-            row.nextRow();
-            if (row.eof()) {
-                return calibrationId;
-            }
-        }
-    }
-    return getMobCalibId(frameId, *db, logger);
+    return mobCalibIdStatement.execQuery();
 }
 
 models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getReferenceMzTrafo(bool negative) const {

@@ -44,7 +44,7 @@ public:
     std::shared_ptr<CppSQLite3DB> getSQLiteDb() const override { return db; }
 
 private:
-    std::int64_t mobCalibId(std::int64_t frameId) const;
+    CppSQLite3Query queryMobCalibId(std::int64_t frameId) const;
 
     logging::Logger logger;
     std::shared_ptr<CppSQLite3DB> db;
