@@ -51,11 +51,22 @@ void checkEach(std::span<const FrameRow> frames, const char* unit, CheckTally& t
 // Adds these bytes to a CRC-32.
 std::uint32_t crc32Of(std::uint32_t crc, std::span<const std::byte> bytes);
 
-nlohmann::ordered_json badFramesToJson(const CheckTally& tally);
-void writeBadFrames(OutputBuffer& out, std::string_view noun, const CheckTally& tally);
-// The number of frames, with that of the bad ones if there are any.
-std::string frameCountText(const CheckTally& tally);
-std::string speedText(const CheckTally& tally);
+// One number of the report, under its names in JSON and in text.
+struct CheckedNumber {
+    const char* key;
+    const char* name;
+    std::uint64_t value;
+};
+
+// What the frames of a format are called.
+struct CheckedNouns {
+    const char* one;
+    const char* many;
+};
+
+// Prints the report and returns the exit status.
+int writeReport(const CommonOptions& options, const CheckTally& tally, const CheckedNouns& nouns,
+                std::span<const CheckedNumber> numbers);
 
 // Read everything, print the report, and return the exit status.
 int checkFrames(const CommonOptions& options);

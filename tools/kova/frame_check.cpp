@@ -11,7 +11,6 @@ namespace kova_tool {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Json = nlohmann::ordered_json;
 
 struct FrameCheck : CheckTally {
     std::uint64_t scans = 0;
@@ -60,43 +59,15 @@ private:
     FrameCheck result;
 };
 
-Json toJson(const std::string& directory, const FrameCheck& result) {
-    return {{"analysis", directory},
-            {"ok", result.badFrames.empty()},
-            {"frames", result.frames()},
-            {"bad_frames", badFramesToJson(result)},
-            {"scans", result.scans},
-            {"peaks", result.peaks},
-            {"intensity_sum", result.intensitySum},
-            {"result_bytes", result.bytes},
-            {"crc32_raw", result.crc},
-            {"seconds", result.seconds()},
-            {"gigabytes_per_second", result.gigabytesPerSecond()}};
-}
-
-void printText(const FrameCheck& result, OutputBuffer& out) {
-    writeBadFrames(out, "frame", result);
-    writeEntry(out, "Frames", frameCountText(result));
-    writeEntry(out, "Scans", std::to_string(result.scans));
-    writeEntry(out, "Peaks", std::to_string(result.peaks));
-    writeEntry(out, "Intensity sum", std::to_string(result.intensitySum));
-    writeEntry(out, "CRC-32", std::to_string(result.crc));
-    writeEntry(out, "Read", speedText(result));
-    writeEntry(out, "Result", result.badFrames.empty() ? "all is well" : "damaged");
-}
-
 }  // namespace
 
 int checkFrames(const CommonOptions& options) {
     const FrameCheck result = FrameChecker(options.directory).run();
-    OutputBuffer out;
-    if (options.json) {
-        writeJson(out, toJson(options.directory, result));
-    } else {
-        printText(result, out);
-    }
-    out.flush();
-    return result.badFrames.empty() ? kExitOk : kExitFailure;
+    const CheckedNumber numbers[] = {{"scans", "Scans", result.scans},
+                                     {"peaks", "Peaks", result.peaks},
+                                     {"intensity_sum", "Intensity sum", result.intensitySum},
+                                     {"crc32_raw", "CRC-32", result.crc}};
+    return writeReport(options, result, {"frame", "frames"}, numbers);
 }
 
 }  // namespace kova_tool

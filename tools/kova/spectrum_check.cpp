@@ -12,7 +12,6 @@ namespace kova_tool {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Json = nlohmann::ordered_json;
 
 struct SpectrumCheck : CheckTally {
     std::uint64_t lines = 0;
@@ -77,45 +76,16 @@ private:
     SpectrumCheck result;
 };
 
-Json toJson(const std::string& directory, const SpectrumCheck& result) {
-    return {{"analysis", directory},
-            {"ok", result.badFrames.empty()},
-            {"spectra", result.frames()},
-            {"bad_spectra", badFramesToJson(result)},
-            {"lines", result.lines},
-            {"profile_points", result.profilePoints},
-            {"profile_sum", result.profileSum},
-            {"result_bytes", result.bytes},
-            {"crc32_lines", result.crcLines},
-            {"crc32_profiles", result.crcProfiles},
-            {"seconds", result.seconds()},
-            {"gigabytes_per_second", result.gigabytesPerSecond()}};
-}
-
-void printText(const SpectrumCheck& result, OutputBuffer& out) {
-    writeBadFrames(out, "spectrum", result);
-    writeEntry(out, "Spectra", frameCountText(result));
-    writeEntry(out, "Lines", std::to_string(result.lines));
-    writeEntry(out, "Profile points", std::to_string(result.profilePoints));
-    writeEntry(out, "Profile sum", std::to_string(result.profileSum));
-    writeEntry(out, "CRC-32 of lines", std::to_string(result.crcLines));
-    writeEntry(out, "CRC-32 of profiles", std::to_string(result.crcProfiles));
-    writeEntry(out, "Read", speedText(result));
-    writeEntry(out, "Result", result.badFrames.empty() ? "all is well" : "damaged");
-}
-
 }  // namespace
 
 int checkSpectra(const CommonOptions& options) {
     const SpectrumCheck result = SpectrumChecker(options.directory).run();
-    OutputBuffer out;
-    if (options.json) {
-        writeJson(out, toJson(options.directory, result));
-    } else {
-        printText(result, out);
-    }
-    out.flush();
-    return result.badFrames.empty() ? kExitOk : kExitFailure;
+    const CheckedNumber numbers[] = {{"lines", "Lines", result.lines},
+                                     {"profile_points", "Profile points", result.profilePoints},
+                                     {"profile_sum", "Profile sum", result.profileSum},
+                                     {"crc32_lines", "CRC-32 of lines", result.crcLines},
+                                     {"crc32_profiles", "CRC-32 of profiles", result.crcProfiles}};
+    return writeReport(options, result, {"spectrum", "spectra"}, numbers);
 }
 
 }  // namespace kova_tool

@@ -7,25 +7,18 @@
 #include "analysis-writer/calibration_store.h"
 #include "calibration/i_calibration_transformator.h"
 #include "fixtures/analysis_builder.h"
+#include "fixtures/failure.h"
 #include "fixtures/temp_directory.h"
 #include "kova-data-reader/kvd_reader.h"
 
 namespace {
 
 using analysis_writer::CalibrationStore;
+using fixtures::failureOf;
 using lumo::io::calibration::CalibrationReaderSqlite;
 using lumo::io::calibration::CalibrationStateSelector;
 using lumo::io::calibration::getCalibrationFile;
 using lumo::io::kova::KvdReader;
-
-std::string failureOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return "none";
-}
 
 analysis_writer::Coefficients withC1(double c1) {
     analysis_writer::Coefficients coefficients = analysis_writer::RefMzCalibrationRow().coefficients;

@@ -8,21 +8,14 @@
 #include "calibration-table-reader/calibration_builders.h"
 #include "calibration-table-reader/mobility_calibration.h"
 #include "calibration/calibration_transformator_tof.h"
+#include "fixtures/failure.h"
 #include "fixtures/temp_directory.h"
 
 namespace {
 
+using fixtures::failureOf;
 using namespace lumo::io::calibration;
 using lumo::calibration::StrategyId;
-
-std::string failureOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return "none";
-}
 
 constexpr const char* kExtra = "c.DigitizerTimebase, c.DigitizerDelay, c.T1, c.T2, c.dC1, c.dC2, ";
 

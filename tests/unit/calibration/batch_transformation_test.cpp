@@ -9,22 +9,16 @@
 
 #include <gtest/gtest.h>
 
+#include "fixtures/failure.h"
 #include "tof_transformators.h"
 
 namespace {
 
+using fixtures::failureOf;
+
 constexpr const char* kComplex =
     "complex valued solution in computation due to invalid calibration constants/value range";
 constexpr const char* kParallel = "Transformation failed, most likely due to bad calibration constants.";
-
-std::string failureOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return "none";
-}
 
 // A falling quadratic term: late times have no solution.
 lumo::calibration::ICalibrationTransformatorPtr unsolvable() {

@@ -6,11 +6,13 @@
 
 #include <gtest/gtest.h>
 
+#include "fixtures/failure.h"
 #include "fixtures/random.h"
 #include "tof_transformators.h"
 
 namespace {
 
+using fixtures::failureOf;
 using namespace lumo::calibration;
 using reference::PlainTof;
 using reference::TofConstants;
@@ -20,15 +22,6 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr const char* kComplex =
     "complex valued solution in computation due to invalid calibration constants/value range";
-
-std::string failureOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return "none";
-}
 
 // All not-a-numbers count as one value: which of them an operation gives is not defined.
 std::uint64_t bits(double x) { return std::isnan(x) ? 0x7FF8000000000000 : std::bit_cast<std::uint64_t>(x); }

@@ -1,4 +1,5 @@
 #include "kova-data-reader/kvd_reader.h"
+#include "fixtures/failure.h"
 
 #include <sstream>
 
@@ -14,18 +15,10 @@
 namespace {
 
 using fixtures::AnalysisBuilder;
+using fixtures::failureOf;
 using lumo::io::kova::KvdReader;
 using lumo::io::kova::NormalizationType;
 using lumo::io::kova::ScanRangeReader;
-
-std::string failureOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return "none";
-}
 
 TEST(KvdReader, OperationsOfTheOtherCompressionFail) {
     const fixtures::TempDirectory scans;

@@ -1,3 +1,4 @@
+#include "fixtures/failure.h"
 #include "kvd-calibration-reader/kvd_calibration_reader_impl.h"
 
 #include <functional>
@@ -11,16 +12,8 @@
 namespace {
 
 using fixtures::AnalysisBuilder;
+using fixtures::failureOf;
 using lumo::io::kova_calibration::KvdCalibrationReaderImpl;
-
-std::string failureOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return "none";
-}
 
 class CalibrationReader : public testing::Test {
 protected:

@@ -1,3 +1,4 @@
+#include "fixtures/failure.h"
 #include "zorel-msms-reader/zorel-msms-reader.h"
 
 #include <limits>
@@ -17,21 +18,13 @@
 namespace {
 
 using fixtures::AnalysisBuilder;
+using fixtures::failureOf;
 using fixtures::TempDirectory;
 using lumo::io::algorithms::ClosedInterval;
 using lumo::io::algorithms::ZorelMsmsSpectraReader;
 using lumo::io::kova::KvdReader;
 
 constexpr double kSlope = 15000.0;
-
-std::string failureOf(const auto& call) {
-    try {
-        call();
-    } catch (const std::exception& error) {
-        return error.what();
-    }
-    return "none";
-}
 
 // Parents at 10.5 s and 20.5 s with one precursor each; MS/MS frames 3 to 5, of which 1 is measured in the
 // first two and 2 in the last two.
