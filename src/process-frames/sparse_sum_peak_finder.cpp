@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 
+#include "process-frames/running_sum.h"
+
 namespace lumo::algorithm {
 
 namespace {
@@ -66,17 +68,12 @@ void SparseSumPeakFinder::sumUp(const BinInterval& interval) {
         sums.resize(std::max(needed, 2 * sums.size()));
     }
     rise.isInStretch = false;
-    std::int32_t running = total;
-    std::int32_t signs = 0;
-    std::int32_t* sum = std::fill_n(sums.data(), interval.begin - stretch.begin, running);
-    for (const int value : profile.subspan(interval.begin, interval.end - interval.begin)) {
-        running = wrappingSum(running, value);
-        signs |= running | value;
-        *sum++ = running;
-    }
-    std::fill_n(sum, stretch.end - interval.end, running);
-    total = running;
-    onlyAscending = onlyAscending && signs >= 0;
+    const std::size_t occupied = interval.end - interval.begin;
+    std::int32_t* const first = std::fill_n(sums.data(), interval.begin - stretch.begin, total);
+    const RunningSum running = algorithm::sumUp(profile.subspan(interval.begin, occupied), total, first);
+    std::fill_n(first + occupied, stretch.end - interval.end, running.total);
+    total = running.total;
+    onlyAscending = onlyAscending && running.signs >= 0;
 }
 
 void SparseSumPeakFinder::scanRange(const SmoothingRange& range, const BinInterval& binsInRange,
