@@ -66,11 +66,11 @@ WorkingProfile::Sum::~Sum() {
 }
 
 void WorkingProfile::Sum::add(std::span<const FullProfileProjector<int>::Peak> peaks) {
-    int* const bins = profile.bins.get();
-    std::uint8_t* const hit = profile.hit.get();
+    int* const sums = profile.bins.get();
+    std::uint8_t* const hitBlocks = profile.hit.get();
     for (const auto& peak : peaks) {
-        bins[peak.bin] = wrappingSum(bins[peak.bin], peak.intensity);
-        hit[peak.bin / kBlockSize] = 1;
+        sums[peak.bin] = wrappingSum(sums[peak.bin], peak.intensity);
+        hitBlocks[peak.bin / kBlockSize] = 1;
     }
 }
 

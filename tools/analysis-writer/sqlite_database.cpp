@@ -35,7 +35,7 @@ struct Binder {
 
 }  // namespace
 
-void SqliteDatabase::Close::operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
+void SqliteDatabase::Close::operator()(sqlite3* opened) const { sqlite3_close_v2(opened); }
 
 SqliteDatabase::SqliteDatabase(const std::filesystem::path& path) {
     if (std::filesystem::exists(path))
@@ -60,7 +60,7 @@ void SqliteDatabase::run(const std::string& sql, std::initializer_list<SqlValue>
     SqliteStatement(*this, sql).run(values);
 }
 
-void SqliteStatement::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+void SqliteStatement::Finalize::operator()(sqlite3_stmt* compiled) const { sqlite3_finalize(compiled); }
 
 SqliteStatement::SqliteStatement(SqliteDatabase& database, const std::string& sql) {
     sqlite3_stmt* compiled = nullptr;

@@ -19,7 +19,7 @@ std::size_t check(std::size_t result) {
 
 }  // namespace
 
-void ZstdCompressor::Free::operator()(ZSTD_CCtx_s* context) const { ZSTD_freeCCtx(context); }
+void ZstdCompressor::Free::operator()(ZSTD_CCtx_s* created) const { ZSTD_freeCCtx(created); }
 
 ZstdCompressor::ZstdCompressor(int level, ContentSize contentSize) : context(ZSTD_createCCtx()) {
     if (!context)

@@ -1,0 +1,146 @@
+// Writes what each fuzz target starts from: make_seeds DIRECTORY makes DIRECTORY/<target>/*.
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "analysis-writer/frame_block.h"
+#include "analysis-writer/lzf_stream.h"
+#include "analysis-writer/scan_blocks.h"
+#include "analysis-writer/spectrum_block.h"
+#include "common/two_files.h"
+#include "fixtures/memory_directory.h"
+#include "fixtures/random.h"
+#include "fixtures/small_analyses.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+namespace writer = analysis_writer;
+using writer::Bytes;
+
+const writer::Frame kFrame = {{{1, 2}}, {}, {{3, 4}, {5, 6}, {70000, 100000}}};
+
+class Seeds {
+public:
+    explicit Seeds(fs::path base) : directory(std::move(base)) {}
+
+    void add(const std::string& target, const Bytes& input) {
+        const fs::path folder = directory / target;
+        fs::create_directories(folder);
+        const auto name = "seed-" + std::to_string(count++);
+        std::ofstream(folder / name, std::ios::binary)
+            .write(reinterpret_cast<const char*>(input.data()), static_cast<std::streamsize>(input.size()));
+    }
+
+private:
+    fs::path directory;
+    unsigned count = 0;
+};
+
+template <class... Values>
+Bytes packed(const Values&... values) {
+    Bytes bytes;
+    const auto append = [&bytes](const auto& value) {
+        const auto* const raw = reinterpret_cast<const std::uint8_t*>(&value);
+        std::copy(raw, raw + sizeof value, std::back_inserter(bytes));
+    };
+    (append(values), ...);
+    return bytes;
+}
+
+Bytes operator+(const Bytes& first, const Bytes& second) {
+    Bytes both;
+    both.reserve(first.size() + second.size());
+    std::copy(first.begin(), first.end(), std::back_inserter(both));
+    std::copy(second.begin(), second.end(), std::back_inserter(both));
+    return both;
+}
+
+// Pseudo-random bytes for the targets that make values of whatever they get.
+Bytes noise(std::uint64_t seed, std::size_t size) {
+    fixtures::Random random(seed);
+    Bytes bytes(size);
+    for (std::uint8_t& byte : bytes) {
+        byte = static_cast<std::uint8_t>(random());
+    }
+    return bytes;
+}
+
+void addBlocks(Seeds& seeds) {
+    for (const int level : {1, 19}) {
+        seeds.add("frame_block", writer::frameBlock(kFrame, {.zstdLevel = level}));
+        seeds.add("frame_block", writer::frameBlock(writer::Frame(20, kFrame[2]), {.zstdLevel = level}));
+    }
+    seeds.add("frame_block", writer::emptyFrameBlock(3));
+    seeds.add("frame_block", writer::frameBlock(kFrame, {.contentSize = writer::ContentSize::omitted}));
+    Bytes words;
+    for (const std::uint32_t word : writer::frameWords(kFrame)) {
+        writer::appendU32(words, word);
+    }
+    seeds.add("scan_table", packed(std::uint32_t{3}, std::uint32_t{400000}, 1.0) + words);
+    seeds.add("scan_table", packed(std::uint32_t{3}, std::uint32_t{50}, 0.37) + words);
+    seeds.add("scan_header", writer::scanFrameBlock(kFrame));
+    seeds.add("scan_header", writer::scanFrameBlock(writer::Frame(20, kFrame[2])));
+    const Bytes values = writer::littleEndian(writer::runLengthValues(kFrame[2]));
+    const Bytes head = packed(std::uint32_t{400000}, 0.37);
+    seeds.add("lzf_scan", Bytes{0} + head + writer::lzfStream(values));
+    seeds.add("lzf_scan", Bytes{0} + head + writer::lzfStream(Bytes(5000, 1)));
+    seeds.add("lzf_scan", Bytes{1} + head + values);
+    const writer::Spectrum spectrum = {{{1.5, 2.5, 9.0}, {1, 2, 3}, {4, 5, 6}}, {0, 7, 0, 9}};
+    for (const writer::SpectrumParts parts :
+         {writer::SpectrumParts{}, {true, false, true}, {false, false, true}}) {
+        for (const std::uint8_t first : {std::uint8_t{0}, std::uint8_t{1}}) {
+            seeds.add("spectrum_block",
+                      Bytes{first} + packed(std::uint64_t{3}) + writer::spectrumBlock(spectrum, parts));
+        }
+    }
+}
+
+void addNumbers(Seeds& seeds) {
+    for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+        for (const char* const target : {"calibration_rows", "conversions", "peak_finder", "zorel_tables"}) {
+            seeds.add(target, noise(seed, 40 * seed));
+        }
+    }
+    for (const std::uint8_t cubic : {std::uint8_t{0}, std::uint8_t{1}}) {
+        seeds.add("conversions",
+                  Bytes{cubic} + packed(24000.0, 0.2, 300.0, 160000.0, 0.005, 1e-9, 0.1, 600.0));
+    }
+    seeds.add("peak_finder", Bytes{1, 0} + packed(std::uint32_t{5000}) + noise(3, 400));
+    for (const std::string text :
+         {"plain", "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80", "\xED\xA0\x80", "\xC0\xAF"}) {
+        seeds.add("utf8_and_errors", packed(std::uint32_t{7}) + Bytes(text.begin(), text.end()));
+    }
+}
+
+void addDirectories(Seeds& seeds) {
+    for (const int compression : {1, 2}) {
+        const fixtures::MemoryDirectory frames;
+        fixtures::smallZorelRun(compression).write(frames.path());
+        seeds.add("analysis_directory",
+                  fuzz::joinFiles(fixtures::contentOf(frames.path() / "analysis.kvd"),
+                                  fixtures::contentOf(frames.path() / "analysis.kvd_bin")));
+    }
+    const fixtures::MemoryDirectory spectra;
+    fixtures::smallSpectra().write(spectra.path());
+    seeds.add("spectrum_directory",
+              fuzz::joinFiles(fixtures::contentOf(spectra.path() / "analysis.kvs"),
+                              fixtures::contentOf(spectra.path() / "analysis.kvs_bin")));
+    const fixtures::MemoryDirectory store;
+    fixtures::writeSmallCalibrationStore(store.path());
+    seeds.add("calibration_store", fixtures::contentOf(store.path() / "calibration.sqlite"));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        return 2;
+    }
+    Seeds seeds(argv[1]);
+    addBlocks(seeds);
+    addNumbers(seeds);
+    addDirectories(seeds);
+}
