@@ -1,0 +1,250 @@
+// The n-th read, allocation, mapping or database step fails, for every n until a call gets through: each failure has a
+// text and leaves either a usable handle or, when opening, nothing at all.
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <optional>
+
+#include <gtest/gtest.h>
+
+#include "faults/faults.h"
+#include "fixtures/memory_directory.h"
+#include "fixtures/small_analyses.h"
+#include "kovadata/kova.h"
+#include "kovadata/kvs.h"
+
+namespace {
+
+using faults::Kind;
+using Words = std::vector<std::uint32_t>;
+
+std::ptrdiff_t openDescriptors() {
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return std::distance(begin(descriptors), end(descriptors));
+}
+
+// Buffers belong to the caller and are there before anything can fail.
+struct Buffers {
+    Words words = Words(4096);
+    std::vector<double> in = {1.0, 200.0, 40000.0};
+    std::vector<double> out = std::vector<double>(64);
+    std::vector<float> floats = std::vector<float>(64);
+    std::vector<std::int64_t> precursors = {1, 2};
+};
+Buffers buffers;
+
+Words bitsOf(const auto& values, std::size_t count) {
+    Words bits(count * sizeof(values[0]) / sizeof(std::uint32_t));
+    if (count != 0) {
+        std::memcpy(bits.data(), values.data(), count * sizeof(values[0]));
+    }
+    return bits;
+}
+
+// Calls a function and keeps its result for after the fault is over: comparing takes memory as well.
+struct ApiCall {
+    const char* name;
+    bool spectra;
+    std::function<std::uint32_t(std::uint64_t)> run;
+    std::function<Words(std::uint32_t)> result;
+};
+
+struct Sum {
+    std::uint32_t spectra = 0;
+    double intensities = 0.0;
+};
+Sum sum;
+
+void addLine(std::int64_t, std::uint32_t count, const double* mz, const float* intensities, void*) {
+    ++sum.spectra;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        sum.intensities += mz[i] * static_cast<double>(intensities[i]);
+    }
+}
+
+void addProfile(std::int64_t, std::uint32_t count, const std::int32_t* bins, void*) {
+    ++sum.spectra;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        sum.intensities += bins[i];
+    }
+}
+
+std::vector<ApiCall> frameCalls() {
+    const auto words = [](std::uint32_t size) { return bitsOf(buffers.words, size / 4); };
+    const auto doubles = [](std::uint32_t) { return bitsOf(buffers.out, 3); };
+    const auto spectra = [](std::uint32_t) {
+        return bitsOf(std::vector<double>{sum.intensities, static_cast<double>(sum.spectra)}, 2);
+    };
+    const auto scans = [](auto function) {
+        return [function](std::uint64_t handle) {
+            return function(handle, 2, 0, 3, buffers.words.data(),
+                            static_cast<std::uint32_t>(4 * buffers.words.size()));
+        };
+    };
+    const auto conversion = [](auto function) {
+        return [function](std::uint64_t handle) {
+            return function(handle, 1, buffers.in.data(), buffers.out.data(), 3U);
+        };
+    };
+    return {{"scans", false, scans(kova_read_scans_v2), words},
+            {"index to m/z", false, conversion(kova_index_to_mz), doubles},
+            {"scan number to 1/K0", false, conversion(kova_scannum_to_oneoverk0), doubles},
+            {"MS/MS lines", false,
+             [](std::uint64_t handle) {
+                 sum = {};
+                 return kova_read_zorel_msms_v2(handle, buffers.precursors.data(), 2, addLine, nullptr);
+             },
+             spectra},
+            {"MS/MS profiles of a frame", false,
+             [](std::uint64_t handle) {
+                 sum = {};
+                 return kova_read_zorel_profile_msms_for_frame_v2(handle, 1, addProfile, nullptr);
+             },
+             spectra}};
+}
+
+std::vector<ApiCall> spectrumCalls() {
+    return {{"lines", true,
+             [](std::uint64_t handle) {
+                 return kvs_read_line_spectrum(handle, 1, buffers.out.data(), buffers.floats.data(), 64);
+             },
+             [](std::uint32_t count) { return bitsOf(buffers.out, count); }},
+            {"profile", true,
+             [](std::uint64_t handle) {
+                 return kvs_read_profile_spectrum(handle, 1, buffers.words.data(), 4096);
+             },
+             [](std::uint32_t count) { return bitsOf(buffers.words, count); }},
+            {"index to m/z", true,
+             [](std::uint64_t handle) {
+                 return kvs_index_to_mz(handle, 1, buffers.in.data(), buffers.out.data(), 3);
+             },
+             [](std::uint32_t) { return bitsOf(buffers.out, 3); }}};
+}
+
+struct AnalysisCase {
+    const char* name;
+    int compression;
+    bool recalibrated;
+};
+
+struct FaultCase {
+    AnalysisCase analysis;
+    Kind kind;
+};
+
+const char* nameOf(Kind kind) {
+    constexpr const char* names[] = {"Reads", "ShortReads", "Allocations", "Mappings", "Steps"};
+    return names[static_cast<std::size_t>(kind)];
+}
+
+class Faults : public testing::TestWithParam<FaultCase> {
+protected:
+    void SetUp() override {
+        kova_set_num_threads(1);
+        const AnalysisCase& c = GetParam().analysis;
+        (isSpectra() ? fixtures::smallSpectra() : fixtures::smallZorelRun(c.compression))
+            .write(directory.path());
+        if (c.recalibrated) {
+            fixtures::writeSmallCalibrationStore(directory.path());
+        }
+        calls = isSpectra() ? spectrumCalls() : frameCalls();
+        warmUp();
+    }
+
+    bool isSpectra() const { return GetParam().analysis.compression == 3; }
+
+    std::uint64_t open() const {
+        return (isSpectra() ? kvs_open : kova_open)(path.c_str(), GetParam().analysis.recalibrated ? 1 : 0);
+    }
+    void close(std::uint64_t handle) const { (isSpectra() ? kvs_close : kova_close)(handle); }
+
+    // What libraries make once and keep: loggers, the text of the last error, symbol tables of the unwinder.
+    void warmUp() const {
+        const fixtures::MemoryDirectory empty;
+        const std::filesystem::path longPath = empty.path() / std::string(250, 'x') / std::string(250, 'x');
+        std::filesystem::create_directories(longPath);
+        for (const auto openAny : {kova_open, kvs_open}) {
+            EXPECT_EQ(openAny(longPath.c_str(), 0), 0U);
+        }
+        const std::uint64_t handle = open();
+        for (const ApiCall& call : calls) {
+            EXPECT_NE(call.run(handle), 0U) << call.name;
+        }
+        close(handle);
+    }
+
+    std::string lastError() const {
+        char text[400] = {};
+        (isSpectra() ? kvs_get_last_error_string : kova_get_last_error_string)(text, sizeof text);
+        return text;
+    }
+
+    fixtures::MemoryDirectory directory;
+    std::string path = directory.path().string();
+    std::vector<ApiCall> calls;
+};
+
+TEST_P(Faults, OpeningLeavesNothingBehind) {
+    const std::ptrdiff_t descriptors = openDescriptors();
+    const std::size_t memory = faults::bytesInUse();
+    unsigned failures = 0;
+    unsigned n = 0;
+    for (bool reached = true; reached;) {
+        faults::failNth(GetParam().kind, ++n);
+        const std::uint64_t handle = open();
+        reached = faults::stop();
+        if (handle == 0) {
+            ++failures;
+            EXPECT_NE(lastError(), "<no error>");
+            ASSERT_TRUE(reached) << lastError();
+        }
+        close(handle);
+        ASSERT_EQ(faults::bytesInUse(), memory) << nameOf(GetParam().kind) << ' ' << n << ": " << lastError();
+        ASSERT_EQ(openDescriptors(), descriptors) << nameOf(GetParam().kind) << ' ' << n;
+    }
+    std::printf("opening: %u faults, %u failures\n", n - 1, failures);
+}
+
+TEST_P(Faults, CallsFailWithATextAndLeaveTheHandleUsable) {
+    for (const ApiCall& call : calls) {
+        const std::uint64_t reference = open();
+        const Words expected = call.result(call.run(reference));
+        close(reference);
+        unsigned failures = 0;
+        unsigned n = 0;
+        for (bool reached = true; reached;) {
+            const std::uint64_t handle = open();  // anew, so that nothing is cached
+            faults::failNth(GetParam().kind, ++n);
+            const std::uint32_t result = call.run(handle);
+            reached = faults::stop();
+            if (result == 0) {
+                ++failures;
+                ASSERT_TRUE(reached) << call.name << ": " << lastError();
+                EXPECT_NE(lastError(), "<no error>");
+            } else {
+                EXPECT_EQ(call.result(result), expected) << call.name << ' ' << n;
+            }
+            EXPECT_EQ(call.result(call.run(handle)), expected) << call.name << " again after " << n;
+            close(handle);
+        }
+        std::printf("%s: %u faults, %u failures\n", call.name, n - 1, failures);
+    }
+}
+
+std::vector<FaultCase> allCases() {
+    std::vector<FaultCase> cases;
+    for (const AnalysisCase& analysis :
+         {AnalysisCase{"Scans", 1, false}, AnalysisCase{"Frames", 2, false},
+          AnalysisCase{"Spectra", 3, false}, AnalysisCase{"Recalibrated", 2, true}}) {
+        for (const Kind kind : {Kind::Read, Kind::ShortRead, Kind::Allocation, Kind::Mapping, Kind::Step}) {
+            cases.push_back({analysis, kind});
+        }
+    }
+    return cases;
+}
+
+INSTANTIATE_TEST_SUITE_P(Everywhere, Faults, testing::ValuesIn(allCases()), [](const auto& each) {
+    return std::string(each.param.analysis.name) + nameOf(each.param.kind);
+});
+
+}  // namespace

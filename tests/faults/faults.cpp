@@ -1,0 +1,169 @@
+#include "faults/faults.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdint>
+
+#include <dlfcn.h>
+#include <malloc.h>
+#include <sqlite3.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
+void __libc_free(void* memory);
+}
+
+namespace faults {
+
+namespace {
+
+bool armed = false;
+Kind armedKind{};
+unsigned callsLeft = 0;
+std::size_t allocated = 0;
+std::size_t mapped = 0;
+
+bool fails(Kind kind) { return armed && kind == armedKind && callsLeft != 0 && --callsLeft == 0; }
+
+void* counted(void* memory) {
+    allocated += malloc_usable_size(memory);
+    return memory;
+}
+
+void* outOfMemory() {
+    errno = ENOMEM;
+    return nullptr;
+}
+
+}  // namespace
+
+void failNth(Kind kind, unsigned n) {
+    armedKind = kind;
+    callsLeft = n;
+    armed = true;
+}
+
+bool stop() {
+    armed = false;
+    return callsLeft == 0;
+}
+
+std::size_t bytesInUse() { return allocated + mapped; }
+
+namespace {
+
+ssize_t readAt(int file, void* buffer, std::size_t size, std::int64_t offset) {
+    if (fails(Kind::Read)) {
+        errno = EIO;
+        return -1;
+    }
+    if (size > 1 && fails(Kind::ShortRead)) {
+        size /= 2;
+    }
+    return syscall(SYS_pread64, file, buffer, size, offset);
+}
+
+void* remembered(void* memory, std::size_t size) {
+    mapped += memory == MAP_FAILED ? 0 : size;
+    return memory;
+}
+
+}  // namespace
+
+}  // namespace faults
+
+extern "C" {
+
+ssize_t pread(int file, void* buffer, std::size_t size, off_t offset) {
+    return faults::readAt(file, buffer, size, offset);
+}
+
+ssize_t pread64(int file, void* buffer, std::size_t size, off64_t offset) {
+    return faults::readAt(file, buffer, size, offset);
+}
+
+ssize_t read(int file, void* buffer, std::size_t size) {
+    if (faults::fails(faults::Kind::Read)) {
+        errno = EIO;
+        return -1;
+    }
+    return syscall(SYS_read, file, buffer, size);
+}
+
+void* malloc(std::size_t size) {
+    return faults::fails(faults::Kind::Allocation) ? faults::outOfMemory()
+                                                   : faults::counted(__libc_malloc(size));
+}
+
+void* calloc(std::size_t count, std::size_t size) {
+    return faults::fails(faults::Kind::Allocation) ? faults::outOfMemory()
+                                                   : faults::counted(__libc_calloc(count, size));
+}
+
+void* realloc(void* memory, std::size_t size) {
+    if (faults::fails(faults::Kind::Allocation)) {
+        return faults::outOfMemory();
+    }
+    const std::size_t before = malloc_usable_size(memory);
+    void* const result = __libc_realloc(memory, size);
+    faults::allocated -= result != nullptr || size == 0 ? before : 0;
+    return faults::counted(result);
+}
+
+void* memalign(std::size_t alignment, std::size_t size) {
+    return faults::fails(faults::Kind::Allocation) ? faults::outOfMemory()
+                                                   : faults::counted(__libc_memalign(alignment, size));
+}
+
+void* aligned_alloc(std::size_t alignment, std::size_t size) { return memalign(alignment, size); }
+
+int posix_memalign(void** memory, std::size_t alignment, std::size_t size) {
+    *memory = memalign(alignment, size);
+    return *memory == nullptr ? ENOMEM : 0;
+}
+
+void free(void* memory) {
+    faults::allocated -= malloc_usable_size(memory);
+    __libc_free(memory);
+}
+
+void* mmap(void* address, std::size_t size, int protection, int flags, int file, off_t offset) {
+    if (faults::fails(faults::Kind::Mapping)) {
+        errno = ENOMEM;
+        return MAP_FAILED;
+    }
+    return faults::remembered(
+        reinterpret_cast<void*>(syscall(SYS_mmap, address, size, protection, flags, file, offset)), size);
+}
+
+void* mremap(void* address, std::size_t oldSize, std::size_t newSize, int flags, ...) {
+    if (faults::fails(faults::Kind::Mapping)) {
+        errno = ENOMEM;
+        return MAP_FAILED;
+    }
+    void* const result =
+        reinterpret_cast<void*>(syscall(SYS_mremap, address, oldSize, newSize, flags, nullptr));
+    faults::mapped -= result == MAP_FAILED ? 0 : oldSize;
+    return faults::remembered(result, newSize);
+}
+
+int munmap(void* address, std::size_t size) {
+    faults::mapped -= size;
+    return static_cast<int>(syscall(SYS_munmap, address, size));
+}
+
+int sqlite3_step(sqlite3_stmt* statement) {
+    if (faults::fails(faults::Kind::Step)) {
+        return SQLITE_IOERR;
+    }
+    static const auto step = reinterpret_cast<int (*)(sqlite3_stmt*)>(dlsym(RTLD_NEXT, "sqlite3_step"));
+    return step(statement);
+}
+
+}  // extern "C"
