@@ -14,6 +14,23 @@ namespace {
     LUMO_THROW(CppSQLite3Exception(code, message != nullptr ? message : "out of memory"));
 }
 
+// The largest text, blob or row, which a schema could otherwise compute to be a gigabyte.
+constexpr int kMaxValueBytes = 16 << 20;
+
+// Statements may outlive their connection object, and so share its limit.
+struct FinalizeStatement {
+    std::shared_ptr<WorkLimit> workLimit;
+    std::size_t textLength;
+
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+
+// SQLite may have been built to take names that begin with "file:" for URIs.
+std::string plainFileName(const std::filesystem::path& file) {
+    const std::string name = file.string();
+    return name.starts_with("file:") ? "./" + name : name;
+}
+
 }  // namespace
 
 // ----------------------------------------------------------------------------------------------------------
@@ -30,12 +47,13 @@ CppSQLite3Query::CppSQLite3Query(std::shared_ptr<sqlite3_stmt> compiled)
 }
 
 CppSQLite3Query::CppSQLite3Query(CppSQLite3Query&& other) noexcept
-    : statement(std::move(other.statement)), atEnd(std::exchange(other.atEnd, true)) {}
+    : statement(std::move(other.statement)), work(other.work), atEnd(std::exchange(other.atEnd, true)) {}
 
 CppSQLite3Query& CppSQLite3Query::operator=(CppSQLite3Query&& other) noexcept {
     if (this != &other) {
         release();
         statement = std::move(other.statement);
+        work = other.work;
         atEnd = std::exchange(other.atEnd, true);
     }
     return *this;
@@ -53,13 +71,25 @@ void CppSQLite3Query::nextRow() {
     if (atEnd) {
         return;
     }
-    const int code = sqlite3_step(statement.get());
+    const int code = step();
     if (code == SQLITE_DONE) {
         atEnd = true;
     } else if (code != SQLITE_ROW) {
         atEnd = true;
         raise(sqlite3_db_handle(statement.get()), code);
     }
+}
+
+int CppSQLite3Query::step() {
+    const auto* const owner = std::get_deleter<FinalizeStatement>(statement);
+    if (owner == nullptr) {
+        return SQLITE_MISUSE;
+    }
+    work.textLength = owner->textLength;
+    owner->workLimit->charge(work);
+    const int code = sqlite3_step(statement.get());
+    owner->workLimit->endCharge();
+    return code;
 }
 
 int CppSQLite3Query::numFields() const {
@@ -143,7 +173,8 @@ CppSQLite3DB::~CppSQLite3DB() { close(); }
 void CppSQLite3DB::open(const std::filesystem::path& file) {
     close();
     const int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
-    if (const int code = sqlite3_open_v2(file.c_str(), &db, flags, nullptr); code != SQLITE_OK) {
+    if (const int code = sqlite3_open_v2(plainFileName(file).c_str(), &db, flags, nullptr);
+        code != SQLITE_OK) {
         const std::string message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code);
         close();
         LUMO_THROW(CppSQLite3Exception(code, message));
@@ -151,6 +182,10 @@ void CppSQLite3DB::open(const std::filesystem::path& file) {
     // The file may come from anywhere: nothing in its schema may run functions with side effects.
     sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_db_config(db, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_limit(db, SQLITE_LIMIT_LENGTH, kMaxValueBytes);
+    workLimit = std::make_shared<WorkLimit>(file);
+    workLimit->watch(db);
+    execDML("PRAGMA cell_size_check=ON");
 }
 
 void CppSQLite3DB::close() noexcept {
@@ -164,7 +199,7 @@ std::shared_ptr<sqlite3_stmt> CppSQLite3DB::prepare(const std::string& sql) {
     if (const int code = sqlite3_prepare_v2(db, sql.c_str(), size, &statement, nullptr); code != SQLITE_OK) {
         raise(db, code);
     }
-    return {statement, sqlite3_finalize};
+    return {statement, FinalizeStatement{workLimit, sql.size()}};
 }
 
 void CppSQLite3DB::execDML(const std::string& sql) {

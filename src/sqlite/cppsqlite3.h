@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "sqlite/work_limit.h"
+
 struct sqlite3;
 struct sqlite3_stmt;
 
@@ -53,8 +55,10 @@ public:
 
 private:
     void release() noexcept;
+    int step();
 
     std::shared_ptr<sqlite3_stmt> statement;
+    WorkLimit::Query work;
     bool atEnd = true;
 };
 
@@ -78,7 +82,8 @@ private:
     std::shared_ptr<sqlite3_stmt> statement;
 };
 
-// A read-only connection: nothing is ever written. To be used by one thread at a time.
+// A read-only connection: nothing is ever written. The file may be hostile: queries that do not come to an end are
+// interrupted, values of absurd size refused. To be used by one thread at a time.
 class CppSQLite3DB {
 public:
     CppSQLite3DB() = default;
@@ -98,4 +103,5 @@ private:
     std::shared_ptr<sqlite3_stmt> prepare(const std::string& sql);
 
     sqlite3* db = nullptr;
+    std::shared_ptr<WorkLimit> workLimit;
 };

@@ -1,0 +1,126 @@
+// Databases whose schema is the attack, and paths that SQLite could mistake for something else.
+#include <filesystem>
+
+#include <gtest/gtest.h>
+#include <sys/time.h>
+
+#include "api/zorel_results.h"
+#include "fixtures/analysis_builder.h"
+#include "fixtures/temp_directory.h"
+#include "kovadata/kvs.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using fixtures::AnalysisBuilder;
+using fixtures::TempDirectory;
+
+const fixtures::Frame kFrame = {{{1, 2}}, {}, {{3, 4}, {5, 6}}};
+
+// Ends the process when it works for longer than any of these calls may take.
+class Watchdog {
+public:
+    Watchdog() { set(20); }
+    Watchdog(const Watchdog&) = delete;
+    Watchdog& operator=(const Watchdog&) = delete;
+    ~Watchdog() { set(0); }
+
+private:
+    static void set(int seconds) {
+        itimerval timer{};
+        timer.it_value.tv_sec = seconds;
+        setitimer(ITIMER_PROF, &timer, nullptr);
+    }
+};
+
+AnalysisBuilder smallRun() {
+    AnalysisBuilder builder;
+    return builder.frame(kFrame).precursor({.id = 1, .parent = 1, .scanNumber = 0.5}).zorelMsMs(1, 1, 0, 3);
+}
+
+// Replaces a table by a view of what `select` gives.
+AnalysisBuilder withView(const std::string& table, const std::string& select) {
+    return smallRun().withoutTable(table).sql("CREATE VIEW " + table + " AS " + select);
+}
+
+const std::string kNumbers = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) ";
+
+TEST(EndlessView, OfMetadataFailsToOpen) {
+    const Watchdog watchdog;
+    for (const char* const condition : {"i < 0", "i = 1"}) {  // never a row, never an end
+        const TempDirectory directory;
+        withView("GlobalMetadata",
+                 kNumbers + "SELECT 'SchemaVersionMajor' AS Key, '3' AS Value FROM n WHERE " + condition)
+            .write(directory.path());
+        EXPECT_EQ(kova_open(directory.string().c_str(), 0), 0U);
+        EXPECT_EQ(api::lastError(), "interrupted");
+    }
+}
+
+TEST(EndlessView, OfFramesOrPrecursorsFailsTheCallsThatReadIt) {
+    const Watchdog watchdog;
+    const TempDirectory frames;
+    const api::Analysis first(
+        withView("Frames", kNumbers +
+                               "SELECT i AS Id, 16 AS KovaId, 1 AS AccumulationTime, 1 AS RampTime, '+' AS "
+                               "Polarity, 1 AS T1, 1 AS T2, 1 AS MzCalibration, 1 AS KovaCalibration FROM n")
+            .write(frames.path()));
+    ASSERT_TRUE(first) << api::lastError();
+    EXPECT_EQ(first.readRaw(1, 0, 3).peaks(3), kFrame);
+    EXPECT_EQ(first.errorOf(-1, 0, 1), "interrupted");
+    EXPECT_EQ(first.readRaw(1, 0, 3).peaks(3), kFrame);
+
+    const TempDirectory precursors;
+    const api::Analysis second(
+        withView("Precursors", kNumbers + "SELECT i AS Id, 1 AS Parent, 0.5 AS ScanNumber FROM n")
+            .write(precursors.path()));
+    ASSERT_TRUE(second) << api::lastError();
+    EXPECT_EQ(zorel::readFrame(second, 1).error, "interrupted");
+    EXPECT_EQ(second.readRaw(1, 0, 3).peaks(3), kFrame);
+}
+
+TEST(View, ThatEndsIsReadLikeATable) {
+    const TempDirectory directory;
+    const api::Analysis analysis(smallRun()
+                                     .sql("ALTER TABLE Frames RENAME TO F")
+                                     .sql("CREATE VIEW Frames AS SELECT * FROM F")
+                                     .write(directory.path()));
+    ASSERT_TRUE(analysis) << api::lastError();
+    EXPECT_EQ(analysis.readRaw(1, 0, 3).peaks(3), kFrame);
+}
+
+TEST(HugeValue, ThatTheSchemaComputesIsRefused) {
+    const TempDirectory directory;
+    withView("GlobalMetadata", "SELECT 'SchemaVersionMajor' AS Key, hex(zeroblob(300000000)) AS Value")
+        .write(directory.path());
+    EXPECT_EQ(kova_open(directory.string().c_str(), 0), 0U);
+    EXPECT_EQ(api::lastError(), "string or blob too big");
+}
+
+// For the lifetime of the object.
+class WorkingDirectory {
+public:
+    explicit WorkingDirectory(const fs::path& directory) : before(fs::current_path()) {
+        fs::current_path(directory);
+    }
+    WorkingDirectory(const WorkingDirectory&) = delete;
+    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
+    ~WorkingDirectory() { fs::current_path(before); }
+
+private:
+    fs::path before;
+};
+
+TEST(RelativePath, ThatLooksLikeAUriIsAPath) {
+    const TempDirectory directory;
+    const WorkingDirectory here(directory.path());
+    for (const char* const name : {"file:run.d", "file:run.d?mode=memory", "file:%41", "file:a#b"}) {
+        const api::Analysis analysis(smallRun().write(directory / name), false);
+        EXPECT_TRUE(analysis) << api::lastError();
+        const std::uint64_t relative = kova_open(name, 0);
+        EXPECT_NE(relative, 0U) << name << ": " << api::lastError();
+        kova_close(relative);
+    }
+}
+
+}  // namespace
