@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 
 #include "diag/throw.h"
+#include "sqlite/database_file.h"
 
 namespace {
 
@@ -24,12 +25,6 @@ struct FinalizeStatement {
 
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 };
-
-// SQLite may have been built to take names that begin with "file:" for URIs.
-std::string plainFileName(const std::filesystem::path& file) {
-    const std::string name = file.string();
-    return name.starts_with("file:") ? "./" + name : name;
-}
 
 }  // namespace
 
@@ -172,12 +167,14 @@ CppSQLite3DB::~CppSQLite3DB() { close(); }
 
 void CppSQLite3DB::open(const std::filesystem::path& file) {
     close();
-    const int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
-    if (const int code = sqlite3_open_v2(plainFileName(file).c_str(), &db, flags, nullptr);
-        code != SQLITE_OK) {
-        const std::string message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code);
+    const DatabaseFile databaseFile(file);
+    if (!databaseFile.isPlain()) {
+        LUMO_THROW(CppSQLite3Exception(SQLITE_CANTOPEN, sqlite3_errstr(SQLITE_CANTOPEN)));
+    }
+    connect(databaseFile.name(), 0);
+    if (databaseFile.isIdleInWriteAheadMode(db)) {
         close();
-        LUMO_THROW(CppSQLite3Exception(code, message));
+        connect(databaseFile.immutableUri(), SQLITE_OPEN_URI);
     }
     // The file may come from anywhere: nothing in its schema may run functions with side effects.
     sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
@@ -186,6 +183,15 @@ void CppSQLite3DB::open(const std::filesystem::path& file) {
     workLimit = std::make_shared<WorkLimit>(file);
     workLimit->watch(db);
     execDML("PRAGMA cell_size_check=ON");
+}
+
+void CppSQLite3DB::connect(const std::string& name, int moreFlags) {
+    const int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | moreFlags;
+    if (const int code = sqlite3_open_v2(name.c_str(), &db, flags, nullptr); code != SQLITE_OK) {
+        const std::string message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code);
+        close();
+        LUMO_THROW(CppSQLite3Exception(code, message));
+    }
 }
 
 void CppSQLite3DB::close() noexcept {

@@ -100,6 +100,7 @@ public:
     CppSQLite3Statement compileStatement(const std::string& sql);
 
 private:
+    void connect(const std::string& name, int moreFlags);
     std::shared_ptr<sqlite3_stmt> prepare(const std::string& sql);
 
     sqlite3* db = nullptr;

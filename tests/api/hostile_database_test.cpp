@@ -1,7 +1,10 @@
 // Databases whose schema is the attack, and paths that SQLite could mistake for something else.
 #include <filesystem>
+#include <iterator>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 
 #include "api/zorel_results.h"
@@ -95,6 +98,54 @@ TEST(HugeValue, ThatTheSchemaComputesIsRefused) {
         .write(directory.path());
     EXPECT_EQ(kova_open(directory.string().c_str(), 0), 0U);
     EXPECT_EQ(api::lastError(), "string or blob too big");
+}
+
+TEST(PipeInPlaceOfADatabase, NeitherHangsNorOpens) {
+    for (const char* const name : {"analysis.kvd", "analysis.kvd-journal", "analysis.kvd-wal"}) {
+        const TempDirectory directory;
+        smallRun().write(directory.path());
+        fs::remove(directory / name);
+        ASSERT_EQ(mkfifo((directory / name).c_str(), 0600), 0);
+        EXPECT_EQ(kova_open(directory.string().c_str(), 0), 0U) << name;
+        EXPECT_EQ(api::lastError(), "unable to open database file");
+    }
+}
+
+std::size_t filesIn(const fs::path& directory) {
+    return static_cast<std::size_t>(
+        std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
+}
+
+TEST(WriteAheadMode, OfAFinishedAnalysisCreatesNothing) {
+    const TempDirectory base;
+    for (const char* const name : {"run.d", "50% #1?.d"}) {
+        const fs::path directory = base / name;
+        const api::Analysis analysis(
+            smallRun().sql("COMMIT; PRAGMA journal_mode=WAL; BEGIN").write(directory));
+        ASSERT_TRUE(analysis) << api::lastError();
+        EXPECT_EQ(analysis.readRaw(1, 0, 3).peaks(3), kFrame);
+        EXPECT_EQ(filesIn(directory), 2U);
+    }
+}
+
+TEST(WriteAheadMode, OfAnAnalysisBeingWrittenIsRead) {
+    const TempDirectory directory;
+    smallRun().sql("COMMIT; PRAGMA journal_mode=WAL; BEGIN").write(directory.path());
+    sqlite3* writer = nullptr;
+    ASSERT_EQ(sqlite3_open((directory / "analysis.kvd").c_str(), &writer), SQLITE_OK);
+    const auto execute = [writer](const char* sql) {
+        EXPECT_EQ(sqlite3_exec(writer, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+    };
+    execute("UPDATE Frames SET RampTime=100");  // the log is there from now on
+    const api::Analysis analysis(directory.path());
+    ASSERT_TRUE(analysis) << api::lastError();
+    EXPECT_NE(analysis.errorOf(2, 0, 3), "");
+    execute(
+        "INSERT INTO Frames SELECT 2, Time, Polarity, ScanMode, MsMsType, KovaId, NumScans, NumPeaks, "
+        "SummedIntensities, MaxIntensity, T1, T2, MzCalibration, KovaCalibration, AccumulationTime, RampTime "
+        "FROM Frames");
+    EXPECT_EQ(analysis.readRaw(2, 0, 3).peaks(3), kFrame);
+    sqlite3_close(writer);
 }
 
 // For the lifetime of the object.
