@@ -182,7 +182,6 @@ void CppSQLite3DB::open(const std::filesystem::path& file) {
     sqlite3_limit(db, SQLITE_LIMIT_LENGTH, kMaxValueBytes);
     workLimit = std::make_shared<WorkLimit>(file);
     workLimit->watch(db);
-    execDML("PRAGMA cell_size_check=ON");
 }
 
 void CppSQLite3DB::connect(const std::string& name, int moreFlags) {

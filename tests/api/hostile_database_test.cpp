@@ -9,6 +9,8 @@
 
 #include "api/zorel_results.h"
 #include "fixtures/analysis_builder.h"
+#include "fixtures/memory_directory.h"
+#include "fixtures/small_analyses.h"
 #include "fixtures/temp_directory.h"
 #include "kovadata/kvs.h"
 
@@ -98,6 +100,27 @@ TEST(HugeValue, ThatTheSchemaComputesIsRefused) {
         .write(directory.path());
     EXPECT_EQ(kova_open(directory.string().c_str(), 0), 0U);
     EXPECT_EQ(api::lastError(), "string or blob too big");
+}
+
+// SQLite's check of cell sizes refuses a page once and takes it the next time, so it stays off.
+TEST(DamagedPage, GivesTheSameAnswerEachTime) {
+    constexpr std::size_t kPageBytes = 512;
+    constexpr std::size_t kHeaderBytes = 14;  // of a page, with its first cell pointers
+    const fixtures::MemoryDirectory directory;
+    fixtures::smallZorelRun(2).write(directory.path());
+    const auto intact = fixtures::contentOf(directory.path() / "analysis.kvd");
+    for (std::size_t page = kPageBytes; page < intact.size(); page += kPageBytes) {
+        for (std::size_t i = page; i < page + kHeaderBytes; ++i) {
+            auto damaged = intact;
+            damaged[i] ^= 1;
+            directory.put("analysis.kvd", damaged);
+            const api::Analysis analysis(directory.path());
+            if (analysis) {
+                const std::string first = zorel::readFrame(analysis, 1).error;
+                EXPECT_EQ(zorel::readFrame(analysis, 1).error, first) << i;
+            }
+        }
+    }
 }
 
 TEST(PipeInPlaceOfADatabase, NeitherHangsNorOpens) {

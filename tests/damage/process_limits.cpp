@@ -10,7 +10,7 @@ namespace damage {
 
 namespace {
 
-std::size_t statusValue(const std::string& key) {
+std::size_t statusValue([[maybe_unused]] const std::string& key) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     return 0;
 #else
