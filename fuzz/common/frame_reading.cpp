@@ -34,7 +34,10 @@ void requireLikeThePlainForm(std::span<const std::byte> shuffled, std::uint32_t 
     std::vector<std::byte> indices(4 *
                                    bound);  // apart from each other, so that a write beyond either is seen
     std::vector<std::byte> intensities(4 * bound);
-    const std::size_t counted = kova::decodeFrameScan(shuffled, start, end, scale, limit, {});
+    const std::uint32_t starts[] = {start, end};
+    const kova::FrameScans frame{shuffled.data(), shuffled.size() / 4, starts, bins, scale};
+    const kova::FrameScanKernel kernel;
+    const std::size_t counted = kernel.decode(frame, 0, limit, {});
     require(counted <= bound, "no more peaks than pairs");
     const analysis_writer::Scan expected =
         reference::decodePairs(wordsOf(shuffled, start, end), bins, factor);
@@ -42,7 +45,7 @@ void requireLikeThePlainForm(std::span<const std::byte> shuffled, std::uint32_t 
     if (bound == 0) {
         return;
     }
-    kova::decodeFrameScan(shuffled, start, end, scale, limit, {indices.data(), intensities.data()});
+    kernel.decode(frame, 0, limit, {.indices = indices.data(), .intensities = intensities.data()});
     for (std::size_t i = 0; i < counted; ++i) {
         require(std::memcmp(&expected[i].index, indices.data() + 4 * i, 4) == 0 &&
                     std::memcmp(&expected[i].intensity, intensities.data() + 4 * i, 4) == 0,
