@@ -2,7 +2,8 @@
 //
 //     native_frames ROUNDS ANALYSIS HDF5... < LINES     one line per frame: its id and its number of scans
 //
-// Prints per source: milliseconds per frame in random order (median), seconds for all frames, checksum of all arrays.
+// Prints per source: milliseconds per frame in random order (median), seconds for all frames (fastest
+// round), checksum of all arrays.
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -136,6 +137,10 @@ double median(std::vector<double> values) {
     return values.empty() ? 0 : (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
 }
 
+double fastest(const std::vector<double>& values) {
+    return values.empty() ? 0 : *std::min_element(values.begin(), values.end());
+}
+
 std::vector<FrameKey> readKeys(std::istream& input) {
     std::vector<FrameKey> keys;
     for (FrameKey key{}; input >> key.id >> key.scans;) {
@@ -164,8 +169,8 @@ void run(int rounds, const char* analysis, std::span<char*> files) {
         }
     }
     for (std::size_t i = 0; i < sources.size(); ++i) {
-        std::printf("%.9f %.9f %lu\n", 1e3 * median(sources[i].frameSeconds), median(sources[i].totalSeconds),
-                    sums[i]);
+        std::printf("%.9f %.9f %lu\n", 1e3 * median(sources[i].frameSeconds),
+                    fastest(sources[i].totalSeconds), sums[i]);
     }
 }
 
