@@ -28,25 +28,15 @@ def write_delta(path: pathlib.Path, frames: Iterable[tuple[int, Frame]]) -> None
 
 
 class ParquetReader:
-    def __init__(self, path: pathlib.Path, threads: bool) -> None:
+    def __init__(self, path: pathlib.Path) -> None:
         self.file = pyarrow.parquet.ParquetFile(path)
-        self.threads = threads
         ids = json.loads(self.file.metadata.metadata[b"frames"])
         self.row_groups = {frame_id: group for group, frame_id in enumerate(ids)}
 
     def read(self, frame_id: int) -> Frame:
-        table = self.file.read_row_group(self.row_groups[frame_id], use_threads=self.threads)
+        table = self.file.read_row_group(self.row_groups[frame_id], use_threads=False)
         return Frame(*(table.column(name).to_numpy() for name in Frame._fields))
 
 
-def one_thread(path: pathlib.Path) -> ParquetReader:
-    return ParquetReader(path, threads=False)
-
-
-def own_threads(path: pathlib.Path) -> ParquetReader:
-    return ParquetReader(path, threads=True)
-
-
-FORMATS = [Format("Parquet, zstd", ".parquet", one_thread, write),
-           Format("Parquet, zstd, its threads", ".parquet", own_threads, write),
-           Format("Parquet, zstd over deltas", ".delta.parquet", one_thread, write_delta)]
+FORMATS = [Format("Parquet, zstd", ".parquet", ParquetReader, write),
+           Format("Parquet, zstd over deltas", ".delta.parquet", ParquetReader, write_delta)]
