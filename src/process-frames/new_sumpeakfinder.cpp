@@ -42,14 +42,6 @@ void smooth(const SmoothingRange& range, const std::vector<double>& S, std::vect
 
 }  // namespace
 
-void PeakSink::operator()(double position, float intensity, double area) {
-    if (accepts(intensity)) {
-        positions.push_back(position);
-        intensities.push_back(intensity);
-        areas.push_back(static_cast<float>(area));
-    }
-}
-
 std::vector<SmoothingRange> smoothingRanges(std::size_t n, std::size_t offset, const WidthTable& widths) {
     std::vector<SmoothingRange> ranges;
     for (std::size_t segment = 0; segment < widths.size(); ++segment) {
@@ -95,28 +87,6 @@ void partial_sum_calculations(std::span<const int> y, std::size_t n, std::size_t
     for (const SmoothingRange& range : smoothingRanges(n, offset, widths)) {
         smooth(range, cumulative, differences, areas);
     }
-}
-
-double maximumPosition(int lastPos, double posVal, int lastNeg, double negVal) {
-    if (lastPos == lastNeg) {
-        return lastPos + 0.5 + posVal / (posVal - negVal);
-    }
-    const double distance = static_cast<double>(lastNeg) - static_cast<double>(lastPos);
-    if (distance == 1.0) {
-        return lastPos + 0.5 + 2.0 * posVal / (posVal - negVal);
-    }
-    return lastPos + 1.0 + distance * 0.5;
-}
-
-MaximumWindow maximumWindow(std::size_t k, std::size_t next, std::size_t n, std::size_t shift,
-                            std::size_t wideStart) {
-    MaximumWindow window{k + shift, k + shift + 1};
-    if (wideStart < next) {
-        window = {shift + std::max<std::size_t>(k, 1) - 1, shift + (k + 1 < n ? k + 1 : k)};
-    }
-    window.last = std::min(window.last, n - 1);
-    window.first = std::min(window.first, window.last);
-    return window;
 }
 
 void localMaxima(std::span<const int> y, std::size_t n, std::span<const double> differences,

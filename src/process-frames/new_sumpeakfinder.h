@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <span>
 #include <vector>
@@ -20,7 +21,13 @@ public:
 
     bool accepts(float intensity) const { return intensity > threshold; }
 
-    void operator()(double position, float intensity, double area);
+    void operator()(double position, float intensity, double area) {
+        if (accepts(intensity)) {
+            positions.push_back(position);
+            intensities.push_back(intensity);
+            areas.push_back(static_cast<float>(area));
+        }
+    }
 
 private:
     float threshold;
@@ -39,6 +46,11 @@ struct SmoothingRange {
     std::size_t high;
     std::size_t half;
     std::size_t reach;
+
+    // Whether it has all bins whose difference is made of any of the bins [begin, end).
+    bool isAround(std::size_t begin, std::size_t end) const {
+        return low + half <= begin && end + half <= high + 1;
+    }
 };
 
 // The ranges of a profile of n bins whose first bin has index `offset`, ascending; all other bins have
@@ -69,7 +81,16 @@ struct NewSPF {
 
 // Position of the maximum after the last rising bin `lastPos`, whose slope is `posVal`, when the bin after
 // `lastNeg` is the first falling one and its slope is `negVal`.
-double maximumPosition(int lastPos, double posVal, int lastNeg, double negVal);
+inline double maximumPosition(int lastPos, double posVal, int lastNeg, double negVal) {
+    if (lastPos == lastNeg) {
+        return lastPos + 0.5 + posVal / (posVal - negVal);
+    }
+    const double distance = static_cast<double>(lastNeg) - static_cast<double>(lastPos);
+    if (distance == 1.0) {
+        return lastPos + 0.5 + 2.0 * posVal / (posVal - negVal);
+    }
+    return lastPos + 1.0 + distance * 0.5;
+}
 
 // The entries, both included, among which intensity and area of a maximum are the largest ones. `k` is the
 // whole part of its position, `next` the bin after the first falling one. Deliberate: all but the last
@@ -78,7 +99,15 @@ struct MaximumWindow {
     std::size_t first;
     std::size_t last;
 };
-MaximumWindow maximumWindow(std::size_t k, std::size_t next, std::size_t n, std::size_t shift,
-                            std::size_t wideStart);
+inline MaximumWindow maximumWindow(std::size_t k, std::size_t next, std::size_t n, std::size_t shift,
+                                   std::size_t wideStart) {
+    MaximumWindow window{k + shift, k + shift + 1};
+    if (wideStart < next) {
+        window = {shift + std::max<std::size_t>(k, 1) - 1, shift + (k + 1 < n ? k + 1 : k)};
+    }
+    window.last = std::min(window.last, n - 1);
+    window.first = std::min(window.first, window.last);
+    return window;
+}
 
 }  // namespace lumo::algorithm

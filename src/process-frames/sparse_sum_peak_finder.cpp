@@ -10,6 +10,10 @@ namespace lumo::algorithm {
 namespace {
 
 constexpr std::size_t kBitsPerMask = 64;
+constexpr std::size_t kIntervalsAhead = 4;
+
+// An area of a maximum's surroundings looks this much further than a slope.
+constexpr std::size_t kAreaMargin = 4;
 
 std::uint64_t bitsAbove(int bit) { return bit == 63 ? 0 : ~std::uint64_t{0} << (bit + 1); }
 std::uint64_t bitsBelow(int bit) { return (std::uint64_t{1} << bit) - 1; }
@@ -25,12 +29,20 @@ void SparseSumPeakFinder::find(std::span<const int> y, std::span<const BinInterv
         return;
     }
     for (std::size_t i = 0; i < occupied.size();) {
+        prefetch(occupied, i + kIntervalsAhead);
         BinInterval interval = occupied[i];
         // An interval inside the surroundings of another belongs to its stretch.
         for (++i; i < occupied.size() && occupied[i].begin < interval.end + halo; ++i) {
             interval.end = occupied[i].end;
         }
         scan(interval, sink);
+    }
+}
+
+// Intervals lie far apart in a large profile, where the processor does not foresee the next one.
+void SparseSumPeakFinder::prefetch(std::span<const BinInterval> occupied, std::size_t which) const {
+    if (which < occupied.size()) {
+        __builtin_prefetch(&profile[occupied[which].begin]);
     }
 }
 
@@ -41,18 +53,21 @@ void SparseSumPeakFinder::begin(std::span<const int> y, const WidthTable& widths
     wideStart = widths.startOfWideSegments();
     // A window reaches one half from a bin that is itself one half away, and an area up to four bins further.
     // The last range has the widest windows.
-    halo = ranges.empty() ? 0 : 2 * ranges.back().half + 4;
+    halo = ranges.empty() ? 0 : 2 * ranges.back().half + kAreaMargin;
     total = 0;
     onlyAscending = true;
     rise = {};
 }
 
 void SparseSumPeakFinder::scan(const BinInterval& interval, PeakSink& sink) {
-    sumUp(interval);
     while (nextRange < ranges.size() &&
            ranges[nextRange].high < minus(interval.begin, ranges[nextRange].half)) {
         ++nextRange;
     }
+    if (scanWithinOneRange(interval, sink)) {
+        return;
+    }
+    sumUp(interval, halo);
     for (std::size_t i = nextRange; i < ranges.size() && ranges[i].low < interval.end + halo; ++i) {
         const SmoothingRange& range = ranges[i];
         const BinInterval binsInRange{std::max(range.low, minus(interval.begin, range.half)),
@@ -61,9 +76,25 @@ void SparseSumPeakFinder::scan(const BinInterval& interval, PeakSink& sink) {
     }
 }
 
-// Makes the interval and its surroundings the current stretch.
-void SparseSumPeakFinder::sumUp(const BinInterval& interval) {
-    stretch = {minus(interval.begin, halo), std::min(interval.end + halo, profile.size())};
+// Looks at hardly more than the interval itself; false when that is not enough.
+bool SparseSumPeakFinder::scanWithinOneRange(const BinInterval& interval, PeakSink& sink) {
+    if (nextRange == ranges.size() || !onlyAscending ||
+        !ranges[nextRange].isAround(interval.begin, interval.end)) {
+        return false;
+    }
+    const std::int32_t totalBefore = total;
+    sumUp(interval, ranges[nextRange].half + kAreaMargin);
+    if (!onlyAscending) {
+        total = totalBefore;
+        return false;
+    }
+    scanRange(ranges[nextRange], {interval.begin - 1, interval.end}, sink);
+    return true;
+}
+
+// Makes the interval and the bins around it the current stretch.
+void SparseSumPeakFinder::sumUp(const BinInterval& interval, std::size_t margin) {
+    stretch = {minus(interval.begin, margin), std::min(interval.end + margin, profile.size())};
     if (const std::size_t needed = stretch.end - stretch.begin + kSlopeGroup; sums.size() < needed) {
         sums.resize(std::max(needed, 2 * sums.size()));
     }

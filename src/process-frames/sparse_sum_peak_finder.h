@@ -26,6 +26,12 @@ namespace lumo::algorithm {
 // difference of 0 at i makes the sum at i - h equal to those at i and i + h; going down from there, the sum
 // is constant from r + 1 - h on, and the maximum, which lies above r, has intensity 0 and area 0.
 //
+// While no bin is negative and the total does not wrap, even the bins around an interval [begin, end) need no
+// look but for begin - 1. With A(i) the sum of the h bins above i and B(i) that of the h bins up to i, the
+// difference is (A - B) / h. Below the interval B is 0 and A grows up to begin - 1, so nothing falls there and
+// begin - 1 rises if anything does. From end - 1 on A is 0 and B shrinks, so nothing rises there, and what
+// falls behind end - 1 comes after a fall there.
+//
 // Keeps its buffers; one per thread.
 class SparseSumPeakFinder {
 public:
@@ -43,8 +49,10 @@ private:
     };
 
     void begin(std::span<const int> y, const WidthTable& widths);
+    void prefetch(std::span<const BinInterval> occupied, std::size_t which) const;
     void scan(const BinInterval& interval, PeakSink& sink);
-    void sumUp(const BinInterval& interval);
+    bool scanWithinOneRange(const BinInterval& interval, PeakSink& sink);
+    void sumUp(const BinInterval& interval, std::size_t margin);
     void scanRange(const SmoothingRange& range, const BinInterval& binsInRange, PeakSink& sink);
     void follow(SlopeSigns slopes, const SmoothingRange& range, std::size_t from, PeakSink& sink);
     void report(const SmoothingRange& range, std::size_t firstFalling, PeakSink& sink);

@@ -2,20 +2,32 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 #include <new>
 
 #include "diag/throw.h"
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace lumo::algorithm {
 
 namespace {
 
-// Bit i is the lowest bit of the i-th byte in memory; all other bits of the bytes are 0. The multiplication
-// moves the eight bits next to each other in the highest byte.
-std::uint64_t lowBitsOfBytes(std::uint64_t word) {
-    constexpr bool kLowestByteFirst = std::endian::native == std::endian::little;
-    return word * (kLowestByteFirst ? 0x0102040810204080U : 0x8040201008040201U) >> 56;
+constexpr std::size_t kBitsPerStep = 16;
+
+// One bit for each of sixteen bytes, which are 0 or 1.
+std::uint64_t bitsOf(const std::uint8_t* bytes) {
+#ifdef __SSE2__
+    const __m128i sixteen = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+    return static_cast<std::uint64_t>(_mm_movemask_epi8(_mm_cmpgt_epi8(sixteen, _mm_setzero_si128())));
+#else
+    std::uint64_t bits = 0;
+    for (std::size_t i = 0; i < kBitsPerStep; ++i) {
+        bits |= std::uint64_t{bytes[i]} << i;
+    }
+    return bits;
+#endif
 }
 
 }  // namespace
@@ -43,10 +55,8 @@ void WorkingProfile::reserve(std::size_t count) {
 
 std::uint64_t WorkingProfile::hitsFrom(std::size_t firstBlock) const {
     std::uint64_t mask = 0;
-    for (std::size_t i = 0; i < kBlocksPerMask; i += sizeof(std::uint64_t)) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, hit.get() + firstBlock + i, sizeof(word));
-        mask |= lowBitsOfBytes(word) << i;
+    for (std::size_t i = 0; i < kBlocksPerMask; i += kBitsPerStep) {
+        mask |= bitsOf(hit.get() + firstBlock + i) << i;
     }
     return mask;
 }
