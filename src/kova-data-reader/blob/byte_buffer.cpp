@@ -27,12 +27,13 @@ void ByteBuffer::resize(std::size_t newSize) {
     if (newSize > mapped) {
         // Half as much again: untouched pages cost nothing, and frames that grow slowly do not map anew each
         // time.
-        grow(roundedToPages(mapped == 0 ? newSize : std::max(newSize, mapped + mapped / 2)));
+        grow(std::max({newSize, mapped + mapped / 2, firstCapacity}));
     }
     used = newSize;
 }
 
-void ByteBuffer::grow(std::size_t newCapacity) {
+void ByteBuffer::grow(std::size_t atLeast) const {
+    const std::size_t newCapacity = roundedToPages(atLeast);
     void* const memory = bytes == nullptr ? mmap(nullptr, newCapacity, PROT_READ | PROT_WRITE,
                                                  MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
                                           : mremap(bytes, mapped, newCapacity, MREMAP_MAYMOVE);

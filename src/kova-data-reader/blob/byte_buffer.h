@@ -1,16 +1,18 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 
 namespace lumo::io::kova {
 
 // A byte vector for large blocks that are overwritten as a whole. Memory comes straight from the kernel:
-// zero-filled on first touch only, so that a buffer that is never used costs nothing, and growing neither
-// copies nor clears. The capacity never shrinks.
+// zero-filled on first touch only, so that growing neither copies nor clears. A buffer that is made with a
+// size asks for its memory when it is used first, so one that is never used costs nothing. The capacity never
+// shrinks.
 class ByteBuffer {
 public:
     ByteBuffer() = default;
-    explicit ByteBuffer(std::size_t size) { resize(size); }
+    explicit ByteBuffer(std::size_t size) : used(size), firstCapacity(size) {}
     ByteBuffer(const ByteBuffer&) = delete;
     ByteBuffer& operator=(const ByteBuffer&) = delete;
     ~ByteBuffer();
@@ -19,18 +21,26 @@ public:
     // Fails with std::bad_alloc.
     void resize(std::size_t newSize);
 
-    std::byte* data() { return bytes; }
-    const std::byte* data() const { return bytes; }
+    // Fails with std::bad_alloc at the first use.
+    std::byte* data() { return memory(); }
+    const std::byte* data() const { return memory(); }
     std::size_t size() const { return used; }
     std::size_t capacity() const { return mapped; }
     bool empty() const { return used == 0; }
 
 private:
-    void grow(std::size_t newCapacity);
+    std::byte* memory() const {
+        if (used > mapped) {
+            grow(std::max(used, firstCapacity));
+        }
+        return bytes;
+    }
+    void grow(std::size_t atLeast) const;
 
-    std::byte* bytes = nullptr;
+    mutable std::byte* bytes = nullptr;
+    mutable std::size_t mapped = 0;
     std::size_t used = 0;
-    std::size_t mapped = 0;
+    std::size_t firstCapacity = 0;
 };
 
 }  // namespace lumo::io::kova

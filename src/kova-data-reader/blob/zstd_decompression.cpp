@@ -33,10 +33,14 @@ std::size_t checkedContentSize(const ByteBuffer& compressed, std::int64_t frameI
 
 }  // namespace
 
-ZStdDeompressionHandler::ZStdDeompressionHandler() : owned(ZSTD_createDCtx()) {
+ZSTD_DCtx_s* ZStdDeompressionHandler::context() {
     if (!owned) {
-        LUMO_THROW(std::bad_alloc());
+        owned.reset(ZSTD_createDCtx());
+        if (!owned) {
+            LUMO_THROW(std::bad_alloc());
+        }
     }
+    return owned.get();
 }
 
 void ZStdDeompressionHandler::Release::operator()(ZSTD_DCtx_s* context) const { ZSTD_freeDCtx(context); }

@@ -15,9 +15,9 @@ namespace binary {
 // One zstd decompression context, used again for every block. Not shared between readers.
 class ZStdDeompressionHandler {
 public:
-    ZStdDeompressionHandler();
-
-    ZSTD_DCtx_s* context() const { return owned.get(); }
+    // Made at its first use: it is large, and many an analysis is opened for its metadata only. Fails with
+    // std::bad_alloc.
+    ZSTD_DCtx_s* context();
 
 private:
     struct Release {
