@@ -93,6 +93,8 @@ void readFrames(benchmark::State& state, GetInput get, Read read) {
     const Input& input = get();
     const std::uint64_t handle = kova_open(input.path.c_str(), 0);
     std::vector<std::uint32_t> buffer(16'000'000);
+    // The handle's memory is there before the time counts, as is that of the floor.
+    read(handle, input.frames.back(), buffer.data(), static_cast<std::uint32_t>(4 * buffer.size()));
     std::size_t bytes = 0;
     for (auto _ : state) {
         for (const bench::StoredFrame& frame : input.frames) {
@@ -142,6 +144,7 @@ std::uint32_t oneFrameScanByScan(std::uint64_t handle, std::uint32_t* buffer, st
 void readOneFrame(benchmark::State& state, decltype(&oneFrameAtOnce) read) {
     const std::uint64_t handle = kova_open(dense().path.c_str(), 0);
     std::vector<std::uint32_t> buffer(16'000'000);
+    read(handle, buffer.data(), static_cast<std::uint32_t>(4 * buffer.size()));
     for (auto _ : state) {
         if (read(handle, buffer.data(), static_cast<std::uint32_t>(4 * buffer.size())) == 0) {
             state.SkipWithError("a frame could not be read");
