@@ -28,9 +28,10 @@ void requireLikeThePlainForm(std::span<const std::byte> bytes, std::uint32_t bin
     const std::size_t bound = bytes.size() / 4;
     std::vector<std::byte> indices(4 * bound + 4);
     std::vector<std::byte> intensities(4 * bound + 4);
-    const std::size_t counted = kova::decodeRunLengthScan(bytes, scale, limit, {});
-    const std::size_t stored =
-        kova::decodeRunLengthScan(bytes, scale, limit, {indices.data(), intensities.data()});
+    const kova::RunLengthScan scan{bytes, kova::countRunLengthPeaks(bytes), bins, scale};
+    const kova::RunLengthKernel kernel;
+    const std::size_t counted = kernel.decode(scan, limit, {});
+    const std::size_t stored = kernel.decode(scan, limit, {indices.data(), intensities.data()});
     const analysis_writer::Scan expected = reference::decodeRuns(valuesOf(bytes), bins, factor);
     require(counted == expected.size() && stored == counted, "as many peaks as the plain form");
     for (std::size_t i = 0; i < counted; ++i) {

@@ -64,11 +64,11 @@ FrameInfoTable::FrameInfoTable(CppSQLite3DB& db, bool withMobility, std::int32_t
       schemaMajor(majorVersion),
       statement(prepareFrameInfoStatement(db, withMobility, majorVersion)) {}
 
-const FrameInfo& FrameInfoTable::getFrameInfo(std::int64_t frameId) {
+const std::pair<const std::int64_t, FrameInfo>& FrameInfoTable::entryOf(std::int64_t frameId) {
     if (const auto found = cache.find(frameId); found != cache.end()) {
-        return found->second;
+        return *found;
     }
-    return cache.emplace(frameId, readFrameInfo(frameId)).first->second;
+    return *cache.emplace(frameId, readFrameInfo(frameId)).first;
 }
 
 FrameInfo FrameInfoTable::readFrameInfo(std::int64_t frameId) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <unordered_map>
+#include <utility>
 
 #include "sqlite/cppsqlite3.h"
 
@@ -22,15 +23,23 @@ public:
     FrameInfoTable(CppSQLite3DB& db, bool withMobility, std::int32_t majorVersion);
 
     // Raises CorruptFrameDataError. The reference is valid as long as this object.
-    const FrameInfo& getFrameInfo(std::int64_t frameId);
+    const FrameInfo& getFrameInfo(std::int64_t frameId) {
+        if (last == nullptr || last->first != frameId) {
+            last = &entryOf(frameId);
+        }
+        return last->second;
+    }
 
 private:
+    const std::pair<const std::int64_t, FrameInfo>& entryOf(std::int64_t frameId);
     FrameInfo readFrameInfo(std::int64_t frameId);
 
     bool isKvd;
     std::int32_t schemaMajor;
     CppSQLite3Statement statement;
     std::unordered_map<std::int64_t, FrameInfo> cache;
+    // The entry asked for last; scans are mostly read from one frame after the other.
+    const std::pair<const std::int64_t, FrameInfo>* last = nullptr;
 };
 
 }  // namespace lumo::io::kova

@@ -2,12 +2,8 @@
 
 #ifdef __x86_64__
 
-#include <immintrin.h>
-
+#include "kova-data-reader/scan-decoding/avx2_lanes.h"
 #include "kova-data-reader/scan-decoding/eight_peaks.h"
-
-// Compiled for one instruction set only, and called only where the processor has it.
-#define LUMO_AVX2 __attribute__((target("avx2")))
 
 namespace lumo::io::kova {
 
@@ -33,10 +29,6 @@ struct Constants {
     __m256d factor;
 };
 
-LUMO_AVX2 inline __m256i load(const std::byte* address) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(address));
-}
-
 LUMO_AVX2 inline void store(std::byte* address, const Sixteen& values) {
     auto* const target = reinterpret_cast<__m256i*>(address);
     _mm256_storeu_si256(target, _mm256_permute2x128_si256(values.low, values.high, 0x20));
@@ -51,14 +43,10 @@ LUMO_AVX2 inline Sixteen add(const Sixteen& values, __m256i base) {
     return {_mm256_add_epi32(values.low, base), _mm256_add_epi32(values.high, base)};
 }
 
-LUMO_AVX2 inline __m256i runningSumOfHalves(__m256i v) {
-    v = _mm256_add_epi32(v, _mm256_slli_si256(v, 4));
-    return _mm256_add_epi32(v, _mm256_slli_si256(v, 8));
-}
-
 LUMO_AVX2 inline Sixteen runningSum(const Sixteen& values) {
-    const __m256i low = runningSumOfHalves(values.low);
-    const __m256i high = _mm256_add_epi32(runningSumOfHalves(values.high), _mm256_shuffle_epi32(low, 0xFF));
+    const __m256i low = lanes::runningSumOfHalves(values.low);
+    const __m256i high =
+        _mm256_add_epi32(lanes::runningSumOfHalves(values.high), _mm256_shuffle_epi32(low, 0xFF));
     const __m256i sumsOfEight = _mm256_shuffle_epi32(high, 0xFF);
     // The first eight count for the second eight, which are in the upper halves.
     return add({low, high}, _mm256_permute2x128_si256(sumsOfEight, sumsOfEight, 0x08));
@@ -79,33 +67,15 @@ LUMO_AVX2 inline bool anyAtOrAbove(const Sixteen& values, __m256i bound) {
 LUMO_AVX2 inline WideBlock loadBlock(const FrameScans& frame, const Constants& constants, std::size_t word) {
     const std::size_t n = frame.planeSize;
     const std::byte* const first = frame.shuffled + word;
-    const __m256i p0 = load(first);
-    const __m256i p1 = load(first + n);
-    const __m256i p2 = load(first + 2 * n);
-    const __m256i p3 = load(first + 3 * n);
+    const __m256i p0 = lanes::load256(first);
+    const __m256i p1 = lanes::load256(first + n);
+    const __m256i p2 = lanes::load256(first + 2 * n);
+    const __m256i p3 = lanes::load256(first + 3 * n);
     const __m256i mask = constants.lowBytes;
     return {runningSum(join(_mm256_or_si256(_mm256_and_si256(p0, mask), _mm256_slli_epi16(p1, 8)),
                             _mm256_or_si256(_mm256_and_si256(p2, mask), _mm256_slli_epi16(p3, 8)))),
             join(_mm256_or_si256(_mm256_srli_epi16(p0, 8), _mm256_andnot_si256(mask, p1)),
                  _mm256_or_si256(_mm256_srli_epi16(p2, 8), _mm256_andnot_si256(mask, p3)))};
-}
-
-// The operations of lanes::scaled() on four values in the low halves of 64-bit lanes.
-LUMO_AVX2 inline __m256i scaledLanes(__m256i values, __m256d factor) {
-    const __m256d shift = _mm256_set1_pd(0x1p52);
-    const __m256d exact =
-        _mm256_sub_pd(_mm256_castsi256_pd(_mm256_or_si256(values, _mm256_castpd_si256(shift))), shift);
-    __m256d x = _mm256_add_pd(_mm256_mul_pd(exact, factor), _mm256_set1_pd(0.5));
-    x = _mm256_and_pd(x, _mm256_cmp_pd(x, _mm256_setzero_pd(), _CMP_GE_OQ));  // not-a-number compares false
-    x = _mm256_min_pd(x, _mm256_set1_pd(4294967295.0));
-    const __m256d whole = _mm256_add_pd(_mm256_floor_pd(x), shift);
-    return _mm256_and_si256(_mm256_castpd_si256(whole), _mm256_set1_epi64x(0xFFFFFFFF));
-}
-
-LUMO_AVX2 inline __m256i scaled(__m256i values, __m256d factor) {
-    const __m256i even = scaledLanes(_mm256_and_si256(values, _mm256_set1_epi64x(0xFFFFFFFF)), factor);
-    const __m256i odd = scaledLanes(_mm256_srli_epi64(values, 32), factor);
-    return _mm256_or_si256(even, _mm256_slli_epi64(odd, 32));
 }
 
 LUMO_AVX2 inline void storeBlock(const FrameScans& frame, const Constants& constants, const WideBlock& block,
@@ -114,8 +84,8 @@ LUMO_AVX2 inline void storeBlock(const FrameScans& frame, const Constants& const
     if (frame.scale.isIdentity()) {
         store(intensities + 4 * peak, block.intensities);
     } else {
-        store(intensities + 4 * peak, {scaled(block.intensities.low, constants.factor),
-                                       scaled(block.intensities.high, constants.factor)});
+        store(intensities + 4 * peak, {lanes::scaled256(block.intensities.low, constants.factor),
+                                       lanes::scaled256(block.intensities.high, constants.factor)});
     }
 }
 

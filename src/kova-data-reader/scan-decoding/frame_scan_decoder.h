@@ -9,12 +9,12 @@ class KvdFrameReader;
 
 // Scans of frames that are compressed as a whole: peaks go from the shuffled buffer straight to their
 // destination.
-class FrameScanDecoder final : public ScanDecoder {
+class FrameScanDecoder final : public ScanDecoder, public DirectScanPacker {
 public:
     explicit FrameScanDecoder(KvdReader& source) : reader(source) {}
 
     void prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) override;
-    bool isInfallibleOncePrepared() const override { return true; }
+    DirectScanPacker* directPacker() override { return this; }
     bool isRangeWithoutPeaks() const override;
     std::uint64_t rangePeakBound() const override { return wordsOfRange / 2; }
     std::size_t peakBound(std::uint32_t scan) override;

@@ -7,7 +7,7 @@
 #include "kova-data-reader/blob/limits.h"
 #include "kova-data-reader/blob/lzf.h"
 #include "kova-data-reader/kvd_reader.h"
-#include "kova-data-reader/scan-decoding/run_length_kernel.h"
+#include "kova-data-reader/scan-decoding/bin_limit.h"
 
 namespace lumo::io::kova {
 
@@ -23,7 +23,8 @@ std::size_t LzfScanDecoder::peakBound(std::uint32_t scan) {
     if (decompressedSize % 4 != 0) {
         LUMO_THROW(CorruptScanDataError(frameId, scan, "LZF-decompressed size not a multiple of 4."));
     }
-    return countRunLengthPeaks({values.data(), decompressedSize});
+    peaks = countRunLengthPeaks({values.data(), decompressedSize});
+    return peaks;
 }
 
 std::size_t LzfScanDecoder::decompress(const std::byte* input, std::size_t inputLength, std::uint32_t scan) {
@@ -45,7 +46,8 @@ std::size_t LzfScanDecoder::decompress(const std::byte* input, std::size_t input
 
 std::size_t LzfScanDecoder::decode(std::uint32_t /*scan*/, const IntensityScale& scale,
                                    const PeakOutput& output) {
-    return decodeRunLengthScan({values.data(), decompressedSize}, scale, reader.binLimit(), output);
+    BinLimit& limit = reader.binLimit();
+    return kernel.decode({{values.data(), decompressedSize}, peaks, limit.binCount(), scale}, limit, output);
 }
 
 }  // namespace lumo::io::kova

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kova-data-reader/blob/byte_buffer.h"
+#include "kova-data-reader/scan-decoding/run_length_kernel.h"
 #include "kova-data-reader/scan-decoding/scan_decoder.h"
 
 namespace lumo::io::kova {
@@ -11,9 +12,7 @@ public:
     explicit LzfScanDecoder(KvdReader& source) : reader(source) {}
 
     void prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) override;
-    bool isInfallibleOncePrepared() const override { return false; }
     bool isRangeWithoutPeaks() const override { return false; }
-    std::uint64_t rangePeakBound() const override { return 0; }
     std::size_t peakBound(std::uint32_t scan) override;
     std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) override;
 
@@ -26,6 +25,8 @@ private:
     std::int64_t frameId = -1;
     ByteBuffer values{kInitialBufferSizeBytes};
     std::size_t decompressedSize = 0;
+    std::size_t peaks = 0;  // in it
+    RunLengthKernel kernel;
 };
 
 }  // namespace lumo::io::kova

@@ -23,13 +23,6 @@ struct PeakOutput {
     void moveIntensitiesTo(std::byte* target, std::size_t count) const {
         std::memmove(target, intensities, 4 * count);
     }
-
-    // Stores `count` peaks from `peak` on.
-    void store(std::size_t peak, const std::uint32_t* index, const std::uint32_t* intensity,
-               std::size_t count) const {
-        std::memcpy(indices + 4 * peak, index, 4 * count);
-        std::memcpy(intensities + 4 * peak, intensity, 4 * count);
-    }
 };
 
 }  // namespace lumo::io::kova

@@ -11,26 +11,25 @@ std::int32_t valueAt(std::span<const std::byte> values, std::size_t i) {
     return static_cast<std::int32_t>(loadU32(values.data() + 4 * i));
 }
 
-// Skips and peaks follow each other in no order that a processor could foresee, so neither is branched upon:
-// each value is stored as the next peak, and the next one overwrites it unless it was one. The last value must
-// not be a skip.
+// The form that defines the result. Skips and peaks follow each other in no order that a processor could
+// foresee, so neither is branched upon: each value is stored as the next peak, and the next one overwrites it
+// unless it was one. The last value must not be a skip.
 template <class Store>
-std::size_t decode(std::span<const std::byte> values, BinLimit& limit, const Store& store) {
+std::size_t decodePlainly(std::span<const std::byte> values, RunLengthPosition at, BinLimit& limit,
+                          const Store& store) {
     const std::uint64_t bins = limit.binCount();
-    std::uint64_t index = 0;  // 64 bits hold every sum of skips that a scan can have room for
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < values.size() / 4; ++i) {
-        const std::int32_t value = valueAt(values, i);
+    for (; at.value < values.size() / 4; ++at.value) {
+        const std::int32_t value = valueAt(values, at.value);
         const bool isPeak = value >= 0;
-        const bool isInside = index < bins;
+        const bool isInside = at.index < bins;
         if (static_cast<unsigned>(isPeak) & static_cast<unsigned>(!isInside)) {
-            limit.reportDropped(index);
+            limit.reportDropped(at.index);
         }
-        store(kept, static_cast<std::uint32_t>(index), static_cast<std::uint32_t>(value));
-        kept += static_cast<unsigned>(isPeak) & static_cast<unsigned>(isInside);
-        index += isPeak ? 1 : static_cast<std::uint64_t>(-static_cast<std::int64_t>(value));
+        store(at.kept, static_cast<std::uint32_t>(at.index), static_cast<std::uint32_t>(value));
+        at.kept += static_cast<unsigned>(isPeak) & static_cast<unsigned>(isInside);
+        at.index += isPeak ? 1 : static_cast<std::uint64_t>(-static_cast<std::int64_t>(value));
     }
-    return kept;
+    return at.kept;
 }
 
 std::span<const std::byte> withoutLastSkips(std::span<const std::byte> values) {
@@ -51,20 +50,30 @@ std::size_t countRunLengthPeaks(std::span<const std::byte> values) {
     return peaks;
 }
 
-std::size_t decodeRunLengthScan(std::span<const std::byte> allValues, const IntensityScale& scale,
-                                BinLimit& limit, const PeakOutput& output) {
-    const std::span<const std::byte> values = withoutLastSkips(allValues);
+RunLengthKernel::RunLengthKernel(SimdLevel level) : byEight(level == SimdLevel::Avx2) {}
+
+std::size_t RunLengthKernel::decode(const RunLengthScan& scan, BinLimit& limit,
+                                    const PeakOutput& output) const {
+    RunLengthPosition at;
+    const std::span<const std::byte> values = withoutLastSkips(scan.values);
     if (output.isCountOnly()) {
-        return decode(values, limit, [](std::size_t, std::uint32_t, std::uint32_t) {});
+        return decodePlainly(values, at, limit, [](std::size_t, std::uint32_t, std::uint32_t) {});
     }
-    if (scale.isIdentity()) {
-        return decode(values, limit, [&](std::size_t peak, std::uint32_t index, std::uint32_t intensity) {
-            output.store(peak, index, intensity);
-        });
+#ifdef __x86_64__
+    if (byEight) {
+        decodeRunsByAvx2(scan, output, at);
     }
-    return decode(values, limit, [&](std::size_t peak, std::uint32_t index, std::uint32_t intensity) {
-        output.store(peak, index, scale(intensity));
-    });
+#endif
+    if (scan.scale.isIdentity()) {
+        return decodePlainly(values, at, limit,
+                             [&](std::size_t peak, std::uint32_t index, std::uint32_t intensity) {
+                                 output.store(peak, index, intensity);
+                             });
+    }
+    return decodePlainly(values, at, limit,
+                         [&](std::size_t peak, std::uint32_t index, std::uint32_t intensity) {
+                             output.store(peak, index, scan.scale(intensity));
+                         });
 }
 
 }  // namespace lumo::io::kova

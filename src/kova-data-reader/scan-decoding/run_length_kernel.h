@@ -1,11 +1,10 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <span>
 
-#include "kova-data-reader/scan-decoding/normalization.h"
-#include "kova-data-reader/scan-decoding/peak_output.h"
+#include "kova-data-reader/scan-decoding/run_length_runs.h"
+#include "kova-data-reader/scan-decoding/simd_level.h"
 
 namespace lumo::io::kova {
 
@@ -14,10 +13,17 @@ class BinLimit;
 // The number of peaks before the bin limit is applied, and so the room that decoding needs.
 std::size_t countRunLengthPeaks(std::span<const std::byte> values);
 
-// Expands run-length coded bins, little-endian signed 32-bit values: -k skips k bins, any other value is the
-// intensity of the current bin. Returns the number of peaks whose index is below the bin limit; only those
-// are stored.
-std::size_t decodeRunLengthScan(std::span<const std::byte> values, const IntensityScale& scale,
-                                BinLimit& limit, const PeakOutput& output);
+// Expands run-length coded scans in the widest form that the level allows.
+class RunLengthKernel {
+public:
+    explicit RunLengthKernel(SimdLevel level = simdLevel());
+
+    // Returns the number of peaks whose index is below the bin limit, which is the scan's; only those are
+    // stored.
+    std::size_t decode(const RunLengthScan& scan, BinLimit& limit, const PeakOutput& output) const;
+
+private:
+    bool byEight;
+};
 
 }  // namespace lumo::io::kova

@@ -11,6 +11,20 @@ namespace lumo::io::kova {
 
 class KvdReader;
 
+// Packs scans of a range that is prepared, and of which nothing is left that could fail.
+class DirectScanPacker {
+public:
+    virtual ~DirectScanPacker() = default;
+
+    // The number of peaks in the range before the bin limit is applied.
+    virtual std::uint64_t rangePeakBound() const = 0;
+
+    // Packs the scans [begin, end) of the range into `destination`, which has room for their bound: the peak
+    // count of each, then for each its indices and its intensities. Returns the number of values.
+    virtual std::uint64_t pack(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
+                               std::byte* destination) = 0;
+};
+
 // Turns stored scans into peaks, one scan of a prepared range after the other. One implementation per storage
 // scheme. Use: prepare(range), then for each scan of it in order peakBound(scan) and decode(scan).
 class ScanDecoder {
@@ -20,26 +34,17 @@ public:
     // Loads what the scans [begin, end) need and raises what is wrong with their bounds.
     virtual void prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) = 0;
 
-    // True when no call below can fail for a scan of the prepared range, because nothing is left to be
-    // decompressed.
-    virtual bool isInfallibleOncePrepared() const = 0;
+    // Where no call below can fail any more because nothing is left to be decompressed; else null.
+    virtual DirectScanPacker* directPacker() { return nullptr; }
 
     // True when the prepared range is known to hold no peaks, without a look at each of its scans.
     virtual bool isRangeWithoutPeaks() const = 0;
-
-    // Sum of peakBound() over the prepared range, where it is known without decompressing, else 0.
-    virtual std::uint64_t rangePeakBound() const = 0;
 
     // The number of peaks of a scan before the bin limit is applied, and so the room that decode() needs.
     virtual std::size_t peakBound(std::uint32_t scan) = 0;
 
     // Stores the peaks of the scan that peakBound() was last called for and returns how many they are.
     virtual std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) = 0;
-
-    // Packs the scans [begin, end) of the prepared range into `destination`, which has room for their bound: the
-    // peak count of each, then for each its indices and its intensities. Returns the number of values.
-    virtual std::uint64_t pack(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
-                               std::byte* destination);
 };
 
 // The decoder for the reader's storage scheme. The reader must outlive it.

@@ -27,15 +27,23 @@ std::uint64_t ScanRangeReader::read(std::int64_t frameId, std::uint32_t begin, s
     }
     const Range range{begin, end};
     checkResultSize(range.scans());
-    if (type == NormalizationType::AnalysisDefault) {
-        type = reader.getDefaultNormalizationType();
-    }
-    const IntensityScale scale =
-        makeIntensityScale(type, [&]() -> const FrameInfo& { return reader.getFrameInfo(frameId); });
+    const IntensityScale scale = scaleOf(frameId, type);
     decoder->prepare(frameId, begin, end);
-    const std::uint64_t values = decoder->isInfallibleOncePrepared() ? readDirectly(range, scale, buffer)
-                                                                     : readStaged(range, scale, buffer);
+    DirectScanPacker* const packer = decoder->directPacker();
+    const std::uint64_t values =
+        packer != nullptr ? readDirectly(*packer, range, scale, buffer) : readStaged(range, scale, buffer);
     return kWordSize * values;
+}
+
+const IntensityScale& ScanRangeReader::scaleOf(std::int64_t frameId, NormalizationType type) {
+    if (!lastScale || lastScale->frameId != frameId || lastScale->type != type) {
+        const NormalizationType resolved =
+            type == NormalizationType::AnalysisDefault ? reader.getDefaultNormalizationType() : type;
+        lastScale = {frameId, type, makeIntensityScale(resolved, [&]() -> const FrameInfo& {
+                         return reader.getFrameInfo(frameId);
+                     })};
+    }
+    return lastScale->scale;
 }
 
 std::uint64_t ScanRangeReader::countValues(const Range& range) {
@@ -48,9 +56,9 @@ std::uint64_t ScanRangeReader::countValues(const Range& range) {
 
 // Peaks are decoded to where they end up, as nothing can fail any more. Only when the buffer might be too
 // small they have to be counted first.
-std::uint64_t ScanRangeReader::readDirectly(const Range& range, const IntensityScale& scale,
-                                            std::span<std::byte> buffer) {
-    const std::uint64_t bound = range.scans() + 2 * decoder->rangePeakBound();
+std::uint64_t ScanRangeReader::readDirectly(DirectScanPacker& packer, const Range& range,
+                                            const IntensityScale& scale, std::span<std::byte> buffer) {
+    const std::uint64_t bound = range.scans() + 2 * packer.rangePeakBound();
     std::uint64_t values = bound;
     if (kWordSize * bound > buffer.size() || bound > limits::kMaxResultValues) {
         values = countValues(range);
@@ -60,21 +68,21 @@ std::uint64_t ScanRangeReader::readDirectly(const Range& range, const IntensityS
         }
     }
     if (kWordSize * bound <= buffer.size()) {
-        return decodeInto(range, scale, buffer.data());
+        return packInto(buffer.data(), packer, range, scale);
     }
     staged.resize(kWordSize * bound);
-    decodeInto(range, scale, staged.data());
+    packInto(staged.data(), packer, range, scale);
     std::memcpy(buffer.data(), staged.data(), kWordSize * values);
     return values;
 }
 
-std::uint64_t ScanRangeReader::decodeInto(const Range& range, const IntensityScale& scale,
-                                          std::byte* destination) {
+std::uint64_t ScanRangeReader::packInto(std::byte* destination, DirectScanPacker& packer, const Range& range,
+                                        const IntensityScale& scale) {
     if (decoder->isRangeWithoutPeaks()) {
         std::memset(destination, 0, kWordSize * range.scans());
         return range.scans();
     }
-    return decoder->pack(range.begin, range.end, scale, destination);
+    return packer.pack(range.begin, range.end, scale, destination);
 }
 
 // A later scan can still turn out to be corrupt, so the result is built aside. Once it has outgrown the

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "kova-data-reader/blob/byte_buffer.h"
@@ -29,13 +30,24 @@ private:
         std::uint64_t scans() const { return end - begin; }
     };
 
-    std::uint64_t readDirectly(const Range& range, const IntensityScale& scale, std::span<std::byte> buffer);
+    // The scale of a frame does not change, so that of the last call is kept.
+    struct FrameScale {
+        std::int64_t frameId;
+        NormalizationType type;
+        IntensityScale scale;
+    };
+
+    const IntensityScale& scaleOf(std::int64_t frameId, NormalizationType type);
+    std::uint64_t readDirectly(DirectScanPacker& packer, const Range& range, const IntensityScale& scale,
+                               std::span<std::byte> buffer);
     std::uint64_t readStaged(const Range& range, const IntensityScale& scale, std::span<std::byte> buffer);
     std::uint64_t countValues(const Range& range);
-    std::uint64_t decodeInto(const Range& range, const IntensityScale& scale, std::byte* destination);
+    std::uint64_t packInto(std::byte* destination, DirectScanPacker& packer, const Range& range,
+                           const IntensityScale& scale);
 
     KvdReader& reader;
     std::unique_ptr<ScanDecoder> decoder;
+    std::optional<FrameScale> lastScale;
     ByteBuffer staged;
 };
 

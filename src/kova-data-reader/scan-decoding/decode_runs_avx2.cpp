@@ -1,0 +1,83 @@
+#include "kova-data-reader/scan-decoding/run_length_runs.h"
+
+#ifdef __x86_64__
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+
+#include "kova-data-reader/scan-decoding/avx2_lanes.h"
+
+namespace lumo::io::kova {
+
+namespace {
+
+constexpr std::size_t kValues = 8;  // of a block
+
+// For each set of lanes, one bit a lane, the numbers of those lanes, one byte a lane; then any.
+constexpr std::array<std::uint64_t, 256> kLanesOfSet = [] {
+    std::array<std::uint64_t, 256> table{};
+    for (std::size_t set = 0; set < table.size(); ++set) {
+        unsigned position = 0;
+        for (std::uint64_t lane = 0; lane < kValues; ++lane) {
+            if ((set >> lane & 1U) != 0) {
+                table[set] |= lane << 8 * position++;
+            }
+        }
+    }
+    return table;
+}();
+
+LUMO_AVX2 inline __m256i runningSum(__m256i values) {
+    const __m256i halves = lanes::runningSumOfHalves(values);
+    const __m256i sumsOfFour = _mm256_shuffle_epi32(halves, 0xFF);
+    return _mm256_add_epi32(halves, _mm256_permute2x128_si256(sumsOfFour, sumsOfFour, 0x08));
+}
+
+LUMO_AVX2 inline bool anyAtOrAbove(__m256i values, __m256i bound) {
+    const __m256i atOrAbove = _mm256_cmpeq_epi32(_mm256_max_epu32(values, bound), values);
+    return _mm256_testz_si256(atOrAbove, atOrAbove) == 0;
+}
+
+LUMO_AVX2 inline void store(std::byte* target, __m256i values) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(target), values);
+}
+
+}  // namespace
+
+LUMO_AVX2 void decodeRunsByAvx2(const RunLengthScan& scan, const PeakOutput& output, RunLengthPosition& at) {
+    // Sums of eight such steps, begun below the bound, stay within 32 bits.
+    constexpr std::uint32_t kMaxBins = std::uint32_t{1} << 31;
+    const __m256i tooLarge = _mm256_set1_epi32(static_cast<int>(0xF8000000U));
+    const __m256i one = _mm256_set1_epi32(1);
+    const __m256i bins = _mm256_set1_epi32(static_cast<int>(std::min(scan.bins, kMaxBins)));
+    const __m256d factor = _mm256_set1_pd(scan.scale.multiplier());
+    const std::size_t count = scan.values.size() / 4;
+    __m256i base = _mm256_setzero_si256();
+    for (; at.value + kValues <= count && at.kept + kValues <= scan.peaks; at.value += kValues) {
+        const __m256i values = lanes::load256(scan.values.data() + 4 * at.value);
+        const __m256i isSkip = _mm256_srai_epi32(values, 31);
+        const __m256i steps =
+            _mm256_blendv_epi8(one, _mm256_sub_epi32(_mm256_setzero_si256(), values), isSkip);
+        const __m256i sums = _mm256_add_epi32(base, runningSum(steps));
+        const __m256i indices = _mm256_sub_epi32(sums, steps);
+        if (_mm256_testz_si256(steps, tooLarge) == 0 || anyAtOrAbove(indices, bins)) {
+            break;
+        }
+        const auto peaks = static_cast<std::uint8_t>(~_mm256_movemask_ps(_mm256_castsi256_ps(values)));
+        const __m256i order =
+            _mm256_cvtepu8_epi32(_mm_cvtsi64_si128(static_cast<std::int64_t>(kLanesOfSet[peaks])));
+        const __m256i intensities = _mm256_permutevar8x32_epi32(values, order);
+        store(output.indices + 4 * at.kept, _mm256_permutevar8x32_epi32(indices, order));
+        store(output.intensities + 4 * at.kept,
+              scan.scale.isIdentity() ? intensities : lanes::scaled256(intensities, factor));
+        at.kept += static_cast<std::size_t>(std::popcount(peaks));
+        base = _mm256_permutevar8x32_epi32(sums, _mm256_set1_epi32(7));
+    }
+    at.index = static_cast<std::uint32_t>(_mm256_cvtsi256_si32(base));
+}
+
+}  // namespace lumo::io::kova
+
+#endif
