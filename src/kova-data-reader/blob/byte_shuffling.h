@@ -16,17 +16,7 @@ inline std::uint32_t decodeByteShuffling(std::span<const std::byte> buffer, std:
 }
 
 // The same for `count` successive words from `first` on.
-inline void decodeByteShuffling(std::span<const std::byte> buffer, std::size_t first, std::size_t count,
-                                std::uint32_t* words) {
-    const std::size_t n = buffer.size() / 4;
-    const auto* const p0 = reinterpret_cast<const std::uint8_t*>(buffer.data()) + first;
-    const auto* const p1 = p0 + n;
-    const auto* const p2 = p1 + n;
-    const auto* const p3 = p2 + n;
-    for (std::size_t i = 0; i < count; ++i) {
-        words[i] = static_cast<std::uint32_t>(p0[i]) | (static_cast<std::uint32_t>(p1[i]) << 8) |
-                   (static_cast<std::uint32_t>(p2[i]) << 16) | (static_cast<std::uint32_t>(p3[i]) << 24);
-    }
-}
+void decodeByteShuffling(std::span<const std::byte> buffer, std::size_t first, std::size_t count,
+                         std::uint32_t* words);
 
 }  // namespace lumo::io::kova::decoding

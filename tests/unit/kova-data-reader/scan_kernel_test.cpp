@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -6,6 +7,7 @@
 #include "analysis-writer/byte_shuffle.h"
 #include "analysis-writer/scan_blocks.h"
 #include "fixtures/random.h"
+#include "kova-data-reader/blob/byte_shuffling.h"
 #include "kova-data-reader/scan-decoding/bin_limit.h"
 #include "kova-data-reader/scan-decoding/frame_scan_kernel.h"
 #include "kova-data-reader/scan-decoding/run_length_kernel.h"
@@ -60,6 +62,22 @@ std::vector<SimdLevel> availableLevels() {
         }
     }
     return levels;
+}
+
+TEST(ByteShuffling, WordsInBlocksAreTheWordsOneByOne) {
+    fixtures::Random random(13);
+    for (std::size_t count = 0; count < 80; ++count) {
+        const std::size_t first = random() % 7;
+        std::vector<std::uint32_t> words(first + count + random() % 7);
+        std::generate(words.begin(), words.end(), [&] { return random(); });
+        const analysis_writer::Bytes shuffled = analysis_writer::shuffled(words);
+        std::vector<std::uint32_t> decoded(count + 1, 0x99999999);
+        lumo::io::kova::decoding::decodeByteShuffling(asBytes(shuffled), first, count, decoded.data());
+        ASSERT_TRUE(std::equal(decoded.begin(), decoded.end() - 1,
+                               words.begin() + static_cast<std::ptrdiff_t>(first)))
+            << count;
+        ASSERT_EQ(decoded.back(), 0x99999999U) << count;
+    }
 }
 
 TEST(FrameScanKernel, EveryLevelEqualsThePlainFormForAnyWords) {
