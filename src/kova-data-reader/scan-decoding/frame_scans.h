@@ -25,7 +25,8 @@ struct ScanTargets {
     std::byte* intensities = nullptr;  // its intensities; null: behind its indices
 
     std::byte* intensitiesOf(std::size_t peaks) const {
-        return intensities != nullptr ? intensities : indices + 4 * peaks;
+        const bool behindIndices = intensities == nullptr && indices != nullptr;
+        return behindIndices ? indices + 4 * peaks : intensities;
     }
 
     void advance(std::size_t peaks) {
