@@ -7,20 +7,38 @@
 
 #include "diag/throw.h"
 #include "sqlite/database_file.h"
+#include "sqlite/read_only_vfs.h"
 
 namespace {
 
+// What can be done about failures that SQLite's message alone does not explain.
+const char* hint(int extendedCode) {
+    switch (extendedCode) {
+        case SQLITE_READONLY_ROLLBACK:
+            return " (a change of it was not finished; open it for writing once, which takes the change "
+                   "back)";
+        case SQLITE_READONLY_RECOVERY:
+        case SQLITE_READONLY_CANTINIT:
+            return " (the index of its write-ahead log is not usable; open it for writing once)";
+        case SQLITE_BUSY_SNAPSHOT:
+            return " (another program has begun to write it; try again)";
+        default:
+            return "";
+    }
+}
+
 [[noreturn]] void raise(sqlite3* db, int code) {
     const char* const message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code);
-    LUMO_THROW(CppSQLite3Exception(code, message != nullptr ? message : "out of memory"));
+    const std::string text = message != nullptr ? message : "out of memory";
+    LUMO_THROW(CppSQLite3Exception(code, text + hint(db != nullptr ? sqlite3_extended_errcode(db) : code)));
 }
 
 // The largest text, blob or row, which a schema could otherwise compute to be a gigabyte.
 constexpr int kMaxValueBytes = 16 << 20;
 
-// Statements may outlive their connection object, and so share its limit.
+// A statement shares the connection, which it may outlive the CppSQLite3DB with.
 struct FinalizeStatement {
-    std::shared_ptr<WorkLimit> workLimit;
+    std::shared_ptr<SqliteConnection> connection;
     std::size_t textLength;
 
     void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
@@ -28,13 +46,31 @@ struct FinalizeStatement {
 
 }  // namespace
 
+struct SqliteConnection {
+    explicit SqliteConnection(const std::filesystem::path& path)
+        : file(path), vfs(file.name()), workLimit(file.name()) {}
+    SqliteConnection(const SqliteConnection&) = delete;
+    SqliteConnection& operator=(const SqliteConnection&) = delete;
+    ~SqliteConnection() { sqlite3_close(db); }
+
+    // Whether what has just begun should begin anew, since a writer has appeared in the middle of it.
+    bool shouldTryAgain(int code) const {
+        return (code & 0xFF) == SQLITE_BUSY && sqlite3_extended_errcode(db) == SQLITE_BUSY_SNAPSHOT;
+    }
+
+    DatabaseFile file;
+    ReadOnlyVfs vfs;
+    WorkLimit workLimit;
+    sqlite3* db = nullptr;
+};
+
 // ----------------------------------------------------------------------------------------------------------
 // query
 
 CppSQLite3Query::CppSQLite3Query(std::shared_ptr<sqlite3_stmt> compiled)
     : statement(std::move(compiled)), atEnd(false) {
     try {
-        nextRow();
+        first();
     } catch (...) {
         release();
         throw;
@@ -63,16 +99,19 @@ void CppSQLite3Query::release() noexcept {
 }
 
 void CppSQLite3Query::nextRow() {
-    if (atEnd) {
-        return;
+    if (!atEnd) {
+        arriveAt(step());
     }
-    const int code = step();
-    if (code == SQLITE_DONE) {
-        atEnd = true;
-    } else if (code != SQLITE_ROW) {
-        atEnd = true;
-        raise(sqlite3_db_handle(statement.get()), code);
+}
+
+void CppSQLite3Query::first() {
+    int code = step();
+    const auto* const owner = std::get_deleter<FinalizeStatement>(statement);
+    if (owner != nullptr && owner->connection->shouldTryAgain(code)) {
+        sqlite3_reset(statement.get());
+        code = step();
     }
+    arriveAt(code);
 }
 
 int CppSQLite3Query::step() {
@@ -80,11 +119,19 @@ int CppSQLite3Query::step() {
     if (owner == nullptr) {
         return SQLITE_MISUSE;
     }
+    WorkLimit& workLimit = owner->connection->workLimit;
     work.textLength = owner->textLength;
-    owner->workLimit->charge(work);
+    workLimit.charge(work);
     const int code = sqlite3_step(statement.get());
-    owner->workLimit->endCharge();
+    workLimit.endCharge();
     return code;
+}
+
+void CppSQLite3Query::arriveAt(int code) {
+    atEnd = code != SQLITE_ROW;
+    if (atEnd && code != SQLITE_DONE) {
+        raise(sqlite3_db_handle(statement.get()), code);
+    }
 }
 
 int CppSQLite3Query::numFields() const {
@@ -167,44 +214,39 @@ CppSQLite3DB::~CppSQLite3DB() { close(); }
 
 void CppSQLite3DB::open(const std::filesystem::path& file) {
     close();
-    const DatabaseFile databaseFile(file);
-    if (!databaseFile.isPlain()) {
+    auto opened = std::make_shared<SqliteConnection>(file);
+    if (!opened->file.isPlain()) {
         LUMO_THROW(CppSQLite3Exception(SQLITE_CANTOPEN, sqlite3_errstr(SQLITE_CANTOPEN)));
     }
-    connect(databaseFile.name(), 0);
-    if (databaseFile.isIdleInWriteAheadMode(db)) {
-        close();
-        connect(databaseFile.immutableUri(), SQLITE_OPEN_URI);
+    if (const int code = opened->vfs.connect(opened->file.uri(), &opened->db); code != SQLITE_OK) {
+        raise(opened->db, code);
     }
+    sqlite3* const db = opened->db;
     // The file may come from anywhere: nothing in its schema may run functions with side effects.
     sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_db_config(db, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_limit(db, SQLITE_LIMIT_LENGTH, kMaxValueBytes);
-    workLimit = std::make_shared<WorkLimit>(file);
-    workLimit->watch(db);
+    opened->workLimit.watch(db);
+    connection = std::move(opened);
 }
 
-void CppSQLite3DB::connect(const std::string& name, int moreFlags) {
-    const int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | moreFlags;
-    if (const int code = sqlite3_open_v2(name.c_str(), &db, flags, nullptr); code != SQLITE_OK) {
-        const std::string message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code);
-        close();
-        LUMO_THROW(CppSQLite3Exception(code, message));
-    }
-}
-
-void CppSQLite3DB::close() noexcept {
-    sqlite3_close_v2(db);
-    db = nullptr;
-}
+void CppSQLite3DB::close() noexcept { connection.reset(); }
 
 std::shared_ptr<sqlite3_stmt> CppSQLite3DB::prepare(const std::string& sql) {
+    if (connection == nullptr) {
+        LUMO_THROW(CppSQLite3Exception(SQLITE_MISUSE, sqlite3_errstr(SQLITE_MISUSE)));
+    }
+    sqlite3* const db = connection->db;
     sqlite3_stmt* statement = nullptr;
     const int size = sql.size() < INT_MAX ? static_cast<int>(sql.size()) : -1;
-    if (const int code = sqlite3_prepare_v2(db, sql.c_str(), size, &statement, nullptr); code != SQLITE_OK) {
+    int code = sqlite3_prepare_v2(db, sql.c_str(), size, &statement, nullptr);
+    if (connection->shouldTryAgain(code)) {
+        code = sqlite3_prepare_v2(db, sql.c_str(), size, &statement, nullptr);
+    }
+    if (code != SQLITE_OK) {
         raise(db, code);
     }
-    return {statement, FinalizeStatement{workLimit, sql.size()}};
+    return {statement, FinalizeStatement{connection, sql.size()}};
 }
 
 void CppSQLite3DB::execDML(const std::string& sql) {

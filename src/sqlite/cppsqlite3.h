@@ -11,8 +11,8 @@
 
 #include "sqlite/work_limit.h"
 
-struct sqlite3;
 struct sqlite3_stmt;
+struct SqliteConnection;
 
 // Carries SQLite's own message as what().
 class CppSQLite3Exception : public std::runtime_error {
@@ -55,7 +55,9 @@ public:
 
 private:
     void release() noexcept;
+    void first();
     int step();
+    void arriveAt(int code);
 
     std::shared_ptr<sqlite3_stmt> statement;
     WorkLimit::Query work;
@@ -100,9 +102,7 @@ public:
     CppSQLite3Statement compileStatement(const std::string& sql);
 
 private:
-    void connect(const std::string& name, int moreFlags);
     std::shared_ptr<sqlite3_stmt> prepare(const std::string& sql);
 
-    sqlite3* db = nullptr;
-    std::shared_ptr<WorkLimit> workLimit;
+    std::shared_ptr<SqliteConnection> connection;  // which statements share
 };

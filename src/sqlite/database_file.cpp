@@ -1,44 +1,71 @@
 #include "sqlite/database_file.h"
 
-#include <array>
+#include <cstdlib>
+#include <initializer_list>
+#include <memory>
 #include <string_view>
 
-#include <sqlite3.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-bool isPlainOrAbsent(const fs::path& path) {
+// SQLite takes names of 512 bytes, and adds suffixes.
+constexpr std::size_t kLongestName = 500;
+
+bool isPlainOrAbsent(const std::string& path) {
     std::error_code error;
     const fs::file_type type = fs::status(path, error).type();
     return type == fs::file_type::regular || type == fs::file_type::not_found;
 }
 
+// Absolute, without symbolic links: the files beside a database are beside the file itself.
+std::string resolved(const fs::path& file) {
+    const std::unique_ptr<char, decltype(&std::free)> path(realpath(file.c_str(), nullptr), std::free);
+    return path != nullptr ? path.get() : "";
+}
+
 }  // namespace
 
-fs::path DatabaseFile::beside(const char* suffix) const {
-    fs::path path = file;
-    path += suffix;
-    return path;
+DatabaseFile::DatabaseFile(const fs::path& file) : nameForSqlite(resolved(file)) {
+    if (nameForSqlite.size() <= kLongestName) {
+        return;
+    }
+    const fs::path path = nameForSqlite;
+    directory = open(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    nameForSqlite.clear();
+    if (directory >= 0) {
+        try {
+            nameForSqlite = "/proc/self/fd/" + std::to_string(directory) + "/" + path.filename().string();
+        } catch (...) {
+            ::close(directory);
+            throw;
+        }
+    }
+}
+
+DatabaseFile::~DatabaseFile() {
+    if (directory >= 0) {
+        ::close(directory);
+    }
 }
 
 bool DatabaseFile::isPlain() const {
-    return isPlainOrAbsent(file) && isPlainOrAbsent(beside("-wal")) && isPlainOrAbsent(beside("-journal"));
+    for (const char* const suffix : {"", "-wal", "-shm", "-journal"}) {
+        if (!isPlainOrAbsent(nameForSqlite + suffix)) {
+            return false;
+        }
+    }
+    return !nameForSqlite.empty();
 }
 
-// SQLite may have been built to take names that begin with "file:" for URIs.
-std::string DatabaseFile::name() const {
-    const std::string text = file.string();
-    return text.starts_with("file:") ? "./" + text : text;
-}
-
-std::string DatabaseFile::immutableUri() const {
+// The index of a log is never made or changed.
+std::string DatabaseFile::uri() const {
     constexpr std::string_view kHexDigits = "0123456789ABCDEF";
     std::string uri = "file:";
-    const std::string path = fs::absolute(file).string();
-    // Two leading slashes would begin a host name.
-    for (const char character : std::string_view(path).substr(path.find_first_not_of('/') - 1)) {
+    for (const char character : nameForSqlite) {
         if (std::string_view("%?#").find(character) == std::string_view::npos) {
             uri += character;
         } else {
@@ -46,21 +73,5 @@ std::string DatabaseFile::immutableUri() const {
             uri += {'%', kHexDigits[byte >> 4], kHexDigits[byte & 0xF]};
         }
     }
-    return uri + "?immutable=1";
-}
-
-// The bytes are read with SQLite's own descriptor: closing another one would release its locks on the file.
-bool DatabaseFile::isIdleInWriteAheadMode(sqlite3* connection) const {
-    constexpr sqlite3_int64 kFormatVersions = 18;
-    constexpr std::array<unsigned char, 2> kWriteAhead = {2, 2};
-    std::error_code error;
-    if (fs::exists(beside("-wal"), error) || error) {
-        return false;
-    }
-    sqlite3_file* opened = nullptr;
-    std::array<unsigned char, 2> versions{};
-    return sqlite3_file_control(connection, "main", SQLITE_FCNTL_FILE_POINTER, &opened) == SQLITE_OK &&
-           opened != nullptr && opened->pMethods != nullptr &&
-           opened->pMethods->xRead(opened, versions.data(), versions.size(), kFormatVersions) == SQLITE_OK &&
-           versions == kWriteAhead;
+    return uri + "?readonly_shm=1";
 }

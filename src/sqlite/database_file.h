@@ -3,26 +3,22 @@
 #include <filesystem>
 #include <string>
 
-struct sqlite3;
-
-// A database file as SQLite has to be told of it.
+// A database file as SQLite has to be told of it: by a name that no link changes and that is not too long for it.
 class DatabaseFile {
 public:
-    explicit DatabaseFile(std::filesystem::path databaseFile) : file(std::move(databaseFile)) {}
+    explicit DatabaseFile(const std::filesystem::path& file);
+    DatabaseFile(const DatabaseFile&) = delete;
+    DatabaseFile& operator=(const DatabaseFile&) = delete;
+    ~DatabaseFile();
 
     // False when the file, or one that SQLite reads beside it, is something that could block: a pipe or a device.
     bool isPlain() const;
 
-    // The name for an open without and with SQLITE_OPEN_URI; the latter says that nobody changes the file.
-    std::string name() const;
-    std::string immutableUri() const;
-
-    // True when the file of this connection, not read yet, is in write-ahead mode but nobody has it open for writing.
-    // Reading it would create files beside it, or fail where that is not allowed.
-    bool isIdleInWriteAheadMode(sqlite3* connection) const;
+    // Valid during the lifetime of the object. Empty when there is no such file.
+    const std::string& name() const { return nameForSqlite; }
+    std::string uri() const;
 
 private:
-    std::filesystem::path beside(const char* suffix) const;
-
-    std::filesystem::path file;
+    int directory = -1;  // which a long name begins with
+    std::string nameForSqlite;
 };
