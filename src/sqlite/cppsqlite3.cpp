@@ -29,8 +29,11 @@ const char* hint(int extendedCode) {
 
 [[noreturn]] void raise(sqlite3* db, int code) {
     const char* const message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code);
-    const std::string text = message != nullptr ? message : "out of memory";
-    LUMO_THROW(CppSQLite3Exception(code, text + hint(db != nullptr ? sqlite3_extended_errcode(db) : code)));
+    if (message == nullptr) {
+        LUMO_THROW(CppSQLite3Exception(code, "out of memory"));
+    }
+    const char* const explanation = hint(db != nullptr ? sqlite3_extended_errcode(db) : code);
+    LUMO_THROW(CppSQLite3Exception(code, std::string(message) + explanation));
 }
 
 // The largest text, blob or row, which a schema could otherwise compute to be a gigabyte.

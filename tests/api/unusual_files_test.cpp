@@ -59,6 +59,7 @@ TEST(LongPath, IsReadAsFarAsTheSystemGoes) {
         ASSERT_TRUE(analysis) << bytes << ": " << api::lastError();
         EXPECT_EQ(analysis.errorOf(1, 0, 3), "");
         const api::Analysis recalibrated(directory, true);
+        ASSERT_TRUE(recalibrated) << api::lastError();
         EXPECT_EQ(kova_has_recalibrated_state(recalibrated.handle), 1U);
         fs::create_directory_symlink(directory, base / "link.d");
         EXPECT_TRUE(api::Analysis(base / "link.d")) << api::lastError();

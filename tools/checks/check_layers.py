@@ -35,14 +35,14 @@ FORBIDDEN = [
     ("kova-data-reader/database/", re.compile(r"^kova-data-reader/blob/")),
     ("calibration/", re.compile(r"^sqlite3?[/.]")),
 ]
-INCLUDE = re.compile(r'^\s*#\s*include\s*[<"]([^">]+)[">]')
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^">]+)[">]')
 BARE_THROW = re.compile(r"\bthrow\s+[^;]")
 COMMENT = re.compile(r"//.*$|\"(?:\\.|[^\"\\])*\"")
 
 
-def include_problems(path: str, included: str):
+def include_problems(path: str, included: str, is_system: bool):
     folder, target = path.split("/")[0], included.split("/")[0]
-    if target in ALLOWED and target != folder:
+    if target in ALLOWED and target != folder and not is_system:
         if target not in ALLOWED[folder] and (folder, included) not in EXCEPTIONS:
             yield f"{folder}/ may not include {target}/"
     for room, pattern in FORBIDDEN:
@@ -57,7 +57,7 @@ def problems():
         path = file.relative_to(SOURCE).as_posix()
         for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
             if match := INCLUDE.match(line):
-                for problem in include_problems(path, match.group(1)):
+                for problem in include_problems(path, match.group(2), match.group(1) == "<"):
                     yield f"src/{path}:{number}: {problem}"
             elif not path.startswith("diag/throw.h") and BARE_THROW.search(COMMENT.sub("", line)):
                 yield f"src/{path}:{number}: raise with LUMO_THROW"

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Compares the functions that the public headers declare with the symbols that the shared library exports."""
+"""Compares the functions that the public headers declare with the symbols that the shared library exports, and makes sure
+that it can be loaded late: its thread-local data must not need the little room that a running process has for it."""
 
 import argparse
 import pathlib
@@ -22,6 +23,11 @@ def exported(library: pathlib.Path) -> set[str]:
     return {line.split()[0].split("@")[0] for line in lines}
 
 
+def needs_static_tls(library: pathlib.Path) -> bool:
+    command = ["readelf", "--dynamic", "--wide", str(library)]
+    return "STATIC_TLS" in subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--library", type=pathlib.Path, required=True)
@@ -33,6 +39,9 @@ def main() -> int:
     for name in sorted(in_library - in_headers):
         print(f"exported but not declared: {name}")
     print(f"{len(in_headers & in_library)} functions declared and exported")
+    if needs_static_tls(arguments.library):
+        print("the library has thread-local data of the static kind")
+        return 1
     return 0 if in_headers and in_headers == in_library else 1
 
 
