@@ -9,6 +9,7 @@
 #include "fixtures/every_call.h"
 #include "fixtures/memory_directory.h"
 #include "fixtures/small_analyses.h"
+#include "fixtures/writer_process.h"
 #include "kovadata/kova.h"
 
 namespace {
@@ -45,7 +46,23 @@ struct AnalysisCase {
     const char* name;
     int compression;
     bool recalibrated;
+    bool withLog = false;
 };
+
+// The files that this analysis is there for; the others have one of their own.
+bool isOfInterest(const AnalysisCase& c, const std::string& file) {
+    if (c.recalibrated) {
+        return file == "calibration.sqlite";
+    }
+    return !c.withLog || file.ends_with("-wal") || file.ends_with("-shm");
+}
+
+// What a writer that was killed leaves: everything is in the log.
+void moveIntoLog(const fs::path& database) {
+    fixtures::WriterProcess writer(database);
+    EXPECT_EQ(writer.execute("PRAGMA journal_mode=WAL; VACUUM"), "");
+    writer.kill();
+}
 
 class Damage : public testing::TestWithParam<AnalysisCase> {
 protected:
@@ -57,6 +74,9 @@ protected:
             .write(directory.path());
         if (c.recalibrated) {
             fixtures::writeSmallCalibrationStore(directory.path());
+        }
+        if (c.withLog) {
+            moveIntoLog(directory.path() / "analysis.kvd");
         }
         files = filesIn(directory.path());
     }
@@ -108,8 +128,8 @@ protected:
 TEST_P(Damage, EveryCallFailsWithATextOrAgreesWithItself) {
     const fixtures::EveryCallResult intact = fixtures::makeEveryCall(directory.path().string(), calls);
     for (const std::string& file : files) {
-        if (GetParam().recalibrated && file != "calibration.sqlite") {
-            continue;  // the other files have an analysis of their own
+        if (!isOfInterest(GetParam(), file)) {
+            continue;
         }
         const std::size_t stride = file.ends_with("_bin") ? 1 : databaseStride();
         changeBytes(file, stride);
@@ -126,7 +146,8 @@ INSTANTIATE_TEST_SUITE_P(Analyses, Damage,
                          testing::Values(AnalysisCase{"ScansCompressed", 1, false},
                                          AnalysisCase{"FramesCompressed", 2, false},
                                          AnalysisCase{"Spectra", 3, false},
-                                         AnalysisCase{"Recalibrated", 2, true}),
+                                         AnalysisCase{"Recalibrated", 2, true},
+                                         AnalysisCase{"Log", 2, false, true}),
                          [](const auto& each) { return each.param.name; });
 
 }  // namespace

@@ -34,13 +34,13 @@ void ByteBuffer::resize(std::size_t newSize) {
 
 void ByteBuffer::grow(std::size_t atLeast) const {
     const std::size_t newCapacity = roundedToPages(atLeast);
-    void* const memory = bytes == nullptr ? mmap(nullptr, newCapacity, PROT_READ | PROT_WRITE,
-                                                 MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
-                                          : mremap(bytes, mapped, newCapacity, MREMAP_MAYMOVE);
-    if (memory == MAP_FAILED) {
+    void* const address = bytes == nullptr ? mmap(nullptr, newCapacity, PROT_READ | PROT_WRITE,
+                                                  MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
+                                           : mremap(bytes, mapped, newCapacity, MREMAP_MAYMOVE);
+    if (address == MAP_FAILED) {
         LUMO_THROW(std::bad_alloc());
     }
-    bytes = static_cast<std::byte*>(memory);
+    bytes = static_cast<std::byte*>(address);
     mapped = newCapacity;
 }
 
