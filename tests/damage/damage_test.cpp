@@ -54,7 +54,7 @@ bool isOfInterest(const AnalysisCase& c, const std::string& file) {
     if (c.recalibrated) {
         return file == "calibration.sqlite";
     }
-    return !c.withLog || file.ends_with("-wal") || file.ends_with("-shm");
+    return !c.withLog || file.ends_with("-wal");
 }
 
 // What a writer that was killed leaves: everything is in the log.
