@@ -1,0 +1,49 @@
+"""Read access to the raw data of ion-mobility time-of-flight mass spectrometers.
+
+`Analysis` is an analysis with ion mobility, `SpectrumAnalysis` one without; `open` finds out which it is.
+"""
+
+from __future__ import annotations
+
+import os
+from typing import Union
+
+from ._analysis import Analysis
+from ._ccs import ccs_to_one_over_k0, one_over_k0_to_ccs
+from ._errors import BufferTooSmall, KovaError
+from ._frame import Frame
+from ._library import set_num_threads
+from ._msms import MsmsProfile, MsmsSpectrum
+from ._partitions import Partition
+from ._peaks import Peaks, Scan, Scans
+from ._precursors import Precursor
+from ._spectra import Lines, Spectrum, SpectrumAnalysis
+from ._version import __version__
+
+__all__ = [
+    "Analysis", "BufferTooSmall", "Frame", "KovaError", "Lines", "MsmsProfile", "MsmsSpectrum", "Partition", "Peaks",
+    "Precursor", "Scan", "Scans", "Spectrum", "SpectrumAnalysis", "__version__", "ccs_to_one_over_k0",
+    "one_over_k0_to_ccs", "open", "set_num_threads"]
+
+
+def open(path: "Union[str, os.PathLike[str]]", recalibrated: bool = False) -> "Union[Analysis, SpectrumAnalysis]":
+    """Opens an analysis of either kind.
+
+    Parameters
+    ----------
+    path : str or path-like
+        Directory of the analysis.
+    recalibrated : bool
+        Whether to convert with the newest complete re-calibrated state, if there is one.
+
+    Returns
+    -------
+    Analysis or SpectrumAnalysis
+        The latter if the directory holds ``analysis.kvs`` and no ``analysis.kvd``.
+    """
+
+    def holds(name: str) -> bool:
+        return os.path.exists(os.path.join(os.fspath(path), name))
+
+    kind = SpectrumAnalysis if holds("analysis.kvs") and not holds("analysis.kvd") else Analysis
+    return kind(path, recalibrated)

@@ -1,0 +1,165 @@
+"""What analyses of both kinds have in common."""
+
+from __future__ import annotations
+
+import operator
+import os
+import pathlib
+from typing import Any, List, Tuple, Type, TypeVar, Union
+
+import numpy as np
+
+from ._arrays import Converted, Out, Values, address, conversion_arrays
+from ._frame_table import COLUMNS, read_frame_table
+from ._handle import Handle
+from ._metadata import Metadata
+from ._partitions import Partition, partition
+from ._table import convert
+
+A = TypeVar("A", bound="BaseAnalysis")
+
+
+def frame_number(value: Any) -> int:
+    """An id that the library can be asked for; wider integers would be cut on the way."""
+    number = operator.index(value)
+    if not -2 ** 63 <= number < 2 ** 63:
+        raise ValueError(f"{number} is no id of a frame")
+    return number
+
+
+class BaseAnalysis:
+    """An open analysis of either kind."""
+
+    _family = ""
+    _metadata_name = ""
+
+    def __init__(self, path: Union[str, "os.PathLike[str]"], recalibrated: bool = False) -> None:
+        self._prepare(path, recalibrated)
+        with self._handle:
+            pass
+
+    def _prepare(self, path: Union[str, "os.PathLike[str]"], recalibrated: bool) -> None:
+        self._path = os.path.abspath(os.fspath(path))
+        self._recalibrated = bool(recalibrated)
+        self._handle = Handle(self._family, self._path, self._recalibrated)
+        self._metadata = Metadata(os.path.join(self._path, self._metadata_name))
+
+    @classmethod
+    def _opened_later(cls: Type[A], path: str, recalibrated: bool) -> A:
+        analysis = cls.__new__(cls)
+        analysis._prepare(path, recalibrated)
+        return analysis
+
+    def __reduce__(self) -> Tuple[Any, ...]:
+        return type(self)._opened_later, (self._path, self._recalibrated)
+
+    def __enter__(self: A) -> A:
+        return self
+
+    def __exit__(self, *exception: object) -> None:
+        self.close()
+
+    def __repr__(self) -> str:
+        return f"<kovadata.{type(self).__name__} {self._path!r}{' closed' * self.closed}>"
+
+    def close(self) -> None:
+        """Closes the analysis, after the call that another thread may be in. Closing again does nothing."""
+        self._handle.close()
+        self._metadata.close()
+
+    @property
+    def closed(self) -> bool:
+        """Whether the analysis was closed. Using a closed one is a ValueError."""
+        return self._handle.closed
+
+    @property
+    def path(self) -> pathlib.Path:
+        """Absolute path of the analysis directory."""
+        return pathlib.Path(self._path)
+
+    @property
+    def metadata(self) -> "dict[str, str]":
+        """Keys and values of table "GlobalMetadata"."""
+        return {str(key): str(value) for key, value in self._rows("SELECT Key, Value FROM GlobalMetadata")}
+
+    def partitions(self, n: int) -> List[Partition]:
+        """Splits the frames into ranges of about the same size in the file, without reading any frame.
+
+        Parameters
+        ----------
+        n : int
+            Number of partitions wanted, at least 1.
+
+        Returns
+        -------
+        list of Partition
+            At most `n`, in ascending order of frames, none of them empty. Pass one to ``frames`` or ``spectra``, in
+            this process or in another.
+        """
+        table = self._frame_table()
+        blob = f"{self._metadata.path}_bin"
+        return partition(table, os.path.getsize(blob), n)
+
+    def index_to_mz(self, frame: int, index: Values, out: Out = None) -> Converted:
+        """Converts time-of-flight indices to m/z.
+
+        Parameters
+        ----------
+        frame : int
+            "Id" of the frame, whose calibration is used.
+        index : array_like of float64
+            Indices, fractional, counted from 0.
+        out : ndarray of float64, optional
+            Receives the result in place; contiguous, of the shape of `index`. May be `index` itself.
+
+        Returns
+        -------
+        ndarray of float64
+            m/z in Th, of the shape of `index`; `out` if that was passed.
+
+        Raises
+        ------
+        KovaError
+            There is no such frame, or it has no mass calibration.
+        """
+        return self._convert("index_to_mz", frame, index, out)
+
+    def mz_to_index(self, frame: int, mz: Values, out: Out = None) -> Converted:
+        """Converts m/z in Th to time-of-flight indices; the inverse of `index_to_mz`.
+
+        Parameters
+        ----------
+        frame : int
+            "Id" of the frame, whose calibration is used.
+        mz : array_like of float64
+            m/z in Th.
+        out : ndarray of float64, optional
+            Receives the result in place; contiguous, of the shape of `mz`. May be `mz` itself.
+
+        Returns
+        -------
+        ndarray of float64
+            Fractional indices, counted from 0; `out` if that was passed.
+        """
+        return self._convert("mz_to_index", frame, mz, out)
+
+    def _convert(self, name: str, frame: int, values: Values, out: Out) -> Converted:
+        source, target = conversion_arrays(values, out)
+        if source.size or out is None:
+            self._handle.call(name, frame_number(frame), address(source), address(target), source.size)
+        return target if target.ndim or out is not None else np.float64(target)
+
+    def _frame_table(self) -> np.ndarray:
+        self._refuse_closed()
+        return read_frame_table(self._metadata)
+
+    def _table(self, kind: str) -> Any:
+        return convert(self._frame_table(), COLUMNS, kind)
+
+    def _rows(self, sql: str, parameters: Tuple[Any, ...] = ()) -> List[Tuple[Any, ...]]:
+        self._refuse_closed()
+        return self._metadata.rows(sql, parameters)
+
+    def _refuse_closed(self) -> None:
+        if self.closed:
+            raise ValueError(f"the analysis is closed: {self._path}")

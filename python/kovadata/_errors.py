@@ -1,0 +1,24 @@
+"""What the package raises when the library refuses."""
+
+from __future__ import annotations
+
+
+class KovaError(RuntimeError):
+    """A call of the library failed; the message is the library's last-error text."""
+
+
+class BufferTooSmall(KovaError):
+    """An array passed as ``out`` cannot hold the result. It was left as it was.
+
+    Attributes
+    ----------
+    needed : int
+        Number of elements that the result needs.
+    """
+
+    def __init__(self, message: str, needed: int) -> None:
+        super().__init__(message, needed)
+        self.needed = needed
+
+    def __str__(self) -> str:
+        return str(self.args[0])

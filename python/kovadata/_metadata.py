@@ -1,0 +1,80 @@
+"""Queries on the metadata database of an analysis. Nothing is ever written or created."""
+
+from __future__ import annotations
+
+import os
+import sqlite3
+import urllib.parse
+from typing import Any, List, Optional, Sequence, Set, Tuple
+
+from . import _fork
+from ._errors import KovaError
+
+# An acquisition may be writing; its locks are short.
+_BUSY_TIMEOUT_S = 15
+
+
+def _is_idle_in_write_ahead_mode(path: str) -> bool:
+    """Whether reading through SQLite's locks would create files beside the database that no writer asked for."""
+    if os.path.exists(path + "-wal"):
+        return False
+    descriptor = os.open(path, os.O_RDONLY | os.O_NONBLOCK | os.O_CLOEXEC)
+    try:
+        return os.pread(descriptor, 2, 18) == b"\x02\x02"
+    finally:
+        os.close(descriptor)
+
+
+class Metadata(_fork.ForkAware):
+    """The metadata database, opened at the first query."""
+
+    def __init__(self, path: str) -> None:
+        self.path = path
+        self._connection: Optional[sqlite3.Connection] = None
+        super().__init__()
+
+    def rows(self, sql: str, parameters: Sequence[Any] = ()) -> List[Tuple[Any, ...]]:
+        """All rows of a query."""
+        self._notice_fork()
+        with self._lock:
+            try:
+                if self._connection is None:
+                    self._connection = self._connect()
+                return self._connection.execute(sql, parameters).fetchall()
+            except (sqlite3.Error, OSError) as error:
+                raise KovaError(f"{self.path}: {error}") from error
+
+    def columns(self, table: str) -> Set[str]:
+        """Names of the columns of a table, none if there is no such table."""
+        return {row[0] for row in self.rows("SELECT name FROM pragma_table_info(?)", (table,))}
+
+    def value(self, key: str) -> Optional[str]:
+        """One value of table GlobalMetadata."""
+        found = self.rows("SELECT Value FROM GlobalMetadata WHERE Key = ?", (key,))
+        return None if not found or found[0][0] is None else str(found[0][0])
+
+    def number(self, key: str) -> int:
+        """One value of table GlobalMetadata; 0 if it is missing or no number."""
+        try:
+            return int(self.value(key) or 0)
+        except ValueError:
+            return 0
+
+    def close(self) -> None:
+        self._notice_fork()
+        with self._lock:
+            connection, self._connection = self._connection, None
+            if connection is not None:
+                connection.close()
+
+    def _connect(self) -> sqlite3.Connection:
+        uri = "file:" + urllib.parse.quote("/" + self.path.lstrip("/"), errors="surrogateescape") + "?mode=ro"
+        if _is_idle_in_write_ahead_mode(self.path):
+            uri += "&immutable=1"
+        connection = sqlite3.connect(uri, uri=True, timeout=_BUSY_TIMEOUT_S, check_same_thread=False)
+        connection.execute("PRAGMA trusted_schema=OFF")
+        return connection
+
+    def _inherited_resource(self) -> Optional[sqlite3.Connection]:
+        connection, self._connection = self._connection, None
+        return connection
