@@ -1,0 +1,54 @@
+"""The mobility axis of a frame: 1/K0, or scan numbers where the frame has no mobility calibration."""
+
+from __future__ import annotations
+
+from typing import NamedTuple
+
+import numpy as np
+
+from .._errors import KovaError
+from .._frame import Frame, nan_without_calibration
+from .._peaks import Peaks
+from ._style import MOBILITY_LABEL, SCAN_LABEL, Range, within
+
+
+class MobilityAxis(NamedTuple):
+    """Edges of the scans of a frame on the axis, one more than there are scans; they may descend."""
+
+    edges: np.ndarray
+    label: str
+    is_calibrated: bool
+
+    @property
+    def centres(self) -> np.ndarray:
+        return (self.edges[:-1] + self.edges[1:]) / 2
+
+
+def mobility_axis(frame: Frame) -> MobilityAxis:
+    edges = np.arange(frame.num_scans + 1) - 0.5
+    mobility = nan_without_calibration(
+        lambda number, values: frame.analysis.scan_to_one_over_k0(number, values, values), frame.id, edges.copy())
+    if np.isnan(mobility).any():
+        return MobilityAxis(edges, SCAN_LABEL, False)
+    return MobilityAxis(mobility, MOBILITY_LABEL, True)
+
+
+def chosen_peaks(frame: Frame, mz_range: Range, mobility_range: Range) -> Peaks:
+    """The peaks of a frame, with those out of range set to intensity 0 in a copy."""
+    peaks = frame.peaks()
+    if mz_range is not None and len(peaks) and np.isnan(peaks.mz).all():
+        raise KovaError(f"frame {frame.id} has no mass calibration, which a range of m/z needs")
+    if mobility_range is not None and len(peaks) and np.isnan(peaks.one_over_k0).all():
+        raise KovaError(f"frame {frame.id} has no mobility calibration, which a range of 1/K0 needs")
+    if mz_range is None and mobility_range is None:
+        return peaks
+    chosen = within(peaks.mz, mz_range) & within(peaks.one_over_k0, mobility_range)
+    return Peaks(peaks.frame_id, peaks.begin, peaks.offsets, peaks.scan, peaks.tof_index,
+                 np.where(chosen, peaks.intensity, np.uint32(0)), peaks.mz, peaks.one_over_k0)
+
+
+def frame_title(frame: Frame) -> str:
+    """Name of the analysis, number and time of the frame."""
+    level = f"MS{frame.ms_level} " if frame.ms_level else ""
+    time = "" if np.isnan(frame.time) else f", {frame.time:.2f} s"
+    return f"{frame.analysis.path.name}, {level}frame {frame.id}{time}"
