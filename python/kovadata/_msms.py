@@ -131,7 +131,7 @@ def _copy_lines(precursor: int, count: int, mz: Optional[int], intensity: Option
 def _copy_profile(precursor: int, count: int, bins: Optional[int]) -> Result:
     if not count or bins is None:
         return precursor, count, np.empty(0, np.uint32), np.empty(0, np.int32)
-    profile = np.frombuffer((ctypes.c_int32 * count).from_address(bins), np.int32)
+    profile = np.frombuffer(memoryview((ctypes.c_int32 * count).from_address(bins)), np.int32)
     filled = np.flatnonzero(profile)
     return precursor, count, filled.astype(np.uint32), profile[filled]
 
@@ -169,7 +169,8 @@ def _finish(analysis: "Analysis", results: List[Result],
             yield MsmsSpectrum(about, positions, intensity)
         else:
             mz = positions.astype(np.float64)
-            yield MsmsProfile(about, bins, positions, intensity, analysis.index_to_mz(about.frame or 0, mz, mz))
+            analysis.index_to_mz(about.frame or 0, mz, mz)
+            yield MsmsProfile(about, bins, positions, intensity, mz)
     if failure is not None:
         raise failure
 

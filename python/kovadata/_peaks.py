@@ -161,7 +161,7 @@ def separate(words: np.ndarray, scans: int) -> Tuple[np.ndarray, np.ndarray, np.
 def _copy_scans(words: np.ndarray, counts: np.ndarray, offsets: np.ndarray) -> Tuple[np.ndarray, np.ndarray]:
     middles = (2 * offsets[:-1] + counts).tolist()
     ends = (2 * offsets).tolist()
-    peaks = memoryview(words)[len(counts):]
+    peaks = words.data[len(counts):]
     index = bytearray().join([peaks[begin:end] for begin, end in zip(ends, middles)])
     intensity = bytearray().join([peaks[begin:end] for begin, end in zip(middles, ends[1:])])
     return np.frombuffer(index, np.uint32), np.frombuffer(intensity, np.uint32)

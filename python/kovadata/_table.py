@@ -59,7 +59,9 @@ def _pandas(columns: Mapping[str, np.ndarray], missing: Mapping[str, np.ndarray]
             return values
         if values.dtype.kind in "iu":
             return pandas.arrays.IntegerArray(values, missing[name])
-        return np.where(missing[name], None, values.astype(object))
+        objects = values.astype(object)
+        objects[missing[name]] = None
+        return objects
 
     return pandas.DataFrame({name: series(name, values) for name, values in columns.items()})
 

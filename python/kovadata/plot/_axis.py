@@ -36,6 +36,7 @@ def mobility_axis(frame: Frame) -> MobilityAxis:
 def chosen_peaks(frame: Frame, mz_range: Range, mobility_range: Range) -> Peaks:
     """The peaks of a frame, with those out of range set to intensity 0 in a copy."""
     peaks = frame.peaks()
+    assert peaks.mz is not None and peaks.one_over_k0 is not None
     if mz_range is not None and len(peaks) and np.isnan(peaks.mz).all():
         raise KovaError(f"frame {frame.id} has no mass calibration, which a range of m/z needs")
     if mobility_range is not None and len(peaks) and np.isnan(peaks.one_over_k0).all():

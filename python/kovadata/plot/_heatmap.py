@@ -65,6 +65,7 @@ def _histogram(frame: Frame, axis: MobilityAxis, mz_range: Range,
                mobility_range: Range) -> Tuple[np.ndarray, np.ndarray, np.ndarray]:
     """Summed intensities by mobility and m/z. A row is a whole number of scans, which leaves no stripes."""
     peaks = chosen_peaks(frame, mz_range, mobility_range)
+    assert peaks.mz is not None
     present = peaks.intensity > 0
     if not present.any():
         raise KovaError(f"frame {frame.id} has no peaks there")

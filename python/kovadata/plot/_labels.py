@@ -35,7 +35,7 @@ def label_peaks(ax: "Axes", x: np.ndarray, y: np.ndarray, count: int, size: floa
         if not shown[peak] or (np.abs(x[stronger] - x[peak]) < _ISOTOPES).any():
             continue
         for alignment, begin in _ALIGNMENTS:
-            width, left = 0.68 * size * len(text) * pixels, places[peak, 0]
+            width, left = 0.63 * size * len(text) * pixels, places[peak, 0]
             left += (-begin * width) - (begin - 0.5) * 6 * pixels
             box = (left, places[peak, 1] + 2 * pixels, left + width, places[peak, 1] + (3 + 1.1 * size) * pixels)
             if frame.x0 <= box[0] and box[2] <= frame.x1 and _is_free(box, taken, places[stronger]):

@@ -58,6 +58,6 @@ def _add_scan_axis(ax: "Axes", one_over_k0: np.ndarray) -> None:
     x, number = one_over_k0[order], scans[order]
     by_scan = np.argsort(number)
     second = ax.secondary_xaxis("top", functions=(
-        lambda values: np.interp(values, x, number),
-        lambda values: np.interp(values, number[by_scan], x[by_scan])))
+        lambda values: np.interp(np.asarray(values, float), x, number),
+        lambda values: np.interp(np.asarray(values, float), number[by_scan], x[by_scan])))
     second.set_xlabel(SCAN_LABEL)

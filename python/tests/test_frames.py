@@ -1,0 +1,198 @@
+"""Frames, scans and peaks, held against what the command line tool prints."""
+
+import itertools
+import zlib
+
+import numpy as np
+import pytest
+
+import kovadata
+import kova_testing
+
+
+def flat(frame, key):
+    return list(itertools.chain.from_iterable(scan[key] for scan in frame["scans"]))
+
+
+@pytest.mark.parametrize("name, options", [
+    ("run", {}), ("run", {"recalibrated": True}), ("run", {"raw": True}), ("by_scan", {}), ("by_scan", {"raw": True}),
+    ("dense", {})])
+def test_peaks_are_those_of_the_tool(simulated, kova, name, options):
+    path, flags = simulated(name), [f"--{option}" for option in options]
+    with kovadata.Analysis(path, recalibrated="recalibrated" in options) as analysis:
+        assert analysis.recalibrated == ("recalibrated" in options)
+        for frame in analysis.frames([1, 3]):
+            expected = kova("scans", path, "--frame", frame.id, *flags)
+            peaks = frame.peaks(normalized="raw" not in options)
+            assert peaks.tof_index.tolist() == flat(expected, "index")
+            assert peaks.intensity.tolist() == flat(expected, "intensity")
+            assert peaks.mz.tolist() == flat(expected, "mz")
+            counts = [len(scan["index"]) for scan in expected["scans"]]
+            assert np.diff(peaks.offsets).tolist() == counts
+            assert peaks.scan.tolist() == np.repeat([scan["scan"] for scan in expected["scans"]], counts).tolist()
+            assert peaks.one_over_k0.tolist() == np.repeat([scan["one_over_k0"] for scan in expected["scans"]],
+                                                           counts).tolist()
+            for scan, other in zip(frame.scans(normalized="raw" not in options), expected["scans"]):
+                assert (scan.scan, scan.tof_index.tolist(), scan.intensity.tolist()) == (
+                    other["scan"], other["index"], other["intensity"])
+
+
+def test_ranges_of_scans(run):
+    frame = run.frame(1)
+    whole, part = frame.peaks(), frame.peaks(50, 60)
+    assert part.scan.min() >= 50 and part.scan.max() < 60
+    for cut in (part, whole.between(50, 60), frame.peaks(50, 60, mz=False)):
+        chosen = (whole.scan >= 50) & (whole.scan < 60)
+        for name in ("scan", "tof_index", "intensity", "mz", "one_over_k0"):
+            if getattr(cut, name) is not None:
+                np.testing.assert_array_equal(getattr(cut, name), getattr(whole, name)[chosen])
+        assert [len(scan.tof_index) for scan in cut.scans()] == frame.scans(50, 60).counts.tolist()
+    assert frame.scans(50, 60)[-1].scan == 59
+    with pytest.raises(IndexError):
+        frame.scans(50, 60)[10]
+
+
+def test_scans_fill_a_buffer_in_place(run):
+    frame = run.frame(1)
+    own = frame.scans(10, 30)
+    needed = 20 + 2 * own.num_peaks
+    exact = np.full(needed + 4, 0x99, np.uint32)
+    scans = frame.scans(10, 30, out=exact[:needed])
+    assert all(np.shares_memory(scan.tof_index, exact) for scan in scans if len(scan.tof_index))
+    assert [scan.intensity.tolist() for scan in scans] == [scan.intensity.tolist() for scan in own]
+    assert exact[needed:].tolist() == [0x99] * 4
+    short = np.full(needed - 1, 0x99, np.uint32)
+    with pytest.raises(kovadata.BufferTooSmall) as failure:
+        frame.scans(10, 30, out=short)
+    assert failure.value.needed == needed and (short == 0x99).all()
+    for refused, error in ((np.zeros(9), TypeError), (np.zeros(2 * needed, np.uint32)[::2], ValueError),
+                           ([0] * needed, TypeError), (np.frombuffer(bytes(4 * needed), np.uint32), ValueError)):
+        with pytest.raises(error):
+            frame.scans(10, 30, out=refused)
+
+
+@pytest.mark.parametrize("call, text", [
+    (lambda run: run.frame(99), "CorruptFrameDataError for FrameId=99: Frame doesn't exist"),
+    (lambda run: list(run.frames([1, 99])), "CorruptFrameDataError for FrameId=99: Frame doesn't exist"),
+    (lambda run: run.frame(1).peaks(5, 5), "scan_end must be > scan_begin"),
+    (lambda run: run.frame(1).scans(5, 4), "scan_end must be > scan_begin"),
+    (lambda run: run.frame(1).peaks(0, 201), "Scan number [200] out of range."),
+    (lambda run: run.frame(1).scans(300), "Scan number [300] out of range."),
+    (lambda run: next(run.frames(threads=1)).peaks(0, 201), "Scan number [200] out of range."),
+    (lambda run: run.index_to_mz(99, [1.0]), "Frame 99 does not exists or is missing MzCalibration/Polarity"),
+    (lambda run: kovadata.Analysis(run.path / "none"), "Specified analysis directory does not exist."),
+    (lambda run: kovadata.SpectrumAnalysis(run.path), "analysis.kvs doesn't exist.")])
+def test_failures_have_the_text_of_the_library(run, call, text):
+    with pytest.raises(kovadata.KovaError) as failure:
+        call(run)
+    assert text in str(failure.value)
+    assert len(run.frame(1).peaks()) > 0, "the analysis stays usable"
+
+
+@pytest.mark.parametrize("call", [lambda run: run.frame(1).peaks(-1), lambda run: run.frame(1).scans(0, 2 ** 32),
+                                  lambda run: run.frame(2 ** 63), lambda run: run.partitions(0),
+                                  lambda run: run.frames(threads=-1), lambda run: run.frame_table("excel")])
+def test_numbers_that_would_be_cut_are_refused(run, call):
+    with pytest.raises(ValueError):
+        call(run)
+
+
+def test_closed_analyses(simulated):
+    with kovadata.Analysis(simulated("run")) as analysis:
+        frame = analysis.frame(1)
+    analysis.close()
+    assert analysis.closed
+    for call in (frame.peaks, analysis.frame_table, lambda: analysis.frame(1),
+                 lambda: analysis.index_to_mz(1, [1.0]), lambda: analysis.msms()):
+        with pytest.raises(ValueError, match="closed"):
+            call()
+
+
+def test_frame_table_is_that_of_the_tool(simulated, kova):
+    for name in ("run", "by_scan"):
+        with kovadata.Analysis(simulated(name)) as analysis:
+            table, expected = analysis.frame_table(), kova("frames", analysis.path)
+            for column in ("id", "time", "polarity", "ms_level", "scans", "peaks", "intensity_sum"):
+                assert table[column].tolist() == [row[column] for row in expected]
+            for row, frame in zip(expected, analysis.frames()):
+                assert (frame.id, frame.time, frame.polarity, frame.ms_level, frame.num_scans, frame.num_peaks,
+                        frame.intensity_sum) == tuple(row.values())[:7]
+            assert [frame.id for frame in analysis.frames(ms_level=2)] == [
+                row["id"] for row in expected if row["ms_level"] == 2]
+
+
+def test_what_the_metadata_do_not_state(small):
+    analysis = small(columns=("Time", *kova_testing.FEWEST_COLUMNS))
+    analysis.add_frame([[(5, 3)], [], [(7, 1), (9, 2)]]).add_frame([], Time="text", Polarity=None)
+    with kovadata.Analysis(analysis.write()) as read:
+        table = read.frame_table()
+        assert table["scans"].tolist() == [-1, -1] and np.isnan(table["time"]).tolist() == [False, True]
+        assert table["polarity"].tolist() == ["+", ""]
+        complete = read.frame_table(complete=True)
+        assert [complete[name].tolist() for name in ("scans", "peaks", "intensity_sum")] == [[3, 0], [3, 0], [6, 0]]
+        assert [frame.num_scans for frame in read.frames()] == [3, 0]
+        peaks = read.frame(1).peaks()
+        assert peaks.tof_index.tolist() == [5, 7, 9] and np.isnan(peaks.mz).all() and np.isnan(peaks.one_over_k0).all()
+        assert len(read.frame(2).peaks()) == len(read.frame(2).scans()) == 0
+        assert [len(frame.peaks()) for frame in read.frames(threads=2)] == [3, 0]
+
+        arrow, polars, pandas = (read.frame_table(kind) for kind in ("arrow", "polars", "pandas"))
+        assert arrow["scans"].null_count == 2 and arrow["polarity"].to_pylist() == ["+", None]
+        assert polars["scans"].null_count() == 2 and polars["polarity"].to_list() == ["+", None]
+        assert pandas["scans"].isna().all() and pandas["polarity"].isna().tolist() == [False, True]
+        for table in (arrow, polars, pandas):
+            assert list(table["id"].tolist() if table is pandas else table["id"].to_pylist()
+                        if table is arrow else table["id"]) == [1, 2]
+
+
+def test_peaks_as_data_frames(run):
+    peaks = run.frame(2).peaks()
+    for kind in ("pandas", "polars", "arrow"):
+        table = peaks.table(kind)
+        for name in ("scan", "tof_index", "intensity", "mz", "one_over_k0"):
+            np.testing.assert_array_equal(np.asarray(table[name]), getattr(peaks, name))
+
+
+def test_partitions_cover_all_frames_once(run):
+    table = run.frame_table()
+    for n in (1, 3, 5, 100):
+        parts = run.partitions(n)
+        assert len(parts) <= n
+        assert [frame.id for part in parts for frame in run.frames(part)] == table["id"].tolist()
+        assert sum(part.frames for part in parts) == len(table)
+        assert sum(part.peaks for part in parts) == table["peaks"].sum()
+        assert sum(part.bytes for part in parts) == (run.path / "analysis.kvd_bin").stat().st_size - 16
+    assert all(part.frames == 1 for part in run.partitions(100))
+    shares = [part.bytes for part in run.partitions(2)]
+    assert max(shares) < 0.75 * sum(shares)
+
+
+def test_measured_frames(measured):
+    path, manifest = measured
+    if manifest["format"] != "kvd":
+        return
+    crc = 0
+    with kovadata.open(path) as analysis:
+        buffer = np.empty(1 << 20, np.uint32)
+        for frame, stated in zip(analysis.frames(), manifest["frames"]):
+            assert frame.num_scans == stated["scans"]
+            scans = frame.scans(normalized=False, out=buffer)
+            crc = zlib.crc32(buffer[:len(scans) + 2 * scans.num_peaks].tobytes(), crc)
+            peaks = frame.peaks(normalized=False)
+            assert (len(peaks), peaks.intensity.sum()) == (stated["peaks"], stated["intensity_sum"])
+            assert np.isfinite(peaks.mz).all() and np.isnan(peaks.one_over_k0).all()
+    assert crc == manifest["crc32_raw"]
+
+
+def test_nothing_is_created_beside_the_data(run, tmp_path):
+    import shutil
+    import sqlite3
+
+    copy = shutil.copytree(run.path, tmp_path / "copy.d")
+    database = sqlite3.connect(copy / "analysis.kvd")
+    database.execute("PRAGMA journal_mode=WAL").fetchall()
+    database.close()
+    before = {file.name: file.stat().st_mtime_ns for file in copy.iterdir()}
+    with kovadata.Analysis(copy) as analysis:
+        assert len(analysis.frame_table()) == 14 and len(list(analysis.msms())) > 0
+        assert {file.name: file.stat().st_mtime_ns for file in copy.iterdir()} == before
