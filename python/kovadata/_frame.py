@@ -8,7 +8,7 @@ import numpy as np
 
 from ._arrays import Converted, Out, Values
 from ._errors import KovaError
-from ._peaks import Peaks, Scans, separate
+from ._peaks import Columns, Peaks, Scans, separate
 from ._scan_reader import scan_number
 
 if TYPE_CHECKING:
@@ -18,10 +18,11 @@ _NO_CALIBRATION = ("is missing MzCalibration/Polarity", "is missing KovaCalibrat
                    "No mobility trafo available.")
 
 
-def nan_without_calibration(convert: Callable[[int, np.ndarray], Any], frame: int, values: np.ndarray) -> np.ndarray:
+def nan_without_calibration(convert: Callable[[int, np.ndarray, np.ndarray], Any], frame: int,
+                            values: np.ndarray) -> np.ndarray:
     """Converts in place, to NaN if the frame has no such calibration."""
     try:
-        convert(frame, values)
+        convert(frame, values, values)
     except KovaError as error:
         if not str(error).endswith(_NO_CALIBRATION):
             raise
@@ -171,14 +172,13 @@ class Frame:
             return ready
         scans = last - first
         if end is None and last == 0:
-            offsets, index, intensity = separate(np.empty(0, np.uint32), 0)
+            offsets, columns = separate(np.empty(0, np.uint32), 0, mz, one_over_k0)
         else:
-            offsets, index, intensity = self._analysis._scan_reader.read(
-                self.id, first, last, normalized, lambda words: separate(words, scans))
-        counts = np.diff(offsets)
-        numbers = np.arange(first, last, dtype=np.uint32)
-        return Peaks(self.id, first, offsets, np.repeat(numbers, counts), index, intensity,
-                     self._mz(index) if mz else None, self._mobility(numbers, counts) if one_over_k0 else None)
+            offsets, columns = self._analysis._scan_reader.read(
+                self.id, first, last, normalized, lambda words: separate(words, scans, mz, one_over_k0))
+        self._fill(columns, first, np.diff(offsets))
+        return Peaks(self.id, first, offsets, columns.scan, columns.tof_index, columns.intensity, columns.mz,
+                     columns.one_over_k0)
 
     def index_to_mz(self, index: Values, out: Out = None) -> Converted:
         """Converts time-of-flight indices to m/z in Th, see `Analysis.index_to_mz`."""
@@ -214,14 +214,13 @@ class Frame:
             return None
         return self._peaks if end - begin == self.num_scans else self._peaks.between(begin, end)
 
-    def _mz(self, index: np.ndarray) -> np.ndarray:
-        def convert(frame: int, values: np.ndarray) -> Any:
-            return self._analysis.index_to_mz(frame, values, values)
-
-        return nan_without_calibration(convert, self.id, index.astype(np.float64))
-
-    def _mobility(self, scans: np.ndarray, counts: np.ndarray) -> np.ndarray:
-        def convert(frame: int, values: np.ndarray) -> Any:
-            return self._analysis.scan_to_one_over_k0(frame, values, values)
-
-        return np.repeat(nan_without_calibration(convert, self.id, scans.astype(np.float64)), counts)
+    def _fill(self, columns: Columns, first: int, counts: np.ndarray) -> None:
+        """Fills in what follows from the scans and indices of the peaks."""
+        scans = np.arange(first, first + len(counts), dtype=np.uint32)
+        columns.scan[:] = np.repeat(scans, counts)
+        if columns.mz is not None:
+            columns.mz[:] = columns.tof_index
+            nan_without_calibration(self._analysis.index_to_mz, self.id, columns.mz)
+        if columns.one_over_k0 is not None:
+            mobility = nan_without_calibration(self._analysis.scan_to_one_over_k0, self.id, scans.astype(np.float64))
+            columns.one_over_k0[:] = np.repeat(mobility, counts)

@@ -180,13 +180,11 @@ def _describe(analysis: "Analysis", ids: List[int]) -> Dict[int, Precursor]:
     rows = table[np.isin(table["id"], np.array(ids, np.int64))]
     mobilities = np.full(len(rows), np.nan)
 
-    def convert(frame: int, values: np.ndarray) -> Any:
-        return analysis.scan_to_one_over_k0(frame, values, values)
-
     for parent in np.unique(rows["frame"]):
         chosen = np.flatnonzero((rows["frame"] == parent) & ~np.isnan(rows["scan"]))
         if len(chosen):
-            mobilities[chosen] = nan_without_calibration(convert, int(parent), rows["scan"][chosen].copy())
+            mobilities[chosen] = nan_without_calibration(analysis.scan_to_one_over_k0, int(parent),
+                                                          rows["scan"][chosen].copy())
     return {int(row["id"]): _precursor(row, float(mobility)) for row, mobility in zip(rows, mobilities)}
 
 

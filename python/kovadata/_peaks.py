@@ -78,6 +78,8 @@ class Scans:
 class Peaks:
     """The peaks of a range of scans of one frame, scan by scan, in the order of their indices within a scan.
 
+    The arrays are parts of one block of memory: copy one that is to be kept without the others.
+
     Attributes
     ----------
     frame_id : int
@@ -149,27 +151,50 @@ class Peaks:
         return with_nulls({name: values for name, values in columns.items() if values is not None}, kind)
 
 
-def separate(words: np.ndarray, scans: int) -> Tuple[np.ndarray, np.ndarray, np.ndarray]:
-    """Offsets, indices and intensities of the library's result, in arrays of their own."""
+class Columns:
+    """Arrays with one element per peak, in one block of memory: large blocks get pages that cost less.
+
+    Floating-point columns that are not asked for are None.
+    """
+
+    def __init__(self, peaks: int, mz: bool, one_over_k0: bool) -> None:
+        self._block = np.empty(peaks * (8 * (mz + one_over_k0) + 12), np.uint8)
+        self._used = 0
+        self.mz = self._column(peaks, np.float64) if mz else None
+        self.one_over_k0 = self._column(peaks, np.float64) if one_over_k0 else None
+        self.scan = self._column(peaks, np.uint32)
+        self.tof_index = self._column(peaks, np.uint32)
+        self.intensity = self._column(peaks, np.uint32)
+
+    def _column(self, peaks: int, dtype: Any) -> np.ndarray:
+        begin, self._used = self._used, self._used + peaks * np.dtype(dtype).itemsize
+        return self._block[begin:self._used].view(dtype)
+
+
+def separate(words: np.ndarray, scans: int, mz: bool, one_over_k0: bool) -> Tuple[np.ndarray, Columns]:
+    """Takes the library's result apart: where the peaks of each scan begin, their indices and intensities."""
     counts = words[:scans].astype(np.int64)
     offsets = np.zeros(scans + 1, np.int64)
     np.cumsum(counts, out=offsets[1:])
-    pick = _copy_scans if offsets[-1] >= _PEAKS_PER_SCAN_WORTH_COPYING * scans else _pick_peaks
-    return (offsets, *pick(words, counts, offsets))
+    columns = Columns(int(offsets[-1]), mz, one_over_k0)
+    fill = _copy_scans if offsets[-1] >= _PEAKS_PER_SCAN_WORTH_COPYING * scans else _pick_peaks
+    fill(words, counts, offsets, columns)
+    return offsets, columns
 
 
-def _copy_scans(words: np.ndarray, counts: np.ndarray, offsets: np.ndarray) -> Tuple[np.ndarray, np.ndarray]:
-    middles = (2 * offsets[:-1] + counts).tolist()
-    ends = (2 * offsets).tolist()
-    peaks = words.data[len(counts):]
-    index = bytearray().join([peaks[begin:end] for begin, end in zip(ends, middles)])
-    intensity = bytearray().join([peaks[begin:end] for begin, end in zip(middles, ends[1:])])
-    return np.frombuffer(index, np.uint32), np.frombuffer(intensity, np.uint32)
+def _copy_scans(words: np.ndarray, counts: np.ndarray, offsets: np.ndarray, columns: Columns) -> None:
+    source, index, intensity = words.data[len(counts):], columns.tof_index.data, columns.intensity.data
+    at = 0
+    for begin, end in zip(offsets[:-1].tolist(), offsets[1:].tolist()):
+        middle = at + end - begin
+        index[begin:end] = source[at:middle]
+        at = middle + end - begin
+        intensity[begin:end] = source[middle:at]
 
 
-def _pick_peaks(words: np.ndarray, counts: np.ndarray, offsets: np.ndarray) -> Tuple[np.ndarray, np.ndarray]:
+def _pick_peaks(words: np.ndarray, counts: np.ndarray, offsets: np.ndarray, columns: Columns) -> None:
     places = np.repeat(offsets[:-1] + len(counts), counts)
     places += np.arange(len(places))
-    index = words.take(places, mode="clip")
+    words.take(places, out=columns.tof_index, mode="clip")
     places += np.repeat(counts, counts)
-    return index, words.take(places, mode="clip")
+    words.take(places, out=columns.intensity, mode="clip")

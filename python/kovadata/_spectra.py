@@ -133,10 +133,7 @@ class Spectrum:
         return self._analysis.mz_to_index(self.id, mz, out)
 
     def _mz(self, position: np.ndarray) -> np.ndarray:
-        def convert(spectrum: int, values: np.ndarray) -> Any:
-            return self._analysis.index_to_mz(spectrum, values, values)
-
-        return nan_without_calibration(convert, self.id, position.copy())
+        return nan_without_calibration(self._analysis.index_to_mz, self.id, position.copy())
 
     def _read(self, name: str, types: "tuple[Any, ...]", out: "Optional[tuple[np.ndarray, ...]]") -> Any:
         handle = self._analysis._handle

@@ -26,8 +26,7 @@ class MobilityAxis(NamedTuple):
 
 def mobility_axis(frame: Frame) -> MobilityAxis:
     edges = np.arange(frame.num_scans + 1) - 0.5
-    mobility = nan_without_calibration(
-        lambda number, values: frame.analysis.scan_to_one_over_k0(number, values, values), frame.id, edges.copy())
+    mobility = nan_without_calibration(frame.analysis.scan_to_one_over_k0, frame.id, edges.copy())
     if np.isnan(mobility).any():
         return MobilityAxis(edges, SCAN_LABEL, False)
     return MobilityAxis(mobility, MOBILITY_LABEL, True)
