@@ -43,7 +43,7 @@ def open(path: "Union[str, os.PathLike[str]]", recalibrated: bool = False) -> "U
     """
 
     def holds(name: str) -> bool:
-        return os.path.exists(os.path.join(os.fspath(path), name))
+        return os.path.exists(os.path.join(os.fsdecode(path), name))
 
     kind = SpectrumAnalysis if holds("analysis.kvs") and not holds("analysis.kvd") else Analysis
     return kind(path, recalibrated)

@@ -39,7 +39,9 @@ class BaseAnalysis:
             pass
 
     def _prepare(self, path: Union[str, "os.PathLike[str]"], recalibrated: bool) -> None:
-        self._path = os.path.abspath(os.fspath(path))
+        self._path = os.path.abspath(os.fsdecode(path))
+        if "\0" in self._path:
+            raise ValueError("the path has a null character")  # where the library would see its end
         self._recalibrated = bool(recalibrated)
         self._handle = Handle(self._family, self._path, self._recalibrated)
         self._metadata = Metadata(os.path.join(self._path, self._metadata_name))

@@ -15,6 +15,7 @@ SIMULATED = {
     "run": ("--frames=14", "--peaks-per-frame=6000", "--scans=200", "--recalibrated=1"),
     "by_scan": ("--frames=3", "--peaks-per-frame=4000", "--scans=100", "--compression=1", "--schema=2.0"),
     "dense": ("--frames=3", "--peaks-per-frame=60000", "--scans=60", "--msms-per-ms1=0"),
+    "long": ("--frames=4", "--peaks-per-frame=2000", "--scans=900", "--recalibrated=1"),
     "spectra": ("--frames=3", "--peaks-per-frame=6000", "--format=kvs"),
 }
 

@@ -91,8 +91,9 @@ def test_failures_have_the_text_of_the_library(run, call, text):
 
 @pytest.mark.parametrize("call", [lambda run: run.frame(1).peaks(-1), lambda run: run.frame(1).scans(0, 2 ** 32),
                                   lambda run: run.frame(2 ** 63), lambda run: run.partitions(0),
-                                  lambda run: run.frames(threads=-1), lambda run: run.frame_table("excel")])
-def test_numbers_that_would_be_cut_are_refused(run, call):
+                                  lambda run: run.frames(threads=-1), lambda run: run.frame_table("excel"),
+                                  lambda run: kovadata.Analysis(f"{run.path}\0.d")])
+def test_what_would_be_cut_on_the_way_is_refused(run, call):
     with pytest.raises(ValueError):
         call(run)
 
