@@ -110,7 +110,6 @@ class Analysis(BaseAnalysis):
             There is no such frame.
         """
         number = frame_number(frame_id)
-        self._refuse_closed()
         rows = read_frame_table(self._metadata, number)
         if not len(rows):
             self._handle.call("read_scans_internal", number, 0, 1, None, 0)
@@ -195,8 +194,8 @@ class Analysis(BaseAnalysis):
         """
         if precursors is not None and frame is not None:
             raise TypeError("precursors and frame exclude each other")
-        self._refuse_closed()
-        return read_msms(self, precursors, None if frame is None else frame_number(frame), profile)
+        wanted = None if precursors is None else np.unique(np.array([frame_number(one) for one in precursors], np.int64))
+        return read_msms(self, wanted, None if frame is None else frame_number(frame), profile)
 
     def scan_to_one_over_k0(self, frame: int, scan: Values, out: Out = None) -> Converted:
         """Converts scan numbers to 1/K0.
@@ -293,5 +292,4 @@ class Analysis(BaseAnalysis):
         return table[places]
 
     def _precursors(self) -> np.ndarray:
-        self._refuse_closed()
         return _precursors.read_precursor_table(self._metadata)

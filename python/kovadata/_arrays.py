@@ -21,8 +21,8 @@ def require_out(out: np.ndarray, dtype: Any, name: str = "out") -> np.ndarray:
     """Refuses an array that the library cannot fill in place."""
     if not isinstance(out, np.ndarray) or out.dtype != np.dtype(dtype):
         raise TypeError(f"{name} must be a numpy array of {np.dtype(dtype).name}")
-    if not out.flags.c_contiguous or not out.flags.writeable:
-        raise ValueError(f"{name} must be contiguous and writeable")
+    if not out.flags.carray:
+        raise ValueError(f"{name} must be contiguous, aligned and writeable")
     return out
 
 

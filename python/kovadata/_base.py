@@ -82,7 +82,7 @@ class BaseAnalysis:
     @property
     def metadata(self) -> "dict[str, str]":
         """Keys and values of table "GlobalMetadata"."""
-        return {str(key): str(value) for key, value in self._rows("SELECT Key, Value FROM GlobalMetadata")}
+        return {str(key): str(value) for key, value in self._metadata.rows("SELECT Key, Value FROM GlobalMetadata")}
 
     def partitions(self, n: int) -> List[Partition]:
         """Splits the frames into ranges of about the same size in the file, without reading any frame.
@@ -147,21 +147,11 @@ class BaseAnalysis:
 
     def _convert(self, name: str, frame: int, values: Values, out: Out) -> Converted:
         source, target = conversion_arrays(values, out)
-        if source.size or out is None:
-            self._handle.call(name, frame_number(frame), address(source), address(target), source.size)
+        self._handle.call(name, frame_number(frame), address(source), address(target), source.size)
         return target if target.ndim or out is not None else np.float64(target)
 
     def _frame_table(self) -> np.ndarray:
-        self._refuse_closed()
         return read_frame_table(self._metadata)
 
     def _table(self, kind: str) -> Any:
         return convert(self._frame_table(), COLUMNS, kind)
-
-    def _rows(self, sql: str, parameters: Tuple[Any, ...] = ()) -> List[Tuple[Any, ...]]:
-        self._refuse_closed()
-        return self._metadata.rows(sql, parameters)
-
-    def _refuse_closed(self) -> None:
-        if self.closed:
-            raise ValueError(f"the analysis is closed: {self._path}")

@@ -31,12 +31,15 @@ class Metadata(_fork.ForkAware):
     def __init__(self, path: str) -> None:
         self.path = path
         self._connection: Optional[sqlite3.Connection] = None
+        self._closed = False
         super().__init__()
 
     def rows(self, sql: str, parameters: Sequence[Any] = ()) -> List[Tuple[Any, ...]]:
         """All rows of a query."""
         self._notice_fork()
         with self._lock:
+            if self._closed:
+                raise ValueError(f"the analysis is closed: {os.path.dirname(self.path)}")
             try:
                 if self._connection is None:
                     self._connection = self._connect()
@@ -63,6 +66,7 @@ class Metadata(_fork.ForkAware):
     def close(self) -> None:
         self._notice_fork()
         with self._lock:
+            self._closed = True
             connection, self._connection = self._connection, None
             if connection is not None:
                 connection.close()

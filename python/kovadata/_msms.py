@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import ctypes
 import dataclasses
-from typing import TYPE_CHECKING, Any, Callable, Dict, Iterable, Iterator, List, Optional, Tuple, Union
+from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Optional, Tuple, Union
 
 import numpy as np
 
@@ -136,15 +136,15 @@ def _copy_profile(precursor: int, count: int, bins: Optional[int]) -> Result:
     return precursor, count, filled.astype(np.uint32), profile[filled]
 
 
-def read_msms(analysis: "Analysis", precursors: Optional[Iterable[int]], frame: Optional[int],
+def read_msms(analysis: "Analysis", wanted: Optional[np.ndarray], frame: Optional[int],
               profile: bool) -> Iterator[Union[MsmsSpectrum, MsmsProfile]]:
     """The spectra of some precursors, of those of a frame, or of all."""
+    table = analysis._precursors()
     if frame is not None:
-        yield from _finish(analysis, *_call(analysis, profile, "_for_frame", frame))
+        yield from _finish(analysis, table, *_call(analysis, profile, "_for_frame", frame))
         return
-    wanted = None if precursors is None else np.unique(np.fromiter(precursors, np.int64))
     for ids in batches(analysis._metadata, wanted, _BATCH):
-        yield from _finish(analysis, *_call(analysis, profile, "", address(ids), len(ids), keep_alive=ids))
+        yield from _finish(analysis, table, *_call(analysis, profile, "", address(ids), len(ids), keep_alive=ids))
 
 
 def _call(analysis: "Analysis", profile: bool, suffix: str, *selection: int,
@@ -160,11 +160,11 @@ def _call(analysis: "Analysis", profile: bool, suffix: str, *selection: int,
     return receiver.results, receiver.failure
 
 
-def _finish(analysis: "Analysis", results: List[Result],
+def _finish(analysis: "Analysis", table: np.ndarray, results: List[Result],
             failure: Optional[BaseException]) -> Iterator[Union[MsmsSpectrum, MsmsProfile]]:
-    described = _describe(analysis, [result[0] for result in results])
+    described = _describe(analysis, table, [result[0] for result in results])
     for precursor, bins, positions, intensity in results:
-        about = described[precursor]
+        about = described.get(precursor, Precursor.unknown(precursor))
         if positions.dtype == np.float64:
             yield MsmsSpectrum(about, positions, intensity)
         else:
@@ -175,20 +175,13 @@ def _finish(analysis: "Analysis", results: List[Result],
         raise failure
 
 
-def _describe(analysis: "Analysis", ids: List[int]) -> Dict[int, Precursor]:
-    table = analysis._precursors()
+def _describe(analysis: "Analysis", table: np.ndarray, ids: List[int]) -> Dict[int, Precursor]:
     rows = table[np.isin(table["id"], np.array(ids, np.int64))]
     mobilities = np.full(len(rows), np.nan)
-
     for parent in np.unique(rows["frame"]):
         chosen = np.flatnonzero((rows["frame"] == parent) & ~np.isnan(rows["scan"]))
         if len(chosen):
             mobilities[chosen] = nan_without_calibration(analysis.scan_to_one_over_k0, int(parent),
-                                                          rows["scan"][chosen].copy())
-    return {int(row["id"]): _precursor(row, float(mobility)) for row, mobility in zip(rows, mobilities)}
-
-
-def _precursor(row: np.void, one_over_k0: float) -> Precursor:
-    return Precursor(int(row["id"]), None if row["frame"] < 0 else int(row["frame"]), float(row["scan"]),
-                     float(row["mz"]), int(row["charge"]) or None, float(row["intensity"]), float(row["time"]),
-                     one_over_k0)
+                                                         rows["scan"][chosen].copy())
+    return {int(row["id"]): Precursor.of_row(row)._replace(one_over_k0=float(mobility))
+            for row, mobility in zip(rows, mobilities)}

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import math
 from typing import Any, Collection, Iterator, List, NamedTuple, Optional, Tuple
 
 import numpy as np
@@ -52,7 +53,18 @@ class Precursor(NamedTuple):
     charge: Optional[int]
     intensity: float
     time: float
-    one_over_k0: float
+    one_over_k0: float = math.nan
+
+    @classmethod
+    def unknown(cls, precursor_id: int) -> "Precursor":
+        """One of which the metadata say nothing."""
+        return cls(precursor_id, None, math.nan, math.nan, None, math.nan, math.nan)
+
+    @classmethod
+    def of_row(cls, row: np.void) -> "Precursor":
+        """What a row of the table says; its 1/K0 takes a calibration."""
+        return cls(int(row["id"]), None if row["frame"] < 0 else int(row["frame"]), float(row["scan"]), float(row["mz"]),
+                   int(row["charge"]) or None, float(row["intensity"]), float(row["time"]))
 
 
 def _known_mz(present: Collection[str]) -> str:
@@ -84,8 +96,8 @@ def batches(metadata: Metadata, wanted: Optional[np.ndarray], size: int) -> Iter
         yield np.zeros(1, np.int64) if wanted is None else wanted
         return
     last_frames: List[Tuple[Any, ...]] = metadata.rows(
-        "SELECT Precursor, MAX(Frame) FROM ZorelFrameMsMsInfo WHERE Precursor IN (SELECT Id FROM Precursors) "
-        "GROUP BY Precursor ORDER BY MAX(Frame)")
+        "SELECT CAST(Precursor AS INTEGER), COALESCE(MAX(CAST(Frame AS INTEGER)), 0) FROM ZorelFrameMsMsInfo "
+        "WHERE Precursor IN (SELECT Id FROM Precursors) GROUP BY 1 ORDER BY 2")
     table = np.array(last_frames, dtype=np.int64).reshape(-1, 2)
     if wanted is not None:
         table = table[np.isin(table[:, 0], wanted)]

@@ -229,7 +229,6 @@ class SpectrumAnalysis(BaseAnalysis):
     def spectrum(self, spectrum_id: int) -> Spectrum:
         """The spectrum with an id; KovaError if there is none."""
         number = frame_number(spectrum_id)
-        self._refuse_closed()
         rows = read_frame_table(self._metadata, number)
         if not len(rows):
             self._handle.call("index_to_mz", number, address(np.zeros(1)), address(np.zeros(1)), 1)
@@ -255,5 +254,4 @@ class SpectrumAnalysis(BaseAnalysis):
         return (self.spectrum(one) for one in which)
 
     def _stated(self, key: str) -> bool:
-        self._refuse_closed()
         return self._metadata.number(key) != 0

@@ -104,7 +104,7 @@ def test_closed_analyses(simulated):
     analysis.close()
     assert analysis.closed
     for call in (frame.peaks, analysis.frame_table, lambda: analysis.frame(1),
-                 lambda: analysis.index_to_mz(1, [1.0]), lambda: analysis.msms()):
+                 lambda: analysis.index_to_mz(1, [1.0]), lambda: next(analysis.msms())):
         with pytest.raises(ValueError, match="closed"):
             call()
 

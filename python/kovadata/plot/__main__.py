@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import argparse
+import logging
 import os
 import pathlib
 import sys
@@ -161,12 +162,14 @@ def _write(options: argparse.Namespace) -> None:
 
 def main(arguments: Optional[List[str]] = None) -> int:
     """Runs the command; gives 0, or 1 after a failure. Wrong usage exits with 2."""
+    # Such as that it makes a cache of fonts; standard error is for failures.
+    logging.getLogger("matplotlib").setLevel(logging.ERROR)
     parser = _parser()
     options = parser.parse_args(arguments)
     _check(parser, options)
     try:
         _write(options)
-    except (kovadata.KovaError, OSError, ImportError, MemoryError) as error:
+    except Exception as error:
         text = " ".join(str(error).split()) or type(error).__name__
         sys.stderr.write(f"kova: {text}\n")
         return 1

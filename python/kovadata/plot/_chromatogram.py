@@ -7,6 +7,7 @@ from typing import TYPE_CHECKING, Any, Iterator, Optional, Tuple, Union
 import numpy as np
 
 from .._analysis import Analysis
+from .._errors import KovaError
 from .._spectra import SpectrumAnalysis
 from ._axis import chosen_peaks
 from ._style import BLUE, VERMILLION, Range, axes_or_new, count_axis, range_text, tidy, within
@@ -42,6 +43,8 @@ def tic(analysis: Union[Analysis, SpectrumAnalysis], ax: "Optional[Axes]" = None
     """
     ax = axes_or_new(ax, (9, 4))
     table, sums = _sums(analysis, mz_range, mobility_range)
+    if not len(table):
+        raise KovaError("the analysis has no frames")
     seconds, unit = table["time"], "s"
     by_number = bool(np.isnan(seconds).any())
     if not by_number and len(seconds) and np.ptp(seconds) > 300:
