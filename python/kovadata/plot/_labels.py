@@ -35,11 +35,11 @@ def label_peaks(ax: "Axes", x: np.ndarray, y: np.ndarray, count: int, size: floa
         if not shown[peak] or (np.abs(x[stronger] - x[peak]) < _ISOTOPES).any():
             continue
         for alignment, begin in _ALIGNMENTS:
-            width, left = 0.63 * size * len(text) * pixels, places[peak, 0]
-            left += (-begin * width) - (begin - 0.5) * 6 * pixels
+            shift, width = 4 * (begin - 0.5), 0.63 * size * len(text) * pixels
+            left = places[peak, 0] - begin * width + shift * pixels
             box = (left, places[peak, 1] + 2 * pixels, left + width, places[peak, 1] + (3 + 1.1 * size) * pixels)
             if frame.x0 <= box[0] and box[2] <= frame.x1 and _is_free(box, taken, places[stronger]):
-                ax.annotate(text, (x[peak], y[peak]), ((0.5 - begin) * -4, 2.5), textcoords="offset points",
+                ax.annotate(text, (x[peak], y[peak]), (shift, 2.5), textcoords="offset points",
                             ha=alignment, va="bottom", fontsize=size,
                             bbox={"facecolor": "white", "edgecolor": "none", "pad": 0.6})
                 taken.append(box)
