@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Installs packages into a Debian of its own and uses them there as a user would, then takes them out again. Needs root.
+# Usage: try_packages.sh FOLDER PACKAGE...
+set -euo pipefail
+folder=$1
+shift
+base=$folder/base root=$folder/root
+
+mkdir -p "$folder"
+if [ ! -d "$base" ]; then
+  rm -rf "$base.part"
+  debootstrap --variant=minbase bookworm "$base.part" >"$folder/debootstrap.log" 2>&1 \
+    || { tail -n 20 "$folder/debootstrap.log"; exit 1; }
+  mv "$base.part" "$base"
+fi
+rm -rf "$root"
+cp -a "$base" "$root"
+mkdir "$root/packages"
+cp "$@" "$root/packages"
+cp "$(dirname "$0")/use_packages.sh" "$root/packages"
+# /proc is mounted for this one command only and goes with it.
+unshare --mount --pid --fork bash -euc "mount -t proc proc '$root/proc'; exec chroot '$root' env -i \
+  PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive bash /packages/use_packages.sh"
+rm -rf "$root"
