@@ -1,6 +1,12 @@
 #!/usr/bin/env python3
 """Compares the functions that the public headers declare with the symbols that the shared library exports, and makes sure
 that it can be loaded late: its thread-local data must not need the little room that a running process has for it."""
+"""Compares the symbols that the shared library exports with the public headers and with the committed list of its interface.
+
+The list has the format of Debian's symbols files: a line "SONAME PACKAGE #MINVER#", then a line " NAME@NODE VERSION" for each
+symbol, with the node of the version script (Base without one) and the release that had the symbol first. A symbol is added to it
+by hand, and none ever leaves it without a new SONAME.
+"""
 
 import argparse
 import pathlib
@@ -26,12 +32,48 @@ def exported(library: pathlib.Path) -> set[str]:
 def needs_static_tls(library: pathlib.Path) -> bool:
     command = ["readelf", "--dynamic", "--wide", str(library)]
     return "STATIC_TLS" in subprocess.run(command, check=True, capture_output=True, text=True).stdout
+def listed(abi: pathlib.Path) -> tuple[str, dict[str, str]]:
+    """SONAME and the release of each symbol."""
+    first, *others = abi.read_text(encoding="utf-8").splitlines()
+    return first.split()[0], dict(line.split() for line in others)
+
+
+def exported_with_nodes(library: pathlib.Path) -> set[str]:
+    command = ["nm", "--dynamic", "--defined-only", "--with-symbol-versions", "--format=posix", str(library)]
+    lines = subprocess.run(command, check=True, capture_output=True, text=True).stdout.splitlines()
+    names = (line.split()[0].replace("@@", "@") for line in lines if line.split()[1] != "A")
+    return {name if "@" in name else f"{name}@Base" for name in names}
+
+
+def soname(library: pathlib.Path) -> str:
+    output = subprocess.run(["objdump", "-p", str(library)], check=True, capture_output=True, text=True).stdout
+    return re.search(r"SONAME\s+(\S+)", output).group(1)
+
+
+def release_of(include: pathlib.Path) -> str:
+    text = (include / "version.h").read_text(encoding="utf-8")
+    return re.search(r'KOVADATA_VERSION_STRING "(.*)"', text).group(1)
+
+
+def interface_changes(library: pathlib.Path, include: pathlib.Path, abi: pathlib.Path) -> list[str]:
+    name, symbols = listed(abi)
+    exports = exported_with_nodes(library)
+    changes = [f"SONAME {soname(library)} is listed as {name}"] if soname(library) != name else []
+    changes += [f"exported but not listed: {symbol}" for symbol in sorted(exports - symbols.keys())]
+    changes += [f"listed but not exported: {symbol}" for symbol in sorted(symbols.keys() - exports)]
+
+    def parts(release: str) -> list[int]:
+        return [int(part) for part in release.split(".")]
+
+    later = (symbol for symbol, release in symbols.items() if parts(release) > parts(release_of(include)))
+    return changes + [f"listed for a release to come: {symbol}" for symbol in later]
 
 
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--library", type=pathlib.Path, required=True)
     parser.add_argument("--include", type=pathlib.Path, required=True)
+    parser.add_argument("--abi", type=pathlib.Path, required=True, help="committed list of exported symbols")
     arguments = parser.parse_args()
     in_headers, in_library = declared(arguments.include), exported(arguments.library)
     for name in sorted(in_headers - in_library):
@@ -43,6 +85,9 @@ def main() -> int:
         print("the library has thread-local data of the static kind")
         return 1
     return 0 if in_headers and in_headers == in_library else 1
+    changes = interface_changes(arguments.library, arguments.include, arguments.abi)
+    print(*changes, f"{len(in_headers & in_library)} functions declared and exported", sep="\n")
+    return 0 if in_headers and in_headers == in_library and not changes else 1
 
 
 if __name__ == "__main__":
