@@ -79,6 +79,9 @@ if(EXISTS "${PROJECT_SOURCE_DIR}/python/kovadata")
   list(APPEND CPACK_COMPONENTS_ALL python3)
   install(DIRECTORY python/kovadata DESTINATION lib/python3/dist-packages COMPONENT python3
     PATTERN __pycache__ EXCLUDE)
+  # Byte code that Python makes beside the sources comes and goes with the package.
+  set(CPACK_DEBIAN_PYTHON3_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/packaging/python3/postinst"
+    "${PROJECT_SOURCE_DIR}/packaging/python3/prerm")
   kovadata_debian_package(python3 NAME python3-kovadata SECTION python ARCHITECTURE all
     DEPENDS "${runtime_package} (>= ${PROJECT_VERSION}), python3 (>= 3.9), python3-numpy"
     TITLE "read access to ion-mobility time-of-flight raw data - Python 3"

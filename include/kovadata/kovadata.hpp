@@ -18,9 +18,9 @@
  *     of unequal sizes for one, is a std::invalid_argument, std::length_error or std::out_of_range. Memory that cannot be had
  *     is a std::bad_alloc. After any of them objects are still usable; what they were to receive is unspecified.
  *  2. **Ownership.** An analysis owns its handle and closes it. Spans that a function takes are borrowed until it returns;
- *     spans that it returns say whose memory they look at. Views of temporary objects do not compile.
- *  3. **Memory.** Nothing is allocated behind the caller's back: only Array, and what holds one (Frame, LineSpectrum), own
- *     memory, take it when they are too small for a result, and keep it when they receive the next one.
+ *     spans that it returns say whose memory they look at. Views of a temporary Frame do not compile.
+ *  3. **Memory.** Nothing is allocated behind the caller's back: memory is taken for what a call returns, or for an object that
+ *     is handed over to be filled and is too small (Frame, Array, LineSpectrum), which keeps it for the next call.
  *  4. **Threads.** One analysis must not be used by two threads at the same time; its functions are therefore not const.
  *     Different analyses may be. For parallel reading open one analysis per thread.
  *  5. **Moving.** Analyses can be moved, not copied. One that was moved from may only be destroyed or assigned to.
@@ -28,6 +28,10 @@
  */
 #ifndef KOVADATA_KOVADATA_HPP
 #define KOVADATA_KOVADATA_HPP
+
+#if __cplusplus < 202002L
+#error "kovadata.hpp needs C++20; kova.h and kvs.h do for earlier standards."
+#endif
 
 #include <algorithm>
 #include <concepts>
