@@ -110,9 +110,9 @@ TEST_P(CppAnalysis, ConversionsAreThoseOfTheFunctionOfTheirName) {
     using One = double (Analysis::*)(std::int64_t, double);
     using Integers = void (Analysis::*)(std::int64_t, std::span<const std::uint32_t>, std::span<double>);
     struct Case {
-        C plain;
-        Many many;
-        One one;
+        C plain = nullptr;
+        Many many = nullptr;
+        One one = nullptr;
         Integers integers = nullptr;
     };
     const Case cases[] = {
