@@ -22,6 +22,6 @@ intensity <- peaks[is_intensity]
 scan <- scan_of[is_intensity]
 
 best <- which.max(intensity)
-converted <- .Call("r_convert", analysis, frame, index[best], scan[best])
-cat(sprintf("intensity %.0f, m/z %.4f, 1/K0 %.4f\n", intensity[best], converted[1], converted[2]))
+cat(sprintf("intensity %.0f, m/z %.4f\n", intensity[best], .Call("r_convert", analysis, frame, "index", index[best])))
+cat(sprintf("1/K0 %.4f\n", .Call("r_convert", analysis, frame, "scan", scan[best])))
 invisible(.Call("r_print_msms", analysis, frame))

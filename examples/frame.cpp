@@ -1,30 +1,16 @@
 // Prints the strongest peak of a frame and of the MS/MS spectra of the precursors that were selected in it.
 //
-//     c++ -std=c++20 frame.cpp -o frame $(pkg-config --cflags --libs kovadata sqlite3)
+//     c++ -std=c++20 frame.cpp -o frame $(pkg-config --cflags --libs kovadata)
 //     ./frame run.d 1
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 #include <string>
 
-#include <sqlite3.h>
 #include <kovadata/kovadata.hpp>
-
-// Ids and numbers of scans stand in the database of the analysis.
-static std::uint32_t scansOf(const std::string& run, std::int64_t frame) {
-    sqlite3* opened = nullptr;
-    sqlite3_stmt* compiled = nullptr;
-    sqlite3_open_v2((run + "/analysis.kvd").c_str(), &opened, SQLITE_OPEN_READONLY, nullptr);
-    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> database(opened, &sqlite3_close);
-    sqlite3_prepare_v2(opened, "SELECT NumScans FROM Frames WHERE Id = ?", -1, &compiled, nullptr);
-    const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> query(compiled, &sqlite3_finalize);
-    sqlite3_bind_int64(compiled, 1, frame);
-    return sqlite3_step(compiled) == SQLITE_ROW ? static_cast<std::uint32_t>(sqlite3_column_int(compiled, 0)) : 0;
-}
 
 static void print(const std::string& run, std::int64_t id) {
     kova::Analysis analysis(run);
-    const kova::Frame frame = analysis.readFrame(id, 0, scansOf(run, id));
+    const kova::Frame frame = analysis.readFrame(id, 0, analysis.countScans(id));
     std::uint32_t highest = 0;
     double index = 0.0;
     double number = 0.0;
@@ -36,8 +22,8 @@ static void print(const std::string& run, std::int64_t id) {
             number = scan.number;
         }
     }
-    std::printf("intensity %u, m/z %.4f, 1/K0 %.4f\n", highest, analysis.indexToMz(id, index),
-                analysis.scanToOneOverK0(id, number));
+    std::printf("intensity %u, m/z %.4f\n", highest, analysis.indexToMz(id, index));
+    std::printf("1/K0 %.4f\n", analysis.scanToOneOverK0(id, number));
     for (const kova::MsMsSpectrum& spectrum : analysis.readMsMsOfFrame(id)) {
         const auto best = std::ranges::max_element(spectrum.intensities) - spectrum.intensities.begin();
         if (!spectrum.mz.empty()) {

@@ -51,7 +51,7 @@ for (let number = 0, begin = scans; number < scans; begin += 2 * words[number++]
     if (words[i + count] > highest) [highest, index, scan] = [words[i + count], words[i], number];
   }
 }
-const mz = converted(kova.indexToMz, analysis, frame, index);
-console.log(`intensity ${highest}, m/z ${mz}, 1/K0 ${converted(kova.scanToMobility, analysis, frame, scan)}`);
+console.log(`intensity ${highest}, m/z ${converted(kova.indexToMz, analysis, frame, index)}`);
+console.log(`1/K0 ${converted(kova.scanToMobility, analysis, frame, scan)}`);
 check(kova.readMsMs(analysis, frame, printSpectrum, null));
 kova.close(analysis);

@@ -20,9 +20,8 @@ fn last_error() -> String {
     let mut text = [0; 1024];
     unsafe { kova_get_last_error_string(text.as_mut_ptr(), 1024); CStr::from_ptr(text.as_ptr()) }.to_string_lossy().into()
 }
-
 fn check<T: Default + PartialEq>(result: T) -> Result<T, String> {
-    if result == T::default() { Err(last_error()) } else { Ok(result) }
+    if result != T::default() { Ok(result) } else { Err(last_error()) }
 }
 
 extern "C" fn print_spectrum(precursor: i64, count: u32, mz: *const f64, intensity: *const f32, _: *mut c_void) {
@@ -52,8 +51,9 @@ fn main() -> Result<(), String> {
         peaks = &rest[count as usize..];
     }
     check(unsafe { kova_index_to_mz(analysis, frame, &index, &mut mz, 1) })?;
+    println!("intensity {highest}, m/z {mz:.4}");
     check(unsafe { kova_scannum_to_oneoverk0(analysis, frame, &scan, &mut mobility, 1) })?;
-    println!("intensity {highest}, m/z {mz:.4}, 1/K0 {mobility:.4}");
+    println!("1/K0 {mobility:.4}");
     check(unsafe { kova_read_zorel_msms_for_frame_v2(analysis, frame, print_spectrum, std::ptr::null_mut()) })?;
     Ok(unsafe { kova_close(analysis) })
 }

@@ -4,6 +4,7 @@
 #include <Rinternals.h>
 #include <kovadata/kova.h>
 #include <stdio.h>
+#include <string.h>
 
 static uint64_t handle_of(SEXP analysis) { return (uint64_t)(uintptr_t)R_ExternalPtrAddr(analysis); }
 
@@ -36,14 +37,13 @@ SEXP r_scans(SEXP analysis, SEXP frame, SEXP scans) {
     return numbers;
 }
 
-/* m/z of an index and 1/K0 of a scan. */
-SEXP r_convert(SEXP analysis, SEXP frame, SEXP index, SEXP scan) {
-    const double from[2] = {Rf_asReal(index), Rf_asReal(scan)};
-    const int64_t id = (int64_t)Rf_asReal(frame);
-    SEXP to = PROTECT(Rf_allocVector(REALSXP, 2));
-    check(kova_index_to_mz(handle_of(analysis), id, &from[0], &REAL(to)[0], 1) != 0);
-    check(kova_scannum_to_oneoverk0(handle_of(analysis), id, &from[1], &REAL(to)[1], 1) != 0);
-    return UNPROTECT(1), to;
+/* m/z of an index, or 1/K0 of a scan. */
+SEXP r_convert(SEXP analysis, SEXP frame, SEXP what, SEXP value) {
+    const int of_index = strcmp(CHAR(STRING_ELT(what, 0)), "index") == 0;
+    double number = Rf_asReal(value);
+    check((of_index ? kova_index_to_mz : kova_scannum_to_oneoverk0)(handle_of(analysis), (int64_t)Rf_asReal(frame),
+                                                                    &number, &number, 1) != 0);
+    return Rf_ScalarReal(number);
 }
 
 /* Prints rather than makes R objects: running out of memory in R would jump out of the library. */

@@ -1,9 +1,8 @@
 """Prints the strongest peak of a frame and of the MS/MS spectra of the precursors that were selected in it.
 
-    python3 plain_ctypes.py run.d 1
+    python3 plain_ctypes.py run.d 1 900        (frame 1 of 900 scans, see `kova frames run.d`)
 """
 import ctypes
-import sqlite3
 import sys
 from ctypes import POINTER, c_char_p, c_double, c_float, c_int64, c_uint32, c_uint64, c_void_p
 
@@ -38,12 +37,10 @@ def print_spectrum(precursor, count, mz, intensity, _context):
         print(f"precursor {precursor}: {count} peaks, m/z {mz[max(range(count), key=lambda i: intensity[i])]:.4f}")
 
 
-if len(sys.argv) != 3:
+if len(sys.argv) != 4:
     sys.exit(__doc__)
-run, frame = sys.argv[1], int(sys.argv[2])
+run, frame, scans = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
 analysis = check(kova.kova_open(run.encode(), 0))
-database = sqlite3.connect(f"file:{run}/analysis.kvd?mode=ro", uri=True)
-scans, = database.execute("SELECT NumScans FROM Frames WHERE Id = ?", (frame,)).fetchone() or (0,)
 words = (c_uint32 * (check(kova.kova_read_scans_v2(analysis, frame, 0, scans, None, 0)) // 4))()
 check(kova.kova_read_scans_v2(analysis, frame, 0, scans, words, ctypes.sizeof(words)))
 highest, index, scan, begin = 0, 0, 0, scans
@@ -52,7 +49,7 @@ for number, count in enumerate(words[:scans]):  # counts of the scans, then indi
         if words[i + count] > highest:
             highest, index, scan = words[i + count], words[i], number
     begin += 2 * count
-mz = converted(kova.kova_index_to_mz, analysis, frame, index)
-print(f"intensity {highest}, m/z {mz:.4f}, 1/K0 {converted(kova.kova_scannum_to_oneoverk0, analysis, frame, scan):.4f}")
+print(f"intensity {highest}, m/z {converted(kova.kova_index_to_mz, analysis, frame, index):.4f}")
+print(f"1/K0 {converted(kova.kova_scannum_to_oneoverk0, analysis, frame, scan):.4f}")
 check(kova.kova_read_zorel_msms_for_frame_v2(analysis, frame, SPECTRUM(print_spectrum), None))
 kova.kova_close(analysis)

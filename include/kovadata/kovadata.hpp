@@ -7,7 +7,7 @@
  * differ from those that built the library.
  *
  *     kova::Analysis analysis("run.d");
- *     kova::Frame frame = analysis.readFrame(1, 0, 900);
+ *     kova::Frame frame = analysis.readFrame(1, 0, analysis.countScans(1));
  *     for (const kova::Scan scan : frame) {
  *         use(scan.number, scan.indices, scan.intensities);
  *     }
@@ -447,8 +447,8 @@ concept MsMsProfileFunction = std::invocable<Function&, std::int64_t, std::span<
 /**
  * An open analysis with ion mobility (`analysis.kvd`).
  *
- * Ids are those of the tables in `analysis.kvd`, which programs read with SQLite: "Frames" has the id of each frame and
- * in "NumScans" its number of scans, "Precursors" the ids of precursors.
+ * Ids are those of the tables in `analysis.kvd`, which programs read with SQLite: "Frames" has the id of each frame,
+ * "Precursors" those of precursors.
  */
 class Analysis {
 public:
@@ -485,11 +485,35 @@ public:
     [[nodiscard]] bool isRecalibrated() const noexcept { return kova_has_recalibrated_state(opened) != 0; }
 
     /**
+     * Number of scans of a frame.
+     *
+     * Where table "Frames" has a column "NumScans", that tells it for nothing. Here it is found by asking for single scans, the
+     * last of them out of range: some dozens of short calls, and the frame is decompressed.
+     *
+     * @param frameId  "Id" of a row of table "Frames"
+     * @return number of scans, with those without peaks
+     * @throws Error  if the frame cannot be read
+     */
+    [[nodiscard]] std::uint32_t countScans(std::int64_t frameId) {
+        std::uint64_t there = 0;   // so many there are at least,
+        std::uint64_t beyond = 1;  // and fewer than these, once the first loop has ended
+        while (hasScan(frameId, beyond - 1)) {
+            there = beyond;
+            beyond *= 2;
+        }
+        while (beyond - there > 1) {
+            const std::uint64_t middle = there + (beyond - there) / 2;
+            (hasScan(frameId, middle - 1) ? there : beyond) = middle;
+        }
+        return static_cast<std::uint32_t>(there);
+    }
+
+    /**
      * Reads the peaks of a range of scans of one frame into memory of the caller, see kova_read_scans_v2().
      *
      * @param frameId      "Id" of a row of table "Frames"
      * @param scanBegin    first scan, counted from 0
-     * @param scanEnd      scan after the last one; greater than @p scanBegin, at most the frame's "NumScans"
+     * @param scanEnd      scan after the last one; greater than @p scanBegin, at most countScans()
      * @param words        receives the result, for Scans; empty asks for the needed size only
      * @param intensities  normalised or as measured
      * @return number of words that the result needs. If that is more than @p words has, they were not touched.
@@ -515,7 +539,7 @@ public:
      *
      * @param frameId      "Id" of a row of table "Frames"
      * @param scanBegin    first scan, counted from 0
-     * @param scanEnd      scan after the last one; greater than @p scanBegin, at most the frame's "NumScans"
+     * @param scanEnd      scan after the last one; greater than @p scanBegin, at most countScans()
      * @param frame        receives the scans; empty if the call throws
      * @param intensities  normalised or as measured
      * @throws Error  if the scans cannot be read
@@ -542,7 +566,7 @@ public:
      *
      * @param frameId      "Id" of a row of table "Frames"
      * @param scanBegin    first scan, counted from 0
-     * @param scanEnd      scan after the last one; greater than @p scanBegin, at most the frame's "NumScans"
+     * @param scanEnd      scan after the last one; greater than @p scanBegin, at most countScans()
      * @param intensities  normalised or as measured
      * @return the scans
      * @throws Error  if the scans cannot be read
@@ -698,6 +722,25 @@ public:
     /** @} */
 
 private:
+    // A scan with damaged data is there nevertheless.
+    bool hasScan(std::int64_t frameId, std::uint64_t scan) {
+        if (scan >= (std::numeric_limits<std::uint32_t>::max)()) {
+            return false;
+        }
+        const auto begin = static_cast<std::uint32_t>(scan);
+        if (kova_read_scans_internal(opened, frameId, begin, begin + 1, nullptr, 0) != 0) {
+            return true;
+        }
+        const std::string text = detail::textFrom(&kova_get_last_error_string);
+        if (text.ends_with("out of range.")) {
+            return false;
+        }
+        if (!text.starts_with("CorruptScanDataError")) {
+            throw Error(text);
+        }
+        return true;
+    }
+
     struct CollectSpectra {
         void operator()(std::int64_t id, std::span<const double> mz,
                         std::span<const float> intensities) const {

@@ -90,6 +90,21 @@ TEST_P(CppAnalysis, FramesAreValuesThatKeepTheirMemory) {
     EXPECT_TRUE(copy.empty());
 }
 
+TEST_P(CppAnalysis, CountsScansOfFrames) {
+    const TempDirectory other;
+    AnalysisBuilder builder;
+    builder.compression(GetParam());
+    for (const std::uint32_t scans : {1U, 2U, 3U, 4U, 7U, 1000U}) {
+        builder.frame(fixtures::Frame(scans));
+    }
+    kova::Analysis counted(builder.write(other.path()));
+    for (std::int64_t id = 1; const std::uint32_t scans : {1U, 2U, 3U, 4U, 7U, 1000U}) {
+        EXPECT_EQ(counted.countScans(id++), scans);
+    }
+    EXPECT_EQ(textOf<kova::Error>([&] { static_cast<void>(counted.countScans(99)); }),
+              "CorruptFrameDataError for FrameId=99: Frame doesn't exist");
+}
+
 TEST_P(CppAnalysis, ScansInMemoryOfTheCaller) {
     const std::size_t needed = analysis.readScans(1, 0, 3, {});
     EXPECT_EQ(needed, 11U);
