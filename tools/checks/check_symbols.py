@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Compares the functions that the public headers declare with the symbols that the shared library exports, and makes sure
-that it can be loaded late: its thread-local data must not need the little room that a running process has for it."""
 """Compares the symbols that the shared library exports with the public headers and with the committed list of its interface.
 
 The list has the format of Debian's symbols files: a line "SONAME PACKAGE #MINVER#", then a line " NAME@NODE VERSION" for each
 symbol, with the node of the version script (Base without one) and the release that had the symbol first. A symbol is added to it
 by hand, and none ever leaves it without a new SONAME.
+
+It has to be possible to load the library late: its thread-local data must not need the little room that a running process has
+for it.
 """
 
 import argparse
@@ -32,6 +33,8 @@ def exported(library: pathlib.Path) -> set[str]:
 def needs_static_tls(library: pathlib.Path) -> bool:
     command = ["readelf", "--dynamic", "--wide", str(library)]
     return "STATIC_TLS" in subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
 def listed(abi: pathlib.Path) -> tuple[str, dict[str, str]]:
     """SONAME and the release of each symbol."""
     first, *others = abi.read_text(encoding="utf-8").splitlines()
@@ -80,12 +83,9 @@ def main() -> int:
         print(f"declared but not exported: {name}")
     for name in sorted(in_library - in_headers):
         print(f"exported but not declared: {name}")
-    print(f"{len(in_headers & in_library)} functions declared and exported")
-    if needs_static_tls(arguments.library):
-        print("the library has thread-local data of the static kind")
-        return 1
-    return 0 if in_headers and in_headers == in_library else 1
     changes = interface_changes(arguments.library, arguments.include, arguments.abi)
+    if needs_static_tls(arguments.library):
+        changes.append("the library has thread-local data of the static kind")
     print(*changes, f"{len(in_headers & in_library)} functions declared and exported", sep="\n")
     return 0 if in_headers and in_headers == in_library and not changes else 1
 
