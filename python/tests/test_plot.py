@@ -10,6 +10,7 @@ from matplotlib.figure import Figure
 
 import kovadata
 import kovadata.plot
+from kovadata.plot.__main__ import main
 
 KINDS = ("tic", "heatmap", "mobilogram", "msms")
 
@@ -19,10 +20,25 @@ def ax():
     return Figure().add_subplot()
 
 
-def command(folder, *arguments):
+def run_module(folder, *arguments):
     done = subprocess.run([sys.executable, "-m", "kovadata.plot", *map(str, arguments)], cwd=folder, text=True,
                           capture_output=True)
     return done.returncode, done.stdout, done.stderr
+
+
+@pytest.fixture
+def command(tmp_path, monkeypatch, capsys):
+    """Runs the command in this process, which spares starting it; its files come into the test's folder."""
+    monkeypatch.chdir(tmp_path)
+
+    def call(*arguments):
+        try:
+            status = main([str(one) for one in arguments])
+        except SystemExit as exit:
+            status = exit.code
+        return (status, *capsys.readouterr())
+
+    return call
 
 
 def test_chromatogram(run, ax):
@@ -84,21 +100,28 @@ def test_spectrum_and_its_labels(run, ax):
     assert not any(one.overlaps(other) for i, one in enumerate(boxes) for other in boxes[:i])
 
 
-def test_command_writes_files(run, simulated, tmp_path):
+def test_module_as_the_tool_calls_it(run, tmp_path):
+    assert run_module(tmp_path, "mobilogram", run.path) == (0, "", "")
+    assert (tmp_path / "mobilogram.png").exists()
+    assert run_module(tmp_path, "tic", "none.d") == (1, "", "kova: Specified analysis directory does not exist.\n")
+    assert run_module(tmp_path, "pie", run.path)[0] == 2
+
+
+def test_command_writes_files(run, simulated, command, tmp_path):
     for kind in KINDS:
-        assert command(tmp_path, kind, run.path) == (0, "", "")
+        assert command(kind, run.path) == (0, "", "")
         assert (tmp_path / f"{kind}.png").read_bytes().startswith(b"\x89PNG")
     options = ("--mz-range", 300, 900, "--mobility-range", 0.7, 1.2, "--recalibrated", "--frame", 1)
-    assert command(tmp_path, "heatmap", run.path, "-o", "map.pdf", *options) == (0, "", "")
+    assert command("heatmap", run.path, "-o", "map.pdf", *options) == (0, "", "")
     assert (tmp_path / "map.pdf").read_bytes().startswith(b"%PDF")
-    assert command(tmp_path, "tic", simulated("spectra"), "-o", "tic.svg")[0] == 0
+    assert command("tic", simulated("spectra"), "-o", "tic.svg")[0] == 0
 
 
-def test_measured_data_without_mobility_calibration(measured, tmp_path):
+def test_measured_data_without_mobility_calibration(measured, command):
     path, manifest = measured
     for kind in ("tic", "heatmap", "mobilogram") if manifest["format"] == "kvd" else ("tic",):
-        assert command(tmp_path, kind, path) == (0, "", "")
-    status, _, err = command(tmp_path, "mobilogram", path, "--mobility-range", 1, 2)
+        assert command(kind, path) == (0, "", "")
+    status, _, err = command("mobilogram", path, "--mobility-range", 1, 2)
     assert status == 1 and re.fullmatch("kova: .*mobility.*\n", err)
 
 
@@ -108,9 +131,9 @@ def test_measured_data_without_mobility_calibration(measured, tmp_path):
     (("heatmap", "RUN", "--mz-range", 5000, 6000), "no peaks there"), (("msms", "RUN", "--precursor", 12345), "12345"),
     (("msms", "RUN", "--frame", 2), "no precursor was selected in frame 2"), (("tic", "RUN", "-o", "a.b"), "a.b: no format"),
     (("tic", "RUN", "-o", "none/a.png"), "No such file"), (("heatmap", "SPECTRA"), "without ion mobility")])
-def test_failures_are_one_line(simulated, tmp_path, arguments, text):
+def test_failures_are_one_line(simulated, command, tmp_path, arguments, text):
     paths = {"RUN": simulated("run"), "SPECTRA": simulated("spectra")}
-    status, out, err = command(tmp_path, *(paths.get(one, one) for one in arguments))
+    status, out, err = command(*(paths.get(one, one) for one in arguments))
     assert (status, out) == (1, "") and re.fullmatch("kova: [^\n]*\n", err) and text in err
     assert list(tmp_path.iterdir()) == []
 
@@ -119,12 +142,12 @@ def test_failures_are_one_line(simulated, tmp_path, arguments, text):
     (), ("tic",), ("pie", "x"), ("tic", "x", "--frame", "1"), ("tic", "x", "--mz-range", "5", "4"),
     ("heatmap", "x", "--frame", "one"), ("msms", "x", "--mobility-range", "1", "2"), ("tic", "x", "--what"),
     ("tic", "x", "--dpi", "0")])
-def test_wrong_usage(tmp_path, arguments):
-    status, out, err = command(tmp_path, *arguments)
+def test_wrong_usage(command, arguments):
+    status, out, err = command(*arguments)
     assert (status, out) == (2, "") and err.startswith("kova: ")
 
 
 def test_without_matplotlib(run, tmp_path):
     (tmp_path / "matplotlib.py").write_text("raise ImportError('not here')")
-    status, _, err = command(tmp_path, "tic", run.path)
+    status, _, err = run_module(tmp_path, "tic", run.path)
     assert status == 1 and re.fullmatch(r"kova: plots need matplotlib \(pip install kovadata\[plot\]\).*\n", err)
