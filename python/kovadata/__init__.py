@@ -15,14 +15,14 @@ from ._frame import Frame
 from ._library import set_num_threads
 from ._msms import MsmsProfile, MsmsSpectrum
 from ._partitions import Partition
-from ._peaks import Peaks, Scan, Scans
+from ._peaks import PeakBuffer, Peaks, Scan, Scans
 from ._precursors import Precursor
 from ._spectra import Lines, Spectrum, SpectrumAnalysis
 from ._version import __version__
 
 __all__ = [
-    "Analysis", "BufferTooSmall", "Frame", "KovaError", "Lines", "MsmsProfile", "MsmsSpectrum", "Partition", "Peaks",
-    "Precursor", "Scan", "Scans", "Spectrum", "SpectrumAnalysis", "__version__", "ccs_to_one_over_k0",
+    "Analysis", "BufferTooSmall", "Frame", "KovaError", "Lines", "MsmsProfile", "MsmsSpectrum", "Partition",
+    "PeakBuffer", "Peaks", "Precursor", "Scan", "Scans", "Spectrum", "SpectrumAnalysis", "__version__", "ccs_to_one_over_k0",
     "one_over_k0_to_ccs", "open", "set_num_threads"]
 
 

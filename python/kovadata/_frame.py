@@ -8,7 +8,7 @@ import numpy as np
 
 from ._arrays import Converted, Out, Values
 from ._errors import KovaError
-from ._peaks import Columns, Peaks, Scans, separate
+from ._peaks import Columns, PeakBuffer, Peaks, Scans, separate
 from ._scan_reader import scan_number
 
 if TYPE_CHECKING:
@@ -142,7 +142,7 @@ class Frame:
         return Scans.from_words(first, last - first, words)
 
     def peaks(self, begin: Optional[int] = None, end: Optional[int] = None, *, normalized: bool = True,
-              mz: bool = True, one_over_k0: bool = True) -> Peaks:
+              mz: bool = True, one_over_k0: bool = True, out: Optional[PeakBuffer] = None) -> Peaks:
         """Reads the peaks of a range of scans.
 
         Parameters
@@ -155,11 +155,13 @@ class Frame:
             Whether intensities are normalised as the analysis asks for, or left as they were measured.
         mz, one_over_k0 : bool
             Whether to convert; conversions take time.
+        out : PeakBuffer, optional
+            Memory that is filled in place.
 
         Returns
         -------
         Peaks
-            Arrays with one element per peak.
+            Arrays with one element per peak. They change when `out` is filled again.
 
         Raises
         ------
@@ -167,15 +169,15 @@ class Frame:
             There are no such scans, the frame is damaged, or its calibration is.
         """
         first, last = self._range(begin, end)
-        ready = self._peaks_read_ahead(first, last) if normalized and mz and one_over_k0 else None
+        ready = self._peaks_read_ahead(first, last) if normalized and mz and one_over_k0 and out is None else None
         if ready is not None:
             return ready
         scans = last - first
         if end is None and last == 0:
-            offsets, columns = separate(np.empty(0, np.uint32), 0, mz, one_over_k0)
+            offsets, columns = separate(np.empty(0, np.uint32), 0, mz, one_over_k0, out)
         else:
             offsets, columns = self._analysis._scan_reader.read(
-                self.id, first, last, normalized, lambda words: separate(words, scans, mz, one_over_k0))
+                self.id, first, last, normalized, lambda words: separate(words, scans, mz, one_over_k0, out))
         self._fill(columns, first, np.diff(offsets))
         return Peaks(self.id, first, offsets, columns.scan, columns.tof_index, columns.intensity, columns.mz,
                      columns.one_over_k0)

@@ -151,14 +151,30 @@ class Peaks:
         return with_nulls({name: values for name, values in columns.items() if values is not None}, kind)
 
 
+class PeakBuffer:
+    """Memory for peaks that is used again, which spares the system from finding and clearing new memory for each frame.
+
+    Pass it to `Frame.peaks` as ``out``. It grows when it has to.
+    """
+
+    def __init__(self) -> None:
+        self._block = np.empty(0, np.uint8)
+
+    def _take(self, size: int) -> np.ndarray:
+        if size > len(self._block):
+            self._block = np.empty(size + size // 4, np.uint8)
+        return self._block[:size]
+
+
 class Columns:
     """Arrays with one element per peak, in one block of memory: large blocks get pages that cost less.
 
     Floating-point columns that are not asked for are None.
     """
 
-    def __init__(self, peaks: int, mz: bool, one_over_k0: bool) -> None:
-        self._block = np.empty(peaks * (8 * (mz + one_over_k0) + 12), np.uint8)
+    def __init__(self, peaks: int, mz: bool, one_over_k0: bool, out: Optional[PeakBuffer]) -> None:
+        size = peaks * (8 * (mz + one_over_k0) + 12)
+        self._block = np.empty(size, np.uint8) if out is None else out._take(size)
         self._used = 0
         self.mz = self._column(peaks, np.float64) if mz else None
         self.one_over_k0 = self._column(peaks, np.float64) if one_over_k0 else None
@@ -171,12 +187,13 @@ class Columns:
         return self._block[begin:self._used].view(dtype)
 
 
-def separate(words: np.ndarray, scans: int, mz: bool, one_over_k0: bool) -> Tuple[np.ndarray, Columns]:
+def separate(words: np.ndarray, scans: int, mz: bool, one_over_k0: bool,
+             out: Optional[PeakBuffer]) -> Tuple[np.ndarray, Columns]:
     """Takes the library's result apart: where the peaks of each scan begin, their indices and intensities."""
     counts = words[:scans].astype(np.int64)
     offsets = np.zeros(scans + 1, np.int64)
     np.cumsum(counts, out=offsets[1:])
-    columns = Columns(int(offsets[-1]), mz, one_over_k0)
+    columns = Columns(int(offsets[-1]), mz, one_over_k0, out)
     fill = _copy_scans if offsets[-1] >= _PEAKS_PER_SCAN_WORTH_COPYING * scans else _pick_peaks
     fill(words, counts, offsets, columns)
     return offsets, columns

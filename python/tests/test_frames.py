@@ -71,6 +71,17 @@ def test_scans_fill_a_buffer_in_place(run):
             frame.scans(10, 30, out=refused)
 
 
+def test_peaks_in_a_buffer_that_is_used_again(simulated):
+    with kovadata.Analysis(simulated("dense")) as analysis:
+        buffer, memory = kovadata.PeakBuffer(), set()
+        for frame in list(analysis.frames()) + [analysis.frame(1)]:
+            peaks, expected = frame.peaks(out=buffer), frame.peaks()
+            for name in ("scan", "tof_index", "intensity", "mz", "one_over_k0"):
+                np.testing.assert_array_equal(getattr(peaks, name), getattr(expected, name))
+            memory.add(peaks.mz.ctypes.data)
+        assert len(memory) == 1
+
+
 @pytest.mark.parametrize("call, text", [
     (lambda run: run.frame(99), "CorruptFrameDataError for FrameId=99: Frame doesn't exist"),
     (lambda run: list(run.frames([1, 99])), "CorruptFrameDataError for FrameId=99: Frame doesn't exist"),
