@@ -161,6 +161,17 @@ def test_threads_take_turns_on_one_analysis(run):
     assert failures == []
 
 
+def test_a_signal_handler_may_read_what_the_thread_is_reading(run):
+    expected = run.frame(1).peaks()
+
+    def interrupted(words):
+        assert len(run.frame(2).peaks()) == run.frame(2).num_peaks
+        return words.copy()
+
+    words = run._scan_reader.read(1, 0, 200, True, interrupted)
+    assert (words == run._scan_reader.read(1, 0, 200, True, np.copy)).all() and len(words) == 200 + 2 * len(expected)
+
+
 def test_frames_read_ahead_are_the_same_in_the_same_order(run):
     plain = list(run.frames())
     for threads in (1, 3, 50):
@@ -196,9 +207,10 @@ def test_reading_ahead_ends_with_its_caller(run, small):
 
 def test_closing_while_a_call_is_under_way(simulated):
     analysis = kovadata.Analysis(simulated("run"))
-    with analysis._handle as handle:
+    with analysis._handle:
+        before = open_files(analysis.path)
         analysis.close()
-        assert analysis.closed and analysis._handle.function("has_recalibrated_state")(handle) == 0
+        assert analysis.closed and open_files(analysis.path) == before > 0
     with pytest.raises(ValueError, match="closed"):
         analysis.frame(1)
     assert open_files(analysis.path) == 0
