@@ -35,4 +35,12 @@ if(KOVADATA_BUILD_TOOLS)
   endif()
   install(TARGETS kova kova-simulate RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   install(TARGETS kova-states RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/kovadata COMPONENT tools)
+  install(DIRECTORY "${PROJECT_BINARY_DIR}/man/" DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools
+    FILES_MATCHING PATTERN "kova*.1")
+  install(FILES "${PROJECT_BINARY_DIR}/completions/kova.bash"
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME kova COMPONENT tools)
+  install(FILES "${PROJECT_BINARY_DIR}/completions/kova.zsh" DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions RENAME _kova
+    COMPONENT tools)
+  install(FILES "${PROJECT_BINARY_DIR}/completions/kova.fish" DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
+    COMPONENT tools)
 endif()

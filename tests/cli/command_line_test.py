@@ -5,7 +5,7 @@ import unittest
 
 from kova_testing import KOVA, KovaTest
 
-VERBS = ("info", "frames", "scans", "spectrum", "msms", "check")
+VERBS = ("info", "frames", "scans", "spectrum", "msms", "convert", "check", "plot", "completions")
 
 
 class Usage(KovaTest):
@@ -14,7 +14,7 @@ class Usage(KovaTest):
             ([], "a verb is required"),
             (["fly"], "unknown verb 'fly'"),
             (["--fast", "info"], "unknown option '--fast'"),
-            (["info"], "DIR is required"),
+            (["info"], "ANALYSIS is required"),
             (["info", "a", "b"], "not expected: b"),
             (["scans", "run.d"], "--frame is required"),
             (["scans", "run.d", "--frame", "one"], "--frame = one"),
@@ -23,6 +23,10 @@ class Usage(KovaTest):
             (["spectrum", "run.d", "--frame", "1", "--nonzero"], "--nonzero requires --profile"),
             (["msms", "run.d", "--frame", "1", "--precursor", "2"], "--precursor excludes --frame"),
             (["msms", "run.d", "--mgf", "out.mgf", "--json"], "--mgf excludes --json"),
+            (["convert", "run.d", "--from", "mz"], "--to is required"),
+            (["plot", "pie", "run.d"], "KIND: pie not in {"),
+            (["plot", "tic", "run.d", "--mz-range", "4", "x"], "'x' is not a number"),
+            (["completions", "csh"], "SHELL: csh not in {"),
         ] + [(["scans", "run.d", "--frame", "1", "--scans", scans], f"--scans: '{scans}'")
              for scans in ("", "x", "5:5", "7:3", "1:2:3", "-1:2", "0:4294967295", "1.5", "+1")]
         for arguments, text in cases:
@@ -34,11 +38,12 @@ class Usage(KovaTest):
                 verb = [word for word in arguments[:1] if word in VERBS]
                 self.assertEqual(err.splitlines()[-1], " ".join(["try: kova", *verb, "--help"]))
 
-    def test_every_help_has_examples(self):
+    def test_every_help_has_examples_and_tells_the_exit_status(self):
         for verb in ([], *([verb] for verb in VERBS)):
             with self.subTest(verb):
                 out = self.output(*verb, "--help")
-                self.assertIn("Examples:\n  kova " + "".join(verb), out)
+                self.assertRegex(out, r"(?s)\nExamples:\n  .*\bkova " + "".join(verb))
+                self.assertRegex(out, r"\nExit status:\n  0  success\n  1  \w.*\n  2  wrong usage\n")
                 self.assertLessEqual(max(map(len, out.splitlines())), 120)
 
     def test_version(self):
@@ -63,7 +68,8 @@ class Failures(KovaTest):
         }
         for path, (text, hint) in cases.items():
             with self.subTest(path):
-                for verb in (["info"], ["frames"], ["scans", "--frame", "1"], ["msms"], ["check", "--json"]):
+                for verb in (["info"], ["frames"], ["scans", "--frame", "1"], ["msms"], ["check", "--json"],
+                             ["convert", "--frame", "1", "--from", "mz", "--to", "index"]):
                     self.check_refused([*verb, path], text, hint)
 
     def check_refused(self, arguments, text, hint):

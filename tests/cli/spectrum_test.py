@@ -37,7 +37,8 @@ class Spectrum(KovaTest):
         self.assertEqual(self.output(*profile, "--nonzero", "--csv"),
                          "index,mz,intensity\n1,1e-06,7\n3,9e-06,4294967295\n")
         self.assertEqual(json.loads(self.output(*profile, "--nonzero", "--json")), {
-            "frame": 1, "kind": "profile", "index": [1, 3], "mz": [1e-6, 9e-6], "intensity": [7, 4294967295]})
+            "frame": 1, "kind": "profile", "index": [1, 3], "mz": [1e-6, 9e-6], "intensity": [7, 4294967295],
+            "width": None})
 
     def test_what_a_spectrum_does_not_have_is_left_empty(self):
         narrow = [line[:2] for line in LINES[:1]]

@@ -12,6 +12,9 @@ namespace {
 constexpr auto kRedrawInterval = std::chrono::milliseconds(100);
 constexpr std::size_t kBarWidth = 30;
 
+// There is one terminal, whoever draws on it.
+bool isDrawn = false;
+
 std::string duration(double seconds) {
     const auto whole = static_cast<long>(seconds + 0.5);
     char text[32];
@@ -21,15 +24,15 @@ std::string duration(double seconds) {
 
 }  // namespace
 
-Progress::Progress(std::uint64_t expectedTotal, std::string unit)
+Progress::Progress(std::uint64_t expectedTotal, std::string unit, bool isWanted)
     : total(std::max<std::uint64_t>(expectedTotal, 1)),
       unitName(std::move(unit)),
-      visible(isatty(STDERR_FILENO) == 1) {}
+      visible(isWanted && isatty(STDERR_FILENO) == 1) {}
 
 void Progress::advance(std::uint64_t steps) {
     done += steps;
     const Clock::time_point now = Clock::now();
-    if (visible && now - drawn >= kRedrawInterval) {
+    if (visible && (!drawn || now - *drawn >= kRedrawInterval)) {
         drawn = now;
         draw(now);
     }
@@ -37,7 +40,7 @@ void Progress::advance(std::uint64_t steps) {
 
 void Progress::draw(Clock::time_point now) {
     const double elapsed = std::chrono::duration<double>(now - start).count();
-    const double rate = static_cast<double>(done) / elapsed;
+    const double rate = elapsed > 0.0 ? static_cast<double>(done) / elapsed : 0.0;
     const double fraction = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
     std::string bar(static_cast<std::size_t>(fraction * kBarWidth), '#');
     bar.resize(kBarWidth, '.');
@@ -47,12 +50,20 @@ void Progress::draw(Clock::time_point now) {
                  100.0 * fraction, static_cast<unsigned long long>(done),
                  static_cast<unsigned long long>(total), unitName.c_str(), rate, left.c_str());
     std::fflush(stderr);
+    isDrawn = true;
 }
 
 void Progress::finish() {
     if (visible) {
-        std::fputs("\r\033[K", stderr);
+        makeRoomForMessage();
         visible = false;
+    }
+}
+
+void makeRoomForMessage() {
+    if (isDrawn) {
+        std::fputs("\r\033[K", stderr);
+        isDrawn = false;
     }
 }
 

@@ -2,15 +2,17 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace kova_tool_common {
 
-// A progress bar on standard error with rate and time left; silent when standard error is not a terminal.
+// A progress bar on standard error with rate and time left; silent when standard error is not a terminal, or
+// when nobody wants it.
 class Progress {
 public:
     // `unit` names what is counted, in the plural.
-    Progress(std::uint64_t expectedTotal, std::string unit);
+    Progress(std::uint64_t expectedTotal, std::string unit, bool isWanted = true);
     ~Progress() { finish(); }
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -30,7 +32,11 @@ private:
     std::string unitName;
     bool visible;
     Clock::time_point start = Clock::now();
-    Clock::time_point drawn = start;
+    std::optional<Clock::time_point> drawn;
 };
+
+// Clears the line of the bar, if one is drawn, for a message that is to stand there. The bar comes back with
+// its next step.
+void makeRoomForMessage();
 
 }  // namespace kova_tool_common

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "common/man_page.h"
 #include "common/progress.h"
 #include "kova-simulate/simulator.h"
 #include "kovadata/version.h"
@@ -66,7 +67,14 @@ void declare(CLI::App& app, Arguments& a) {
     app.add_flag("--force", a.force, "Replace an analysis that is already there");
     app.add_flag("--quiet", a.quiet, "Print nothing");
     app.set_version_flag("--version", "kova-simulate " KOVADATA_VERSION_STRING);
-    app.footer("Example:\n  kova-simulate run.d --frames 200 --peaks-per-frame 300000 --seed 7");
+    kova_tool_common::addManPages(app, {"kova-simulate", KOVADATA_VERSION_STRING});
+    app.footer(R"(Example:
+  kova-simulate run.d --frames 200 --peaks-per-frame 300000 --seed 7
+
+Exit status:
+  0  success
+  1  the analysis cannot be written
+  2  wrong usage)");
 }
 
 void complete(Arguments& a) {

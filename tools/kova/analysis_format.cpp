@@ -14,9 +14,14 @@ AnalysisFormat formatOf(const std::string& directory) {
                                                                               : AnalysisFormat::mobility;
 }
 
-std::string metadataName(AnalysisFormat format) {
-    return format == AnalysisFormat::mobility ? "analysis.kvd" : "analysis.kvs";
+const char* formatName(AnalysisFormat format) { return format == AnalysisFormat::mobility ? "kvd" : "kvs"; }
+
+FrameNouns nounsOf(AnalysisFormat format) {
+    return format == AnalysisFormat::mobility ? FrameNouns{"frame", "frames"}
+                                              : FrameNouns{"spectrum", "spectra"};
 }
+
+std::string metadataName(AnalysisFormat format) { return std::string("analysis.") + formatName(format); }
 
 std::string metadataPath(const std::string& directory, AnalysisFormat format) {
     return (std::filesystem::path(directory) / metadataName(format)).string();

@@ -11,6 +11,17 @@ enum class AnalysisFormat { mobility, spectra };
 // for the library to say.
 AnalysisFormat formatOf(const std::string& directory);
 
+// As the extension of its files.
+const char* formatName(AnalysisFormat format);
+
+// What the frames of a format are called.
+struct FrameNouns {
+    const char* one;
+    const char* many;
+};
+
+FrameNouns nounsOf(AnalysisFormat format);
+
 std::string metadataName(AnalysisFormat format);
 std::string metadataPath(const std::string& directory, AnalysisFormat format);
 

@@ -10,8 +10,10 @@
 namespace kova_tool {
 namespace {
 
-constexpr FormatCalls kMobilityCalls = {kova_open, kova_close, kova_get_last_error_string, kova_index_to_mz};
-constexpr FormatCalls kSpectraCalls = {kvs_open, kvs_close, kvs_get_last_error_string, kvs_index_to_mz};
+constexpr FormatCalls kMobilityCalls = {kova_open, kova_close, kova_get_last_error_string, kova_index_to_mz,
+                                        kova_mz_to_index};
+constexpr FormatCalls kSpectraCalls = {kvs_open, kvs_close, kvs_get_last_error_string, kvs_index_to_mz,
+                                       kvs_mz_to_index};
 
 }  // namespace
 

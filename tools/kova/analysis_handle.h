@@ -8,12 +8,16 @@
 
 namespace kova_tool {
 
+// Converts values of a frame.
+using Conversion = std::uint32_t (*)(std::uint64_t, std::int64_t, const double*, double*, std::uint32_t);
+
 // The library's calls that both formats have, each in its own family of functions.
 struct FormatCalls {
     std::uint64_t (*open)(const char*, std::uint32_t);
     void (*close)(std::uint64_t);
     std::uint32_t (*lastErrorString)(char*, std::uint32_t);
-    std::uint32_t (*indexToMz)(std::uint64_t, std::int64_t, const double*, double*, std::uint32_t);
+    Conversion indexToMz;
+    Conversion mzToIndex;
 };
 
 // An open analysis. Throws Failure with the library's text, and a hint where one is known, if it cannot be

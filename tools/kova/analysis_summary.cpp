@@ -4,9 +4,8 @@
 #include <filesystem>
 #include <system_error>
 
-#include "analysis_handle.h"
 #include "failure.h"
-#include "metadata_database.h"
+#include "open_analysis.h"
 #include "scan_reader.h"
 #include "state_access.h"
 
@@ -23,8 +22,7 @@ void summariseMetadata(AnalysisSummary& summary, const MetadataDatabase& databas
     summary.schemaMajor = database.globalNumber("SchemaVersionMajor");
     summary.schemaMinor = database.globalNumber("SchemaVersionMinor");
     summary.storageScheme = database.globalNumber("KovaCompressionType");
-    summary.indexBins =
-        summary.format == AnalysisFormat::mobility ? database.indexBins() : database.spectrumBins();
+    summary.indexBins = database.indexBins(summary.format);
     summary.massCalibrations = rowCount(database, "MzCalibration");
     summary.mobilityCalibrations = rowCount(database, "KovaCalibration");
 }
@@ -109,19 +107,18 @@ AnalysisSummary summarise(const std::string& directory, const CalibrationChoice&
     AnalysisSummary summary;
     summary.directory = directory;
     summary.format = formatOf(directory);
-    const AnalysisHandle analysis(directory, summary.format, calibration);
-    const MetadataDatabase database(metadataPath(directory, summary.format));
-    const std::vector<FrameRow> frames = readFrameTable(database);
-    summariseMetadata(summary, database);
+    const OpenAnalysis analysis(directory, summary.format, calibration);
+    const std::vector<FrameRow> frames = readFrameTable(analysis.metadata);
+    summariseMetadata(summary, analysis.metadata);
     summariseFrames(summary, frames);
     if (summary.format == AnalysisFormat::mobility) {
-        summary.scans = countScans(analysis, frames);
+        summary.scans = countScans(analysis.handle, frames);
     } else {
-        summary.spectra = spectrumParts(database);
+        summary.spectra = spectrumParts(analysis.metadata);
     }
     summariseRecalibration(summary);
     if (!calibration.isAcquisition()) {
-        summary.stateInUse = keyOfStateInUse(summary.format, analysis.get());
+        summary.stateInUse = keyOfStateInUse(summary.format, analysis.handle.get());
     }
     summary.files = fileSizes(directory, metadataName(summary.format));
     return summary;

@@ -1,35 +1,43 @@
 #include "check_report.h"
 
-#include <zlib.h>
+#include "report.h"
 
 namespace kova_tool {
-
-std::uint32_t crc32Of(std::uint32_t crc, std::span<const std::byte> bytes) {
-    // zlib takes a null pointer for the wish to start anew.
-    if (bytes.empty()) {
-        return crc;
-    }
-    return static_cast<std::uint32_t>(
-        crc32_z(crc, reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()));
-}
-
 namespace {
 
 using Json = nlohmann::ordered_json;
-using Numbers = std::span<const CheckedNumber>;
 
-Json toJson(const std::string& directory, const CheckTally& tally, const CheckedNouns& nouns,
-            Numbers numbers) {
+// One number of the report, under its names in JSON and in text.
+struct CheckedNumber {
+    AnalysisFormat format;
+    const char* key;
+    const char* name;
+    std::uint64_t CheckTally::*value;
+};
+
+constexpr CheckedNumber kNumbers[] = {
+    {AnalysisFormat::mobility, "scans", "Scans", &CheckTally::scans},
+    {AnalysisFormat::mobility, "peaks", "Peaks", &CheckTally::peaks},
+    {AnalysisFormat::mobility, "intensity_sum", "Intensity sum", &CheckTally::intensitySum},
+    {AnalysisFormat::mobility, "crc32_raw", "CRC-32", &CheckTally::crcRaw},
+    {AnalysisFormat::spectra, "lines", "Lines", &CheckTally::lines},
+    {AnalysisFormat::spectra, "profile_points", "Profile points", &CheckTally::profilePoints},
+    {AnalysisFormat::spectra, "profile_sum", "Profile sum", &CheckTally::profileSum},
+    {AnalysisFormat::spectra, "crc32_lines", "CRC-32 of lines", &CheckTally::crcLines},
+    {AnalysisFormat::spectra, "crc32_profiles", "CRC-32 of profiles", &CheckTally::crcProfiles}};
+
+Json toJson(const std::string& directory, AnalysisFormat format, const CheckTally& tally) {
     Json badFrames = Json::array();
     for (const BadFrame& frame : tally.badFrames) {
         badFrames.push_back({{"id", frame.id}, {"error", frame.text}});
     }
     Json json = {{"analysis", directory},
+                 {"format", formatName(format)},
                  {"ok", badFrames.empty()},
-                 {nouns.many, tally.frames()},
-                 {std::string("bad_") + nouns.many, badFrames}};
-    for (const CheckedNumber& number : numbers) {
-        json[number.key] = number.value;
+                 {"frames", tally.frames},
+                 {"bad_frames", badFrames}};
+    for (const CheckedNumber& number : kNumbers) {
+        json[number.key] = number.format == format ? Json(tally.*number.value) : Json();
     }
     json["result_bytes"] = tally.bytes;
     json["seconds"] = tally.seconds();
@@ -42,15 +50,18 @@ std::string capitalised(std::string text) {
     return text;
 }
 
-void printText(const CheckTally& tally, const CheckedNouns& nouns, Numbers numbers, OutputBuffer& out) {
+void printText(AnalysisFormat format, const CheckTally& tally, OutputBuffer& out) {
+    const FrameNouns nouns = nounsOf(format);
     for (const BadFrame& frame : tally.badFrames) {
         out << nouns.one << ' ' << NumberText(frame.id) << ": " << frame.text << '\n';
     }
     const std::string bad =
         tally.badFrames.empty() ? "" : ", " + std::to_string(tally.badFrames.size()) + " bad";
-    writeEntry(out, capitalised(nouns.many), std::to_string(tally.frames()) + bad);
-    for (const CheckedNumber& number : numbers) {
-        writeEntry(out, number.name, std::to_string(number.value));
+    writeEntry(out, capitalised(nouns.many), std::to_string(tally.frames) + bad);
+    for (const CheckedNumber& number : kNumbers) {
+        if (number.format == format) {
+            writeEntry(out, number.name, std::to_string(tally.*number.value));
+        }
     }
     writeEntry(out, "Read",
                byteText(tally.bytes) + " in " + std::string(NumberText(tally.seconds(), 3).view()) + " s, " +
@@ -60,16 +71,14 @@ void printText(const CheckTally& tally, const CheckedNouns& nouns, Numbers numbe
 
 }  // namespace
 
-int writeReport(const CommonOptions& options, const CheckTally& tally, const CheckedNouns& nouns,
-                Numbers numbers) {
+void writeCheckReport(const CommonOptions& options, AnalysisFormat format, const CheckTally& tally) {
     OutputBuffer out;
     if (options.json) {
-        writeJson(out, toJson(options.directory, tally, nouns, numbers));
+        writeJson(out, toJson(options.directory, format, tally));
     } else {
-        printText(tally, nouns, numbers, out);
+        printText(format, tally, out);
     }
     out.flush();
-    return tally.badFrames.empty() ? kExitOk : kExitFailure;
 }
 
 }  // namespace kova_tool

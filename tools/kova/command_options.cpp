@@ -1,5 +1,9 @@
 #include "command_options.h"
 
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+
 namespace kova_tool {
 
 OutputFormat CommonOptions::format() const {
@@ -9,8 +13,12 @@ OutputFormat CommonOptions::format() const {
     return csv ? OutputFormat::csv : OutputFormat::text;
 }
 
-void addDirectory(CLI::App& verb, CommonOptions& options) {
-    verb.add_option("DIR", options.directory,
+bool CommonOptions::showsProgressBesideOutput() const {
+    return showsProgress() && isatty(STDOUT_FILENO) == 0;
+}
+
+void addAnalysis(CLI::App& verb, CommonOptions& options) {
+    verb.add_option("ANALYSIS", options.directory,
                     "directory of the analysis (holds analysis.kvd or analysis.kvs)")
         ->required()
         ->type_name("");
@@ -33,6 +41,15 @@ void addCalibration(CLI::App& verb, CommonOptions& options) {
                     "lastIncomplete:SOURCE or uuid:KEY (`kova info` lists them)")
         ->type_name("MODE")
         ->excludes(newest);
+}
+
+void restrictTo(CLI::Option& option, const std::vector<std::string>& words) {
+    option.check(CLI::IsMember(words).description(""))->type_name("{" + CLI::detail::join(words) + "}");
+}
+
+void addQuiet(CLI::App& verb, CommonOptions& options) {
+    verb.add_flag("--quiet", options.quiet,
+                  "show no progress; none is shown either when standard error is not a terminal");
 }
 
 }  // namespace kova_tool

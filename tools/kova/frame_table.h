@@ -9,7 +9,7 @@
 
 namespace kova_tool {
 
-// What the metadata say about one frame. Only the id is always there.
+// What is known about one frame, from the metadata and by counting. Only the id is always there.
 struct FrameRow {
     std::int64_t id = 0;
     std::optional<double> time;
@@ -18,6 +18,8 @@ struct FrameRow {
     std::optional<std::uint32_t> scans;
     std::optional<std::uint64_t> peaks;
     std::optional<std::uint64_t> intensitySum;
+    std::optional<std::uint64_t> lines;          // counted, without mobility
+    std::optional<std::uint64_t> profilePoints;  // counted, without mobility
 };
 
 // All frames in ascending order of id.

@@ -6,7 +6,9 @@
 #include <exception>
 #include <string>
 
+#include "common/man_page.h"
 #include "failure.h"
+#include "message.h"
 #include "state_access.h"
 #include "verbs.h"
 
@@ -14,26 +16,38 @@ namespace {
 
 using namespace kova_tool;
 
-constexpr const char* kExamples =
-    "Examples:\n"
-    "  kova info run.d                          what the analysis holds\n"
-    "  kova frames run.d --csv > frames.csv     one line per frame\n"
-    "  kova scans run.d --frame 3 --scans 0:10  the peaks of ten scans\n"
-    "  kova spectrum run.d --frame 3            the lines of a spectrum, without ion mobility\n"
-    "  kova msms run.d --mgf run.mgf            export the MS/MS spectra of precursors\n"
-    "  kova check run.d                         read everything, report damage\n"
-    "\n"
-    "Exit status: 0 success, 1 failure, 2 wrong usage. `kova VERB --help` tells more about a verb.\n";
+constexpr HelpText kHelp = {
+    R"(`kova VERB --help` tells more about a verb. Numbers in CSV and JSON are exact: they read back as the same
+numbers. Progress is shown on standard error if that is a terminal.
+
+Environment:
+  KOVADATA_LOG_LEVEL  trace, debug, info, warning, error or critical: switches logging on
+  KOVADATA_PYTHON     interpreter for `kova plot`, python3 by default
+)",
+    R"(  kova info run.d                          what the analysis holds
+  kova frames run.d --csv > frames.csv     one line per frame
+  kova scans run.d --frame 3 --scans 0:10  the peaks of ten scans
+  kova spectrum run.d --frame 3            the lines of a spectrum, without ion mobility
+  kova msms run.d --mgf run.mgf            export the MS/MS spectra of precursors
+  kova convert run.d --frame 3 --from index --to mz 100000
+  kova check run.d                         read everything, report damage
+  kova plot heatmap run.d --frame 3        show a frame
+)",
+    "failure, told on standard error; for check and frames also damage that was found"};
+
+const kova_tool_common::ManPageSource kManPages = {"kova", KOVADATA_VERSION_STRING};
 
 void describe(CLI::App& app) {
     app.name("kova");
     app.description("Shows what ion-mobility time-of-flight analyses hold.");
     app.set_version_flag("--version", "kova " KOVADATA_VERSION_STRING, "print the version and exit");
     app.set_help_flag("-h,--help", "print this help and exit");
-    app.footer(kExamples);
+    app.footer(footerOf(kHelp));
     app.get_formatter()->label("SUBCOMMAND", "VERB");
     app.get_formatter()->label("REQUIRED", "(required)");
     app.get_formatter()->label("Excludes", "not with");
+    app.get_formatter()->label("Needs", "only with");
+    kova_tool_common::addManPages(app, kManPages);
 }
 
 void addVerbs(CLI::App& app, Action& action) {
@@ -42,7 +56,10 @@ void addVerbs(CLI::App& app, Action& action) {
     addScans(app, action);
     addSpectrum(app, action);
     addMsms(app, action);
+    addConvert(app, action);
     addCheck(app, action);
+    addPlot(app, action);
+    addCompletions(app, action);
     for (CLI::App* verb : app.get_subcommands([](CLI::App*) { return true; })) {
         verb->group("Verbs");
     }
@@ -55,7 +72,8 @@ void checkVerb(const CLI::App& app, int argc, char** argv) {
         throw UsageError("a verb is required");
     }
     const std::string first = argv[1];
-    if (first.starts_with('-') && first != "-h" && first != "--help" && first != "--version") {
+    if (first.starts_with('-') && first != "-h" && first != "--help" && first != "--version" &&
+        first != "--man-pages") {
         throw UsageError("unknown option '" + first + "'");
     }
     if (!first.starts_with('-') &&
@@ -75,7 +93,7 @@ std::string verbNames(const CLI::App& app) {
 int reportUsage(const CLI::App& app, const std::string& text) {
     const auto verbs = app.get_subcommands();
     const std::string command = verbs.empty() ? "kova" : "kova " + verbs.front()->get_name();
-    std::fprintf(stderr, "kova: %s\n", text.c_str());
+    tell(text);
     if (verbs.empty()) {
         std::fprintf(stderr, "verbs: %s\n", verbNames(app).c_str());
     }
@@ -89,12 +107,12 @@ int runAction(const CLI::App& app, const Action& action) {
     } catch (const UsageError& error) {
         return reportUsage(app, error.what());
     } catch (const Failure& failure) {
-        std::fprintf(stderr, "kova: %s\n", failure.what());
+        tell(failure.what());
         if (!failure.hint.empty()) {
             std::fprintf(stderr, "hint: %s\n", failure.hint.c_str());
         }
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "kova: %s\n", error.what());
+        tell(error.what());
     }
     return kExitFailure;
 }

@@ -88,16 +88,13 @@ std::int64_t MetadataDatabase::globalNumber(const std::string& key) const {
     return number;
 }
 
-// Defined as a product of 32 bits.
-std::uint32_t MetadataDatabase::indexBins() const {
-    return static_cast<std::uint32_t>(globalNumber("DigitizerNumSamples")) *
-           static_cast<std::uint32_t>(globalNumber("PeakListIndexScaleFactor"));
-}
-
-std::uint32_t MetadataDatabase::spectrumBins() const {
-    return globalMetadatum("PeakListIndexScaleFactor")
-               ? indexBins()
-               : static_cast<std::uint32_t>(globalNumber("DigitizerNumSamples"));
+// Defined as a product of 32 bits. Without mobility the scale factor may be missing.
+std::uint32_t MetadataDatabase::indexBins(AnalysisFormat format) const {
+    const auto samples = static_cast<std::uint32_t>(globalNumber("DigitizerNumSamples"));
+    const bool isScaled =
+        format == AnalysisFormat::mobility || globalMetadatum("PeakListIndexScaleFactor").has_value();
+    return isScaled ? samples * static_cast<std::uint32_t>(globalNumber("PeakListIndexScaleFactor"))
+                    : samples;
 }
 
 }  // namespace kova_tool

@@ -8,6 +8,8 @@
 #include <set>
 #include <string>
 
+#include "analysis_format.h"
+
 namespace kova_tool {
 
 // One row at a time of a query's result. Values of a type other than the wanted one read as absent.
@@ -44,9 +46,7 @@ public:
     std::int64_t globalNumber(const std::string& key) const;
 
     // Number of time-of-flight indices that a peak can have.
-    std::uint32_t indexBins() const;
-    // The same for spectra without mobility, where the scale factor may be missing.
-    std::uint32_t spectrumBins() const;
+    std::uint32_t indexBins(AnalysisFormat format) const;
 
 private:
     struct Closer {

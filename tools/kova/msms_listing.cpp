@@ -6,6 +6,8 @@
 #include <span>
 #include <string>
 
+#include "json_object.h"
+
 namespace kova_tool {
 namespace {
 
@@ -44,19 +46,6 @@ std::string peaksText(const MsmsSpectrum& spectrum, std::size_t count, OutputFor
         text += NumberText::withoutExponent(spectrum.intensities[peak]).view();
     }
     return text;
-}
-
-void writeMember(OutputBuffer& out, std::string_view name, const std::optional<double>& value) {
-    out << ",\"" << name << "\":";
-    if (value) {
-        writeJsonNumber(out, *value);
-    } else {
-        out << "null";
-    }
-}
-
-void writeMember(OutputBuffer& out, std::string_view name, const std::optional<std::int64_t>& value) {
-    out << ",\"" << name << "\":" << (value ? NumberText(*value).view() : std::string_view("null"));
 }
 
 }  // namespace
@@ -141,23 +130,21 @@ void MsmsListing::addPeaks(const MsmsSpectrum& spectrum) {
 
 void MsmsListing::addJson(const MsmsSpectrum& spectrum, std::optional<double> oneOverK0) {
     const PrecursorRow& precursor = spectrum.precursor;
-    out << (hasObjects ? ",\n" : "\n") << "{\"precursor\":" << NumberText(precursor.id);
-    writeMember(out, "frame", precursor.parent);
-    writeMember(out, "mz", precursor.mz);
-    writeMember(out, "charge", precursor.charge);
-    writeMember(out, "intensity", precursor.intensity);
-    writeMember(out, "one_over_k0", oneOverK0);
-    writeMember(out, "time", precursor.time);
-    out << ",\n ";
-    if (spectrum.bins > 0) {
-        out << "\"bins\":" << NumberText(spectrum.bins) << ',';
-        writeJsonArray(out, "peak_index", spectrum.indices);
-        out << ',';
-    }
-    writeJsonArray(out, "peak_mz", spectrum.mz);
-    out << ',';
-    writeJsonArray(out, "peak_intensity", spectrum.intensities);
-    out << '}';
+    out << (hasObjects ? ",\n" : "\n");
+    JsonObject object(out);
+    object.member("precursor", Cell(precursor.id));
+    object.member("frame", cell(precursor.parent));
+    object.member("mz", cell(precursor.mz));
+    object.member("charge", cell(precursor.charge));
+    object.member("intensity", cell(precursor.intensity));
+    object.member("one_over_k0", cell(oneOverK0));
+    object.member("time", cell(precursor.time));
+    object.breakLine();
+    object.member("bins", cell(spectrum.bins));
+    object.array("peak_index", spectrum.bins ? std::optional(std::span(spectrum.indices)) : std::nullopt);
+    object.array("peak_mz", spectrum.mz);
+    object.array("peak_intensity", spectrum.intensities);
+    object.end();
     hasObjects = true;
 }
 

@@ -4,9 +4,9 @@
 #include <optional>
 #include <vector>
 
-#include "command_options.h"
 #include "msms_reader.h"
 #include "output_buffer.h"
+#include "output_format.h"
 #include "table_writer.h"
 
 namespace kova_tool {

@@ -105,7 +105,7 @@ bool MsmsReader::receiveLines(Call& call, std::int64_t id, std::span<const doubl
 bool MsmsReader::receiveProfile(Call& call, std::int64_t id, std::span<const std::int32_t> bins) {
     MsmsSpectrum spectrum{rowOf(call.rows, id)};
     spectrum.bins = static_cast<std::uint32_t>(bins.size());
-    for (std::uint32_t i = 0; i < spectrum.bins; ++i) {
+    for (std::uint32_t i = 0; i < bins.size(); ++i) {
         if (bins[i] != 0) {
             spectrum.indices.push_back(i);
             spectrum.intensities.push_back(bins[i]);

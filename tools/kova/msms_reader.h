@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -17,7 +18,7 @@ struct MsmsSpectrum {
     std::vector<double> mz = {};
     std::vector<double> intensities = {};
     std::vector<std::uint32_t> indices = {};  // of a profile
-    std::uint32_t bins = 0;                   // of a profile, those with 0 included
+    std::optional<std::uint32_t> bins = {};   // of a profile, those with 0 included
 };
 
 // Reads MS/MS spectra, all in one call of the library, and hands them out in the order in which they are

@@ -2,7 +2,7 @@
 
 #include <kovadata/kova.h>
 
-#include <cstdio>
+#include "message.h"
 
 namespace kova_tool {
 namespace {
@@ -39,7 +39,7 @@ bool PhysicalUnits::scanToOneOverK0(std::int64_t frame, std::vector<double>& val
 bool PhysicalUnits::noteFailure() {
     const std::string text = analysis.lastError();
     if (!meansNoCalibration(text) && notedTexts.insert(text).second) {
-        std::fprintf(stderr, "kova: %s\n", text.c_str());
+        tell(text);
     }
     return false;
 }

@@ -45,8 +45,11 @@ LineSpectrum SpectrumReader::readLines(std::int64_t spectrum) {
     for (;;) {
         const std::size_t count = checkedCount(analysis, [&] { return callLines(spectrum); });
         if (count <= positions.size()) {
-            return {std::span(positions).first(count), std::span(intensities).first(count),
-                    std::span(widths).first(parts.widths ? count : 0)};
+            LineSpectrum lines{std::span(positions).first(count), std::span(intensities).first(count), {}};
+            if (parts.widths) {
+                lines.widths = std::span(widths).first(count);
+            }
+            return lines;
         }
         positions.resize(count);
         intensities.resize(count);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -23,7 +24,7 @@ SpectrumParts spectrumParts(const MetadataDatabase& database);
 struct LineSpectrum {
     std::span<const double> positions;
     std::span<const float> intensities;
-    std::span<const float> widths;  // empty if the analysis has none
+    std::optional<std::span<const float>> widths;  // if the analysis has them
 };
 
 // Reads spectra into buffers that grow to the largest one. Failures of the library are thrown as Failure.

@@ -1,17 +1,12 @@
 #include "table_writer.h"
 
-#include <nlohmann/json.hpp>
 #include <string>
+
+#include "json_object.h"
+#include "overloaded.h"
 
 namespace kova_tool {
 namespace {
-
-template <class... Visitors>
-struct Overloaded : Visitors... {
-    using Visitors::operator()...;
-};
-template <class... Visitors>
-Overloaded(Visitors...) -> Overloaded<Visitors...>;
 
 std::string csvString(std::string_view text) {
     if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
@@ -25,10 +20,6 @@ std::string csvString(std::string_view text) {
 }
 
 }  // namespace
-
-std::string jsonString(std::string_view text) {
-    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-}
 
 TableWriter::TableWriter(OutputBuffer& output, OutputFormat outputFormat,
                          std::span<const Column> tableColumns)
@@ -65,6 +56,9 @@ void TableWriter::end() {
 }
 
 void TableWriter::textField(std::string_view text, const Column& column) {
+    if (!column.inText) {
+        return;
+    }
     // Two blanks between columns, none before the first; one is left where a text is too wide.
     const std::size_t width = column.width + (&column == columns.data() ? 0 : 2);
     const std::size_t blanks = text.size() < width ? width - text.size() : 1;
@@ -100,16 +94,12 @@ void TableWriter::csvRow(std::span<const Cell> cells) {
 }
 
 void TableWriter::jsonRow(std::span<const Cell> cells) {
-    out << (hasRows ? ",\n {" : "\n {");
+    out << (hasRows ? ",\n " : "\n ");
+    JsonObject object(out);
     for (std::size_t i = 0; i < cells.size(); ++i) {
-        out << (i > 0 ? "," : "") << '"' << columns[i].name << "\":";
-        std::visit(Overloaded{[&](std::monostate) { out << "null"; },
-                              [&](std::floating_point auto value) { writeJsonNumber(out, value); },
-                              [&](std::integral auto value) { out << NumberText(value); },
-                              [&](std::string_view value) { out << jsonString(value); }},
-                   cells[i]);
+        object.member(columns[i].name, cells[i]);
     }
-    out << '}';
+    object.end();
 }
 
 }  // namespace kova_tool

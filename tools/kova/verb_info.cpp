@@ -14,12 +14,16 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr const char* kExamples =
-    "Examples:\n"
-    "  kova info run.d\n"
-    "  kova info run.d --json | jq .frames.count\n"
-    "  kova info run.d --recalibrated         which re-calibrated state would be used?\n"
-    "  kova info run.d --calibration first    the same for the oldest one\n";
+constexpr HelpText kHelp = {
+    R"(What is told comes from the metadata; no frame is read, unless the metadata do not state the number of
+scans of the first one.
+)",
+    R"(  kova info run.d
+  kova info run.d --json | jq .frames.count
+  kova info run.d --recalibrated         which re-calibrated state would be used?
+  kova info run.d --calibration first    the same for the oldest one
+)",
+    "the analysis cannot be opened, or has no such re-calibrated state"};
 
 template <class Value>
 Json orNull(const std::optional<Value>& value) {
@@ -69,7 +73,7 @@ Json statesToJson(const std::optional<std::vector<RecalibratedState>>& states) {
 Json toJson(const AnalysisSummary& summary) {
     return {
         {"analysis", summary.directory},
-        {"format", summary.format == AnalysisFormat::mobility ? "kvd" : "kvs"},
+        {"format", formatName(summary.format)},
         {"schema_version", {{"major", summary.schemaMajor}, {"minor", summary.schemaMinor}}},
         {"storage_scheme", summary.storageScheme},
         {"frames",
@@ -223,13 +227,11 @@ int runInfo(const CommonOptions& options) {
 }  // namespace
 
 void addInfo(CLI::App& app, Action& action) {
-    CLI::App* verb = app.add_subcommand("info", "Tells what an analysis holds");
-    verb->footer(kExamples);
-    auto options = std::make_shared<CommonOptions>();
-    addDirectory(*verb, *options);
-    addJson(*verb, *options);
-    addCalibration(*verb, *options);
-    verb->callback([options, &action] { action = [options] { return runInfo(*options); }; });
+    Verb<CommonOptions> verb(app, action, "info", "Tells what an analysis holds", kHelp);
+    addAnalysis(verb.arguments(), verb.options());
+    addJson(verb.arguments(), verb.options());
+    addCalibration(verb.arguments(), verb.options());
+    verb.runs(runInfo);
 }
 
 }  // namespace kova_tool

@@ -1,20 +1,17 @@
-#include <unistd.h>
-
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "analysis_handle.h"
 #include "command_options.h"
 #include "common/progress.h"
 #include "failure.h"
-#include "metadata_database.h"
+#include "message.h"
 #include "mgf_file.h"
 #include "msms_listing.h"
 #include "msms_reader.h"
+#include "open_analysis.h"
 #include "physical_units.h"
 #include "precursor_table.h"
 #include "verbs.h"
@@ -22,18 +19,18 @@
 namespace kova_tool {
 namespace {
 
-constexpr const char* kNotes =
-    "For analyses in which precursors were selected and fragmented. The scans of all frames that fragment a\n"
-    "precursor are summed up; its peaks are those of the sum. With --profile the indices of the sum that "
-    "have\n"
-    "an intensity stand in place of the peaks. m/z, charge, intensity and retention time of a precursor are\n"
-    "shown where the metadata state them.\n"
-    "\n"
-    "Examples:\n"
-    "  kova msms run.d                                  all precursors, with their strongest peaks\n"
-    "  kova msms run.d --precursor 12 --peaks           the spectrum of one\n"
-    "  kova msms run.d --frame 1 --json                 those selected in one MS1 frame\n"
-    "  kova msms run.d --mgf run.mgf                    export for search programs\n";
+constexpr HelpText kHelp = {
+    R"(For analyses in which precursors were selected and fragmented. The scans of all frames that fragment a
+precursor are summed up; its peaks are those of the sum. With --profile the indices of the sum that have
+an intensity stand in place of the peaks. m/z, charge, intensity and retention time of a precursor are
+shown where the metadata state them.
+)",
+    R"(  kova msms run.d                                  all precursors, with their strongest peaks
+  kova msms run.d --precursor 12 --peaks           the spectrum of one
+  kova msms run.d --frame 1 --json                 those selected in one MS1 frame
+  kova msms run.d --mgf run.mgf                    export for search programs
+)",
+    "the spectra cannot all be read, or a precursor that was named has none"};
 
 constexpr std::size_t kShownPeaks = 5;
 
@@ -121,9 +118,8 @@ public:
     explicit MsmsPrinter(const MsmsOptions& verbOptions)
         : options(verbOptions),
           analysis(options.directory, AnalysisFormat::mobility, options.calibration),
-          rows(readPrecursors(MetadataDatabase(metadataPath(options.directory, AnalysisFormat::mobility)),
-                              options.selection)),
-          units(analysis) {}
+          rows(readPrecursors(analysis.metadata, options.selection)),
+          units(analysis.handle) {}
 
     int run() {
         const std::unique_ptr<MsmsOutput> output = makeOutput(options);
@@ -143,24 +139,19 @@ public:
     }
 
 private:
-    // A progress bar would stand in the middle of a list that goes to the same terminal.
-    bool isQuietOnTerminal() const {
-        return (options.mgf && *options.mgf != "-") || isatty(STDOUT_FILENO) == 0;
+    bool showsProgress() const {
+        return options.mgf && *options.mgf != "-" ? options.showsProgress()
+                                                  : options.showsProgressBesideOutput();
     }
 
     // false: nobody reads any more.
     bool readInto(MsmsOutput& output) {
-        std::optional<kova_tool_common::Progress> progress;
-        if (isQuietOnTerminal()) {
-            progress.emplace(rows.size(), "precursors");
-        }
+        kova_tool_common::Progress progress(rows.size(), "precursors", showsProgress());
         bool isOpen = true;
-        MsmsReader(analysis, options.profile)
+        MsmsReader(analysis.handle, options.profile)
             .read(options.selection, rows, [&](const MsmsSpectrum& spectrum) {
                 isOpen = add(output, spectrum);
-                if (progress) {
-                    progress->advance(1);
-                }
+                progress.advance();
                 return isOpen;
             });
         return isOpen;
@@ -187,20 +178,18 @@ private:
         bool isAnyMissing = false;
         for (const std::int64_t id : std::set(options.selection.ids.begin(), options.selection.ids.end())) {
             if (!seen.contains(id)) {
-                std::fprintf(stderr, "kova: precursor %lld has no MS/MS spectrum\n",
-                             static_cast<long long>(id));
+                tell("precursor " + std::to_string(id) + " has no MS/MS spectrum");
                 isAnyMissing = true;
             }
         }
         if (options.selection.frame && rows.empty()) {
-            std::fprintf(stderr, "kova: no precursor was selected in frame %lld\n",
-                         static_cast<long long>(*options.selection.frame));
+            tell("no precursor was selected in frame " + std::to_string(*options.selection.frame));
         }
         return isAnyMissing;
     }
 
     const MsmsOptions& options;
-    AnalysisHandle analysis;
+    OpenAnalysis analysis;
     std::vector<PrecursorRow> rows;
     PhysicalUnits units;
     std::set<std::int64_t> seen;
@@ -209,29 +198,31 @@ private:
 }  // namespace
 
 void addMsms(CLI::App& app, Action& action) {
-    CLI::App* verb = app.add_subcommand("msms", "Lists or exports the MS/MS spectra of precursors");
-    verb->footer(kNotes);
-    auto options = std::make_shared<MsmsOptions>();
-    addDirectory(*verb, *options);
+    Verb<MsmsOptions> verb(app, action, "msms", "Lists or exports the MS/MS spectra of precursors", kHelp);
+    CLI::App& arguments = verb.arguments();
+    MsmsOptions& options = verb.options();
+    addAnalysis(arguments, options);
     CLI::Option* precursors =
-        verb->add_option("--precursor", options->selection.ids, "ids of precursors, all by default")
+        arguments.add_option("--precursor", options.selection.ids, "ids of precursors, all by default")
             ->type_name("ID");
-    verb->add_option("--frame", options->selection.frame, "id of an MS1 frame: the precursors selected in it")
+    arguments
+        .add_option("--frame", options.selection.frame, "id of an MS1 frame: the precursors selected in it")
         ->type_name("ID")
         ->excludes(precursors);
-    verb->add_flag("--profile", options->profile, "profiles instead of peaks");
+    arguments.add_flag("--profile", options.profile, "profiles instead of peaks");
     CLI::Option* peaks =
-        verb->add_flag("--peaks", options->peaks, "one line per peak instead of one per precursor");
-    verb->add_option("--top", options->top, "no more than the N strongest peaks of each (5 in the list)")
+        arguments.add_flag("--peaks", options.peaks, "one line per peak instead of one per precursor");
+    arguments.add_option("--top", options.top, "no more than the N strongest peaks of each (5 in the list)")
         ->type_name("N");
     CLI::Option* mgf =
-        verb->add_option("--mgf", options->mgf, "write Mascot Generic Format to a file, or to -")
+        arguments.add_option("--mgf", options.mgf, "write Mascot Generic Format to a file, or to -")
             ->type_name("FILE")
             ->excludes(peaks);
-    addCsvAndJson(*verb, *options);
+    addCsvAndJson(arguments, options);
     mgf->excludes("--csv")->excludes("--json");
-    addCalibration(*verb, *options);
-    verb->callback([options, &action] { action = [options] { return MsmsPrinter(*options).run(); }; });
+    addCalibration(arguments, options);
+    addQuiet(arguments, options);
+    verb.runs([](const MsmsOptions& o) { return MsmsPrinter(o).run(); });
 }
 
 }  // namespace kova_tool

@@ -9,11 +9,11 @@
 #include <utility>
 #include <vector>
 
-#include "analysis_handle.h"
 #include "command_options.h"
 #include "failure.h"
 #include "frame_table.h"
-#include "metadata_database.h"
+#include "json_object.h"
+#include "open_analysis.h"
 #include "physical_units.h"
 #include "scan_range.h"
 #include "scan_reader.h"
@@ -23,15 +23,16 @@
 namespace kova_tool {
 namespace {
 
-constexpr const char* kNotes =
-    "A range a:b means the scans from a up to, not including, b; either end may be left out, and a single\n"
-    "number means one scan. Intensities are normalised as the analysis asks for, unless --raw is given.\n"
-    "The columns m/z and 1/K0 are empty where a frame has no such calibration.\n"
-    "\n"
-    "Examples:\n"
-    "  kova scans run.d --frame 3\n"
-    "  kova scans run.d --frame 3 --scans 100:110 --csv > peaks.csv\n"
-    "  kova scans run.d --frame 3 --scans 250 --raw\n";
+constexpr HelpText kHelp = {
+    R"(A range a:b means the scans from a up to, not including, b; either end may be left out, and a single
+number means one scan. Intensities are normalised as the analysis asks for, unless --raw is given.
+The columns m/z and 1/K0 are empty where a frame has no such calibration.
+)",
+    R"(  kova scans run.d --frame 3
+  kova scans run.d --frame 3 --scans 100:110 --csv > peaks.csv
+  kova scans run.d --frame 3 --scans 250 --raw
+)",
+    "the scans cannot be read"};
 
 constexpr std::array<Column, 5> kColumns = {{{"scan", "scan", 6},
                                              {"index", "index", 9},
@@ -92,57 +93,55 @@ void writeTable(const Peaks& peaks, OutputFormat format, OutputBuffer& out) {
     table.end();
 }
 
-// One object per scan with arrays, a third of the size of one object per peak.
+// Objects with arrays, a third of the size of one object per peak.
 void writeJsonScans(const Peaks& peaks, OutputBuffer& out) {
     std::size_t peak = 0;
-    bool isFirst = true;
+    std::size_t number = 0;
     peaks.data.forEachScan([&](std::uint32_t scan, auto indices, auto intensities) {
-        out << (isFirst ? "\n" : ",\n") << "{\"scan\":" << NumberText(scan) << ",\"one_over_k0\":";
-        if (peaks.oneOverK0) {
-            writeJsonNumber(out, (*peaks.oneOverK0)[scan - peaks.data.firstScan()]);
-        } else {
-            out << "null";
-        }
-        out << ',';
-        writeJsonArray(out, "index", indices);
-        out << ',';
-        writeJsonArray(out, "intensity", intensities);
-        if (peaks.mz) {
-            out << ',';
-            writeJsonArray(out, "mz", std::span(*peaks.mz).subspan(peak, indices.size()));
-        } else {
-            out << ",\"mz\":null";
-        }
-        out << '}';
+        out << (number == 0 ? "\n " : ",\n ");
+        JsonObject object(out);
+        object.member("scan", Cell(std::uint64_t{scan}));
+        object.member("one_over_k0", peaks.oneOverK0 ? Cell((*peaks.oneOverK0)[number]) : Cell());
+        object.array("index", indices);
+        object.array("intensity", intensities);
+        object.array("mz", peaks.mz ? std::optional(std::span(*peaks.mz).subspan(peak, indices.size()))
+                                    : std::nullopt);
+        object.end();
         peak += indices.size();
-        isFirst = false;
+        ++number;
         return !out.closed();
     });
 }
 
 void writeJsonDocument(const Peaks& peaks, const ScansOptions& options, OutputBuffer& out) {
-    const std::size_t end = peaks.data.firstScan() + peaks.data.peakCounts().size();
-    out << "{\"frame\":" << NumberText(options.frame)
-        << ",\"scan_begin\":" << NumberText(peaks.data.firstScan()) << ",\"scan_end\":" << NumberText(end)
-        << ",\"raw\":" << (options.raw ? "true" : "false") << ",\"scans\":[";
+    const std::uint64_t first = peaks.data.firstScan();
+    JsonObject object(out);
+    object.member("frame", Cell(options.frame));
+    object.member("scan_begin", Cell(first));
+    object.member("scan_end", Cell(first + peaks.data.peakCounts().size()));
+    object.member("raw", options.raw);
+    object.beginMember("scans");
+    out << '[';
     writeJsonScans(peaks, out);
-    out << "\n]}\n";
+    out << "\n]";
+    object.end();
+    out << '\n';
 }
 
 // A range that begins behind the last scan keeps one scan, so that the library says what is wrong.
-std::uint32_t lastScanEnd(const ScansOptions& options, const ScanRange& range, const ScanReader& reader) {
-    const MetadataDatabase database(metadataPath(options.directory, AnalysisFormat::mobility));
-    const std::uint32_t count = reader.scanCount(readFrameRow(database, options.frame));
+std::uint32_t lastScanEnd(const OpenAnalysis& analysis, std::int64_t frame, const ScanRange& range,
+                          const ScanReader& reader) {
+    const std::uint32_t count = reader.scanCount(readFrameRow(analysis.metadata, frame));
     return range.begin == 0 ? count : std::max(count, range.begin + 1);
 }
 
 int runScans(const ScansOptions& options) {
     const ScanRange range = parseScanRange(options.scans);
-    const AnalysisHandle analysis(options.directory, AnalysisFormat::mobility, options.calibration);
-    ScanReader reader(analysis);
-    const std::uint32_t end = range.end ? *range.end : lastScanEnd(options, range, reader);
+    const OpenAnalysis analysis(options.directory, AnalysisFormat::mobility, options.calibration);
+    ScanReader reader(analysis.handle);
+    const std::uint32_t end = range.end ? *range.end : lastScanEnd(analysis, options.frame, range, reader);
     const auto kind = options.raw ? Intensities::measured : Intensities::normalised;
-    PhysicalUnits units(analysis);
+    PhysicalUnits units(analysis.handle);
     Peaks peaks;
     peaks.data = reader.read(options.frame, range.begin, end, kind);
     peaks.mz = mzOfPeaks(units, options.frame, peaks.data);
@@ -160,16 +159,16 @@ int runScans(const ScansOptions& options) {
 }  // namespace
 
 void addScans(CLI::App& app, Action& action) {
-    CLI::App* verb = app.add_subcommand("scans", "Prints the peaks of scans of one frame");
-    verb->footer(kNotes);
-    auto options = std::make_shared<ScansOptions>();
-    addDirectory(*verb, *options);
-    verb->add_option("--frame", options->frame, "id of the frame")->required()->type_name("N");
-    verb->add_option("--scans", options->scans, "range of scans, all by default")->type_name("A:B");
-    verb->add_flag("--raw", options->raw, "print intensities as they were measured");
-    addCsvAndJson(*verb, *options);
-    addCalibration(*verb, *options);
-    verb->callback([options, &action] { action = [options] { return runScans(*options); }; });
+    Verb<ScansOptions> verb(app, action, "scans", "Prints the peaks of scans of one frame", kHelp);
+    CLI::App& arguments = verb.arguments();
+    ScansOptions& options = verb.options();
+    addAnalysis(arguments, options);
+    arguments.add_option("--frame", options.frame, "id of the frame")->required()->type_name("ID");
+    arguments.add_option("--scans", options.scans, "range of scans, all by default")->type_name("A:B");
+    arguments.add_flag("--raw", options.raw, "print intensities as they were measured");
+    addCsvAndJson(arguments, options);
+    addCalibration(arguments, options);
+    verb.runs(runScans);
 }
 
 }  // namespace kova_tool

@@ -6,10 +6,10 @@
 #include <string_view>
 #include <vector>
 
-#include "analysis_handle.h"
 #include "command_options.h"
 #include "failure.h"
-#include "metadata_database.h"
+#include "json_object.h"
+#include "open_analysis.h"
 #include "physical_units.h"
 #include "spectrum_reader.h"
 #include "table_writer.h"
@@ -18,17 +18,16 @@
 namespace kova_tool {
 namespace {
 
-constexpr const char* kNotes =
-    "For analyses without ion mobility. Prints the lines of the spectrum: their positions as they are "
-    "stored, "
-    "m/z,\n"
-    "intensity and, where the analysis has them, widths. The column m/z is empty where the spectrum has no\n"
-    "calibration.\n"
-    "\n"
-    "Examples:\n"
-    "  kova spectrum run.d --frame 1\n"
-    "  kova spectrum run.d --frame 1 --csv | sort -t, -k3 -g | tail     the strongest lines\n"
-    "  kova spectrum run.d --frame 1 --profile --nonzero\n";
+constexpr HelpText kHelp = {
+    R"(For analyses without ion mobility. Prints the lines of the spectrum: their positions as they are stored, m/z,
+intensity and, where the analysis has them, widths. The column m/z is empty where the spectrum has no
+calibration.
+)",
+    R"(  kova spectrum run.d --frame 1
+  kova spectrum run.d --frame 1 --csv | sort -t, -k3 -g | tail     the strongest lines
+  kova spectrum run.d --frame 1 --profile --nonzero
+)",
+    "the spectrum cannot be read"};
 
 constexpr std::array<Column, 4> kLineColumns = {{{"index", "index", 12, 3},
                                                  {"mz", "m/z", 12, 5},
@@ -51,38 +50,30 @@ public:
     explicit SpectrumPrinter(const SpectrumOptions& verbOptions)
         : options(verbOptions),
           analysis(options.directory, AnalysisFormat::spectra, options.calibration),
-          reader(analysis,
-                 spectrumParts(MetadataDatabase(metadataPath(options.directory, AnalysisFormat::spectra)))) {}
+          reader(analysis.handle, spectrumParts(analysis.metadata)) {}
 
-    void run() {
+    int run() {
         if (options.profile) {
             printProfile();
         } else {
             printLines(reader.readLines(options.frame));
         }
         out.flush();
+        return kExitOk;
     }
 
 private:
     void printLines(const LineSpectrum& lines) {
         const OptionalValues mz = mzOf({lines.positions.begin(), lines.positions.end()});
         if (options.json) {
-            beginJson("lines");
-            writeColumns(lines.positions, mz, lines.intensities);
-            if (lines.widths.empty() && !lines.positions.empty()) {
-                out << ",\n\"width\":null";
-            } else {
-                out << ",\n";
-                writeJsonArray(out, "width", lines.widths);
-            }
-            out << "\n}\n";
+            writeJson("lines", lines.positions, mz, lines.intensities, lines.widths);
             return;
         }
         TableWriter table(out, options.format(), kLineColumns);
         for (std::size_t i = 0; i < lines.positions.size() && !out.closed(); ++i) {
             table.row(std::array<Cell, kLineColumns.size()>{
                 lines.positions[i], mz ? Cell((*mz)[i]) : Cell(), lines.intensities[i],
-                lines.widths.empty() ? Cell() : Cell(lines.widths[i])});
+                lines.widths ? Cell((*lines.widths)[i]) : Cell()});
         }
         table.end();
     }
@@ -99,9 +90,7 @@ private:
         }
         const OptionalValues mz = mzOf({indices.begin(), indices.end()});
         if (options.json) {
-            beginJson("profile");
-            writeColumns(indices, mz, intensities);
-            out << "\n}\n";
+            writeJson("profile", indices, mz, intensities, std::nullopt);
             return;
         }
         TableWriter table(out, options.format(), kProfileColumns);
@@ -113,52 +102,50 @@ private:
     }
 
     OptionalValues mzOf(std::vector<double> indices) {
-        return PhysicalUnits(analysis).indexToMz(options.frame, indices) ? OptionalValues(std::move(indices))
-                                                                         : std::nullopt;
+        return PhysicalUnits(analysis.handle).indexToMz(options.frame, indices)
+                   ? OptionalValues(std::move(indices))
+                   : std::nullopt;
     }
 
-    void beginJson(std::string_view kind) {
-        out << "{\"frame\":" << NumberText(options.frame) << ",\"kind\":\"" << kind << "\",\n";
-    }
-
-    void writeColumns(const auto& indices, const OptionalValues& mz, const auto& intensities) {
-        writeJsonArray(out, "index", indices);
-        out << ",\n";
-        if (mz) {
-            writeJsonArray(out, "mz", *mz);
-        } else {
-            out << "\"mz\":null";
-        }
-        out << ",\n";
-        writeJsonArray(out, "intensity", intensities);
+    void writeJson(std::string_view kind, const auto& indices, const OptionalValues& mz,
+                   const auto& intensities, std::optional<std::span<const float>> widths) {
+        JsonObject object(out);
+        object.member("frame", Cell(options.frame));
+        object.member("kind", Cell(kind));
+        object.breakLine();
+        object.array("index", indices);
+        object.breakLine();
+        object.array("mz", mz);
+        object.breakLine();
+        object.array("intensity", intensities);
+        object.breakLine();
+        object.array("width", widths);
+        object.end();
+        out << '\n';
     }
 
     const SpectrumOptions& options;
-    AnalysisHandle analysis;
+    OpenAnalysis analysis;
     SpectrumReader reader;
     OutputBuffer out;
 };
 
-int runSpectrum(const SpectrumOptions& options) {
-    SpectrumPrinter(options).run();
-    return kExitOk;
-}
-
 }  // namespace
 
 void addSpectrum(CLI::App& app, Action& action) {
-    CLI::App* verb =
-        app.add_subcommand("spectrum", "Prints one spectrum of an analysis without ion mobility");
-    verb->footer(kNotes);
-    auto options = std::make_shared<SpectrumOptions>();
-    addDirectory(*verb, *options);
-    verb->add_option("--frame", options->frame, "id of the spectrum")->required()->type_name("N");
-    CLI::Option* profile = verb->add_flag("--profile", options->profile, "print the profile, not the lines");
-    verb->add_flag("--nonzero", options->nonzero, "leave out profile points without intensity")
+    Verb<SpectrumOptions> verb(app, action, "spectrum",
+                               "Prints one spectrum of an analysis without ion mobility", kHelp);
+    CLI::App& arguments = verb.arguments();
+    SpectrumOptions& options = verb.options();
+    addAnalysis(arguments, options);
+    arguments.add_option("--frame", options.frame, "id of the spectrum")->required()->type_name("ID");
+    CLI::Option* profile =
+        arguments.add_flag("--profile", options.profile, "print the profile, not the lines");
+    arguments.add_flag("--nonzero", options.nonzero, "leave out profile points without intensity")
         ->needs(profile);
-    addCsvAndJson(*verb, *options);
-    addCalibration(*verb, *options);
-    verb->callback([options, &action] { action = [options] { return runSpectrum(*options); }; });
+    addCsvAndJson(arguments, options);
+    addCalibration(arguments, options);
+    verb.runs([](const SpectrumOptions& o) { return SpectrumPrinter(o).run(); });
 }
 
 }  // namespace kova_tool

@@ -1,0 +1,71 @@
+"""The verb that runs the Python package; a stand-in for it says what it was given."""
+
+import json
+import os
+import sys
+import unittest
+
+from kova_testing import KovaTest
+
+MODULE = """\
+import json, sys
+if __name__ == "__main__":
+    json.dump(sys.argv[1:], sys.stdout)
+    sys.exit(3 if "fail.d" in sys.argv else 0)
+"""
+
+
+class Plot(KovaTest):
+    def setUp(self):
+        super().setUp()
+        for name, text in {"kovadata/__init__.py": "", "kovadata/plot.py": MODULE, "matplotlib.py": ""}.items():
+            path = self.folder / "site" / name
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_text(text)
+
+    def plot(self, *arguments, status=0, **variables):
+        # -S: nothing that is installed for the interpreter counts.
+        python = self.folder / "python"
+        python.write_text(f'#!/bin/sh\nexec {sys.executable} -B -S "$@"\n')
+        python.chmod(0o755)
+        environment = {**os.environ, "PYTHONPATH": str(self.folder / "site"), "KOVADATA_PYTHON": str(python), **variables}
+        return self.kova("plot", *arguments, status=status, env=environment)
+
+    def test_the_command_line_is_passed_on_as_it_is(self):
+        options = ["--frame", "3", "--precursor", "7", "--mz-range", "400", "1e3", "--mobility-range", "0.60", "1.4",
+                   "--recalibrated"]
+        for given, passed in [(["tic", "run.d"], ["tic", "run.d"]),
+                              (["heatmap", "a run.d", *options, "--output=a b.png"],
+                               ["heatmap", "a run.d", "-o", "a b.png", *options])]:
+            self.assertEqual(json.loads(self.plot(*given)[0]), passed)
+
+    def test_the_exit_status_is_that_of_the_module(self):
+        self.plot("msms", "fail.d", status=3)
+
+    def test_python3_is_the_interpreter_by_default(self):
+        (self.folder / "python3").write_text("#!/bin/sh\necho $1 $2 $3 $4 $5\n")
+        (self.folder / "python3").chmod(0o755)
+        out, _ = self.plot("tic", "run.d", KOVADATA_PYTHON="", PATH=f"{self.folder}:{os.environ['PATH']}")
+        self.assertEqual(out.splitlines()[-1], "-m kovadata.plot tic run.d")
+
+    def test_what_is_missing_is_told(self):
+        for remove, text in (("matplotlib.py", "has no module matplotlib\n"), ("kovadata/plot.py", "no module kovadata.plot\n"),
+                             ("kovadata/__init__.py", "has no module kovadata.plot\n")):
+            (self.folder / "site" / remove).unlink()
+            out, err = self.plot("tic", "run.d", status=1)
+            self.assertEqual(out, "")
+            self.assertIn(text, err)
+            self.assertIn("hint: install the Python packages kovadata and matplotlib", err)
+        out, err = self.plot("tic", "run.d", status=1, KOVADATA_PYTHON="/no/python")
+        self.assertEqual(err, "kova: /no/python cannot be run: No such file or directory\n"
+                              "hint: plots need Python 3: install it, or name an interpreter in KOVADATA_PYTHON\n")
+
+    def test_a_package_that_fails_to_load_speaks_for_itself(self):
+        (self.folder / "site" / "kovadata" / "__init__.py").write_text("raise OSError('no libkovadata.so')")
+        _, err = self.plot("tic", "run.d", status=1)
+        self.assertIn("OSError: no libkovadata.so", err)
+        self.assertNotIn("kova: ", err)
+
+
+if __name__ == "__main__":
+    unittest.main()
