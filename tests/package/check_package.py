@@ -92,6 +92,16 @@ def check_tools(prefix: pathlib.Path, folder: pathlib.Path) -> pathlib.Path:
     return analysis
 
 
+def check_manual(prefix: pathlib.Path) -> None:
+    share = prefix / "share"
+    pages = {page.name for page in (share / "man" / "man1").iterdir()}
+    if not {"kova.1", "kova-convert.1", "kova-simulate.1"} <= pages or not all(page.startswith("kova") for page in pages):
+        sys.exit(f"manual pages: {pages}")
+    for script in ("bash-completion/completions/kova", "zsh/site-functions/_kova", "fish/vendor_completions.d/kova.fish"):
+        if "convert" not in (share / script).read_text():
+            sys.exit(f"{script} is not a completion script")
+
+
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__)
     for name in ("build", "cc", "cxx", "flags"):
@@ -105,6 +115,7 @@ def main() -> None:
         if not (prefix / "share" / "kovadata" / "kovadata-log.ini").exists():
             sys.exit("the example of a logging configuration is not installed")
         analysis = check_tools(prefix, root)
+        check_manual(prefix)
         installation = Installation(arguments, prefix, root)
         check_versions(installation)
         for program in installation.consumers():

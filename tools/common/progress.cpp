@@ -1,6 +1,7 @@
 #include "common/progress.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include <unistd.h>
@@ -16,7 +17,7 @@ constexpr std::size_t kBarWidth = 30;
 bool isDrawn = false;
 
 std::string duration(double seconds) {
-    const auto whole = static_cast<long>(seconds + 0.5);
+    const long whole = std::lround(seconds);
     char text[32];
     std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);
     return text;

@@ -73,6 +73,7 @@ void convertByIon(const ConversionSetting& ion, bool toCcs, std::span<double> va
 
 std::vector<std::string> unitNames() {
     std::vector<std::string> names;
+    names.reserve(kUnits + 1);
     for (const Column& column : kColumns) {
         names.emplace_back(column.name);
     }
