@@ -70,12 +70,12 @@ TEST(ReadOnly, MountIsRead) {
         if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
             return std::string("skip: no mount namespace: ") + std::strerror(errno);
         }
-        if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        if (mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) != 0 ||
             mount("none", folder.string().c_str(), "tmpfs", 0, nullptr) != 0) {
             return std::string("skip: no mount: ") + std::strerror(errno);
         }
         writeAll(folder.path());
-        if (mount(nullptr, folder.string().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) != 0) {
+        if (mount("none", folder.string().c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr) != 0) {
             return std::string("read-only mount: ") + std::strerror(errno);
         }
         return problemsIn(folder.path());
