@@ -31,7 +31,7 @@ Environment:
   kova msms run.d --mgf run.mgf            export the MS/MS spectra of precursors
   kova convert run.d --frame 3 --from index --to mz 100000
   kova check run.d                         read everything, report damage
-  kova plot heatmap run.d --frame 3        show a frame
+  kova plot heatmap run.d --frame 3        draw a frame into heatmap.png
 )",
     "failure, told on standard error; for check and frames also damage that was found"};
 

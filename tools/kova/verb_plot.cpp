@@ -12,7 +12,7 @@ namespace {
 
 constexpr HelpText kHelp = {
     R"(Kinds: tic (intensity over retention time), heatmap (m/z and mobility of a frame), mobilogram (intensity
-over mobility) and msms (the fragments of a precursor). Without -o the plot is shown in a window.
+over mobility) and msms (the fragments of a precursor). Without -o the plot is written to KIND.png.
 
 The plots are made by the Python package kovadata with matplotlib. The interpreter is python3, or what the
 environment variable KOVADATA_PYTHON names.
@@ -74,7 +74,8 @@ void addPlot(CLI::App& app, Action& action) {
     const auto add = [&](const char* name, Words& values, int count, const char* type, const char* text) {
         arguments.add_option(name, values, text)->expected(count)->type_name(type)->option_text(type);
     };
-    add("-o,--output", options.output, 1, "FILE", "file to write, its name tells the format");
+    add("-o,--output", options.output, 1, "FILE",
+        "file to write, KIND.png by default; its ending tells the format");
     add("--frame", options.frame, 1, "ID", "id of the frame");
     add("--precursor", options.precursor, 1, "ID", "id of the precursor");
     add("--mz-range", options.mzRange, 2, "A B", "show only m/z from A to B");
