@@ -11,7 +11,6 @@ project = "kovadata"
 version = re.search(r'"(.*)"', (PROJECT / "python/kovadata/_version.py").read_text(encoding="utf-8").splitlines()[-1])[1]
 extensions = ["myst_parser", "sphinx.ext.autodoc", "sphinx.ext.napoleon"]
 source_suffix = {".md": "markdown"}
-exclude_patterns = ["requirements.txt"]
 
 html_theme = "furo"
 html_title = f"kovadata {version}"
@@ -31,11 +30,16 @@ napoleon_use_ivar = True
 napoleon_use_rtype = False
 
 
-def link_headers(app, docname, source):
-    """On the site, links to headers lead to their reference."""
-    source[0] = re.sub(r"\]\((?:\.\./)?include/kovadata/(\w+)\.(h|hpp)\)", r"](reference:\1_8\2.html)", source[0])
+# Where links to files outside of this folder lead on the site.
+ELSEWHERE = {r"include/kovadata/(\w+)\.(h|hpp)": r"reference:\1_8\2.html", "SECURITY.md": "project/security.md",
+             "CHANGELOG.md": "project/changelog.md", "examples/README.md": "project/examples.md"}
+
+
+def lead_elsewhere(app, docname, source):
+    for file, page in ELSEWHERE.items():
+        source[0] = re.sub(rf"\]\(\.\./{file}\)", f"]({page})", source[0])
 
 
 def setup(app):
-    app.connect("source-read", link_headers)
+    app.connect("source-read", lead_elsewhere)
     return {"parallel_read_safe": True}

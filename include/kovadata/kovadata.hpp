@@ -741,6 +741,7 @@ private:
         return true;
     }
 
+    /** @cond */
     struct CollectSpectra {
         void operator()(std::int64_t id, std::span<const double> mz,
                         std::span<const float> intensities) const {
@@ -754,6 +755,7 @@ private:
         }
         std::vector<MsMsProfile>& into;
     };
+    /** @endcond */
 
     std::uint64_t opened;
 };

@@ -1,0 +1,89 @@
+#!/usr/bin/env python3
+"""Compiles every C and C++ program of a page as it stands and runs it, then the page's shell commands in their order."""
+
+import argparse
+import os
+import pathlib
+import re
+import shlex
+import subprocess
+import sys
+import tempfile
+
+PROGRAM = re.compile(r"^```(c|cpp|python|sh)\n(.*?)^```", re.M | re.S)
+# What programs print for a simulated run; their pages in the order of their programs.
+PRINTED = {
+    "README.md": [r"(index \d+ intensity \d+\n)+", r"(scan \d+ m/z [\d.]+ intensity \d+\n)+"],
+    "start.md": [r"m/z \d+\.\d{4}, intensity \d+\n"] * 2,
+    "recipes.md": [r"(m/z \d+\.\d{4}  \d+\n)+", r"frame 1: [1-9]\d+\nframe 2: [1-9]\d+\n"],
+}
+SUFFIX = {"c": "c", "cpp": "cpp", "python": "py"}
+
+
+def run(*command, **options) -> subprocess.CompletedProcess:
+    return subprocess.run([str(part) for part in command], capture_output=True, text=True, **options)
+
+
+def check_compiled(arguments: argparse.Namespace, folder: pathlib.Path, language: str, text: str, printed: str) -> None:
+    compiler = {"c": [arguments.cc, "-std=c99"], "cpp": [arguments.cxx, "-std=c++20"]}[language]
+    source, program = folder / f"example.{language}", folder / f"by_{language}"
+    source.write_text(text, encoding="utf-8")
+    built = run(*compiler, "-Wall", "-Wextra", "-Werror", *shlex.split(arguments.flags), f"-I{arguments.include}", source,
+                "-o", program, arguments.library, "-lsqlite3")
+    if built.returncode != 0:
+        sys.exit(built.stderr)
+    environment = {**os.environ, "LD_LIBRARY_PATH": str(pathlib.Path(arguments.library).parent)}
+    good = run(program, folder / "run.d", env=environment)
+    if good.returncode != 0 or not re.fullmatch(printed, good.stdout) or good.stderr:
+        sys.exit(f"unexpected output {good.stdout[:300]!r} {good.stderr!r} of\n{text}")
+    bad = run(program, folder / "missing", env=environment)
+    if bad.returncode != 1 or bad.stderr != "Specified analysis directory does not exist.\n":
+        sys.exit(f"unexpected error {bad.stderr!r} of\n{text}")
+
+
+def run_commands(arguments: argparse.Namespace, folder: pathlib.Path, blocks: list[tuple[str, str]]) -> None:
+    """The page's commands against an installed library. Its programs lie there as program.*, and all do the same."""
+    prefix = folder / "prefix"
+    installed = run("cmake", "--install", arguments.build, "--prefix", prefix)
+    if installed.returncode != 0:
+        sys.exit(installed.stderr)
+    libraries = next(prefix.rglob("kovadata.pc")).parents[1]
+    # The interpreter stays where it is: its packages are found by its path.
+    environment = {**os.environ, "PKG_CONFIG_PATH": str(libraries / "pkgconfig"), "LD_LIBRARY_PATH": str(libraries),
+                   "PATH": f"{prefix / 'bin'}:{pathlib.Path(arguments.python).parent}:{os.environ['PATH']}",
+                   "PYTHONPATH": arguments.python_path}
+    here = folder / "here"
+    here.mkdir()
+    printed = set()
+    for language, text in blocks:
+        if language != "sh":
+            (here / f"program.{SUFFIX[language]}").write_text(text, encoding="utf-8")
+            continue
+        done = run("bash", "-euc", text, cwd=here, env=environment)
+        if done.returncode != 0 or not done.stdout:
+            sys.exit(f"{text}printed {done.stdout!r} {done.stderr!r}")
+        if "program" in text:
+            printed.add(done.stdout)
+    if len(printed) > 1:
+        sys.exit(f"programs that do the same print {printed}")
+
+
+def main() -> None:
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("page", type=pathlib.Path)
+    for name in ("include", "library", "simulate", "cc", "cxx", "flags", "build", "python", "python-path"):
+        parser.add_argument(f"--{name}", default="", help="commands are run if there is an interpreter" if name == "python" else None)
+    arguments = parser.parse_args()
+    blocks = PROGRAM.findall(arguments.page.read_text(encoding="utf-8"))
+    compiled = [block for block in blocks if block[0] in ("c", "cpp")]
+    with tempfile.TemporaryDirectory() as temporary:
+        folder = pathlib.Path(temporary)
+        run(arguments.simulate, folder / "run.d", "--frames=2", "--scans=460", "--peaks-per-frame=30000", check=True)
+        for (language, text), printed in zip(compiled, PRINTED[arguments.page.name], strict=True):
+            check_compiled(arguments, folder, language, text, printed)
+        if arguments.python:
+            run_commands(arguments, folder, blocks)
+
+
+if __name__ == "__main__":
+    main()
