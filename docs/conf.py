@@ -21,23 +21,24 @@ html_show_copyright = False
 pygments_style = "tango"
 
 myst_heading_anchors = 4
-# Where Doxygen puts the reference of the headers, below the site.
-myst_url_schemes = {"https": None, "mailto": None, "reference": "reference/{{path}}"}
+# "site" is for pages that Doxygen makes, which nothing here can check.
+myst_url_schemes = {"https": None, "mailto": None, "site": "{{path}}#{{fragment}}"}
 
 autodoc_typehints = "none"  # docstrings have shapes and units too
 autodoc_member_order = "bysource"
 napoleon_use_ivar = True
 napoleon_use_rtype = False
 
-
 # Where links to files outside of this folder lead on the site.
-ELSEWHERE = {r"include/kovadata/(\w+)\.(h|hpp)": r"reference:\1_8\2.html", "SECURITY.md": "project/security.md",
+ELSEWHERE = {r"include/kovadata/(\w+)\.(h|hpp)": r"reference/\1_8\2.html#details", "SECURITY.md": "project/security.md",
              "CHANGELOG.md": "project/changelog.md", "examples/README.md": "project/examples.md"}
 
 
 def lead_elsewhere(app, docname, source):
+    up = "../" * docname.count("/")
     for file, page in ELSEWHERE.items():
-        source[0] = re.sub(rf"\]\(\.\./{file}\)", f"]({page})", source[0])
+        scheme = "site:" if ".html" in page else ""
+        source[0] = re.sub(rf"\]\(\.\./{up}{file}\)", f"]({scheme}{up}{page})", source[0])
 
 
 def setup(app):

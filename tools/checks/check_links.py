@@ -8,7 +8,6 @@ import functools
 import html.parser
 import pathlib
 import re
-import subprocess
 import sys
 import urllib.parse
 
@@ -55,9 +54,10 @@ def failure(origin: pathlib.Path, link: str):
 
 def main() -> None:
     root = pathlib.Path(sys.argv[1]).resolve()
-    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "*.md"], cwd=root, capture_output=True, text=True)
-    pages = sorted(root.rglob("*.html")) if (root / "index.html").exists() else [root / name for name in listed.stdout.split()]
-    pages = [path for path in pages if path.exists()]
+    if (root / "index.html").exists():
+        pages = sorted(root.rglob("*.html"))
+    else:
+        pages = sorted(path for path in root.rglob("*.md") if "build" not in path.relative_to(root).parts)
     failures = [f"{path.relative_to(root)}: {link}: {why}" for path in pages for link in page(path).links
                 if (why := failure(path, link))]
     print("\n".join(failures + [f"{len(pages)} pages, {len(failures)} links that lead nowhere"]))
