@@ -26,9 +26,9 @@ void* countedNew(std::size_t size) {
 }  // namespace
 
 // Not inlined: compilers and tools tell pairs of new and delete by their names.
-void* operator new(std::size_t size) { return countedNew(size); }
-void* operator new[](std::size_t size) { return countedNew(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void* operator new(std::size_t size) { return countedNew(size); }
+[[gnu::noinline]] void* operator new[](std::size_t size) { return countedNew(size); }
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     ++allocations;
     return std::malloc(size == 0 ? 1 : size);
 }
