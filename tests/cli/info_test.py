@@ -1,5 +1,6 @@
 import json
 import shutil
+import sqlite3
 import subprocess
 import unittest
 
@@ -43,6 +44,15 @@ class Info(KovaTest):
         self.assertEqual(head, FULL_TEXT)
         self.assertRegex(files, r"^analysis\.kvd        \d+\.\d KiB\n"
                                 r"analysis\.kvd_bin    \d+ bytes\ncalibration\.sqlite  \d+\.\d KiB\n$")
+
+    def test_leaves_nothing_beside_a_database_in_write_ahead_mode(self):
+        directory = self.simulate("50% #1?.d", frames=1)
+        database = sqlite3.connect(directory / "analysis.kvd")
+        database.execute("PRAGMA journal_mode=WAL")
+        database.close()
+        before = sorted(directory.iterdir())
+        self.output("info", directory.name)
+        self.assertEqual(sorted(directory.iterdir()), before)
 
     def test_json_of_an_analysis_with_everything(self):
         directory = self.full_analysis()

@@ -1,6 +1,9 @@
 #include "metadata_database.h"
 
 #include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
 
 #include "failure.h"
 
@@ -9,6 +12,35 @@ namespace {
 
 // An acquisition may be writing; its locks are short.
 constexpr int kBusyTimeoutMs = 15000;
+
+// True for a database in write-ahead mode that nobody writes: SQLite would make files beside it.
+bool isIdleInWriteAheadMode(const std::string& path) {
+    constexpr std::string_view kWriteAhead = "\2\2";
+    std::error_code error;
+    if (std::filesystem::exists(path + "-wal", error)) {
+        return false;
+    }
+    char header[20] = {};
+    std::ifstream(path, std::ios::binary).read(header, sizeof header);
+    return std::string_view(header + 18, 2) == kWriteAhead;
+}
+
+// Nothing is written beside the database, whatever its mode.
+std::string uriOf(const std::string& path) {
+    constexpr std::string_view kHexDigits = "0123456789ABCDEF";
+    const std::string absolute = std::filesystem::absolute(path).string();
+    std::string uri = "file:";
+    // Two leading slashes would begin a host name.
+    for (const char character : std::string_view(absolute).substr(absolute.find_first_not_of('/') - 1)) {
+        if (std::string_view("%?#").find(character) == std::string_view::npos) {
+            uri += character;
+        } else {
+            const auto byte = static_cast<unsigned char>(character);
+            uri += {'%', kHexDigits[byte >> 4], kHexDigits[byte & 0xF]};
+        }
+    }
+    return uri + (isIdleInWriteAheadMode(path) ? "?immutable=1" : "?readonly_shm=1");
+}
 
 }  // namespace
 
@@ -54,7 +86,8 @@ std::optional<std::string> MetadataQuery::text(int column) const {
 
 MetadataDatabase::MetadataDatabase(const std::string& path) {
     sqlite3* opened = nullptr;
-    const int result = sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READONLY, nullptr);
+    const int result =
+        sqlite3_open_v2(uriOf(path).c_str(), &opened, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
     connection.reset(opened);
     if (result != SQLITE_OK) {
         throw Failure(path + ": " + (opened != nullptr ? sqlite3_errmsg(opened) : sqlite3_errstr(result)));
