@@ -8,7 +8,8 @@ matplotlib.use("svg")
 import matplotlib.pyplot as plt  # noqa: E402
 from matplotlib.patches import FancyBboxPatch, Rectangle  # noqa: E402
 
-matplotlib.rcParams.update({"font.family": "DejaVu Sans", "font.size": 10, "svg.hashsalt": "kovadata", "axes.linewidth": 0.8})
+# Text stays text: small files that can be searched, in any font; DejaVu, which it is laid out with, is among the widest.
+matplotlib.rcParams.update({"font.size": 10, "svg.fonttype": "none", "svg.hashsalt": "kovadata", "axes.linewidth": 0.8})
 
 # Okabe and Ito's colours, lightened where black text stands on them.
 BLUE, ORANGE, GREEN, PURPLE, GREY, WHITE = "#a6d5f5", "#f7d08a", "#9bd9c4", "#e8c4da", "#e4e4e4", "#ffffff"
@@ -26,7 +27,7 @@ class Canvas:
 
     def text(self, x, y, text, *, size=10, align="center", colour="black", bold=False, mono=False):
         self.axes.text(x, y, text, size=size, ha=align, va="center", color=colour, weight="bold" if bold else "normal",
-                       family="DejaVu Sans Mono" if mono else "DejaVu Sans", linespacing=1.35)
+                       family="monospace" if mono else "sans-serif", linespacing=1.35)
 
     def cell(self, x, y, width, height, text="", colour=WHITE, size=10, mono=False):
         self.axes.add_patch(Rectangle((x, y), width, height, facecolor=colour, edgecolor="black", linewidth=0.8))

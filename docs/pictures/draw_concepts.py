@@ -5,7 +5,9 @@ import numpy as np
 
 from canvas import BLUE, DARK_BLUE, DARK_GREEN, DARK_ORANGE, GREEN, GREY, ORANGE, PURPLE, WHITE, Canvas, plt, save
 
-IONS = ((451.3, 2, 620, 1.0), (612.8, 2, 470, 0.8), (743.4, 3, 520, 0.9), (838.2, 2, 330, 0.7), (987.6, 2, 240, 0.6), (560.1, 1, 250, 0.35))
+IONS = (  # m/z, charge, scan, strength
+    (451.3, 2, 620, 1.0), (612.8, 2, 470, 0.8), (743.4, 3, 520, 0.9), (838.2, 2, 330, 0.7), (987.6, 2, 240, 0.6),
+    (560.1, 1, 250, 0.35))
 RAMP = 900
 
 
@@ -25,8 +27,8 @@ def peaks_of_a_frame():
 def frame():
     scan, mz, intensity = peaks_of_a_frame()
     order = np.argsort(intensity)
-    figure, axes = plt.subplots(2, 2, figsize=(9, 5.2), facecolor="white", width_ratios=(4, 1), height_ratios=(1, 3), sharex="col",
-                                sharey="row", layout="constrained")
+    figure, axes = plt.subplots(2, 2, figsize=(9, 5.2), facecolor="white", width_ratios=(4, 1), height_ratios=(1, 3),
+                                sharex="col", sharey="row", layout="constrained")
     dots = axes[1, 0].scatter(mz[order], scan[order], c=intensity[order], s=7, cmap="cividis_r", linewidths=0, rasterized=True)
     axes[1, 0].set(xlim=(400, 1050), ylim=(RAMP, 0), xlabel="time-of-flight index, or m/z in Th", ylabel="scan, counted from 0")
     axes[1, 0].axhspan(512, 528, facecolor="none", edgecolor=DARK_ORANGE, linewidth=1.2)

@@ -25,8 +25,8 @@ def scan_wise_block():
     canvas = Canvas(76, 16)
     canvas.ruler(3, 3, [(8, "first\nword", GREY, "0"), (8, "number of\nscans S", BLUE, "4"), (8, "offset 0", GREEN, "8"),
                         (8, "offset 1", GREEN, "12"), (5, "…", GREEN, "16"), (8, "offset S", GREEN, "8+4S"),
-                        (9, "LZF of\nscan 0", ORANGE, "offset 0"), (9, "LZF of\nscan 1", ORANGE, "offset 1"), (6, "…", ORANGE, ""),
-                        (0, None, None, "offset S")], height=3.6)
+                        (9, "LZF of\nscan 0", ORANGE, "offset 0"), (9, "LZF of\nscan 1", ORANGE, "offset 1"),
+                        (6, "…", ORANGE, ""), (0, None, None, "offset S")], height=3.6)
     canvas.line([48, 18], [6.6, 9.4], linestyle=":")
     canvas.line([57, 66], [6.6, 9.4], linestyle=":")
     canvas.text(3, 10.9, "decompressed:", align="left", size=9)
@@ -72,22 +72,24 @@ def shuffling():
     for plane in range(4):
         start = f"{plane}N" if plane > 1 else ("N" if plane else "0")
         canvas.text(13.5, 8.2 + 2.4 * plane, f"plane {plane}, from byte {start}", size=8.5, align="right")
-    canvas.text(14.5, 17.9, "stored row by row: 03 04 00 05 0A 03 14 03 2C  00 00 00 00 00 00 00 00 01  00 …", size=8.5, align="left",
-                mono=True)
+    canvas.text(14.5, 17.9, "stored row by row: 03 04 00 05 0A 03 14 03 2C  00 00 00 00 00 00 00 00 01  00 …", size=8.5,
+                align="left", mono=True)
     save(canvas.figure, "shuffling")
 
 
 def spectrum_block():
     canvas = Canvas(76, 17)
-    canvas.ruler(3, 3, [(10, "block\nsize", GREY, "0"), (10, "line part\nsize L", BLUE, "4"), (22, "line part: one zstd frame", ORANGE, "8"),
-                        (26, "profile part: one zstd frame", GREEN, "8+L"), (0, None, None, "block size")], height=3.6)
+    canvas.ruler(3, 3, [(10, "block\nsize", GREY, "0"), (10, "line part\nsize L", BLUE, "4"),
+                        (22, "line part: one zstd frame", ORANGE, "8"), (26, "profile part: one zstd frame", GREEN, "8+L"),
+                        (0, None, None, "block size")], height=3.6)
     canvas.line([23, 3], [6.6, 9.3], linestyle=":")
     canvas.line([45, 37], [6.6, 9.3], linestyle=":")
     canvas.ruler(3, 11, [(15, "n positions\ndouble", ORANGE, "0"), (10, "n intensities\nfloat", ORANGE, "8n"),
                          (9, "n widths\nfloat", "#fbe8c4", "12n"), (0, None, None, "16n")], height=3.6)
     canvas.line([45.2, 46], [6.6, 9.3], linestyle=":")
     canvas.line([71, 74], [6.6, 9.3], linestyle=":")
-    canvas.ruler(46, 11, [(28, "N intensities, shuffled\nunsigned, one per index", GREEN, "0"), (0, None, None, "4N")], height=3.6)
+    canvas.ruler(46, 11, [(28, "N intensities, shuffled\nunsigned, one per index", GREEN, "0"), (0, None, None, "4N")],
+                 height=3.6)
     canvas.text(3, 16, "widths only where the analysis has them", size=8.5, align="left")
     save(canvas.figure, "block-type-3")
 

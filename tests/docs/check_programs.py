@@ -98,7 +98,7 @@ def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("page", type=pathlib.Path)
     for name in ("include", "library", "simulate", "cc", "cxx", "flags", "build", "python", "python-path"):
-        parser.add_argument(f"--{name}", default="", help="commands are run if there is an interpreter" if name == "python" else None)
+        parser.add_argument(f"--{name}", default="")  # without an interpreter, commands are left out
     arguments = parser.parse_args()
     blocks = blocks_of(arguments.page)
     compiled = [block for block in blocks if block[0] in ("c", "cpp")]

@@ -7,8 +7,8 @@ import tempfile
 import unittest
 
 CHECKER = pathlib.Path(__file__).resolve().parents[2] / "tools" / "checks" / "check_links.py"
-HTML = {"index.html": '<h1 id="top-of-it">x</h1><a href="a/b.html#good">1</a><a href="a/b.html#bad">2</a><a href="#top-of-it">3</a>'
-                      '<img src="gone.svg"><a href="https://host.invalid/gone">4</a>',
+HTML = {"index.html": '<h1 id="top-of-it">x</h1><a href="a/b.html#good">1</a><a href="a/b.html#bad">2</a>'
+                      '<a href="#top-of-it">3</a><img src="gone.svg"><a href="https://host.invalid/gone">4</a>',
         "a/b.html": '<a name="good"></a><a href="../index.html#">5</a><a href="../gone%20too.html">6</a>'}
 MARKDOWN = {"README.md": "# A `code`, and 1/K0\n[1](#a-code-and-1k0) [2](a/b.md#bad) ![3](gone.svg) `[4](not/a/link)`\n"
                          "```\n[5](no/link/either)\n# no heading\n```\n[6](#no-heading) [7](a) [8](https://host.invalid)\n",
