@@ -24,6 +24,7 @@ myst_heading_anchors = 4
 # "site" is for pages that Doxygen makes, which nothing here can check.
 myst_url_schemes = {"https": None, "mailto": None, "site": "{{path}}#{{fragment}}"}
 
+default_role = "py:obj"
 autodoc_typehints = "none"  # docstrings have shapes and units too
 autodoc_member_order = "bysource"
 napoleon_use_ivar = True

@@ -9,6 +9,7 @@ import textwrap
 import pytest
 
 import kovadata
+import kovadata.plot
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 PROGRAM = re.compile(r"^```python\n(.*?)^```", re.M | re.S)
@@ -36,3 +37,9 @@ def test_programs(simulated, tmp_path, page, number):
 def test_examples_of_docstrings(simulated, tmp_path, name):
     lines = re.findall(r"^ *(?:>>>|\.\.\.) ?(.*)$", getattr(kovadata, name).__doc__, re.M)
     run_program(tmp_path, simulated, "import kovadata\n" + textwrap.dedent("\n".join(lines)))
+
+
+def test_the_reference_has_every_name():
+    listed = set(re.findall(r"^\.\. auto\w+:: (?:kovadata\.)?(\S+)$", (PROJECT / "docs" / "api" / "python.md").read_text(), re.M))
+    names = {*kovadata.__all__, *(f"plot.{name}" for name in kovadata.plot.__all__)} - {"__version__"}
+    assert listed == names
