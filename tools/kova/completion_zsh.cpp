@@ -3,7 +3,7 @@
 namespace kova_tool {
 namespace {
 
-// Within single quotes, and within the brackets and colons of a specification.
+// Within single quotes, and within the brackets and colons of an entry.
 std::string quoted(const std::string& text) {
     std::string result;
     for (const char character : text) {
@@ -37,7 +37,7 @@ std::string valueSpecification(const WordPlace& place) {
 }
 
 // A word of a command that goes on from line to line.
-std::string continued(const std::string& specification) { return " \\\n        '" + specification + "'"; }
+std::string continued(const std::string& entry) { return " \\\n        '" + entry + "'"; }
 
 // All names of an option exclude each other.
 std::string optionSpecifications(const VerbWords& verb) {
@@ -48,11 +48,11 @@ std::string optionSpecifications(const VerbWords& verb) {
             values += valueSpecification(option.value);
         }
         for (const std::string& name : option.names) {
-            std::string specification = "(";
-            specification += joined(option.names) + ")" + name;
-            specification += option.values > 0 && name.starts_with("--") ? "=[" : "[";
-            specification += quoted(option.description) + "]" + values;
-            lines += continued(specification);
+            std::string entry = "(";
+            entry += joined(option.names) + ")" + name;
+            entry += option.values > 0 && name.starts_with("--") ? "=[" : "[";
+            entry += quoted(option.description) + "]" + values;
+            lines += continued(entry);
         }
     }
     return lines;
