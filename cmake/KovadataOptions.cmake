@@ -14,11 +14,13 @@ target_compile_options(kovadata_options INTERFACE
   # Recorded source paths are relative to the project.
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wdouble-promotion
-  # g++ 12 takes some of what sanitizers add to the standard library's functions for it.
-  $<$<NOT:$<BOOL:${KOVADATA_SANITIZE}>>:-Wnull-dereference>
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual>
   $<$<BOOL:${KOVADATA_WARNINGS_AS_ERRORS}>:-Werror>
   $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+# g++ 12 takes some of what sanitizers add to the standard library's functions for null pointers.
+if(NOT KOVADATA_SANITIZE)
+  target_compile_options(kovadata_options INTERFACE -Wnull-dereference)
+endif()
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_C_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
