@@ -56,9 +56,26 @@ struct SqliteConnection {
     SqliteConnection& operator=(const SqliteConnection&) = delete;
     ~SqliteConnection() { sqlite3_close(db); }
 
-    // Whether what has just begun should begin anew, since a writer has appeared in the middle of it.
+    // Does something, and does it anew while a writer that appears or goes in the middle of it stands in its way.
+    template <class Something>
+    int begin(const Something& something) const {
+        constexpr int kAttempts = 40;
+        constexpr int kPauseMs = 5;
+        int code = something();
+        for (int attempt = 1; attempt < kAttempts && shouldTryAgain(code); ++attempt) {
+            sqlite3_sleep(attempt > 1 ? kPauseMs : 0);
+            code = something();
+        }
+        return code;
+    }
+
     bool shouldTryAgain(int code) const {
-        return (code & 0xFF) == SQLITE_BUSY && sqlite3_extended_errcode(db) == SQLITE_BUSY_SNAPSHOT;
+        if ((code & 0xFF) != SQLITE_BUSY && (code & 0xFF) != SQLITE_READONLY) {
+            return false;
+        }
+        const int reason = sqlite3_extended_errcode(db);
+        return reason == SQLITE_BUSY_SNAPSHOT || reason == SQLITE_READONLY_RECOVERY ||
+               reason == SQLITE_READONLY_CANTINIT;
     }
 
     DatabaseFile file;
@@ -108,13 +125,11 @@ void CppSQLite3Query::nextRow() {
 }
 
 void CppSQLite3Query::first() {
-    int code = step();
     const auto* const owner = std::get_deleter<FinalizeStatement>(statement);
-    if (owner != nullptr && owner->connection->shouldTryAgain(code)) {
+    arriveAt(owner == nullptr ? step() : owner->connection->begin([this] {
         sqlite3_reset(statement.get());
-        code = step();
-    }
-    arriveAt(code);
+        return step();
+    }));
 }
 
 int CppSQLite3Query::step() {
@@ -242,10 +257,8 @@ std::shared_ptr<sqlite3_stmt> CppSQLite3DB::prepare(const std::string& sql) {
     sqlite3* const db = connection->db;
     sqlite3_stmt* statement = nullptr;
     const int size = sql.size() < INT_MAX ? static_cast<int>(sql.size()) : -1;
-    int code = sqlite3_prepare_v2(db, sql.c_str(), size, &statement, nullptr);
-    if (connection->shouldTryAgain(code)) {
-        code = sqlite3_prepare_v2(db, sql.c_str(), size, &statement, nullptr);
-    }
+    const int code =
+        connection->begin([&] { return sqlite3_prepare_v2(db, sql.c_str(), size, &statement, nullptr); });
     if (code != SQLITE_OK) {
         raise(db, code);
     }
