@@ -53,17 +53,18 @@ void FullProfileProjector<Intensity>::addToBins(const DataFrame<int, Intensity>&
 
 template <class Intensity>
 void FullProfileProjector<Intensity>::collect(const DataFrame<int, Intensity>& frame, std::size_t peaks) {
-    std::vector<Peak> inside(peaks);
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < peaks && bins > 0; ++i) {
+    Part part{std::make_unique_for_overwrite<Peak[]>(peaks), 0};
+    const std::uint64_t end = bins;
+    Peak* inside = part.peaks.get();
+    for (std::size_t i = 0; i < peaks; ++i) {
         const std::uint64_t bin = binOf(frame.indices[i]);
-        inside[kept] = {static_cast<std::uint32_t>(bin), frame.intensities[i]};
-        kept += bin < bins ? 1 : 0;
+        *inside = {static_cast<std::uint32_t>(bin), frame.intensities[i]};
+        inside += bin < end ? 1 : 0;
     }
-    inside.resize(kept);
-    collectedCount += kept;
-    if (kept > 0) {
-        collected.push_back(std::move(inside));
+    part.count = static_cast<std::size_t>(inside - part.peaks.get());
+    collectedCount += part.count;
+    if (part.count > 0) {
+        collected.push_back(std::move(part));
     }
 }
 
@@ -87,8 +88,8 @@ std::vector<Intensity> FullProfileProjector<Intensity>::profile() const {
         return dense;
     }
     std::vector<Intensity> result(bins);
-    for (const std::vector<Peak>& part : collected) {
-        for (const Peak& peak : part) {
+    for (const Part& part : collected) {
+        for (const Peak& peak : part.view()) {
             result[peak.bin] = wrappingSum(result[peak.bin], peak.intensity);
         }
     }

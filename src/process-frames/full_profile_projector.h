@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -20,6 +21,12 @@ public:
     struct Peak {
         std::uint32_t bin;
         Intensity intensity;
+    };
+    struct Part {
+        std::unique_ptr<Peak[]> peaks;
+        std::size_t count;
+
+        std::span<const Peak> view() const { return {peaks.get(), count}; }
     };
 
     // Bins keep their values, new ones are 0, those beyond `count` are lost. Raises std::invalid_argument
@@ -45,7 +52,7 @@ public:
     // is empty. Valid until the next change.
     bool hasBins() const { return !dense.empty(); }
     std::span<const Intensity> denseBins() const { return dense; }
-    const std::vector<std::vector<Peak>>& collectedPeaks() const { return collected; }
+    std::span<const Part> collectedPeaks() const { return collected; }
 
 private:
     // Indices below the first bin wrap around to bins that no profile has.
@@ -59,7 +66,7 @@ private:
     bool capacityIsFixed = false;
     std::size_t capacity = 0;
     std::vector<Intensity> dense;
-    std::vector<std::vector<Peak>> collected;  // as they were added, each part sized exactly
+    std::vector<Part> collected;  // as they were added
     std::size_t collectedCount = 0;
 };
 

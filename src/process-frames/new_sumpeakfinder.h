@@ -12,28 +12,51 @@ namespace lumo::algorithm {
 using WidthTable = variableWidth<unsigned long>;
 
 // Receives maxima. Those whose intensity is above the threshold, and only those, are appended to the three
-// vectors.
+// vectors, which have their final lengths when the sink goes.
 class PeakSink {
 public:
     PeakSink(float minimum, std::vector<double>& positionsOut, std::vector<float>& intensitiesOut,
              std::vector<float>& areasOut)
-        : threshold(minimum), positions(positionsOut), intensities(intensitiesOut), areas(areasOut) {}
+        : threshold(minimum),
+          positions(positionsOut),
+          intensities(intensitiesOut),
+          areas(areasOut),
+          count(positionsOut.size()) {}
+    PeakSink(const PeakSink&) = delete;
+    PeakSink& operator=(const PeakSink&) = delete;
+    ~PeakSink() { resize(count); }
 
     bool accepts(float intensity) const { return intensity > threshold; }
 
+    // Makes room for about so many more.
+    void reserve(std::size_t more) { resize(std::max(count + more, positions.size())); }
+
     void operator()(double position, float intensity, double area) {
         if (accepts(intensity)) {
-            positions.push_back(position);
-            intensities.push_back(intensity);
-            areas.push_back(static_cast<float>(area));
+            if (count == positions.size()) {
+                resize(count + count / 2 + kFirstPeaks);
+            }
+            positions[count] = position;
+            intensities[count] = intensity;
+            areas[count] = static_cast<float>(area);
+            ++count;
         }
     }
 
 private:
+    static constexpr std::size_t kFirstPeaks = 64;
+
+    void resize(std::size_t size) {
+        positions.resize(size);
+        intensities.resize(size);
+        areas.resize(size);
+    }
+
     float threshold;
     std::vector<double>& positions;
     std::vector<float>& intensities;
     std::vector<float>& areas;
+    std::size_t count;
 };
 
 // Where one segment of the width table applies in a profile: for the bins from `low` to `high`, both

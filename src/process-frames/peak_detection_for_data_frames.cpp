@@ -23,14 +23,10 @@ void detectUnpadded(const FullProfileProjector<int>& projector, const WidthTable
     thread_local WorkingProfile workingProfile;
     if (projector.hasBins()) {
         const BinInterval all{0, projector.count()};
-        finder.find(projector.denseBins(), {&all, 1}, widths, sink);
-        return;
+        finder.find({projector.count(), {&all, 1}, projector.denseBins()}, widths, sink);
+    } else {
+        finder.find(workingProfile.sumUp(projector.collectedPeaks(), projector.count()), widths, sink);
     }
-    WorkingProfile::Sum sum(workingProfile, projector.count());
-    for (const auto& peaks : projector.collectedPeaks()) {
-        sum.add(peaks);
-    }
-    finder.find(sum.bins(), sum.occupied(), widths, sink);
 }
 
 }  // namespace

@@ -2,15 +2,17 @@
 
 #include <algorithm>
 #include <bit>
+#include <limits>
 
-#include "process-frames/running_sum.h"
+#include "process-frames/full_profile_projector.h"
 
 namespace lumo::algorithm {
 
 namespace {
 
 constexpr std::size_t kBitsPerMask = 64;
-constexpr std::size_t kIntervalsAhead = 4;
+
+constexpr std::int32_t kMaxTotal = std::numeric_limits<std::int32_t>::max();
 
 // An area of a maximum's surroundings looks this much further than a slope.
 constexpr std::size_t kAreaMargin = 4;
@@ -18,37 +20,41 @@ constexpr std::size_t kAreaMargin = 4;
 std::uint64_t bitsAbove(int bit) { return bit == 63 ? 0 : ~std::uint64_t{0} << (bit + 1); }
 std::uint64_t bitsBelow(int bit) { return (std::uint64_t{1} << bit) - 1; }
 
+std::int32_t wrappingDifference(std::int32_t a, std::int32_t b) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
+}
+
 std::size_t minus(std::size_t a, std::size_t b) { return a > b ? a - b : 0; }
 
 }  // namespace
 
-void SparseSumPeakFinder::find(std::span<const int> y, std::span<const BinInterval> occupied,
-                               const WidthTable& widths, PeakSink& sink) {
-    begin(y, widths);
+void SparseSumPeakFinder::find(const SparseProfile& profile, const WidthTable& widths, PeakSink& sink) {
+    begin(profile.count, widths);
     if (ranges.empty()) {
         return;
     }
-    for (std::size_t i = 0; i < occupied.size();) {
-        prefetch(occupied, i + kIntervalsAhead);
-        BinInterval interval = occupied[i];
-        // An interval inside the surroundings of another belongs to its stretch.
-        for (++i; i < occupied.size() && occupied[i].begin < interval.end + halo; ++i) {
-            interval.end = occupied[i].end;
+    sink.reserve(profile.runs.size());
+    Runs runs = profile.runs;
+    const int* values = profile.values.data();
+    while (true) {
+        const std::size_t singleBins = reportSingleBins(runs, values, sink);
+        runs = runs.subspan(singleBins);
+        values += singleBins;
+        if (runs.empty()) {
+            return;
         }
-        scan(interval, sink);
+        const Runs neighbours = firstNeighbours(runs);
+        scan(neighbours, values, sink);
+        for (const BinInterval& run : neighbours) {
+            values += run.size();
+        }
+        runs = runs.subspan(neighbours.size());
     }
 }
 
-// Intervals lie far apart in a large profile, where the processor does not foresee the next one.
-void SparseSumPeakFinder::prefetch(std::span<const BinInterval> occupied, std::size_t which) const {
-    if (which < occupied.size()) {
-        __builtin_prefetch(&profile[occupied[which].begin]);
-    }
-}
-
-void SparseSumPeakFinder::begin(std::span<const int> y, const WidthTable& widths) {
-    profile = y;
-    ranges = smoothingRanges(y.size(), 0, widths);
+void SparseSumPeakFinder::begin(std::size_t binCount, const WidthTable& widths) {
+    count = binCount;
+    ranges = smoothingRanges(count, 0, widths);
     nextRange = 0;
     wideStart = widths.startOfWideSegments();
     // A window reaches one half from a bin that is itself one half away, and an area up to four bins further.
@@ -59,15 +65,50 @@ void SparseSumPeakFinder::begin(std::span<const int> y, const WidthTable& widths
     rise = {};
 }
 
-void SparseSumPeakFinder::scan(const BinInterval& interval, PeakSink& sink) {
-    while (nextRange < ranges.size() &&
-           ranges[nextRange].high < minus(interval.begin, ranges[nextRange].half)) {
-        ++nextRange;
+// Bins with nothing around them, as most are, up to the first run that is not that simple. Returns how many.
+std::size_t SparseSumPeakFinder::reportSingleBins(Runs runs, const int* values, PeakSink& sink) {
+    if (runs.empty() || !onlyAscending) {
+        return 0;
     }
-    if (scanWithinOneRange(interval, sink)) {
+    skipRangesBefore(runs.front().begin);
+    if (nextRange == ranges.size()) {
+        return 0;
+    }
+    const std::size_t first = ranges[nextRange].low + ranges[nextRange].half;
+    const std::size_t end = minus(ranges[nextRange].high + 1, ranges[nextRange].half);
+    std::size_t i = 0;
+    for (; i < runs.size(); ++i) {
+        const std::size_t bin = runs[i].begin;
+        const bool isAlone =
+            runs[i].end == bin + 1 && (i + 1 == runs.size() || runs[i + 1].begin > bin + halo);
+        if (!isAlone || bin < first || bin >= end || values[i] <= 0 || values[i] > kMaxTotal - total) {
+            break;
+        }
+        total += values[i];
+        sink(static_cast<double>(bin), static_cast<float>(values[i]), values[i]);
+    }
+    if (i > 0) {
+        rise = {};
+    }
+    return i;
+}
+
+// A run inside the surroundings of another belongs to its stretch.
+SparseSumPeakFinder::Runs SparseSumPeakFinder::firstNeighbours(Runs runs) const {
+    std::size_t neighbours = 1;
+    while (neighbours < runs.size() && runs[neighbours].begin < runs[neighbours - 1].end + halo) {
+        ++neighbours;
+    }
+    return runs.first(neighbours);
+}
+
+void SparseSumPeakFinder::scan(Runs runs, const int* values, PeakSink& sink) {
+    const BinInterval interval{runs.front().begin, runs.back().end};
+    skipRangesBefore(interval.begin);
+    if (scanWithinOneRange(runs, values, sink)) {
         return;
     }
-    sumUp(interval, halo);
+    sumUp(runs, values, halo);
     for (std::size_t i = nextRange; i < ranges.size() && ranges[i].low < interval.end + halo; ++i) {
         const SmoothingRange& range = ranges[i];
         const BinInterval binsInRange{std::max(range.low, minus(interval.begin, range.half)),
@@ -76,14 +117,21 @@ void SparseSumPeakFinder::scan(const BinInterval& interval, PeakSink& sink) {
     }
 }
 
-// Looks at hardly more than the interval itself; false when that is not enough.
-bool SparseSumPeakFinder::scanWithinOneRange(const BinInterval& interval, PeakSink& sink) {
+void SparseSumPeakFinder::skipRangesBefore(std::size_t bin) {
+    while (nextRange < ranges.size() && ranges[nextRange].high < minus(bin, ranges[nextRange].half)) {
+        ++nextRange;
+    }
+}
+
+// Looks at hardly more than the runs themselves; false when that is not enough.
+bool SparseSumPeakFinder::scanWithinOneRange(Runs runs, const int* values, PeakSink& sink) {
+    const BinInterval interval{runs.front().begin, runs.back().end};
     if (nextRange == ranges.size() || !onlyAscending ||
         !ranges[nextRange].isAround(interval.begin, interval.end)) {
         return false;
     }
     const std::int32_t totalBefore = total;
-    sumUp(interval, ranges[nextRange].half + kAreaMargin);
+    sumUp(runs, values, ranges[nextRange].half + kAreaMargin);
     if (!onlyAscending) {
         total = totalBefore;
         return false;
@@ -92,19 +140,37 @@ bool SparseSumPeakFinder::scanWithinOneRange(const BinInterval& interval, PeakSi
     return true;
 }
 
-// Makes the interval and the bins around it the current stretch.
-void SparseSumPeakFinder::sumUp(const BinInterval& interval, std::size_t margin) {
-    stretch = {minus(interval.begin, margin), std::min(interval.end + margin, profile.size())};
-    if (const std::size_t needed = stretch.end - stretch.begin + kSlopeGroup; sums.size() < needed) {
-        sums.resize(std::max(needed, 2 * sums.size()));
+// Makes the runs and the bins around them the current stretch.
+void SparseSumPeakFinder::sumUp(Runs runs, const int* values, std::size_t margin) {
+    stretch = {minus(runs.front().begin, margin), std::min(runs.back().end + margin, count)};
+    if (const std::size_t needed = 1 + stretch.size() + kSlopeGroup; sums.size() < needed) {
+        sums.resize(2 * needed);
     }
+    sums[0] = total;
+    summedUp = 1;
     rise.isInStretch = false;
-    const std::size_t occupied = interval.end - interval.begin;
-    std::int32_t* const first = std::fill_n(sums.data(), interval.begin - stretch.begin, total);
-    const RunningSum running = algorithm::sumUp(profile.subspan(interval.begin, occupied), total, first);
-    std::fill_n(first + occupied, stretch.end - interval.end, running.total);
-    total = running.total;
-    onlyAscending = onlyAscending && running.signs >= 0;
+    for (const BinInterval& run : runs) {
+        appendEmpty(run.begin - stretch.begin + 1 - summedUp);
+        append({values, run.size()});
+        values += run.size();
+    }
+    appendEmpty(stretch.size() + 1 - summedUp);
+}
+
+void SparseSumPeakFinder::appendEmpty(std::size_t binCount) {
+    std::fill_n(sums.data() + summedUp, binCount, total);
+    summedUp += binCount;
+}
+
+void SparseSumPeakFinder::append(std::span<const int> values) {
+    std::int32_t signs = 0;
+    for (const int value : values) {
+        total = wrappingSum(total, value);
+        signs |= total | value;
+        sums[summedUp] = total;
+        ++summedUp;
+    }
+    onlyAscending = onlyAscending && signs >= 0;
 }
 
 void SparseSumPeakFinder::scanRange(const SmoothingRange& range, const BinInterval& binsInRange,
@@ -150,15 +216,20 @@ void SparseSumPeakFinder::report(const SmoothingRange& range, std::size_t firstF
         return;
     }
     const MaximumWindow window =
-        maximumWindow(static_cast<std::size_t>(position), firstFalling + 1, profile.size(), 0, wideStart);
-    int largest = profile[window.first];
+        maximumWindow(static_cast<std::size_t>(position), firstFalling + 1, count, 0, wideStart);
+    int largest = valueAt(window.first);
     for (std::size_t i = window.first + 1; i <= window.last; ++i) {
-        largest = std::max(largest, profile[i]);
+        largest = std::max(largest, valueAt(i));
     }
     const auto intensity = static_cast<float>(largest);
     if (sink.accepts(intensity)) {
         sink(position, intensity, largestArea(range, window));
     }
+}
+
+std::int32_t SparseSumPeakFinder::valueAt(std::size_t bin) const {
+    const std::int32_t* const sum = sumAt(bin);
+    return wrappingDifference(sum[0], sum[-1]);
 }
 
 double SparseSumPeakFinder::slopeAt(const SmoothingRange& range, std::size_t bin) const {

@@ -7,7 +7,7 @@
 
 #include "process-frames/new_sumpeakfinder.h"
 #include "process-frames/slope_signs.h"
-#include "process-frames/working_profile.h"
+#include "process-frames/sparse_profile.h"
 
 namespace lumo::algorithm {
 
@@ -32,12 +32,14 @@ namespace lumo::algorithm {
 // begin - 1 rises if anything does. From end - 1 on A is 0 and B shrinks, so nothing rises there, and what
 // falls behind end - 1 comes after a fall there.
 //
+// A bin of v > 0 with nothing around it needs no sums at all then: its A is v up to the bin before it, its B
+// from the bin itself on, so the slopes v / h and -v / h meet there, the position is the bin, and intensity
+// and area are v.
+//
 // Keeps its buffers; one per thread.
 class SparseSumPeakFinder {
 public:
-    // `occupied` is ascending and disjoint. All occupied bins are inside y.
-    void find(std::span<const int> y, std::span<const BinInterval> occupied, const WidthTable& widths,
-              PeakSink& sink);
+    void find(const SparseProfile& profile, const WidthTable& widths, PeakSink& sink);
 
 private:
     // The last rising bin since the last maximum.
@@ -48,28 +50,36 @@ private:
         double slope = 0.0;
     };
 
-    void begin(std::span<const int> y, const WidthTable& widths);
-    void prefetch(std::span<const BinInterval> occupied, std::size_t which) const;
-    void scan(const BinInterval& interval, PeakSink& sink);
-    bool scanWithinOneRange(const BinInterval& interval, PeakSink& sink);
-    void sumUp(const BinInterval& interval, std::size_t margin);
+    using Runs = std::span<const BinInterval>;
+
+    void begin(std::size_t binCount, const WidthTable& widths);
+    std::size_t reportSingleBins(Runs runs, const int* values, PeakSink& sink);
+    Runs firstNeighbours(Runs runs) const;
+    void scan(Runs runs, const int* values, PeakSink& sink);
+    bool scanWithinOneRange(Runs runs, const int* values, PeakSink& sink);
+    void skipRangesBefore(std::size_t bin);
+    void sumUp(Runs runs, const int* values, std::size_t margin);
+    void appendEmpty(std::size_t binCount);
+    void append(std::span<const int> values);
     void scanRange(const SmoothingRange& range, const BinInterval& binsInRange, PeakSink& sink);
     void follow(SlopeSigns slopes, const SmoothingRange& range, std::size_t from, PeakSink& sink);
     void report(const SmoothingRange& range, std::size_t firstFalling, PeakSink& sink);
 
     // At bins of the current stretch.
-    const std::int32_t* sumAt(std::size_t bin) const { return sums.data() + (bin - stretch.begin); }
+    std::int32_t valueAt(std::size_t bin) const;
+    const std::int32_t* sumAt(std::size_t bin) const { return sums.data() + 1 + (bin - stretch.begin); }
     double slopeAt(const SmoothingRange& range, std::size_t bin) const;
     double areaAt(const SmoothingRange& range, std::size_t bin) const;
     double largestArea(const SmoothingRange& range, const MaximumWindow& window) const;
 
-    std::span<const int> profile;
+    std::size_t count = 0;  // of bins
     std::vector<SmoothingRange> ranges;
     std::size_t nextRange = 0;  // ranges before it end before the bins still to be scanned
     std::size_t wideStart = 0;
     std::size_t halo = 0;            // bins around an interval that its stretch takes in
     BinInterval stretch{0, 0};       // the current one
-    std::vector<std::int32_t> sums;  // its running sums
+    std::vector<std::int32_t> sums;  // its running sums, behind the sum of all bins before it
+    std::size_t summedUp = 0;        // how many of them are there already
     std::int32_t total = 0;
     bool onlyAscending = true;  // so far no bin was negative and the total has not wrapped
     Rise rise;

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <bit>
 #include <new>
+#include <utility>
 
 #include "diag/throw.h"
+#include "process-frames/occupied_sums.h"
 
 #ifdef __SSE2__
 #include <emmintrin.h>
@@ -14,90 +16,102 @@ namespace lumo::algorithm {
 
 namespace {
 
-constexpr std::size_t kBitsPerStep = 16;
+constexpr std::size_t kWordsPerMask = 64;
 
-// One bit for each of sixteen bytes, which are 0 or 1.
-std::uint64_t bitsOf(const std::uint8_t* bytes) {
+// Which of the next 64 words have a bit set, one bit each.
+std::uint64_t nonZeroWords(const std::uint64_t* words) {
+    std::uint64_t mask = 0;
 #ifdef __SSE2__
-    const __m128i sixteen = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-    return static_cast<std::uint64_t>(_mm_movemask_epi8(_mm_cmpgt_epi8(sixteen, _mm_setzero_si128())));
-#else
-    std::uint64_t bits = 0;
-    for (std::size_t i = 0; i < kBitsPerStep; ++i) {
-        bits |= std::uint64_t{bytes[i]} << i;
+    for (std::size_t i = 0; i < kWordsPerMask; i += 4) {
+        const __m128 a = _mm_loadu_ps(reinterpret_cast<const float*>(words + i));
+        const __m128 b = _mm_loadu_ps(reinterpret_cast<const float*>(words + i + 2));
+        const __m128i halves = _mm_or_si128(_mm_castps_si128(_mm_shuffle_ps(a, b, 0x88)),
+                                            _mm_castps_si128(_mm_shuffle_ps(a, b, 0xDD)));
+        const __m128i empty = _mm_cmpeq_epi32(halves, _mm_setzero_si128());
+        mask |= static_cast<std::uint64_t>(15 ^ _mm_movemask_ps(_mm_castsi128_ps(empty))) << i;
     }
-    return bits;
+#else
+    for (std::size_t i = 0; i < kWordsPerMask; ++i) {
+        mask |= std::uint64_t{words[i] != 0} << i;
+    }
 #endif
+    return mask;
+}
+
+template <class T>
+void growTo(std::vector<T>& values, std::size_t count) {
+    if (values.size() < count) {
+        values.resize(count);
+    }
 }
 
 }  // namespace
 
-// Large blocks of the C library's zeroed memory come from the kernel and cost nothing until they are touched.
-template <class T>
-WorkingProfile::ZeroedArray<T> WorkingProfile::makeZeroed(std::size_t size) {
-    ZeroedArray<T> array(static_cast<T*>(std::calloc(size, sizeof(T))));
-    if (!array) {
-        LUMO_THROW(std::bad_alloc());
+SparseProfile WorkingProfile::sumUp(Parts parts, std::size_t binCount) {
+    std::size_t peaks = 0;
+    for (const auto& part : parts) {
+        peaks += part.count;
     }
-    return array;
+    reserve(binCount, std::min(peaks, binCount));
+    for (const auto& part : parts) {
+        mark(part.view());
+    }
+    const Words words = findHitWords(binCount);
+    const OccupiedBins occupied{hit.get(), words, occupiedBefore.data()};
+    const std::size_t count = countOccupied(occupied);
+    std::fill_n(sums.begin(), count, 0);
+    for (const auto& part : parts) {
+        addToOccupied(occupied, part.view(), sums.data());
+    }
+    return {binCount, takeRuns(words), {sums.data(), count}};
 }
 
-void WorkingProfile::reserve(std::size_t count) {
-    if (count <= capacity) {
+// Nothing can fail behind it, so that no bit stays behind.
+void WorkingProfile::reserve(std::size_t binCount, std::size_t occupiedCount) {
+    growTo(runs, occupiedCount);
+    growTo(sums, occupiedCount);
+    if (binCount <= capacity) {
         return;
     }
-    const std::size_t newCapacity = std::bit_ceil(std::max(count, kSmallestCapacity));
-    capacity = 0;
-    bins = makeZeroed<int>(newCapacity);
-    hit = makeZeroed<std::uint8_t>(newCapacity / kBlockSize);
+    const std::size_t newCapacity = std::bit_ceil(std::max(binCount, kBinsPerWord * kWordsPerMask));
+    const std::size_t words = newCapacity / kBinsPerWord;
+    growTo(hitWords, words);
+    growTo(occupiedBefore, words);
+    hit = std::make_unique<std::uint64_t[]>(words);
     capacity = newCapacity;
 }
 
-std::uint64_t WorkingProfile::hitsFrom(std::size_t firstBlock) const {
-    std::uint64_t mask = 0;
-    for (std::size_t i = 0; i < kBlocksPerMask; i += kBitsPerStep) {
-        mask |= bitsOf(hit.get() + firstBlock + i) << i;
+void WorkingProfile::mark(std::span<const FullProfileProjector<int>::Peak> peaks) noexcept {
+    std::uint64_t* const hits = hit.get();
+    for (const auto& peak : peaks) {
+        hits[peak.bin / kBinsPerWord] |= std::uint64_t{1} << (peak.bin % kBinsPerWord);
     }
-    return mask;
 }
 
-WorkingProfile::Sum::Sum(WorkingProfile& working, std::size_t binCount) : profile(working), count(binCount) {
-    profile.reserve(count);
-}
-
-WorkingProfile::Sum::~Sum() {
-    for (std::size_t first = 0; first * kBlockSize < count; first += kBlocksPerMask) {
-        for (std::uint64_t hits = profile.hitsFrom(first); hits != 0; hits &= hits - 1) {
-            const std::size_t block = first + static_cast<std::size_t>(std::countr_zero(hits));
-            std::fill_n(profile.bins.get() + block * kBlockSize, kBlockSize, 0);
-            profile.hit[block] = 0;
+WorkingProfile::Words WorkingProfile::findHitWords(std::size_t binCount) noexcept {
+    const std::size_t words = (binCount + kBinsPerWord - 1) / kBinsPerWord;
+    std::uint32_t* found = hitWords.data();
+    for (std::size_t first = 0; first < words; first += kWordsPerMask) {
+        for (std::uint64_t mask = nonZeroWords(&hit[first]); mask != 0; mask &= mask - 1) {
+            *found++ = static_cast<std::uint32_t>(first + static_cast<std::size_t>(std::countr_zero(mask)));
         }
     }
+    return {hitWords.data(), found};
 }
 
-void WorkingProfile::Sum::add(std::span<const FullProfileProjector<int>::Peak> peaks) {
-    int* const sums = profile.bins.get();
-    std::uint8_t* const hitBlocks = profile.hit.get();
-    for (const auto& peak : peaks) {
-        sums[peak.bin] = wrappingSum(sums[peak.bin], peak.intensity);
-        hitBlocks[peak.bin / kBlockSize] = 1;
-    }
-}
-
-std::span<const BinInterval> WorkingProfile::Sum::occupied() {
-    profile.intervals.clear();
-    for (std::size_t first = 0; first * kBlockSize < count; first += kBlocksPerMask) {
-        std::uint64_t hits = profile.hitsFrom(first);
+// Bits become 0 again as they are read.
+std::span<const BinInterval> WorkingProfile::takeRuns(Words words) noexcept {
+    BinInterval* run = runs.data();
+    for (const std::uint32_t word : words) {
+        std::uint64_t hits = std::exchange(hit[word], 0);
         while (hits != 0) {
             const int start = std::countr_zero(hits);
-            const int length = std::countr_one(hits >> start);
-            const std::size_t begin = (first + static_cast<std::size_t>(start)) * kBlockSize;
-            const std::size_t end = begin + static_cast<std::size_t>(length) * kBlockSize;
-            profile.intervals.push_back({begin, std::min(end, count)});
+            const std::size_t begin = word * kBinsPerWord + static_cast<std::size_t>(start);
+            *run++ = {begin, begin + static_cast<std::size_t>(std::countr_one(hits >> start))};
             hits &= hits + (std::uint64_t{1} << start);  // without the run of ones just found
         }
     }
-    return profile.intervals;
+    return {runs.data(), run};
 }
 
 }  // namespace lumo::algorithm

@@ -2,68 +2,39 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <span>
 #include <vector>
 
 #include "process-frames/full_profile_projector.h"
+#include "process-frames/sparse_profile.h"
 
 namespace lumo::algorithm {
 
-// Bins [begin, end) of a profile; all bins outside such intervals are 0.
-struct BinInterval {
-    std::size_t begin;
-    std::size_t end;
-};
-
-// Where the collected peaks of one profile are summed up, one profile after the other on a thread. It knows
-// which small blocks of bins were hit, so that neither reading nor clearing looks at the rest, and memory
-// that is never hit is never touched. Between uses all bins are 0.
+// Where the collected peaks of one profile are summed up, one profile after the other on a thread. A first pass
+// over the peaks marks occupied bins by one bit each, a second one adds up intensities in one entry per occupied
+// bin, which it finds by counting the bits before it. So what is written to at random stays within the cache.
 class WorkingProfile {
 public:
-    // One profile of up to `count` bins. All bins become 0 again when it goes.
-    class Sum {
-    public:
-        Sum(WorkingProfile& working, std::size_t binCount);
-        Sum(const Sum&) = delete;
-        Sum& operator=(const Sum&) = delete;
-        ~Sum();
+    using Parts = std::span<const FullProfileProjector<int>::Part>;
 
-        // All of them must be inside the profile.
-        void add(std::span<const FullProfileProjector<int>::Peak> peaks);
-
-        std::span<const int> bins() const { return {profile.bins.get(), count}; }
-
-        // Ascending and disjoint; valid until the next call.
-        std::span<const BinInterval> occupied();
-
-    private:
-        WorkingProfile& profile;
-        std::size_t count;
-    };
+    // All peaks must be inside a profile of `binCount` bins. Valid until the next call.
+    SparseProfile sumUp(Parts parts, std::size_t binCount);
 
 private:
-    struct Free {
-        void operator()(void* memory) const { std::free(memory); }
-    };
-    template <class T>
-    using ZeroedArray = std::unique_ptr<T[], Free>;
+    using Words = std::span<const std::uint32_t>;
 
-    static constexpr std::size_t kBlockSize = 16;  // bins
-    static constexpr std::size_t kBlocksPerMask = 64;
-    static constexpr std::size_t kSmallestCapacity = kBlockSize * kBlocksPerMask;
+    void reserve(std::size_t binCount, std::size_t occupiedCount);
+    void mark(std::span<const FullProfileProjector<int>::Peak> peaks) noexcept;
+    Words findHitWords(std::size_t binCount) noexcept;
+    std::span<const BinInterval> takeRuns(Words words) noexcept;
 
-    template <class T>
-    static ZeroedArray<T> makeZeroed(std::size_t size);
-    void reserve(std::size_t count);
-    // One bit per block.
-    std::uint64_t hitsFrom(std::size_t firstBlock) const;
-
-    std::size_t capacity = 0;
-    ZeroedArray<int> bins;
-    ZeroedArray<std::uint8_t> hit;  // one byte per block, 0 or 1
-    std::vector<BinInterval> intervals;
+    std::size_t capacity = 0;                   // in bins
+    std::unique_ptr<std::uint64_t[]> hit;       // one bit per bin; all of them 0 between uses
+    std::vector<std::uint32_t> hitWords;        // which words of `hit` have bits
+    std::vector<std::uint32_t> occupiedBefore;  // each of these words
+    std::vector<BinInterval> runs;
+    std::vector<int> sums;
 };
 
 }  // namespace lumo::algorithm

@@ -52,8 +52,10 @@ TEST_P(LocalMaxima, LieBetweenTheLastRiseAndTheFirstFall) {
         areas.push_back(10.0 * value);
     }
     Found found;
-    PeakSink sink(c.threshold, found.positions, found.intensities, found.areas);
-    localMaxima(c.y, c.y.size(), c.differences, areas, oneWidth(c.width), c.shift, c.offset, sink);
+    {
+        PeakSink sink(c.threshold, found.positions, found.intensities, found.areas);
+        localMaxima(c.y, c.y.size(), c.differences, areas, oneWidth(c.width), c.shift, c.offset, sink);
+    }
     EXPECT_EQ(found, c.expected);
 }
 

@@ -84,8 +84,10 @@ Peaks detectInAllBins(const std::vector<int>& profile, const WidthModel& model, 
     Widths widths(model.tA, model.tDelay, model.tBase, model.D);
     widths.setWidths(profile.size());
     Peaks peaks;
-    lumo::algorithm::PeakSink sink(threshold, peaks.positions, peaks.intensities, peaks.areas);
-    lumo::algorithm::NewSPF::findPeaks(profile, widths, 0, sink);
+    {
+        lumo::algorithm::PeakSink sink(threshold, peaks.positions, peaks.intensities, peaks.areas);
+        lumo::algorithm::NewSPF::findPeaks(profile, widths, 0, sink);
+    }
     return peaks;
 }
 

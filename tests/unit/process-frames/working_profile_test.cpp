@@ -7,36 +7,55 @@
 namespace {
 
 using lumo::algorithm::BinInterval;
+using lumo::algorithm::SparseProfile;
 using lumo::algorithm::WorkingProfile;
-using Peak = lumo::algorithm::FullProfileProjector<int>::Peak;
+using Projector = lumo::algorithm::FullProfileProjector<int>;
+
+struct Peaks {
+    std::vector<Projector::Part> parts;
+    std::vector<int> profile;
+};
+
+// In two parts, and as the profile that they add up to.
+Peaks randomPeaks(fixtures::Random& random, std::uint32_t binCount) {
+    Peaks peaks{{}, std::vector<int>(binCount)};
+    for (int i = 0; i < 2; ++i) {
+        const std::size_t count = random.below(4) == 0 ? random.below(3000) : random.below(30);
+        Projector::Part& part = peaks.parts.emplace_back(std::make_unique<Projector::Peak[]>(count), count);
+        for (std::size_t k = 0; k < count; ++k) {
+            part.peaks[k] = {random.below(binCount), static_cast<int>(random())};
+            int& sum = peaks.profile[part.peaks[k].bin];
+            sum = lumo::algorithm::wrappingSum(sum, part.peaks[k].intensity);
+        }
+    }
+    return peaks;
+}
+
+std::vector<int> denseForm(const SparseProfile& sparse) {
+    std::vector<int> profile(sparse.count);
+    const int* value = sparse.values.data();
+    std::size_t last = 0;
+    for (const BinInterval& run : sparse.runs) {
+        EXPECT_TRUE(run.begin >= last && run.begin < run.end && run.end <= sparse.count);
+        std::copy_n(value, run.size(), &profile[run.begin]);
+        value += run.size();
+        last = run.end;
+    }
+    EXPECT_EQ(value, sparse.values.data() + sparse.values.size());
+    return profile;
+}
 
 // One profile after the other in the same memory, of any length and fullness.
 TEST(WorkingProfile, SumsUpAndKnowsWhereAndForgetsEverything) {
     fixtures::Random random(9);
     WorkingProfile working;
     for (int round = 0; round < 400; ++round) {
-        const std::uint32_t count = 1 + random.below(1U << random.below(15));
-        std::vector<int> expected(count);
-        std::vector<Peak> peaks(random.below(4) == 0 ? random.below(3000) : random.below(30));
-        for (Peak& peak : peaks) {
-            peak = {random.below(count), static_cast<int>(random())};
-            expected[peak.bin] = lumo::algorithm::wrappingSum(expected[peak.bin], peak.intensity);
-        }
-        WorkingProfile::Sum sum(working, count);
-        sum.add(std::span(peaks).first(peaks.size() / 2));
-        sum.add(std::span(peaks).subspan(peaks.size() / 2));
-        ASSERT_EQ(std::vector<int>(sum.bins().begin(), sum.bins().end()), expected) << round;
-        std::vector<int> onlyOccupied(count);
-        std::size_t last = 0;
-        for (const BinInterval& interval : sum.occupied()) {
-            ASSERT_TRUE(interval.begin >= last && interval.begin < interval.end && interval.end <= count);
-            std::copy(expected.begin() + static_cast<std::ptrdiff_t>(interval.begin),
-                      expected.begin() + static_cast<std::ptrdiff_t>(interval.end),
-                      onlyOccupied.begin() + static_cast<std::ptrdiff_t>(interval.begin));
-            last = interval.end;
-        }
-        ASSERT_EQ(onlyOccupied, expected) << round;
-        ASSERT_LE(sum.occupied().size(), peaks.size()) << "empty bins are not looked at";
+        const std::uint32_t binCount = 1 + random.below(1U << random.below(15));
+        const Peaks peaks = randomPeaks(random, binCount);
+        const SparseProfile sum = working.sumUp(peaks.parts, binCount);
+        ASSERT_EQ(denseForm(sum), peaks.profile) << round;
+        ASSERT_LE(sum.values.size(), peaks.parts[0].count + peaks.parts[1].count)
+            << "empty bins are not looked at";
     }
 }
 

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+namespace lumo::algorithm {
+
+// Bins [begin, end) of a profile.
+struct BinInterval {
+    std::size_t begin;
+    std::size_t end;
+
+    std::size_t size() const { return end - begin; }
+};
+
+// A profile of which only some bins can hold anything but 0.
+struct SparseProfile {
+    std::size_t count;                  // of all bins
+    std::span<const BinInterval> runs;  // of occupied bins, ascending and disjoint
+    std::span<const int> values;        // of the bins of all runs, one run after the other
+};
+
+}  // namespace lumo::algorithm
