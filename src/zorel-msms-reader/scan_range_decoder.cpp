@@ -40,9 +40,8 @@ const ScanRangeDecoder::Frame& ScanRangeDecoder::decode(std::int64_t frameId, st
     const kova::IntensityScale scale =
         makeIntensityScale(reader.getDefaultNormalizationType(),
                            [&]() -> const kova::FrameInfo& { return reader.getFrameInfo(frameId); });
-    decoder->prepare(frameId, range.begin, range.end);
-    // Such a frame may claim billions of scans.
-    if (!decoder->isRangeWithoutPeaks()) {
+    // A frame without peaks may claim billions of scans.
+    if (!decoder->prepare(frameId, range.begin, range.end).isWithoutPeaks) {
         decodeScans(scale, range.begin, range.end);
     }
     return frame;

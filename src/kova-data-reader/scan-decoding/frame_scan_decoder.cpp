@@ -11,27 +11,26 @@
 
 namespace lumo::io::kova {
 
-void FrameScanDecoder::prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) {
+PreparedRange FrameScanDecoder::prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) {
     std::uint32_t first = 0;
     std::uint32_t last = 0;
     frame = &reader.loadFrame(frameId);
-    wordsOfRange = 0;
+    PreparedRange range{.isWithoutPeaks = frame->isWithoutPeaks(), .packer = this};
     // The range may claim billions of scans that the frame does not have.
     const std::uint32_t existingEnd = std::min(end, frame->numberOfScans());
-    for (std::uint32_t scan = begin; scan < existingEnd && !frame->isWithoutPeaks(); ++scan) {
+    for (std::uint32_t scan = begin; scan < existingEnd && !range.isWithoutPeaks; ++scan) {
         frame->get(scan, first, last);
         if ((last - first) % 2 != 0) {
             LUMO_THROW(
                 CorruptScanDataError(frameId, scan, "number of decompressed entries not an even number."));
         }
-        wordsOfRange += last - first;
+        range.peakBound += (last - first) / 2;
     }
     if (end > existingEnd) {
         frame->get(std::max(begin, existingEnd), first, last);
     }
+    return range;
 }
-
-bool FrameScanDecoder::isRangeWithoutPeaks() const { return frame->isWithoutPeaks(); }
 
 std::size_t FrameScanDecoder::peakBound(std::uint32_t scan) {
     std::uint32_t start = 0;

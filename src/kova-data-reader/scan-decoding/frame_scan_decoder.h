@@ -13,10 +13,7 @@ class FrameScanDecoder final : public ScanDecoder, public DirectScanPacker {
 public:
     explicit FrameScanDecoder(KvdReader& source) : reader(source) {}
 
-    void prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) override;
-    DirectScanPacker* directPacker() override { return this; }
-    bool isRangeWithoutPeaks() const override;
-    std::uint64_t rangePeakBound() const override { return wordsOfRange / 2; }
+    PreparedRange prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) override;
     std::size_t peakBound(std::uint32_t scan) override;
     std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) override;
     std::uint64_t pack(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
@@ -27,7 +24,6 @@ private:
 
     KvdReader& reader;
     const KvdFrameReader* frame = nullptr;
-    std::uint64_t wordsOfRange = 0;
     FrameScanKernel kernel;
 };
 

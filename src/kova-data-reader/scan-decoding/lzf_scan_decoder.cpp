@@ -11,10 +11,11 @@
 
 namespace lumo::io::kova {
 
-void LzfScanDecoder::prepare(std::int64_t newFrameId, std::uint32_t begin, std::uint32_t end) {
+PreparedRange LzfScanDecoder::prepare(std::int64_t newFrameId, std::uint32_t begin, std::uint32_t end) {
     frameId = newFrameId;
     decompressedSize = 0;
     reader.hintWillReadScanRange(frameId, begin, end);
+    return {};
 }
 
 std::size_t LzfScanDecoder::peakBound(std::uint32_t scan) {

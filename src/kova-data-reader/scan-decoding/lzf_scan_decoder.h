@@ -11,8 +11,7 @@ class LzfScanDecoder : public ScanDecoder {
 public:
     explicit LzfScanDecoder(KvdReader& source) : reader(source) {}
 
-    void prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) override;
-    bool isRangeWithoutPeaks() const override { return false; }
+    PreparedRange prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) override;
     std::size_t peakBound(std::uint32_t scan) override;
     std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) override;
 

@@ -16,13 +16,20 @@ class DirectScanPacker {
 public:
     virtual ~DirectScanPacker() = default;
 
-    // The number of peaks in the range before the bin limit is applied.
-    virtual std::uint64_t rangePeakBound() const = 0;
-
     // Packs the scans [begin, end) of the range into `destination`, which has room for their bound: the peak
     // count of each, then for each its indices and its intensities. Returns the number of values.
     virtual std::uint64_t pack(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
                                std::byte* destination) = 0;
+};
+
+// What is known of a range of scans before any of them is decoded.
+struct PreparedRange {
+    // True only if it has none.
+    bool isWithoutPeaks = false;
+    // Where nothing can fail any more because nothing is left to be decompressed; else null.
+    DirectScanPacker* packer = nullptr;
+    // With a packer, the number of peaks before the bin limit is applied.
+    std::uint64_t peakBound = 0;
 };
 
 // Turns stored scans into peaks, one scan of a prepared range after the other. One implementation per storage
@@ -32,13 +39,7 @@ public:
     virtual ~ScanDecoder() = default;
 
     // Loads what the scans [begin, end) need and raises what is wrong with their bounds.
-    virtual void prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) = 0;
-
-    // Where no call below can fail any more because nothing is left to be decompressed; else null.
-    virtual DirectScanPacker* directPacker() { return nullptr; }
-
-    // True when the prepared range is known to hold no peaks, without a look at each of its scans.
-    virtual bool isRangeWithoutPeaks() const = 0;
+    virtual PreparedRange prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) = 0;
 
     // The number of peaks of a scan before the bin limit is applied, and so the room that decode() needs.
     virtual std::size_t peakBound(std::uint32_t scan) = 0;

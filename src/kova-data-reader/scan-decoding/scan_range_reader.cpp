@@ -27,11 +27,10 @@ std::uint64_t ScanRangeReader::read(std::int64_t frameId, std::uint32_t begin, s
     }
     const Range range{begin, end};
     checkResultSize(range.scans());
-    const IntensityScale scale = scaleOf(frameId, type);
-    decoder->prepare(frameId, begin, end);
-    DirectScanPacker* const packer = decoder->directPacker();
-    const std::uint64_t values =
-        packer != nullptr ? readDirectly(*packer, range, scale, buffer) : readStaged(range, scale, buffer);
+    const IntensityScale& scale = scaleOf(frameId, type);
+    const PreparedRange prepared = decoder->prepare(frameId, begin, end);
+    const std::uint64_t values = prepared.packer != nullptr ? readDirectly(prepared, range, scale, buffer)
+                                                            : readStaged(range, scale, buffer);
     return kWordSize * values;
 }
 
@@ -46,9 +45,9 @@ const IntensityScale& ScanRangeReader::scaleOf(std::int64_t frameId, Normalizati
     return lastScale->scale;
 }
 
-std::uint64_t ScanRangeReader::countValues(const Range& range) {
+std::uint64_t ScanRangeReader::countValues(const PreparedRange& prepared, const Range& range) {
     std::uint64_t values = range.scans();
-    for (std::uint32_t scan = range.begin; scan < range.end && !decoder->isRangeWithoutPeaks(); ++scan) {
+    for (std::uint32_t scan = range.begin; scan < range.end && !prepared.isWithoutPeaks; ++scan) {
         values += 2 * decoder->decode(scan, {}, {});
     }
     return values;
@@ -56,33 +55,33 @@ std::uint64_t ScanRangeReader::countValues(const Range& range) {
 
 // Peaks are decoded to where they end up, as nothing can fail any more. Only when the buffer might be too
 // small they have to be counted first.
-std::uint64_t ScanRangeReader::readDirectly(DirectScanPacker& packer, const Range& range,
+std::uint64_t ScanRangeReader::readDirectly(const PreparedRange& prepared, const Range& range,
                                             const IntensityScale& scale, std::span<std::byte> buffer) {
-    const std::uint64_t bound = range.scans() + 2 * packer.rangePeakBound();
+    const std::uint64_t bound = range.scans() + 2 * prepared.peakBound;
     std::uint64_t values = bound;
     if (kWordSize * bound > buffer.size() || bound > limits::kMaxResultValues) {
-        values = countValues(range);
+        values = countValues(prepared, range);
         checkResultSize(values);
         if (kWordSize * values > buffer.size()) {
             return values;
         }
     }
     if (kWordSize * bound <= buffer.size()) {
-        return packInto(buffer.data(), packer, range, scale);
+        return packInto(buffer.data(), prepared, range, scale);
     }
     staged.resize(kWordSize * bound);
-    packInto(staged.data(), packer, range, scale);
+    packInto(staged.data(), prepared, range, scale);
     std::memcpy(buffer.data(), staged.data(), kWordSize * values);
     return values;
 }
 
-std::uint64_t ScanRangeReader::packInto(std::byte* destination, DirectScanPacker& packer, const Range& range,
-                                        const IntensityScale& scale) {
-    if (decoder->isRangeWithoutPeaks()) {
+std::uint64_t ScanRangeReader::packInto(std::byte* destination, const PreparedRange& prepared,
+                                        const Range& range, const IntensityScale& scale) {
+    if (prepared.isWithoutPeaks) {
         std::memset(destination, 0, kWordSize * range.scans());
         return range.scans();
     }
-    return packer.pack(range.begin, range.end, scale, destination);
+    return prepared.packer->pack(range.begin, range.end, scale, destination);
 }
 
 // A later scan can still turn out to be corrupt, so the result is built aside. Once it has outgrown the

@@ -38,11 +38,11 @@ private:
     };
 
     const IntensityScale& scaleOf(std::int64_t frameId, NormalizationType type);
-    std::uint64_t readDirectly(DirectScanPacker& packer, const Range& range, const IntensityScale& scale,
+    std::uint64_t readDirectly(const PreparedRange& prepared, const Range& range, const IntensityScale& scale,
                                std::span<std::byte> buffer);
     std::uint64_t readStaged(const Range& range, const IntensityScale& scale, std::span<std::byte> buffer);
-    std::uint64_t countValues(const Range& range);
-    std::uint64_t packInto(std::byte* destination, DirectScanPacker& packer, const Range& range,
+    std::uint64_t countValues(const PreparedRange& prepared, const Range& range);
+    std::uint64_t packInto(std::byte* destination, const PreparedRange& prepared, const Range& range,
                            const IntensityScale& scale);
 
     KvdReader& reader;
