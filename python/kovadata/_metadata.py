@@ -1,9 +1,11 @@
-"""Queries on the metadata database of an analysis. Nothing is ever written or created."""
+"""Queries on the metadata database of an analysis. Nothing is ever written or created beside it."""
 
 from __future__ import annotations
 
 import os
+import shutil
 import sqlite3
+import tempfile
 import urllib.parse
 from typing import Any, List, Optional, Sequence, Set, Tuple
 
@@ -14,15 +16,33 @@ from ._errors import KovaError
 _BUSY_TIMEOUT_S = 15
 
 
-def _is_idle_in_write_ahead_mode(path: str) -> bool:
-    """Whether reading through SQLite's locks would create files beside the database that no writer asked for."""
-    if os.path.exists(path + "-wal"):
-        return False
+# SQLite takes names of 512 bytes, with suffixes.
+_LONGEST_NAME = 500
+
+
+def _is_in_write_ahead_mode(path: str) -> bool:
     descriptor = os.open(path, os.O_RDONLY | os.O_NONBLOCK | os.O_CLOEXEC)
     try:
         return os.pread(descriptor, 2, 18) == b"\x02\x02"
     finally:
         os.close(descriptor)
+
+
+def _is_log_left_behind(path: str) -> bool:
+    """Whether there is a log that nobody uses, because its index is missing, which SQLite would make."""
+    return os.path.exists(path + "-wal") and not os.path.exists(path + "-shm")
+
+
+def _copied(path: str, folder: str) -> str:
+    """The database and its log, where SQLite may do as it likes."""
+    for suffix in ("", "-wal"):
+        if os.path.exists(path + suffix):
+            shutil.copyfile(path + suffix, os.path.join(folder, "copy" + suffix))
+    return os.path.join(folder, "copy")
+
+
+def _uri(path: str) -> str:
+    return "file:" + urllib.parse.quote("/" + path.lstrip("/"), errors="surrogateescape")
 
 
 class Metadata(_fork.ForkAware):
@@ -72,9 +92,25 @@ class Metadata(_fork.ForkAware):
                 connection.close()
 
     def _connect(self) -> sqlite3.Connection:
-        uri = "file:" + urllib.parse.quote("/" + self.path.lstrip("/"), errors="surrogateescape") + "?mode=ro"
-        if _is_idle_in_write_ahead_mode(self.path):
-            uri += "&immutable=1"
+        path = os.path.realpath(self.path)
+        if len(os.fsencode(path)) > _LONGEST_NAME or _is_log_left_behind(path):
+            return self._in_memory(path)
+        # Without a log, all is in the database itself; the index that SQLite would make for it is not wanted.
+        is_idle = _is_in_write_ahead_mode(path) and not os.path.exists(path + "-wal")
+        return self._open(_uri(path) + ("?mode=ro&immutable=1" if is_idle else "?mode=ro"))
+
+    def _in_memory(self, path: str) -> sqlite3.Connection:
+        with tempfile.TemporaryDirectory(prefix="kovadata-") as folder:
+            copy = self._open(_uri(_copied(path, folder)) + "?mode=rw")
+            try:
+                memory = self._open("file::memory:")
+                copy.backup(memory)
+                return memory
+            finally:
+                copy.close()
+
+    @staticmethod
+    def _open(uri: str) -> sqlite3.Connection:
         connection = sqlite3.connect(uri, uri=True, timeout=_BUSY_TIMEOUT_S, check_same_thread=False)
         connection.execute("PRAGMA trusted_schema=OFF")
         return connection

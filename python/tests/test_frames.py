@@ -1,6 +1,8 @@
 """Frames, scans and peaks, held against what the command line tool prints."""
 
 import itertools
+import shutil
+import sqlite3
 import zlib
 
 import numpy as np
@@ -196,15 +198,39 @@ def test_measured_frames(measured):
     assert crc == manifest["crc32_raw"]
 
 
-def test_nothing_is_created_beside_the_data(run, tmp_path):
-    import shutil
-    import sqlite3
-
-    copy = shutil.copytree(run.path, tmp_path / "copy.d")
-    database = sqlite3.connect(copy / "analysis.kvd")
+def in_write_ahead_mode(run, path):
+    """A copy with a log that a connection keeps."""
+    database = sqlite3.connect(shutil.copytree(run.path, path) / "analysis.kvd")
     database.execute("PRAGMA journal_mode=WAL").fetchall()
+    database.execute("UPDATE Frames SET NumPeaks = 77 WHERE Id = 1")
+    database.commit()
+    return database
+
+
+def log_is_merged(run, tmp_path):
+    in_write_ahead_mode(run, tmp_path / "copy.d").close()
+    return tmp_path / "copy.d"
+
+
+def log_is_left_behind(run, tmp_path):
+    database = in_write_ahead_mode(run, tmp_path / "written.d")
+    copy = shutil.copytree(tmp_path / "written.d", tmp_path / "copy.d", ignore=shutil.ignore_patterns("*-shm"))
     database.close()
+    return copy
+
+
+def path_is_long(run, tmp_path):
+    folder = tmp_path / "/".join(["x" * 200] * 15)
+    folder.mkdir(parents=True)
+    in_write_ahead_mode(run, tmp_path / "short.d").close()
+    return (tmp_path / "short.d").rename(folder / "copy.d")
+
+
+@pytest.mark.parametrize("made", [log_is_merged, log_is_left_behind, path_is_long])
+def test_nothing_is_created_beside_the_data(run, tmp_path, kova, made):
+    copy = made(run, tmp_path)
     before = {file.name: file.stat().st_mtime_ns for file in copy.iterdir()}
     with kovadata.Analysis(copy) as analysis:
-        assert len(analysis.frame_table()) == 14 and len(list(analysis.msms())) > 0
+        assert analysis.frame_table()["peaks"][0] == 77 and len(list(analysis.msms())) > 0
+        assert kova("frames", copy)[0]["peaks"] == 77
         assert {file.name: file.stat().st_mtime_ns for file in copy.iterdir()} == before

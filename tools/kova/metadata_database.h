@@ -1,21 +1,20 @@
 #pragma once
 
-#include <sqlite3.h>
-
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "analysis_format.h"
+#include "sqlite/cppsqlite3.h"
 
 namespace kova_tool {
 
 // One row at a time of a query's result. Values of a type other than the wanted one read as absent.
 class MetadataQuery {
 public:
-    MetadataQuery(sqlite3* database, const std::string& sql);
+    explicit MetadataQuery(CppSQLite3Query executed) : rows(std::move(executed)) {}
 
     bool next();
     std::optional<std::int64_t> integer(int column) const;
@@ -23,18 +22,17 @@ public:
     std::optional<std::string> text(int column) const;
 
 private:
-    struct Finalizer {
-        void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-    };
-    std::unique_ptr<sqlite3_stmt, Finalizer> statement;
+    CppSQLite3Query rows;
+    bool isBegun = false;
 };
 
-// A metadata database, opened for reading only. SQLite's errors are thrown as Failure.
+// A metadata database, read as the library reads it: no trace is left beside it, and writers are followed. SQLite's errors
+// are thrown as Failure.
 class MetadataDatabase {
 public:
     explicit MetadataDatabase(const std::string& path);
 
-    MetadataQuery query(const std::string& sql) const { return {connection.get(), sql}; }
+    MetadataQuery query(const std::string& sql) const;
     std::optional<std::int64_t> integer(const std::string& sql) const;
 
     // Names of a table's columns; empty if there is no such table.
@@ -49,10 +47,7 @@ public:
     std::uint32_t indexBins(AnalysisFormat format) const;
 
 private:
-    struct Closer {
-        void operator()(sqlite3* database) const { sqlite3_close(database); }
-    };
-    std::unique_ptr<sqlite3, Closer> connection;
+    mutable CppSQLite3DB connection;
 };
 
 }  // namespace kova_tool
