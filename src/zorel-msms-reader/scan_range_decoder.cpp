@@ -1,7 +1,9 @@
 #include "zorel-msms-reader/scan_range_decoder.h"
 
 #include <algorithm>
+#include <functional>
 #include <limits>
+#include <numeric>
 #include <stdexcept>
 
 #include "diag/throw.h"
@@ -40,16 +42,34 @@ const ScanRangeDecoder::Frame& ScanRangeDecoder::decode(std::int64_t frameId, st
     const kova::IntensityScale scale =
         makeIntensityScale(reader.getDefaultNormalizationType(),
                            [&]() -> const kova::FrameInfo& { return reader.getFrameInfo(frameId); });
-    // A frame without peaks may claim billions of scans.
-    if (!decoder->prepare(frameId, range.begin, range.end).isWithoutPeaks) {
-        decodeScans(scale, range.begin, range.end);
+    const kova::PreparedRange prepared = decoder->prepare(frameId, range.begin, range.end);
+    if (prepared.isWithoutPeaks) {  // and may claim billions of scans
+        return frame;
+    }
+    frame.numberOfScans = range.end - range.begin;
+    if (prepared.direct != nullptr) {
+        decodeAtOnce(prepared, scale, range.begin, range.end);
+    } else {
+        decodeOneByOne(scale, range.begin, range.end);
     }
     return frame;
 }
 
-void ScanRangeDecoder::decodeScans(const kova::IntensityScale& scale, std::uint32_t begin,
-                                   std::uint32_t end) {
-    frame.numberOfScans = end - begin;
+void ScanRangeDecoder::decodeAtOnce(const kova::PreparedRange& prepared, const kova::IntensityScale& scale,
+                                    std::uint32_t begin, std::uint32_t end) {
+    frame.allocateBuffers();
+    reservePeaks(prepared.peakBound);
+    counts.resize(frame.numberOfScans);
+    kova::ScanTargets targets{.counts = reinterpret_cast<std::byte*>(counts.data()),
+                              .indices = reinterpret_cast<std::byte*>(frame.indices.data()),
+                              .intensities = reinterpret_cast<std::byte*>(frame.intensities.data())};
+    prepared.direct->decodeRange(begin, end, scale, targets);
+    std::inclusive_scan(counts.begin(), counts.end(), frame.scanOffsets.begin() + 1, std::plus<>(),
+                        std::uint64_t{0});
+}
+
+void ScanRangeDecoder::decodeOneByOne(const kova::IntensityScale& scale, std::uint32_t begin,
+                                      std::uint32_t end) {
     frame.allocateBuffers();
     std::size_t used = 0;
     for (std::uint32_t scan = begin; scan < end; ++scan) {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "kova-data-reader/kvd_reader.h"
 #include "kova-data-reader/scan-decoding/scan_decoder.h"
@@ -24,12 +25,15 @@ public:
     const Frame& decode(std::int64_t frameId, std::int64_t begin, std::int64_t end);
 
 private:
-    void decodeScans(const kova::IntensityScale& scale, std::uint32_t begin, std::uint32_t end);
+    void decodeAtOnce(const kova::PreparedRange& prepared, const kova::IntensityScale& scale,
+                      std::uint32_t begin, std::uint32_t end);
+    void decodeOneByOne(const kova::IntensityScale& scale, std::uint32_t begin, std::uint32_t end);
     void reservePeaks(std::size_t count);
 
     kova::KvdReader& reader;
     std::unique_ptr<kova::ScanDecoder> decoder;
     Frame frame;
+    std::vector<std::uint32_t> counts;  // peaks per scan
 };
 
 }  // namespace lumo::io::algorithms

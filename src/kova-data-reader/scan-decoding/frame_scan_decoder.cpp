@@ -7,7 +7,6 @@
 #include "kova-data-reader/blob/kvd_frame_reader.h"
 #include "kova-data-reader/kvd_reader.h"
 #include "kova-data-reader/scan-decoding/bin_limit.h"
-#include "kova-data-reader/scan-decoding/scan_packing.h"
 
 namespace lumo::io::kova {
 
@@ -15,7 +14,7 @@ PreparedRange FrameScanDecoder::prepare(std::int64_t frameId, std::uint32_t begi
     std::uint32_t first = 0;
     std::uint32_t last = 0;
     frame = &reader.loadFrame(frameId);
-    PreparedRange range{.isWithoutPeaks = frame->isWithoutPeaks(), .packer = this};
+    PreparedRange range{.isWithoutPeaks = frame->isWithoutPeaks(), .direct = this};
     // The range may claim billions of scans that the frame does not have.
     const std::uint32_t existingEnd = std::min(end, frame->numberOfScans());
     for (std::uint32_t scan = begin; scan < existingEnd && !range.isWithoutPeaks; ++scan) {
@@ -48,16 +47,14 @@ std::size_t FrameScanDecoder::decode(std::uint32_t scan, const IntensityScale& s
                          {.indices = output.indices, .intensities = output.intensities});
 }
 
-std::uint64_t FrameScanDecoder::pack(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
-                                     std::byte* destination) {
-    ScanTargets targets{.counts = destination, .indices = destination + kWordSize * (end - begin)};
+void FrameScanDecoder::decodeRange(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
+                                   ScanTargets& targets) {
     kernel.decode(scansOfFrame(scale), begin, end, reader.binLimit(), targets);
-    return static_cast<std::uint64_t>(targets.indices - destination) / kWordSize;
 }
 
 FrameScans FrameScanDecoder::scansOfFrame(const IntensityScale& scale) const {
     const ByteBuffer& shuffled = frame->shuffledWords();
-    return {shuffled.data(), shuffled.size() / kWordSize, frame->scanStarts().data(),
+    return {shuffled.data(), shuffled.size() / sizeof(std::uint32_t), frame->scanStarts().data(),
             reader.binLimit().binCount(), scale};
 }
 

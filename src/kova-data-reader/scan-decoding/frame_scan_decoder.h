@@ -9,15 +9,15 @@ class KvdFrameReader;
 
 // Scans of frames that are compressed as a whole: peaks go from the shuffled buffer straight to their
 // destination.
-class FrameScanDecoder final : public ScanDecoder, public DirectScanPacker {
+class FrameScanDecoder final : public ScanDecoder, public RangeDecoder {
 public:
     explicit FrameScanDecoder(KvdReader& source) : reader(source) {}
 
     PreparedRange prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) override;
     std::size_t peakBound(std::uint32_t scan) override;
     std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) override;
-    std::uint64_t pack(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
-                       std::byte* destination) override;
+    void decodeRange(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
+                     ScanTargets& targets) override;
 
 private:
     FrameScans scansOfFrame(const IntensityScale& scale) const;

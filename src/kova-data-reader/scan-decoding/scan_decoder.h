@@ -6,20 +6,21 @@
 
 #include "kova-data-reader/scan-decoding/normalization.h"
 #include "kova-data-reader/scan-decoding/peak_output.h"
+#include "kova-data-reader/scan-decoding/scan_targets.h"
 
 namespace lumo::io::kova {
 
 class KvdReader;
 
-// Packs scans of a range that is prepared, and of which nothing is left that could fail.
-class DirectScanPacker {
+// Decodes scans of a range that is prepared, and of which nothing is left that could fail.
+class RangeDecoder {
 public:
-    virtual ~DirectScanPacker() = default;
+    virtual ~RangeDecoder() = default;
 
-    // Packs the scans [begin, end) of the range into `destination`, which has room for their bound: the peak
-    // count of each, then for each its indices and its intensities. Returns the number of values.
-    virtual std::uint64_t pack(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
-                               std::byte* destination) = 0;
+    // Stores the peaks of the scans [begin, end) of the range, for whose bound there is room, and moves the
+    // targets behind them.
+    virtual void decodeRange(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
+                             ScanTargets& targets) = 0;
 };
 
 // What is known of a range of scans before any of them is decoded.
@@ -27,8 +28,8 @@ struct PreparedRange {
     // True only if it has none.
     bool isWithoutPeaks = false;
     // Where nothing can fail any more because nothing is left to be decompressed; else null.
-    DirectScanPacker* packer = nullptr;
-    // With a packer, the number of peaks before the bin limit is applied.
+    RangeDecoder* direct = nullptr;
+    // In that case, the number of peaks before the bin limit is applied.
     std::uint64_t peakBound = 0;
 };
 

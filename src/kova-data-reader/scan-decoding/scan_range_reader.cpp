@@ -29,7 +29,7 @@ std::uint64_t ScanRangeReader::read(std::int64_t frameId, std::uint32_t begin, s
     checkResultSize(range.scans());
     const IntensityScale& scale = scaleOf(frameId, type);
     const PreparedRange prepared = decoder->prepare(frameId, begin, end);
-    const std::uint64_t values = prepared.packer != nullptr ? readDirectly(prepared, range, scale, buffer)
+    const std::uint64_t values = prepared.direct != nullptr ? readDirectly(prepared, range, scale, buffer)
                                                             : readStaged(range, scale, buffer);
     return kWordSize * values;
 }
@@ -81,7 +81,9 @@ std::uint64_t ScanRangeReader::packInto(std::byte* destination, const PreparedRa
         std::memset(destination, 0, kWordSize * range.scans());
         return range.scans();
     }
-    return prepared.packer->pack(range.begin, range.end, scale, destination);
+    ScanTargets targets{.counts = destination, .indices = destination + kWordSize * range.scans()};
+    prepared.direct->decodeRange(range.begin, range.end, scale, targets);
+    return static_cast<std::uint64_t>(targets.indices - destination) / kWordSize;
 }
 
 // A later scan can still turn out to be corrupt, so the result is built aside. Once it has outgrown the
