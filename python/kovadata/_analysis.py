@@ -10,7 +10,7 @@ import numpy as np
 
 from . import _precursors
 from ._arrays import Converted, Out, Values
-from ._base import BaseAnalysis, frame_number
+from ._base import BaseAnalysis, frame_number, frame_numbers
 from ._frame import Frame
 from ._frame_table import COLUMNS, read_frame_table
 from ._msms import MsmsProfile, MsmsSpectrum, read_msms
@@ -194,7 +194,7 @@ class Analysis(BaseAnalysis):
         """
         if precursors is not None and frame is not None:
             raise TypeError("precursors and frame exclude each other")
-        wanted = None if precursors is None else np.unique(np.array([frame_number(one) for one in precursors], np.int64))
+        wanted = None if precursors is None else np.unique(np.array(frame_numbers(precursors), np.int64))
         return read_msms(self, wanted, None if frame is None else frame_number(frame), profile)
 
     def scan_to_one_over_k0(self, frame: int, scan: Values, out: Out = None) -> Converted:
@@ -284,7 +284,7 @@ class Analysis(BaseAnalysis):
             return table
         if isinstance(which, Partition):
             return table[(table["id"] >= which.first) & (table["id"] <= which.last)]
-        ids = np.array([frame_number(one) for one in which], np.int64)
+        ids = np.array(frame_numbers(which), np.int64)
         places = np.minimum(np.searchsorted(table["id"], ids), max(len(table) - 1, 0))
         known = table["id"][places] == ids if len(table) else np.zeros(len(ids), bool)
         for missing in ids[~known]:

@@ -5,7 +5,7 @@ from __future__ import annotations
 import operator
 import os
 import pathlib
-from typing import Any, List, Tuple, Type, TypeVar, Union
+from typing import Any, Iterable, List, Tuple, Type, TypeVar, Union
 
 import numpy as np
 
@@ -25,6 +25,15 @@ def frame_number(value: Any) -> int:
     if not -2 ** 63 <= number < 2 ** 63:
         raise ValueError(f"{number} is no id of a frame")
     return number
+
+
+def frame_numbers(values: "Iterable[Any]") -> List[int]:
+    """The same for several, which a single id is often passed for."""
+    try:
+        wanted = iter(values)
+    except TypeError:
+        raise TypeError(f"ids are passed as a list, such as [{values!r}]") from None
+    return [frame_number(one) for one in wanted]
 
 
 class BaseAnalysis:

@@ -6,8 +6,13 @@ import os
 from typing import Any
 
 from . import _fork
-from ._errors import KovaError
+from ._errors import KovaError, noted
 from ._library import last_error, library
+
+
+# The metadata of each function family, those of the other, and what opens the other.
+_KINDS = {"kova": ("analysis.kvd", "analysis.kvs", "SpectrumAnalysis"),
+          "kvs": ("analysis.kvs", "analysis.kvd", "Analysis")}
 
 
 class Handle(_fork.ForkAware):
@@ -73,7 +78,14 @@ class Handle(_fork.ForkAware):
             raise ValueError(f"the analysis is closed: {self.path}")
         self._value = self.function("open")(os.fsencode(self.path), int(self.recalibrated))
         if not self._value:
-            raise self.failure()
+            raise noted(self.failure(), self._opening_note())
+
+    def _opening_note(self) -> str:
+        """What the library's texts do not tell a user who took the wrong path or the wrong class."""
+        wanted, other, opener = _KINDS[self.family]
+        if not os.path.exists(os.path.join(self.path, wanted)) and os.path.exists(os.path.join(self.path, other)):
+            return f"kovadata.{opener} or kovadata.open opens {self.path}"
+        return f"while opening {self.path}"
 
     def _release(self) -> None:
         value, self._value = self._value, 0

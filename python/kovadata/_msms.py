@@ -21,7 +21,7 @@ if TYPE_CHECKING:
 _BATCH = 1000
 
 
-@dataclasses.dataclass(frozen=True, eq=False)
+@dataclasses.dataclass(frozen=True, eq=False, repr=False)
 class MsmsSpectrum:
     """The MS/MS line spectrum of a precursor, summed over all its frames.
 
@@ -42,8 +42,11 @@ class MsmsSpectrum:
     def __len__(self) -> int:
         return len(self.mz)
 
+    def __repr__(self) -> str:
+        return f"<kovadata.MsmsSpectrum: {len(self)} peaks of precursor {self.precursor.id}>"
 
-@dataclasses.dataclass(frozen=True, eq=False)
+
+@dataclasses.dataclass(frozen=True, eq=False, repr=False)
 class MsmsProfile:
     """The MS/MS profile of a precursor, summed over all its frames. Only bins other than 0 are kept.
 
@@ -69,6 +72,9 @@ class MsmsProfile:
 
     def __len__(self) -> int:
         return len(self.tof_index)
+
+    def __repr__(self) -> str:
+        return f"<kovadata.MsmsProfile: {len(self)} of {self.bins} bins of precursor {self.precursor.id}>"
 
     def dense(self, out: Optional[np.ndarray] = None) -> np.ndarray:
         """The whole profile.

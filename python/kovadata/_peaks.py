@@ -64,6 +64,9 @@ class Scans:
     def __len__(self) -> int:
         return len(self.counts)
 
+    def __repr__(self) -> str:
+        return f"<kovadata.Scans: scans {self.begin}:{self.begin + len(self)}, {self.num_peaks} peaks>"
+
     def __getitem__(self, position: int) -> Scan:
         count = int(self.counts[position])
         index, intensity = int(self._first_index[position]), int(self._first_intensity[position])
@@ -173,6 +176,8 @@ class Columns:
     """
 
     def __init__(self, peaks: int, mz: bool, one_over_k0: bool, out: Optional[PeakBuffer]) -> None:
+        if not isinstance(out, (PeakBuffer, type(None))):
+            raise TypeError("out must be a kovadata.PeakBuffer")
         size = peaks * (8 * (mz + one_over_k0) + 12)
         self._block = np.empty(size, np.uint8) if out is None else out._take(size)
         self._used = 0

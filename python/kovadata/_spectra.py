@@ -8,7 +8,7 @@ from typing import Any, Callable, Iterable, Iterator, Optional, Tuple, Union
 import numpy as np
 
 from ._arrays import Converted, Out, Values, address, require_out
-from ._base import BaseAnalysis, frame_number
+from ._base import BaseAnalysis, frame_number, frame_numbers
 from ._errors import BufferTooSmall
 from ._frame_table import read_frame_table
 from ._frame import nan_without_calibration
@@ -17,7 +17,7 @@ from ._partitions import Partition
 from ._table import with_nulls
 
 
-@dataclasses.dataclass(frozen=True, eq=False)
+@dataclasses.dataclass(frozen=True, eq=False, repr=False)
 class Lines:
     """A line spectrum.
 
@@ -40,6 +40,9 @@ class Lines:
 
     def __len__(self) -> int:
         return len(self.position)
+
+    def __repr__(self) -> str:
+        return f"<kovadata.Lines: {len(self)} peaks>"
 
     def table(self, kind: str) -> Any:
         """The lines as a data frame, ``kind`` being ``"pandas"``, ``"polars"`` or ``"arrow"``."""
@@ -251,7 +254,7 @@ class SpectrumAnalysis(BaseAnalysis):
             if isinstance(which, Partition):
                 table = table[(table["id"] >= which.first) & (table["id"] <= which.last)]
             return (Spectrum(self, row) for row in table)
-        return (self.spectrum(one) for one in which)
+        return (self.spectrum(one) for one in frame_numbers(which))
 
     def _stated(self, key: str) -> bool:
         return self._metadata.number(key) != 0

@@ -111,6 +111,24 @@ def test_what_would_be_cut_on_the_way_is_refused(run, call):
         call(run)
 
 
+@pytest.mark.parametrize("call, text", [
+    (lambda run: run.frames(1), r"such as \[1\]"), (lambda run: next(run.msms(precursors=1)), r"such as \[1\]"),
+    (lambda run: run.frame(1).peaks(out=np.empty(3)), "PeakBuffer")])
+def test_wrong_types_are_told_in_words(run, call, text):
+    with pytest.raises(TypeError, match=text):
+        call(run)
+
+
+@pytest.mark.skipif(not hasattr(Exception, "add_note"), reason="came with Python 3.11")
+@pytest.mark.parametrize("call, note", [
+    (lambda run: kovadata.Analysis(run.path / "none"), "while opening {}/none"),
+    (lambda run: kovadata.SpectrumAnalysis(run.path), "kovadata.Analysis or kovadata.open opens {}")])
+def test_tracebacks_tell_which_path_was_meant(run, call, note):
+    with pytest.raises(kovadata.KovaError) as failure:
+        call(run)
+    assert failure.value.__notes__ == [note.format(run.path)]
+
+
 def test_closed_analyses(simulated):
     with kovadata.Analysis(simulated("run")) as analysis:
         frame = analysis.frame(1)
