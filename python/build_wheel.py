@@ -28,7 +28,7 @@ def build(library: pathlib.Path, output: pathlib.Path) -> pathlib.Path:
     with tempfile.TemporaryDirectory() as folder:
         plain, repaired = pathlib.Path(folder) / "plain", pathlib.Path(folder) / "repaired"
         run(sys.executable, "-m", "pip", "wheel", PACKAGE, "--no-deps", "--no-build-isolation", "--wheel-dir", plain,
-            "-C", f"cmake.define.KOVADATA_PYTHON_LIBRARY={library.resolve()}")
+            "--config-settings", f"cmake.define.KOVADATA_PYTHON_LIBRARY={library.resolve()}")
         run(sys.executable, "-m", "auditwheel", "repair", *plain.iterdir(), "--wheel-dir", repaired)
         [wheel] = repaired.iterdir()
         output.mkdir(parents=True, exist_ok=True)
