@@ -26,7 +26,7 @@ __all__ = [
     "one_over_k0_to_ccs", "open", "set_num_threads"]
 
 
-def open(path: "Union[str, os.PathLike[str]]", recalibrated: bool = False) -> "Union[Analysis, SpectrumAnalysis]":
+def open(path: Union[str, os.PathLike[str]], recalibrated: bool = False) -> Union[Analysis, SpectrumAnalysis]:
     """Opens an analysis of either kind.
 
     Parameters

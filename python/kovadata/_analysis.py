@@ -51,11 +51,11 @@ class Analysis(BaseAnalysis):
     _family = "kova"
     _metadata_name = "analysis.kvd"
 
-    def _prepare(self, path: Union[str, "os.PathLike[str]"], recalibrated: bool) -> None:
+    def _prepare(self, path: Union[str, os.PathLike[str]], recalibrated: bool) -> None:
         super()._prepare(path, recalibrated)
         self._scan_reader = ScanReader(self._handle)
 
-    def _clone(self) -> "Analysis":
+    def _clone(self) -> Analysis:
         return Analysis(self._path, self._recalibrated)
 
     @property
@@ -115,7 +115,7 @@ class Analysis(BaseAnalysis):
             self._handle.call("read_scans_internal", number, 0, 1, None, 0)
         return Frame(self, rows[0])
 
-    def frames(self, which: "Union[Partition, Iterable[int], None]" = None, *, ms_level: Optional[int] = None,
+    def frames(self, which: Union[Partition, Iterable[int], None] = None, *, ms_level: Optional[int] = None,
                threads: int = 0) -> Iterator[Frame]:
         """Goes through frames.
 
@@ -278,7 +278,7 @@ class Analysis(BaseAnalysis):
         """
         return self._convert("voltage_to_scannum", frame, voltage, out)
 
-    def _selected(self, which: "Union[Partition, Iterable[int], None]") -> np.ndarray:
+    def _selected(self, which: Union[Partition, Iterable[int], None]) -> np.ndarray:
         table = self._frame_table()
         if which is None:
             return table

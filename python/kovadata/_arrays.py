@@ -26,7 +26,7 @@ def require_out(out: np.ndarray, dtype: Any, name: str = "out") -> np.ndarray:
     return out
 
 
-def conversion_arrays(values: Values, out: Out) -> "tuple[np.ndarray, np.ndarray]":
+def conversion_arrays(values: Values, out: Out) -> tuple[np.ndarray, np.ndarray]:
     """Input and output of a conversion, the same array or without overlap."""
     source = np.asarray(values, dtype=np.float64, order="C")
     if source.size > 0xFFFFFFFF:

@@ -27,7 +27,7 @@ def frame_number(value: Any) -> int:
     return number
 
 
-def frame_numbers(values: "Iterable[Any]") -> List[int]:
+def frame_numbers(values: Iterable[Any]) -> List[int]:
     """The same for several, which a single id is often passed for."""
     try:
         wanted = iter(values)
@@ -42,12 +42,12 @@ class BaseAnalysis:
     _family = ""
     _metadata_name = ""
 
-    def __init__(self, path: Union[str, "os.PathLike[str]"], recalibrated: bool = False) -> None:
+    def __init__(self, path: Union[str, os.PathLike[str]], recalibrated: bool = False) -> None:
         self._prepare(path, recalibrated)
         with self._handle:
             pass
 
-    def _prepare(self, path: Union[str, "os.PathLike[str]"], recalibrated: bool) -> None:
+    def _prepare(self, path: Union[str, os.PathLike[str]], recalibrated: bool) -> None:
         self._path = os.path.abspath(os.fsdecode(path))
         if "\0" in self._path:
             raise ValueError("the path has a null character")  # where the library would see its end
@@ -89,7 +89,7 @@ class BaseAnalysis:
         return pathlib.Path(self._path)
 
     @property
-    def metadata(self) -> "dict[str, str]":
+    def metadata(self) -> dict[str, str]:
         """Keys and values of table "GlobalMetadata"."""
         return {str(key): str(value) for key, value in self._metadata.rows("SELECT Key, Value FROM GlobalMetadata")}
 

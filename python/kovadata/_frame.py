@@ -41,7 +41,7 @@ class Frame:
     pickled; they take the analysis along.
     """
 
-    def __init__(self, analysis: "Analysis", row: np.void, peaks: Optional[Peaks] = None) -> None:
+    def __init__(self, analysis: Analysis, row: np.void, peaks: Optional[Peaks] = None) -> None:
         self._analysis, self._row, self._peaks = analysis, row, peaks
         self._scan_count = _number(row["scans"]) if peaks is None else len(peaks.offsets) - 1
 
@@ -52,7 +52,7 @@ class Frame:
         return Frame, (self._analysis, self._row)
 
     @property
-    def analysis(self) -> "Analysis":
+    def analysis(self) -> Analysis:
         """The analysis that the frame belongs to."""
         return self._analysis
 

@@ -142,7 +142,7 @@ def _copy_profile(precursor: int, count: int, bins: Optional[int]) -> Result:
     return precursor, count, filled.astype(np.uint32), profile[filled]
 
 
-def read_msms(analysis: "Analysis", wanted: Optional[np.ndarray], frame: Optional[int],
+def read_msms(analysis: Analysis, wanted: Optional[np.ndarray], frame: Optional[int],
               profile: bool) -> Iterator[Union[MsmsSpectrum, MsmsProfile]]:
     """The spectra of some precursors, of those of a frame, or of all."""
     table = analysis._precursors()
@@ -153,7 +153,7 @@ def read_msms(analysis: "Analysis", wanted: Optional[np.ndarray], frame: Optiona
         yield from _finish(analysis, table, *_call(analysis, profile, "", address(ids), len(ids), keep_alive=ids))
 
 
-def _call(analysis: "Analysis", profile: bool, suffix: str, *selection: int,
+def _call(analysis: Analysis, profile: bool, suffix: str, *selection: int,
           keep_alive: Any = None) -> Tuple[List[Result], Optional[BaseException]]:
     receiver = _Receiver()
     name = f"read_zorel_{'profile_' * profile}msms{suffix}_v2"
@@ -166,7 +166,7 @@ def _call(analysis: "Analysis", profile: bool, suffix: str, *selection: int,
     return receiver.results, receiver.failure
 
 
-def _finish(analysis: "Analysis", table: np.ndarray, results: List[Result],
+def _finish(analysis: Analysis, table: np.ndarray, results: List[Result],
             failure: Optional[BaseException]) -> Iterator[Union[MsmsSpectrum, MsmsProfile]]:
     described = _describe(analysis, table, [result[0] for result in results])
     for precursor, bins, positions, intensity in results:
@@ -181,7 +181,7 @@ def _finish(analysis: "Analysis", table: np.ndarray, results: List[Result],
         raise failure
 
 
-def _describe(analysis: "Analysis", table: np.ndarray, ids: List[int]) -> Dict[int, Precursor]:
+def _describe(analysis: Analysis, table: np.ndarray, ids: List[int]) -> Dict[int, Precursor]:
     rows = table[np.isin(table["id"], np.array(ids, np.int64))]
     mobilities = np.full(len(rows), np.nan)
     for parent in np.unique(rows["frame"]):

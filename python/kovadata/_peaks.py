@@ -49,7 +49,7 @@ class Scans:
         self._first_index, self._first_intensity = first_index, first_intensity
 
     @classmethod
-    def from_words(cls, begin: int, scans: int, words: np.ndarray) -> "Scans":
+    def from_words(cls, begin: int, scans: int, words: np.ndarray) -> Scans:
         """From the library's result: counts, then per scan its indices and its intensities."""
         counts = words[:scans]
         twice = 2 * counts.astype(np.intp)
@@ -125,7 +125,7 @@ class Peaks:
         first = self.offsets[:-1]
         return Scans(self.begin, counts, self.tof_index, self.intensity, first, first)
 
-    def between(self, begin: int, end: int) -> "Peaks":
+    def between(self, begin: int, end: int) -> Peaks:
         """The peaks of scans `begin` up to, not including, `end`, as views."""
         offsets = self.offsets[begin - self.begin:end - self.begin + 1]
         part = slice(int(offsets[0]), int(offsets[-1]))

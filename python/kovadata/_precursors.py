@@ -56,12 +56,12 @@ class Precursor(NamedTuple):
     one_over_k0: float = math.nan
 
     @classmethod
-    def unknown(cls, precursor_id: int) -> "Precursor":
+    def unknown(cls, precursor_id: int) -> Precursor:
         """One of which the metadata say nothing."""
         return cls(precursor_id, None, math.nan, math.nan, None, math.nan, math.nan)
 
     @classmethod
-    def of_row(cls, row: np.void) -> "Precursor":
+    def of_row(cls, row: np.void) -> Precursor:
         """What a row of the table says; its 1/K0 takes a calibration."""
         return cls(int(row["id"]), None if row["frame"] < 0 else int(row["frame"]), float(row["scan"]), float(row["mz"]),
                    int(row["charge"]) or None, float(row["intensity"]), float(row["time"]))

@@ -21,7 +21,7 @@ if TYPE_CHECKING:
 _FRAMES_AHEAD_PER_THREAD = 2
 
 
-def read_ahead(analysis: "Analysis", rows: np.ndarray, threads: int) -> Iterator[Frame]:
+def read_ahead(analysis: Analysis, rows: np.ndarray, threads: int) -> Iterator[Frame]:
     """Frames in the order of their rows, with their peaks, which several threads read before they are asked for."""
     clones = [analysis._clone() for _ in range(threads)]
     free: "queue.SimpleQueue[Analysis]" = queue.SimpleQueue()

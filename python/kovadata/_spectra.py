@@ -55,7 +55,7 @@ class Lines:
 class Spectrum:
     """One spectrum of an analysis without ion mobility. Made by `SpectrumAnalysis`."""
 
-    def __init__(self, analysis: "SpectrumAnalysis", row: np.void) -> None:
+    def __init__(self, analysis: SpectrumAnalysis, row: np.void) -> None:
         self._analysis, self._row = analysis, row
 
     def __repr__(self) -> str:
@@ -79,7 +79,7 @@ class Spectrum:
         """ "+" or "-"; empty if the metadata do not state it."""
         return str(self._row["polarity"])
 
-    def lines(self, out: "Optional[Tuple[np.ndarray, ...]]" = None) -> Lines:
+    def lines(self, out: Optional[Tuple[np.ndarray, ...]] = None) -> Lines:
         """Reads the line spectrum.
 
         Parameters
@@ -138,7 +138,7 @@ class Spectrum:
     def _mz(self, position: np.ndarray) -> np.ndarray:
         return nan_without_calibration(self._analysis.index_to_mz, self.id, position.copy())
 
-    def _read(self, name: str, types: "tuple[Any, ...]", out: "Optional[tuple[np.ndarray, ...]]") -> Any:
+    def _read(self, name: str, types: tuple[Any, ...], out: Optional[tuple[np.ndarray, ...]]) -> Any:
         handle = self._analysis._handle
         function = handle.function(name)
         if out is not None:
@@ -154,7 +154,7 @@ class Spectrum:
         return tuple(array.reshape(-1)[:count] for array in arrays)
 
 
-def _check(out: "tuple[np.ndarray, ...]", types: "tuple[Any, ...]") -> None:
+def _check(out: tuple[np.ndarray, ...], types: tuple[Any, ...]) -> None:
     if not isinstance(out, tuple) or len(out) != len(types):
         raise TypeError(f"out must be a tuple of {len(types)} arrays")
     for array, one in zip(out, types):
@@ -237,7 +237,7 @@ class SpectrumAnalysis(BaseAnalysis):
             self._handle.call("index_to_mz", number, address(np.zeros(1)), address(np.zeros(1)), 1)
         return Spectrum(self, rows[0])
 
-    def spectra(self, which: "Union[Partition, Iterable[int], None]" = None) -> Iterator[Spectrum]:
+    def spectra(self, which: Union[Partition, Iterable[int], None] = None) -> Iterator[Spectrum]:
         """Goes through spectra.
 
         Parameters

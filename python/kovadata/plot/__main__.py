@@ -122,19 +122,19 @@ def _spectrum(analysis: AnyAnalysis, options: argparse.Namespace) -> kovadata.Ms
     raise kovadata.KovaError(f"there is no precursor {precursor} with an MS/MS spectrum")
 
 
-def _tic(analysis: AnyAnalysis, options: argparse.Namespace, ax: "Axes") -> None:
+def _tic(analysis: AnyAnalysis, options: argparse.Namespace, ax: Axes) -> None:
     plot.tic(analysis, ax, mz_range=options.mz_range, mobility_range=options.mobility_range)
 
 
-def _heatmap(analysis: AnyAnalysis, options: argparse.Namespace, ax: "Axes") -> None:
+def _heatmap(analysis: AnyAnalysis, options: argparse.Namespace, ax: Axes) -> None:
     plot.heatmap(_frame(analysis, options), ax, mz_range=options.mz_range, mobility_range=options.mobility_range)
 
 
-def _mobilogram(analysis: AnyAnalysis, options: argparse.Namespace, ax: "Axes") -> None:
+def _mobilogram(analysis: AnyAnalysis, options: argparse.Namespace, ax: Axes) -> None:
     plot.mobilogram(_frame(analysis, options), ax, mz_range=options.mz_range, mobility_range=options.mobility_range)
 
 
-def _msms(analysis: AnyAnalysis, options: argparse.Namespace, ax: "Axes") -> None:
+def _msms(analysis: AnyAnalysis, options: argparse.Namespace, ax: Axes) -> None:
     plot.msms(_spectrum(analysis, options), ax, mz_range=options.mz_range, labels=options.labels,
               name=analysis.path.name)
 

@@ -19,8 +19,8 @@ _READING_THREADS = 2
 _MARKED_POINTS = 80
 
 
-def tic(analysis: Union[Analysis, SpectrumAnalysis], ax: "Optional[Axes]" = None, *, mz_range: Range = None,
-        mobility_range: Range = None) -> "Axes":
+def tic(analysis: Union[Analysis, SpectrumAnalysis], ax: Optional[Axes] = None, *, mz_range: Range = None,
+        mobility_range: Range = None) -> Axes:
     """Plots the total ion chromatogram: the summed intensity of each frame over the retention time.
 
     Survey frames and frames with fragment spectra are separate lines. With a range, it is the chromatogram of the ions
@@ -66,7 +66,7 @@ def tic(analysis: Union[Analysis, SpectrumAnalysis], ax: "Optional[Axes]" = None
     return ax
 
 
-def _lines(table: np.ndarray) -> "Iterator[Tuple[str, np.ndarray, dict[str, Any]]]":
+def _lines(table: np.ndarray) -> Iterator[Tuple[str, np.ndarray, dict[str, Any]]]:
     fragments = table["ms_level"] == 2
     if not fragments.all():
         yield "MS1", ~fragments, {"color": BLUE}
@@ -75,7 +75,7 @@ def _lines(table: np.ndarray) -> "Iterator[Tuple[str, np.ndarray, dict[str, Any]
 
 
 def _sums(analysis: Union[Analysis, SpectrumAnalysis], mz_range: Range,
-          mobility_range: Range) -> "Tuple[np.ndarray, np.ndarray]":
+          mobility_range: Range) -> Tuple[np.ndarray, np.ndarray]:
     if isinstance(analysis, SpectrumAnalysis):
         table = analysis.spectrum_table()
         return table, np.array([_spectrum_sum(analysis, int(number), mz_range) for number in table["id"]], float)

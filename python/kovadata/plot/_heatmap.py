@@ -19,8 +19,8 @@ if TYPE_CHECKING:
 _COLUMNS, _ROWS = 500, 300
 
 
-def heatmap(frame: Frame, ax: "Optional[Axes]" = None, *, mz_range: Range = None, mobility_range: Range = None,
-            marginals: bool = True) -> "Axes":
+def heatmap(frame: Frame, ax: Optional[Axes] = None, *, mz_range: Range = None, mobility_range: Range = None,
+            marginals: bool = True) -> Axes:
     """Plots the intensities of a frame over m/z and 1/K0, on a logarithmic colour scale.
 
     Where the frame has no mobility calibration, the axis has scan numbers.
@@ -83,7 +83,7 @@ def _histogram(frame: Frame, axis: MobilityAxis, mz_range: Range,
     return counts, mz_edges, axis.edges[scan_edges]
 
 
-def _draw_map(ax: "Axes", counts: np.ndarray, mz_edges: np.ndarray, rows: np.ndarray) -> "QuadMesh":
+def _draw_map(ax: Axes, counts: np.ndarray, mz_edges: np.ndarray, rows: np.ndarray) -> QuadMesh:
     from matplotlib.colors import LogNorm
 
     filled = counts[counts > 0]
@@ -92,7 +92,7 @@ def _draw_map(ax: "Axes", counts: np.ndarray, mz_edges: np.ndarray, rows: np.nda
     return ax.pcolormesh(mz_edges, rows, np.ma.masked_equal(counts, 0), norm=norm, cmap=COLOUR_MAP, rasterized=True)
 
 
-def _draw_marginals(ax: "Axes", place: Any, counts: np.ndarray, mz_edges: np.ndarray, rows: np.ndarray) -> "Axes":
+def _draw_marginals(ax: Axes, place: Any, counts: np.ndarray, mz_edges: np.ndarray, rows: np.ndarray) -> Axes:
     """The sums along both axes, on scales of their own; gives the axes on top."""
     top = place.append_axes("top", size="18%", pad=0.06, sharex=ax)
     side = place.append_axes("right", size="12%", pad=0.06, sharey=ax)

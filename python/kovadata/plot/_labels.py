@@ -20,7 +20,7 @@ _LEAST = 0.02
 _ISOTOPES = 3.5
 
 
-def label_peaks(ax: "Axes", x: np.ndarray, y: np.ndarray, count: int, size: float = 7.5) -> None:
+def label_peaks(ax: Axes, x: np.ndarray, y: np.ndarray, count: int, size: float = 7.5) -> None:
     """Labels at most `count` peaks with their positions. The limits of the axes must be final."""
     pixels = ax.figure.dpi / 72
     places = ax.transData.transform(np.column_stack([x, y]))

@@ -14,8 +14,8 @@ if TYPE_CHECKING:
     from matplotlib.axes import Axes
 
 
-def mobilogram(frame: Frame, ax: "Optional[Axes]" = None, *, mz_range: Range = None,
-               mobility_range: Range = None) -> "Axes":
+def mobilogram(frame: Frame, ax: Optional[Axes] = None, *, mz_range: Range = None,
+               mobility_range: Range = None) -> Axes:
     """Plots the summed intensity of each scan of a frame over 1/K0.
 
     A second axis has the scan numbers. Where the frame has no mobility calibration, they are the only one.
@@ -52,7 +52,7 @@ def mobilogram(frame: Frame, ax: "Optional[Axes]" = None, *, mz_range: Range = N
     return ax
 
 
-def _add_scan_axis(ax: "Axes", one_over_k0: np.ndarray) -> None:
+def _add_scan_axis(ax: Axes, one_over_k0: np.ndarray) -> None:
     scans = np.arange(len(one_over_k0), dtype=float)
     order = np.argsort(one_over_k0)
     x, number = one_over_k0[order], scans[order]

@@ -15,8 +15,8 @@ if TYPE_CHECKING:
     from matplotlib.axes import Axes
 
 
-def msms(spectrum: MsmsSpectrum, ax: "Optional[Axes]" = None, *, mz_range: Range = None, labels: int = 20,
-         name: str = "") -> "Axes":
+def msms(spectrum: MsmsSpectrum, ax: Optional[Axes] = None, *, mz_range: Range = None, labels: int = 20,
+         name: str = "") -> Axes:
     """Plots an MS/MS spectrum as stems, relative to its strongest peak, with the m/z of the strongest peaks.
 
     A dashed line marks the m/z of the precursor.

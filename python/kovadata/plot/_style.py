@@ -19,7 +19,7 @@ MOBILITY_LABEL = r"1/K$_0$ (V s cm$^{-2}$)"
 SCAN_LABEL = "mobility scan"
 
 
-def axes_or_new(ax: "Optional[Axes]", size: Tuple[float, float]) -> "Axes":
+def axes_or_new(ax: Optional[Axes], size: Tuple[float, float]) -> Axes:
     """The axes that were passed, or those of a new figure that interactive sessions show."""
     if ax is not None:
         return ax
@@ -28,7 +28,7 @@ def axes_or_new(ax: "Optional[Axes]", size: Tuple[float, float]) -> "Axes":
     return pyplot.figure(figsize=size).add_subplot()
 
 
-def tidy(ax: "Axes", title: str, x_label: str, y_label: str) -> None:
+def tidy(ax: Axes, title: str, x_label: str, y_label: str) -> None:
     ax.set_title(title, loc="left", fontsize="medium")
     ax.set_xlabel(x_label)
     ax.set_ylabel(y_label)
@@ -36,7 +36,7 @@ def tidy(ax: "Axes", title: str, x_label: str, y_label: str) -> None:
     ax.ticklabel_format(axis="x", useOffset=False, style="plain")
 
 
-def count_axis(ax: "Axes") -> None:
+def count_axis(ax: Axes) -> None:
     """Counts from 0 on, in thousands, millions or billions as the largest asks for."""
     _, top = ax.get_ylim()
     ax.set_ylim(0, top)
