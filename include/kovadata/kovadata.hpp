@@ -31,7 +31,7 @@
 
 #if __cplusplus < 202002L
 #error "kovadata.hpp needs C++20; kova.h and kvs.h do for earlier standards."
-#endif
+#else  // so that this is all that the compiler says
 
 #include <algorithm>
 #include <concepts>
@@ -1007,4 +1007,5 @@ inline void setNumThreads(std::uint32_t count) noexcept { kova_set_num_threads(c
 
 }  // namespace kova
 
+#endif
 #endif

@@ -10,7 +10,7 @@ import subprocess
 import sys
 import tempfile
 
-PROGRAM = re.compile(r"^```(c|cpp|python|sh)\n(.*?)^```", re.M | re.S)
+PROGRAM = re.compile(r"^```(c|cpp|python|cmake|sh)\n(.*?)^```", re.M | re.S)
 # What programs print for a simulated run; their pages in the order of their programs.
 PRINTED = {
     "README.md": [r"(index \d+ intensity \d+\n)+", r"(scan \d+ m/z [\d.]+ intensity \d+\n)+"],
@@ -19,7 +19,7 @@ PRINTED = {
     "kovadata.hpp": [r"(\d+: \d+ peaks\n){460}"],
     "recipes.md": [r"(m/z \d+\.\d{4}  \d+\n)+", r"frame 1: [1-9]\d+\n(frame \d: [1-9]\d+\n){3}"],
 }
-SUFFIX = {"c": "c", "cpp": "cpp", "python": "py"}
+FILE = {"c": "program.c", "cpp": "program.cpp", "python": "program.py", "cmake": "CMakeLists.txt"}
 # Around the lines of code in the comment at the top of the C++ header.
 HEADER_PROGRAM = """
 #include <cstdio>
@@ -74,6 +74,7 @@ def run_commands(arguments: argparse.Namespace, folder: pathlib.Path, blocks: li
     libraries = next(prefix.rglob("kovadata.pc")).parents[1]
     # The interpreter stays where it is: its packages are found by its path.
     environment = {**os.environ, "PKG_CONFIG_PATH": str(libraries / "pkgconfig"), "LD_LIBRARY_PATH": str(libraries),
+                   "CMAKE_PREFIX_PATH": str(prefix),
                    "PATH": f"{prefix / 'bin'}:{pathlib.Path(arguments.python).parent}:{os.environ['PATH']}",
                    "PYTHONPATH": arguments.python_path}
     here = folder / "here"
@@ -83,7 +84,7 @@ def run_commands(arguments: argparse.Namespace, folder: pathlib.Path, blocks: li
     printed = set()
     for language, text in blocks:
         if language != "sh":
-            (here / f"program.{SUFFIX[language]}").write_text(text, encoding="utf-8")
+            (here / FILE[language]).write_text(text, encoding="utf-8")
             continue
         done = run("bash", "-euc", text, cwd=here, env=environment)
         if done.returncode != 0:
