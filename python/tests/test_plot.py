@@ -101,7 +101,7 @@ def test_spectrum_and_its_labels(run, ax):
 
 
 def test_module_as_the_tool_calls_it(run, tmp_path):
-    assert run_module(tmp_path, "mobilogram", run.path) == (0, "", "")
+    assert run_module(tmp_path, "mobilogram", run.path) == (0, "mobilogram.png written\n", "")
     assert (tmp_path / "mobilogram.png").exists()
     assert run_module(tmp_path, "tic", "none.d") == (1, "", "kova: Specified analysis directory does not exist.\n")
     assert run_module(tmp_path, "pie", run.path)[0] == 2
@@ -109,7 +109,7 @@ def test_module_as_the_tool_calls_it(run, tmp_path):
 
 def test_command_writes_files(run, simulated, command, tmp_path):
     for kind in KINDS:
-        assert command(kind, run.path) == (0, "", "")
+        assert command(kind, run.path) == (0, f"{kind}.png written\n", "")
         assert (tmp_path / f"{kind}.png").read_bytes().startswith(b"\x89PNG")
     options = ("--mz-range", 300, 900, "--mobility-range", 0.7, 1.2, "--recalibrated", "--frame", 1)
     assert command("heatmap", run.path, "-o", "map.pdf", *options) == (0, "", "")
@@ -120,7 +120,7 @@ def test_command_writes_files(run, simulated, command, tmp_path):
 def test_measured_data_without_mobility_calibration(measured, command):
     path, manifest = measured
     for kind in ("tic", "heatmap", "mobilogram") if manifest["format"] == "kvd" else ("tic",):
-        assert command(kind, path) == (0, "", "")
+        assert command(kind, path) == (0, f"{kind}.png written\n", "")
     status, _, err = command("mobilogram", path, "--mobility-range", 1, 2)
     assert status == 1 and re.fullmatch("kova: .*mobility.*\n", err)
 

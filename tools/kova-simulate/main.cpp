@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -86,11 +87,21 @@ void complete(Arguments& a) {
     }
 }
 
+constexpr const char* kFiles[] = {"analysis.kvd", "analysis.kvd_bin", "analysis.kvs", "analysis.kvs_bin",
+                                  "calibration.sqlite"};
+
 // Removes what an earlier run wrote, and nothing else.
 void removeAnalysis(const std::filesystem::path& directory) {
-    for (const char* const name :
-         {"analysis.kvd", "analysis.kvd_bin", "analysis.kvs", "analysis.kvs_bin", "calibration.sqlite"}) {
+    for (const char* const name : kFiles) {
         std::filesystem::remove(directory / name);
+    }
+}
+
+void refuseToReplace(const std::filesystem::path& directory) {
+    for (const char* const name : kFiles) {
+        if (std::filesystem::exists(directory / name)) {
+            throw std::runtime_error((directory / name).string() + " exists already; --force replaces it");
+        }
     }
 }
 
@@ -98,6 +109,8 @@ int run(Arguments& a) {
     complete(a);
     if (a.force) {
         removeAnalysis(a.options.out);
+    } else {
+        refuseToReplace(a.options.out);
     }
     kova_tool_common::Progress progress(a.options.frames, "frames");
     if (!a.quiet) {
@@ -127,7 +140,11 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? 0 : kUsage;
+        if (e.get_exit_code() == 0) {
+            return app.exit(e);  // help or version
+        }
+        std::fprintf(stderr, "kova-simulate: %s\ntry: kova-simulate --help\n", e.what());
+        return kUsage;
     }
     try {
         return run(arguments);

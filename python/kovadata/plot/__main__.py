@@ -158,6 +158,8 @@ def _write(options: argparse.Namespace) -> None:
     if output.suffix[1:].lower() not in figure.canvas.get_supported_filetypes():
         raise kovadata.KovaError(f"{output}: no format that can be written; try png, pdf or svg")
     figure.savefig(output, bbox_inches="tight")
+    if not options.output:
+        print(f"{output} written")  # a name that the user did not choose
 
 
 def main(arguments: Optional[List[str]] = None) -> int:
