@@ -150,4 +150,4 @@ def test_wrong_usage(command, arguments):
 def test_without_matplotlib(run, tmp_path):
     (tmp_path / "matplotlib.py").write_text("raise ImportError('not here')")
     status, _, err = run_module(tmp_path, "tic", run.path)
-    assert status == 1 and re.fullmatch(r"kova: plots need matplotlib \(pip install kovadata\[plot\]\).*\n", err)
+    assert status == 1 and re.fullmatch(r"kova: plots need matplotlib \(pip install matplotlib\).*\n", err)

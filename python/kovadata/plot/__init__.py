@@ -1,4 +1,4 @@
-"""Plots of analyses. They need matplotlib: ``pip install kovadata[plot]``.
+"""Plots of analyses. They need matplotlib: ``pip install matplotlib``.
 
 From the command line: ``python3 -m kovadata.plot KIND ANALYSIS``.
 """

@@ -149,7 +149,7 @@ def _write(options: argparse.Namespace) -> None:
     try:
         from matplotlib.figure import Figure
     except ImportError as error:
-        raise kovadata.KovaError(f"plots need matplotlib (pip install kovadata[plot]): {error}") from error
+        raise kovadata.KovaError(f"plots need matplotlib (pip install matplotlib): {error}") from error
     plotter, size = _KINDS[options.kind]
     figure = Figure(figsize=options.size or size, dpi=options.dpi)
     with kovadata.open(options.analysis, options.recalibrated) as analysis:
