@@ -27,14 +27,18 @@ set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${maintainer_name} <${maintainer_address}>"
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(debian_version "${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
 
-# kovadata_debian_package(<component> NAME ... SECTION ... TITLE ... TEXT ... [DEPENDS ...] [ARCHITECTURE all])
+# kovadata_debian_package(<component> NAME ... SECTION ... TITLE ... TEXT ... [DEPENDS ...] [SUGGESTS ...]
+#   [ARCHITECTURE all])
 function(kovadata_debian_package component)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "NAME;SECTION;TITLE;TEXT;DEPENDS;ARCHITECTURE" "")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "NAME;SECTION;TITLE;TEXT;DEPENDS;SUGGESTS;ARCHITECTURE" "")
   string(TOUPPER ${component} upper)
   set(CPACK_DEBIAN_${upper}_PACKAGE_NAME "${arg_NAME}" PARENT_SCOPE)
   set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION "${arg_SECTION}" PARENT_SCOPE)
   set(CPACK_DEBIAN_${upper}_DESCRIPTION "${arg_TITLE}\n${arg_TEXT}" PARENT_SCOPE)
   set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${arg_DEPENDS}" PARENT_SCOPE)
+  if(arg_SUGGESTS)
+    set(CPACK_DEBIAN_${upper}_PACKAGE_SUGGESTS "${arg_SUGGESTS}" PARENT_SCOPE)
+  endif()
   if(arg_ARCHITECTURE)
     set(CPACK_DEBIAN_${upper}_PACKAGE_ARCHITECTURE "${arg_ARCHITECTURE}" PARENT_SCOPE)
   else()
@@ -60,6 +64,7 @@ This package has the headers for C and C++, examples in several languages, and
 what CMake and pkg-config need.")
 kovadata_debian_package(tools NAME kovadata-tools SECTION science
   DEPENDS "${runtime_package} (= ${debian_version})"
+  SUGGESTS "python3-kovadata, python3-matplotlib"
   TITLE "read access to ion-mobility time-of-flight raw data - command line tools"
   TEXT "kova lists, prints, exports and checks what an analysis holds. kova-simulate
 makes believable analyses to try programs on.")
@@ -84,6 +89,7 @@ if(EXISTS "${PROJECT_SOURCE_DIR}/python/kovadata")
     "${PROJECT_SOURCE_DIR}/packaging/python3/prerm")
   kovadata_debian_package(python3 NAME python3-kovadata SECTION python ARCHITECTURE all
     DEPENDS "${runtime_package} (>= ${PROJECT_VERSION}), python3 (>= 3.9), python3-numpy"
+    SUGGESTS "python3-matplotlib, python3-pandas"
     TITLE "read access to ion-mobility time-of-flight raw data - Python 3"
     TEXT "${about}
 .
