@@ -49,7 +49,13 @@ std::optional<std::string> MetadataQuery::text(int column) const {
 }
 
 MetadataDatabase::MetadataDatabase(const std::string& path) {
-    orFailure([&] { connection.open(path); }, path + ": ");
+    orFailure(
+        [&] {
+            connection.open(path);
+            // An acquisition may be writing; its locks are short.
+            connection.execDML("PRAGMA busy_timeout=15000");
+        },
+        path + ": ");
 }
 
 MetadataQuery MetadataDatabase::query(const std::string& sql) const {
