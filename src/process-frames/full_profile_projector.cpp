@@ -1,5 +1,6 @@
 #include "process-frames/full_profile_projector.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -7,6 +8,21 @@
 #include "diag/throw.h"
 
 namespace lumo::algorithm {
+
+namespace {
+
+// Whether all of them are in [0, end). Without a branch, so that it becomes vector code.
+bool areBelow(std::span<const int> indices, std::size_t end) {
+    constexpr std::size_t kMaxEnd = std::size_t{1} << 31;
+    const auto last = static_cast<std::uint32_t>(std::min(end, kMaxEnd)) - 1;
+    std::uint32_t signs = end == 0 ? ~0U : 0;
+    for (const int index : indices) {
+        signs |= static_cast<std::uint32_t>(index) | (last - static_cast<std::uint32_t>(index));
+    }
+    return signs >> 31 == 0;
+}
+
+}  // namespace
 
 template <class Intensity>
 void FullProfileProjector<Intensity>::setParameters(std::size_t firstIndex, std::size_t count) {
@@ -32,7 +48,8 @@ void FullProfileProjector<Intensity>::setFixedCapacity(std::size_t newCapacity) 
 template <class Intensity>
 void FullProfileProjector<Intensity>::add(const DataFrame<int, Intensity>& frame) {
     const std::size_t peaks = frame.numberOfPeaks();
-    if (!hasBins() && (collectedCount + peaks) * sizeof(Peak) > bins * sizeof(Intensity)) {
+    if (!hasBins() &&
+        (collectedCount + peaks) * (sizeof(std::uint32_t) + sizeof(Intensity)) > bins * sizeof(Intensity)) {
         makeDense();
     }
     if (hasBins()) {
@@ -53,15 +70,20 @@ void FullProfileProjector<Intensity>::addToBins(const DataFrame<int, Intensity>&
 
 template <class Intensity>
 void FullProfileProjector<Intensity>::collect(const DataFrame<int, Intensity>& frame, std::size_t peaks) {
-    Part part{std::make_unique_for_overwrite<Peak[]>(peaks), 0};
-    const std::uint64_t end = bins;
-    Peak* inside = part.peaks.get();
-    for (std::size_t i = 0; i < peaks; ++i) {
-        const std::uint64_t bin = binOf(frame.indices[i]);
-        *inside = {static_cast<std::uint32_t>(bin), frame.intensities[i]};
-        inside += bin < end ? 1 : 0;
+    Part part{std::make_unique_for_overwrite<std::uint32_t[]>(peaks),
+              std::make_unique_for_overwrite<Intensity[]>(peaks), peaks};
+    if (first == 0 && areBelow({frame.indices.data(), peaks}, bins)) {  // as nearly always
+        std::copy_n(frame.indices.data(), peaks, part.bins.get());
+        std::copy_n(frame.intensities.data(), peaks, part.intensities.get());
+    } else {
+        part.count = 0;
+        for (std::size_t i = 0; i < peaks; ++i) {
+            const std::uint64_t bin = binOf(frame.indices[i]);
+            part.bins[part.count] = static_cast<std::uint32_t>(bin);
+            part.intensities[part.count] = frame.intensities[i];
+            part.count += bin < bins ? 1 : 0;
+        }
     }
-    part.count = static_cast<std::size_t>(inside - part.peaks.get());
     collectedCount += part.count;
     if (part.count > 0) {
         collected.push_back(std::move(part));
@@ -89,8 +111,9 @@ std::vector<Intensity> FullProfileProjector<Intensity>::profile() const {
     }
     std::vector<Intensity> result(bins);
     for (const Part& part : collected) {
-        for (const Peak& peak : part.view()) {
-            result[peak.bin] = wrappingSum(result[peak.bin], peak.intensity);
+        for (std::size_t i = 0; i < part.count; ++i) {
+            Intensity& bin = result[part.bins[i]];
+            bin = wrappingSum(bin, part.intensities[i]);
         }
     }
     return result;

@@ -18,15 +18,13 @@ namespace lumo::algorithm {
 template <class Intensity>
 class FullProfileProjector {
 public:
-    struct Peak {
-        std::uint32_t bin;
-        Intensity intensity;
-    };
+    // Peaks, each an entry of both.
     struct Part {
-        std::unique_ptr<Peak[]> peaks;
+        std::unique_ptr<std::uint32_t[]> bins;
+        std::unique_ptr<Intensity[]> intensities;
         std::size_t count;
 
-        std::span<const Peak> view() const { return {peaks.get(), count}; }
+        std::span<const std::uint32_t> binView() const { return {bins.get(), count}; }
     };
 
     // Bins keep their values, new ones are 0, those beyond `count` are lost. Raises std::invalid_argument

@@ -62,7 +62,7 @@ private:
 // Where one segment of the width table applies in a profile: for the bins from `low` to `high`, both
 // included,
 //   difference = (sum of the `half` bins above - sum of the `half` bins up to it) / half,
-//   area = sum of the bins less than `reach` away from it but for the first of them.
+//   area = sum of the bins less than `reach` away from it but for the first of them; reach >= half.
 // Every bin that the formulas of a range look at lies inside the profile.
 struct SmoothingRange {
     std::size_t low;
@@ -70,9 +70,9 @@ struct SmoothingRange {
     std::size_t half;
     std::size_t reach;
 
-    // Whether it has all bins whose difference is made of any of the bins [begin, end).
+    // Whether it has all bins whose difference or area is made of any of the bins [begin, end).
     bool isAround(std::size_t begin, std::size_t end) const {
-        return low + half <= begin && end + half <= high + 1;
+        return low + reach <= begin && end + reach <= high + 1;
     }
 };
 

@@ -14,7 +14,7 @@ namespace lumo::algorithm {
 
 namespace {
 
-using Peaks = std::span<const FullProfileProjector<int>::Peak>;
+using Peaks = FullProfileProjector<int>::Part;
 
 LUMO_INLINE std::size_t count(const OccupiedBins& occupied) {
     std::uint32_t before = 0;
@@ -25,14 +25,16 @@ LUMO_INLINE std::size_t count(const OccupiedBins& occupied) {
     return before;
 }
 
-LUMO_INLINE void add(const OccupiedBins& occupied, Peaks peaks, int* sums) {
+LUMO_INLINE void add(const OccupiedBins& occupied, const Peaks& peaks, int* sums) {
     const std::uint64_t* const hit = occupied.hit;
     const std::uint32_t* const before = occupied.before;
-    for (const auto& peak : peaks) {
-        const std::size_t word = peak.bin / kBinsPerWord;
-        const std::uint64_t below = hit[word] & ((std::uint64_t{1} << (peak.bin % kBinsPerWord)) - 1);
+    const std::uint32_t* const bins = peaks.bins.get();
+    const int* const intensities = peaks.intensities.get();
+    for (std::size_t i = 0; i < peaks.count; ++i) {
+        const std::size_t word = bins[i] / kBinsPerWord;
+        const std::uint64_t below = hit[word] & ((std::uint64_t{1} << (bins[i] % kBinsPerWord)) - 1);
         int& sum = sums[before[word] + static_cast<std::uint32_t>(std::popcount(below))];
-        sum = wrappingSum(sum, peak.intensity);
+        sum = wrappingSum(sum, intensities[i]);
     }
 }
 
@@ -40,7 +42,7 @@ LUMO_INLINE void add(const OccupiedBins& occupied, Peaks peaks, int* sums) {
 
 LUMO_POPCNT std::size_t countByInstruction(const OccupiedBins& occupied) { return count(occupied); }
 
-LUMO_POPCNT void addByInstruction(const OccupiedBins& occupied, Peaks peaks, int* sums) {
+LUMO_POPCNT void addByInstruction(const OccupiedBins& occupied, const Peaks& peaks, int* sums) {
     add(occupied, peaks, sums);
 }
 
@@ -62,7 +64,7 @@ std::size_t countOccupied(const OccupiedBins& occupied) noexcept {
     return count(occupied);
 }
 
-void addToOccupied(const OccupiedBins& occupied, Peaks peaks, int* sums) noexcept {
+void addToOccupied(const OccupiedBins& occupied, const Peaks& peaks, int* sums) noexcept {
 #ifdef __x86_64__
     if (hasInstruction()) {
         addByInstruction(occupied, peaks, sums);

@@ -21,7 +21,7 @@ struct OccupiedBins {
 std::size_t countOccupied(const OccupiedBins& occupied) noexcept;
 
 // Adds each peak to the entry of its bin, wrapping in 32 bits.
-void addToOccupied(const OccupiedBins& occupied, std::span<const FullProfileProjector<int>::Peak> peaks,
+void addToOccupied(const OccupiedBins& occupied, const FullProfileProjector<int>::Part& peaks,
                    int* sums) noexcept;
 
 }  // namespace lumo::algorithm

@@ -29,31 +29,24 @@ std::size_t minus(std::size_t a, std::size_t b) { return a > b ? a - b : 0; }
 }  // namespace
 
 void SparseSumPeakFinder::find(const SparseProfile& profile, const WidthTable& widths, PeakSink& sink) {
-    begin(profile.count, widths);
+    begin(profile, widths);
     if (ranges.empty()) {
         return;
     }
-    sink.reserve(profile.runs.size());
-    Runs runs = profile.runs;
-    const int* values = profile.values.data();
-    while (true) {
-        const std::size_t singleBins = reportSingleBins(runs, values, sink);
-        runs = runs.subspan(singleBins);
-        values += singleBins;
-        if (runs.empty()) {
-            return;
+    sink.reserve(runs.size());
+    while (!isDone()) {
+        reportSingleBins(sink);
+        if (!isDone() && !scanWithinOneRange(sink)) {
+            scanAllRanges(sink);
         }
-        const Runs neighbours = firstNeighbours(runs);
-        scan(neighbours, values, sink);
-        for (const BinInterval& run : neighbours) {
-            values += run.size();
-        }
-        runs = runs.subspan(neighbours.size());
     }
 }
 
-void SparseSumPeakFinder::begin(std::size_t binCount, const WidthTable& widths) {
-    count = binCount;
+void SparseSumPeakFinder::begin(const SparseProfile& profile, const WidthTable& widths) {
+    count = profile.count;
+    runs = profile.runs;
+    nextRun = 0;
+    nextValues = profile.values.data();
     ranges = smoothingRanges(count, 0, widths);
     nextRange = 0;
     wideStart = widths.startOfWideSegments();
@@ -65,56 +58,97 @@ void SparseSumPeakFinder::begin(std::size_t binCount, const WidthTable& widths) 
     rise = {};
 }
 
-// Bins with nothing around them, as most are, up to the first run that is not that simple. Returns how many.
-std::size_t SparseSumPeakFinder::reportSingleBins(Runs runs, const int* values, PeakSink& sink) {
-    if (runs.empty() || !onlyAscending) {
-        return 0;
+// Bins with nothing around them, as most are, up to the first run that is not that simple.
+void SparseSumPeakFinder::reportSingleBins(PeakSink& sink) {
+    skipRangesBefore(runs[nextRun].begin);
+    if (!onlyAscending || nextRange == ranges.size()) {
+        return;
     }
-    skipRangesBefore(runs.front().begin);
-    if (nextRange == ranges.size()) {
-        return 0;
-    }
-    const std::size_t first = ranges[nextRange].low + ranges[nextRange].half;
-    const std::size_t end = minus(ranges[nextRange].high + 1, ranges[nextRange].half);
+    const SmoothingRange range = ranges[nextRange];
+    const Runs rest = runs.subspan(nextRun);
     std::size_t i = 0;
-    for (; i < runs.size(); ++i) {
-        const std::size_t bin = runs[i].begin;
+    for (; i < rest.size(); ++i) {
+        const std::size_t bin = rest[i].begin;
         const bool isAlone =
-            runs[i].end == bin + 1 && (i + 1 == runs.size() || runs[i + 1].begin > bin + halo);
-        if (!isAlone || bin < first || bin >= end || values[i] <= 0 || values[i] > kMaxTotal - total) {
+            rest[i].end == bin + 1 && (i + 1 == rest.size() || rest[i + 1].begin > bin + range.reach);
+        const int value = nextValues[i];
+        if (!isAlone || !range.isAround(bin, bin + 1) || value <= 0 || value > kMaxTotal - total) {
             break;
         }
-        total += values[i];
-        sink(static_cast<double>(bin), static_cast<float>(values[i]), values[i]);
+        total += value;
+        sink(static_cast<double>(bin), static_cast<float>(value), value);
     }
     if (i > 0) {
         rise = {};
     }
-    return i;
+    nextRun += i;
+    nextValues += i;
 }
 
-// A run inside the surroundings of another belongs to its stretch.
-SparseSumPeakFinder::Runs SparseSumPeakFinder::firstNeighbours(Runs runs) const {
-    std::size_t neighbours = 1;
-    while (neighbours < runs.size() && runs[neighbours].begin < runs[neighbours - 1].end + halo) {
-        ++neighbours;
+// The next run and those behind it, each less than `gap` empty bins behind the one before.
+SparseSumPeakFinder::Runs SparseSumPeakFinder::nextNeighbours(std::size_t gap) const {
+    std::size_t end = nextRun + 1;
+    while (end < runs.size() && runs[end].begin < runs[end - 1].end + gap) {
+        ++end;
     }
-    return runs.first(neighbours);
+    return runs.subspan(nextRun, end - nextRun);
 }
 
-void SparseSumPeakFinder::scan(Runs runs, const int* values, PeakSink& sink) {
-    const BinInterval interval{runs.front().begin, runs.back().end};
-    skipRangesBefore(interval.begin);
-    if (scanWithinOneRange(runs, values, sink)) {
-        return;
+void SparseSumPeakFinder::step(Runs neighbours) {
+    for (const BinInterval& run : neighbours) {
+        nextValues += run.size();
     }
-    sumUp(runs, values, halo);
+    nextRun += neighbours.size();
+}
+
+// Looks at hardly more than the runs themselves; false when that is not enough.
+bool SparseSumPeakFinder::scanWithinOneRange(PeakSink& sink) {
+    skipRangesBefore(runs[nextRun].begin);
+    if (!onlyAscending || nextRange == ranges.size()) {
+        return false;
+    }
+    const SmoothingRange& range = ranges[nextRange];
+    const Runs neighbours = nextNeighbours(range.reach);
+    const BinInterval interval{neighbours.front().begin, neighbours.back().end};
+    if (!range.isAround(interval.begin, interval.end)) {
+        return false;
+    }
+    const std::int32_t totalBefore = total;
+    sumUp(neighbours, range.half + kAreaMargin);
+    if (!onlyAscending) {
+        total = totalBefore;
+        return false;
+    }
+    scanRange(range, {interval.begin - 1, interval.end}, sink);
+    step(neighbours);
+    return true;
+}
+
+void SparseSumPeakFinder::scanAllRanges(PeakSink& sink) {
+    const Runs neighbours = nextNeighbours(halo);
+    const BinInterval interval{neighbours.front().begin, neighbours.back().end};
+    const Runs before = stepBackBefore(minus(interval.begin, halo));
+    sumUp({before.data(), before.size() + neighbours.size()}, halo);
     for (std::size_t i = nextRange; i < ranges.size() && ranges[i].low < interval.end + halo; ++i) {
         const SmoothingRange& range = ranges[i];
         const BinInterval binsInRange{std::max(range.low, minus(interval.begin, range.half)),
                                       std::min(range.high + 1, interval.end + range.half)};
         scanRange(range, binsInRange, sink);
     }
+    step({before.data(), before.size() + neighbours.size()});
+}
+
+// Returns to the first run that ends behind the bin. Returns the runs from there to the one that was the next.
+SparseSumPeakFinder::Runs SparseSumPeakFinder::stepBackBefore(std::size_t bin) {
+    const std::size_t end = nextRun;
+    while (nextRun > 0 && runs[nextRun - 1].end > bin) {
+        --nextRun;
+        for (std::size_t left = runs[nextRun].size(); left > 0; --left) {
+            --nextValues;
+            total = wrappingDifference(total, *nextValues);
+        }
+    }
+    return runs.subspan(nextRun, end - nextRun);
 }
 
 void SparseSumPeakFinder::skipRangesBefore(std::size_t bin) {
@@ -123,33 +157,17 @@ void SparseSumPeakFinder::skipRangesBefore(std::size_t bin) {
     }
 }
 
-// Looks at hardly more than the runs themselves; false when that is not enough.
-bool SparseSumPeakFinder::scanWithinOneRange(Runs runs, const int* values, PeakSink& sink) {
-    const BinInterval interval{runs.front().begin, runs.back().end};
-    if (nextRange == ranges.size() || !onlyAscending ||
-        !ranges[nextRange].isAround(interval.begin, interval.end)) {
-        return false;
-    }
-    const std::int32_t totalBefore = total;
-    sumUp(runs, values, ranges[nextRange].half + kAreaMargin);
-    if (!onlyAscending) {
-        total = totalBefore;
-        return false;
-    }
-    scanRange(ranges[nextRange], {interval.begin - 1, interval.end}, sink);
-    return true;
-}
-
-// Makes the runs and the bins around them the current stretch.
-void SparseSumPeakFinder::sumUp(Runs runs, const int* values, std::size_t margin) {
-    stretch = {minus(runs.front().begin, margin), std::min(runs.back().end + margin, count)};
+// Makes these runs, the next ones, and the bins around them the current stretch.
+void SparseSumPeakFinder::sumUp(Runs summed, std::size_t margin) {
+    stretch = {minus(summed.front().begin, margin), std::min(summed.back().end + margin, count)};
     if (const std::size_t needed = 1 + stretch.size() + kSlopeGroup; sums.size() < needed) {
         sums.resize(2 * needed);
     }
     sums[0] = total;
     summedUp = 1;
     rise.isInStretch = false;
-    for (const BinInterval& run : runs) {
+    const int* values = nextValues;
+    for (const BinInterval& run : summed) {
         appendEmpty(run.begin - stretch.begin + 1 - summedUp);
         append({values, run.size()});
         values += run.size();
@@ -162,9 +180,9 @@ void SparseSumPeakFinder::appendEmpty(std::size_t binCount) {
     summedUp += binCount;
 }
 
-void SparseSumPeakFinder::append(std::span<const int> values) {
+void SparseSumPeakFinder::append(std::span<const int> binValues) {
     std::int32_t signs = 0;
-    for (const int value : values) {
+    for (const int value : binValues) {
         total = wrappingSum(total, value);
         signs |= total | value;
         sums[summedUp] = total;

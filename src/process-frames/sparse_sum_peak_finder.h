@@ -26,11 +26,12 @@ namespace lumo::algorithm {
 // difference of 0 at i makes the sum at i - h equal to those at i and i + h; going down from there, the sum
 // is constant from r + 1 - h on, and the maximum, which lies above r, has intensity 0 and area 0.
 //
-// While no bin is negative and the total does not wrap, even the bins around an interval [begin, end) need no
-// look but for begin - 1. With A(i) the sum of the h bins above i and B(i) that of the h bins up to i, the
-// difference is (A - B) / h. Below the interval B is 0 and A grows up to begin - 1, so nothing falls there and
-// begin - 1 rises if anything does. From end - 1 on A is 0 and B shrinks, so nothing rises there, and what
-// falls behind end - 1 comes after a fall there.
+// While no bin is negative and the total does not wrap, runs that are `reach` bins from each other and from the
+// ends of their range are looked at one by one, and not even the bins around them but for begin - 1. With A(i)
+// the sum of the h bins above i and B(i) that of the h bins up to i, the difference is (A - B) / h. Between two
+// runs A only grows and B only shrinks, so nothing falls there once something has risen. At begin - 1 B is 0 and
+// A is largest, so begin - 1 rises if anything does. At end - 1 A is 0, so what has risen has fallen there. Nor
+// do intensity and area look further than `reach`, which is not less than h.
 //
 // A bin of v > 0 with nothing around it needs no sums at all then: its A is v up to the bin before it, its B
 // from the bin itself on, so the slopes v / h and -v / h meet there, the position is the bin, and intensity
@@ -52,15 +53,18 @@ private:
 
     using Runs = std::span<const BinInterval>;
 
-    void begin(std::size_t binCount, const WidthTable& widths);
-    std::size_t reportSingleBins(Runs runs, const int* values, PeakSink& sink);
-    Runs firstNeighbours(Runs runs) const;
-    void scan(Runs runs, const int* values, PeakSink& sink);
-    bool scanWithinOneRange(Runs runs, const int* values, PeakSink& sink);
+    void begin(const SparseProfile& profile, const WidthTable& widths);
+    bool isDone() const { return nextRun == runs.size(); }
+    void reportSingleBins(PeakSink& sink);
+    Runs nextNeighbours(std::size_t gap) const;
+    void step(Runs neighbours);
+    bool scanWithinOneRange(PeakSink& sink);
+    void scanAllRanges(PeakSink& sink);
+    Runs stepBackBefore(std::size_t bin);
     void skipRangesBefore(std::size_t bin);
-    void sumUp(Runs runs, const int* values, std::size_t margin);
+    void sumUp(Runs summed, std::size_t margin);
     void appendEmpty(std::size_t binCount);
-    void append(std::span<const int> values);
+    void append(std::span<const int> binValues);
     void scanRange(const SmoothingRange& range, const BinInterval& binsInRange, PeakSink& sink);
     void follow(SlopeSigns slopes, const SmoothingRange& range, std::size_t from, PeakSink& sink);
     void report(const SmoothingRange& range, std::size_t firstFalling, PeakSink& sink);
@@ -73,10 +77,13 @@ private:
     double largestArea(const SmoothingRange& range, const MaximumWindow& window) const;
 
     std::size_t count = 0;  // of bins
+    Runs runs;
+    std::size_t nextRun = 0;          // runs before it are done with
+    const int* nextValues = nullptr;  // of its bins
     std::vector<SmoothingRange> ranges;
     std::size_t nextRange = 0;  // ranges before it end before the bins still to be scanned
     std::size_t wideStart = 0;
-    std::size_t halo = 0;            // bins around an interval that its stretch takes in
+    std::size_t halo = 0;            // bins around a run that windows of any range reach from it
     BinInterval stretch{0, 0};       // the current one
     std::vector<std::int32_t> sums;  // its running sums, behind the sum of all bins before it
     std::size_t summedUp = 0;        // how many of them are there already

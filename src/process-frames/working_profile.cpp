@@ -54,14 +54,14 @@ SparseProfile WorkingProfile::sumUp(Parts parts, std::size_t binCount) {
     }
     reserve(binCount, std::min(peaks, binCount));
     for (const auto& part : parts) {
-        mark(part.view());
+        mark(part.binView());
     }
     const Words words = findHitWords(binCount);
     const OccupiedBins occupied{hit.get(), words, occupiedBefore.data()};
     const std::size_t count = countOccupied(occupied);
     std::fill_n(sums.begin(), count, 0);
     for (const auto& part : parts) {
-        addToOccupied(occupied, part.view(), sums.data());
+        addToOccupied(occupied, part, sums.data());
     }
     return {binCount, takeRuns(words), {sums.data(), count}};
 }
@@ -81,10 +81,10 @@ void WorkingProfile::reserve(std::size_t binCount, std::size_t occupiedCount) {
     capacity = newCapacity;
 }
 
-void WorkingProfile::mark(std::span<const FullProfileProjector<int>::Peak> peaks) noexcept {
+void WorkingProfile::mark(std::span<const std::uint32_t> bins) noexcept {
     std::uint64_t* const hits = hit.get();
-    for (const auto& peak : peaks) {
-        hits[peak.bin / kBinsPerWord] |= std::uint64_t{1} << (peak.bin % kBinsPerWord);
+    for (const std::uint32_t bin : bins) {
+        hits[bin / kBinsPerWord] |= std::uint64_t{1} << (bin % kBinsPerWord);
     }
 }
 

@@ -25,7 +25,7 @@ private:
     using Words = std::span<const std::uint32_t>;
 
     void reserve(std::size_t binCount, std::size_t occupiedCount);
-    void mark(std::span<const FullProfileProjector<int>::Peak> peaks) noexcept;
+    void mark(std::span<const std::uint32_t> bins) noexcept;
     Words findHitWords(std::size_t binCount) noexcept;
     std::span<const BinInterval> takeRuns(Words words) noexcept;
 

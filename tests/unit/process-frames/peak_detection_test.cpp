@@ -104,16 +104,19 @@ int randomIntensity(Random& random, int kind) {
     }
 }
 
-// Groups of neighbouring bins, some of them flat, with anything from nothing to everything occupied.
+// Groups of neighbouring bins, some of them flat, with anything from nothing to everything occupied, and what
+// they hold may be of another kind from some bin on.
 std::vector<int> randomProfile(Random& random) {
     const std::uint32_t lengths[] = {8, 100, 700, 3000, 20'000};
     std::vector<int> profile(random.below(lengths[random.below(5)]));
-    const int kind = static_cast<int>(random.below(4));
+    int kind = static_cast<int>(random.below(4));
+    const std::size_t change = random.below(20'000);
     const std::uint32_t gap = 1 + random.below(1U << random.below(13));
     const std::uint32_t group = 1 + random.below(30);
     const bool dense = random.below(8) == 0;
     std::size_t i = random.below(3) == 0 ? 0 : random.below(gap);
     while (i < profile.size()) {
+        kind = i < change ? kind : 3;
         const bool flat = random.below(4) == 0;
         const int level = randomIntensity(random, kind);
         for (std::uint32_t left = 1 + random.below(group); left > 0 && i < profile.size(); --left, ++i) {

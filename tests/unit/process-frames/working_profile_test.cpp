@@ -21,11 +21,13 @@ Peaks randomPeaks(fixtures::Random& random, std::uint32_t binCount) {
     Peaks peaks{{}, std::vector<int>(binCount)};
     for (int i = 0; i < 2; ++i) {
         const std::size_t count = random.below(4) == 0 ? random.below(3000) : random.below(30);
-        Projector::Part& part = peaks.parts.emplace_back(std::make_unique<Projector::Peak[]>(count), count);
+        Projector::Part& part = peaks.parts.emplace_back(std::make_unique<std::uint32_t[]>(count),
+                                                         std::make_unique<int[]>(count), count);
         for (std::size_t k = 0; k < count; ++k) {
-            part.peaks[k] = {random.below(binCount), static_cast<int>(random())};
-            int& sum = peaks.profile[part.peaks[k].bin];
-            sum = lumo::algorithm::wrappingSum(sum, part.peaks[k].intensity);
+            part.bins[k] = random.below(binCount);
+            part.intensities[k] = static_cast<int>(random());
+            int& sum = peaks.profile[part.bins[k]];
+            sum = lumo::algorithm::wrappingSum(sum, part.intensities[k]);
         }
     }
     return peaks;
