@@ -1,77 +1,142 @@
 #include "process-frames/occupied_sums.h"
 
+#include <algorithm>
 #include <bit>
+#include <utility>
 
 #ifdef __x86_64__
-// The first processors of this architecture count bits by a dozen of instructions.
-#define LUMO_POPCNT __attribute__((target("popcnt")))
-#define LUMO_INLINE inline __attribute__((always_inline))
-#else
-#define LUMO_INLINE inline
+#include <immintrin.h>
+// Processors without these count bits by a dozen of instructions.
+#define LUMO_WIDE __attribute__((target("avx2,bmi,bmi2,popcnt")))
 #endif
+#define LUMO_INLINE inline __attribute__((always_inline))
 
 namespace lumo::algorithm {
 
 namespace {
 
-using Peaks = FullProfileProjector<int>::Part;
+using Parts = std::span<const FullProfileProjector<int>::Part>;
 
-LUMO_INLINE std::size_t count(const OccupiedBins& occupied) {
-    std::uint32_t before = 0;
-    for (const std::uint32_t word : occupied.words) {
-        occupied.before[word] = before;
-        before += static_cast<std::uint32_t>(std::popcount(occupied.hit[word]));
+// Which of the next 64 words have a bit set, one bit each.
+struct PlainGroup {
+    static LUMO_INLINE std::uint64_t nonZeroWords(const std::uint64_t* words) {
+        std::uint64_t mask = 0;
+        for (std::size_t i = 0; i < kWordsPerGroup; ++i) {
+            mask |= std::uint64_t{words[i] != 0} << i;
+        }
+        return mask;
     }
-    return before;
+};
+
+LUMO_INLINE void mark(std::uint64_t* hit, std::span<const std::uint32_t> bins) {
+    for (const std::uint32_t bin : bins) {
+        hit[bin / kBinsPerWord] |= std::uint64_t{1} << (bin % kBinsPerWord);
+    }
 }
 
-LUMO_INLINE void add(const OccupiedBins& occupied, const Peaks& peaks, int* sums) {
-    const std::uint64_t* const hit = occupied.hit;
-    const std::uint32_t* const before = occupied.before;
+struct Occupied {
+    std::span<const std::uint32_t> words;
+    std::size_t bins;
+};
+
+// Finds the words that have bits, and how many bits there are before each and in all.
+template <class Group>
+LUMO_INLINE Occupied findOccupied(std::size_t binCount, const OccupancyMemory& memory) {
+    const std::size_t words = (binCount + kBinsPerWord - 1) / kBinsPerWord;
+    std::uint32_t* found = memory.hitWords;
+    std::uint32_t before = 0;
+    for (std::size_t first = 0; first < words; first += kWordsPerGroup) {
+        for (std::uint64_t mask = Group::nonZeroWords(memory.hit + first); mask != 0; mask &= mask - 1) {
+            const std::size_t word = first + static_cast<std::size_t>(std::countr_zero(mask));
+            *found++ = static_cast<std::uint32_t>(word);
+            memory.occupiedBefore[word] = before;
+            before += static_cast<std::uint32_t>(std::popcount(memory.hit[word]));
+        }
+    }
+    return {{memory.hitWords, found}, before};
+}
+
+LUMO_INLINE void add(const FullProfileProjector<int>::Part& peaks, const OccupancyMemory& memory) {
+    const std::uint64_t* const hit = memory.hit;
+    const std::uint32_t* const before = memory.occupiedBefore;
     const std::uint32_t* const bins = peaks.bins.get();
     const int* const intensities = peaks.intensities.get();
     for (std::size_t i = 0; i < peaks.count; ++i) {
         const std::size_t word = bins[i] / kBinsPerWord;
         const std::uint64_t below = hit[word] & ((std::uint64_t{1} << (bins[i] % kBinsPerWord)) - 1);
-        int& sum = sums[before[word] + static_cast<std::uint32_t>(std::popcount(below))];
+        int& sum = memory.sums[before[word] + static_cast<std::uint32_t>(std::popcount(below))];
         sum = wrappingSum(sum, intensities[i]);
     }
 }
 
-#ifdef __x86_64__
-
-LUMO_POPCNT std::size_t countByInstruction(const OccupiedBins& occupied) { return count(occupied); }
-
-LUMO_POPCNT void addByInstruction(const OccupiedBins& occupied, const Peaks& peaks, int* sums) {
-    add(occupied, peaks, sums);
+// Bits become 0 again as they are read.
+LUMO_INLINE std::span<const BinInterval> takeRuns(std::span<const std::uint32_t> words,
+                                                  const OccupancyMemory& memory) {
+    BinInterval* run = memory.runs;
+    for (const std::uint32_t word : words) {
+        std::uint64_t hits = std::exchange(memory.hit[word], 0);
+        while (hits != 0) {
+            const int start = std::countr_zero(hits);
+            const std::size_t begin = word * kBinsPerWord + static_cast<std::size_t>(start);
+            *run++ = {begin, begin + static_cast<std::size_t>(std::countr_one(hits >> start))};
+            hits &= hits + (std::uint64_t{1} << start);  // without the run of ones just found
+        }
+    }
+    return {memory.runs, run};
 }
 
-bool hasInstruction() {
-    static const bool has = __builtin_cpu_supports("popcnt") != 0;
-    return has;
+template <class Group>
+LUMO_INLINE SparseProfile sumUp(Parts parts, std::size_t binCount, const OccupancyMemory& memory) {
+    for (const auto& part : parts) {
+        mark(memory.hit, part.binView());
+    }
+    const Occupied occupied = findOccupied<Group>(binCount, memory);
+    std::fill_n(memory.sums, occupied.bins, 0);
+    for (const auto& part : parts) {
+        add(part, memory);
+    }
+    return {binCount, takeRuns(occupied.words, memory), {memory.sums, occupied.bins}};
+}
+
+#ifdef __x86_64__
+
+struct WideGroup {
+    LUMO_WIDE static std::uint64_t nonZeroWords(const std::uint64_t* words) {
+        std::uint64_t empty = 0;
+        for (std::size_t i = 0; i < kWordsPerGroup; i += 4) {
+            const __m256i four = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words + i));
+            const __m256i isZero = _mm256_cmpeq_epi64(four, _mm256_setzero_si256());
+            empty |= static_cast<std::uint64_t>(_mm256_movemask_pd(_mm256_castsi256_pd(isZero))) << i;
+        }
+        return ~empty;
+    }
+};
+
+LUMO_WIDE SparseProfile sumUpWidely(Parts parts, std::size_t binCount,
+                                    const OccupancyMemory& memory) noexcept {
+    return sumUp<WideGroup>(parts, binCount, memory);
+}
+
+bool isWide() {
+    return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0 &&
+           __builtin_cpu_supports("bmi2") != 0 && __builtin_cpu_supports("popcnt") != 0;
 }
 
 #endif
 
 }  // namespace
 
-std::size_t countOccupied(const OccupiedBins& occupied) noexcept {
-#ifdef __x86_64__
-    if (hasInstruction()) {
-        return countByInstruction(occupied);
-    }
-#endif
-    return count(occupied);
+SparseProfile sumUpPlainly(Parts parts, std::size_t binCount, const OccupancyMemory& memory) noexcept {
+    return sumUp<PlainGroup>(parts, binCount, memory);
 }
 
-void addToOccupied(const OccupiedBins& occupied, const Peaks& peaks, int* sums) noexcept {
+SumUpForm fastestSumUp() {
 #ifdef __x86_64__
-    if (hasInstruction()) {
-        addByInstruction(occupied, peaks, sums);
-        return;
-    }
+    static const SumUpForm form = isWide() ? sumUpWidely : sumUpPlainly;
+    return form;
+#else
+    return sumUpPlainly;
 #endif
-    add(occupied, peaks, sums);
 }
 
 }  // namespace lumo::algorithm

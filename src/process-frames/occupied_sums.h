@@ -5,23 +5,36 @@
 #include <span>
 
 #include "process-frames/full_profile_projector.h"
+#include "process-frames/sparse_profile.h"
 
 namespace lumo::algorithm {
 
 inline constexpr std::size_t kBinsPerWord = 64;
 
-// One entry for each bin whose bit in `hit` is set.
-struct OccupiedBins {
-    const std::uint64_t* hit;
-    std::span<const std::uint32_t> words;  // those of `hit` that have bits, ascending
-    std::uint32_t* before;                 // per word of `hit`: the number of bits before it
+// Words of `hit` are looked at in groups of so many.
+inline constexpr std::size_t kWordsPerGroup = 64;
+
+// Memory to sum up a profile in, one entry per occupied bin in `sums` and `runs`, and per word, up to whole
+// groups, in the others.
+struct OccupancyMemory {
+    std::uint64_t* hit;             // one bit per bin; all of them 0 between uses
+    std::uint32_t* hitWords;        // which words of `hit` have bits
+    std::uint32_t* occupiedBefore;  // each of these words
+    BinInterval* runs;
+    int* sums;
 };
 
-// Fills in `before`; returns the number of all bits.
-std::size_t countOccupied(const OccupiedBins& occupied) noexcept;
+// Sums up peaks, all of them inside a profile of `binCount` bins, wrapping in 32 bits. A first pass over the
+// peaks marks occupied bins by one bit each, a second one adds up intensities in one entry per occupied bin,
+// which it finds by counting the bits before it. So what is written to at random stays within the cache.
+using SumUpForm = SparseProfile (*)(std::span<const FullProfileProjector<int>::Part> parts,
+                                    std::size_t binCount, const OccupancyMemory& memory) noexcept;
 
-// Adds each peak to the entry of its bin, wrapping in 32 bits.
-void addToOccupied(const OccupiedBins& occupied, const FullProfileProjector<int>::Part& peaks,
-                   int* sums) noexcept;
+// The form that every processor can run.
+SparseProfile sumUpPlainly(std::span<const FullProfileProjector<int>::Part> parts, std::size_t binCount,
+                           const OccupancyMemory& memory) noexcept;
+
+// The fastest form on this one; the same sums.
+SumUpForm fastestSumUp();
 
 }  // namespace lumo::algorithm

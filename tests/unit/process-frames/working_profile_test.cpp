@@ -47,10 +47,12 @@ std::vector<int> denseForm(const SparseProfile& sparse) {
     return profile;
 }
 
+class WorkingProfileForm : public testing::TestWithParam<lumo::algorithm::SumUpForm> {};
+
 // One profile after the other in the same memory, of any length and fullness.
-TEST(WorkingProfile, SumsUpAndKnowsWhereAndForgetsEverything) {
+TEST_P(WorkingProfileForm, SumsUpAndKnowsWhereAndForgetsEverything) {
     fixtures::Random random(9);
-    WorkingProfile working;
+    WorkingProfile working(GetParam());
     for (int round = 0; round < 400; ++round) {
         const std::uint32_t binCount = 1 + random.below(1U << random.below(15));
         const Peaks peaks = randomPeaks(random, binCount);
@@ -60,5 +62,8 @@ TEST(WorkingProfile, SumsUpAndKnowsWhereAndForgetsEverything) {
             << "empty bins are not looked at";
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Forms, WorkingProfileForm,
+                         testing::Values(lumo::algorithm::sumUpPlainly, lumo::algorithm::fastestSumUp()));
 
 }  // namespace
