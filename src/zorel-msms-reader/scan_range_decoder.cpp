@@ -50,7 +50,7 @@ const ScanRangeDecoder::Frame& ScanRangeDecoder::decode(std::int64_t frameId, st
     if (prepared.direct != nullptr) {
         decodeAtOnce(prepared, scale, range.begin, range.end);
     } else {
-        decodeOneByOne(scale, range.begin, range.end);
+        decodeOneByOne(*prepared.stepwise, scale, range.begin, range.end);
     }
     return frame;
 }
@@ -68,15 +68,14 @@ void ScanRangeDecoder::decodeAtOnce(const kova::PreparedRange& prepared, const k
                         std::uint64_t{0});
 }
 
-void ScanRangeDecoder::decodeOneByOne(const kova::IntensityScale& scale, std::uint32_t begin,
-                                      std::uint32_t end) {
+void ScanRangeDecoder::decodeOneByOne(kova::StepwiseDecoder& scans, const kova::IntensityScale& scale,
+                                      std::uint32_t begin, std::uint32_t end) {
     frame.allocateBuffers();
     std::size_t used = 0;
     for (std::uint32_t scan = begin; scan < end; ++scan) {
-        reservePeaks(used + decoder->peakBound(scan));
-        used += decoder->decode(scan, scale,
-                                {reinterpret_cast<std::byte*>(frame.indices.data() + used),
-                                 reinterpret_cast<std::byte*>(frame.intensities.data() + used)});
+        reservePeaks(used + scans.load(scan));
+        used += scans.decode(scale, {reinterpret_cast<std::byte*>(frame.indices.data() + used),
+                                     reinterpret_cast<std::byte*>(frame.intensities.data() + used)});
         frame.scanOffsets[scan - begin + 1] = used;
     }
 }

@@ -27,7 +27,8 @@ public:
 private:
     void decodeAtOnce(const kova::PreparedRange& prepared, const kova::IntensityScale& scale,
                       std::uint32_t begin, std::uint32_t end);
-    void decodeOneByOne(const kova::IntensityScale& scale, std::uint32_t begin, std::uint32_t end);
+    void decodeOneByOne(kova::StepwiseDecoder& scans, const kova::IntensityScale& scale, std::uint32_t begin,
+                        std::uint32_t end);
     void reservePeaks(std::size_t count);
 
     kova::KvdReader& reader;

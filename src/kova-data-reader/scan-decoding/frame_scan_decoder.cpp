@@ -31,25 +31,18 @@ PreparedRange FrameScanDecoder::prepare(std::int64_t frameId, std::uint32_t begi
     return range;
 }
 
-std::size_t FrameScanDecoder::peakBound(std::uint32_t scan) {
-    std::uint32_t start = 0;
-    std::uint32_t end = 0;
-    frame->get(scan, start, end);
-    return (end - start) / 2;
-}
-
-std::size_t FrameScanDecoder::decode(std::uint32_t scan, const IntensityScale& scale,
-                                     const PeakOutput& output) {
-    if (frame->isWithoutPeaks()) {
-        return 0;
-    }
-    return kernel.decode(scansOfFrame(scale), scan, reader.binLimit(),
-                         {.indices = output.indices, .intensities = output.intensities});
-}
-
 void FrameScanDecoder::decodeRange(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
                                    ScanTargets& targets) {
     kernel.decode(scansOfFrame(scale), begin, end, reader.binLimit(), targets);
+}
+
+std::uint64_t FrameScanDecoder::countPeaks(std::uint32_t begin, std::uint32_t end) {
+    const FrameScans scans = scansOfFrame({});
+    std::uint64_t peaks = 0;
+    for (std::uint32_t scan = begin; scan < end && !frame->isWithoutPeaks(); ++scan) {
+        peaks += kernel.decode(scans, scan, reader.binLimit(), {});
+    }
+    return peaks;
 }
 
 FrameScans FrameScanDecoder::scansOfFrame(const IntensityScale& scale) const {

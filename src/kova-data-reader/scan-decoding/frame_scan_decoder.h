@@ -14,10 +14,9 @@ public:
     explicit FrameScanDecoder(KvdReader& source) : reader(source) {}
 
     PreparedRange prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) override;
-    std::size_t peakBound(std::uint32_t scan) override;
-    std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) override;
     void decodeRange(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
                      ScanTargets& targets) override;
+    std::uint64_t countPeaks(std::uint32_t begin, std::uint32_t end) override;
 
 private:
     FrameScans scansOfFrame(const IntensityScale& scale) const;

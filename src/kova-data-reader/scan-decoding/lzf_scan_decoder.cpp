@@ -15,10 +15,10 @@ PreparedRange LzfScanDecoder::prepare(std::int64_t newFrameId, std::uint32_t beg
     frameId = newFrameId;
     decompressedSize = 0;
     reader.hintWillReadScanRange(frameId, begin, end);
-    return {};
+    return {.stepwise = this};
 }
 
-std::size_t LzfScanDecoder::peakBound(std::uint32_t scan) {
+std::size_t LzfScanDecoder::load(std::uint32_t scan) {
     const auto [input, length] = reader.getScanBlob(frameId, scan);
     decompressedSize = length == 0 ? 0 : decompress(input, length, scan);
     if (decompressedSize % 4 != 0) {
@@ -45,8 +45,7 @@ std::size_t LzfScanDecoder::decompress(const std::byte* input, std::size_t input
     }
 }
 
-std::size_t LzfScanDecoder::decode(std::uint32_t /*scan*/, const IntensityScale& scale,
-                                   const PeakOutput& output) {
+std::size_t LzfScanDecoder::decode(const IntensityScale& scale, const PeakOutput& output) {
     BinLimit& limit = reader.binLimit();
     return kernel.decode({{values.data(), decompressedSize}, peaks, limit.binCount(), scale}, limit, output);
 }

@@ -7,13 +7,13 @@
 namespace lumo::io::kova {
 
 // Scans that are compressed one by one: each is decompressed into a working buffer, then expanded.
-class LzfScanDecoder : public ScanDecoder {
+class LzfScanDecoder final : public ScanDecoder, public StepwiseDecoder {
 public:
     explicit LzfScanDecoder(KvdReader& source) : reader(source) {}
 
     PreparedRange prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) override;
-    std::size_t peakBound(std::uint32_t scan) override;
-    std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) override;
+    std::size_t load(std::uint32_t scan) override;
+    std::size_t decode(const IntensityScale& scale, const PeakOutput& output) override;
 
 private:
     std::size_t decompress(const std::byte* input, std::size_t inputLength, std::uint32_t scan);

@@ -12,7 +12,7 @@ namespace lumo::io::kova {
 
 class KvdReader;
 
-// Decodes scans of a range that is prepared, and of which nothing is left that could fail.
+// Decodes scans of a prepared range of which nothing is left that could fail.
 class RangeDecoder {
 public:
     virtual ~RangeDecoder() = default;
@@ -21,32 +21,43 @@ public:
     // targets behind them.
     virtual void decodeRange(std::uint32_t begin, std::uint32_t end, const IntensityScale& scale,
                              ScanTargets& targets) = 0;
+
+    // How many peaks that would be.
+    virtual std::uint64_t countPeaks(std::uint32_t begin, std::uint32_t end) = 0;
 };
 
-// What is known of a range of scans before any of them is decoded.
+// Decodes one scan of a prepared range after the other, each of which may turn out to be corrupt.
+class StepwiseDecoder {
+public:
+    virtual ~StepwiseDecoder() = default;
+
+    // Decompresses a scan. Returns the number of its peaks before the bin limit is applied, and so the room
+    // that decode() needs.
+    virtual std::size_t load(std::uint32_t scan) = 0;
+
+    // Stores the peaks of the loaded scan and returns how many they are.
+    virtual std::size_t decode(const IntensityScale& scale, const PeakOutput& output) = 0;
+};
+
+// What is known of a range of scans before any of them is decoded, and what decodes them.
 struct PreparedRange {
     // True only if it has none.
     bool isWithoutPeaks = false;
-    // Where nothing can fail any more because nothing is left to be decompressed; else null.
+    // One of the two.
     RangeDecoder* direct = nullptr;
-    // In that case, the number of peaks before the bin limit is applied.
+    StepwiseDecoder* stepwise = nullptr;
+    // With a direct decoder, the number of peaks before the bin limit is applied.
     std::uint64_t peakBound = 0;
 };
 
-// Turns stored scans into peaks, one scan of a prepared range after the other. One implementation per storage
-// scheme. Use: prepare(range), then for each scan of it in order peakBound(scan) and decode(scan).
+// Turns stored scans into peaks. One implementation per storage scheme.
 class ScanDecoder {
 public:
     virtual ~ScanDecoder() = default;
 
-    // Loads what the scans [begin, end) need and raises what is wrong with their bounds.
+    // Loads what the scans [begin, end) need and raises what is wrong with their bounds. Valid until the next
+    // call.
     virtual PreparedRange prepare(std::int64_t frameId, std::uint32_t begin, std::uint32_t end) = 0;
-
-    // The number of peaks of a scan before the bin limit is applied, and so the room that decode() needs.
-    virtual std::size_t peakBound(std::uint32_t scan) = 0;
-
-    // Stores the peaks of the scan that peakBound() was last called for and returns how many they are.
-    virtual std::size_t decode(std::uint32_t scan, const IntensityScale& scale, const PeakOutput& output) = 0;
 };
 
 // The decoder for the reader's storage scheme. The reader must outlive it.

@@ -6,11 +6,29 @@
 #include "diag/throw.h"
 #include "kova-data-reader/blob/limits.h"
 #include "kova-data-reader/kvd_reader.h"
-#include "kova-data-reader/scan-decoding/scan_packing.h"
 
 namespace lumo::io::kova {
 
 namespace {
+
+constexpr std::size_t kWordSize = sizeof(std::uint32_t);
+
+// Decodes the loaded scan to `target`, which has room for `bound` peaks, and returns the number of peaks.
+// Intensities follow the indices, so they move up when peaks were dropped.
+std::size_t packScan(StepwiseDecoder& scans, const IntensityScale& scale, std::size_t bound,
+                     std::byte* target) {
+    const PeakOutput output{target, target + kWordSize * bound};
+    const std::size_t peaks = scans.decode(scale, output);
+    if (peaks < bound) {
+        output.moveIntensitiesTo(target + kWordSize * peaks, peaks);
+    }
+    return peaks;
+}
+
+void storePeakCount(std::byte* counts, std::uint64_t slot, std::size_t peaks) {
+    const auto count = static_cast<std::uint32_t>(peaks);
+    std::memcpy(counts + kWordSize * slot, &count, kWordSize);
+}
 
 void checkResultSize(std::uint64_t values) {
     if (values > limits::kMaxResultValues) {
@@ -29,8 +47,9 @@ std::uint64_t ScanRangeReader::read(std::int64_t frameId, std::uint32_t begin, s
     checkResultSize(range.scans());
     const IntensityScale& scale = scaleOf(frameId, type);
     const PreparedRange prepared = decoder->prepare(frameId, begin, end);
-    const std::uint64_t values = prepared.direct != nullptr ? readDirectly(prepared, range, scale, buffer)
-                                                            : readStaged(range, scale, buffer);
+    const std::uint64_t values = prepared.direct != nullptr
+                                     ? readDirectly(prepared, range, scale, buffer)
+                                     : readStaged(*prepared.stepwise, range, scale, buffer);
     return kWordSize * values;
 }
 
@@ -45,14 +64,6 @@ const IntensityScale& ScanRangeReader::scaleOf(std::int64_t frameId, Normalizati
     return lastScale->scale;
 }
 
-std::uint64_t ScanRangeReader::countValues(const PreparedRange& prepared, const Range& range) {
-    std::uint64_t values = range.scans();
-    for (std::uint32_t scan = range.begin; scan < range.end && !prepared.isWithoutPeaks; ++scan) {
-        values += 2 * decoder->decode(scan, {}, {});
-    }
-    return values;
-}
-
 // Peaks are decoded to where they end up, as nothing can fail any more. Only when the buffer might be too
 // small they have to be counted first.
 std::uint64_t ScanRangeReader::readDirectly(const PreparedRange& prepared, const Range& range,
@@ -60,7 +71,7 @@ std::uint64_t ScanRangeReader::readDirectly(const PreparedRange& prepared, const
     const std::uint64_t bound = range.scans() + 2 * prepared.peakBound;
     std::uint64_t values = bound;
     if (kWordSize * bound > buffer.size() || bound > limits::kMaxResultValues) {
-        values = countValues(prepared, range);
+        values = range.scans() + 2 * prepared.direct->countPeaks(range.begin, range.end);
         checkResultSize(values);
         if (kWordSize * values > buffer.size()) {
             return values;
@@ -88,19 +99,19 @@ std::uint64_t ScanRangeReader::packInto(std::byte* destination, const PreparedRa
 
 // A later scan can still turn out to be corrupt, so the result is built aside. Once it has outgrown the
 // caller's buffer, the rest is only counted.
-std::uint64_t ScanRangeReader::readStaged(const Range& range, const IntensityScale& scale,
-                                          std::span<std::byte> buffer) {
+std::uint64_t ScanRangeReader::readStaged(StepwiseDecoder& scans, const Range& range,
+                                          const IntensityScale& scale, std::span<std::byte> buffer) {
     std::uint64_t values = range.scans();
     staged.resize(kWordSize * values <= buffer.size() ? kWordSize * values : 0);
     for (std::uint32_t scan = range.begin; scan < range.end; ++scan) {
-        const std::size_t bound = decoder->peakBound(scan);
+        const std::size_t bound = scans.load(scan);
         std::size_t peaks = 0;
         if (kWordSize * values <= buffer.size()) {
             staged.resize(kWordSize * (values + 2 * bound));
-            peaks = packScan(*decoder, scan, scale, bound, staged.data() + kWordSize * values);
+            peaks = packScan(scans, scale, bound, staged.data() + kWordSize * values);
             storePeakCount(staged.data(), scan - range.begin, peaks);
         } else {
-            peaks = decoder->decode(scan, scale, {});
+            peaks = scans.decode(scale, {});
         }
         values += 2 * peaks;
         checkResultSize(values);

@@ -40,10 +40,10 @@ private:
     const IntensityScale& scaleOf(std::int64_t frameId, NormalizationType type);
     std::uint64_t readDirectly(const PreparedRange& prepared, const Range& range, const IntensityScale& scale,
                                std::span<std::byte> buffer);
-    std::uint64_t readStaged(const Range& range, const IntensityScale& scale, std::span<std::byte> buffer);
-    std::uint64_t countValues(const PreparedRange& prepared, const Range& range);
-    std::uint64_t packInto(std::byte* destination, const PreparedRange& prepared, const Range& range,
-                           const IntensityScale& scale);
+    std::uint64_t readStaged(StepwiseDecoder& scans, const Range& range, const IntensityScale& scale,
+                             std::span<std::byte> buffer);
+    static std::uint64_t packInto(std::byte* destination, const PreparedRange& prepared, const Range& range,
+                                  const IntensityScale& scale);
 
     KvdReader& reader;
     std::unique_ptr<ScanDecoder> decoder;
