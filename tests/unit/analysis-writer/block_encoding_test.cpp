@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <zstd.h>
 
-#include "analysis-writer/byte_shuffle.h"
 #include "analysis-writer/frame_block.h"
 #include "analysis-writer/scan_blocks.h"
 #include "analysis-writer/spectrum_block.h"
@@ -25,11 +24,6 @@ std::uint32_t wordAt(ByteView bytes, std::size_t offset) {
            (std::uint32_t{bytes[offset + 2]} << 16) | (std::uint32_t{bytes[offset + 3]} << 24);
 }
 
-TEST(ByteShuffle, PutsLeastSignificantPlaneFirst) {
-    EXPECT_EQ(shuffled(Words{0x04030201, 0x14131211, 0x24232221}),
-              (Bytes{0x01, 0x11, 0x21, 0x02, 0x12, 0x22, 0x03, 0x13, 0x23, 0x04, 0x14, 0x24}));
-}
-
 TEST(FrameBlock, HoldsTableAndPairsByHand) {
     // Three scans: two peaks, none, one peak. The table names its own length and the sizes of the first two.
     const Frame frame = {{{10, 5}, {20, 0x1FF}}, {}, {{0, 1}}};
@@ -42,35 +36,6 @@ TEST(FrameBlock, HoldsTableAndPairsByHand) {
     const Bytes planes = {3, 4, 0, 11, 5, 10, 0xFF, 1, 1, 0, 0, 0, 0, 0, 0, 1, 0, 0,
                           0, 0, 0, 0,  0, 0,  0,    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     EXPECT_EQ(decompressed(ByteView(bytes).subspan(8)), planes);
-}
-
-TEST(FrameBlock, FollowsOverridesAndKeepsThePayload) {
-    const Frame frame = {{{1, 1}}};
-    const Bytes plain = frameBlock(frame);
-    Bytes damaged = frameBlock(frame, {.overrides = {.blockSize = 0x40000001, .secondEntry = 7}});
-    EXPECT_EQ(wordAt(damaged, 0), 0x40000001U);
-    EXPECT_EQ(wordAt(damaged, 4), 7U);
-    std::copy_n(plain.begin(), 8, damaged.begin());
-    EXPECT_EQ(damaged, plain);
-}
-
-TEST(FrameBlock, OmitsTheContentSizeOnRequest) {
-    const Bytes bytes = frameBlock({{{1, 1}}}, {.contentSize = ContentSize::omitted});
-    EXPECT_EQ(ZSTD_getFrameContentSize(bytes.data() + 8, bytes.size() - 8), ZSTD_CONTENTSIZE_UNKNOWN);
-}
-
-TEST(FrameBlock, BareHeadersAndWrappingDeltas) {
-    EXPECT_EQ(emptyFrameBlock(5), (Bytes{8, 0, 0, 0, 5, 0, 0, 0}));
-    EXPECT_EQ(frameBlock({}), (Bytes{8, 0, 0, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(pairWords({{9, 1}, {4, 2}}), (Words{10, 1, 0xFFFFFFFB, 2}));
-}
-
-TEST(FrameBlock, ReusedEncoderGivesTheSameBlocks) {
-    FrameBlockEncoder encoder(3);
-    for (const Frame& frame : {Frame{{{3, 9}, {4, 0}}, {}}, Frame{}, Frame{{}, {{0xFFFFFFFE, 0xFFFFFFFF}}}}) {
-        const ByteView encoded = encoder.encode(frame);
-        EXPECT_EQ(Bytes(encoded.begin(), encoded.end()), frameBlock(frame, {.zstdLevel = 3}));
-    }
 }
 
 TEST(ScanBlocks, CodesRunLengthsFromBinZero) {
@@ -101,18 +66,6 @@ TEST(SpectrumBlock, LaysPartsOutOneAfterTheOther) {
     EXPECT_EQ(decompressed(ByteView(bytes).subspan(8, lineSize)),
               (Bytes{0, 0, 0, 0, 0, 0, 0xF0, 0x3F, 0, 0, 0, 0x40, 0, 0, 0, 0x3F}));
     EXPECT_EQ(decompressed(ByteView(bytes).subspan(8 + lineSize)), (Bytes{1, 3, 2, 4, 0, 0, 0, 0}));
-}
-
-TEST(SpectrumBlock, AbsentPartsTakeNoBytes) {
-    Spectrum spectrum;
-    spectrum.lines.positions = {1.0};
-    spectrum.lines.intensities = {2.0F};
-    spectrum.profile = {1};
-    EXPECT_EQ(wordAt(spectrumBlock(spectrum, {.lines = false}), 4), 0U);
-    const Bytes lines = spectrumBlock(spectrum, {.widths = false, .profile = false});
-    EXPECT_EQ(wordAt(lines, 4) + 8, lines.size());
-    EXPECT_EQ(decompressed(ByteView(lines).subspan(8)).size(), 12U);
-    EXPECT_THROW(spectrumBlock(spectrum), std::invalid_argument);
 }
 
 }  // namespace
