@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "calibration/transformation.h"
+#include "fixtures/failure.h"
 #include "math/linearly_continued_function.h"
 
 namespace {
@@ -14,18 +15,9 @@ using namespace lumo::calibration::kova;
 constexpr double kC0 = 0.01737;
 constexpr double kC1 = 115.45;
 
-std::string failureOf(const std::vector<double>& coefficients) {
-    try {
-        makeLvrTransformatorDummyRamp(coefficients, false);
-    } catch (const std::invalid_argument& e) {
-        return e.what();
-    }
-    return "";
-}
-
 TEST(RampTransformator, CoefficientChecksInOrder) {
     const std::pair<std::vector<double>, const char*> cases[] = {
-        {{0, 1, 100, 200}, ""},
+        {{0, 1, 100, 200}, "none"},
         {{0, 1, 100}, "Only polynomials of degree 1 supported currently."},
         {{0, 1, 100, 200, 5}, "Only polynomials of degree 1 supported currently."},
         {{0, 0, 200, 100}, "c1, vmin and vmax must be strictly positive."},
@@ -33,12 +25,14 @@ TEST(RampTransformator, CoefficientChecksInOrder) {
         {{0, 1, 100, -1}, "c1, vmin and vmax must be strictly positive."},
         {{0, 1, 100, 100}, "vmax must be larger than vmin."},
         {{-0.01, 1, 10, 100}, "vmax is too large."},
-        {{-0.01, 1, 10, 99}, ""},
+        {{-0.01, 1, 10, 99}, "none"},
         {{1e200, 1, 10, 100}, "Slopes at vmin and vmax must be strictly positive."},
         {{1e80, 1, 10, 100}, "slopes must be non-zero and have same sign."},
     };
     for (const auto& [coefficients, text] : cases) {
-        EXPECT_EQ(failureOf(coefficients), text);
+        EXPECT_EQ(
+            fixtures::failureOf([&given = coefficients] { makeLvrTransformatorDummyRamp(given, false); }),
+            text);
     }
 }
 
@@ -84,34 +78,22 @@ TEST(RampTransformator, ArraysAndRangesGiveTheSingleValues) {
     trafo->scanNumberToOneOverK0(range, -5, 905);
     ASSERT_EQ(range.size(), 910U);
     std::vector<double> scans(range.size());
-    for (std::size_t i = 0; i < scans.size(); ++i) {
-        scans[i] = static_cast<double>(i) - 5.0;
-        ASSERT_EQ(range[i], trafo->scanNumberToOneOverK0(scans[i]));
+    trafo->oneOverK0ToScanNumber(range, scans);
+    for (std::size_t i = 0; i < range.size(); ++i) {
+        ASSERT_EQ(range[i], trafo->scanNumberToOneOverK0(static_cast<double>(i) - 5.0));
+        ASSERT_EQ(scans[i], trafo->oneOverK0ToScanNumber(range[i]));
     }
-    std::vector<double> inPlace = scans;
-    trafo->scanNumberToOneOverK0(inPlace, inPlace);
-    EXPECT_EQ(inPlace, range);
-    std::vector<double> back(range.size());
-    trafo->oneOverK0ToScanNumber(range, back);
-    for (std::size_t i = 0; i < scans.size(); ++i) {
-        ASSERT_EQ(back[i], trafo->oneOverK0ToScanNumber(range[i]));
-    }
-    trafo->scanNumberToVoltage(range, 3, 3);
-    EXPECT_TRUE(range.empty());
     EXPECT_THROW(trafo->scanNumberToVoltage(range, 4, 3), std::invalid_argument);
 }
 
 TEST(RampTransformator, DescribesItself) {
-    const auto trafo =
-        makeLvrTransformatorLinear(LinearVoltageRamp(10, 900, 190.0, 70.0), 2.5, 0.0, 1.0, 100.0, 200.0);
-    EXPECT_EQ(trafo->toString(),
-              "[ ILinearVoltageRampBasedTransformator: transit time = 2.5 TOF scans\n  [ LinearVoltageRamp: "
-              "ndelay = 10, "
-              "ncycles = 900, voltage = 190 ... 70 (pol=+) ]\n  [ coeffs = 0, 1, 100, 200 ] ]");
+    const auto trafo = makeLvrTransformatorLinear(LinearVoltageRamp(10, 900, -190.1234567, -70.0), 2.5, 0.0,
+                                                  1.0, 100.0, 200.0);
+    EXPECT_EQ(
+        trafo->toString(),
+        "[ ILinearVoltageRampBasedTransformator: transit time = 2.5 TOF scans\n  [ LinearVoltageRamp: "
+        "ndelay = 10, ncycles = 900, voltage = -190.123 ... -70 (pol=-) ]\n  [ coeffs = 0, 1, 100, 200 ] ]");
     EXPECT_EQ(trafo->getSignificantScanNumberRange(), (std::pair<int, int>(12, 913)));
-    EXPECT_EQ(trafo->getStrategy(), 2);
-    EXPECT_EQ(trafo->getPolynomialDegree(), 1);
-    EXPECT_EQ(trafo->voltageToOneOverK0(50.0), 50.0);
 }
 
 TEST(ScanNumberLinearTransformator, IsLinearWithVoltagesOf42TimesOneOverK0) {
@@ -122,11 +104,6 @@ TEST(ScanNumberLinearTransformator, IsLinearWithVoltagesOf42TimesOneOverK0) {
     EXPECT_EQ(trafo->oneOverK0ToScanNumber(k), (k - 0.5) / 0.001);
     EXPECT_EQ(trafo->voltageToOneOverK0(30.0), ((30.0 / 42.0 - 0.5) / 0.001) * 0.001 + 0.5);
     EXPECT_EQ(trafo->oneOverK0ToVoltage(0.7), (((0.7 - 0.5) / 0.001) * 0.001 + 0.5) * 42.0);
-    EXPECT_EQ(trafo->toString(), "[ ScanNumberLinearTransformator ]");
-    EXPECT_EQ(trafo->getStrategy(), 1);
-    std::vector<double> voltages;
-    trafo->scanNumberToVoltage(voltages, 99, 101);
-    EXPECT_EQ(voltages[1], trafo->scanNumberToVoltage(100.0));
 }
 
 // Falling functions are continued as well, and where both continuations could answer the low end does.

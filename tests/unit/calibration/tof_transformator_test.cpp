@@ -27,14 +27,11 @@ constexpr const char* kComplex =
 std::uint64_t bits(double x) { return std::isnan(x) ? 0x7FF8000000000000 : std::bit_cast<std::uint64_t>(x); }
 
 double anyDouble(fixtures::Random& random) {
+    const double special[] = {0.0, -0.0, kInfinity, -kInfinity, kNaN};
     switch (random.below(12)) {
         case 0:
-            return random.below(2) != 0 ? 0.0 : -0.0;
+            return special[random.below(5)];
         case 1:
-            return random.below(2) != 0 ? kInfinity : -kInfinity;
-        case 2:
-            return kNaN;
-        case 3:
             return std::bit_cast<double>((std::uint64_t{random()} << 32) | random());
         default:
             return (static_cast<double>(random()) - 1e9) *
@@ -57,32 +54,30 @@ TofConstants randomConstants(fixtures::Random& random) {
 // Single values, short batches and parallel batches against the plain form, bit for bit, failures included.
 void expectSameAsPlain(const ICalibrationTransformator& trafo, const PlainTof& plain,
                        const std::vector<double>& values) {
-    std::vector<double> masses;
     std::vector<double> solvable;
     for (const double value : values) {
-        ASSERT_EQ(bits(trafo.MassToDIndex(value)), bits(plain.massToIndex(value))) << value;
-        const std::optional<double> mass = plain.indexToMass(value);
-        if (mass) {
-            ASSERT_EQ(bits(trafo.DIndexToMass(value)), bits(*mass)) << value;
+        if (plain.indexToMass(value)) {
             solvable.push_back(value);
-            masses.push_back(*mass);
         } else {
             ASSERT_EQ(failureOf([&] { trafo.DIndexToMass(value); }), kComplex);
         }
     }
-    std::vector<double> converted;
-    trafo.DIndexToMass(solvable, converted);
+    std::vector<double> masses;
+    trafo.DIndexToMass(solvable, masses);
     std::vector<double> inPlace = solvable;
     trafo.DIndexToMass(inPlace);
-    ASSERT_EQ(converted.size(), masses.size());
-    for (std::size_t i = 0; i < masses.size(); ++i) {
-        ASSERT_EQ(bits(converted[i]), bits(masses[i])) << solvable[i];
-        ASSERT_EQ(bits(inPlace[i]), bits(masses[i])) << solvable[i];
+    for (std::size_t i = 0; i < solvable.size(); ++i) {
+        const std::uint64_t expected = bits(*plain.indexToMass(solvable[i]));
+        ASSERT_EQ(bits(trafo.DIndexToMass(solvable[i])), expected) << solvable[i];
+        ASSERT_EQ(bits(masses[i]), expected) << solvable[i];
+        ASSERT_EQ(bits(inPlace[i]), expected) << solvable[i];
     }
     std::vector<double> indices;
     trafo.MassToDIndex(values, indices);
     for (std::size_t i = 0; i < values.size(); ++i) {
-        ASSERT_EQ(bits(indices[i]), bits(plain.massToIndex(values[i]))) << values[i];
+        const std::uint64_t expected = bits(plain.massToIndex(values[i]));
+        ASSERT_EQ(bits(trafo.MassToDIndex(values[i])), expected) << values[i];
+        ASSERT_EQ(bits(indices[i]), expected) << values[i];
     }
 }
 
@@ -99,63 +94,28 @@ TEST(TofModels, EveryFormEqualsThePlainOneBitForBit) {
     }
 }
 
-TEST(TofModels, InversesAgreeWithinTheirAccuracy) {
-    const auto quadratic = tests::makeQuadratic(kTypical);
-    const auto cubic = tests::makeCubic(kTypical);
-    for (double index = 10.0; index < 400'000.0; index += 1234.5) {
-        EXPECT_NEAR(quadratic->MassToDIndex(quadratic->DIndexToMass(index)), index, 1e-8);
-        EXPECT_NEAR(cubic->MassToDIndex(cubic->DIndexToMass(index)), index, 1e-3);
-    }
-}
-
 TEST(TofModels, CubicWithoutHigherTermsIsTheQuadratic) {
     TofConstants c = kTypical;
-    c.c3 = c.c4 = 0.0;
-    const auto quadratic = tests::makeQuadratic(c);
-    const auto cubic = tests::makeCubic(c);
-    EXPECT_EQ(quadratic->DIndexToMass(123'456.0), cubic->DIndexToMass(123'456.0));
-    EXPECT_NEAR(quadratic->MassToDIndex(500.0), cubic->MassToDIndex(500.0), 1e-8);
-    EXPECT_LT(quadratic->DIndexToMass(-200'000.0), 0.0) << "times before A0 give negative masses";
+    c.c3 = 0.0;
     c.c4 = 0.25;
+    const auto quadratic = tests::makeQuadratic(c);
     EXPECT_EQ(tests::makeCubic(c)->DIndexToMass(123'456.0), quadratic->DIndexToMass(123'456.0) - 0.25);
+    EXPECT_LT(quadratic->DIndexToMass(-200'000.0), 0.0) << "times before A0 give negative masses";
 }
 
-TEST(TofConstants, DerivedValuesAndTheOddSquare) {
-    const auto tof1 = std::dynamic_pointer_cast<ICalibrationConstantsFunctionalTOF1>(
+TEST(TofConstants, A1AndTheOddSquare) {
+    const auto constants = std::dynamic_pointer_cast<ICalibrationConstantsFunctionalTOF>(
         createCalibrationConstantsFunctionalTOF1(1.0, 4e5, 3.0));
-    const auto tof2 = std::dynamic_pointer_cast<ICalibrationConstantsFunctionalTOF2>(
-        createCalibrationConstantsFunctionalTOF2(1.0, 4e5, 3.0, 5.0, 7.0));
-    ASSERT_TRUE(tof1 && tof2);
-    EXPECT_EQ(tof1->GetA0(), 1.0);
-    EXPECT_EQ(tof1->GetA1(), 2.5e6);
-    EXPECT_EQ(tof1->GetA2(), 3.0);
-    EXPECT_EQ(tof1->GetA1Square(), 6.25);
-    EXPECT_EQ(tof1->GetTilt(), 0.0);
-    EXPECT_EQ(tof2->GetA1Square(), 6.25);
-    EXPECT_EQ(tof2->GetA3(), 5.0);
-    EXPECT_EQ(tof2->GetDM(), 7.0);
-    EXPECT_EQ(CalibrationTOFUtilities::TransformA1ToTOFC1(CalibrationTOFUtilities::TransformC1ToTOFA1(4e5)),
-              4e5);
-    EXPECT_FALSE(std::dynamic_pointer_cast<ICalibrationConstantsFunctionalTOF2>(
-        std::static_pointer_cast<ICalibrationConstantsFunctional>(tof1)));
+    EXPECT_EQ(constants->GetA1(), 2.5e6);
+    EXPECT_EQ(constants->GetA1Square(), 6.25);
 }
-
-class OtherPhysicalConstants : public ICalibrationConstantsPhysical {
-public:
-    bool Equals(const ICalibrationConstantsPhysical&) const override { return false; }
-    std::string ToString() const override { return "other"; }
-};
 
 TEST(Transformator, ConstantsOfAnotherKindAreRefusedAndChangeNothing) {
     const auto trafo = tests::makeQuadratic(kTypical);
     const double before = trafo->DIndexToMass(1000.0);
-    const std::string physical =
-        failureOf([&] { trafo->SetPhysicalConstants(std::make_shared<OtherPhysicalConstants>()); });
-    EXPECT_TRUE(physical.starts_with("RILinear::UpdatePhysicalConstants")) << physical;
-    EXPECT_TRUE(physical.ends_with("funConsts is not of type ICalibrationConstantsPhysicalLinearPtr."))
-        << physical;
     EXPECT_THROW(trafo->SetFunctionalConstants(createCalibrationConstantsFunctionalTOF2(1, 2, 3, 4, 5)),
                  std::invalid_argument);
+    EXPECT_THROW(trafo->SetPhysicalConstants(nullptr), std::invalid_argument);
     EXPECT_EQ(trafo->DIndexToMass(1000.0), before);
 }
 
@@ -189,14 +149,12 @@ TEST(Transformator, WholeIndicesWidthsAndRanges) {
 
 TEST(Transformator, EqualityAndClonesFollowModelAndConstants) {
     const auto trafo = tests::makeQuadratic(kTypical);
-    EXPECT_TRUE(trafo->Equals(tests::makeQuadratic(kTypical)));
     EXPECT_TRUE(trafo->Equals(trafo->Clone()));
     EXPECT_FALSE(trafo->Equals(tests::makeCubic(kTypical)));
     EXPECT_FALSE(trafo->Equals(nullptr));
     TofConstants other = kTypical;
     other.c2 += 1e-9;
     EXPECT_FALSE(trafo->Equals(tests::makeQuadratic(other)));
-    EXPECT_NE(trafo->ToString().find("160000"), std::string::npos) << trafo->ToString();
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 #include "fixtures/failure.h"
 #include "kvd-calibration-reader/kvd_calibration_reader_impl.h"
 
-#include <functional>
-
 #include <gtest/gtest.h>
 
 #include "calibration/measurement_mode_info.h"
@@ -17,13 +15,15 @@ using lumo::io::kova_calibration::KvdCalibrationReaderImpl;
 
 class CalibrationReader : public testing::Test {
 protected:
+    // Of an analysis in a directory of its own.
     KvdCalibrationReaderImpl open(const AnalysisBuilder& builder, bool hasMobility = true) {
         auto db = std::make_shared<CppSQLite3DB>();
-        db->open(builder.write(directory.path()) / "analysis.kvd");
+        db->open(builder.write(directory / std::to_string(++analyses)) / "analysis.kvd");
         return {db, hasMobility};
     }
 
     fixtures::TempDirectory directory;
+    int analyses = 0;
 };
 
 TEST_F(CalibrationReader, CompensationFollowsTheFramesTemperatures) {
@@ -42,38 +42,18 @@ TEST_F(CalibrationReader, CompensationFollowsTheFramesTemperatures) {
     EXPECT_EQ(mass(4, true), mass(4, false)) << "coefficients of 0 change nothing, not even a bit";
 }
 
-TEST_F(CalibrationReader, MeasurementModeTellsThePolarity) {
-    AnalysisBuilder builder;
-    builder.frame({})
-        .frame({}, {.polarity = "-"})
-        .frame({}, {.polarity = "pos"})
-        .frame({}, {.polarity = std::nullopt});
-    const KvdCalibrationReaderImpl reader = open(builder);
-    const auto info = [&](std::int64_t frame) {
-        return reader.getMzTrafo(frame, false)->GetMeasurementModeInfo();
-    };
-    EXPECT_EQ(info(1)->GetMode(), 2);
-    EXPECT_EQ(info(1)->GetPolarity(), 0);
-    EXPECT_NE(info(2)->GetPolarity(), 0);
-    for (const std::int64_t frame : {3, 4}) {
-        EXPECT_EQ(failureOf([&] { reader.getMzTrafo(frame, true); }), "Polarity has wrong format in KVD.");
-    }
-}
-
 TEST_F(CalibrationReader, ReferenceNeedsExactlyOneCalibrationPerPolarity) {
     AnalysisBuilder builder;
     builder.frame({}).frame({}).frame({}, {.polarity = "-"}).frame({}, {.polarity = "-", .mzCalibration = 2});
     builder.mzCalibration({}).mzCalibration({.id = 2});
     const KvdCalibrationReaderImpl reader = open(builder);
     EXPECT_TRUE(reader.getReferenceMzTrafo(false)->Equals(reader.getMzTrafo(1, false)));
+    EXPECT_EQ(reader.getMzTrafo(1, false)->GetMeasurementModeInfo()->GetPolarity(), 0);
+    EXPECT_NE(reader.getMzTrafo(3, false)->GetMeasurementModeInfo()->GetPolarity(), 0);
     EXPECT_EQ(
         failureOf([&] { reader.getReferenceMzTrafo(true); }),
         "Multiple m/z calibrations available for specified polarity, no reference calibrator available.");
-    const fixtures::TempDirectory other;
-    auto db = std::make_shared<CppSQLite3DB>();
-    db->open(AnalysisBuilder().frame({}, {.mzCalibration = std::nullopt}).write(other.path()) /
-             "analysis.kvd");
-    const KvdCalibrationReaderImpl empty(db, true);
+    const KvdCalibrationReaderImpl empty = open(AnalysisBuilder().frame({}, {.mzCalibration = std::nullopt}));
     for (const bool negative : {false, true}) {
         EXPECT_EQ(failureOf([&] { empty.getReferenceMzTrafo(negative); }),
                   "No m/z calibration available for specified polarity.");
@@ -82,17 +62,13 @@ TEST_F(CalibrationReader, ReferenceNeedsExactlyOneCalibrationPerPolarity) {
 
 TEST_F(CalibrationReader, UnknownModelsAndMissingMobility) {
     AnalysisBuilder builder;
-    builder.frame({}).mzCalibration({.modelType = 3});
-    EXPECT_EQ(failureOf([&] { open(builder, false).getMzTrafo(1, true); }),
-              "Unknown m/z calibration model 3");
-    const fixtures::TempDirectory other;
-    auto db = std::make_shared<CppSQLite3DB>();
-    db->open(AnalysisBuilder().frame({}).withoutTable("KovaCalibration").write(other.path()) /
-             "analysis.kvd");
-    EXPECT_EQ(failureOf([&] { KvdCalibrationReaderImpl(db, false).getMobTrafo(1); }),
+    builder.frame({}).mzCalibration({.modelType = 3}).kovaCalibration({.modelType = 3});
+    EXPECT_EQ(failureOf([&] { open(builder).getMzTrafo(1, true); }), "Unknown m/z calibration model 3");
+    EXPECT_EQ(failureOf([&] { open(builder).getMobTrafo(1); }), "Unknown KOVA calibration model 3");
+    const AnalysisBuilder other = AnalysisBuilder().frame({}).withoutTable("KovaCalibration");
+    EXPECT_EQ(failureOf([&] { open(other, false).getMobTrafo(1); }),
               "Mobility calibration is not supported.");
-    EXPECT_EQ(failureOf([&] { KvdCalibrationReaderImpl(db, true); }),
-              "Too few columns in table KovaCalibration");
+    EXPECT_EQ(failureOf([&] { open(other); }), "Too few columns in table KovaCalibration");
 }
 
 TEST_F(CalibrationReader, InformationIsLookedUpByPolarityAndAnyName) {
@@ -103,10 +79,8 @@ TEST_F(CalibrationReader, InformationIsLookedUpByPolarityAndAnyName) {
     EXPECT_EQ(reader.getCalibrationInfoString(true, "it's"), "minus");
     EXPECT_EQ(reader.getCalibrationInfoBlob(true, "it's")->size(), 5U);
     EXPECT_EQ(reader.getCalibrationInfoString(false, "' OR '1'='1"), std::nullopt);
-    const fixtures::TempDirectory other;
-    auto db = std::make_shared<CppSQLite3DB>();
-    db->open(AnalysisBuilder().withoutTable("CalibrationInfo").write(other.path()) / "analysis.kvd");
-    EXPECT_EQ(failureOf([&] { KvdCalibrationReaderImpl(db, true).getCalibrationInfoString(true, "a"); }),
+    const KvdCalibrationReaderImpl without = open(AnalysisBuilder().withoutTable("CalibrationInfo"));
+    EXPECT_EQ(failureOf([&] { without.getCalibrationInfoString(true, "a"); }),
               "SQLite error retrieving calibration info a / -: no such table: CalibrationInfo");
 }
 
