@@ -92,24 +92,6 @@ std::string statusOf(const std::filesystem::path& task, const std::string& key) 
     return "";
 }
 
-// The library's own thread has to be there, deaf to every signal that can be blocked.
-void checkSignals() {
-    bool found = false;
-    for (const auto& task : threads()) {
-        if (statusOf(task, "Name") == "kovadata-log") {
-            found = true;
-            // Two signals are the C library's own, 9 and 19 cannot be blocked.
-            const std::uint64_t blocked = std::stoull(statusOf(task, "SigBlk"), nullptr, 16);
-            if ((~blocked & ~0x180040100ULL) != 0) {
-                fail("signals reach the library's thread: " + statusOf(task, "SigBlk"));
-            }
-        }
-    }
-    if (!found) {
-        fail("there is no thread of the library");
-    }
-}
-
 void checkNoThreads() {
     for (const auto& task : threads()) {
         if (statusOf(task, "Name") == "kovadata-log") {
@@ -185,7 +167,6 @@ const std::map<std::string, Step> kSteps = {
     {"cancelled", [](int count) { sayUntilCancelled(count); }},
     {"say", [](int count) { library.say(count); }},
     {"open", [](int) { library.open("/nowhere", 0); }},
-    {"signals", [](int) { checkSignals(); }},
     {"threadless", [](int) { checkNoThreads(); }},
     {"fork-under-load", forkUnderLoad},
     {"chdir", [](int) { std::filesystem::current_path("/"); }},

@@ -201,9 +201,6 @@ class Async(LoggingTest):
                 self.host("fork-under-load 20", **self.file_sink(**mode))
                 self.assertEqual(sorted(self.said())[:-1], [2] * 20)
 
-    def test_the_thread_takes_no_signals(self):
-        self.host("say 5", "signals", **self.file_sink(**{"async": "yes"}))
-
 
 class Diagnostics(LoggingTest):
     def test_a_failure_tells_where_and_from_where(self):

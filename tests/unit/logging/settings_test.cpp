@@ -83,6 +83,14 @@ protected:
     Surroundings surroundings{{}, {}, folder / "here", folder / "user"};
 };
 
+TEST_F(Search, LevelOfTheEnvironmentGoesBeforeThatOfAFile) {
+    put(folder / "here/kovadata-log.ini", "error");
+    surroundings.logLevel = "Debug";
+    EXPECT_EQ(findSettings(surroundings)->levels.at(""), Level::Debug);
+    surroundings.logLevel = "off";
+    EXPECT_FALSE(findSettings(surroundings));
+}
+
 TEST_F(Search, WhatCannotBeReadIsNamed) {
     surroundings.logLevel = "everything";
     EXPECT_EQ(failure(),

@@ -1,6 +1,9 @@
+#include <atomic>
+#include <csignal>
 #include <fstream>
 #include <semaphore>
 #include <sstream>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -102,13 +105,14 @@ TEST_F(RollingFile, FailureInTheMiddleSilencesTheSink) {
     EXPECT_EQ(std::count(complaint.begin(), complaint.end(), '\n'), 1) << complaint;
 }
 
-// Takes messages only after it was told to.
+// Takes messages only after it was told to, and notes what the writing thread is like.
 class Gate final : public spdlog::sinks::sink {
 public:
     void log(const spdlog::details::log_msg& entry) override {
         arrived.release();
         allowed.acquire();
         texts.emplace_back(entry.payload.data(), entry.payload.size());
+        pthread_sigmask(SIG_SETMASK, nullptr, &blockedSignals);
     }
     void flush() override {}
     void set_pattern(const std::string&) override {}
@@ -117,6 +121,7 @@ public:
     std::counting_semaphore<> arrived{0};
     std::counting_semaphore<> allowed{0};
     std::vector<std::string> texts;
+    sigset_t blockedSignals{};
 };
 
 TEST(AsyncSink, DroppedMessagesAreCountedAndTold) {
@@ -131,6 +136,26 @@ TEST(AsyncSink, DroppedMessagesAreCountedAndTold) {
     sink.stop();
     EXPECT_EQ(gate->texts,
               (std::vector<std::string>{"0", "1", "2", "3 messages dropped, the queue was full"}));
+}
+
+TEST(AsyncSink, CallersWaitForRoomAndTheWritingThreadTakesNoSignals) {
+    const auto gate = std::make_shared<Gate>();
+    AsyncSink sink(gate, 3, Overflow::Block);
+    std::atomic<int> handedOver = 0;
+    const std::jthread caller([&] {
+        for (; handedOver < 50; ++handedOver) {
+            sink.log(message("a message"));
+        }
+    });
+    for (int taken = 1; taken <= 50; ++taken) {
+        gate->arrived.acquire();
+        EXPECT_LE(handedOver, taken + 3);
+        gate->allowed.release();
+    }
+    sink.stop();
+    for (const int signal : {SIGINT, SIGTERM, SIGALRM, SIGUSR1, SIGCHLD, SIGPIPE}) {
+        EXPECT_EQ(sigismember(&gate->blockedSignals, signal), 1) << signal;
+    }
 }
 
 }  // namespace
