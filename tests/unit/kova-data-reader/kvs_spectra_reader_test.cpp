@@ -57,6 +57,12 @@ TEST_F(SpectraReader, FailuresHaveTheirTextsAndLeaveNothingLoaded) {
     EXPECT_EQ(reader.numberOfProfilePoints(), 3U);
     buffer.failSeek(1);
     EXPECT_EQ(failureOf([this] { fillLines(); }), frame + "Can't seek to profile block start." + flags);
+    fillProfile();
+    fillLines();
+    std::vector<double> positions;
+    std::vector<float> intensities;
+    reader.getLineSpectrum(2, positions, intensities, nullptr);
+    EXPECT_EQ(positions, (std::vector<double>{1.0, 2.0}));
 }
 
 }  // namespace
