@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
+#include <lzf.h>
 #include <zstd.h>
 
 #include "analysis-writer/frame_block.h"
+#include "analysis-writer/lzf_stream.h"
 #include "analysis-writer/scan_blocks.h"
 #include "analysis-writer/spectrum_block.h"
 
@@ -52,6 +54,19 @@ TEST(ScanBlocks, HeaderAndStreamByHand) {
     const Bytes expected = {29, 0,  0, 0, 2, 0, 0,    0,    20,   0,    0, 0, 29, 0, 0,
                             0,  29, 0, 0, 0, 7, 0xFE, 0xFF, 0xFF, 0xFF, 6, 0, 0,  0};
     EXPECT_EQ(scanFrameBlock({{{2, 6}}, {}}), expected);
+}
+
+TEST(LzfStream, MatchesReachNoFurtherThanTheWindow) {
+    for (const std::uint32_t period : {8192U, 8193U}) {
+        Bytes content(20000);
+        for (std::uint32_t i = 0; i < content.size(); ++i) {
+            content[i] = static_cast<std::uint8_t>(((i % period + 1) * 2654435761U) >> 24);
+        }
+        const Bytes stream = lzfStream(content);
+        Bytes expanded(content.size());
+        lzf_decompress(stream.data(), static_cast<unsigned>(stream.size()), expanded.data(), 20000);
+        EXPECT_EQ(expanded, content) << period;
+    }
 }
 
 TEST(SpectrumBlock, LaysPartsOutOneAfterTheOther) {
