@@ -70,13 +70,14 @@ void FullProfileProjector<Intensity>::addToBins(const DataFrame<int, Intensity>&
 
 template <class Intensity>
 void FullProfileProjector<Intensity>::collect(const DataFrame<int, Intensity>& frame, std::size_t peaks) {
-    Part part{std::make_unique_for_overwrite<std::uint32_t[]>(peaks),
-              std::make_unique_for_overwrite<Intensity[]>(peaks), peaks};
+    Part part;
+    part.bins = std::make_unique_for_overwrite<std::uint32_t[]>(peaks);
+    part.intensities = std::make_unique_for_overwrite<Intensity[]>(peaks);
     if (first == 0 && areBelow({frame.indices.data(), peaks}, bins)) {  // as nearly always
         std::copy_n(frame.indices.data(), peaks, part.bins.get());
         std::copy_n(frame.intensities.data(), peaks, part.intensities.get());
+        part.count = peaks;
     } else {
-        part.count = 0;
         for (std::size_t i = 0; i < peaks; ++i) {
             const std::uint64_t bin = binOf(frame.indices[i]);
             part.bins[part.count] = static_cast<std::uint32_t>(bin);

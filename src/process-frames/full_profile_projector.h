@@ -22,7 +22,7 @@ public:
     struct Part {
         std::unique_ptr<std::uint32_t[]> bins;
         std::unique_ptr<Intensity[]> intensities;
-        std::size_t count;
+        std::size_t count = 0;
 
         std::span<const std::uint32_t> binView() const { return {bins.get(), count}; }
     };
