@@ -20,11 +20,15 @@ ScanResult readTwice(ReadFunction function, std::uint64_t handle, std::int64_t f
 
 }  // namespace
 
-std::string lastError() {
-    std::string text(kova_get_last_error_string(nullptr, 0), '\0');
-    kova_get_last_error_string(text.data(), static_cast<std::uint32_t>(text.size()));
+std::string lastError(decltype(&kova_get_last_error_string) get) {
+    std::string text(get(nullptr, 0), '\0');
+    get(text.data(), static_cast<std::uint32_t>(text.size()));
     text.pop_back();
     return text;
+}
+
+std::string openError(const std::string& path, bool recalibrated) {
+    return Analysis(path, recalibrated) ? "" : lastError();
 }
 
 analysis_writer::Frame ScanResult::peaks(std::uint32_t scans) const {

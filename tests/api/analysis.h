@@ -10,8 +10,11 @@
 
 namespace api {
 
-// What the last failing kova_* call of this thread left behind.
-std::string lastError();
+// What the last failing call of this thread left behind, by the function that tells it.
+std::string lastError(decltype(&kova_get_last_error_string) get = kova_get_last_error_string);
+
+// "" when the analysis can be opened, else the error text.
+std::string openError(const std::string& path, bool recalibrated = false);
 
 // One call of a scan-reading function and what came of it.
 struct ScanResult {

@@ -11,7 +11,6 @@
 #include "fixtures/memory_directory.h"
 #include "fixtures/small_analyses.h"
 #include "fixtures/temp_directory.h"
-#include "kovadata/kvs.h"
 
 namespace {
 
@@ -56,8 +55,7 @@ TEST(EndlessView, OfMetadataFailsToOpen) {
         withView("GlobalMetadata",
                  kNumbers + "SELECT 'SchemaVersionMajor' AS Key, '3' AS Value FROM n WHERE " + condition)
             .write(directory.path());
-        EXPECT_EQ(kova_open(directory.string().c_str(), 0), 0U);
-        EXPECT_EQ(api::lastError(), "interrupted");
+        EXPECT_EQ(api::openError(directory.string()), "interrupted");
     }
 }
 
@@ -97,8 +95,7 @@ TEST(HugeValue, ThatTheSchemaComputesIsRefused) {
     const TempDirectory directory;
     withView("GlobalMetadata", "SELECT 'SchemaVersionMajor' AS Key, hex(zeroblob(300000000)) AS Value")
         .write(directory.path());
-    EXPECT_EQ(kova_open(directory.string().c_str(), 0), 0U);
-    EXPECT_EQ(api::lastError(), "string or blob too big");
+    EXPECT_EQ(api::openError(directory.string()), "string or blob too big");
 }
 
 // SQLite's check of cell sizes refuses a page once and takes it the next time, so it stays off.
@@ -128,8 +125,7 @@ TEST(PipeInPlaceOfADatabase, NeitherHangsNorOpens) {
         smallRun().write(directory.path());
         fs::remove(directory / name);
         ASSERT_EQ(mkfifo((directory / name).c_str(), 0600), 0);
-        EXPECT_EQ(kova_open(directory.string().c_str(), 0), 0U) << name;
-        EXPECT_EQ(api::lastError(), "unable to open database file");
+        EXPECT_EQ(api::openError(directory.string()), "unable to open database file") << name;
     }
 }
 
@@ -145,39 +141,21 @@ TEST(WriteAheadMode, OfAWriterInThisProcessIsRead) {
     execute("UPDATE Frames SET RampTime=100");  // the log is there from now on
     const api::Analysis analysis(directory.path());
     ASSERT_TRUE(analysis) << api::lastError();
-    EXPECT_NE(analysis.errorOf(2, 0, 3), "");
-    execute(
-        "INSERT INTO Frames SELECT 2, Time, Polarity, ScanMode, MsMsType, KovaId, NumScans, NumPeaks, "
-        "SummedIntensities, MaxIntensity, T1, T2, MzCalibration, KovaCalibration, AccumulationTime, RampTime "
-        "FROM Frames");
+    EXPECT_EQ(analysis.readRaw(1, 0, 3).peaks(3), kFrame);
+    execute("UPDATE Frames SET Id=2");
     EXPECT_EQ(analysis.readRaw(2, 0, 3).peaks(3), kFrame);
     sqlite3_close(writer);
 }
 
-// For the lifetime of the object.
-class WorkingDirectory {
-public:
-    explicit WorkingDirectory(const fs::path& directory) : before(fs::current_path()) {
-        fs::current_path(directory);
-    }
-    WorkingDirectory(const WorkingDirectory&) = delete;
-    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
-    ~WorkingDirectory() { fs::current_path(before); }
-
-private:
-    fs::path before;
-};
-
 TEST(RelativePath, ThatLooksLikeAUriIsAPath) {
     const TempDirectory directory;
-    const WorkingDirectory here(directory.path());
+    const fs::path before = fs::current_path();
+    fs::current_path(directory.path());
     for (const char* const name : {"file:run.d", "file:run.d?mode=memory", "file:%41", "file:a#b"}) {
-        const api::Analysis analysis(smallRun().write(directory / name), false);
-        EXPECT_TRUE(analysis) << api::lastError();
-        const std::uint64_t relative = kova_open(name, 0);
-        EXPECT_NE(relative, 0U) << name << ": " << api::lastError();
-        kova_close(relative);
+        EXPECT_EQ(api::openError(smallRun().write(directory / name)), "");
+        EXPECT_EQ(api::openError(name), "");
     }
+    fs::current_path(before);
 }
 
 }  // namespace

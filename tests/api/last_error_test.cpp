@@ -9,14 +9,6 @@ namespace {
 
 constexpr const char* kMissing = "Specified analysis directory does not exist.";
 
-TEST(LastError, ThreadWithoutFailureSaysSo) {
-    std::thread([] {
-        std::array<char, 32> buffer{};
-        EXPECT_EQ(kova_get_last_error_string(buffer.data(), buffer.size()), 11U);
-        EXPECT_STREQ(buffer.data(), "<no error>");
-    }).join();
-}
-
 TEST(LastError, TextIsCutToTheBufferAndAlwaysTerminated) {
     const std::uint32_t full = 45;
     kova_open("no/such/directory", 0);
@@ -34,6 +26,7 @@ TEST(LastError, TextIsCutToTheBufferAndAlwaysTerminated) {
 TEST(LastError, BelongsToTheThreadThatFailed) {
     kova_open("no/such/directory", 0);
     std::thread([] {
+        EXPECT_EQ(kova_get_last_error_string(nullptr, 0), 11U);
         EXPECT_EQ(api::lastError(), "<no error>");
         kova_open("\xFF", 0);
         EXPECT_EQ(api::lastError(), "Invalid UTF-8");

@@ -8,7 +8,6 @@
 
 #include "api/analysis.h"
 #include "fixtures/analysis_builder.h"
-#include "fixtures/random.h"
 #include "fixtures/temp_directory.h"
 
 namespace {
@@ -45,19 +44,14 @@ INSTANTIATE_TEST_SUITE_P(Compression, SteadyState, testing::Values(1, 2),
                          [](const auto& each) { return "Type" + std::to_string(each.param); });
 
 TEST_P(SteadyState, ReadingFramesAndConvertingAllocatesNothing) {
-    fixtures::Random random(5);
     fixtures::AnalysisBuilder builder;
     builder.compression(GetParam());
-    for (int i = 0; i < 4; ++i) {
-        analysis_writer::Frame frame(50);
-        for (auto& scan : frame) {
-            std::uint32_t index = 0;
-            for (std::uint32_t peaks = 20 + random.below(20); peaks > 0; --peaks) {
-                index += 1 + random.below(50);
-                scan.push_back({index, random.below(1000)});
-            }
+    analysis_writer::Scan scan;
+    for (std::uint32_t frame = 1; frame <= 4; ++frame) {
+        for (std::uint32_t peak = 0; peak < 10; ++peak) {
+            scan.push_back({1000 * frame + 50 * peak, peak});
         }
-        builder.frame(frame);
+        builder.frame(analysis_writer::Frame(50, scan));
     }
     const fixtures::TempDirectory directory;
     const api::Analysis analysis(builder.write(directory.path()));

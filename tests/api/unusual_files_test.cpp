@@ -62,10 +62,9 @@ TEST(LongPath, IsReadAsFarAsTheSystemGoes) {
         ASSERT_TRUE(recalibrated) << api::lastError();
         EXPECT_EQ(kova_has_recalibrated_state(recalibrated.handle), 1U);
         fs::create_directory_symlink(directory, base / "link.d");
-        EXPECT_TRUE(api::Analysis(base / "link.d")) << api::lastError();
+        EXPECT_EQ(api::openError(base / "link.d"), "");
     }
-    EXPECT_EQ(kova_open(std::string(5000, 'x').c_str(), 0), 0U);
-    EXPECT_EQ(api::lastError(), "Specified analysis directory does not exist.");
+    EXPECT_EQ(api::openError(std::string(5000, 'x')), "Specified analysis directory does not exist.");
 }
 
 // The writer began when the path was still a short one.
@@ -91,16 +90,11 @@ TEST(LongPath, IsReadWhileTheAnalysisIsWritten) {
 TEST(SymbolicLinks, AreFollowed) {
     const TempDirectory base;
     AnalysisBuilder().frame(kFrame).write(base / "real.d");
-    fs::create_directory_symlink(base / "real.d", base / "link.d");
     fs::create_directory(base / "files.d");
     for (const char* const file : {"analysis.kvd", "analysis.kvd_bin"}) {
         fs::create_symlink(base / "real.d" / file, base / "files.d" / file);
     }
-    for (const char* const name : {"link.d", "files.d"}) {
-        const api::Analysis analysis(base / name);
-        ASSERT_TRUE(analysis) << name << ": " << api::lastError();
-        EXPECT_EQ(analysis.readRaw(1, 0, 3).peaks(3), kFrame);
-    }
+    EXPECT_EQ(api::Analysis(base / "files.d").readRaw(1, 0, 3).peaks(3), kFrame);
 }
 
 }  // namespace

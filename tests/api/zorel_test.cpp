@@ -55,21 +55,17 @@ public:
     Result expected(const api::Analysis& analysis, const std::vector<std::int64_t>& ids) const {
         std::vector<Row> sorted = rows;
         std::stable_sort(sorted.begin(), sorted.end(), [](const Row& a, const Row& b) {
-            return std::tie(a.parent, a.frame, a.precursor) < std::tie(b.parent, b.frame, b.precursor);
+            return std::tie(a.frame, a.parent, a.precursor) < std::tie(b.frame, b.parent, b.precursor);
         });
-        std::stable_sort(sorted.begin(), sorted.end(),
-                         [](const Row& a, const Row& b) { return a.frame < b.frame; });
         std::map<std::int64_t, std::vector<int>> sums;
         Result result;
-        for (std::size_t i = 0; i < sorted.size(); ++i) {
-            const Row& row = sorted[i];
-            if (std::find(ids.begin(), ids.end(), row.precursor) == ids.end()) {
-                continue;
-            }
-            add(sums[row.precursor], row);
-            const auto isSame = [&](const Row& later) { return later.precursor == row.precursor; };
-            if (std::none_of(sorted.begin() + static_cast<std::ptrdiff_t>(i) + 1, sorted.end(), isSame)) {
-                emit(analysis, row, sums[row.precursor], result);
+        for (auto row = sorted.begin(); row != sorted.end(); ++row) {
+            const auto isSame = [&](const Row& later) { return later.precursor == row->precursor; };
+            if (std::find(ids.begin(), ids.end(), row->precursor) != ids.end()) {
+                add(sums[row->precursor], *row);
+                if (std::none_of(row + 1, sorted.end(), isSame)) {
+                    emit(analysis, *row, sums[row->precursor], result);
+                }
             }
         }
         return result;

@@ -54,20 +54,6 @@ class Info(KovaTest):
         self.output("info", directory.name)
         self.assertEqual(sorted(directory.iterdir()), before)
 
-    def test_json_of_an_analysis_with_everything(self):
-        directory = self.full_analysis()
-        self.assertEqual(json.loads(self.output("info", "run.d", "--json")), {
-            "analysis": "run.d", "format": "kvd", "schema_version": {"major": 3, "minor": 1}, "storage_scheme": 2,
-            "frames": {"count": 3, "ms1": 1, "msms": 2}, "time": {"first": 0.25, "last": 9.5},
-            "polarities": ["+", "-"], "scans_per_frame": {"min": 1, "max": 4, "total": 7, "of": "all frames"},
-            "spectra": None,
-            "index_bins": 5000, "calibrations": {"mass": 1, "mobility": 0},
-            "recalibrated": {"file": True, "in_use": None, "states": [
-                {"key": key, "source": "", "mass_per_frame": None, "mass_frames": 0, "mobility_frames": 0}
-                for key in "ab"]},
-            "file_bytes": {name: (directory / name).stat().st_size
-                           for name in ("analysis.kvd", "analysis.kvd_bin", "calibration.sqlite")}})
-
     def test_metadata_that_say_little(self):
         analysis = self.analysis(scheme=1, schema=(2, 0), columns=FEWEST_COLUMNS)
         analysis.add_frame([[(5, 1)], [], [(6, 2)]]).add_frame([[]] * 9).write()
@@ -97,8 +83,7 @@ class Info(KovaTest):
         self.assertIn("Frames              3 (2 MS1, 1 MS/MS)\n", self.output("info", "run.d"))
 
     def test_an_analysis_without_mobility(self):
-        for parts, text in {"lwp": "lines with widths, profiles", "l": "lines", "lw": "lines with widths",
-                            "p": "profiles", "": "none"}.items():
+        for parts, text in {"lwp": "lines with widths, profiles", "l": "lines", "p": "profiles", "": "none"}.items():
             with self.subTest(parts):
                 name = f"parts{parts}.d"
                 directory = self.analysis(name, scheme=3, schema=(3, 1), bins=700, parts=parts).add_spectrum().execute(

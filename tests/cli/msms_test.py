@@ -1,7 +1,6 @@
 import csv
 import io
 import json
-import sqlite3
 import unittest
 
 from kova_testing import KovaTest
@@ -158,60 +157,6 @@ class Msms(KovaTest):
         for path, text in [("no/such/file", "no/such/file: No such file or directory"),
                            ("/dev/full", "cannot write the output: No space left on device")]:
             self.assertEqual(self.kova("msms", "run.d", "--mgf", path, status=1), ("", f"kova: {text}\n"))
-
-
-class SimulatedRun(KovaTest):
-    def setUp(self):
-        super().setUp()
-        self.directory = self.simulate("run.d", frames=16, msms_per_ms1=5, peaks_per_frame=6000, scans=150, seed=5,
-                                 quiet="true")
-
-    def metadata(self, sql):
-        database = sqlite3.connect(self.directory / "analysis.kvd")
-        rows = database.execute(sql).fetchall()
-        database.close()
-        return rows
-
-    def test_every_output_tells_the_same(self):
-        spectra = json.loads(self.output("msms", "run.d", "--json"))
-        stated = {row[0]: row[1:] for row in self.metadata(
-            "SELECT p.Id, Parent, MonoisotopicMz, Charge, p.Intensity, Time FROM Precursors p "
-            "JOIN Frames f ON f.Id = Parent WHERE p.Id IN (SELECT Precursor FROM ZorelFrameMsMsInfo)")}
-        self.assertGreater(len(stated), 10)
-        self.assertEqual({spectrum["precursor"]: tuple(spectrum[key] for key in
-                                                       ("frame", "mz", "charge", "intensity", "time"))
-                          for spectrum in spectra}, stated)
-        rows = list(csv.DictReader(io.StringIO(self.output("msms", "run.d", "--csv"))))
-        written = parse_mgf(self.output("msms", "run.d", "--mgf", "-"))
-        self.assertTrue(all(spectrum["peak_mz"] for spectrum in spectra))
-        for spectrum, row, (fields, peaks) in zip(spectra, rows, written, strict=True):
-            intensities = spectrum["peak_intensity"]
-            self.assertEqual([int(row["precursor"]), int(row["peaks"]), float(row["intensity_sum"])],
-                             [spectrum["precursor"], len(intensities), sum(intensities)])
-            self.assertTrue(row["strongest"].split()[0].endswith(f":{max(intensities)}"))
-            self.assertEqual(fields["CHARGE"], f"{spectrum['charge']}+")
-            self.assertAlmostEqual(float(fields["PEPMASS"].split()[0]), spectrum["mz"], delta=1e-6)
-            self.assertAlmostEqual(float(fields["ION_MOBILITY"]), spectrum["one_over_k0"], delta=1e-6)
-            self.assertEqual(float(fields["RTINSECONDS"]), spectrum["time"])
-            self.assertEqual([intensity for _, intensity in peaks], intensities)
-            for (mz, _), expected in zip(peaks, spectrum["peak_mz"]):
-                self.assertAlmostEqual(mz, expected, delta=1e-6)
-            self.assertEqual(sorted(peaks), peaks)
-
-    def test_profiles_hold_what_the_scans_hold(self):
-        for precursor in (1, 5):
-            total = 0
-            ranges = self.metadata("SELECT Frame, ScanNumBegin, ScanNumEnd FROM ZorelFrameMsMsInfo "
-                                   f"WHERE Precursor = {precursor}")
-            for frame, begin, end in ranges:
-                rows = self.output("scans", "run.d", "--frame", frame, "--scans", f"{begin}:{end}", "--csv")
-                total += sum(int(row["intensity"]) for row in csv.DictReader(io.StringIO(rows)))
-            [profile] = json.loads(self.output("msms", "run.d", "--precursor", precursor, "--profile", "--json"))
-            [spectrum] = json.loads(self.output("msms", "run.d", "--precursor", precursor, "--json"))
-            self.assertEqual(sum(profile["peak_intensity"]), total)
-            # A peak is as high as its apex.
-            self.assertLessEqual(set(spectrum["peak_intensity"]), set(profile["peak_intensity"]))
-            self.assertEqual(max(spectrum["peak_intensity"]), max(profile["peak_intensity"]))
 
 
 if __name__ == "__main__":
