@@ -1,11 +1,8 @@
 // Rows of calibration tables with any values of any type in any number of columns.
-#include <cmath>
-#include <cstdio>
-
 #include "calibration-table-reader/calibration_builders.h"
 #include "calibration/temperature_compensation.h"
-#include "common/byte_source.h"
 #include "common/require.h"
+#include "common/sql_values.h"
 #include "fixtures/memory_directory.h"
 #include "sqlite/cppsqlite3.h"
 
@@ -18,35 +15,7 @@ namespace models = lumo::calibration;
 constexpr double kPlausible[] = {0.0,   1.0,  300.0, 160000.0, 0.005,  900.0,
                                  190.0, 70.0, 33.0,  0.01737,  115.45, 60.0};
 
-std::string number(double value) {
-    if (std::isnan(value)) {
-        return "NULL";
-    }
-    if (std::isinf(value)) {
-        return value > 0 ? "9e999" : "-9e999";
-    }
-    char text[40];
-    std::snprintf(text, sizeof text, "%.17g", value);
-    return text;
-}
-
-std::string takeLiteral(fuzz::ByteSource& source) {
-    const std::uint8_t kind = source.take<std::uint8_t>();
-    switch (kind % 8) {
-        case 0:
-            return "NULL";
-        case 1:
-            return std::to_string(source.take<std::int64_t>());
-        case 2:
-            return number(source.take<double>());
-        case 3:
-            return "'" + std::to_string(source.take<std::int32_t>()) + "x'";
-        case 4:
-            return "x'00FF'";
-        default:
-            return number(kPlausible[kind % std::size(kPlausible)]);
-    }
-}
+std::string plausible(std::uint8_t kind) { return fuzz::sqlNumber(kPlausible[kind % std::size(kPlausible)]); }
 
 CppSQLite3DB& database() {
     static const fixtures::MemoryDirectory directory;
@@ -58,14 +27,6 @@ CppSQLite3DB& database() {
     }();
     fuzz::require(isOpen, "an empty database can be opened");
     return db;
-}
-
-std::string takeRow(fuzz::ByteSource& source) {
-    std::string sql = "SELECT " + takeLiteral(source);
-    for (std::uint32_t columns = source.below(24); columns > 0; --columns) {
-        sql += ", " + takeLiteral(source);
-    }
-    return sql;
 }
 
 void convertMasses(models::ICalibrationTransformatorPtr transformator, const models::Temperatures& measured) {
@@ -87,7 +48,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const models::Temperatures measured{source.take<double>(), source.take<double>()};
     const double delay = source.take<double>();
     const double timebase = source.take<double>();
-    CppSQLite3Query row = database().execQuery(takeRow(source));
+    CppSQLite3Query row =
+        database().execQuery("SELECT " + fuzz::takeSqlValues(source, 1 + source.below(24), plausible));
     fuzz::succeeds([&] { convertMasses(rows::getMzTrafoTof(row, 0, delay, timebase), measured); });
     fuzz::succeeds([&] { convertMasses(rows::getMzTrafoTof1Hpc(row, 0, delay, timebase), measured); });
     fuzz::succeeds([&] {

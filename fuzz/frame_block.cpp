@@ -1,7 +1,7 @@
 // A block of a frame that is compressed as a whole, bytes as a file has them.
 #include <sstream>
 
-#include "common/frame_reading.h"
+#include "common/scan_reading.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static lumo::io::kova::KvdFrameReader reader;  // its buffers are as long-lived as in an open analysis

@@ -1,7 +1,7 @@
 // One LZF stream and the run-length code in it; or any run-length values, compressed by the writer.
 #include "analysis-writer/lzf_stream.h"
 #include "common/byte_source.h"
-#include "common/lzf_reading.h"
+#include "common/scan_reading.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::ByteSource source(data, size);

@@ -39,8 +39,7 @@ private:
     unsigned count = 0;
 };
 
-template <class... Values>
-Bytes packed(const Values&... values) {
+Bytes packed(const auto&... values) {
     Bytes bytes;
     const auto append = [&bytes](const auto& value) {
         const auto* const raw = reinterpret_cast<const std::uint8_t*>(&value);
@@ -51,10 +50,8 @@ Bytes packed(const Values&... values) {
 }
 
 Bytes operator+(const Bytes& first, const Bytes& second) {
-    Bytes both;
-    both.reserve(first.size() + second.size());
-    std::copy(first.begin(), first.end(), std::back_inserter(both));
-    std::copy(second.begin(), second.end(), std::back_inserter(both));
+    Bytes both(first.size() + second.size());
+    std::copy(second.begin(), second.end(), std::copy(first.begin(), first.end(), both.begin()));
     return both;
 }
 
@@ -116,18 +113,16 @@ void addNumbers(Seeds& seeds) {
 }
 
 void addDirectories(Seeds& seeds) {
-    for (const int compression : {1, 2}) {
-        const fixtures::MemoryDirectory frames;
-        fixtures::smallZorelRun(compression).write(frames.path());
-        seeds.add("analysis_directory",
-                  fuzz::joinFiles(fixtures::contentOf(frames.path() / "analysis.kvd"),
-                                  fixtures::contentOf(frames.path() / "analysis.kvd_bin")));
-    }
-    const fixtures::MemoryDirectory spectra;
-    fixtures::smallSpectra().write(spectra.path());
-    seeds.add("spectrum_directory",
-              fuzz::joinFiles(fixtures::contentOf(spectra.path() / "analysis.kvs"),
-                              fixtures::contentOf(spectra.path() / "analysis.kvs_bin")));
+    const auto add = [&seeds](const char* target, const fixtures::AnalysisBuilder& analysis,
+                              const std::string& database) {
+        const fixtures::MemoryDirectory directory;
+        analysis.write(directory.path());
+        seeds.add(target, fuzz::joinFiles(fixtures::contentOf(directory.path() / database),
+                                          fixtures::contentOf(directory.path() / (database + "_bin"))));
+    };
+    add("analysis_directory", fixtures::smallZorelRun(1), "analysis.kvd");
+    add("analysis_directory", fixtures::smallZorelRun(2), "analysis.kvd");
+    add("spectrum_directory", fixtures::smallSpectra(), "analysis.kvs");
     const fixtures::MemoryDirectory store;
     fixtures::writeSmallCalibrationStore(store.path());
     seeds.add("calibration_store", fixtures::contentOf(store.path() / "calibration.sqlite"));

@@ -1,7 +1,7 @@
 // A block of scans that are compressed one by one: header, offsets and LZF streams, bytes as a file has them.
 #include <sstream>
 
-#include "common/lzf_reading.h"
+#include "common/scan_reading.h"
 #include "kova-data-reader/blob/kvd_reader_cache.h"
 
 namespace {

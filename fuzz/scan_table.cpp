@@ -3,7 +3,7 @@
 
 #include "analysis-writer/frame_block.h"
 #include "common/byte_source.h"
-#include "common/frame_reading.h"
+#include "common/scan_reading.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static lumo::io::kova::KvdFrameReader reader;

@@ -16,25 +16,27 @@ namespace {
 // The length of the well-formed sequence at the start of the text, by the table of well-formed byte
 // sequences; 0 when there is none.
 std::size_t sequenceLength(const std::string& text) {
+    struct Row {
+        unsigned firstLow;
+        unsigned firstHigh;
+        unsigned secondLow;
+        unsigned secondHigh;
+        std::size_t length;
+    };
+    constexpr Row kTable[] = {
+        {0x00, 0x7F, 0x00, 0x100, 1}, {0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3},
+        {0xE1, 0xEC, 0x80, 0xBF, 3},  {0xED, 0xED, 0x80, 0x9F, 3}, {0xEE, 0xEF, 0x80, 0xBF, 3},
+        {0xF0, 0xF0, 0x90, 0xBF, 4},  {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4},
+    };
     const auto in = [&](std::size_t i, unsigned low, unsigned high) {
         const unsigned byte = i < text.size() ? static_cast<unsigned char>(text[i]) : 0x100U;
         return byte >= low && byte <= high;
     };
-    const auto tail = [&](std::size_t i) { return in(i, 0x80, 0xBF); };
-    if (in(0, 0x00, 0x7F)) {
-        return 1;
-    }
-    if (in(0, 0xC2, 0xDF) && tail(1)) {
-        return 2;
-    }
-    if (tail(2) && ((in(0, 0xE0, 0xE0) && in(1, 0xA0, 0xBF)) || (in(0, 0xE1, 0xEC) && tail(1)) ||
-                    (in(0, 0xED, 0xED) && in(1, 0x80, 0x9F)) || (in(0, 0xEE, 0xEF) && tail(1)))) {
-        return 3;
-    }
-    if (tail(2) && tail(3) &&
-        ((in(0, 0xF0, 0xF0) && in(1, 0x90, 0xBF)) || (in(0, 0xF1, 0xF3) && tail(1)) ||
-         (in(0, 0xF4, 0xF4) && in(1, 0x80, 0x8F)))) {
-        return 4;
+    for (const Row& row : kTable) {
+        if (in(0, row.firstLow, row.firstHigh) && in(1, row.secondLow, row.secondHigh) &&
+            (row.length < 3 || in(2, 0x80, 0xBF)) && (row.length < 4 || in(3, 0x80, 0xBF))) {
+            return row.length;
+        }
     }
     return 0;
 }

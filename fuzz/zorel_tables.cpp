@@ -4,8 +4,8 @@
 #include <sqlite3.h>
 
 #include "common/analysis_in_memory.h"
-#include "common/byte_source.h"
 #include "common/require.h"
+#include "common/sql_values.h"
 
 namespace {
 
@@ -32,35 +32,14 @@ private:
     sqlite3* connection = nullptr;
 };
 
-// Mostly small whole numbers, so that rows meet.
-std::string takeValue(fuzz::ByteSource& source) {
-    const std::uint8_t kind = source.take<std::uint8_t>();
-    switch (kind) {
-        case 0xFF:
-            return "NULL";
-        case 0xFE:
-            return std::to_string(source.take<std::int64_t>());
-        case 0xFD:
-            return std::to_string(source.take<std::int32_t>()) + ".5";
-        case 0xFC:
-            return "'x" + std::to_string(source.take<std::int16_t>()) + "'";
-        case 0xFB:
-            return std::to_string(source.take<std::uint32_t>());
-        case 0xFA:
-            return "9e999";
-        default:
-            return std::to_string(kind % 5);
-    }
-}
+// Mostly, so that rows meet.
+std::string smallNumber(std::uint8_t kind) { return std::to_string(kind % 5); }
 
-std::string takeRows(fuzz::ByteSource& source, const std::string& table, int columns) {
+std::string takeRows(fuzz::ByteSource& source, const std::string& table, std::uint32_t columns) {
     std::string sql;
     for (std::uint32_t rows = source.below(6); rows > 0; --rows) {
-        sql += "INSERT OR IGNORE INTO " + table + " VALUES (" + takeValue(source);
-        for (int column = 1; column < columns; ++column) {
-            sql += ", " + takeValue(source);
-        }
-        sql += ");";
+        sql += "INSERT OR IGNORE INTO " + table + " VALUES (" +
+               fuzz::takeSqlValues(source, columns, smallNumber) + ");";
     }
     return sql;
 }
@@ -80,8 +59,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::ByteSource source(data, size);
     tables.execute("BEGIN; DELETE FROM Precursors; DELETE FROM ZorelFrameMsMsInfo;" +
                    takeRows(source, "Precursors", 3) + takeRows(source, "ZorelFrameMsMsInfo", 4) +
-                   "UPDATE MzCalibration SET DigitizerTimebase=" + takeValue(source) + "+0.2 WHERE " +
-                   (source.take<std::uint8_t>() % 8 == 0 ? "1" : "0") + "; COMMIT");
+                   "UPDATE MzCalibration SET DigitizerTimebase=" + fuzz::takeSqlValue(source, smallNumber) +
+                   "+0.2 WHERE " + (source.take<std::uint8_t>() % 8 == 0 ? "1" : "0") + "; COMMIT");
     tables.use();
     return 0;
 }

@@ -26,15 +26,11 @@ inline TwoFiles splitFiles(std::span<const std::uint8_t> input) {
 inline std::vector<std::uint8_t> joinFiles(const std::vector<std::uint8_t>& first,
                                            const std::vector<std::uint8_t>& second) {
     const std::size_t kilobytes = (first.size() + 1023) / 1024;
-    std::vector<std::uint8_t> both;
-    both.push_back(static_cast<std::uint8_t>(kilobytes));
-    both.push_back(static_cast<std::uint8_t>(kilobytes >> 8));
-    for (std::size_t i = 0; i < 1024 * kilobytes; ++i) {
-        both.push_back(i < first.size() ? first[i] : 0);
-    }
-    for (const std::uint8_t byte : second) {
-        both.push_back(byte);
-    }
+    std::vector<std::uint8_t> both(2 + 1024 * kilobytes);
+    both[0] = static_cast<std::uint8_t>(kilobytes);
+    both[1] = static_cast<std::uint8_t>(kilobytes >> 8);
+    std::copy(first.begin(), first.end(), both.begin() + 2);
+    both.insert(both.end(), second.begin(), second.end());
     return both;
 }
 

@@ -42,8 +42,8 @@ void expectFailures(int compression, const std::vector<HostileBlock>& cases) {
         const TempDirectory directory;
         const api::Analysis analysis(AnalysisBuilder()
                                          .compression(compression)
-                                         .rawBlock(c.block)
-                                         .frame(kGood)
+                                         .frame(kGood, {.id = 2})
+                                         .rawBlock(c.block, {.id = 1})
                                          .write(directory.path()));
         for (int attempt = 0; attempt < 2; ++attempt) {
             EXPECT_EQ(analysis.errorOf(1, 0, c.scans), c.text);

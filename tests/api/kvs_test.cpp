@@ -100,19 +100,6 @@ TEST(Kvs, ReadsLinesWidthsAndProfile) {
     }
 }
 
-TEST(Kvs, ArraysTooShortByOneStayUntouched) {
-    const TempDirectory directory;
-    const Analysis analysis(spectra().spectrum(kSpectrum).write(directory.path()));
-    double positions[3] = {-1, -1, -1};
-    float values[3] = {-1, -1, -1};
-    std::uint32_t profile[5] = {9, 9, 9, 9, 9};
-    EXPECT_EQ(kvs_read_line_spectrum_with_width(analysis.handle, 1, positions, values, values, 2), 3U);
-    EXPECT_EQ(kvs_read_profile_spectrum(analysis.handle, 1, profile, 4), 5U);
-    EXPECT_EQ(positions[0], -1);
-    EXPECT_EQ(values[0], -1);
-    EXPECT_EQ(profile[0], 9U);
-}
-
 TEST(Kvs, PartsThatTheAnalysisLacksAreRefused) {
     const TempDirectory linesOnly;
     const Analysis lines(spectra().parts(true, false, false).spectrum(kSpectrum).write(linesOnly.path()));

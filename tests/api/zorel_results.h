@@ -44,7 +44,7 @@ struct Result {
     std::vector<Profile> profiles;
 };
 
-// Call all four functions for a selection; those with and without context must agree.
+// Lines and profiles of a selection; both calls must end in the same way.
 Result readList(const api::Analysis& analysis, const std::vector<std::int64_t>& ids);
 Result readFrame(const api::Analysis& analysis, std::int64_t frame);
 

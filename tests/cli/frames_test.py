@@ -64,16 +64,12 @@ class Frames(KovaTest):
                 self.assertEqual([(row["scans"], row["peaks"], row["intensity_sum"]) for row in rows],
                                  [(str(n), str(2 * n), str(8 * n)) for n in counts])
 
-    def test_metadata_are_trusted_unless_told_to_read(self):
-        self.analysis().add_frame([[(1, 1)], [(2, 2)]], NumScans=9, NumPeaks=8, SummedIntensities=7).write()
-        self.assertIn(",9,8,7,", self.output("frames", "run.d", "--csv"))
-        self.assertIn(",2,2,3,", self.output("frames", "run.d", "--csv", "--read"))
-
-    def test_values_that_make_no_sense_count_as_missing(self):
-        self.analysis().add_frame([[(1, 1)]], NumScans=-1).add_frame([[(1, 2)]], NumScans=1 << 32).add_frame(
-            [[(1, 3)]], NumPeaks="many").write()
-        rows = self.output("frames", "run.d", "--csv").splitlines()[1:]
-        self.assertEqual([row.split(",")[4:7] for row in rows], [["1", "1", str(sum)] for sum in (1, 2, 3)])
+    def test_metadata_are_trusted_unless_told_to_read_or_make_no_sense(self):
+        self.analysis().add_frame([[(1, 1)], [(2, 2)]], NumScans=9, NumPeaks=8, SummedIntensities=7).add_frame(
+            [[(1, 1)]], NumScans=-1).add_frame([[(1, 2)]], NumScans=1 << 32).add_frame([[(1, 3)]], NumPeaks="many").write()
+        for arguments, first in (([], ["9", "8", "7"]), (["--read"], ["2", "2", "3"])):
+            rows = self.output("frames", "run.d", "--csv", *arguments).splitlines()[1:]
+            self.assertEqual([row.split(",")[4:7] for row in rows], [first, *(["1", "1", total] for total in "123")])
 
     def test_a_damaged_frame_has_empty_columns_and_the_others_are_listed(self):
         analysis = self.analysis(columns=FEWEST_COLUMNS)
@@ -109,6 +105,7 @@ class Frames(KovaTest):
         self.analysis().write()
         self.assertEqual(self.output("frames", "run.d", "--csv"), HEADER)
         self.assertEqual(json.loads(self.output("frames", "run.d", "--json")), [])
+        self.assertIn("Frames              0\n", self.output("info", "run.d"))
 
 
 if __name__ == "__main__":

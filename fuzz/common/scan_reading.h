@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
+#include <vector>
 
 #include "common/require.h"
 #include "kova-data-reader/blob/kvd_frame_reader.h"
@@ -10,5 +13,9 @@ namespace fuzz {
 // Decodes every scan of the loaded frame and holds the peaks against the plain form of the rules.
 void requireScansLikeThePlainForm(const lumo::io::kova::KvdFrameReader& frame, std::uint32_t bins,
                                   double factor);
+
+// Decompresses a stream into exactly as many bytes as it needs, decodes the run-length code in them and holds
+// the peaks against the plain form of the rules. Fails as the readers do. Returns the bytes.
+std::vector<std::uint8_t> decodeLzfScan(std::span<const std::byte> stream, std::uint32_t bins, double factor);
 
 }  // namespace fuzz
