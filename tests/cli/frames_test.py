@@ -66,7 +66,7 @@ class Frames(KovaTest):
 
     def test_metadata_are_trusted_unless_told_to_read_or_make_no_sense(self):
         self.analysis().add_frame([[(1, 1)], [(2, 2)]], NumScans=9, NumPeaks=8, SummedIntensities=7).add_frame(
-            [[(1, 1)]], NumScans=-1).add_frame([[(1, 2)]], NumScans=1 << 32).add_frame([[(1, 3)]], NumPeaks="many").write()
+            [[(1, 1)]], NumPeaks=-1).add_frame([[(1, 2)]], NumScans=1 << 32).add_frame([[(1, 3)]], NumPeaks="many").write()
         for arguments, first in (([], ["9", "8", "7"]), (["--read"], ["2", "2", "3"])):
             rows = self.output("frames", "run.d", "--csv", *arguments).splitlines()[1:]
             self.assertEqual([row.split(",")[4:7] for row in rows], [first, *(["1", "1", total] for total in "123")])

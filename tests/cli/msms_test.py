@@ -26,7 +26,7 @@ class Msms(KovaTest):
         """Precursor 4 is in scans 1 and 2 of frames 2 and 4, precursor 9 in scan 4 of frame 3."""
         analysis = self.analysis(name, bins=2000, **settings).calibrate()
         peak = [(800, 10), (801, 30), (802, 10)]
-        analysis.add_frame([[]] * 5, **CALIBRATED).add_frame([[(5, 99)], peak, [(1500, 8)], [(6, 99)], []])
+        analysis.add_frame([[]] * 5, Time=2.5, **CALIBRATED).add_frame([[(5, 99)], peak, [(1500, 8)], [(6, 99)], []])
         analysis.add_frame([[], [], [], [], [(1200, 7)]]).add_frame([[], peak, [], [(800, 5)], []])
         return analysis.execute(
             f"CREATE TABLE Precursors (Id INTEGER PRIMARY KEY, Parent INTEGER, ScanNumber REAL, {PRECURSOR_COLUMNS})",
@@ -44,7 +44,7 @@ class Msms(KovaTest):
         for value, index in zip(spectra[4].pop("peak_mz"), (800, 801, 802, 1500), strict=True):
             self.assertAlmostEqual(value, (index / 1000) ** 2)
         self.assertEqual(spectra[4], {
-            "precursor": 4, "frame": 1, "mz": 640.25, "charge": 2, "intensity": 123456789.5, "time": 0, "bins": 1600,
+            "precursor": 4, "frame": 1, "mz": 640.25, "charge": 2, "intensity": 123456789.5, "time": 2.5, "bins": 1600,
             "peak_index": [800, 801, 802, 1500], "peak_intensity": [20, 60, 20, 8]})
         self.assertEqual((spectra[9]["mz"], spectra[9]["charge"], spectra[9]["intensity"]), (700.5, None, None))
         self.assertEqual((spectra[9]["bins"], spectra[9]["peak_index"], spectra[9]["peak_intensity"]),
@@ -69,8 +69,8 @@ class Msms(KovaTest):
         self.run_of_two_precursors().write()
         self.assertEqual(self.output("msms", "run.d", "--profile", "--top", "2"), """\
  precursor   frame         m/z   z     1/K0       time   peaks    intensity  strongest peaks, m/z:intensity
-        9       1    700.5000   -   1.9600      0.000       1            7  1.4400:7
-        4       1    640.2500   2   1.9850      0.000       4          108  0.6416:60 0.6400:20
+        9       1    700.5000   -   1.9600      2.500       1            7  1.4400:7
+        4       1    640.2500   2   1.9850      2.500       4          108  0.6416:60 0.6400:20
 """)
 
     def test_mgf(self):
@@ -79,8 +79,8 @@ class Msms(KovaTest):
         (second, [(mz, intensity)]), (first, peaks) = parse_mgf((self.folder / "out.mgf").read_text())
         self.assertEqual(told, f"out.mgf: 2 spectra, {1 + len(peaks)} peaks\n")
         self.assertEqual(first, {"TITLE": "run.d precursor 4 frame 1", "PEPMASS": "640.250000 123456789.5",
-                                 "CHARGE": "2+", "RTINSECONDS": "0", "ION_MOBILITY": "1.985000"})
-        self.assertEqual(second, {"TITLE": "run.d precursor 9 frame 1", "PEPMASS": "700.500000", "RTINSECONDS": "0",
+                                 "CHARGE": "2+", "RTINSECONDS": "2.5", "ION_MOBILITY": "1.985000"})
+        self.assertEqual(second, {"TITLE": "run.d precursor 9 frame 1", "PEPMASS": "700.500000", "RTINSECONDS": "2.5",
                                   "ION_MOBILITY": "1.960000"})
         self.assertAlmostEqual(mz, 1.44, delta=0.003)
         self.assertEqual(intensity, 7)
