@@ -47,11 +47,13 @@ TEST_F(Conversions, FollowTheCalibrationAndItsInverse) {
         const double time = 300.0 + std::sqrt(1e12 / 160000.0 * mz) + 0.005 * mz;
         expectPair(kova_mz_to_index, mz, kova_index_to_mz, (time - 24000.0) / 0.2);
     }
-    for (const double scan : {0.0, 34.0, 450.5, 1200.0}) {  // nothing is clipped
+    for (const double scan : {0.0, 34.0, 450.5, 899.0, 5000.0}) {
         const double voltage = 190.0 + (scan - 33.0 - 1.0) * (70.0 - 190.0) / 900.0;
         expectPair(kova_scannum_to_voltage, scan, kova_voltage_to_scannum, voltage);
-        expectPair(kova_scannum_to_oneoverk0, scan, kova_oneoverk0_to_scannum,
-                   1.0 / (115.45 / voltage + 0.01737));
+        if (voltage > 0.0) {  // nothing is clipped, and behind the ramp there is no 1/K0
+            expectPair(kova_scannum_to_oneoverk0, scan, kova_oneoverk0_to_scannum,
+                       1.0 / (115.45 / voltage + 0.01737));
+        }
     }
 }
 
@@ -79,6 +81,7 @@ TEST_F(Conversions, FailuresHaveTheirTexts) {
         }
     }
     EXPECT_EQ(errorOf(kova_index_to_mz, 1), "") << "the handle stays usable";
+    EXPECT_EQ(errorOf(kova_index_to_mz, 2), "No m/z trafo available.") << "not that of frame 1";
 }
 
 TEST(ConversionWithoutSolution, TextDependsOnTheBatchSize) {

@@ -76,6 +76,7 @@ TEST(Open, DamagedMetadataFailWithTheirTexts) {
         {set(kMajor, "0"), noStatement},
         {set(kMajor, "-3"), noStatement},
         {set(kMajor, " 3"), kWrongType + queryOf(kMajor)},
+        {set(kMajor, "3.0"), kWrongType + queryOf(kMajor)},
         {set(kMajor, "4294967299"), kWrongType + queryOf(kMajor)},
         {unset(kMajor), kEmpty + queryOf(kMajor)},
         {"UPDATE GlobalMetadata SET Value=NULL WHERE Key='SchemaVersionMajor'",
