@@ -138,7 +138,7 @@ void SparseSumPeakFinder::scanAllRanges(PeakSink& sink) {
     step({before.data(), before.size() + neighbours.size()});
 }
 
-// Returns to the first run that ends behind the bin. Returns the runs from there to the one that was the next.
+// Back to the first run that ends behind the bin. Returns the runs that were done with.
 SparseSumPeakFinder::Runs SparseSumPeakFinder::stepBackBefore(std::size_t bin) {
     const std::size_t end = nextRun;
     while (nextRun > 0 && runs[nextRun - 1].end > bin) {
