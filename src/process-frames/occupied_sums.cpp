@@ -6,8 +6,6 @@
 
 #ifdef __x86_64__
 #include <immintrin.h>
-// Processors without these count bits by a dozen of instructions.
-#define LUMO_WIDE __attribute__((target("avx2,bmi,bmi2,popcnt")))
 #endif
 #define LUMO_INLINE inline __attribute__((always_inline))
 
@@ -100,8 +98,8 @@ LUMO_INLINE SparseProfile sumUp(Parts parts, std::size_t binCount, const Occupan
 
 #ifdef __x86_64__
 
-struct WideGroup {
-    LUMO_WIDE static std::uint64_t nonZeroWords(const std::uint64_t* words) {
+struct Avx2Group {
+    LUMO_AVX2 static std::uint64_t nonZeroWords(const std::uint64_t* words) {
         std::uint64_t empty = 0;
         for (std::size_t i = 0; i < kWordsPerGroup; i += 4) {
             const __m256i four = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(words + i));
@@ -112,31 +110,26 @@ struct WideGroup {
     }
 };
 
-LUMO_WIDE SparseProfile sumUpWidely(Parts parts, std::size_t binCount,
+LUMO_AVX2 SparseProfile sumUpByAvx2(Parts parts, std::size_t binCount,
                                     const OccupancyMemory& memory) noexcept {
-    return sumUp<WideGroup>(parts, binCount, memory);
-}
-
-bool isWide() {
-    return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0 &&
-           __builtin_cpu_supports("bmi2") != 0 && __builtin_cpu_supports("popcnt") != 0;
+    return sumUp<Avx2Group>(parts, binCount, memory);
 }
 
 #endif
-
-}  // namespace
 
 SparseProfile sumUpPlainly(Parts parts, std::size_t binCount, const OccupancyMemory& memory) noexcept {
     return sumUp<PlainGroup>(parts, binCount, memory);
 }
 
-SumUpForm fastestSumUp() {
+}  // namespace
+
+SumUpForm sumUpFormFor(sys::SimdLevel level) {
 #ifdef __x86_64__
-    static const SumUpForm form = isWide() ? sumUpWidely : sumUpPlainly;
-    return form;
-#else
-    return sumUpPlainly;
+    if (level == sys::SimdLevel::Avx2) {
+        return sumUpByAvx2;
+    }
 #endif
+    return sumUpPlainly;
 }
 
 }  // namespace lumo::algorithm

@@ -6,6 +6,7 @@
 
 #include "process-frames/full_profile_projector.h"
 #include "process-frames/sparse_profile.h"
+#include "sys/cpu.h"
 
 namespace lumo::algorithm {
 
@@ -30,11 +31,6 @@ struct OccupancyMemory {
 using SumUpForm = SparseProfile (*)(std::span<const FullProfileProjector<int>::Part> parts,
                                     std::size_t binCount, const OccupancyMemory& memory) noexcept;
 
-// The form that every processor can run.
-SparseProfile sumUpPlainly(std::span<const FullProfileProjector<int>::Part> parts, std::size_t binCount,
-                           const OccupancyMemory& memory) noexcept;
-
-// The fastest form on this one; the same sums.
-SumUpForm fastestSumUp();
+SumUpForm sumUpFormFor(sys::SimdLevel level);
 
 }  // namespace lumo::algorithm

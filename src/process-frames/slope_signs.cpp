@@ -18,23 +18,7 @@ __m128i fourSlopes(const std::int32_t* sum, std::ptrdiff_t half) {
                          _mm_sub_epi32(centre, fourSums(sum - half)));
 }
 
-#endif
-
-}  // namespace
-
-SlopeSigns slopeSigns(const std::int32_t* sum, std::size_t half, std::size_t count) {
-    const auto h = static_cast<std::ptrdiff_t>(half);
-    SlopeSigns signs;
-    for (std::size_t i = 0; i < count; ++i, ++sum) {
-        const std::int64_t slope = std::int64_t{sum[h]} + sum[-h] - 2 * std::int64_t{sum[0]};
-        signs.rising |= static_cast<std::uint64_t>(slope > 0) << i;
-        signs.falling |= static_cast<std::uint64_t>(slope < 0) << i;
-    }
-    return signs;
-}
-
 SlopeSigns slopeSignsOfAscending(const std::int32_t* sum, std::size_t half, std::size_t count) {
-#ifdef __SSE2__
     const auto h = static_cast<std::ptrdiff_t>(half);
     SlopeSigns signs;
     for (std::size_t group = 0; group < count; group += kSlopeGroup, sum += kSlopeGroup) {
@@ -51,9 +35,30 @@ SlopeSigns slopeSignsOfAscending(const std::int32_t* sum, std::size_t half, std:
     signs.rising &= counted;
     signs.falling &= counted;
     return signs;
-#else
-    return slopeSigns(sum, half, count);
+}
+
 #endif
+
+}  // namespace
+
+SlopeSigns slopeSigns(const std::int32_t* sum, std::size_t half, std::size_t count) {
+    const auto h = static_cast<std::ptrdiff_t>(half);
+    SlopeSigns signs;
+    for (std::size_t i = 0; i < count; ++i, ++sum) {
+        const std::int64_t slope = std::int64_t{sum[h]} + sum[-h] - 2 * std::int64_t{sum[0]};
+        signs.rising |= static_cast<std::uint64_t>(slope > 0) << i;
+        signs.falling |= static_cast<std::uint64_t>(slope < 0) << i;
+    }
+    return signs;
+}
+
+SlopeSignsForm ascendingSlopeSignsFor(sys::SimdLevel level) {
+#ifdef __SSE2__
+    if (level >= sys::SimdLevel::Vector128) {
+        return slopeSignsOfAscending;
+    }
+#endif
+    return slopeSigns;
 }
 
 }  // namespace lumo::algorithm

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "sys/cpu.h"
+
 namespace lumo::algorithm {
 
 // Signs of the slopes of up to 64 successive bins, one bit each. A slope is
@@ -20,7 +22,8 @@ inline constexpr std::size_t kSlopeGroup = 16;
 // For any running sums.
 SlopeSigns slopeSigns(const std::int32_t* sum, std::size_t half, std::size_t count);
 
-// For running sums that neither fall nor wrap, so that every slope is within 32 bits.
-SlopeSigns slopeSignsOfAscending(const std::int32_t* sum, std::size_t half, std::size_t count);
+// The same in the form of a level, for running sums that neither fall nor wrap, so that every slope is within 32 bits.
+using SlopeSignsForm = SlopeSigns (*)(const std::int32_t* sum, std::size_t half, std::size_t count);
+SlopeSignsForm ascendingSlopeSignsFor(sys::SimdLevel level);
 
 }  // namespace lumo::algorithm

@@ -193,7 +193,7 @@ void SparseSumPeakFinder::append(std::span<const int> binValues) {
 
 void SparseSumPeakFinder::scanRange(const SmoothingRange& range, const BinInterval& binsInRange,
                                     PeakSink& sink) {
-    const auto signs = onlyAscending ? slopeSignsOfAscending : slopeSigns;
+    const SlopeSignsForm signs = onlyAscending ? ascendingSlopeSigns : slopeSigns;
     for (std::size_t i = binsInRange.begin; i < binsInRange.end; i += kBitsPerMask) {
         follow(signs(sumAt(i), range.half, std::min(binsInRange.end - i, kBitsPerMask)), range, i, sink);
     }

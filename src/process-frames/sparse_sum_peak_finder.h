@@ -40,6 +40,9 @@ namespace lumo::algorithm {
 // Keeps its buffers; one per thread.
 class SparseSumPeakFinder {
 public:
+    explicit SparseSumPeakFinder(sys::SimdLevel level = sys::simdLevel())
+        : ascendingSlopeSigns(ascendingSlopeSignsFor(level)) {}
+
     void find(const SparseProfile& profile, const WidthTable& widths, PeakSink& sink);
 
 private:
@@ -76,6 +79,7 @@ private:
     double areaAt(const SmoothingRange& range, std::size_t bin) const;
     double largestArea(const SmoothingRange& range, const MaximumWindow& window) const;
 
+    SlopeSignsForm ascendingSlopeSigns;
     std::size_t count = 0;  // of bins
     Runs runs;
     std::size_t nextRun = 0;          // runs before it are done with

@@ -17,7 +17,7 @@ class WorkingProfile {
 public:
     using Parts = std::span<const FullProfileProjector<int>::Part>;
 
-    explicit WorkingProfile(SumUpForm sumUpForm = fastestSumUp()) : form(sumUpForm) {}
+    explicit WorkingProfile(sys::SimdLevel level = sys::simdLevel()) : form(sumUpFormFor(level)) {}
 
     // All peaks must be inside a profile of `binCount` bins. Valid until the next call.
     SparseProfile sumUp(Parts parts, std::size_t binCount);

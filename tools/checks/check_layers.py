@@ -19,7 +19,7 @@ ALLOWED = {
     "kvd-calibration-reader": {"calibration-table-reader", "calibration", "sqlite", "diag", "logging"},
     "calibration-state": {"calibration-table-reader", "calibration", "sqlite", "diag", "logging"},
     "kova-data-reader": {"calibration-state", "kvd-calibration-reader", "calibration", "sqlite", "diag", "logging", "sys"},
-    "process-frames": {"diag"},
+    "process-frames": {"diag", "sys"},
     "zorel-msms-reader": {"process-frames", "kova-data-reader", "calibration", "sqlite", "diag", "logging"},
     "kovadata": {"zorel-msms-reader", "kova-data-reader", "calibration-state", "calibration", "sqlite", "diag", "logging", "sys"},
 }

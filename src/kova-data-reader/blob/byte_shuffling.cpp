@@ -1,6 +1,5 @@
 #include "kova-data-reader/blob/byte_shuffling.h"
 
-#include <bit>
 #include <cstring>
 
 namespace lumo::io::kova::decoding {
@@ -49,9 +48,9 @@ void decodeBlock(const std::byte* first, std::size_t planeSize, std::uint32_t* w
 }  // namespace
 
 void decodeByteShuffling(std::span<const std::byte> buffer, std::size_t first, std::size_t count,
-                         std::uint32_t* words) {
+                         std::uint32_t* words, sys::SimdLevel level) {
     std::size_t i = 0;
-    if constexpr (std::endian::native == std::endian::little) {
+    if (level >= sys::SimdLevel::Vector128) {
         for (; i + kWords <= count; i += kWords) {
             decodeBlock(buffer.data() + first + i, buffer.size() / 4, words + i);
         }

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <span>
 
+#include "sys/cpu.h"
+
 namespace lumo::io::kova::decoding {
 
 // Word i of a byte-shuffled array: N = size / 4 words, stored as four planes of N bytes, the least
@@ -17,6 +19,6 @@ inline std::uint32_t decodeByteShuffling(std::span<const std::byte> buffer, std:
 
 // The same for `count` successive words from `first` on.
 void decodeByteShuffling(std::span<const std::byte> buffer, std::size_t first, std::size_t count,
-                         std::uint32_t* words);
+                         std::uint32_t* words, sys::SimdLevel level = sys::simdLevel());
 
 }  // namespace lumo::io::kova::decoding

@@ -6,8 +6,7 @@
 
 #include <immintrin.h>
 
-// Compiled for one instruction set only, and called only where the processor has it.
-#define LUMO_AVX2 __attribute__((target("avx2")))
+#include "sys/cpu.h"
 
 namespace lumo::io::kova::lanes {
 

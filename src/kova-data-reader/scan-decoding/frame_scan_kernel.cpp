@@ -34,18 +34,18 @@ std::size_t decodePlainly(const FrameScans& frame, std::uint32_t scan, BinLimit&
 // Leaves every scan to the plain form.
 std::uint32_t decodeNone(const FrameScans&, std::uint32_t scan, std::uint32_t, ScanTargets&) { return scan; }
 
-DecodeScans decodeScansBy(SimdLevel level) {
+DecodeScans decodeScansBy(sys::SimdLevel level) {
 #ifdef __x86_64__
-    if (level == SimdLevel::Avx2) {
+    if (level == sys::SimdLevel::Avx2) {
         return decodeScansByAvx2;
     }
 #endif
-    return level == SimdLevel::Scalar ? decodeNone : decodeScansByVector128;
+    return level == sys::SimdLevel::Scalar ? decodeNone : decodeScansByVector128;
 }
 
 }  // namespace
 
-FrameScanKernel::FrameScanKernel(SimdLevel level) : decodeScans(decodeScansBy(level)) {}
+FrameScanKernel::FrameScanKernel(sys::SimdLevel level) : decodeScans(decodeScansBy(level)) {}
 
 std::size_t FrameScanKernel::decode(const FrameScans& frame, std::uint32_t scan, BinLimit& limit,
                                     ScanTargets targets) const {

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "kova-data-reader/scan-decoding/frame_scans.h"
-#include "kova-data-reader/scan-decoding/simd_level.h"
+#include "sys/cpu.h"
 
 namespace lumo::io::kova {
 
@@ -14,7 +14,7 @@ class BinLimit;
 // whose index is at or beyond the bin limit are dropped.
 class FrameScanKernel {
 public:
-    explicit FrameScanKernel(SimdLevel level = simdLevel());
+    explicit FrameScanKernel(sys::SimdLevel level = sys::simdLevel());
 
     // One scan. Returns the number of its peaks; they are stored without gaps, or only counted without targets.
     std::size_t decode(const FrameScans& frame, std::uint32_t scan, BinLimit& limit,

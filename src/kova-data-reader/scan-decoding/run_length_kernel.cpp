@@ -50,7 +50,7 @@ std::size_t countRunLengthPeaks(std::span<const std::byte> values) {
     return peaks;
 }
 
-RunLengthKernel::RunLengthKernel(SimdLevel level) : byEight(level == SimdLevel::Avx2) {}
+RunLengthKernel::RunLengthKernel(sys::SimdLevel level) : byEight(level == sys::SimdLevel::Avx2) {}
 
 std::size_t RunLengthKernel::decode(const RunLengthScan& scan, BinLimit& limit,
                                     const PeakOutput& output) const {

@@ -4,7 +4,7 @@
 #include <span>
 
 #include "kova-data-reader/scan-decoding/run_length_runs.h"
-#include "kova-data-reader/scan-decoding/simd_level.h"
+#include "sys/cpu.h"
 
 namespace lumo::io::kova {
 
@@ -16,7 +16,7 @@ std::size_t countRunLengthPeaks(std::span<const std::byte> values);
 // Expands run-length coded scans in the widest form that the level allows.
 class RunLengthKernel {
 public:
-    explicit RunLengthKernel(SimdLevel level = simdLevel());
+    explicit RunLengthKernel(sys::SimdLevel level = sys::simdLevel());
 
     // Returns the number of peaks whose index is below the bin limit, which is the scan's; only those are
     // stored.

@@ -22,7 +22,9 @@ using lumo::io::kova::FrameScans;
 using lumo::io::kova::IntensityScale;
 using lumo::io::kova::PeakOutput;
 using lumo::io::kova::RunLengthKernel;
-using lumo::io::kova::SimdLevel;
+using lumo::io::kova::decoding::decodeByteShuffling;
+using lumo::sys::SimdLevel;
+using lumo::sys::supportedSimdLevels;
 
 constexpr std::optional<double> kFactors[] = {std::nullopt, 1.0, 0.37, 5e9, -1.0, HUGE_VAL, NAN};
 
@@ -54,16 +56,6 @@ std::span<const std::byte> asBytes(const analysis_writer::Bytes& bytes) {
     return std::as_bytes(std::span(bytes));
 }
 
-std::vector<SimdLevel> availableLevels() {
-    std::vector<SimdLevel> levels;
-    for (const SimdLevel level : {SimdLevel::Scalar, SimdLevel::Vector128, SimdLevel::Avx2}) {
-        if (level <= lumo::io::kova::simdLevel()) {
-            levels.push_back(level);
-        }
-    }
-    return levels;
-}
-
 TEST(ByteShuffling, WordsInBlocksAreTheWordsOneByOne) {
     fixtures::Random random(13);
     for (std::size_t count = 0; count < 80; ++count) {
@@ -71,12 +63,14 @@ TEST(ByteShuffling, WordsInBlocksAreTheWordsOneByOne) {
         std::vector<std::uint32_t> words(first + count + random() % 7);
         std::generate(words.begin(), words.end(), [&] { return random(); });
         const analysis_writer::Bytes shuffled = analysis_writer::shuffled(words);
-        std::vector<std::uint32_t> decoded(count + 1, 0x99999999);
-        lumo::io::kova::decoding::decodeByteShuffling(asBytes(shuffled), first, count, decoded.data());
-        ASSERT_TRUE(std::equal(decoded.begin(), decoded.end() - 1,
-                               words.begin() + static_cast<std::ptrdiff_t>(first)))
-            << count;
-        ASSERT_EQ(decoded.back(), 0x99999999U) << count;
+        for (const SimdLevel level : supportedSimdLevels()) {
+            std::vector<std::uint32_t> decoded(count + 1, 0x99999999);
+            decodeByteShuffling(asBytes(shuffled), first, count, decoded.data(), level);
+            ASSERT_TRUE(std::equal(decoded.begin(), decoded.end() - 1,
+                                   words.begin() + static_cast<std::ptrdiff_t>(first)))
+                << count;
+            ASSERT_EQ(decoded.back(), 0x99999999U) << count;
+        }
     }
 }
 
@@ -97,7 +91,7 @@ TEST(FrameScanKernel, EveryLevelEqualsThePlainFormForAnyWords) {
             words.begin() + static_cast<std::ptrdiff_t>(before),
             words.begin() + static_cast<std::ptrdiff_t>(before + 2 * peaks));
         const Scan expected = reference::decodePairs(pairs, bins, factor);
-        for (const SimdLevel level : availableLevels()) {
+        for (const SimdLevel level : supportedSimdLevels()) {
             BinLimit limit(bins);
             const std::uint32_t starts[] = {static_cast<std::uint32_t>(before),
                                             static_cast<std::uint32_t>(before + 2 * peaks)};
@@ -125,7 +119,7 @@ TEST(RunLengthKernel, EveryLevelEqualsThePlainFormForAnyValues) {
         const analysis_writer::Bytes bytes = analysis_writer::littleEndian(values);
         const Scan expected = reference::decodeRuns(values, bins, factor);
         const std::size_t bound = lumo::io::kova::countRunLengthPeaks(asBytes(bytes));
-        for (const SimdLevel level : availableLevels()) {
+        for (const SimdLevel level : supportedSimdLevels()) {
             BinLimit limit(bins);
             const auto decode = [&](const PeakOutput& output) {
                 return RunLengthKernel(level).decode({asBytes(bytes), bound, bins, scaleOf(factor)}, limit,

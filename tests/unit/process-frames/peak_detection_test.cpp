@@ -8,6 +8,8 @@
 
 #include "fixtures/random.h"
 #include "process-frames/new_sumpeakfinder.h"
+#include "process-frames/sparse_sum_peak_finder.h"
+#include "process-frames/working_profile.h"
 #include "reference/plain_peak_finder.h"
 
 namespace {
@@ -80,13 +82,28 @@ Outcome detectPlainly(const std::vector<int>& profile, const WidthModel& model, 
 }
 
 // The form that looks at all bins, in memory that is full of what the profile before has left.
-Peaks detectInAllBins(const std::vector<int>& profile, const WidthModel& model, float threshold) {
-    Widths widths(model.tA, model.tDelay, model.tBase, model.D);
-    widths.setWidths(profile.size());
+Peaks detectInAllBins(const std::vector<int>& profile, const Widths& widths, float threshold) {
     Peaks peaks;
     {
         lumo::algorithm::PeakSink sink(threshold, peaks.positions, peaks.intensities, peaks.areas);
         lumo::algorithm::NewSPF::findPeaks(profile, widths, 0, sink);
+    }
+    return peaks;
+}
+
+// The form that does not, with the instructions of a level.
+Peaks detectInOccupiedBins(const FullProfileProjector<int>& projector, const Widths& widths, float threshold,
+                           lumo::sys::SimdLevel level) {
+    lumo::algorithm::WorkingProfile working(level);
+    const lumo::algorithm::BinInterval all{0, projector.count()};
+    Peaks peaks;
+    {
+        lumo::algorithm::PeakSink sink(threshold, peaks.positions, peaks.intensities, peaks.areas);
+        lumo::algorithm::SparseSumPeakFinder(level).find(
+            projector.hasBins()
+                ? lumo::algorithm::SparseProfile{projector.count(), {&all, 1}, projector.denseBins()}
+                : working.sumUp(projector.collectedPeaks(), projector.count()),
+            widths, sink);
     }
     return peaks;
 }
@@ -160,9 +177,15 @@ TEST(PeakDetection, EqualsThePlainFormBitForBit) {
         errors += expected.error.empty() ? 0U : 1U;
         if (expected.error.empty() && profile.size() > 1000) {
             const auto segments = reference::widthSegments(profile.size(), model);
-            ASSERT_EQ(
-                detectInAllBins(profile, model, threshold),
-                reference::maxima(profile, reference::smooth(profile, segments), segments, 0, threshold));
+            const Peaks unpadded =
+                reference::maxima(profile, reference::smooth(profile, segments), segments, 0, threshold);
+            Widths widths(model.tA, model.tDelay, model.tBase, model.D);
+            widths.setWidths(profile.size());
+            ASSERT_EQ(detectInAllBins(profile, widths, threshold), unpadded);
+            for (const auto level : lumo::sys::supportedSimdLevels()) {
+                ASSERT_EQ(detectInOccupiedBins(projectorOf(profile), widths, threshold, level), unpadded)
+                    << "round " << round << ", level " << static_cast<int>(level);
+            }
         }
     }
     EXPECT_GT(peaks, 100'000U);

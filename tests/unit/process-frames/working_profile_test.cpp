@@ -47,23 +47,20 @@ std::vector<int> denseForm(const SparseProfile& sparse) {
     return profile;
 }
 
-class WorkingProfileForm : public testing::TestWithParam<lumo::algorithm::SumUpForm> {};
-
 // One profile after the other in the same memory, of any length and fullness.
-TEST_P(WorkingProfileForm, SumsUpAndKnowsWhereAndForgetsEverything) {
-    fixtures::Random random(9);
-    WorkingProfile working(GetParam());
-    for (int round = 0; round < 400; ++round) {
-        const std::uint32_t binCount = 1 + random.below(1U << random.below(15));
-        const Peaks peaks = randomPeaks(random, binCount);
-        const SparseProfile sum = working.sumUp(peaks.parts, binCount);
-        ASSERT_EQ(denseForm(sum), peaks.profile) << round;
-        ASSERT_LE(sum.values.size(), peaks.parts[0].count + peaks.parts[1].count)
-            << "empty bins are not looked at";
+TEST(WorkingProfile, SumsUpAndKnowsWhereAndForgetsEverything) {
+    for (const auto level : lumo::sys::supportedSimdLevels()) {
+        fixtures::Random random(9);
+        WorkingProfile working(level);
+        for (int round = 0; round < 400; ++round) {
+            const std::uint32_t binCount = 1 + random.below(1U << random.below(15));
+            const Peaks peaks = randomPeaks(random, binCount);
+            const SparseProfile sum = working.sumUp(peaks.parts, binCount);
+            ASSERT_EQ(denseForm(sum), peaks.profile) << round << ' ' << static_cast<int>(level);
+            ASSERT_LE(sum.values.size(), peaks.parts[0].count + peaks.parts[1].count)
+                << "empty bins are not looked at";
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Forms, WorkingProfileForm,
-                         testing::Values(lumo::algorithm::sumUpPlainly, lumo::algorithm::fastestSumUp()));
 
 }  // namespace

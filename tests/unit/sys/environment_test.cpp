@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "sys/cpu.h"
 #include "sys/iso8601.h"
 #include "sys/well_known_directories.h"
 
@@ -21,6 +22,20 @@ TEST(Environment, UserConfigurationDirectoryFollowsTheBaseDirectoryRules) {
         setenv("HOME", home, 1);
         EXPECT_EQ(lumo::sys::userConfigurationDirectory(), expected);
     }
+}
+
+TEST(Cpu, LessIsGivenForTheAskingButNeverMore) {
+    using enum lumo::sys::SimdLevel;
+    const std::tuple<const char*, lumo::sys::SimdLevel, lumo::sys::SimdLevel> cases[] = {
+        {"scalar", Avx2, Scalar}, {"vector128", Avx2, Vector128}, {"avx2", Avx2, Avx2},
+        {"avx2", Scalar, Scalar}, {"vector128", Scalar, Scalar},  {"", Vector128, Vector128},
+        {"Scalar", Avx2, Avx2},
+    };
+    for (const auto& [wish, widest, expected] : cases) {
+        EXPECT_EQ(lumo::sys::simdLevelFor(wish, widest), expected) << wish;
+    }
+    setenv("KOVADATA_SIMD", "scalar", 1);
+    EXPECT_EQ(lumo::sys::simdLevel(), Scalar) << "asked for before the first look";
 }
 
 TEST(Iso8601, IsUtcWithMicroseconds) {
