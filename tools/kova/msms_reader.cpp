@@ -3,14 +3,16 @@
 #include <kovadata/kova.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "failure.h"
 
 namespace kova_tool {
 namespace {
 
-// Ends the library's call from within a callback.
-class Stop : public std::exception {};
+// The library's call cannot be ended early. So that a reader who goes away is not waited for until the end of the run,
+// spectra are asked for in groups; only the frames at their ends are read twice.
+constexpr std::size_t kPrecursorsPerCall = 4000;
 
 PrecursorRow rowOf(std::span<const PrecursorRow> rows, std::int64_t id) {
     const auto row = std::ranges::lower_bound(rows, id, {}, &PrecursorRow::id);
@@ -22,17 +24,21 @@ PrecursorRow rowOf(std::span<const PrecursorRow> rows, std::int64_t id) {
     return unknown;
 }
 
-std::vector<std::int64_t> idsOf(std::span<const PrecursorRow> rows) {
-    std::vector<std::int64_t> ids;
-    for (const PrecursorRow& row : rows) {
-        ids.push_back(row.id);
+// Each once, in ascending order.
+std::vector<std::int64_t> idsOf(const PrecursorSelection& selection, std::span<const PrecursorRow> rows) {
+    std::vector<std::int64_t> ids = selection.ids;
+    if (ids.empty()) {
+        std::ranges::transform(rows, std::back_inserter(ids), &PrecursorRow::id);
     }
+    std::ranges::sort(ids);
+    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
     return ids;
 }
 
 }  // namespace
 
-// One call of the library, with what went wrong in its callbacks.
+// One call of the library. No exception may pass through it: what a callback throws waits here for its end, and what
+// comes after that, or after the visitor has had enough, is ignored.
 struct MsmsReader::Call {
     MsmsReader& reader;
     std::span<const PrecursorRow> rows;
@@ -40,27 +46,27 @@ struct MsmsReader::Call {
     bool stopped = false;
     std::exception_ptr failure = {};
 
-    // An exception ends the call of the library, which keeps nothing of it but the text.
     template <class Receive>
-    void guarded(Receive receive) {
+    void guarded(Receive receive) noexcept {
+        if (stopped) {
+            return;
+        }
         try {
             stopped = !receive();
-        } catch (const std::exception&) {
+        } catch (...) {
             failure = std::current_exception();
-            throw;
-        }
-        if (stopped) {
-            throw Stop();
+            stopped = true;
         }
     }
 
     static void onLines(std::int64_t id, std::uint32_t count, const double* mz, const float* intensities,
-                        void* context) {
+                        void* context) noexcept {
         Call& call = *static_cast<Call*>(context);
         call.guarded([&] { return call.reader.receiveLines(call, id, {mz, count}, {intensities, count}); });
     }
 
-    static void onProfile(std::int64_t id, std::uint32_t count, const std::int32_t* bins, void* context) {
+    static void onProfile(std::int64_t id, std::uint32_t count, const std::int32_t* bins,
+                          void* context) noexcept {
         Call& call = *static_cast<Call*>(context);
         call.guarded([&] { return call.reader.receiveProfile(call, id, {bins, count}); });
     }
@@ -72,28 +78,39 @@ MsmsReader::MsmsReader(const AnalysisHandle& openAnalysis, bool profiles)
 void MsmsReader::read(const PrecursorSelection& selection, std::span<const PrecursorRow> rows,
                       const Visitor& visitor) {
     Call call{*this, rows, visitor};
-    const std::vector<std::int64_t> ids = selection.ids.empty() ? idsOf(rows) : selection.ids;
-    const bool done = callLibrary(selection, ids, call) != 0;
+    if (selection.frame) {
+        end(call, readFrame(*selection.frame, call));
+        return;
+    }
+    const std::vector<std::int64_t> ids = idsOf(selection, rows);
+    std::span<const std::int64_t> left = ids;
+    do {  // at least once, since it is for the library to say why there are none
+        const auto group = left.first(std::min(left.size(), kPrecursorsPerCall));
+        end(call, readPrecursors(group, call));
+        left = left.subspan(group.size());
+    } while (!left.empty() && !call.stopped);
+}
+
+void MsmsReader::end(const Call& call, std::uint32_t result) const {
     if (call.failure) {
         std::rethrow_exception(call.failure);
     }
-    if (!done && !call.stopped) {
+    if (result == 0 && !call.stopped) {
         throw Failure(analysis.lastError());
     }
 }
 
-std::uint32_t MsmsReader::callLibrary(const PrecursorSelection& selection, std::span<const std::int64_t> ids,
-                                      Call& call) {
+std::uint32_t MsmsReader::readPrecursors(std::span<const std::int64_t> ids, Call& call) {
     const auto count = static_cast<std::uint32_t>(ids.size());
-    if (selection.frame) {
-        return wantsProfiles ? kova_read_zorel_profile_msms_for_frame_v2(analysis.get(), *selection.frame,
-                                                                         Call::onProfile, &call)
-                             : kova_read_zorel_msms_for_frame_v2(analysis.get(), *selection.frame,
-                                                                 Call::onLines, &call);
-    }
     return wantsProfiles
                ? kova_read_zorel_profile_msms_v2(analysis.get(), ids.data(), count, Call::onProfile, &call)
                : kova_read_zorel_msms_v2(analysis.get(), ids.data(), count, Call::onLines, &call);
+}
+
+std::uint32_t MsmsReader::readFrame(std::int64_t frame, Call& call) {
+    return wantsProfiles
+               ? kova_read_zorel_profile_msms_for_frame_v2(analysis.get(), frame, Call::onProfile, &call)
+               : kova_read_zorel_msms_for_frame_v2(analysis.get(), frame, Call::onLines, &call);
 }
 
 bool MsmsReader::receiveLines(Call& call, std::int64_t id, std::span<const double> mz,

@@ -21,8 +21,7 @@ struct MsmsSpectrum {
     std::optional<std::uint32_t> bins = {};   // of a profile, those with 0 included
 };
 
-// Reads MS/MS spectra, all in one call of the library, and hands them out in the order in which they are
-// completed.
+// Reads MS/MS spectra and hands them out in the order in which the library completes them.
 class MsmsReader {
 public:
     // Returns whether to go on.
@@ -39,8 +38,9 @@ public:
 private:
     struct Call;
 
-    std::uint32_t callLibrary(const PrecursorSelection& selection, std::span<const std::int64_t> ids,
-                              Call& call);
+    std::uint32_t readPrecursors(std::span<const std::int64_t> ids, Call& call);
+    std::uint32_t readFrame(std::int64_t frame, Call& call);
+    void end(const Call& call, std::uint32_t result) const;
     bool receiveLines(Call& call, std::int64_t id, std::span<const double> mz,
                       std::span<const float> intensities);
     bool receiveProfile(Call& call, std::int64_t id, std::span<const std::int32_t> bins);
