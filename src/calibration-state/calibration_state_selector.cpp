@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "diag/throw.h"
+#include "diag/throwable.h"
 #include "sqlite/cppsqlite_tools.h"
 #include "sqlite/quoting.h"
 
@@ -135,3 +135,5 @@ std::string CalibrationStateSelector::to_string() const {
 }
 
 }  // namespace lumo::io::calibration
+
+LUMO_THROWABLE(lumo::io::calibration::NoMatchingCalibrationStateError);

@@ -1,7 +1,21 @@
-#include "diag/throw.h"
+#include "diag/errors.h"
+#include "diag/throwable.h"
+
+#include <new>
+#include <stdexcept>
 
 namespace lumo::diag {
 
 std::string to_string(const StackTraceInfo& info) { return "[stack trace]\n" + info.value().toString(); }
 
 }  // namespace lumo::diag
+
+LUMO_THROWABLE(std::bad_alloc);
+LUMO_THROWABLE(std::invalid_argument);
+LUMO_THROWABLE(std::logic_error);
+LUMO_THROWABLE(std::range_error);
+LUMO_THROWABLE(std::runtime_error);
+LUMO_THROWABLE(lumo::io::calibration::CorruptDataError);
+LUMO_THROWABLE(lumo::io::kova::CalibrationStateError);
+LUMO_THROWABLE(lumo::io::kova::CorruptFrameDataError);
+LUMO_THROWABLE(lumo::io::kova::CorruptScanDataError);

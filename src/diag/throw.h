@@ -1,31 +1,16 @@
 #pragma once
 
-#include <boost/exception/enable_error_info.hpp>
-#include <boost/exception/info.hpp>
-
 #include "diag/stack_trace.h"
 
-namespace lumo::diag {
-
-using StackTraceInfo = boost::error_info<struct StackTraceTag, StackTrace>;
-
-// Found by boost::diagnostic_information; renders the trace only when that text is asked for.
-std::string to_string(const StackTraceInfo& info);
-
-namespace details {
+namespace lumo::diag::details {
 
 // The one way exceptions are raised: attaches where and from which call chain, while what() stays the plain
-// message.
+// message. Compiled once for each type of exception, where LUMO_THROWABLE (diag/throwable.h) names it.
 template <class Exception>
 [[noreturn]] void do_throw_exception(const Exception& exception, const char* signature, const char* file,
-                                     int line, StackTrace stackTrace) {
-    throw boost::enable_error_info(exception)
-        << boost::throw_function(signature) << boost::throw_file(file) << boost::throw_line(line)
-        << StackTraceInfo(std::move(stackTrace));
-}
+                                     int line, StackTrace stackTrace);
 
-}  // namespace details
-}  // namespace lumo::diag
+}  // namespace lumo::diag::details
 
 #define LUMO_THROW(exception)                                                                       \
     ::lumo::diag::details::do_throw_exception((exception), __PRETTY_FUNCTION__, __FILE__, __LINE__, \

@@ -4,7 +4,7 @@
 #include <functional>
 #include <utility>
 
-#include "diag/throw.h"
+#include "diag/throwable.h"
 #include "logging/ini_text.h"
 
 namespace lumo::logging {
@@ -151,3 +151,5 @@ Settings parseSettings(const std::string& text) {
 }
 
 }  // namespace lumo::logging
+
+LUMO_THROWABLE(lumo::logging::ConfigurationError);

@@ -5,7 +5,7 @@
 
 #include <sqlite3.h>
 
-#include "diag/throw.h"
+#include "diag/throwable.h"
 #include "sqlite/database_file.h"
 #include "sqlite/read_only_vfs.h"
 
@@ -277,3 +277,5 @@ CppSQLite3Query CppSQLite3DB::execQuery(const std::string& sql) { return CppSQLi
 CppSQLite3Statement CppSQLite3DB::compileStatement(const std::string& sql) {
     return CppSQLite3Statement(prepare(sql));
 }
+
+LUMO_THROWABLE(CppSQLite3Exception);

@@ -4,7 +4,7 @@
 
 #include <liblzf/lzf.h>
 
-#include "diag/throw.h"
+#include "diag/throwable.h"
 
 namespace lumo::io::kova::uimf {
 
@@ -30,3 +30,5 @@ std::size_t decompressLzf(const std::byte* input, std::size_t inputLength, std::
 }
 
 }  // namespace lumo::io::kova::uimf
+
+LUMO_THROWABLE(lumo::io::kova::uimf::InvalidInputStream);
