@@ -1,8 +1,7 @@
 #include "analysis-writer/analysis_writer.h"
 
-#include <algorithm>
-
-#include "analysis-writer/scan_blocks.h"
+#include <string>
+#include <utility>
 
 namespace analysis_writer {
 
@@ -11,41 +10,6 @@ namespace {
 const std::filesystem::path& created(const std::filesystem::path& directory) {
     std::filesystem::create_directories(directory);
     return directory;
-}
-
-template <typename T>
-void setUnlessGiven(std::optional<T>& field, T value) {
-    if (!field)
-        field = value;
-}
-
-void summarise(const Frame& frame, FrameRow& row) {
-    std::int64_t peaks = 0;
-    std::int64_t sum = 0;
-    std::int64_t largest = 0;
-    for (const Scan& scan : frame) {
-        peaks += static_cast<std::int64_t>(scan.size());
-        for (const Peak& peak : scan) {
-            sum += peak.intensity;
-            largest = std::max<std::int64_t>(largest, peak.intensity);
-        }
-    }
-    setUnlessGiven(row.numScans, static_cast<std::int64_t>(frame.size()));
-    setUnlessGiven(row.numPeaks, peaks);
-    setUnlessGiven(row.summedIntensities, sum);
-    setUnlessGiven(row.maxIntensity, largest);
-}
-
-void summarise(const Spectrum& spectrum, FrameRow& row) {
-    std::int64_t sum = 0;
-    std::int64_t largest = 0;
-    for (const std::uint32_t intensity : spectrum.profile) {
-        sum += intensity;
-        largest = std::max<std::int64_t>(largest, intensity);
-    }
-    setUnlessGiven(row.numPeaks, static_cast<std::int64_t>(spectrum.lines.positions.size()));
-    setUnlessGiven(row.summedIntensities, sum);
-    setUnlessGiven(row.maxIntensity, largest);
 }
 
 }  // namespace
@@ -63,7 +27,7 @@ AnalysisWriter::AnalysisWriter(const std::filesystem::path& directory, const Ana
       metadata(metadataPath(created(directory), given.format),
                {given.schemaMajor, given.mzCoefficientColumns, given.kovaCoefficientColumns}),
       blobFile(blobPath(directory, given.format)),
-      frameEncoder(given.zstdLevel) {
+      encoder(given) {
     writeGlobalMetadata();
 }
 
@@ -85,18 +49,14 @@ void AnalysisWriter::writeGlobalMetadata() {
 }
 
 void AnalysisWriter::addFrame(FrameRow row, const Frame& frame) {
-    summarise(frame, row);
-    if (settings.compressionType == 1) {
-        addBlock(std::move(row), scanFrameBlock(frame));
-    } else {
-        addBlock(std::move(row), frameEncoder.encode(frame));
-    }
+    addFrame(encoder.encode(std::move(row), frame));
 }
 
 void AnalysisWriter::addSpectrum(FrameRow row, const Spectrum& spectrum) {
-    summarise(spectrum, row);
-    addBlock(std::move(row), spectrumBlock(spectrum, settings.parts, settings.zstdLevel));
+    addFrame(encoder.encode(std::move(row), spectrum));
 }
+
+void AnalysisWriter::addFrame(EncodedFrame encoded) { addBlock(std::move(encoded.row), encoded.block); }
 
 void AnalysisWriter::addBlock(FrameRow row, ByteView block) {
     row.kovaId = blobFile.append(block);

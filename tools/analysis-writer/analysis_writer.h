@@ -1,27 +1,11 @@
 #pragma once
 
+#include "analysis-writer/analysis_settings.h"
 #include "analysis-writer/blob_file.h"
-#include "analysis-writer/frame_block.h"
+#include "analysis-writer/frame_encoder.h"
 #include "analysis-writer/metadata_database.h"
-#include "analysis-writer/spectrum_block.h"
 
 namespace analysis_writer {
-
-enum class Format { kvd, kvs };
-
-struct AnalysisSettings {
-    Format format = Format::kvd;
-    int schemaMajor = 3;
-    int schemaMinor = 1;
-    int compressionType = 2;
-    int zstdLevel = 1;
-    std::uint32_t digitizerNumSamples = 400000;
-    std::int32_t peakListIndexScaleFactor = 1;
-    // What the blocks of the spectrum format hold, and what its metadata say.
-    SpectrumParts parts = {};
-    std::size_t mzCoefficientColumns = 5;
-    std::size_t kovaCoefficientColumns = 10;
-};
 
 // Creates an analysis directory and streams frames into it, one block at a time, so that an analysis may be
 // far larger than the memory. Readers see the metadata after finish().
@@ -34,6 +18,7 @@ public:
     // MaxIntensity are set unless the row states them.
     void addFrame(FrameRow row, const Frame& frame);
     void addSpectrum(FrameRow row, const Spectrum& spectrum);
+    void addFrame(EncodedFrame encoded);
 
     // Appends any bytes as the frame's block.
     void addBlock(FrameRow row, ByteView block);
@@ -49,7 +34,7 @@ private:
     AnalysisSettings settings;
     MetadataDatabase metadata;
     BlobFile blobFile;
-    FrameBlockEncoder frameEncoder;
+    FrameEncoder encoder;
 };
 
 std::filesystem::path metadataPath(const std::filesystem::path& directory, Format format);
