@@ -14,10 +14,9 @@ namespace models = ::lumo::calibration;
 std::unique_ptr<models::kova::ITransformator> readMobilityTrafo(
     std::int64_t calibrationId, const calibration::CalibrationTableReader& tableReader) {
     CppSQLite3Query row;
-    return tableReader.getCalibratorCoefficients(calibrationId, row) ? buildMobilityTrafo(row) : nullptr;
-}
-
-std::unique_ptr<models::kova::ITransformator> buildMobilityTrafo(CppSQLite3Query& row) {
+    if (!tableReader.getCalibratorCoefficients(calibrationId, row)) {
+        return nullptr;
+    }
     if (const int model = row.getIntField(1); model != 2) {
         LUMO_THROW(calibration::CorruptDataError("Unknown KOVA calibration model " + std::to_string(model)));
     }

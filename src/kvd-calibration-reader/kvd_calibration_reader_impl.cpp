@@ -67,29 +67,16 @@ std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTr
     if (!mobilityTable) {
         LUMO_THROW(std::runtime_error("Mobility calibration is not supported."));
     }
-    // The calibration is looked up while the frame's row is held, so that one lock of the database file serves for
-    // both, but it is not used before that row is known to be the only one.
+    // Both rows are read under one lock of the database file.
     CppSQLite3Query frame = queryMobCalibId(frameId);
-    if (frame.eof() || frame.fieldType(0) != CppSQLite3FieldType::Integer) {
-        return readMobilityTrafo(getMobCalibId(frameId, *db, logger), *mobilityTable);
+    if (!frame.eof() && frame.fieldType(0) == CppSQLite3FieldType::Integer) {
+        auto transformator = readMobilityTrafo(frame.getInt64Field(0), *mobilityTable);
+        frame.nextRow();
+        if (frame.eof()) {
+            return transformator;
+        }
     }
-    CppSQLite3Query calibration;
-    bool found = false;
-    try {
-        found = mobilityTable->getCalibratorCoefficients(frame.getInt64Field(0), calibration);
-    } catch (const CppSQLite3Exception&) {
-        requireLastRow(frame, frameId);
-        throw;
-    }
-    requireLastRow(frame, frameId);
-    return found ? buildMobilityTrafo(calibration) : nullptr;
-}
-
-void KvdCalibrationReaderImpl::requireLastRow(CppSQLite3Query& frame, std::int64_t frameId) const {
-    frame.nextRow();
-    if (!frame.eof()) {
-        getMobCalibId(frameId, *db, logger);  // which refuses a second row
-    }
+    return readMobilityTrafo(getMobCalibId(frameId, *db, logger), *mobilityTable);
 }
 
 // Conversions ask for it each time, so the statement is compiled once.

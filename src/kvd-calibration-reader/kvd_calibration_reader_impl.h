@@ -45,7 +45,6 @@ public:
 
 private:
     CppSQLite3Query queryMobCalibId(std::int64_t frameId) const;
-    void requireLastRow(CppSQLite3Query& frame, std::int64_t frameId) const;
 
     logging::Logger logger;
     std::shared_ptr<CppSQLite3DB> db;

@@ -166,7 +166,7 @@ const std::map<std::string, Step> kSteps = {
     {"release", [](int) { library.release(); }},
     {"cancelled", [](int count) { sayUntilCancelled(count); }},
     {"say", [](int count) { library.say(count); }},
-    {"open", [](int use) { library.open("/nowhere", static_cast<std::uint32_t>(use)); }},
+    {"open", [](int) { library.open("/nowhere", 0); }},
     {"threadless", [](int) { checkNoThreads(); }},
     {"fork-under-load", forkUnderLoad},
     {"chdir", [](int) { std::filesystem::current_path("/"); }},
@@ -190,8 +190,8 @@ int main(int argc, char** argv) {
             return 0;
         } else {
             const std::size_t space = steps[i].find(' ');
-            const long long number = space == std::string::npos ? 0 : std::stoll(steps[i].substr(space));
-            kSteps.at(steps[i].substr(0, space))(static_cast<int>(number));
+            const int count = space == std::string::npos ? 1 : std::stoi(steps[i].substr(space));
+            kSteps.at(steps[i].substr(0, space))(count);
         }
     }
     if (child > 0) {

@@ -1,6 +1,7 @@
 #include "kova-simulate/chemistry.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -9,6 +10,7 @@ namespace simulator {
 namespace {
 
 constexpr std::size_t kMaxIsotopes = 12;
+constexpr std::size_t kMostAtoms = 640;  // of one element, in the longest peptide
 
 // Abundance and, weighted with it, mass for each number of extra neutrons.
 struct Pattern {
@@ -51,17 +53,24 @@ Pattern convolved(const Pattern& a, const Pattern& b) {
     return result;
 }
 
-// Pattern of `count` atoms, by repeated squaring.
-Pattern power(Pattern base, int count) {
-    Pattern result;
-    result.abundance[0] = 1.0;
-    for (; count > 0; count >>= 1) {
-        if ((count & 1) != 0) {
-            result = convolved(result, base);
-        }
-        base = convolved(base, base);
+// Patterns of 0, 1, 2, ... atoms of an element.
+std::vector<Pattern> multiples(const Pattern& atom) {
+    std::vector<Pattern> patterns(kMostAtoms + 1);
+    patterns[0].abundance[0] = 1.0;
+    for (std::size_t count = 1; count < patterns.size(); ++count) {
+        patterns[count] = convolved(patterns[count - 1], atom);
     }
-    return result;
+    return patterns;
+}
+
+// Computed once: samples ask for the patterns of hundreds of thousands of ions and fragments.
+const Pattern& patternOf(std::size_t elementNumber, int count) {
+    static const auto all = [] {
+        std::vector<std::vector<Pattern>> patterns;
+        std::transform(elements().begin(), elements().end(), std::back_inserter(patterns), multiples);
+        return patterns;
+    }();
+    return all[elementNumber].at(static_cast<std::size_t>(count));
 }
 
 Composition residue(char letter) {
@@ -133,10 +142,11 @@ Composition residueComposition(std::string_view sequence) {
 }
 
 std::vector<Isotope> isotopePattern(const Composition& composition, double smallest) {
-    Pattern pattern;
-    pattern.abundance[0] = 1.0;
-    for (std::size_t i = 0; i < composition.size(); ++i) {
-        pattern = convolved(pattern, power(elements()[i], composition[i]));
+    Pattern pattern = patternOf(0, composition[0]);
+    for (std::size_t i = 1; i < composition.size(); ++i) {
+        if (composition[i] > 0) {
+            pattern = convolved(pattern, patternOf(i, composition[i]));
+        }
     }
     std::vector<Isotope> isotopes;
     for (std::size_t i = 0; i < kMaxIsotopes && (i == 0 || pattern.abundance[i] >= smallest || i < 2); ++i) {

@@ -1,128 +1,122 @@
 #include "kova-simulate/frame_synthesis.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <numeric>
+
+#include "kova-simulate/background.h"
 
 namespace simulator {
 
 namespace {
 
-constexpr double kSignalShare = 0.8;  // of the peaks of a frame; the rest is noise
-constexpr double kBinWidth = 1.3;     // standard deviation of a time-of-flight peak, in samples
-constexpr int kBinReach = 4;          // samples on each side of a peak's centre
-constexpr double kScanReach = 3.0;    // standard deviations on each side of a mobility peak's centre
-constexpr double kGain = 9.0;         // detector counts per ion
-constexpr double kFewCounts = 6.0;    // below, ions are placed one by one
+constexpr double kWeakArrival = 5.0;  // ions; below, each finds its line by lot
+constexpr double kWeakLine = 30.0;    // ions; below, each is placed by itself
 
 double gaussian(double x) { return std::exp(-0.5 * x * x); }
 
-std::size_t peakCount(const analysis_writer::Frame& frame) {
-    return std::accumulate(
-        frame.begin(), frame.end(), std::size_t{0},
-        [](std::size_t sum, const analysis_writer::Scan& scan) { return sum + scan.size(); });
-}
-
-std::uint32_t detectorIntensity(std::uint32_t ions, Random& random) {
-    const double value = ions * kGain * (0.75 + 0.5 * random.uniform());
-    return static_cast<std::uint32_t>(value) + 1;
-}
-
 }  // namespace
 
-FrameSynthesis::FrameSynthesis(std::uint32_t scanCount, std::uint32_t sampleCount, std::uint32_t targetPeaks)
-    : scans(scanCount),
-      samples(sampleCount),
-      target(targetPeaks),
-      scanWidth(std::max(1.0, 0.0075 * scanCount)),
-      frame(scanCount) {}
+FrameSynthesis::FrameSynthesis(const Instrument& theInstrument, const FrameRecipe& theRecipe)
+    : instrument(theInstrument),
+      recipe(theRecipe),
+      scanWidth(theInstrument.mobilityWidth()),
+      frame(theInstrument.scanCount()) {}
 
 const analysis_writer::Frame& FrameSynthesis::synthesise(std::span<const Arrival> arrivals, Random& random) {
-    // Signal peaks should make up their share of the target. The yield that reaches it drifts slowly along the run, so the
-    // last frame's is a good start; a frame that misses by much is made again.
-    const double wanted = kSignalShare * target;
-    std::size_t signal = 0;
-    for (int attempt = 0; attempt < (adapted ? 3 : 12); ++attempt) {
-        clear();
-        addArrivals(arrivals, yield, random);
-        signal = mergeDuplicates();
-        const double ratio = wanted / static_cast<double>(std::max<std::size_t>(signal, 1));
-        yield = std::clamp(yield * std::pow(ratio, 1.3), 1e-9, 1e15);
-        if (ratio > 0.9 && ratio < 1.2) {
-            adapted = true;
-            break;
-        }
-    }
-    addNoise(signal < target ? target - signal : 0, random);
-    mergeDuplicates();
-    return frame;
-}
-
-void FrameSynthesis::clear() {
     for (analysis_writer::Scan& scan : frame) {
         scan.clear();
     }
-}
-
-void FrameSynthesis::addArrivals(std::span<const Arrival> arrivals, double yieldOfFrame, Random& random) {
-    const double norm = 1.0 / (scanWidth * std::sqrt(2.0 * 3.14159265358979));
     for (const Arrival& arrival : arrivals) {
-        const double reach = kScanReach * scanWidth;
-        const auto first = static_cast<std::uint32_t>(std::max(0.0, std::ceil(arrival.scan - reach)));
-        const auto last = static_cast<std::uint32_t>(std::clamp(arrival.scan + reach, 0.0, scans - 1.0));
-        for (std::uint32_t scan = first; scan <= last; ++scan) {
-            const double share = norm * gaussian((scan - arrival.scan) / scanWidth);
-            const double counts = yieldOfFrame * arrival.counts * share;
-            for (const IsotopeLine& line : arrival.lines) {
-                addLine(frame[scan], line.index, counts * line.fraction, random);
-            }
-        }
+        addArrival(arrival, random);
     }
+    addBackground(random);
+    for (analysis_writer::Scan& scan : frame) {
+        finishScan(scan);
+    }
+    return frame;
 }
 
-void FrameSynthesis::addLine(analysis_writer::Scan& scan, double centre, double counts, Random& random) {
-    if (counts < kFewCounts) {
-        for (std::uint32_t ions = random.poisson(counts); ions > 0; --ions) {
-            const double index = centre + kBinWidth * random.normal() + 0.5;
-            if (index >= 0.0 && index < samples) {
-                scan.push_back({static_cast<std::uint32_t>(index), detectorIntensity(1, random)});
-            }
-        }
+void FrameSynthesis::addArrival(const Arrival& arrival, Random& random) {
+    const double ions = expectedIons(arrival, recipe.yield);
+    if (ions < kWeakArrival) {
+        addWeakArrival(arrival, ions, random);
         return;
     }
-    constexpr double kNorm = 1.0 / (kBinWidth * 2.5066282746310002);
-    const auto middle = static_cast<std::int64_t>(centre + 0.5);
-    for (std::int64_t bin = middle - kBinReach; bin <= middle + kBinReach; ++bin) {
-        const double expected = counts * kNorm * gaussian((static_cast<double>(bin) - centre) / kBinWidth);
-        const std::uint32_t ions = random.poisson(expected);
-        if (ions > 0 && bin >= 0 && bin < samples) {
-            scan.push_back({static_cast<std::uint32_t>(bin), detectorIntensity(ions, random)});
+    for (const IsotopeLine& line : arrival.lines) {
+        const double expected = ions * line.fraction;
+        if (expected >= kWeakLine) {
+            addStrongLine(arrival, line.index, expected, random);
+            continue;
+        }
+        for (std::uint32_t left = random.poisson(expected); left > 0; --left) {
+            addIon(arrival, line.index, random);
         }
     }
 }
 
-void FrameSynthesis::addNoise(std::size_t peaks, Random& random) {
-    for (; peaks > 0; --peaks) {
-        frame[random.below(scans)].push_back({random.below(samples), 4 + random.below(9)});
-    }
-}
-
-// Sorts each scan by index and adds up what fell into the same sample. Returns the number of peaks.
-std::size_t FrameSynthesis::mergeDuplicates() {
-    for (analysis_writer::Scan& scan : frame) {
-        std::sort(scan.begin(), scan.end(), [](const auto& a, const auto& b) { return a.index < b.index; });
-        auto kept = scan.begin();
-        for (auto peak = scan.begin(); peak != scan.end(); ++peak) {
-            if (kept != scan.begin() && std::prev(kept)->index == peak->index) {
-                std::prev(kept)->intensity += peak->intensity;
-            } else {
-                *kept++ = *peak;
+void FrameSynthesis::addWeakArrival(const Arrival& arrival, double ions, Random& random) {
+    for (std::uint32_t left = random.poisson(ions); left > 0; --left) {
+        double lot = random.uniform();
+        for (const IsotopeLine& line : arrival.lines) {
+            lot -= line.fraction;
+            if (lot < 0.0) {
+                addIon(arrival, line.index, random);
+                break;
             }
         }
-        scan.erase(kept, scan.end());
     }
-    return peakCount(frame);
+}
+
+void FrameSynthesis::addStrongLine(const Arrival& arrival, double index, double ions, Random& random) {
+    const SampleShares shares = sampleShares(index);
+    const auto firstSample = static_cast<std::int64_t>(std::floor(index + 0.5)) - kSampleReach;
+    const double reach = kScanReach * scanWidth;
+    const double begin = std::max<double>(arrival.scanBegin, std::ceil(arrival.scan - reach));
+    const double end = std::min<double>({static_cast<double>(arrival.scanEnd), arrival.scan + reach + 1.0,
+                                         static_cast<double>(instrument.scanCount())});
+    for (auto scan = static_cast<std::uint32_t>(begin); scan < end; ++scan) {
+        const double share = gaussian((scan - arrival.scan) / scanWidth) / (scanWidth * 2.5066282746310002);
+        for (std::size_t i = 0; i < shares.size(); ++i) {
+            const std::uint32_t count = random.poisson(ions * share * shares[i]);
+            const std::int64_t sample = firstSample + static_cast<std::int64_t>(i);
+            if (count > 0 && sample >= 0 && sample < instrument.sampleCount()) {
+                frame[scan].push_back({static_cast<std::uint32_t>(sample), amplified(count, random)});
+            }
+        }
+    }
+}
+
+void FrameSynthesis::addIon(const Arrival& arrival, double index, Random& random) {
+    const auto [alongScans, alongSamples] = random.normalPair();
+    const double scan = std::floor(arrival.scan + scanWidth * alongScans + 0.5);
+    const double sample = std::floor(index + kSampleWidth * alongSamples + 0.5);
+    const double scanEnd = std::min(arrival.scanEnd, instrument.scanCount());
+    if (scan >= arrival.scanBegin && scan < scanEnd && sample >= 0.0 && sample < instrument.sampleCount()) {
+        frame[static_cast<std::size_t>(scan)].push_back(
+            {static_cast<std::uint32_t>(sample), amplified(1, random)});
+    }
+}
+
+void FrameSynthesis::addBackground(Random& random) {
+    for (std::uint32_t left = random.poisson(recipe.background); left > 0; --left) {
+        const BackgroundPeak peak = backgroundPeak(instrument, random);
+        frame[peak.scan].push_back(peak.peak);
+    }
+}
+
+// Sorts a scan by index, adds up what fell into the same sample, and saturates the sums.
+void FrameSynthesis::finishScan(analysis_writer::Scan& scan) const {
+    std::sort(scan.begin(), scan.end(), [](const auto& a, const auto& b) { return a.index < b.index; });
+    auto kept = scan.begin();
+    for (auto peak = scan.begin(); peak != scan.end();) {
+        std::uint64_t sum = 0;
+        const std::uint32_t index = peak->index;
+        for (; peak != scan.end() && peak->index == index; ++peak) {
+            sum += peak->intensity;
+        }
+        *kept++ = {index, saturated(sum)};
+    }
+    scan.erase(kept, scan.end());
 }
 
 }  // namespace simulator

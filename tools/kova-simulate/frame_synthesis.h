@@ -1,46 +1,36 @@
 #pragma once
 
+#include <array>
 #include <span>
 #include <vector>
 
 #include "analysis-writer/frame.h"
-#include "kova-simulate/random.h"
-#include "kova-simulate/sample.h"
+#include "kova-simulate/arrival.h"
+#include "kova-simulate/detector.h"
+#include "kova-simulate/yield.h"
 
 namespace simulator {
 
-// Something that arrives during one frame: detector lines at one place of the mobility axis, with expected ion counts.
-struct Arrival {
-    double scan;
-    double counts;  // expected over all scans and lines
-    std::span<const IsotopeLine> lines;
-};
-
-// Turns arrivals into the peaks of frames: mobility and time-of-flight peak shapes, counting statistics, detector noise.
-// Adapts the ion yield from frame to frame so that frames come close to the number of peaks asked for.
+// Turns arrivals into the peaks of frames: mobility and time-of-flight peak shapes, counting statistics, background. Work
+// grows with the peaks of a frame: ions of weak arrivals are placed one by one, those of strong ones sample by sample.
 class FrameSynthesis {
 public:
-    FrameSynthesis(std::uint32_t scanCount, std::uint32_t sampleCount, std::uint32_t targetPeaks);
+    FrameSynthesis(const Instrument& instrument, const FrameRecipe& recipe);
 
     // The frame is valid until the next call.
     const analysis_writer::Frame& synthesise(std::span<const Arrival> arrivals, Random& random);
 
-    // Standard deviation of a mobility peak, in scans.
-    double mobilityWidth() const { return scanWidth; }
-
 private:
-    void addArrivals(std::span<const Arrival> arrivals, double yieldOfFrame, Random& random);
-    void addLine(analysis_writer::Scan& scan, double centre, double counts, Random& random);
-    void addNoise(std::size_t peaks, Random& random);
-    std::size_t mergeDuplicates();
-    void clear();
+    void addArrival(const Arrival& arrival, Random& random);
+    void addWeakArrival(const Arrival& arrival, double ions, Random& random);
+    void addStrongLine(const Arrival& arrival, double index, double ions, Random& random);
+    void addIon(const Arrival& arrival, double index, Random& random);
+    void addBackground(Random& random);
+    void finishScan(analysis_writer::Scan& scan) const;
 
-    std::uint32_t scans;
-    std::uint32_t samples;
-    std::uint32_t target;
+    const Instrument& instrument;
+    FrameRecipe recipe;
     double scanWidth;
-    double yield = 1.0;
-    bool adapted = false;
     analysis_writer::Frame frame;
 };
 

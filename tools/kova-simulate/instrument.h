@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "analysis-writer/metadata_rows.h"
@@ -18,6 +19,9 @@ public:
 
     double indexOf(double mz) const;
     double scanOf(double oneOverK0) const;
+
+    // Standard deviation of a mobility peak, in scans.
+    double mobilityWidth() const { return std::max(1.0, 0.0075 * scans); }
 
     // 1/K0 of an ion of this cross section in nitrogen.
     static double oneOverK0(double ccs, int charge, double mz);

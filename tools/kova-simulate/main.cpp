@@ -1,14 +1,15 @@
 #include <cstdio>
 #include <exception>
-#include <filesystem>
-#include <stdexcept>
+#include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
 
+#include "common/interruption.h"
 #include "common/man_page.h"
 #include "common/progress.h"
 #include "kova-simulate/simulator.h"
+#include "kova-simulate/staged_output.h"
 #include "kovadata/version.h"
 
 namespace {
@@ -33,13 +34,13 @@ void declare(CLI::App& app, Arguments& a) {
     app.add_option("--frames", o.frames, "Number of frames")
         ->check(CLI::Range(1U, 10'000'000U))
         ->capture_default_str();
-    app.add_option("--peaks-per-frame", o.peaksPerFrame, "Peaks per MS1 frame, roughly")
+    app.add_option("--peaks-per-frame", o.peaksPerFrame, "Peaks per MS1 frame, on average")
         ->check(CLI::Range(0U, 5'000'000U))
         ->capture_default_str();
     app.add_option("--msms-peaks-per-frame", o.msmsPeaksPerFrame,
-                   "Peaks per MS/MS frame; a quarter of the above by default")
+                   "Peaks per MS/MS frame, on average; a quarter of the above by default")
         ->check(CLI::Range(0U, 5'000'000U));
-    app.add_option("--msms-per-ms1", o.msmsPerMs1, "MS/MS frames behind each MS1 frame")
+    app.add_option("--msms-per-ms1", o.msmsPerMs1, "MS/MS frames after each MS1 frame")
         ->check(CLI::Range(0U, 100U))
         ->capture_default_str();
     app.add_option("--scans", o.scans, "Mobility scans per frame")
@@ -65,6 +66,8 @@ void declare(CLI::App& app, Arguments& a) {
         ->check(CLI::Range(0U, 1000U));
     app.add_option("--fragments", o.fragmentList,
                    "Also write a CSV file: the peptide of each precursor and the m/z of its fragments");
+    app.add_option("--threads", o.threads, "Worker threads; one for each processor by default")
+        ->check(CLI::Range(1U, 256U));
     app.add_flag("--force", a.force, "Replace an analysis that is already there");
     app.add_flag("--quiet", a.quiet, "Print nothing");
     app.set_version_flag("--version", "kova-simulate " KOVADATA_VERSION_STRING);
@@ -73,9 +76,10 @@ void declare(CLI::App& app, Arguments& a) {
   kova-simulate run.d --frames 200 --peaks-per-frame 300000 --seed 7
 
 Exit status:
-  0  success
-  1  the analysis cannot be written
-  2  wrong usage)");
+  0    success
+  1    the analysis cannot be written
+  2    wrong usage
+  130  interrupted; no part of the analysis is left)");
 }
 
 void complete(Arguments& a) {
@@ -87,36 +91,36 @@ void complete(Arguments& a) {
     }
 }
 
-constexpr const char* kFiles[] = {"analysis.kvd", "analysis.kvd_bin", "analysis.kvs", "analysis.kvs_bin",
-                                  "calibration.sqlite"};
-
-// Removes what an earlier run wrote, and nothing else.
-void removeAnalysis(const std::filesystem::path& directory) {
-    for (const char* const name : kFiles) {
-        std::filesystem::remove(directory / name);
+simulator::Summary simulateStaged(const Arguments& a) {
+    simulator::Options options = a.options;
+    if (!a.force) {
+        simulator::refuseToReplace(options.out);
     }
+    simulator::StagedOutput analysis(options.out);
+    options.out = analysis.path();
+    std::optional<simulator::StagedOutput> fragments;
+    if (!options.fragmentList.empty()) {
+        options.fragmentList = fragments.emplace(options.fragmentList).path();
+    }
+    const simulator::Summary summary = simulator::simulate(options);
+    kova_tool_common::stopIfInterrupted();
+    simulator::removeAnalysis(a.options.out);
+    analysis.publish();
+    if (fragments) {
+        fragments->publish();
+    }
+    return summary;
 }
 
-void refuseToReplace(const std::filesystem::path& directory) {
-    for (const char* const name : kFiles) {
-        if (std::filesystem::exists(directory / name)) {
-            throw std::runtime_error((directory / name).string() + " exists already; --force replaces it");
-        }
-    }
-}
-
-int run(Arguments& a) {
+void run(Arguments& a) {
     complete(a);
-    if (a.force) {
-        removeAnalysis(a.options.out);
-    } else {
-        refuseToReplace(a.options.out);
-    }
-    kova_tool_common::Progress progress(a.options.frames, "frames");
-    if (!a.quiet) {
-        a.options.onFrame = [&progress] { progress.advance(); };
-    }
-    const simulator::Summary summary = simulator::simulate(a.options);
+    kova_tool_common::catchInterruptions();
+    kova_tool_common::Progress progress(a.options.frames, "frames", !a.quiet);
+    a.options.onFrame = [&progress] {
+        kova_tool_common::stopIfInterrupted();
+        progress.advance();
+    };
+    const simulator::Summary summary = simulateStaged(a);
     progress.finish();
     if (!a.quiet) {
         std::printf("%s: %llu frames (%llu MS1), %llu peaks, %llu precursors\n", a.options.out.c_str(),
@@ -125,7 +129,6 @@ int run(Arguments& a) {
                     static_cast<unsigned long long>(summary.peaks),
                     static_cast<unsigned long long>(summary.precursors));
     }
-    return 0;
 }
 
 }  // namespace
@@ -147,7 +150,11 @@ int main(int argc, char** argv) {
         return kUsage;
     }
     try {
-        return run(arguments);
+        run(arguments);
+        return 0;
+    } catch (const kova_tool_common::Interrupted& e) {
+        std::fprintf(stderr, "kova-simulate: %s\n", e.what());
+        return e.exitStatus();
     } catch (const std::exception& e) {
         std::fprintf(stderr, "kova-simulate: %s\n", e.what());
         return kFailure;

@@ -72,14 +72,12 @@ double hydrophobicity(char letter) {
 
 std::vector<std::string> tryptic(std::string_view protein, int missedCleavages) {
     const std::vector<std::size_t> sites = cleavageSites(protein);
+    const std::size_t step = static_cast<std::size_t>(missedCleavages) + 1;
     std::vector<std::string> peptides;
-    for (std::size_t first = 0; first + 1 < sites.size(); ++first) {
-        for (std::size_t last = first + 1;
-             last < sites.size() && last <= first + 1 + static_cast<std::size_t>(missedCleavages); ++last) {
-            const std::size_t length = sites[last] - sites[first];
-            if (length >= kShortest && length <= kLongest) {
-                peptides.emplace_back(protein.substr(sites[first], length));
-            }
+    for (std::size_t first = 0; first + step < sites.size(); ++first) {
+        const std::size_t length = sites[first + step] - sites[first];
+        if (length >= kShortest && length <= kLongest) {
+            peptides.emplace_back(protein.substr(sites[first], length));
         }
     }
     return peptides;

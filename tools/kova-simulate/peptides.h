@@ -8,8 +8,8 @@
 
 namespace simulator {
 
-// Peptides that trypsin makes of a protein: cut behind K and R unless P follows, with up to `missedCleavages` cuts left
-// out; lengths from 6 to 40.
+// Peptides that trypsin makes of a protein: cut behind K and R unless P follows, with `missedCleavages` cuts left out
+// in each; lengths from 6 to 40.
 std::vector<std::string> tryptic(std::string_view protein, int missedCleavages);
 
 // A fragment of a peptide: the b ion ends behind `position` residues, the y ion begins there.

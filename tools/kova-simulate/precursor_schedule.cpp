@@ -23,7 +23,7 @@ private:
 
 }  // namespace
 
-std::vector<ScheduledPrecursor> schedulePrecursors(std::span<const std::pair<const Ion*, double>> candidates,
+std::vector<ScheduledPrecursor> schedulePrecursors(std::span<const ElutingIon> candidates,
                                                    const ScheduleRules& rules, Random& random) {
     std::vector<FramePlan> plans(rules.msmsFrames);
     std::vector<ScheduledPrecursor> scheduled;

@@ -20,7 +20,7 @@ struct ScheduledPrecursor {
 
 struct ScheduleRules {
     std::uint32_t scans;
-    std::size_t msmsFrames;  // behind each MS1 frame
+    std::size_t msmsFrames;  // after each MS1 frame
     std::uint32_t rangeWidth;
     std::size_t maxPerFrame = 20;
     std::size_t minRepetitions = 3;
@@ -29,7 +29,7 @@ struct ScheduleRules {
 
 // Candidates are ions with their intensity in the parent frame, the strongest first. Each gets a free range of scans in
 // three to eight frames, the same range in each; ranges in one frame do not overlap.
-std::vector<ScheduledPrecursor> schedulePrecursors(std::span<const std::pair<const Ion*, double>> candidates,
+std::vector<ScheduledPrecursor> schedulePrecursors(std::span<const ElutingIon> candidates,
                                                    const ScheduleRules& rules, Random& random);
 
 }  // namespace simulator

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <numbers>
+#include <utility>
 
 namespace simulator {
 
@@ -10,6 +12,9 @@ namespace simulator {
 class Random {
 public:
     explicit Random(std::uint64_t seed) : state(seed) {}
+
+    // A sequence of its own for part `number` of a run, so that parts can be made in any order.
+    Random(std::uint64_t seed, std::uint64_t number) : state(Random(seed).next() ^ Random(~number).next()) {}
 
     std::uint64_t next() {
         state += 0x9E3779B97F4A7C15;
@@ -26,15 +31,20 @@ public:
     // In [0, end); end must not be 0.
     std::uint32_t below(std::uint32_t end) { return static_cast<std::uint32_t>((next() >> 32) * end >> 32); }
 
-    double normal() {
+    double normal() { return normalPair().first; }
+
+    // Two independent numbers for little more than the price of one.
+    std::pair<double, double> normalPair() {
         const double radius = std::sqrt(-2.0 * std::log(1.0 - uniform()));
-        return radius * std::cos(2.0 * std::numbers::pi * uniform());
+        const double angle = 2.0 * std::numbers::pi * uniform();
+        return {radius * std::cos(angle), radius * std::sin(angle)};
     }
 
-    // Counting statistics; the normal approximation is good from ten counts on.
+    // Counting statistics; the normal approximation is good from ten counts on. Means up to kMostCounts.
     std::uint32_t poisson(double mean) {
         if (mean >= 10.0) {
-            const double value = mean + std::sqrt(mean) * normal() + 0.5;
+            const double bounded = std::min(mean, kMostCounts);
+            const double value = bounded + std::sqrt(bounded) * normal() + 0.5;
             return value > 0.0 ? static_cast<std::uint32_t>(value) : 0;
         }
         const double limit = std::exp(-mean);
@@ -46,6 +56,8 @@ public:
     }
 
 private:
+    static constexpr double kMostCounts = 1e9;  // far more than an instrument counts, and 32 bits hold it
+
     std::uint64_t state;
 };
 

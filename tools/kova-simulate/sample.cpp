@@ -6,14 +6,31 @@
 #include "kova-simulate/chemistry.h"
 #include "kova-simulate/peptides.h"
 #include "kova-simulate/proteins.h"
+#include "kova-simulate/proteome.h"
 
 namespace simulator {
 
 namespace {
 
 constexpr int kMissedCleavages = 2;
+constexpr double kMissedShare = 0.2;     // of the amount, for each cut left out
+constexpr double kIonsPerPeptide = 1.7;  // charge states within the ranges of mass and mobility, on average
 constexpr double kLowestMz = 100.0;
 constexpr double kHighestMz = 1690.0;
+
+// The isotope lines of a composition at a charge, those that the detector sees.
+struct Composed {
+    double monoisotopicMz;
+    double averageMz;
+    double largestPeakMz;
+    std::vector<IsotopeLine> lines;
+};
+
+struct Peptide {
+    std::string sequence;
+    double response;   // how many ions it gives
+    double retention;  // s
+};
 
 Composed compose(const Instrument& instrument, const Composition& composition, int charge) {
     Composed result{};
@@ -46,14 +63,10 @@ std::pair<int, int> chargeRange(const std::string& sequence) {
     return {sequence.size() > 12 ? std::min(2, highest) : 1, highest};
 }
 
-void addIons(std::vector<Ion>& ions, const std::string& sequence, double amount, const Instrument& instrument,
-             double runTime, Random& random) {
-    const Composition composition = residueComposition(sequence) + kWater;
+void addIons(std::vector<Ion>& ions, const Peptide& peptide, const Instrument& instrument, Random& random) {
+    const Composition composition = residueComposition(peptide.sequence) + kWater;
     const double mass = monoisotopicMass(composition);
-    const double response = amount * std::exp(2.0 * random.normal());
-    const double retention =
-        runTime * std::clamp(relativeRetention(sequence) + 0.02 * random.normal(), 0.02, 0.98);
-    const auto [lowest, highest] = chargeRange(sequence);
+    const auto [lowest, highest] = chargeRange(peptide.sequence);
     for (int charge = lowest; charge <= highest; ++charge) {
         const Composed composed = compose(instrument, composition, charge);
         const double ccs = Instrument::peptideCcs(mass, charge) * (1.0 + 0.025 * random.normal());
@@ -62,30 +75,70 @@ void addIons(std::vector<Ion>& ions, const std::string& sequence, double amount,
         if (composed.lines.empty() || scan < 2.0 || scan > instrument.scanCount() - 3.0) {
             continue;
         }
-        ions.push_back({sequence, charge, composed.monoisotopicMz, composed.averageMz, composed.largestPeakMz,
-                        scan, retention, response * share, composed.lines});
+        ions.push_back({peptide.sequence, charge, composed.monoisotopicMz, composed.averageMz,
+                        composed.largestPeakMz, scan, peptide.retention, peptide.response * share,
+                        composed.lines});
     }
+}
+
+void digest(const std::string& protein, double amount, std::vector<Peptide>& peptides, Random& random) {
+    for (int missed = 0; missed <= kMissedCleavages; ++missed) {
+        const double yield = amount * std::pow(kMissedShare, missed);
+        for (std::string& sequence : tryptic(protein, missed)) {
+            const double response = yield * std::exp(2.0 * random.normal());
+            const double lateness = relativeRetention(sequence) + 0.02 * random.normal();
+            peptides.push_back({std::move(sequence), response, lateness});
+        }
+    }
+}
+
+// The gradient is such that peptides elute evenly, in the order in which the column holds them.
+void spreadEvenly(std::vector<Peptide>& peptides, const Chromatography& plan) {
+    std::stable_sort(peptides.begin(), peptides.end(),
+                     [](const Peptide& a, const Peptide& b) { return a.retention < b.retention; });
+    const double span = plan.runTime + 2.0 * plan.margin;
+    for (std::size_t i = 0; i < peptides.size(); ++i) {
+        const double place = (static_cast<double>(i) + 0.5) / static_cast<double>(peptides.size());
+        peptides[i].retention = place * span - plan.margin;
+    }
+}
+
+std::vector<Peptide> makePeptides(std::size_t wanted, Random& random) {
+    std::vector<Peptide> peptides;
+    for (const Protein& protein : builtInProteins()) {
+        digest(protein.sequence, std::exp(random.normal()), peptides, random);
+    }
+    while (peptides.size() < wanted) {
+        digest(inventedProtein(random), std::exp(1.5 * random.normal() - 1.0), peptides, random);
+    }
+    return peptides;
 }
 
 }  // namespace
 
-std::vector<Ion> makeSample(const Instrument& instrument, double runTime, Random& random) {
-    std::vector<Ion> ions;
-    for (const Protein& protein : builtInProteins()) {
-        const double amount = std::exp(1.0 * random.normal());
-        for (const std::string& sequence : tryptic(protein.sequence, kMissedCleavages)) {
-            addIons(ions, sequence, amount, instrument, runTime, random);
-        }
+Sample::Sample(const Instrument& instrument, const Chromatography& chromatography, Random& random)
+    : plan(chromatography) {
+    std::vector<Peptide> peptides =
+        makePeptides(static_cast<std::size_t>(static_cast<double>(plan.ions) / kIonsPerPeptide), random);
+    spreadEvenly(peptides, plan);
+    for (const Peptide& peptide : peptides) {
+        addIons(ions, peptide, instrument, random);
     }
-    std::stable_sort(ions.begin(), ions.end(),
-                     [](const Ion& a, const Ion& b) { return a.abundance > b.abundance; });
-    return ions;
 }
 
-double elution(const Ion& ion, double time, double width) {
-    constexpr double kTail = 1.6;
-    const double x = (time - ion.retentionTime) / (time < ion.retentionTime ? width : kTail * width);
-    return x < -5.0 || x > 5.0 ? 0.0 : std::exp(-0.5 * x * x);
+std::vector<ElutingIon> Sample::eluting(double time) const {
+    const ElutionReach reach = elutionReach(plan.peakWidth);
+    auto ion = std::lower_bound(ions.begin(), ions.end(), time - reach.after,
+                                [](const Ion& a, double earliest) { return a.retentionTime < earliest; });
+    std::vector<ElutingIon> eluting;
+    for (; ion != ions.end() && ion->retentionTime <= time + reach.before; ++ion) {
+        if (const double share = elutionShare(time - ion->retentionTime, plan.peakWidth); share > 0.0) {
+            eluting.emplace_back(&*ion, share * ion->abundance);
+        }
+    }
+    std::stable_sort(eluting.begin(), eluting.end(),
+                     [](const ElutingIon& a, const ElutingIon& b) { return a.second > b.second; });
+    return eluting;
 }
 
 std::vector<IsotopeLine> fragmentLines(const Instrument& instrument, const Ion& ion) {

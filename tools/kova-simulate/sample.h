@@ -1,9 +1,11 @@
 #pragma once
 
-#include <cstdint>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "kova-simulate/chromatography.h"
 #include "kova-simulate/instrument.h"
 #include "kova-simulate/random.h"
 
@@ -28,19 +30,22 @@ struct Ion {
     std::vector<IsotopeLine> lines;
 };
 
-// The isotope lines of a composition at a charge, those that the detector sees.
-struct Composed {
-    double monoisotopicMz;
-    double averageMz;
-    double largestPeakMz;
-    std::vector<IsotopeLine> lines;
+// An ion and its intensity at some time.
+using ElutingIon = std::pair<const Ion*, double>;
+
+// All ions of the digested proteins that the instrument can see. Small samples are a mixture of known proteins; invented
+// ones are added until there are as many ions as planned.
+class Sample {
+public:
+    Sample(const Instrument& instrument, const Chromatography& plan, Random& random);
+
+    // The strongest first.
+    std::vector<ElutingIon> eluting(double time) const;
+
+private:
+    Chromatography plan;
+    std::vector<Ion> ions;  // in the order of their retention times
 };
-
-// All ions of the digested proteins that the instrument can see, the most abundant first.
-std::vector<Ion> makeSample(const Instrument& instrument, double runTime, Random& random);
-
-// Share of an ion's apex intensity at a time: slightly tailed. `width` is the standard deviation of the rise, in s.
-double elution(const Ion& ion, double time, double width);
 
 // What the fragments of an ion look like on the detector.
 std::vector<IsotopeLine> fragmentLines(const Instrument& instrument, const Ion& ion);

@@ -23,8 +23,9 @@ struct Options {
     int zstdLevel = 1;
     analysis_writer::SpectrumParts parts = {};  // of spectrum-format analyses
     std::uint32_t recalibratedStates = 0;
+    std::uint32_t threads = 0;              // 0: one for each processor
     std::filesystem::path fragmentList;     // empty: none is written
-    std::function<void()> onFrame = [] {};  // called after each frame
+    std::function<void()> onFrame = [] {};  // called after each frame; what it raises ends the simulation
 };
 
 struct Summary {
@@ -38,7 +39,8 @@ inline constexpr std::uint32_t kSamples = 400'000;
 inline constexpr double kSecondsPerFrame = 0.11;
 
 // Writes a simulated liquid chromatography run with ion mobility to a new directory. The same options give the same
-// analysis. Memory does not grow with the number of frames. Raises std::exception-derived errors.
+// analysis, whatever the number of threads. Memory is bounded, however many frames there are. Raises
+// std::exception-derived errors.
 Summary simulate(const Options& options);
 
 }  // namespace simulator
