@@ -19,17 +19,21 @@ namespace kova = lumo::io::kova;
 
 constexpr std::uint32_t kScansLookedAt = 300;
 
-// `decode` counts peaks and stores them where it is given places, at most `bound` of them.
+// `decode` counts peaks and stores them where targets have places, at most `bound` of them.
 void requirePeaks(const analysis_writer::Scan& expected, std::size_t bound, auto&& decode) {
     // Apart from each other, so that a write beyond either is seen.
     std::vector<std::byte> indices(4 * bound);
     std::vector<std::byte> intensities(4 * bound);
-    require(decode(nullptr, nullptr) == expected.size(), "as many peaks as the plain form");
+    kova::ScanTargets nowhere;
+    decode(nowhere);
+    require(nowhere.peaks == expected.size(), "as many peaks as the plain form");
     require(expected.size() <= bound, "no more peaks than there is room for");
     if (bound == 0) {
         return;
     }
-    require(decode(indices.data(), intensities.data()) == expected.size(), "as many peaks again");
+    kova::ScanTargets targets{.indices = indices.data(), .intensities = intensities.data()};
+    decode(targets);
+    require(targets.peaks == expected.size(), "as many peaks again");
     for (std::size_t i = 0; i < expected.size(); ++i) {
         require(std::memcmp(&expected[i].index, indices.data() + 4 * i, 4) == 0 &&
                     std::memcmp(&expected[i].intensity, intensities.data() + 4 * i, 4) == 0,
@@ -47,11 +51,9 @@ void requirePairsLikeThePlainForm(std::span<const std::byte> shuffled, std::uint
     const kova::IntensityScale scale(factor);
     const std::uint32_t starts[] = {start, end};
     const kova::FrameScans frame{shuffled.data(), shuffled.size() / 4, starts, bins, scale};
-    requirePeaks(reference::decodePairs(words, bins, factor), words.size() / 2,
-                 [&](std::byte* indices, std::byte* intensities) {
-                     return kova::FrameScanKernel().decode(frame, 0, limit,
-                                                           {.indices = indices, .intensities = intensities});
-                 });
+    requirePeaks(
+        reference::decodePairs(words, bins, factor), words.size() / 2,
+        [&](kova::ScanTargets& targets) { kova::FrameScanKernel().decode(frame, 0, 1, limit, targets); });
 }
 
 void requireRunsLikeThePlainForm(std::span<const std::byte> bytes, std::uint32_t bins, double factor) {
@@ -63,9 +65,7 @@ void requireRunsLikeThePlainForm(std::span<const std::byte> bytes, std::uint32_t
     const kova::IntensityScale scale(factor);
     const kova::RunLengthScan scan{bytes, kova::countRunLengthPeaks(bytes), bins, scale};
     requirePeaks(reference::decodeRuns(values, bins, factor), values.size(),
-                 [&](std::byte* indices, std::byte* intensities) {
-                     return kova::RunLengthKernel().decode(scan, limit, {indices, intensities});
-                 });
+                 [&](kova::ScanTargets& targets) { kova::RunLengthKernel().decode(scan, limit, targets); });
 }
 
 }  // namespace
@@ -85,7 +85,7 @@ void requireScansLikeThePlainForm(const kova::KvdFrameReader& frame, std::uint32
         });
     }
     require(!succeeds([&] { frame.get(frame.numberOfScans(), start, end); }),
-            "there is no scan behind the last one");
+            "there is no scan after the last one");
 }
 
 std::vector<std::uint8_t> decodeLzfScan(std::span<const std::byte> stream, std::uint32_t bins,

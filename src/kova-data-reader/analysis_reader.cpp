@@ -56,7 +56,7 @@ std::optional<std::string> AnalysisReader::getCalibrationStateId() const {
 }
 
 const FrameInfo& AnalysisReader::getFrameInfo(std::int64_t frameId) const {
-    return impl->getFrameInfo(frameId);
+    return impl->frameTable().getFrameInfo(frameId);
 }
 
 }  // namespace lumo::io::kova

@@ -3,21 +3,12 @@
 #include "diag/errors.h"
 #include "diag/throw.h"
 #include "kova-data-reader/kvd_reader_impl.h"
-#include "kova-data-reader/scan-decoding/bin_limit.h"
+#include "kova-data-reader/scan-reading/scan_reader.h"
 #include "sqlite/cppsqlite_tools.h"
 
 namespace lumo::io::kova {
 
 namespace {
-
-CompressionType readCompressionType(CppSQLite3DB& db) {
-    const auto type = sqlite::getProperty<std::int32_t>(db, "KovaCompressionType");
-    const auto compression = static_cast<CompressionType>(type);
-    if (compression != CompressionType::Scans && compression != CompressionType::Frames) {
-        raiseUnsupportedCompressionType(type);
-    }
-    return compression;
-}
 
 std::uint32_t readBinCount(const ISqliteReader& reader) {
     const CppSQLite3Query lock = reader.getSQLiteDb()->execQuery("SELECT Key FROM GlobalMetadata");
@@ -35,9 +26,13 @@ std::uint32_t readBinCount(const ISqliteReader& reader) {
 
 KvdReader::KvdReader(const std::filesystem::path& directory,
                      std::optional<calibration::CalibrationStateSelector> selector)
-    : AnalysisReader(directory, std::move(selector), true, "lumo.io.kova.KvdReader"),
-      compressionType(readCompressionType(*impl->getSQLiteDb())),
-      bins(std::make_unique<BinLimit>(readBinCount(*this))) {}
+    : AnalysisReader(directory, std::move(selector), true, "lumo.io.kova.KvdReader") {
+    if (impl->getCompressionType() == CompressionType::Spectra) {
+        raiseUnsupportedCompressionType(static_cast<std::int32_t>(impl->getCompressionType()));
+    }
+    scanReader = std::make_unique<ScanReader>(impl->scanStorage(), impl->frameTable(),
+                                              getDefaultNormalizationType(), readBinCount(*this));
+}
 
 KvdReader::KvdReader(KvdReader&&) noexcept = default;
 KvdReader& KvdReader::operator=(KvdReader&&) noexcept = default;
@@ -45,19 +40,17 @@ KvdReader::~KvdReader() = default;
 
 std::pair<const std::byte*, std::uint32_t> KvdReader::getScanBlob(std::int64_t frameId,
                                                                   std::uint32_t scan) const {
-    return impl->getScanBlob(frameId, scan);
+    return impl->scanStorage().getScanBlob(frameId, scan);
 }
-
-const KvdFrameReader& KvdReader::loadFrame(std::int64_t frameId) const { return impl->loadFrame(frameId); }
 
 const ByteBuffer& KvdReader::getDecompressedScanData(std::int64_t frameId, std::uint32_t scan,
                                                      std::uint32_t& start, std::uint32_t& end) const {
-    return impl->loadFrame(frameId).get(scan, start, end);
+    return impl->scanStorage().getDecompressedScanData(frameId, scan, start, end);
 }
 
 void KvdReader::hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBegin,
                                       std::uint32_t scanEnd) const {
-    impl->hintWillReadScanRange(frameId, scanBegin, scanEnd);
+    scanReader->hintWillReadScanRange({frameId, scanBegin, scanEnd});
 }
 
 KvdReader::MobTrafoPtr KvdReader::getMobTrafo(std::int64_t frameId) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -7,14 +8,12 @@
 
 #include "calibration/transformation.h"
 #include "kova-data-reader/analysis_reader.h"
-#include "kova-data-reader/compression_type.h"
-#include "kova-data-reader/scan-decoding/normalization.h"
+#include "kova-data-reader/scan-reading/normalization.h"
 
 namespace lumo::io::kova {
 
-class BinLimit;
 class ByteBuffer;
-class KvdFrameReader;
+class ScanReader;
 
 // The one object through which an ion-mobility analysis is read. Fully usable once constructed. References
 // and pointers it hands out are valid until the next call.
@@ -31,27 +30,21 @@ public:
     // Mobility transformator of a frame, built anew by each call; empty when its calibration id has no row.
     MobTrafoPtr getMobTrafo(std::int64_t frameId) const;
 
-    // Compressed bytes of one scan, (null, 0) for an empty one. Compression type 1 only.
+    // Peaks: ranges of scans decoded into a sink.
+    ScanReader& scans() const { return *scanReader; }
+    NormalizationType getDefaultNormalizationType() const;
+
+    // Stored scans as they are: compressed bytes of one scan, (null, 0) for an empty one, with compression type 1 only;
+    // byte-shuffled words of a frame and the word range [start, end) of one of its scans, with compression type 2 only.
     std::pair<const std::byte*, std::uint32_t> getScanBlob(std::int64_t frameId, std::uint32_t scan) const;
-
-    // Makes a frame the decompressed one. Compression type 2 only.
-    const KvdFrameReader& loadFrame(std::int64_t frameId) const;
-
-    // Byte-shuffled words of a frame and the word range [start, end) of one of its scans. Compression type 2
-    // only.
     const ByteBuffer& getDecompressedScanData(std::int64_t frameId, std::uint32_t scan, std::uint32_t& start,
                                               std::uint32_t& end) const;
 
     // Announces the scans that will be read next, so that they are fetched together.
     void hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBegin, std::uint32_t scanEnd) const;
 
-    NormalizationType getDefaultNormalizationType() const;
-    CompressionType getCompressionType() const { return compressionType; }
-    BinLimit& binLimit() const { return *bins; }
-
 private:
-    CompressionType compressionType;
-    std::unique_ptr<BinLimit> bins;  // of one scan, with the flag that drops beyond it have been logged
+    std::unique_ptr<ScanReader> scanReader;
 };
 
 }  // namespace lumo::io::kova

@@ -6,6 +6,8 @@
 #include "diag/errors.h"
 #include "diag/throw.h"
 #include "kova-data-reader/database/analysis_files.h"
+#include "kova-data-reader/scan-reading/framewise_storage.h"
+#include "kova-data-reader/scan-reading/scanwise_storage.h"
 #include "sqlite/cppsqlite_tools.h"
 
 namespace lumo::io::kova {
@@ -92,26 +94,25 @@ void KvdReaderImpl::openDatabase(const std::filesystem::path& file) {
 
 void KvdReaderImpl::createStorageReader() {
     const auto type = sqlite::getProperty<std::int32_t>(*db, "KovaCompressionType");
-    switch (static_cast<CompressionType>(type)) {
+    compressionType = static_cast<CompressionType>(type);
+    switch (compressionType) {
         case CompressionType::Scans:
-            storage.emplace<KvdReaderCache>();
+            scans = std::make_unique<ScanwiseStorage>(blobFile->stream(), *frames);
             return;
         case CompressionType::Frames:
-            storage.emplace<KvdFrameReader>();
+            scans = std::make_unique<FramewiseStorage>(blobFile->stream(), *frames);
             return;
         case CompressionType::Spectra: {
             const bool hasLine = sqlite::getProperty<bool>(*db, "HasLineSpectra");
             const bool hasLineWidth = sqlite::getProperty<bool>(*db, "HasLineSpectraPeakWidth");
             const bool hasProfile = sqlite::getProperty<bool>(*db, "HasProfileSpectra");
-            storage.emplace<KvsSpectraReader>(hasLine, hasLineWidth, hasProfile);
+            spectra = std::make_unique<KvsSpectraReader>(hasLine, hasLineWidth, hasProfile);
             return;
         }
         default:
             raiseUnsupportedCompressionType(type);
     }
 }
-
-const FrameInfo& KvdReaderImpl::getFrameInfo(std::int64_t frameId) { return frames->getFrameInfo(frameId); }
 
 ::lumo::calibration::ICalibrationTransformatorPtr KvdReaderImpl::getMzTrafo(std::int64_t frameId,
                                                                             bool raw) const {
@@ -131,56 +132,22 @@ const FrameInfo& KvdReaderImpl::getFrameInfo(std::int64_t frameId) { return fram
     return externalReader->getMzTrafo(frameId, negative, row.getFloatField(1), row.getFloatField(2), raw);
 }
 
-std::pair<const std::byte*, std::uint32_t> KvdReaderImpl::getScanBlob(std::int64_t frameId,
-                                                                      std::uint32_t scan) {
-    auto* const cache = std::get_if<KvdReaderCache>(&storage);
-    if (cache == nullptr) {
-        LUMO_THROW(std::runtime_error("Unexpected call to getScanBlob for analysis with frame compression"));
-    }
-    const std::int64_t blockPosition = getFrameInfo(frameId).blobOffset;
-    if (!cache->contains(blockPosition, scan)) {
-        cache->fillScan(blobFile->stream(), frameId, blockPosition, scan);
-    }
-    return cache->get(frameId, scan);
-}
-
-const KvdFrameReader& KvdReaderImpl::loadFrame(std::int64_t frameId) {
-    auto* const reader = std::get_if<KvdFrameReader>(&storage);
-    if (reader == nullptr) {
-        LUMO_THROW(std::runtime_error(
-            "Unexpected call to getDecompressedScanData for analysis with scan compression"));
-    }
-    reader->fill(blobFile->stream(), frameId, getFrameInfo(frameId).blobOffset);
-    return *reader;
-}
-
-void KvdReaderImpl::hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBegin,
-                                          std::uint32_t scanEnd) {
-    if (scanEnd < scanBegin) {
-        LUMO_THROW(std::invalid_argument("scan_end must be >= scan_begin."));
-    }
-    if (auto* const cache = std::get_if<KvdReaderCache>(&storage)) {
-        cache->fillRange(blobFile->stream(), frameId, getFrameInfo(frameId).blobOffset, scanBegin, scanEnd);
-    }
-}
-
 KvsSpectraReader& KvdReaderImpl::spectraReader() {
-    auto* const reader = std::get_if<KvsSpectraReader>(&storage);
-    if (reader == nullptr) {
+    if (!spectra) {
         LUMO_THROW(std::runtime_error("Invalid configuration, no spectra reader supported"));
     }
-    return *reader;
+    return *spectra;
 }
 
 const KvsSpectraReader& KvdReaderImpl::loadLineSpectrum(std::int64_t frameId) {
     KvsSpectraReader& reader = spectraReader();
-    reader.fillLineSpectrum(blobFile->stream(), frameId, getFrameInfo(frameId).blobOffset);
+    reader.fillLineSpectrum(blobFile->stream(), frameId, frames->getFrameInfo(frameId).blobOffset);
     return reader;
 }
 
 const KvsSpectraReader& KvdReaderImpl::loadProfileSpectrum(std::int64_t frameId) {
     KvsSpectraReader& reader = spectraReader();
-    reader.fillProfileSpectrum(blobFile->stream(), frameId, getFrameInfo(frameId).blobOffset);
+    reader.fillProfileSpectrum(blobFile->stream(), frameId, frames->getFrameInfo(frameId).blobOffset);
     return reader;
 }
 

@@ -4,16 +4,13 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <utility>
-#include <variant>
 
 #include "calibration-state/calibration_reader_sqlite.h"
 #include "kova-data-reader/blob/blob_file.h"
-#include "kova-data-reader/blob/kvd_frame_reader.h"
-#include "kova-data-reader/blob/kvd_reader_cache.h"
 #include "kova-data-reader/blob/kvs_spectra_reader.h"
 #include "kova-data-reader/compression_type.h"
 #include "kova-data-reader/database/frame_info.h"
+#include "kova-data-reader/scan-reading/scan_storage.h"
 #include "kvd-calibration-reader/kvd_calibration_reader_impl.h"
 #include "logging/logger.h"
 #include "sqlite/cppsqlite3.h"
@@ -35,11 +32,12 @@ public:
     std::int32_t getSchemaVersionMajor() const { return schemaMajor; }
     std::int32_t getSchemaVersionMinor() const { return schemaMinor; }
 
-    const FrameInfo& getFrameInfo(std::int64_t frameId);
+    CompressionType getCompressionType() const { return compressionType; }
 
-    std::pair<const std::byte*, std::uint32_t> getScanBlob(std::int64_t frameId, std::uint32_t scan);
-    const KvdFrameReader& loadFrame(std::int64_t frameId);
-    void hintWillReadScanRange(std::int64_t frameId, std::uint32_t scanBegin, std::uint32_t scanEnd);
+    FrameInfoTable& frameTable() { return *frames; }
+
+    // Of compression types 1 and 2 only.
+    ScanStorage& scanStorage() { return *scans; }
 
     // Make a part of a spectrum the decompressed one. Compression type 3 only.
     const KvsSpectraReader& loadLineSpectrum(std::int64_t frameId);
@@ -56,8 +54,6 @@ public:
     ::lumo::calibration::ICalibrationTransformatorPtr getMzTrafo(std::int64_t frameId, bool raw) const;
 
 private:
-    using StorageReader = std::variant<std::monostate, KvdReaderCache, KvdFrameReader, KvsSpectraReader>;
-
     void openDatabase(const std::filesystem::path& file);
     void createStorageReader();
     KvsSpectraReader& spectraReader();
@@ -72,7 +68,9 @@ private:
     bool isKvd;
     std::optional<BlobFile> blobFile;
     std::optional<FrameInfoTable> frames;
-    StorageReader storage;
+    CompressionType compressionType = {};
+    std::unique_ptr<ScanStorage> scans;  // one of the two, by compression type
+    std::unique_ptr<KvsSpectraReader> spectra;
     std::optional<calibration::CalibrationReaderSqlite> externalReader;
     std::optional<kova_calibration::KvdCalibrationReaderImpl> calibrationReader;
 };

@@ -11,9 +11,8 @@ namespace lumo::io::kova {
 KvsReader::KvsReader(const std::filesystem::path& directory,
                      std::optional<calibration::CalibrationStateSelector> selector)
     : AnalysisReader(directory, std::move(selector), false, "lumo.io.kova.KvsReader") {
-    const auto type = getGlobalMetadatumRequired<std::int32_t>(*this, "KovaCompressionType");
-    if (static_cast<CompressionType>(type) != CompressionType::Spectra) {
-        raiseUnsupportedCompressionType(type);
+    if (impl->getCompressionType() != CompressionType::Spectra) {
+        raiseUnsupportedCompressionType(static_cast<std::int32_t>(impl->getCompressionType()));
     }
     if (sqlite::getProperty<std::uint32_t>(*impl->getSQLiteDb(), "DigitizerNumSamples") == 0) {
         LUMO_THROW(

@@ -8,7 +8,7 @@ namespace lumo::io {
 
 std::uint32_t Instance::readScans(std::int64_t frameId, std::uint32_t scanBegin, std::uint32_t scanEnd,
                                   std::span<std::byte> buffer, kova::NormalizationType type) {
-    return static_cast<std::uint32_t>(scanRangeReader.read(frameId, scanBegin, scanEnd, type, buffer));
+    return static_cast<std::uint32_t>(packedScans.read({frameId, scanBegin, scanEnd}, type, buffer));
 }
 
 void Instance::mzConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,

@@ -5,7 +5,7 @@
 #include <span>
 
 #include "kova-data-reader/kvd_reader.h"
-#include "kova-data-reader/scan-decoding/scan_range_reader.h"
+#include "kova-data-reader/scan-reading/packed_scans.h"
 #include "kovadata/instance_base.h"
 #include "kovadata/interface_family.h"
 #include "kovadata/mass_conversion.h"
@@ -34,7 +34,7 @@ public:
 private:
     std::int64_t mzTrafoFrameId = -1;  // the frame that mzTrafo was fetched for
     kova::KvdReader::MzTrafoPtr mzTrafo;
-    kova::ScanRangeReader scanRangeReader{reader};
+    kova::PackedScanReader packedScans{reader.scans()};
 };
 
 }  // namespace lumo::io

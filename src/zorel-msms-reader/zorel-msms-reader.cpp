@@ -76,7 +76,7 @@ ZorelMsmsSpectraReader::ZorelMsmsSpectraReader(kova::KvdReader& source,
       reader(source),
       ids(std::move(precursorIds)),
       widthSlope(D),
-      decoder(source) {
+      stripes(source.scans()) {
     requirePrecursorTable();
     preparePrecursors(timeRange);
 }
@@ -148,7 +148,7 @@ void ZorelMsmsSpectraReader::extractPrecursorSpectra(const lineSpectraCallback& 
                 continue;
             }
             PrecursorStripeAccumlator& accumulator = found->second;
-            accumulator.add(decoder.decode(frame, accumulator.scanBegin(), accumulator.scanEnd()));
+            accumulator.add(stripes.read(frame, accumulator.scanBegin(), accumulator.scanEnd()));
             if (accumulator.isComplete()) {
                 emit(id, accumulator, line, profile);
                 accumulators.erase(found);

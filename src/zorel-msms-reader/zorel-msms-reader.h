@@ -13,7 +13,7 @@
 #include "logging/logger.h"
 #include "process-frames/closed_interval.h"
 #include "zorel-msms-reader/precursor_stripe_accumlator.h"
-#include "zorel-msms-reader/scan_range_decoder.h"
+#include "zorel-msms-reader/stripe_reader.h"
 
 namespace lumo::io::algorithms {
 
@@ -75,7 +75,7 @@ private:
     double widthSlope;
     std::map<std::int64_t, std::vector<std::int64_t>> precursorsOfFrame;
     std::unordered_map<std::int64_t, PrecursorStripeAccumlator> accumulators;
-    ScanRangeDecoder decoder;
+    StripeReader stripes;
 };
 
 }  // namespace lumo::io::algorithms

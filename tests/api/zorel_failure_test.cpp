@@ -42,6 +42,7 @@ TEST(ZorelFailures, HaveTheirTexts) {
     const std::string noTrafo = "No m/z trafo available.";
     const std::string noTable = "no such table: ZorelFrameMsMsInfo";
     const std::string noFrame = "CorruptFrameDataError for FrameId=9: Frame doesn't exist";
+    const std::string order = "scan_end must be >= scan_begin.";
     const std::string noScan = "Scan number [3] out of range.";
     const Case cases[] = {
         {"SELECT 1", "", "", 2},
@@ -55,6 +56,8 @@ TEST(ZorelFailures, HaveTheirTexts) {
          ""},
         {"UPDATE ZorelFrameMsMsInfo SET ScanNumEnd=4 WHERE Precursor=5", noScan, noScan, 1},
         {"UPDATE ZorelFrameMsMsInfo SET Frame=9 WHERE Precursor=5", noFrame, noFrame, 1},
+        {"UPDATE ZorelFrameMsMsInfo SET Frame=9, ScanNumEnd=ScanNumBegin", "", "", 2},
+        {"UPDATE ZorelFrameMsMsInfo SET Frame=9, ScanNumEnd=ScanNumBegin-1", order, order},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.sql);
@@ -66,8 +69,9 @@ TEST(ZorelFailures, HaveTheirTexts) {
         EXPECT_EQ(readFrame(analysis, 1).error, c.frame);
     }
     const TempDirectory directory;
-    const api::Analysis scanWise(
-        smallRun(1).sql("UPDATE ZorelFrameMsMsInfo SET ScanNumEnd=4").write(directory.path()));
+    const api::Analysis scanWise(smallRun(1)
+                                     .sql("UPDATE ZorelFrameMsMsInfo SET ScanNumBegin=4, ScanNumEnd=4")
+                                     .write(directory.path()));
     EXPECT_EQ(readList(scanWise, {4}).error, "Scan number out of range.");
 }
 

@@ -181,7 +181,7 @@ TEST_P(ZorelMsMs, ProfilesReachHundredBinsBeyondTheLastPeak) {
     run.measure(2, 1, 3, 0, 2);
     run.measure(3, 1, 3, 0, 4);
     run.measure(4, 1, 3, 3, 4);
-    run.measure(5, 1, 3, 2, 1);
+    run.measure(5, 1, 3, 2, 2);
     run.measure(6, 1, 3, 1, 2);
     run.measure(6, 1, 4, 1, 2);
     run.measure(7, 1, 4, 0, 1);

@@ -67,12 +67,14 @@ UNREACHABLE = {
         "Invalid input stream"]),
     "src/kova-data-reader/database/frame_info.cpp": ("the version is refused when the analysis is opened", [
         "Schema version not implemented in KvdReader::getFrameInfo()"]),
-    "src/kova-data-reader/kvd_reader_impl.cpp": ("the decoder is chosen by the compression type", [
-        "Unexpected call to getScanBlob for analysis with frame compression",
-        "Unexpected call to getDecompressedScanData for analysis with scan compression",
+    "src/kova-data-reader/scan-reading/framewise_storage.cpp": ("stored scans are asked for by their own storage only", [
+        "Unexpected call to getScanBlob for analysis with frame compression"]),
+    "src/kova-data-reader/scan-reading/scanwise_storage.cpp": ("stored scans are asked for by their own storage only", [
+        "Unexpected call to getDecompressedScanData for analysis with scan compression"]),
+    "src/kova-data-reader/kvd_reader_impl.cpp": ("facades check the compression type, and states are not asked for by key", [
         "Invalid configuration, no spectra reader supported",
         "Requested uuid … not found in calibration.sqlite", "Unexpectly missing frame information!"]),
-    "src/kova-data-reader/scan-decoding/normalization.cpp": ("the C interface passes known types only", [
+    "src/kova-data-reader/scan-reading/normalization.cpp": ("the C interface passes known types only", [
         "decodeScanRange() : Unknown NormalizationType"]),
     "src/process-frames/full_profile_projector.cpp": ("capacities are not fixed here", ["Fixed capacity (…) exceeded."]),
     "src/process-frames/new_sumpeakfinder.cpp": ("the finder is given its own profile", [

@@ -29,10 +29,20 @@ EXCEPTIONS = {
     ("kvd-calibration-reader", "kova-data-reader/database/i_sqlite_reader.h"),
     ("calibration-state", "kova-data-reader/database/i_sqlite_reader.h"),
 }
-# Inner rooms of kova-data-reader: no metadata access where bytes are decoded, no file bytes in the database code.
+# Rooms inside a folder, and which other rooms of it each may include. What lies in the folder itself, its facade, may
+# include every room; no room may include the facade.
+ROOMS = {
+    "kova-data-reader/blob": set(),
+    "kova-data-reader/database": set(),
+    "kova-data-reader/scan-decoding": {"blob"},
+    "kova-data-reader/scan-reading": {"blob", "database", "scan-decoding"},
+    "process-frames/algorithm": set(),
+}
+# What else a folder or room must do without: no metadata where bytes are decoded, no files where peaks are.
 FORBIDDEN = [
-    ("kova-data-reader/blob/", re.compile(r"^(sqlite/|kova-data-reader/database/|sqlite3\.h)")),
-    ("kova-data-reader/database/", re.compile(r"^kova-data-reader/blob/")),
+    ("kova-data-reader/blob/", re.compile(r"^sqlite3?[/.]")),
+    ("kova-data-reader/scan-decoding/", re.compile(r"^(sqlite3?[/.]|istream|fstream)")),
+    ("kova-data-reader/scan-reading/", re.compile(r"^sqlite3?[/.]")),
     ("calibration/", re.compile(r"^sqlite3?[/.]")),
 ]
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^">]+)[">]')
@@ -45,9 +55,14 @@ def include_problems(path: str, included: str, is_system: bool):
     if target in ALLOWED and target != folder and not is_system:
         if target not in ALLOWED[folder] and (folder, included) not in EXCEPTIONS:
             yield f"{folder}/ may not include {target}/"
-    for room, pattern in FORBIDDEN:
-        if path.startswith(room) and pattern.match(included):
-            yield f"{room} may not include {included}"
+    room = path.rpartition("/")[0]
+    if room in ROOMS and target == folder and not is_system:
+        other = included.rpartition("/")[0]
+        if other != room and other.removeprefix(folder + "/") not in ROOMS[room]:
+            yield f"{room}/ may not include {included}"
+    for place, pattern in FORBIDDEN:
+        if path.startswith(place) and pattern.match(included):
+            yield f"{place} may not include {included}"
 
 
 def problems():

@@ -26,6 +26,14 @@ void KvdFrameReader::fill(std::istream& stream, std::int64_t newFrameId, std::in
     loadedPosition = position;
 }
 
+std::uint32_t KvdFrameReader::readNumberOfScans(std::istream& stream, std::int64_t ofFrame,
+                                                std::int64_t position) const {
+    if (loadedPosition == position) {
+        return scans;
+    }
+    return position < 0 ? 0 : binary::readBlockHeader(stream, position, ofFrame)[1];
+}
+
 void KvdFrameReader::readBlock(std::istream& stream, std::int64_t position) {
     const auto [blockSize, scanCount] = binary::readBlockHeader(stream, position, frameId);
     if (blockSize > limits::kMaxBlockSizeBytes) {

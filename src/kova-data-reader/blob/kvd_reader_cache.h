@@ -31,6 +31,9 @@ public:
     // Reads the frame header unless it is already the loaded one.
     void ensureFrameHeaderLoaded(std::istream& stream, std::int64_t frameId, std::int64_t blockPosition);
 
+    // Of the frame whose header is loaded.
+    std::uint32_t numberOfScans() const { return frameHeader.numberOfScans(); }
+
 private:
     struct FillRules;
 

@@ -2,6 +2,8 @@
 
 #ifdef __x86_64__
 
+#include <algorithm>
+
 #include "kova-data-reader/scan-decoding/avx2_lanes.h"
 #include "kova-data-reader/scan-decoding/eight_peaks.h"
 
@@ -17,16 +19,12 @@ struct Sixteen {
     __m256i high;
 };
 
-struct WideBlock {
-    Sixteen sums;  // running sums of the index deltas
-    Sixteen intensities;
-};
-
-// What the blocks of a frame have in common.
-struct Constants {
-    __m256i lowBytes;
-    __m256i bins;
-    __m256d factor;
+// The words of Planes, twice as many.
+struct WidePlanes {
+    __m256i p0;
+    __m256i p1;
+    __m256i p2;
+    __m256i p3;
 };
 
 LUMO_AVX2 inline void store(std::byte* address, const Sixteen& values) {
@@ -63,92 +61,112 @@ LUMO_AVX2 inline bool anyAtOrAbove(const Sixteen& values, __m256i bound) {
     return _mm256_testz_si256(atOrAbove, atOrAbove) == 0;
 }
 
-// The words of eight_peaks.h's loadBlock(), twice as many.
-LUMO_AVX2 inline WideBlock loadBlock(const FrameScans& frame, const Constants& constants, std::size_t word) {
+LUMO_AVX2 inline WidePlanes loadPlanes(const FrameScans& frame, std::size_t word) {
     const std::size_t n = frame.planeSize;
     const std::byte* const first = frame.shuffled + word;
-    const __m256i p0 = lanes::load256(first);
-    const __m256i p1 = lanes::load256(first + n);
-    const __m256i p2 = lanes::load256(first + 2 * n);
-    const __m256i p3 = lanes::load256(first + 3 * n);
-    const __m256i mask = constants.lowBytes;
-    return {runningSum(join(_mm256_or_si256(_mm256_and_si256(p0, mask), _mm256_slli_epi16(p1, 8)),
-                            _mm256_or_si256(_mm256_and_si256(p2, mask), _mm256_slli_epi16(p3, 8)))),
-            join(_mm256_or_si256(_mm256_srli_epi16(p0, 8), _mm256_andnot_si256(mask, p1)),
-                 _mm256_or_si256(_mm256_srli_epi16(p2, 8), _mm256_andnot_si256(mask, p3)))};
+    return {lanes::load256(first), lanes::load256(first + n), lanes::load256(first + 2 * n),
+            lanes::load256(first + 3 * n)};
 }
 
-LUMO_AVX2 inline void storeBlock(const FrameScans& frame, const Constants& constants, const WideBlock& block,
-                                 std::byte* indices, std::byte* intensities, std::size_t peak) {
-    store(indices + 4 * peak, block.sums);
-    if (frame.scale.isIdentity()) {
-        store(intensities + 4 * peak, block.intensities);
-    } else {
-        store(intensities + 4 * peak, {lanes::scaled256(block.intensities.low, constants.factor),
-                                       lanes::scaled256(block.intensities.high, constants.factor)});
-    }
+LUMO_AVX2 inline Sixteen sumsOf(const WidePlanes& planes) {
+    const __m256i mask = _mm256_set1_epi16(0x00FF);
+    return runningSum(
+        join(_mm256_or_si256(_mm256_and_si256(planes.p0, mask), _mm256_slli_epi16(planes.p1, 8)),
+             _mm256_or_si256(_mm256_and_si256(planes.p2, mask), _mm256_slli_epi16(planes.p3, 8))));
+}
+
+LUMO_AVX2 inline Sixteen storedIntensitiesOf(const WidePlanes& planes) {
+    const __m256i mask = _mm256_set1_epi16(0x00FF);
+    return join(_mm256_or_si256(_mm256_srli_epi16(planes.p0, 8), _mm256_andnot_si256(mask, planes.p1)),
+                _mm256_or_si256(_mm256_srli_epi16(planes.p2, 8), _mm256_andnot_si256(mask, planes.p3)));
 }
 
 LUMO_AVX2 inline std::uint32_t laneOf(const Sixteen& values, std::size_t lane) {
-    std::uint32_t lanes[kPeaks] = {};
-    store(reinterpret_cast<std::byte*>(lanes), values);
-    return lanes[lane];
+    std::uint32_t words[kPeaks] = {};
+    store(reinterpret_cast<std::byte*>(words), values);
+    return words[lane];
 }
 
-// Sixteen peaks or more, in the manner of lanes::decodePeaksByEight().
-LUMO_AVX2 inline bool decodePeaksBySixteen(const FrameScans& frame, const Constants& constants,
-                                           std::size_t start, std::size_t peaks, const ScanTargets& targets) {
-    std::byte* const indices = targets.indices;
-    std::byte* const intensities = targets.intensitiesOf(peaks);
+// Sixteen peaks or more, in the manner of lanes::decodeIndicesByEight() and lanes::decodeIntensitiesByEight().
+LUMO_AVX2 inline bool decodeIndicesBySixteen(const FrameScans& frame, std::size_t start, std::size_t peaks,
+                                             std::byte* target) {
+    const __m256i bins = _mm256_set1_epi32(static_cast<int>(frame.bins));
     __m256i base = _mm256_set1_epi32(-1);
     std::size_t peak = 0;
     for (; peak + kPeaks <= peaks; peak += kPeaks) {
-        WideBlock block = loadBlock(frame, constants, start + 2 * peak);
-        const __m256i total = lastInAllLanes(block.sums);
-        block.sums = add(block.sums, base);
-        if (anyAtOrAbove(block.sums, constants.bins)) {
+        const Sixteen sums = sumsOf(loadPlanes(frame, start + 2 * peak));
+        const Sixteen indices = add(sums, base);
+        if (anyAtOrAbove(indices, bins)) {
             return false;
         }
-        if (indices != nullptr) {
-            storeBlock(frame, constants, block, indices, intensities, peak);
+        if (target != nullptr) {
+            store(target + 4 * peak, indices);
         }
-        base = _mm256_add_epi32(base, total);
+        base = _mm256_add_epi32(base, lastInAllLanes(sums));
     }
     if (peak == peaks) {
         return true;
     }
     const std::size_t overlap = peaks - kPeaks;
-    WideBlock block = loadBlock(frame, constants, start + 2 * overlap);
-    const std::uint32_t known = laneOf(block.sums, peak - overlap - 1);
-    block.sums = add(block.sums, _mm256_sub_epi32(base, _mm256_set1_epi32(static_cast<int>(known))));
-    if (anyAtOrAbove(block.sums, constants.bins)) {
+    const Sixteen sums = sumsOf(loadPlanes(frame, start + 2 * overlap));
+    const std::uint32_t known = laneOf(sums, peak - overlap - 1);
+    const Sixteen indices = add(sums, _mm256_sub_epi32(base, _mm256_set1_epi32(static_cast<int>(known))));
+    if (anyAtOrAbove(indices, bins)) {
         return false;
     }
-    if (indices != nullptr) {
-        storeBlock(frame, constants, block, indices, intensities, overlap);
+    if (target != nullptr) {
+        store(target + 4 * overlap, indices);
     }
     return true;
 }
 
-}  // namespace
+template <bool kIsScaled>
+LUMO_AVX2 inline void decodeIntensitiesBySixteen(const FrameScans& frame, __m256d factor, std::size_t start,
+                                                 std::size_t peaks, std::byte* target) {
+    for (std::size_t peak = 0;;) {
+        Sixteen values = storedIntensitiesOf(loadPlanes(frame, start + 2 * peak));
+        if constexpr (kIsScaled) {
+            values = {lanes::scaled256(values.low, factor), lanes::scaled256(values.high, factor)};
+        }
+        store(target + 4 * peak, values);
+        peak += kPeaks;
+        if (peak == peaks) {
+            return;
+        }
+        peak = std::min(peak, peaks - kPeaks);
+    }
+}
 
-LUMO_AVX2 std::uint32_t decodeScansByAvx2(const FrameScans& frame, std::uint32_t scan, std::uint32_t end,
-                                          ScanTargets& targets) {
-    const Constants constants{_mm256_set1_epi16(0x00FF), _mm256_set1_epi32(static_cast<int>(frame.bins)),
-                              _mm256_set1_pd(frame.scale.multiplier())};
+template <bool kIsScaled>
+LUMO_AVX2 inline std::uint32_t decodeScans(const FrameScans& frame, std::uint32_t scan, std::uint32_t end,
+                                           ScanTargets& targets) {
+    const __m256d factor = _mm256_set1_pd(frame.scale.multiplier());
     ScanTargets next = targets;
     for (; scan < end; ++scan) {
         const std::size_t start = frame.starts[scan];
         const std::size_t peaks = (frame.starts[scan + 1] - start) / 2;
-        const bool good = peaks >= kPeaks ? decodePeaksBySixteen(frame, constants, start, peaks, next)
-                                          : peaks == 0 || lanes::decodeScanByEight(frame, start, peaks, next);
-        if (!good) {
+        if (peaks >= kPeaks) {
+            if (!decodeIndicesBySixteen(frame, start, peaks, next.indices)) {
+                break;
+            }
+            if (!next.areCountedOnly()) {
+                decodeIntensitiesBySixteen<kIsScaled>(frame, factor, start, peaks, next.intensitiesOf(peaks));
+            }
+        } else if (peaks != 0 && !lanes::decodeScanByEight(frame, start, peaks, next)) {
             break;
         }
         next.advance(peaks);
     }
     targets = next;
     return scan;
+}
+
+}  // namespace
+
+LUMO_AVX2 std::uint32_t decodeScansByAvx2(const FrameScans& frame, std::uint32_t scan, std::uint32_t end,
+                                          ScanTargets& targets) {
+    return frame.scale.isIdentity() ? decodeScans<false>(frame, scan, end, targets)
+                                    : decodeScans<true>(frame, scan, end, targets);
 }
 
 }  // namespace lumo::io::kova

@@ -2,72 +2,80 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 
+#include "diag/assert.h"
 #include "kova-data-reader/scan-decoding/frame_scans.h"
 #include "kova-data-reader/scan-decoding/lanes.h"
 
-// Decoding in blocks of eight peaks, for files that are compiled for several instruction sets: everything here
-// belongs to the file that includes it.
+// Decoding in blocks of eight peaks, for files that are compiled for several instruction sets: everything here belongs
+// to the file that includes it.
+//
+// The bytes of a frame's words lie in four planes, so a block is four loads, and unshuffling is a matter of joining
+// lanes. All indices of a scan are decoded and compared with the bin limit before the first intensity is stored: only
+// then it is certain how many peaks the scan keeps, and so where its intensities go and where the room for it ends. That
+// the planes are loaded twice costs next to nothing, as a scan fits the processor's cache.
 namespace lumo::io::kova::lanes {
 namespace {
 
 constexpr std::size_t kPeaksOfBlock = 8;
 
-// Eight peaks as they come out of 16 words: running sums of their index deltas, and intensities.
-struct PeakBlock {
-    U32x4 sums[2] = {};
-    U32x4 intensities[2] = {};
+// Eight values of one kind.
+struct Eight {
+    U32x4 low = {};
+    U32x4 high = {};
 };
 
-// Words alternate between delta and intensity, and so do the bytes of each plane: taken as 16-bit lanes, low
-// bytes belong to deltas and high bytes to intensities.
-inline PeakBlock loadBlock(const FrameScans& frame, std::size_t word) {
-    const std::size_t n = frame.planeSize;
-    const std::byte* const first = frame.shuffled + word;
-    const auto p0 = load<U16x8>(first);
-    const auto p1 = load<U16x8>(first + n);
-    const auto p2 = load<U16x8>(first + 2 * n);
-    const auto p3 = load<U16x8>(first + 3 * n);
-    const U16x8 deltaLow = (p0 & 0x00FF) | (p1 << 8);
-    const U16x8 deltaHigh = (p2 & 0x00FF) | (p3 << 8);
-    const U16x8 intensityLow = (p0 >> 8) | (p1 & 0xFF00);
-    const U16x8 intensityHigh = (p2 >> 8) | (p3 & 0xFF00);
-    const auto join = [](const U16x8& low, const U16x8& high, U32x4* out) {
-        out[0] = reinterpret<U32x4>(__builtin_shufflevector(low, high, 0, 8, 1, 9, 2, 10, 3, 11));
-        out[1] = reinterpret<U32x4>(__builtin_shufflevector(low, high, 4, 12, 5, 13, 6, 14, 7, 15));
-    };
-    PeakBlock block;
-    join(deltaLow, deltaHigh, block.sums);
-    join(intensityLow, intensityHigh, block.intensities);
-    block.sums[0] = runningSum(block.sums[0]);
-    block.sums[1] = runningSum(block.sums[1]) + broadcast(block.sums[0][3]);
-    return block;
+inline void storeEight(std::byte* target, const Eight& values) {
+    store(target, values.low);
+    store(target + 16, values.high);
 }
 
-inline void addBase(PeakBlock& block, const U32x4& base) {
-    block.sums[0] += base;
-    block.sums[1] += base;
+// The four planes of 16 words. Words alternate between index delta and intensity, and so do the bytes of each plane:
+// taken as 16-bit lanes, low bytes belong to deltas and high bytes to intensities.
+struct Planes {
+    Planes(const FrameScans& frame, std::size_t word)
+        : p0(load<U16x8>(frame.shuffled + word)),
+          p1(load<U16x8>(frame.shuffled + word + frame.planeSize)),
+          p2(load<U16x8>(frame.shuffled + word + 2 * frame.planeSize)),
+          p3(load<U16x8>(frame.shuffled + word + 3 * frame.planeSize)) {}
+
+    U16x8 p0;
+    U16x8 p1;
+    U16x8 p2;
+    U16x8 p3;
+};
+
+inline Eight join(const U16x8& low, const U16x8& high) {
+    return {reinterpret<U32x4>(__builtin_shufflevector(low, high, 0, 8, 1, 9, 2, 10, 3, 11)),
+            reinterpret<U32x4>(__builtin_shufflevector(low, high, 4, 12, 5, 13, 6, 14, 7, 15))};
 }
 
-inline bool anyAtOrAbove(const PeakBlock& block, const U32x4& bins) {
-    return anySet(reinterpret<U32x4>(block.sums[0] >= bins) | reinterpret<U32x4>(block.sums[1] >= bins));
+// Running sums of the index deltas, which are the indices but for what came before.
+inline Eight sumsOf(const Planes& planes) {
+    const Eight deltas =
+        join((planes.p0 & 0x00FF) | (planes.p1 << 8), (planes.p2 & 0x00FF) | (planes.p3 << 8));
+    const U32x4 low = runningSum(deltas.low);
+    return {low, runningSum(deltas.high) + broadcast(low[3])};
 }
 
-inline U32x4 scaledBy(const IntensityScale& scale, const U32x4& intensities) {
-    return scale.isIdentity() ? intensities : scaled(intensities, scale.multiplier());
+inline Eight intensitiesOf(const Planes& planes, const IntensityScale& scale) {
+    const Eight stored =
+        join((planes.p0 >> 8) | (planes.p1 & 0xFF00), (planes.p2 >> 8) | (planes.p3 & 0xFF00));
+    return scale.isIdentity()
+               ? stored
+               : Eight{scaled(stored.low, scale.multiplier()), scaled(stored.high, scale.multiplier())};
 }
 
-inline void storeBlock(const FrameScans& frame, const PeakBlock& block, std::byte* indices,
-                       std::byte* intensities, std::size_t peak) {
-    store(indices + 4 * peak, block.sums[0]);
-    store(indices + 4 * peak + 16, block.sums[1]);
-    store(intensities + 4 * peak, scaledBy(frame.scale, block.intensities[0]));
-    store(intensities + 4 * peak + 16, scaledBy(frame.scale, block.intensities[1]));
+inline Eight add(const Eight& values, const U32x4& base) { return {values.low + base, values.high + base}; }
+
+inline bool anyAtOrAbove(const Eight& values, const U32x4& bound) {
+    return anySet(reinterpret<U32x4>(values.low >= bound) | reinterpret<U32x4>(values.high >= bound));
 }
 
 // Copies fewer than eight words without a call.
-inline void storeFew(std::byte* target, const U32x4* words, std::size_t count) {
-    const auto* source = reinterpret_cast<const std::byte*>(words);
+inline void storeFew(std::byte* target, const Eight& words, std::size_t count) {
+    const auto* source = reinterpret_cast<const std::byte*>(&words);
     for (const std::size_t size : {16U, 8U, 4U}) {
         if ((4 * count & size) != 0) {
             std::memcpy(target, source, size);
@@ -80,71 +88,86 @@ inline void storeFew(std::byte* target, const U32x4* words, std::size_t count) {
 // Fewer than eight peaks; 16 words must be readable. False when one is to be dropped.
 inline bool decodeFewPeaks(const FrameScans& frame, std::size_t start, std::size_t peaks,
                            const ScanTargets& targets) {
-    PeakBlock block = loadBlock(frame, start);
-    addBase(block, broadcast(std::uint32_t{0} - 1));
+    LUMO_ASSERT(peaks < kPeaksOfBlock && start + 2 * kPeaksOfBlock <= frame.planeSize);
+    const Planes planes(frame, start);
+    const Eight indices = add(sumsOf(planes), broadcast(std::uint32_t{0} - 1));
     const U32x4 bins = broadcast(frame.bins);
     const U32x4 count = broadcast(static_cast<std::uint32_t>(peaks));
-    if (anySet((reinterpret<U32x4>(block.sums[0] >= bins) & reinterpret<U32x4>(U32x4{0, 1, 2, 3} < count)) |
-               (reinterpret<U32x4>(block.sums[1] >= bins) & reinterpret<U32x4>(U32x4{4, 5, 6, 7} < count)))) {
+    if (anySet((reinterpret<U32x4>(indices.low >= bins) & reinterpret<U32x4>(U32x4{0, 1, 2, 3} < count)) |
+               (reinterpret<U32x4>(indices.high >= bins) & reinterpret<U32x4>(U32x4{4, 5, 6, 7} < count)))) {
         return false;
     }
-    if (targets.indices != nullptr) {
-        const U32x4 intensities[2] = {scaledBy(frame.scale, block.intensities[0]),
-                                      scaledBy(frame.scale, block.intensities[1])};
-        storeFew(targets.indices, block.sums, peaks);
-        storeFew(targets.intensitiesOf(peaks), intensities, peaks);
+    if (!targets.areCountedOnly()) {
+        storeFew(targets.indices, indices, peaks);
+        storeFew(targets.intensitiesOf(peaks), intensitiesOf(planes, frame.scale), peaks);
     }
     return true;
 }
 
-// The running sum before a block is known at its lane `known`.
-inline U32x4 baseFromLane(const PeakBlock& block, std::size_t known, std::uint32_t index) {
-    std::uint32_t sums[kPeaksOfBlock] = {};
-    std::memcpy(sums, block.sums, sizeof sums);
-    return broadcast(index - sums[known]);
+inline std::uint32_t laneOf(const Eight& values, std::size_t lane) {
+    std::uint32_t words[kPeaksOfBlock] = {};
+    std::memcpy(words, &values, sizeof words);
+    return words[lane];
 }
 
-// Eight peaks or more. The last block overlaps the one before, so that no store depends on how many peaks are
-// left. False when one is to be dropped.
-inline bool decodePeaksByEight(const FrameScans& frame, std::size_t start, std::size_t peaks,
-                               const ScanTargets& targets) {
+// The indices of eight peaks or more, stored unless `target` is null. The last block overlaps the one before, so that no
+// store depends on how many peaks are left. False when one is to be dropped; what is stored then is inside of what the
+// indices before it take.
+inline bool decodeIndicesByEight(const FrameScans& frame, std::size_t start, std::size_t peaks,
+                                 std::byte* target) {
     const U32x4 bins = broadcast(frame.bins);
-    std::byte* const indices = targets.indices;
-    std::byte* const intensities = targets.intensitiesOf(peaks);
     U32x4 base = broadcast(std::uint32_t{0} - 1);
     std::size_t peak = 0;
-    for (; peak + kPeaksOfBlock <= peaks; peak += kPeaksOfBlock) {
-        PeakBlock block = loadBlock(frame, start + 2 * peak);
-        const U32x4 total = broadcast(block.sums[1][3]);
-        addBase(block, base);
-        if (anyAtOrAbove(block, bins)) {
+    const auto storeBlock = [&](std::size_t place, const Eight& indices) {
+        if (anyAtOrAbove(indices, bins)) {
             return false;
         }
-        if (indices != nullptr) {
-            storeBlock(frame, block, indices, intensities, peak);
+        if (target != nullptr) {
+            storeEight(target + 4 * place, indices);
         }
-        base += total;
+        return true;
+    };
+    for (; peak + kPeaksOfBlock <= peaks; peak += kPeaksOfBlock) {
+        const Eight sums = sumsOf(Planes(frame, start + 2 * peak));
+        if (!storeBlock(peak, add(sums, base))) {
+            return false;
+        }
+        base += broadcast(sums.high[3]);
     }
     if (peak == peaks) {
         return true;
     }
     const std::size_t overlap = peaks - kPeaksOfBlock;
-    PeakBlock block = loadBlock(frame, start + 2 * overlap);
-    addBase(block, baseFromLane(block, peak - overlap - 1, base[0]));
-    if (anyAtOrAbove(block, bins)) {
-        return false;
+    const Eight sums = sumsOf(Planes(frame, start + 2 * overlap));
+    return storeBlock(overlap, add(sums, broadcast(base[0] - laneOf(sums, peak - overlap - 1))));
+}
+
+// Their intensities.
+inline void decodeIntensitiesByEight(const FrameScans& frame, std::size_t start, std::size_t peaks,
+                                     std::byte* target) {
+    const auto storeBlock = [&](std::size_t peak) {
+        storeEight(target + 4 * peak, intensitiesOf(Planes(frame, start + 2 * peak), frame.scale));
+    };
+    std::size_t peak = 0;
+    for (; peak + kPeaksOfBlock <= peaks; peak += kPeaksOfBlock) {
+        storeBlock(peak);
     }
-    if (indices != nullptr) {
-        storeBlock(frame, block, indices, intensities, overlap);
+    if (peak < peaks) {
+        storeBlock(peaks - kPeaksOfBlock);
     }
-    return true;
 }
 
 // False when the scan cannot be decoded by vectors.
 inline bool decodeScanByEight(const FrameScans& frame, std::size_t start, std::size_t peaks,
                               const ScanTargets& targets) {
     if (peaks >= kPeaksOfBlock) {
-        return decodePeaksByEight(frame, start, peaks, targets);
+        if (!decodeIndicesByEight(frame, start, peaks, targets.indices)) {
+            return false;
+        }
+        if (!targets.areCountedOnly()) {
+            decodeIntensitiesByEight(frame, start, peaks, targets.intensitiesOf(peaks));
+        }
+        return true;
     }
     return start + 2 * kPeaksOfBlock <= frame.planeSize && decodeFewPeaks(frame, start, peaks, targets);
 }

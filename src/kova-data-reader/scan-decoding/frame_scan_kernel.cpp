@@ -2,33 +2,59 @@
 
 #include <span>
 
+#include "diag/assert.h"
 #include "kova-data-reader/blob/byte_shuffling.h"
 #include "kova-data-reader/scan-decoding/bin_limit.h"
-#include "kova-data-reader/scan-decoding/peak_output.h"
 
 namespace lumo::io::kova {
 
 namespace {
 
-// The form that defines the result. Room for all peaks of the scan lies between its indices and intensities.
-std::size_t decodePlainly(const FrameScans& frame, std::uint32_t scan, BinLimit& limit,
-                          const PeakOutput& output) {
+void storeWord(std::byte* words, std::size_t i, std::uint32_t value) {
+    std::memcpy(words + 4 * i, &value, 4);
+}
+
+// The rule by which a scan's words become peaks: calls `keep` with the index of each peak and the word that holds its
+// intensity, and `drop` with each index beyond the bins.
+template <class Keep, class Drop>
+void forEachPeak(const FrameScans& frame, std::uint32_t scan, const Keep& keep, const Drop& drop) {
     const std::span<const std::byte> shuffled(frame.shuffled, 4 * frame.planeSize);
     std::uint32_t sum = 0;  // wraps in 32 bits as the format's
-    std::size_t kept = 0;
     for (std::size_t word = frame.starts[scan]; word < frame.starts[scan + 1]; word += 2) {
         sum += decoding::decodeByteShuffling(shuffled, word);
         const std::uint32_t index = sum - 1;
-        if (index >= frame.bins) {
-            limit.reportDropped(index);
-            continue;
+        if (index < frame.bins) {
+            keep(index, word + 1);
+        } else {
+            drop(index);
         }
-        if (!output.isCountOnly()) {
-            output.store(kept, index, frame.scale(decoding::decodeByteShuffling(shuffled, word + 1)));
-        }
-        ++kept;
     }
-    return kept;
+}
+
+// The form that defines the result. The place of the intensities is known only after the indices.
+void decodePlainly(const FrameScans& frame, std::uint32_t scan, BinLimit& limit, ScanTargets& targets) {
+    std::size_t peaks = 0;
+    forEachPeak(
+        frame, scan,
+        [&](std::uint32_t index, std::size_t /*word*/) {
+            if (!targets.areCountedOnly()) {
+                storeWord(targets.indices, peaks, index);
+            }
+            ++peaks;
+        },
+        [&](std::uint32_t index) { limit.reportDropped(index); });
+    if (!targets.areCountedOnly()) {
+        const std::span<const std::byte> shuffled(frame.shuffled, 4 * frame.planeSize);
+        std::byte* const intensities = targets.intensitiesOf(peaks);
+        std::size_t peak = 0;
+        forEachPeak(
+            frame, scan,
+            [&](std::uint32_t /*index*/, std::size_t word) {
+                storeWord(intensities, peak++, frame.scale(decoding::decodeByteShuffling(shuffled, word)));
+            },
+            [](std::uint32_t) {});
+    }
+    targets.advance(peaks);
 }
 
 // Leaves every scan to the plain form.
@@ -47,27 +73,16 @@ DecodeScans decodeScansBy(sys::SimdLevel level) {
 
 FrameScanKernel::FrameScanKernel(sys::SimdLevel level) : decodeScans(decodeScansBy(level)) {}
 
-std::size_t FrameScanKernel::decode(const FrameScans& frame, std::uint32_t scan, BinLimit& limit,
-                                    ScanTargets targets) const {
-    const std::size_t bound = (frame.starts[scan + 1] - frame.starts[scan]) / 2;
-    const PeakOutput output{targets.indices,
-                            targets.indices == nullptr ? nullptr : targets.intensitiesOf(bound)};
-    return decodeScans(frame, scan, scan + 1, targets) > scan ? bound
-                                                              : decodePlainly(frame, scan, limit, output);
-}
-
 void FrameScanKernel::decode(const FrameScans& frame, std::uint32_t begin, std::uint32_t end, BinLimit& limit,
                              ScanTargets& targets) const {
+    LUMO_ASSERT(begin <= end && (begin == end || frame.starts[end] <= frame.planeSize));
+    LUMO_ASSERT(frame.bins == limit.binCount());
     for (std::uint32_t scan = begin;; ++scan) {
         scan = decodeScans(frame, scan, end, targets);
         if (scan == end) {
             return;
         }
-        const std::size_t bound = (frame.starts[scan + 1] - frame.starts[scan]) / 2;
-        const PeakOutput output{targets.indices, targets.intensitiesOf(bound)};
-        const std::size_t peaks = decodePlainly(frame, scan, limit, output);
-        output.moveIntensitiesTo(targets.intensitiesOf(peaks), peaks);
-        targets.advance(peaks);
+        decodePlainly(frame, scan, limit, targets);
     }
 }
 

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "kova-data-reader/scan-decoding/normalization.h"
+#include "kova-data-reader/scan-decoding/intensity_scale.h"
 #include "kova-data-reader/scan-decoding/scan_targets.h"
 
 namespace lumo::io::kova {

@@ -1,5 +1,6 @@
 #include "kova-data-reader/scan-decoding/run_length_kernel.h"
 
+#include "diag/assert.h"
 #include "kova-data-reader/blob/little_endian.h"
 #include "kova-data-reader/scan-decoding/bin_limit.h"
 
@@ -52,7 +53,18 @@ std::size_t countRunLengthPeaks(std::span<const std::byte> values) {
 
 RunLengthKernel::RunLengthKernel(sys::SimdLevel level) : byEight(level == sys::SimdLevel::Avx2) {}
 
-std::size_t RunLengthKernel::decode(const RunLengthScan& scan, BinLimit& limit,
+void RunLengthKernel::decode(const RunLengthScan& scan, BinLimit& limit, ScanTargets& targets) const {
+    LUMO_ASSERT(scan.values.size() % 4 == 0 && scan.bins == limit.binCount());
+    const PeakOutput output{targets.indices, targets.intensitiesOf(scan.peaks)};
+    const std::size_t peaks = expand(scan, limit, output);
+    if (peaks < scan.peaks && !targets.areCountedOnly()) {
+        output.moveIntensitiesTo(targets.intensitiesOf(peaks), peaks);
+    }
+    targets.advance(peaks);
+}
+
+// Returns the number of peaks kept.
+std::size_t RunLengthKernel::expand(const RunLengthScan& scan, BinLimit& limit,
                                     const PeakOutput& output) const {
     RunLengthPosition at;
     const std::span<const std::byte> values = withoutLastSkips(scan.values);

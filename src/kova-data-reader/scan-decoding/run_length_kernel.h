@@ -4,6 +4,7 @@
 #include <span>
 
 #include "kova-data-reader/scan-decoding/run_length_runs.h"
+#include "kova-data-reader/scan-decoding/scan_targets.h"
 #include "sys/cpu.h"
 
 namespace lumo::io::kova {
@@ -18,11 +19,13 @@ class RunLengthKernel {
 public:
     explicit RunLengthKernel(sys::SimdLevel level = sys::simdLevel());
 
-    // Returns the number of peaks whose index is below the bin limit, which is the scan's; only those are
-    // stored.
-    std::size_t decode(const RunLengthScan& scan, BinLimit& limit, const PeakOutput& output) const;
+    // Stores the peaks whose index is below the bin limit, which is the scan's. There is room for all peaks of the scan,
+    // and more than those kept may be overwritten.
+    void decode(const RunLengthScan& scan, BinLimit& limit, ScanTargets& targets) const;
 
 private:
+    std::size_t expand(const RunLengthScan& scan, BinLimit& limit, const PeakOutput& output) const;
+
     bool byEight;
 };
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "kova-data-reader/scan-decoding/normalization.h"
+#include "kova-data-reader/scan-decoding/intensity_scale.h"
 #include "kova-data-reader/scan-decoding/peak_output.h"
 
 namespace lumo::io::kova {

@@ -10,7 +10,7 @@
 
 #include "fixtures/analysis_builder.h"
 #include "fixtures/temp_directory.h"
-#include "kova-data-reader/scan-decoding/scan_range_reader.h"
+#include "kova-data-reader/scan-reading/packed_scans.h"
 #include "logging/backend.h"
 
 namespace {
@@ -19,7 +19,7 @@ using fixtures::AnalysisBuilder;
 using fixtures::failureOf;
 using lumo::io::kova::KvdReader;
 using lumo::io::kova::NormalizationType;
-using lumo::io::kova::ScanRangeReader;
+using lumo::io::kova::PackedScanReader;
 
 TEST(KvdReader, OperationsOfTheOtherCompressionFail) {
     const fixtures::TempDirectory scans;
@@ -43,11 +43,13 @@ TEST(KvdReader, PipeInPlaceOfTheBlobFileNeitherHangsNorOpens) {
     EXPECT_THROW(KvdReader{directory.path()}, std::runtime_error);
 }
 
-TEST(ScanRangeReader, UnknownNormalisationFailsBeforeTheFrameIsLookedAt) {
+TEST(PackedScanReader, UnknownNormalisationFailsBeforeTheFrameIsLookedAt) {
     const fixtures::TempDirectory directory;
     KvdReader reader(AnalysisBuilder().write(directory.path()));
-    ScanRangeReader ranges(reader);
-    EXPECT_EQ(failureOf([&] { ranges.read(99, 0, 1, static_cast<NormalizationType>(3), {}); }),
+    PackedScanReader ranges(reader.scans());
+    EXPECT_EQ(failureOf([&] {
+                  ranges.read({99, 0, 1}, static_cast<NormalizationType>(3), {});
+              }),
               "decodeScanRange() : Unknown NormalizationType");
 }
 
@@ -63,10 +65,10 @@ TEST(BinLimit, FirstDroppedIndexOfAReaderIsLoggedOnce) {
                              .digitizerSamples(10)
                              .frame({{{1, 1}, {12, 1}, {13, 1}}, {{11, 1}}})
                              .write(directory.path()));
-        ScanRangeReader ranges(reader);
+        PackedScanReader ranges(reader.scans());
         std::vector<std::byte> buffer(64);
         for (int i = 0; i < 2; ++i) {
-            EXPECT_EQ(ranges.read(1, 0, 2, NormalizationType::None, buffer), 16U);
+            EXPECT_EQ(ranges.read({1, 0, 2}, NormalizationType::None, buffer), 16U);
         }
         EXPECT_EQ(written.str(),
                   "lumo.io.kova.decodeUimfRle: Index 12 exceeds number of bins = 10, silently dropping from "

@@ -1,4 +1,4 @@
-#include "kova-data-reader/scan-decoding/normalization.h"
+#include "kova-data-reader/scan-reading/normalization.h"
 
 #include <stdexcept>
 

@@ -1,19 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <limits>
 
 namespace lumo::io::kova {
-
-struct FrameInfo;
-
-enum class NormalizationType : std::uint32_t {
-    None = 0,
-    AnalysisDefault = 1,
-    DutyCycle = 2,
-    AccumulationTime100ms = 4,
-};
 
 // What an intensity is multiplied with, if anything.
 class IntensityScale {
@@ -43,11 +33,5 @@ private:
     double factor = 1.0;
     bool identity = true;
 };
-
-// The scale of one frame. `getFrameInfo` is called only when the type needs the frame's times. Raises
-// "decodeScanRange() : Unknown NormalizationType" for types other than None, DutyCycle and
-// AccumulationTime100ms.
-IntensityScale makeIntensityScale(NormalizationType type,
-                                  const std::function<const FrameInfo&()>& getFrameInfo);
 
 }  // namespace lumo::io::kova

@@ -1,0 +1,97 @@
+#include "kova-data-reader/scan-reading/framewise_storage.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "diag/assert.h"
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "kova-data-reader/database/frame_info.h"
+#include "kova-data-reader/scan-decoding/bin_limit.h"
+
+namespace lumo::io::kova {
+
+std::uint32_t FramewiseStorage::numberOfScans(std::int64_t frameId) {
+    return frame.readNumberOfScans(stream, frameId, frames.getFrameInfo(frameId).blobOffset);
+}
+
+std::uint32_t FramewiseStorage::loadFrame(std::int64_t frameId) {
+    frame.fill(stream, frameId, frames.getFrameInfo(frameId).blobOffset);
+    return frame.numberOfScans();
+}
+
+void FramewiseStorage::read(const ScanRange& range, const DecodingRules& rules, ScanSink& sink) {
+    LUMO_ASSERT(range.begin < range.end);
+    loadFrame(range.frameId);
+    const LoadedRange loaded{range, checkedPeakBound(range)};
+    const FrameScans scans = scansOfFrame(rules);
+    sink.start(loaded);
+    for (std::uint32_t next = range.begin; next < range.end;) {
+        const ScanBatch batch = nextBatch(next, loaded, sink.peaksPerBatch());
+        ScanTargets targets = sink.place(batch);
+        if (batch.peakBound == 0) {
+            targets.advanceOverEmptyScans(batch.size());
+        } else {
+            kernel.decode(scans, batch.begin, batch.end, rules.limit, targets);
+        }
+        sink.accept(batch, targets);
+        next = batch.end;
+    }
+}
+
+// The range may claim billions of scans that the frame does not have.
+std::uint64_t FramewiseStorage::checkedPeakBound(const ScanRange& range) const {
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;
+    std::uint64_t peakBound = 0;
+    const std::uint32_t existingEnd = std::min(range.end, frame.numberOfScans());
+    for (std::uint32_t scan = range.begin; scan < existingEnd && !frame.isWithoutPeaks(); ++scan) {
+        frame.get(scan, first, last);
+        if ((last - first) % 2 != 0) {
+            LUMO_THROW(CorruptScanDataError(range.frameId, scan,
+                                            "number of decompressed entries not an even number."));
+        }
+        peakBound += (last - first) / 2;
+    }
+    if (range.end > existingEnd) {
+        frame.get(std::max(range.begin, existingEnd), first, last);
+    }
+    return peakBound;
+}
+
+std::uint64_t FramewiseStorage::peakBoundOf(std::uint32_t scan) const {
+    const std::span<const std::uint32_t> starts = frame.scanStarts();
+    return (starts[scan + 1] - starts[scan]) / 2;
+}
+
+ScanBatch FramewiseStorage::nextBatch(std::uint32_t begin, const LoadedRange& loaded,
+                                      std::uint64_t peaksPerBatch) const {
+    ScanBatch batch{begin, loaded.range.end, *loaded.peakBound};
+    if (batch.peakBound <= peaksPerBatch) {
+        return batch;
+    }
+    batch.end = begin;
+    batch.peakBound = 0;
+    do {
+        batch.peakBound += peakBoundOf(batch.end++);
+    } while (batch.end < loaded.range.end && batch.peakBound + peakBoundOf(batch.end) <= peaksPerBatch);
+    return batch;
+}
+
+FrameScans FramewiseStorage::scansOfFrame(const DecodingRules& rules) const {
+    const ByteBuffer& shuffled = frame.shuffledWords();
+    return {shuffled.data(), shuffled.size() / sizeof(std::uint32_t), frame.scanStarts().data(),
+            rules.limit.binCount(), rules.scale};
+}
+
+std::pair<const std::byte*, std::uint32_t> FramewiseStorage::getScanBlob(std::int64_t, std::uint32_t) {
+    LUMO_THROW(std::runtime_error("Unexpected call to getScanBlob for analysis with frame compression"));
+}
+
+const ByteBuffer& FramewiseStorage::getDecompressedScanData(std::int64_t frameId, std::uint32_t scan,
+                                                            std::uint32_t& start, std::uint32_t& end) {
+    loadFrame(frameId);
+    return frame.get(scan, start, end);
+}
+
+}  // namespace lumo::io::kova

@@ -1,0 +1,82 @@
+#include "kova-data-reader/scan-reading/scanwise_storage.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "diag/assert.h"
+#include "diag/errors.h"
+#include "diag/throw.h"
+#include "kova-data-reader/blob/limits.h"
+#include "kova-data-reader/blob/lzf.h"
+#include "kova-data-reader/database/frame_info.h"
+#include "kova-data-reader/scan-decoding/bin_limit.h"
+
+namespace lumo::io::kova {
+
+std::uint32_t ScanwiseStorage::numberOfScans(std::int64_t frameId) {
+    cache.ensureFrameHeaderLoaded(stream, frameId, frames.getFrameInfo(frameId).blobOffset);
+    return cache.numberOfScans();
+}
+
+void ScanwiseStorage::hintWillReadScanRange(const ScanRange& range) {
+    const std::int64_t position = frames.getFrameInfo(range.frameId).blobOffset;
+    cache.fillRange(stream, range.frameId, position, range.begin, range.end);
+}
+
+void ScanwiseStorage::read(const ScanRange& range, const DecodingRules& rules, ScanSink& sink) {
+    LUMO_ASSERT(range.begin < range.end);
+    hintWillReadScanRange(range);
+    sink.start({range, std::nullopt});
+    for (std::uint32_t scan = range.begin; scan < range.end; ++scan) {
+        const std::span<const std::byte> runs = decompressedScan(range.frameId, scan);
+        const std::size_t peaks = countRunLengthPeaks(runs);
+        const ScanBatch batch{scan, scan + 1, peaks};
+        ScanTargets targets = sink.place(batch);
+        kernel.decode({runs, peaks, rules.limit.binCount(), rules.scale}, rules.limit, targets);
+        sink.accept(batch, targets);
+    }
+}
+
+std::span<const std::byte> ScanwiseStorage::decompressedScan(std::int64_t frameId, std::uint32_t scan) {
+    const auto [input, length] = getScanBlob(frameId, scan);
+    const std::size_t size = length == 0 ? 0 : decompress(frameId, scan, {input, length});
+    if (size % 4 != 0) {
+        LUMO_THROW(CorruptScanDataError(frameId, scan, "LZF-decompressed size not a multiple of 4."));
+    }
+    return {values.data(), size};
+}
+
+std::size_t ScanwiseStorage::decompress(std::int64_t frameId, std::uint32_t scan,
+                                        std::span<const std::byte> input) {
+    try {
+        std::size_t produced = uimf::decompressLzf(input.data(), input.size(), values.data(), values.size());
+        while (produced == 0) {
+            if (values.size() == limits::kMaxDecompressedScanSizeBytes) {
+                LUMO_THROW(
+                    CorruptScanDataError(frameId, scan, "Maximum decompression-buffer size exceeded."));
+            }
+            values.resize(std::min(2 * values.size() + 1, limits::kMaxDecompressedScanSizeBytes));
+            produced = uimf::decompressLzf(input.data(), input.size(), values.data(), values.size());
+        }
+        return produced;
+    } catch (const uimf::InvalidInputStream&) {
+        LUMO_THROW(CorruptScanDataError(frameId, scan, "Corrupt LZF input stream."));
+    }
+}
+
+std::pair<const std::byte*, std::uint32_t> ScanwiseStorage::getScanBlob(std::int64_t frameId,
+                                                                        std::uint32_t scan) {
+    const std::int64_t position = frames.getFrameInfo(frameId).blobOffset;
+    if (!cache.contains(position, scan)) {
+        cache.fillScan(stream, frameId, position, scan);
+    }
+    return cache.get(frameId, scan);
+}
+
+const ByteBuffer& ScanwiseStorage::getDecompressedScanData(std::int64_t, std::uint32_t, std::uint32_t&,
+                                                           std::uint32_t&) {
+    LUMO_THROW(
+        std::runtime_error("Unexpected call to getDecompressedScanData for analysis with scan compression"));
+}
+
+}  // namespace lumo::io::kova

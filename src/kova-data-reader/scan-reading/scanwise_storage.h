@@ -1,0 +1,43 @@
+#pragma once
+
+#include <istream>
+
+#include "kova-data-reader/blob/byte_buffer.h"
+#include "kova-data-reader/blob/kvd_reader_cache.h"
+#include "kova-data-reader/scan-decoding/run_length_kernel.h"
+#include "kova-data-reader/scan-reading/scan_storage.h"
+
+namespace lumo::io::kova {
+
+class FrameInfoTable;
+
+// Scans that are compressed one by one. A range's compressed bytes are fetched at once; then each scan is decompressed
+// into a working buffer, where it can turn out to be corrupt, and its runs are expanded to where the sink wants them.
+class ScanwiseStorage final : public ScanStorage {
+public:
+    // Both must outlive it.
+    ScanwiseStorage(std::istream& blobStream, FrameInfoTable& frameTable)
+        : stream(blobStream), frames(frameTable) {}
+
+    std::uint32_t numberOfScans(std::int64_t frameId) override;
+    std::uint32_t loadFrame(std::int64_t frameId) override { return numberOfScans(frameId); }
+    void hintWillReadScanRange(const ScanRange& range) override;
+    void read(const ScanRange& range, const DecodingRules& rules, ScanSink& sink) override;
+    std::pair<const std::byte*, std::uint32_t> getScanBlob(std::int64_t frameId, std::uint32_t scan) override;
+    const ByteBuffer& getDecompressedScanData(std::int64_t frameId, std::uint32_t scan, std::uint32_t& start,
+                                              std::uint32_t& end) override;
+
+private:
+    std::span<const std::byte> decompressedScan(std::int64_t frameId, std::uint32_t scan);
+    std::size_t decompress(std::int64_t frameId, std::uint32_t scan, std::span<const std::byte> input);
+
+    static constexpr std::size_t kInitialBufferSizeBytes = std::size_t{64} * 1024;
+
+    std::istream& stream;
+    FrameInfoTable& frames;
+    KvdReaderCache cache;
+    ByteBuffer values{kInitialBufferSizeBytes};
+    RunLengthKernel kernel;
+};
+
+}  // namespace lumo::io::kova
