@@ -95,11 +95,6 @@ PrecursorStripeAccumlator::PrecursorStripeAccumlator(std::int64_t parentId, std:
       transformator(calibration.transformator),
       widths(calibration.tA, calibration.tDelay, calibration.tBase, D) {}
 
-void PrecursorStripeAccumlator::restart() {
-    projector = {};
-    addedFrames = 0;
-}
-
 void PrecursorStripeAccumlator::add(const Scans& scans) {
     const std::uint64_t bins = std::max<std::uint64_t>(projector.count(), neededBins(scans));
     if (bins > kMaxBins) {
@@ -108,7 +103,6 @@ void PrecursorStripeAccumlator::add(const Scans& scans) {
     }
     projector.setParameters(0, bins);
     projector.add(scans);
-    ++addedFrames;
 }
 
 LineSpectrum PrecursorStripeAccumlator::lineSpectrum() {

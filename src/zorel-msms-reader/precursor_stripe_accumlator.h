@@ -1,7 +1,8 @@
 #pragma once
 
-#include <cstddef>
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "calibration/i_calibration_transformator.h"
@@ -42,16 +43,19 @@ public:
     double scanNumber() const { return centreScan; }
     const std::vector<std::int64_t>& frameIds() const { return frames; }
 
-    void addFrameId(std::int64_t frameId) { frames.push_back(frameId); }
+    void addFrameId(std::int64_t frameId) {
+        frames.push_back(frameId);
+        finalFrame = std::max(finalFrame, frameId);
+    }
 
     // Forgets what was accumulated.
-    void restart();
+    void restart() { projector = {}; }
 
-    // Adds the next one of its frames.
+    // Adds the scans of one of its frames; of one that is listed twice, twice.
     void add(const lumo::algorithm::DataFrame<int, int>& scans);
 
-    // True once every entry of the frame list was added; a frame that is listed twice is added twice.
-    bool isComplete() const { return addedFrames == frames.size(); }
+    // The greatest of its frame ids. What it holds after it has been added once is the precursor's spectrum.
+    std::int64_t lastFrame() const { return finalFrame; }
 
     std::vector<std::int32_t> profile() const { return projector.profile(); }
     LineSpectrum lineSpectrum();
@@ -62,7 +66,7 @@ private:
     std::int64_t endScan;
     double centreScan;
     std::vector<std::int64_t> frames;
-    std::size_t addedFrames = 0;
+    std::int64_t finalFrame = std::numeric_limits<std::int64_t>::min();
     ::lumo::calibration::ICalibrationTransformatorPtr transformator;
     lumo::algorithm::variableWidth<unsigned long> widths;
     lumo::algorithm::FullProfileProjector<int> projector;

@@ -149,7 +149,7 @@ void ZorelMsmsSpectraReader::extractPrecursorSpectra(const lineSpectraCallback& 
             }
             PrecursorStripeAccumlator& accumulator = found->second;
             accumulator.add(stripes.read(frame, accumulator.scanBegin(), accumulator.scanEnd()));
-            if (accumulator.isComplete()) {
+            if (frame == accumulator.lastFrame()) {
                 emit(id, accumulator, line, profile);
                 accumulators.erase(found);
             }
