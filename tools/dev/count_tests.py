@@ -1,0 +1,22 @@
+#!/usr/bin/env python3
+"""Adds up the result files of the presets given and ends with the line "N passed, N failed"."""
+
+import sys
+import xml.etree.ElementTree as tree
+
+passed = failed = skipped = 0
+for preset in sys.argv[1:]:
+    try:
+        suite = tree.parse(f"build/results/{preset}.xml").getroot()
+    except (OSError, tree.ParseError):
+        failed += 1
+        continue
+    counts = {key: int(suite.get(key, 0)) for key in ("tests", "failures", "skipped", "disabled")}
+    left_out = counts["skipped"] + counts["disabled"]
+    print(f"{preset}: {counts['tests'] - counts['failures'] - left_out} passed, {counts['failures']} failed, "
+          f"{left_out} skipped")
+    passed += counts["tests"] - counts["failures"] - left_out
+    failed += counts["failures"]
+    skipped += left_out
+print(f"{passed} passed, {failed} failed")
+sys.exit(1 if failed or not passed else 0)
