@@ -16,7 +16,7 @@ namespace {
 
 using namespace kova_tool;
 
-constexpr HelpText kHelp = {
+constexpr HelpText kToolHelp = {
     R"(`kova VERB --help` tells more about a verb. Numbers in CSV and JSON are exact: they read back as the same
 numbers. Progress is shown on standard error if that is a terminal.
 
@@ -42,7 +42,7 @@ void describe(CLI::App& app) {
     app.description("Shows what ion-mobility time-of-flight analyses hold.");
     app.set_version_flag("--version", "kova " KOVADATA_VERSION_STRING, "print the version and exit");
     app.set_help_flag("-h,--help", "print this help and exit");
-    app.footer(footerOf(kHelp));
+    app.footer(footerOf(kToolHelp));
     app.get_formatter()->label("SUBCOMMAND", "VERB");
     app.get_formatter()->label("REQUIRED", "(required)");
     app.get_formatter()->label("Excludes", "not with");

@@ -7,7 +7,7 @@
 namespace kova_tool {
 namespace {
 
-constexpr HelpText kHelp = {
+constexpr HelpText kCheckHelp = {
     R"(Reads every scan of every frame. Damaged frames are reported, and the totals are those of the others.
 CRC-32 is taken over what kova_read_scans_internal() returns for the whole scan range of each frame, in
 ascending order of frame id: equal sums mean equal peaks, whatever the storage scheme.
@@ -45,7 +45,7 @@ int runCheck(const CommonOptions& options) {
 }  // namespace
 
 void addCheck(CLI::App& app, Action& action) {
-    Verb<CommonOptions> verb(app, action, "check", "Reads everything and reports damage", kHelp);
+    Verb<CommonOptions> verb(app, action, "check", "Reads everything and reports damage", kCheckHelp);
     addAnalysis(verb.arguments(), verb.options());
     addJson(verb.arguments(), verb.options());
     addQuiet(verb.arguments(), verb.options());

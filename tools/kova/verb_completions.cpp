@@ -9,7 +9,7 @@
 namespace kova_tool {
 namespace {
 
-constexpr HelpText kHelp = {
+constexpr HelpText kCompletionsHelp = {
     R"(An installed kova needs this only where the shell does not look: the scripts are installed with it.
 )",
     R"(  source <(kova completions bash)
@@ -33,7 +33,7 @@ std::string scriptFor(const std::string& shell, const ProgramWords& words) {
 
 void addCompletions(CLI::App& app, Action& action) {
     Verb<CompletionsOptions> verb(app, action, "completions", "Prints a script that completes command lines",
-                                  kHelp);
+                                  kCompletionsHelp);
     CLI::Option* shell =
         verb.arguments().add_option("SHELL", verb.options().shell, "shell to write it for")->required();
     restrictTo(*shell, {"bash", "zsh", "fish"});

@@ -17,7 +17,7 @@
 namespace kova_tool {
 namespace {
 
-constexpr HelpText kHelp = {
+constexpr HelpText kConvertHelp = {
     R"(The units have the names of columns in the tables of other verbs: index (of the time of flight, counted
 from 0) and mz (Th); scan (number of the mobility scan, counted from 0), voltage (V, of the ramp),
 one_over_k0 (1/K0 in V s / cm^2, also called mobility) and ccs (collisional cross section in nitrogen, in
@@ -93,7 +93,7 @@ int runConvert(const ConvertOptions& options) {
 
 void addConvert(CLI::App& app, Action& action) {
     Verb<ConvertOptions> verb(app, action, "convert", "Converts values by the calibrations of a frame",
-                              kHelp);
+                              kConvertHelp);
     CLI::App& arguments = verb.arguments();
     ConvertOptions& options = verb.options();
     addAnalysis(arguments, options);

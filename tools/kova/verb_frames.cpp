@@ -19,7 +19,7 @@
 namespace kova_tool {
 namespace {
 
-constexpr HelpText kHelp = {
+constexpr HelpText kFramesHelp = {
     R"(Scans, peaks and the sum of the measured intensities are those that the metadata state; a frame for
 which they do not is read. The ranges are those of the frame's index bins and scans, converted by its
 calibrations; they are empty where a frame has none. Of an analysis without ion mobility each spectrum
@@ -37,19 +37,19 @@ struct FramesOptions : CommonOptions {
     bool read = false;
 };
 
-constexpr std::array<Column, 13> kColumns = {{{"id", "id", 6},
-                                              {"time", "time", 10, 3},
-                                              {"polarity", "pol", 3},
-                                              {"ms_level", "ms", 2},
-                                              {"scans", "scans", 5},
-                                              {"peaks", "peaks", 8},
-                                              {"intensity_sum", "intensity", 12},
-                                              {"lines", "lines", 8},
-                                              {"profile_points", "profile", 8},
-                                              {"mz_min", "m/z from", 9, 4},
-                                              {"mz_max", "m/z to", 9, 4},
-                                              {"one_over_k0_min", "1/K0 from", 9, 5},
-                                              {"one_over_k0_max", "1/K0 to", 8, 5}}};
+constexpr std::array<Column, 13> kFrameColumns = {{{"id", "id", 6},
+                                                   {"time", "time", 10, 3},
+                                                   {"polarity", "pol", 3},
+                                                   {"ms_level", "ms", 2},
+                                                   {"scans", "scans", 5},
+                                                   {"peaks", "peaks", 8},
+                                                   {"intensity_sum", "intensity", 12},
+                                                   {"lines", "lines", 8},
+                                                   {"profile_points", "profile", 8},
+                                                   {"mz_min", "m/z from", 9, 4},
+                                                   {"mz_max", "m/z to", 9, 4},
+                                                   {"one_over_k0_min", "1/K0 from", 9, 5},
+                                                   {"one_over_k0_max", "1/K0 to", 8, 5}}};
 
 // The columns, without text for those that the other format has.
 std::vector<Column> columnsOf(AnalysisFormat format) {
@@ -57,7 +57,7 @@ std::vector<Column> columnsOf(AnalysisFormat format) {
     const Names unused = format == AnalysisFormat::mobility
                              ? Names{"lines", "profile_points"}
                              : Names{"scans", "peaks", "intensity_sum", "one_over_k0_min", "one_over_k0_max"};
-    std::vector<Column> columns(kColumns.begin(), kColumns.end());
+    std::vector<Column> columns(kFrameColumns.begin(), kFrameColumns.end());
     for (Column& column : columns) {
         column.inText = std::ranges::find(unused, column.name) == unused.end();
     }
@@ -125,7 +125,7 @@ private:
             convertedRange(indexBins, [&](auto& ends) { return units.indexToMz(frame.id, ends); });
         const Range mobility = convertedRange(
             frame.scans.value_or(0), [&](auto& ends) { return units.scanToOneOverK0(frame.id, ends); });
-        table.row(std::array<Cell, kColumns.size()>{
+        table.row(std::array<Cell, kFrameColumns.size()>{
             Cell(frame.id), cell(frame.time), cell(frame.polarity), cell(frame.msLevel), cell(frame.scans),
             cell(frame.peaks), cell(frame.intensitySum), cell(frame.lines), cell(frame.profilePoints),
             smallestCell(mz), largestCell(mz), smallestCell(mobility), largestCell(mobility)});
@@ -144,7 +144,7 @@ private:
 
 void addFrames(CLI::App& app, Action& action) {
     Verb<FramesOptions> verb(app, action, "frames", "Lists the frames of an analysis, one line per frame",
-                             kHelp);
+                             kFramesHelp);
     FramesOptions& options = verb.options();
     addAnalysis(verb.arguments(), options);
     addCsvAndJson(verb.arguments(), options);

@@ -14,7 +14,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr HelpText kHelp = {
+constexpr HelpText kInfoHelp = {
     R"(What is told comes from the metadata; no frame is read, unless the metadata do not state the number of
 scans of the first one.
 )",
@@ -227,7 +227,7 @@ int runInfo(const CommonOptions& options) {
 }  // namespace
 
 void addInfo(CLI::App& app, Action& action) {
-    Verb<CommonOptions> verb(app, action, "info", "Tells what an analysis holds", kHelp);
+    Verb<CommonOptions> verb(app, action, "info", "Tells what an analysis holds", kInfoHelp);
     addAnalysis(verb.arguments(), verb.options());
     addJson(verb.arguments(), verb.options());
     addCalibration(verb.arguments(), verb.options());

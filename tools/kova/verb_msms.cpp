@@ -19,7 +19,7 @@
 namespace kova_tool {
 namespace {
 
-constexpr HelpText kHelp = {
+constexpr HelpText kMsmsHelp = {
     R"(For analyses in which precursors were selected and fragmented. The scans of all frames that fragment a
 precursor are summed up; its peaks are those of the sum. With --profile the indices of the sum that have
 an intensity stand in place of the peaks. m/z, charge, intensity and retention time of a precursor are
@@ -198,7 +198,8 @@ private:
 }  // namespace
 
 void addMsms(CLI::App& app, Action& action) {
-    Verb<MsmsOptions> verb(app, action, "msms", "Lists or exports the MS/MS spectra of precursors", kHelp);
+    Verb<MsmsOptions> verb(app, action, "msms", "Lists or exports the MS/MS spectra of precursors",
+                           kMsmsHelp);
     CLI::App& arguments = verb.arguments();
     MsmsOptions& options = verb.options();
     addAnalysis(arguments, options);

@@ -10,7 +10,7 @@
 namespace kova_tool {
 namespace {
 
-constexpr HelpText kHelp = {
+constexpr HelpText kPlotHelp = {
     R"(Kinds: tic (intensity over retention time), heatmap (m/z and mobility of a frame), mobilogram (intensity
 over mobility) and msms (the fragments of a precursor). Without -o the plot is written to KIND.png.
 
@@ -65,7 +65,7 @@ int runPlot(const PlotOptions& options) {
 }  // namespace
 
 void addPlot(CLI::App& app, Action& action) {
-    Verb<PlotOptions> verb(app, action, "plot", "Plots what an analysis holds", kHelp);
+    Verb<PlotOptions> verb(app, action, "plot", "Plots what an analysis holds", kPlotHelp);
     CLI::App& arguments = verb.arguments();
     PlotOptions& options = verb.options();
     CLI::Option* kind = arguments.add_option("KIND", options.kind, "kind of plot")->required();

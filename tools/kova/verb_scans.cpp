@@ -23,7 +23,7 @@
 namespace kova_tool {
 namespace {
 
-constexpr HelpText kHelp = {
+constexpr HelpText kScansHelp = {
     R"(A range a:b means the scans from a up to, not including, b; either end may be left out, and a single
 number means one scan. Intensities are normalised as the analysis asks for, unless --raw is given.
 The columns m/z and 1/K0 are empty where a frame has no such calibration.
@@ -34,11 +34,11 @@ The columns m/z and 1/K0 are empty where a frame has no such calibration.
 )",
     "the scans cannot be read"};
 
-constexpr std::array<Column, 5> kColumns = {{{"scan", "scan", 6},
-                                             {"index", "index", 9},
-                                             {"intensity", "intensity", 10},
-                                             {"mz", "m/z", 12, 5},
-                                             {"one_over_k0", "1/K0", 8, 5}}};
+constexpr std::array<Column, 5> kScanColumns = {{{"scan", "scan", 6},
+                                                 {"index", "index", 9},
+                                                 {"intensity", "intensity", 10},
+                                                 {"mz", "m/z", 12, 5},
+                                                 {"one_over_k0", "1/K0", 8, 5}}};
 
 struct ScansOptions : CommonOptions {
     std::int64_t frame = 0;
@@ -72,10 +72,10 @@ OptionalValues oneOverK0OfScans(PhysicalUnits& units, std::int64_t frame, const 
 }
 
 void writeTable(const Peaks& peaks, OutputFormat format, OutputBuffer& out) {
-    TableWriter table(out, format, kColumns);
+    TableWriter table(out, format, kScanColumns);
     std::size_t peak = 0;
     peaks.data.forEachScan([&](std::uint32_t scan, auto indices, auto intensities) {
-        std::array<Cell, kColumns.size()> cells;
+        std::array<Cell, kScanColumns.size()> cells;
         cells[0] = std::uint64_t{scan};
         if (peaks.oneOverK0) {
             cells[4] = (*peaks.oneOverK0)[scan - peaks.data.firstScan()];
@@ -159,7 +159,7 @@ int runScans(const ScansOptions& options) {
 }  // namespace
 
 void addScans(CLI::App& app, Action& action) {
-    Verb<ScansOptions> verb(app, action, "scans", "Prints the peaks of scans of one frame", kHelp);
+    Verb<ScansOptions> verb(app, action, "scans", "Prints the peaks of scans of one frame", kScansHelp);
     CLI::App& arguments = verb.arguments();
     ScansOptions& options = verb.options();
     addAnalysis(arguments, options);

@@ -18,7 +18,7 @@
 namespace kova_tool {
 namespace {
 
-constexpr HelpText kHelp = {
+constexpr HelpText kSpectrumHelp = {
     R"(For analyses without ion mobility. Prints the lines of the spectrum: their positions as they are stored, m/z,
 intensity and, where the analysis has them, widths. The column m/z is empty where the spectrum has no
 calibration.
@@ -134,7 +134,7 @@ private:
 
 void addSpectrum(CLI::App& app, Action& action) {
     Verb<SpectrumOptions> verb(app, action, "spectrum",
-                               "Prints one spectrum of an analysis without ion mobility", kHelp);
+                               "Prints one spectrum of an analysis without ion mobility", kSpectrumHelp);
     CLI::App& arguments = verb.arguments();
     SpectrumOptions& options = verb.options();
     addAnalysis(arguments, options);
