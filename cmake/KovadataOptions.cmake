@@ -35,3 +35,8 @@ if(KOVADATA_COVERAGE)
   target_compile_options(kovadata_options INTERFACE --coverage)
   target_link_options(kovadata_options INTERFACE --coverage)
 endif()
+
+# A compiler cache finds more without precompiled headers, whose bytes differ from build folder to build folder.
+if(CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
+endif()
