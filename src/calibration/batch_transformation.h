@@ -4,6 +4,7 @@
 #include <span>
 
 #include "calibration/failure_mask.h"
+#include "diag/assert.h"
 
 namespace lumo::calibration {
 
@@ -21,6 +22,7 @@ public:
     // output is complete but for the failed elements, which are unspecified.
     template <class In, class Out, class Kernel>
     static void transform(std::span<const In> in, std::span<Out> out, const Kernel& kernel) {
+        LUMO_ASSERT(in.size() == out.size());
         const Job<In, Out, Kernel> job{in.data(), out.data(), kernel};
         run(in.size(), &Job<In, Out, Kernel>::convert, &job);
     }

@@ -4,10 +4,13 @@
 #include <cmath>
 #include <limits>
 
+#include "diag/assert.h"
+
 namespace lumo::calibration {
 
 MassRange TurningPoints::intervalAround(double mass) const {
     constexpr double infinity = std::numeric_limits<double>::infinity();
+    LUMO_ASSERT(!any || low <= high);
     if (!any) {
         return {-infinity, infinity};
     }

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "diag/assert.h"
 #include "diag/throw.h"
 
 namespace lumo::calibration::kova {
@@ -26,6 +27,7 @@ void convertScanRange(std::vector<double>& out, int begin, int end, const Conver
 // in registers.
 template <class Conversion>
 void convertArray(std::span<const double> in, std::span<double> out, const Conversion convert) {
+    LUMO_ASSERT(in.size() == out.size());
     for (std::size_t i = 0; i < in.size(); ++i) {
         out[i] = convert(in[i]);
     }

@@ -12,6 +12,7 @@
 #include <execinfo.h>
 #include <link.h>
 
+#include "diag/assert.h"
 #include "diag/symbol_table.h"
 
 namespace lumo::diag {
@@ -86,6 +87,7 @@ private:
 }  // namespace
 
 StackTrace StackTrace::capture(int skippedFrames) {
+    LUMO_ASSERT(skippedFrames >= 0);
     std::array<void*, kMaxFrames> buffer;  // NOLINT(*-member-init): 8 KiB, filled as far as they are read
     const int count = backtrace(buffer.data(), kMaxFrames);
     const int first = skippedFrames + 1;

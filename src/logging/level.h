@@ -3,6 +3,8 @@
 #include <optional>
 #include <string_view>
 
+#include "diag/assert.h"
+
 namespace lumo::logging {
 
 enum class Level : int { Trace = 0, Debug = 1, Info = 2, Warn = 3, Error = 4, Fatal = 5, Off = 6 };
@@ -11,6 +13,7 @@ inline constexpr int kLevels = 7;
 
 constexpr std::string_view levelName(Level level) {
     constexpr std::string_view names[kLevels] = {"TRACE", "DEBUG", "INFO", "WARN", "ERROR", "FATAL", "OFF"};
+    LUMO_ASSERT(level >= Level::Trace && level <= Level::Off);
     return names[static_cast<int>(level)];
 }
 

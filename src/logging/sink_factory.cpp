@@ -8,6 +8,7 @@
 #include <spdlog/sinks/stdout_sinks.h>
 #include <unistd.h>
 
+#include "diag/assert.h"
 #include "diag/throw.h"
 #include "logging/async_sink.h"
 #include "logging/locked_sink.h"
@@ -41,6 +42,7 @@ std::string withProcessId(std::string file) {
 
 std::unique_ptr<sinks::sink> openRollingFile(const std::string& pattern, std::size_t maxSize,
                                              std::size_t maxFiles) {
+    LUMO_ASSERT(maxFiles >= 1);
     const std::string file = withProcessId(pattern);
     std::error_code error;
     // Opening a pipe would wait for its reader.
@@ -82,6 +84,7 @@ std::shared_ptr<sinks::sink> makeEnd(const SinkSettings& settings) {
 }
 
 std::shared_ptr<sinks::sink> makeSink(const SinkSettings& settings) {
+    LUMO_ASSERT(settings.queue >= 1);
     std::shared_ptr<sinks::sink> sink = makeEnd(settings);
     if (settings.async) {
         sink = std::make_shared<AsyncSink>(std::move(sink), settings.queue, settings.overflow);

@@ -4,6 +4,7 @@
 
 #include <spdlog/common.h>
 
+#include "diag/assert.h"
 #include "logging/level.h"
 
 namespace lumo::logging {
@@ -12,6 +13,7 @@ inline spdlog::level::level_enum toSpdlog(Level level) {
     constexpr std::array levels = {spdlog::level::trace, spdlog::level::debug, spdlog::level::info,
                                    spdlog::level::warn,  spdlog::level::err,   spdlog::level::critical,
                                    spdlog::level::off};
+    LUMO_ASSERT(level >= Level::Trace && level <= Level::Off);
     return levels[static_cast<std::size_t>(level)];
 }
 

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "diag/assert.h"
 #include "diag/throw.h"
 
 namespace lumo::math {
@@ -23,6 +24,7 @@ public:
     LinearlyContinuedFunction(const Inner& function, const ContinuationEnd& lowEnd,
                               const ContinuationEnd& highEnd)
         : inner(function), low(lowEnd), high(highEnd) {
+        LUMO_ASSERT(!(low.position > high.position));
         if (low.slope * high.slope <= 0.0) {
             LUMO_THROW(std::invalid_argument("slopes must be non-zero and have same sign."));
         }

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "diag/assert.h"
+
 namespace lumo::algorithm {
 
 // Scans of one frame, decoded and laid end to end: scan s owns the entries from scanOffsets[s] up to
@@ -25,6 +27,7 @@ struct DataFrame {
     }
 
     std::size_t numberOfPeaks() const {
+        LUMO_ASSERT(scanOffsets.empty() || numberOfScans < scanOffsets.size());
         return scanOffsets.empty() ? 0 : static_cast<std::size_t>(scanOffsets[numberOfScans]);
     }
 };

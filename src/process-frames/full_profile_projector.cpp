@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "diag/assert.h"
 #include "diag/throw.h"
 
 namespace lumo::algorithm {
@@ -48,6 +49,7 @@ void FullProfileProjector<Intensity>::setFixedCapacity(std::size_t newCapacity) 
 template <class Intensity>
 void FullProfileProjector<Intensity>::add(const DataFrame<int, Intensity>& frame) {
     const std::size_t peaks = frame.numberOfPeaks();
+    LUMO_ASSERT(peaks <= frame.indices.size() && peaks <= frame.intensities.size());
     if (!hasBins() &&
         (collectedCount + peaks) * (sizeof(std::uint32_t) + sizeof(Intensity)) > bins * sizeof(Intensity)) {
         makeDense();

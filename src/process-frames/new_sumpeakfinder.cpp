@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <stdexcept>
 
+#include "diag/assert.h"
 #include "diag/throw.h"
 #include "process-frames/full_profile_projector.h"
 
@@ -92,6 +93,8 @@ void partial_sum_calculations(std::span<const int> y, std::size_t n, std::size_t
 void localMaxima(std::span<const int> y, std::size_t n, std::span<const double> differences,
                  std::span<const double> areas, const WidthTable& widths, std::size_t shift,
                  std::size_t offset, PeakSink& sink) {
+    LUMO_ASSERT(y.empty() || n == 2 * shift + 1 || (differences.size() >= n && areas.size() >= n));
+    LUMO_ASSERT(y.empty() || y.size() >= n);
     if (y.empty() || 2 * shift > n) {
         return;
     }

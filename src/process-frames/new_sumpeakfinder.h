@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "diag/assert.h"
 #include "process-frames/algorithm/variable_width.h"
 
 namespace lumo::algorithm {
@@ -21,7 +22,9 @@ public:
           positions(positionsOut),
           intensities(intensitiesOut),
           areas(areasOut),
-          count(positionsOut.size()) {}
+          count(positionsOut.size()) {
+        LUMO_ASSERT(intensities.size() == count && areas.size() == count);
+    }
     PeakSink(const PeakSink&) = delete;
     PeakSink& operator=(const PeakSink&) = delete;
     ~PeakSink() { resize(count); }
@@ -124,6 +127,7 @@ struct MaximumWindow {
 };
 inline MaximumWindow maximumWindow(std::size_t k, std::size_t next, std::size_t n, std::size_t shift,
                                    std::size_t wideStart) {
+    LUMO_ASSERT(n > 0);
     MaximumWindow window{k + shift, k + shift + 1};
     if (wideStart < next) {
         window = {shift + std::max<std::size_t>(k, 1) - 1, shift + (k + 1 < n ? k + 1 : k)};

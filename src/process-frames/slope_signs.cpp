@@ -1,5 +1,9 @@
 #include "process-frames/slope_signs.h"
 
+#include <algorithm>
+
+#include "diag/assert.h"
+
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
@@ -19,6 +23,7 @@ __m128i fourSlopes(const std::int32_t* sum, std::ptrdiff_t half) {
 }
 
 SlopeSigns slopeSignsOfAscending(const std::int32_t* sum, std::size_t half, std::size_t count) {
+    LUMO_ASSERT(count <= 64 && std::is_sorted(sum - half, sum + count + half));
     const auto h = static_cast<std::ptrdiff_t>(half);
     SlopeSigns signs;
     for (std::size_t group = 0; group < count; group += kSlopeGroup, sum += kSlopeGroup) {
@@ -42,6 +47,7 @@ SlopeSigns slopeSignsOfAscending(const std::int32_t* sum, std::size_t half, std:
 }  // namespace
 
 SlopeSigns slopeSigns(const std::int32_t* sum, std::size_t half, std::size_t count) {
+    LUMO_ASSERT(count <= 64);
     const auto h = static_cast<std::ptrdiff_t>(half);
     SlopeSigns signs;
     for (std::size_t i = 0; i < count; ++i, ++sum) {

@@ -4,6 +4,7 @@
 #include <bit>
 #include <limits>
 
+#include "diag/assert.h"
 #include "process-frames/full_profile_projector.h"
 
 namespace lumo::algorithm {
@@ -43,6 +44,7 @@ void SparseSumPeakFinder::find(const SparseProfile& profile, const WidthTable& w
 }
 
 void SparseSumPeakFinder::begin(const SparseProfile& profile, const WidthTable& widths) {
+    LUMO_ASSERT(profile.isConsistent());
     count = profile.count;
     runs = profile.runs;
     nextRun = 0;
@@ -246,18 +248,21 @@ void SparseSumPeakFinder::report(const SmoothingRange& range, std::size_t firstF
 }
 
 std::int32_t SparseSumPeakFinder::valueAt(std::size_t bin) const {
+    LUMO_ASSERT(hasSums(bin, 1));
     const std::int32_t* const sum = sumAt(bin);
     return wrappingDifference(sum[0], sum[-1]);
 }
 
 double SparseSumPeakFinder::slopeAt(const SmoothingRange& range, std::size_t bin) const {
     const auto h = static_cast<std::ptrdiff_t>(range.half);
+    LUMO_ASSERT(hasSums(bin, range.half));
     const std::int32_t* const sum = sumAt(bin);
     return (static_cast<double>(sum[h]) + sum[-h] - 2.0 * sum[0]) / static_cast<double>(range.half);
 }
 
 double SparseSumPeakFinder::areaAt(const SmoothingRange& range, std::size_t bin) const {
     const auto reach = static_cast<std::ptrdiff_t>(range.reach);
+    LUMO_ASSERT(hasSums(bin, range.reach - 1));
     const std::int32_t* const sum = sumAt(bin);
     return static_cast<double>(sum[reach - 1]) - static_cast<double>(sum[1 - reach]);
 }

@@ -75,6 +75,10 @@ private:
     // At bins of the current stretch.
     std::int32_t valueAt(std::size_t bin) const;
     const std::int32_t* sumAt(std::size_t bin) const { return sums.data() + 1 + (bin - stretch.begin); }
+    // Whether the stretch has the sums of all bins that are up to `distance` away; for assertions.
+    bool hasSums(std::size_t bin, std::size_t distance) const {
+        return bin + 1 >= stretch.begin + distance && bin + 1 + distance < stretch.begin + summedUp;
+    }
     double slopeAt(const SmoothingRange& range, std::size_t bin) const;
     double areaAt(const SmoothingRange& range, std::size_t bin) const;
     double largestArea(const SmoothingRange& range, const MaximumWindow& window) const;

@@ -3,9 +3,17 @@
 #include <algorithm>
 #include <bit>
 
+#include "diag/assert.h"
+
 namespace lumo::algorithm {
 
 namespace {
+
+bool areInside(WorkingProfile::Parts parts, std::size_t binCount) {
+    return std::ranges::all_of(parts, [&](const auto& part) {
+        return std::ranges::all_of(part.binView(), [&](std::uint32_t bin) { return bin < binCount; });
+    });
+}
 
 template <class T>
 void growTo(std::vector<T>& values, std::size_t count) {
@@ -22,6 +30,9 @@ SparseProfile WorkingProfile::sumUp(Parts parts, std::size_t binCount) {
         peaks += part.count;
     }
     reserve(binCount, std::min(peaks, binCount));
+    LUMO_ASSERT(areInside(parts, binCount));
+    LUMO_ASSERT(
+        std::all_of(hit.get(), hit.get() + capacity / kBinsPerWord, [](auto word) { return word == 0; }));
     return form(parts, binCount,
                 {hit.get(), hitWords.data(), occupiedBefore.data(), runs.data(), sums.data()});
 }

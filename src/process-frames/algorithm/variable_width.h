@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "diag/assert.h"
+
 namespace lumo::algorithm {
 
 // A table of odd smoothing widths that grow with the time-of-flight index, in segments of equal width:
@@ -25,9 +27,9 @@ public:
 
     std::size_t size() const { return width.size(); }
     bool empty() const { return width.empty(); }
-    Index startOf(std::size_t segment) const { return start[segment]; }
-    Index endOf(std::size_t segment) const { return end[segment]; }  // inclusive
-    Index widthOf(std::size_t segment) const { return width[segment]; }
+    Index startOf(std::size_t segment) const { return entryOf(start, segment); }
+    Index endOf(std::size_t segment) const { return entryOf(end, segment); }  // inclusive
+    Index widthOf(std::size_t segment) const { return entryOf(width, segment); }
     std::size_t coveredLength() const { return covered; }
 
     // First index of the first segment that is at least 3 wide; 0 when there is none.
@@ -41,6 +43,10 @@ private:
         double D = 0.0;
     };
 
+    static Index entryOf(const std::vector<Index>& entries, std::size_t segment) {
+        LUMO_ASSERT(segment < entries.size());
+        return entries[segment];
+    }
     void clear();
 
     std::vector<Index> start;
