@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
-"""Compiles kovadata.hpp alone, with every compiler and standard there is, under more warnings than the project's own."""
+"""Compiles kovadata.hpp with every compiler and standard there is, and each header of its topics alone, under more warnings than
+the project's own."""
 
 import argparse
+import pathlib
 import subprocess
 import sys
 
@@ -20,6 +22,10 @@ HOSTILE = ("#include <algorithm>\n#include <limits>\n#include <memory>\n#include
 HEADER = "#include <kovadata/kovadata.hpp>\n"
 
 
+def headers(include: str) -> list[pathlib.Path]:
+    return sorted(pathlib.Path(include, "kovadata").glob("*.hpp"))
+
+
 def run(compiler: str, include: str, source: str, *flags: str) -> str:
     command = [compiler, f"-I{include}", *flags, "-x", "c++", "-"]
     result = subprocess.run(command, input=source, capture_output=True, text=True)
@@ -33,7 +39,7 @@ def macros(compiler: str, include: str, source: str) -> set[str]:
 
 
 def leaked_macros(compiler: str, include: str) -> list[str]:
-    text = open(f"{include}/kovadata/kovadata.hpp", encoding="utf-8").read()
+    text = "".join(path.read_text(encoding="utf-8") for path in headers(include))
     others = "".join(f"{line}\n" for line in [*text.splitlines(), "#include <stdint.h>"] if line.startswith("#include <"))
     added = macros(compiler, include, HEADER) - macros(compiler, include, others)
     return sorted(name for name in added if not name.startswith("KOVADATA_"))
@@ -54,6 +60,9 @@ def main() -> None:
         if leaked:
             sys.exit(f"{compiler}: the header defines {' '.join(leaked)}")
         print(f"{compiler}: {' '.join(standards)}")
+    for path in headers(arguments.include):
+        run(arguments.compilers[0], arguments.include, f"#include <kovadata/{path.name}>\nint main() {{}}\n", "-std=c++20",
+            "-fsyntax-only", "-Werror", "-Wall")
 
 
 if __name__ == "__main__":
