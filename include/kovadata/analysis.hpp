@@ -71,8 +71,8 @@ public:
      * @throws Error  if the frame cannot be read
      */
     [[nodiscard]] std::uint32_t countScans(std::int64_t frameId) {
-        std::uint64_t there = 0;   // so many there are at least,
-        std::uint64_t beyond = 1;  // and fewer than these, once the first loop has ended
+        std::uint64_t there = 0;   // the frame has at least this many,
+        std::uint64_t beyond = 1;  // and fewer than this once the first loop has ended
         while (hasScan(frameId, beyond - 1)) {
             there = beyond;
             beyond *= 2;
@@ -298,7 +298,7 @@ public:
     /** @} */
 
 private:
-    // A scan with damaged data is there nevertheless.
+    // A scan whose data are damaged exists.
     bool hasScan(std::int64_t frameId, std::uint64_t scan) {
         if (scan >= (std::numeric_limits<std::uint32_t>::max)()) {
             return false;

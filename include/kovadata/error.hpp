@@ -48,7 +48,7 @@ inline std::uint32_t checkedCount(std::size_t count) {
     return static_cast<std::uint32_t>(count);
 }
 
-// More room than a call can be told of is as good as the most that it can.
+// For sizes of memory: a call is told of at most this much room, even if there is more.
 inline std::uint32_t countAtMost(std::size_t count) noexcept {
     constexpr std::size_t most = (std::numeric_limits<std::uint32_t>::max)();
     return static_cast<std::uint32_t>((std::min)(count, most));

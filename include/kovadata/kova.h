@@ -21,11 +21,11 @@
  *  4. **Threads.** The library takes no locks. Different handles may be used by different threads at the same time;
  *     one handle must not be used by two threads at the same time. A handle may be opened on one thread and used on
  *     another. For parallel reading open one handle per thread.
- *  5. **Processes.** A handle must not be used on both sides of a fork(): open anew in the child.
+ *  5. **Processes.** A handle must not be used on both sides of a fork(): open the analysis again in the child.
  *  6. **Files.** Nothing in the analysis directory is ever written or created. An analysis may still be growing while
  *     it is open; locks held by a writer on the database are waited for up to 15 seconds. A program that itself writes
  *     the database in SQLite's write-ahead mode opens it for writing first. When the writer ends while a handle is open,
- *     SQLite leaves its log (`analysis.kvd-wal`) behind, which belongs to the analysis then.
+ *     SQLite leaves its log (`analysis.kvd-wal`) there, which belongs to the analysis then.
  *  7. **Pointers.** Where a pointer may be NULL it is said so. Text is UTF-8 and zero-terminated.
  */
 #ifndef KOVADATA_KOVA_H

@@ -22,7 +22,7 @@
  *     is a std::bad_alloc. After any of them objects are still usable; what they were to receive is unspecified.
  *  2. **Ownership.** An analysis owns its handle and closes it. Spans that a function takes are borrowed until it returns;
  *     spans that it returns say whose memory they look at. Views of a temporary Frame do not compile.
- *  3. **Memory.** Nothing is allocated behind the caller's back: memory is taken for what a call returns, or for an object that
+ *  3. **Memory.** Memory is taken only for what a call returns, or for an object that
  *     is handed over to be filled and is too small (Frame, Array, LineSpectrum), which keeps it for the next call.
  *  4. **Threads.** One analysis must not be used by two threads at the same time; its functions are therefore not const.
  *     Different analyses may be. For parallel reading open one analysis per thread.

@@ -22,7 +22,7 @@ os.register_at_fork(after_in_child=_after_fork_in_child)
 
 
 class ForkAware:
-    """Something with a lock that belongs to the process that made it, and starts anew in a forked child."""
+    """Something with a lock that belongs to the process that made it, and starts again in a forked child."""
 
     def __init__(self) -> None:
         self._start_anew()

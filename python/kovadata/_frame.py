@@ -208,7 +208,7 @@ class Frame:
 
     def _range(self, begin: Optional[int], end: Optional[int]) -> Tuple[int, int]:
         first = 0 if begin is None else scan_number(begin)
-        # What begins behind the last scan keeps one, so that the library says what is wrong.
+        # A range that begins after the last scan keeps one, so that the library says what is wrong.
         return first, max(self.num_scans, first + (first > 0)) if end is None else scan_number(end)
 
     def _peaks_read_ahead(self, begin: int, end: int) -> Optional[Peaks]:

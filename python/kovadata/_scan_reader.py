@@ -93,7 +93,7 @@ class ScanReader:
             failure = self._handle.failure()
         if str(failure).endswith("out of range."):
             return False
-        # A scan with damaged data is there nevertheless.
+        # A scan whose data are damaged exists.
         if str(failure).startswith("CorruptScanDataError"):
             return True
         raise failure

@@ -166,7 +166,7 @@ def _check(out: tuple[np.ndarray, ...], types: tuple[Any, ...]) -> None:
 def _checked(call: Callable[[], int], failure: Callable[[], Exception]) -> int:
     """Calls what gives 0 for an empty spectrum as well as for a failure.
 
-    To tell them apart it is called again behind another failure, the text of which no reading call gives.
+    To tell them apart it is called again after another failure, whose text no reading call gives.
     """
     count = call()
     if count:

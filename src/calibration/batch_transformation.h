@@ -12,6 +12,14 @@ namespace lumo::calibration {
 // is in a parallel region already, else in a parallel loop of contiguous pieces over the worker threads. The
 // forms give the same bits.
 //
+// How a loop becomes fast without a hand-written kernel: the models are plain values without virtual functions or
+// branches, the loop is compiled for each of them, and the compiler vectorises it. So there is one form of each formula
+// and nothing to keep equal. The loop does not stop at a failure; failures are counted, as doubles like the values, and
+// one exception is raised after the loop.
+//
+// What must stay true: an element's result depends on the element alone, not on its neighbours, the length of the array
+// or the number of threads.
+//
 // `Kernel` is called as `Out kernel(In, FailureMask&)` and must not throw. It is copied per piece, so that
 // the compiler keeps its constants in registers. Input and output may be the same array.
 class BatchTransformation {

@@ -10,6 +10,7 @@ constexpr double kGasMass = 28.0134;                // u, nitrogen
 constexpr double kTemperature = 305.0;              // K
 constexpr double kLumpedFactor = 18509.863216340458;
 
+// In double, since the amount of the smallest integer is no integer of the type.
 double absolute(std::int32_t charge) { return std::fabs(static_cast<double>(charge)); }
 
 double rootOfReducedMassTimesTemperature(std::int32_t charge, double mz) {

@@ -5,7 +5,8 @@
 namespace lumo::calibration::kova {
 
 // The voltage of a mobility ramp as a linear function of the scan number. A value; never invalid. Both
-// voltages have the same sign, and their amount falls from start to end.
+// voltages have the same sign, that of the polarity, and their amount falls from start to end. So the inverse
+// exists, and a ramp never passes the voltage 0, at which a mobility would have no meaning.
 class LinearVoltageRamp {
 public:
     // `ndelay` scans before the ramp of `ncycles` scans, from `vstart` at scan ndelay to `vend` at ndelay +

@@ -7,7 +7,8 @@
 
 namespace lumo::calibration {
 
-// t = A0 + S(A1 * m) + A2 * m
+// t = A0 + S(A1 * m) + A2 * m, with the signed root S of square_root.h: raw times below A0
+// give negative masses, and those convert back. The inverse is exact up to rounding (raw_mass_start.h).
 template <class Root>
 class RMQuadratic : public Uncorrected, private RMStart<Root> {
 public:

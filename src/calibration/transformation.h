@@ -15,6 +15,9 @@ namespace lumo::calibration::kova {
 // give extrapolated values, and what cannot be divided gives infinity or NaN. They are const and may run in
 // any number of threads; setters must not run at the same time. Held by unique ownership.
 //
+// Single values and arrays give the same bits. Arrays are converted on the calling thread: a frame has about a thousand
+// scans, which is not worth waking another one.
+//
 // The order of the virtual functions is fixed; new ones go to the end.
 class ITransformator {
 public:
@@ -58,7 +61,7 @@ public:
     virtual LinearVoltageRamp getVoltageRamp() const = 0;
     // The coefficients are not checked again.
     virtual void setVoltageRamp(const LinearVoltageRamp& ramp) = 0;
-    // Scans by which the frame's scan axis lags behind the ramp's.
+    // Number of scans by which the frame's scan axis is later than the ramp's.
     virtual double getTransitTime() const = 0;
     virtual void setTransitTime(double transitTime) = 0;
 

@@ -24,6 +24,11 @@ namespace lumo::calibration {
 // - RawIndexModel: IndexToRaw(i), RawToIndex(t), UpdatePhysicalConstants and the index offset.
 // The models are plain values, and the loops of the vector operations are compiled for them: no call per
 // element.
+//
+// An index becomes a mass in two steps, by way of the raw time:
+//     index --RawIndexModel--> raw time --RawMassModel--> mass.
+// Each step can be inverted, and each public conversion is one of the kernels below, or two of them in one loop, so that
+// the raw time is never written to memory.
 template <class Policy, class RawMassModel, class RawIndexModel>
 class Transformator final : public ICalibrationTransformator {
     using Doubles = std::vector<double>;
@@ -144,6 +149,8 @@ public:
     }
 
 private:
+    // The conversions of one value. Single() and Batch() run them.
+    //
     // Kernels hold copies of the models: values that nothing else can change, which the compiler keeps in
     // registers.
     auto MassToRawKernel() const {
@@ -189,6 +196,7 @@ private:
         BatchTransformation::transform(std::span<const In>(in), std::span<Out>(out), kernel);
     }
 
+    // Halves go upwards. The range is tested before the conversion to int, which is undefined outside of it.
     static int NearestIndex(double index) {
         constexpr double lowest = std::numeric_limits<int>::min();
         constexpr double highest = std::numeric_limits<int>::max();
@@ -210,6 +218,7 @@ private:
         indexModel.UpdatePhysicalConstants(constants);
         physicalConstants = std::move(constants);
     }
+    // The constants that are handed out must be those that convert.
     void AdoptIndexModel() {
         physicalConstants =
             createCalibrationConstantsPhysicalTOF(indexModel.GetTimeDelay(), indexModel.GetTimeBase());

@@ -4,6 +4,9 @@
 #include <stdexcept>
 #include <string>
 
+// Classes of errors that something in the library distinguishes; everything else is a standard exception. Texts are
+// fixed: callers see nothing else of an error.
+
 namespace lumo::io::calibration {
 
 // Data of the analysis contradict themselves or the format.
@@ -16,6 +19,7 @@ public:
 
 namespace lumo::io::kova {
 
+// The same, found in one frame; the text begins with the class and the frame.
 class CorruptFrameDataError : public calibration::CorruptDataError {
 public:
     CorruptFrameDataError(std::int64_t frameId, const std::string& text);
@@ -27,6 +31,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// The same, found in one scan of a frame.
 class CorruptScanDataError : public calibration::CorruptDataError {
 public:
     CorruptScanDataError(std::int64_t frameId, std::uint32_t scan, const std::string& text);

@@ -19,6 +19,7 @@ namespace lumo::diag {
 
 namespace {
 
+// The name as it is if it is not a mangled one.
 std::string demangled(const char* name) {
     int status = 0;
     const std::unique_ptr<char, decltype(&std::free)> text(
@@ -37,6 +38,9 @@ const char* fileName(const char* path) {
 }
 
 // Looks up the functions of consecutive frames, which tend to come from the same file.
+//
+// The dynamic linker knows exported functions only, and this library exports few. So names come from the full symbol
+// table of the file first, if it is not stripped, and from the dynamic linker otherwise.
 class FrameRenderer {
 public:
     void render(std::ostream& out, void* address) {

@@ -9,8 +9,10 @@ namespace lumo::diag {
 
 namespace {
 
+// Larger tables are left unread: names are a convenience, and the memory is the caller's.
 constexpr std::uint64_t kMaxSectionSize = std::uint64_t{256} << 20;
 
+// All of it or false, at a position, so that no state is shared with anyone.
 bool readAt(int descriptor, std::uint64_t offset, void* destination, std::size_t size) {
     auto* out = static_cast<char*>(destination);
     for (std::size_t done = 0; done < size;) {
@@ -68,6 +70,7 @@ SymbolTable::SymbolTable(const std::string& path) : file(path) {
     }
 }
 
+// A table of symbols refers to the table of their names by its section number. Both or none are kept.
 void SymbolTable::load(int descriptor) {
     const std::vector<Elf64_Shdr> sections = readSections(descriptor);
     for (const Elf64_Shdr& section : sections) {

@@ -14,6 +14,7 @@ namespace {
 
 using boost::property_tree::ptree;
 
+// In the classic locale: the host program may have another one.
 ptree parse(const std::string& text) {
     std::istringstream stream(text);
     stream.imbue(std::locale::classic());

@@ -7,6 +7,8 @@
 
 namespace lumo::logging {
 
+// From the least to the most important one; `Off` is above all messages, and no message has it. The order is that of the
+// back end (spdlog_level.h), and the names are those of the configuration.
 enum class Level : int { Trace = 0, Debug = 1, Info = 2, Warn = 3, Error = 4, Fatal = 5, Off = 6 };
 
 inline constexpr int kLevels = 7;
@@ -17,7 +19,7 @@ constexpr std::string_view levelName(Level level) {
     return names[static_cast<int>(level)];
 }
 
-// In small or capital letters.
+// In small or capital letters; nothing for any other text. Compares letter by letter, without the locale.
 constexpr std::optional<Level> levelFromName(std::string_view text) {
     constexpr auto sameLetter = [](char name, char given) {
         return given == name || given == name + ('a' - 'A');

@@ -16,6 +16,7 @@ void append(spdlog::memory_buf_t& line, std::string_view text) {
     line.append(text.data(), text.data() + text.size());
 }
 
+// Line breaks are kept, and so are tabs; everything else that a terminal might obey is not.
 bool isControl(char c) {
     return (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n') || c == 0x7F;
 }
@@ -29,6 +30,7 @@ void appendEscaped(spdlog::memory_buf_t& line, char c) {
 }
 
 void appendText(spdlog::memory_buf_t& line, std::string_view text) {
+    // Stack traces end with a line break of their own.
     text = text.substr(0, text.find_last_not_of('\n') + 1);
     for (const char c : text) {
         if (isControl(c)) {
@@ -47,6 +49,7 @@ void appendText(spdlog::memory_buf_t& line, std::string_view text) {
 void LineFormatter::format(const spdlog::details::log_msg& message, spdlog::memory_buf_t& line) {
     append(line, sys::iso8601(message.time));
     append(line, " ");
+    // The level is what a sink with colours shows in colour.
     message.color_range_start = line.size();
     append(line, levelName(fromSpdlog(message.level)));
     message.color_range_end = line.size();

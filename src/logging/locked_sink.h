@@ -16,6 +16,7 @@ namespace lumo::logging {
 class LockedSink final : public spdlog::sinks::sink, private ForkAware {
 public:
     using Make = std::function<std::unique_ptr<spdlog::sinks::sink>()>;
+    // What a forked child does: it writes to the same file as the parent, or makes a sink of its own at its first message.
     enum class InChild { Share, MakeAnew };
 
     LockedSink(Make makeSink, InChild whatInChild);

@@ -67,10 +67,12 @@ constexpr Limits kSizeLimits{1024, std::size_t{1} << 40,
 constexpr Limits kFileLimits{1, 1000, "a number from 1 to 1000"};
 constexpr Limits kQueueLimits{1, 1'000'000, "a number from 1 to 1000000"};
 
+// Multiples of 1024; 64 stands for an unknown unit.
 unsigned shiftOf(std::string_view unit) {
     return unit == "k" ? 10 : unit == "M" ? 20 : unit == "G" ? 30 : unit.empty() ? 0 : 64;
 }
 
+// Units are understood where the limits are those of a size.
 std::size_t toNumber(const std::string& place, const std::string& value, const Limits& limits) {
     const char* const end = value.data() + value.size();
     std::size_t number = 0;
@@ -84,6 +86,7 @@ std::size_t toNumber(const std::string& place, const std::string& value, const L
     return number << shift;
 }
 
+// One entry per key of a [sink.NAME] section, so that unknown keys are found by looking them up.
 using Setter = std::function<void(SinkSettings&, const std::string& place, const std::string& value)>;
 
 const std::map<std::string, Setter, std::less<>>& sinkSetters() {

@@ -27,7 +27,16 @@ struct SinkSettings {
     Overflow overflow = Overflow::Block;
 };
 
-// Contents of a configuration file: levels by dotted prefix, the root being the empty one, and sinks.
+// Contents of a configuration file: levels by dotted prefix, the root being the empty one, and sinks. For instance
+//
+//     [levels]
+//     root = info
+//     lumo.io = debug
+//
+//     [sink.file]
+//     type = rolling-file
+//     file = ~/kovadata-{pid}.log
+//     async = yes
 struct Settings {
     std::map<std::string, Level, std::less<>> levels;
     std::vector<SinkSettings> sinks;
@@ -38,6 +47,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// Understanding a text and acting on it are two steps (sink_factory.h does the second), so that a configuration with a
+// mistake opens no file at all.
+//
 // Fails with ConfigurationError, which names what is wrong, on anything it does not know. Without a sink everything goes
 // to standard error; without a root level that is INFO.
 Settings parseSettings(const std::string& text);

@@ -18,6 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// A configuration has a few lines. The limit keeps a wrong name from filling the memory of the host program.
 constexpr std::size_t kMaxFileSize = 1 << 20;
 
 class Descriptor {
@@ -55,6 +56,7 @@ std::string contentsOf(const Descriptor& descriptor, const fs::path& file) {
     return text;
 }
 
+// Where a file was looked for decides what is an error: a file that was named must be there, others need not be.
 enum class Place { Named, CurrentDirectory, UserDirectory };
 
 std::optional<std::string> readFile(const fs::path& file, Place place) {
@@ -77,6 +79,7 @@ std::optional<std::string> readFile(const fs::path& file, Place place) {
     return contentsOf(descriptor, file);
 }
 
+// Mistakes are told with the name of the file.
 std::optional<Settings> settingsFrom(const fs::path& file, Place place) {
     const std::optional<std::string> text = readFile(file, place);
     if (!text) {
@@ -89,6 +92,7 @@ std::optional<Settings> settingsFrom(const fs::path& file, Place place) {
     }
 }
 
+// The first file that is there counts, even if it is wrong: a mistake in it must not activate another one.
 std::optional<Settings> settingsFromFiles(const Surroundings& surroundings) {
     if (surroundings.logConfig) {
         return settingsFrom(*surroundings.logConfig, Place::Named);

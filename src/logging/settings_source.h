@@ -10,7 +10,8 @@ namespace lumo::logging {
 
 inline constexpr const char* kConfigurationFileName = "kovadata-log.ini";
 
-// What the search for a configuration depends on.
+// What the search for a configuration depends on. Passed as an argument, so that the search can be tested without
+// changing the environment of the test.
 struct Surroundings {
     std::optional<std::string> logConfig;  // KOVADATA_LOG_CONFIG
     std::optional<std::string> logLevel;   // KOVADATA_LOG_LEVEL

@@ -23,6 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 namespace sinks = spdlog::sinks;
 
+// Stands for the number of the process in the name of a file.
 constexpr std::string_view kProcessId = "{pid}";
 
 // Absolute, since the host may change its current directory.
@@ -31,6 +32,7 @@ fs::path absoluteFile(const std::string& file) {
     return file.starts_with("~/") && home ? *home / file.substr(2) : fs::absolute(file);
 }
 
+// Such a file belongs to one process, so a forked child opens its own; all other sinks are shared with the parent.
 bool namesProcess(const std::string& file) { return file.find(kProcessId) != std::string::npos; }
 
 std::string withProcessId(std::string file) {
@@ -83,6 +85,7 @@ std::shared_ptr<sinks::sink> makeEnd(const SinkSettings& settings) {
     return nullptr;  // the enumeration is complete
 }
 
+// The queue is outermost: a message that is below the level does not even enter it.
 std::shared_ptr<sinks::sink> makeSink(const SinkSettings& settings) {
     LUMO_ASSERT(settings.queue >= 1);
     std::shared_ptr<sinks::sink> sink = makeEnd(settings);

@@ -9,6 +9,7 @@
 
 namespace lumo::logging {
 
+// Between our levels and those of the back end, which no other header of this folder needs to know.
 inline spdlog::level::level_enum toSpdlog(Level level) {
     constexpr std::array levels = {spdlog::level::trace, spdlog::level::debug, spdlog::level::info,
                                    spdlog::level::warn,  spdlog::level::err,   spdlog::level::critical,

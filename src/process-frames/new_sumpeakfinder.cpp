@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kUnset = -1;
 
-// Bins beyond the range of 32 bits wrap.
+// Positions are computed from bins of type int, so bins beyond the range of 32 bits wrap.
 int wrapToInt(std::size_t value) { return static_cast<int>(static_cast<std::uint32_t>(value)); }
 
 void grow(std::vector<double>& values, std::size_t n) {
@@ -82,7 +82,7 @@ void partial_sum_calculations(std::span<const int> y, std::size_t n, std::size_t
     grow(differences, n);
     grow(areas, n);
     sumUp(y, n, cumulative);
-    // What an earlier profile left behind must not count.
+    // The memory still has what an earlier profile left in it.
     std::fill_n(differences.begin(), n, 0.0);
     std::fill_n(areas.begin(), n, 0.0);
     for (const SmoothingRange& range : smoothingRanges(n, offset, widths)) {

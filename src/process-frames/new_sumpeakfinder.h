@@ -10,6 +10,20 @@
 
 namespace lumo::algorithm {
 
+// The sum peak finder, which says what a peak of a profile is.
+//
+// Peaks become wider with the flight time, so a profile is smoothed with windows whose width comes from a table
+// (algorithm/variable_width.h). The smoothed slope at a bin is the mean of the bins above it minus the mean of those up
+// to it. A maximum lies between the last bin with a positive slope and the first one with a negative slope after it. Its
+// position is where the straight line between these slopes crosses 0, or the middle if they are far from each other.
+//
+// All sums are differences of running sums, in 32 bits that wrap: that is part of the definition, as are the order of
+// the floating-point operations and the bins that are left out at both ends of a profile. What is marked "deliberate"
+// looks like an oversight and fixes results; it must stay.
+//
+// The functions in this file look at every bin. sparse_sum_peak_finder.h gives the same peaks in a fraction of the time;
+// profiles that are too short for it are padded and come here.
+
 using WidthTable = variableWidth<unsigned long>;
 
 // Receives maxima. Those whose intensity is above the threshold, and only those, are appended to the three
@@ -31,7 +45,7 @@ public:
 
     bool accepts(float intensity) const { return intensity > threshold; }
 
-    // Makes room for about so many more.
+    // Makes room for about this many more.
     void reserve(std::size_t more) { resize(std::max(count + more, positions.size())); }
 
     void operator()(double position, float intensity, double area) {
@@ -93,7 +107,7 @@ void partial_sum_calculations(std::span<const int> y, std::size_t n, std::size_t
                               std::vector<double>& differences, std::vector<double>& areas);
 
 // The second step: a maximum lies between the last rising and the first falling bin. `shift` bins of padding
-// lie in front of the data; positions count from `offset` at the first bin behind them. All inputs have at
+// lie before the data; positions count from `offset` at the first bin after them. All inputs have at
 // least n entries.
 void localMaxima(std::span<const int> y, std::size_t n, std::span<const double> differences,
                  std::span<const double> areas, const WidthTable& widths, std::size_t shift,
@@ -120,7 +134,7 @@ inline double maximumPosition(int lastPos, double posVal, int lastNeg, double ne
 
 // The entries, both included, among which intensity and area of a maximum are the largest ones. `k` is the
 // whole part of its position, `next` the bin after the first falling one. Deliberate: all but the last
-// comparison are made without the shift, and entries in front of the data are reached by wrapping around.
+// comparison are made without the shift, and entries before the data are reached by wrapping around.
 struct MaximumWindow {
     std::size_t first;
     std::size_t last;

@@ -15,7 +15,8 @@ namespace {
 
 using Parts = std::span<const FullProfileProjector<int>::Part>;
 
-// Which of the next 64 words have a bit set, one bit each.
+// Groups answer which of the next 64 words have a bit set, one bit each. Both forms give the same mask; everything
+// else is one template, compiled once per instruction set, since counting bits is a single instruction in one of them.
 struct PlainGroup {
     static LUMO_INLINE std::uint64_t nonZeroWords(const std::uint64_t* words) {
         std::uint64_t mask = 0;
@@ -26,6 +27,7 @@ struct PlainGroup {
     }
 };
 
+// First pass: one bit per occupied bin.
 LUMO_INLINE void mark(std::uint64_t* hit, std::span<const std::uint32_t> bins) {
     for (const std::uint32_t bin : bins) {
         hit[bin / kBinsPerWord] |= std::uint64_t{1} << (bin % kBinsPerWord);
@@ -37,7 +39,7 @@ struct Occupied {
     std::size_t bins;
 };
 
-// Finds the words that have bits, and how many bits there are before each and in all.
+// Finds the words that have bits, and how many bits there are before each of them and in total.
 template <class Group>
 LUMO_INLINE Occupied findOccupied(std::size_t binCount, const OccupancyMemory& memory) {
     const std::size_t words = (binCount + kBinsPerWord - 1) / kBinsPerWord;
@@ -54,6 +56,7 @@ LUMO_INLINE Occupied findOccupied(std::size_t binCount, const OccupancyMemory& m
     return {{memory.hitWords, found}, before};
 }
 
+// Second pass: the entry of a bin is its rank among the occupied bins.
 LUMO_INLINE void add(const FullProfileProjector<int>::Part& peaks, const OccupancyMemory& memory) {
     const std::uint64_t* const hit = memory.hit;
     const std::uint32_t* const before = memory.occupiedBefore;
@@ -67,7 +70,8 @@ LUMO_INLINE void add(const FullProfileProjector<int>::Part& peaks, const Occupan
     }
 }
 
-// Bits become 0 again as they are read.
+// The intervals of occupied bins, in ascending order. A run ends with its word at the
+// latest, so the next one may begin where it ends. Bits become 0 again as they are read.
 LUMO_INLINE std::span<const BinInterval> takeRuns(std::span<const std::uint32_t> words,
                                                   const OccupancyMemory& memory) {
     BinInterval* run = memory.runs;

@@ -87,7 +87,7 @@ void SparseSumPeakFinder::reportSingleBins(PeakSink& sink) {
     nextValues += i;
 }
 
-// The next run and those behind it, each less than `gap` empty bins behind the one before.
+// The next run and those after it, as long as less than `gap` empty bins lie between one and the next.
 SparseSumPeakFinder::Runs SparseSumPeakFinder::nextNeighbours(std::size_t gap) const {
     std::size_t end = nextRun + 1;
     while (end < runs.size() && runs[end].begin < runs[end - 1].end + gap) {
@@ -96,6 +96,7 @@ SparseSumPeakFinder::Runs SparseSumPeakFinder::nextNeighbours(std::size_t gap) c
     return runs.subspan(nextRun, end - nextRun);
 }
 
+// Done with these runs.
 void SparseSumPeakFinder::step(Runs neighbours) {
     for (const BinInterval& run : neighbours) {
         nextValues += run.size();
@@ -126,6 +127,8 @@ bool SparseSumPeakFinder::scanWithinOneRange(PeakSink& sink) {
     return true;
 }
 
+// The slow way, which needs no assumption. Runs that scanWithinOneRange() has passed may reach into the windows of this
+// stretch, so it steps back to them first.
 void SparseSumPeakFinder::scanAllRanges(PeakSink& sink) {
     const Runs neighbours = nextNeighbours(halo);
     const BinInterval interval{neighbours.front().begin, neighbours.back().end};
@@ -140,7 +143,8 @@ void SparseSumPeakFinder::scanAllRanges(PeakSink& sink) {
     step({before.data(), before.size() + neighbours.size()});
 }
 
-// Back to the first run that ends behind the bin. Returns the runs that were done with.
+// Goes back to the first run that ends after the bin, and takes what it held off the total again. Returns the runs that
+// were done with before.
 SparseSumPeakFinder::Runs SparseSumPeakFinder::stepBackBefore(std::size_t bin) {
     const std::size_t end = nextRun;
     while (nextRun > 0 && runs[nextRun - 1].end > bin) {
@@ -153,6 +157,7 @@ SparseSumPeakFinder::Runs SparseSumPeakFinder::stepBackBefore(std::size_t bin) {
     return runs.subspan(nextRun, end - nextRun);
 }
 
+// Ranges are passed for good when even their last window ends before the bin.
 void SparseSumPeakFinder::skipRangesBefore(std::size_t bin) {
     while (nextRange < ranges.size() && ranges[nextRange].high < minus(bin, ranges[nextRange].half)) {
         ++nextRange;
@@ -182,6 +187,8 @@ void SparseSumPeakFinder::appendEmpty(std::size_t binCount) {
     summedUp += binCount;
 }
 
+// The highest bit of `signs` shows whether any bin or any total was negative; a total that wraps becomes negative
+// before it can become positive again.
 void SparseSumPeakFinder::append(std::span<const int> binValues) {
     std::int32_t signs = 0;
     for (const int value : binValues) {
@@ -228,6 +235,7 @@ void SparseSumPeakFinder::follow(SlopeSigns slopes, const SmoothingRange& range,
     }
 }
 
+// Intensity and area of a maximum whose last rise is in an earlier stretch are 0, see the header.
 void SparseSumPeakFinder::report(const SmoothingRange& range, std::size_t firstFalling, PeakSink& sink) {
     const double position = maximumPosition(static_cast<int>(rise.bin), rise.slope,
                                             static_cast<int>(firstFalling) - 1, slopeAt(range, firstFalling));

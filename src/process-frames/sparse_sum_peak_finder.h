@@ -11,9 +11,14 @@
 
 namespace lumo::algorithm {
 
-// Both steps of the sum peak finder in one, for a profile without padding of which only some intervals can
-// hold anything but 0. Finds bit for bit what partial_sum_calculations and localMaxima find, without looking
-// at the empty bins.
+// Both steps of the sum peak finder (new_sumpeakfinder.h) in one, for a profile without padding of which only some
+// intervals can hold anything but 0. Finds bit for bit what partial_sum_calculations and localMaxima find, without
+// looking at the empty bins, which are 99 % of a profile.
+//
+// Three ways through a profile, from the fastest to the most general; each leaves what it cannot do to the next:
+//   reportSingleBins    a bin with nothing around it is a peak by itself;
+//   scanWithinOneRange  neighbouring runs inside one range of the width table;
+//   scanAllRanges       anything: several ranges, negative bins, totals that wrap, the ends of the profile.
 //
 // Why that is so: the difference at bin i is made of three running sums, at i - h, i and i + h. Unless one of
 // the bins from i - h + 1 to i + h is occupied, the three are equal, whether or not the total has wrapped
@@ -22,7 +27,7 @@ namespace lumo::algorithm {
 // running sums that go on from one such stretch to the next.
 //
 // A maximum may still have its last rising bin r in one stretch and its first falling one in a later stretch.
-// All differences in between are 0 then. Behind the earlier stretch the running sum is constant, so a
+// All differences in between are 0 then. After the earlier stretch the running sum is constant, so a
 // difference of 0 at i makes the sum at i - h equal to those at i and i + h; going down from there, the sum
 // is constant from r + 1 - h on, and the maximum, which lies above r, has intensity 0 and area 0.
 //
@@ -93,7 +98,7 @@ private:
     std::size_t wideStart = 0;
     std::size_t halo = 0;            // bins around a run that windows of any range reach from it
     BinInterval stretch{0, 0};       // the current one
-    std::vector<std::int32_t> sums;  // its running sums, behind the sum of all bins before it
+    std::vector<std::int32_t> sums;  // the sum of all bins before it, then its running sums
     std::size_t summedUp = 0;        // how many of them are there already
     std::int32_t total = 0;
     bool onlyAscending = true;  // so far no bin was negative and the total has not wrapped

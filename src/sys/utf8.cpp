@@ -7,6 +7,7 @@ namespace lumo::sys {
 
 namespace {
 
+// How the first byte of a sequence tells its length: the bits under `mask` equal `pattern`, the others belong to the value.
 struct LeadByte {
     std::uint8_t mask;
     std::uint8_t pattern;
@@ -30,6 +31,7 @@ const LeadByte* classify(std::uint8_t byte) {
     return nullptr;
 }
 
+// Surrogates are halves of UTF-16 and have no encoding of their own.
 bool isScalarValue(std::uint32_t value) { return value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF); }
 
 }  // namespace

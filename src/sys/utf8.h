@@ -9,6 +9,9 @@ namespace lumo::sys {
 // continuation byte that is missing or wrong, or the lead byte of an overlong form, a surrogate or a value
 // above U+10FFFF); text.size() when it ends inside a sequence; npos when all of it is well-formed.
 // Independent of any locale.
+//
+// Paths are checked because the C interface promises UTF-8, and what is not would reach the file system and error texts
+// as bytes that nobody can print.
 std::size_t findInvalidUtf8(std::string_view text);
 
 }  // namespace lumo::sys

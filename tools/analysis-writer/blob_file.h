@@ -18,7 +18,7 @@ public:
     // Returns the position at which the bytes lie.
     std::int64_t append(ByteView bytes);
 
-    // Writes at any position; a gap behind the end becomes a hole.
+    // Writes at any position; a gap after the end becomes a hole.
     void writeAt(std::int64_t position, ByteView bytes);
 
     std::int64_t size() const { return end; }

@@ -19,7 +19,7 @@ Bytes blockHeader(std::uint32_t blockSize, std::uint32_t secondEntry);
 // Header and payload; the block size in the header counts both.
 Bytes block(std::uint32_t secondEntry, ByteView payload, const BlockOverrides& overrides = {});
 
-// Writes the header in front of a payload that was built behind kBlockHeaderBytes placeholder bytes.
+// Writes the header before a payload that was built after kBlockHeaderBytes placeholder bytes.
 void finishBlock(Bytes& block, std::uint32_t secondEntry, const BlockOverrides& overrides = {});
 
 // Throws std::length_error when the value does not fit the 32 bits that the file has for it.

@@ -10,7 +10,7 @@ namespace analysis_writer {
 // A calibration table: named columns followed by the coefficient columns C0, C1, ...
 class CoefficientTable {
 public:
-    // `leadingColumns` is the comma-separated list of typed columns in front of the coefficients.
+    // `leadingColumns` is the comma-separated list of typed columns before the coefficients.
     CoefficientTable(SqliteDatabase& database, const std::string& name, const std::string& leadingColumns,
                      std::size_t coefficientColumns);
 

@@ -7,12 +7,12 @@
 namespace analysis_writer {
 
 // Frame-wise compressed storage (compression type 2). Every step is a function of its own, so that a test can
-// replace or damage any of them and put the remaining ones behind it.
+// replace or damage any of them and put the remaining ones after it.
 
 // The scan table: the table's own length, then the sizes in words of all scans but the last.
 std::vector<std::uint32_t> scanTable(const Frame& frame);
 
-// Index deltas and intensities in turn; the first delta is counted from index -1. Deltas wrap, so descending
+// Index deltas and intensities alternate; the first delta is counted from index -1. Deltas wrap, so descending
 // indices can be written too.
 std::vector<std::uint32_t> pairWords(const Scan& scan);
 

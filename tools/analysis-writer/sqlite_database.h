@@ -22,7 +22,7 @@ SqlValue sqlValue(const std::optional<T>& value) {
     return value ? SqlValue(*value) : SqlValue();
 }
 
-// A database file made anew. Every failure is a std::runtime_error with the statement and SQLite's own
+// A new database file. Every failure is a std::runtime_error with the statement and SQLite's own
 // message.
 class SqliteDatabase {
 public:

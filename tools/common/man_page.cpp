@@ -42,7 +42,7 @@ std::string upper(std::string text) {
     return text;
 }
 
-// As it stands behind a name: a small first letter, no full stop.
+// As it is written after a name: a small first letter, no full stop.
 std::string phrase(std::string text) {
     if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z') {
         text[0] = static_cast<char>(text[0] - 'A' + 'a');

@@ -11,6 +11,7 @@ namespace lumo::algorithm {
 
 namespace {
 
+// A table is made for this many more bins than asked for, so that slightly longer profiles can use it.
 constexpr std::size_t kReserve = 5000;
 constexpr unsigned kMaxWidth = 201;
 // Where huge constants put the end of a segment; far beyond any profile, and one more still is a number.
