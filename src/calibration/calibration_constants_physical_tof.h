@@ -4,6 +4,7 @@
 
 namespace lumo::calibration {
 
+// A0 and A1 are other names for the delay and the time base, as models with more coefficients count them.
 class CalibrationConstantsPhysicalTOF final : public ICalibrationConstantsPhysicalLinear {
 public:
     CalibrationConstantsPhysicalTOF(double delay, double base) : timeDelay(delay), timeBase(base) {}

@@ -4,6 +4,7 @@
 namespace lumo::calibration::kova {
 namespace {
 
+// The order of the operations in each conversion fixes its rounding; none is simplified.
 class ScanNumberLinearTransformator final : public virtual ITransformator {
 public:
     ScanNumberLinearTransformator(double intercept, double slope) : a(intercept), b(slope) {}

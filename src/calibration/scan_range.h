@@ -11,6 +11,8 @@
 
 namespace lumo::calibration::kova {
 
+// Loops over single conversions for the mobility models, which are short and run on the calling thread.
+
 // Fills `out` with the conversions of the scan numbers begin ... end - 1.
 template <class Conversion>
 void convertScanRange(std::vector<double>& out, int begin, int end, const Conversion& convert) {

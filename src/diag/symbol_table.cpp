@@ -44,6 +44,7 @@ bool isElf64(const Elf64_Ehdr& header) {
            header.e_shentsize == sizeof(Elf64_Shdr) && header.e_shoff < INT64_MAX / 2;
 }
 
+// Sections of the file; none if it is not a 64-bit ELF file, or ends too early.
 std::vector<Elf64_Shdr> readSections(int descriptor) {
     Elf64_Ehdr header{};
     if (!readAt(descriptor, 0, &header, sizeof header) || !isElf64(header)) {

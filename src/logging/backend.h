@@ -10,6 +10,9 @@
 
 namespace lumo::logging {
 
+// The state of logging: which loggers there are, and what applies to them. Nothing is read or opened when the library is
+// loaded; the first logger that is asked for reads the configuration of the environment.
+
 // What decides where messages go: sinks, and levels by dotted name prefix. The longest matching prefix
 // counts; the empty prefix is the root.
 struct Configuration {

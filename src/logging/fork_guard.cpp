@@ -38,6 +38,7 @@ public:
 
 namespace {
 
+// Without a constructor at run time, so that objects may enlist before and after all others of this library exist.
 constinit ForkList list;
 
 }  // namespace
@@ -46,6 +47,7 @@ ForkEnlistment::ForkEnlistment(ForkAware& object) : enlisted(object) { list.add(
 
 ForkEnlistment::~ForkEnlistment() { list.remove(enlisted); }
 
+// The lock of the list is held from here until the fork is over, so the list is the same at all three steps.
 void lockAllForFork() {
     list.mutex.lock();
     list.forEach(&ForkAware::lockForFork);

@@ -6,6 +6,7 @@
 namespace lumo::sys {
 
 std::string iso8601(std::chrono::system_clock::time_point time) {
+    // Rounded down rather than towards 0, so that times before 1970 are right as well.
     const auto microseconds = std::chrono::floor<std::chrono::microseconds>(time);
     const auto day = std::chrono::floor<std::chrono::days>(microseconds);
     const std::chrono::year_month_day date{day};
