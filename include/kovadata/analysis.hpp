@@ -63,8 +63,8 @@ public:
     /**
      * Number of scans of a frame.
      *
-     * Where table "Frames" has a column "NumScans", that tells it for nothing. Here it is found by asking for single scans, the
-     * last of them out of range: some dozens of short calls, and the frame is decompressed.
+     * Ask column "NumScans" of table "Frames" where there is one, which costs nothing. This function asks for single scans until
+     * one is out of range: some dozens of short calls, and the frame is decompressed.
      *
      * @param frameId  "Id" of a row of table "Frames"
      * @return number of scans, with those without peaks
