@@ -26,7 +26,7 @@
  *     it is open; locks held by a writer on the database are waited for up to 15 seconds. A program that itself writes
  *     the database in SQLite's write-ahead mode opens it for writing first. When the writer ends while a handle is open,
  *     SQLite leaves its log (`analysis.kvd-wal`) there, which belongs to the analysis then.
- *  7. **Pointers.** Where a pointer may be NULL it is said so. Text is UTF-8 and zero-terminated.
+ *  7. **Pointers.** A pointer may be NULL where its description says so. Text is UTF-8 and zero-terminated.
  */
 #ifndef KOVADATA_KOVA_H
 #define KOVADATA_KOVA_H

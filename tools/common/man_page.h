@@ -12,7 +12,7 @@ struct ManPageSource {
 };
 
 // The manual page, in roff, of a parser or of one of its verbs. A footer is understood as paragraphs and as
-// sections such as "Examples:", the lines of which are indented.
+// sections such as "Examples:", whose lines are indented.
 std::string manPage(const CLI::App& parser, const ManPageSource& source);
 
 // A hidden option of a program's parser: `--man-pages DIRECTORY` writes its page and those of its verbs, and
