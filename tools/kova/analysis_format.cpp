@@ -10,14 +10,14 @@ AnalysisFormat formatOf(const std::string& directory) {
         std::error_code ignored;
         return std::filesystem::exists(metadataPath(directory, format), ignored);
     };
-    return !holds(AnalysisFormat::mobility) && holds(AnalysisFormat::spectra) ? AnalysisFormat::spectra
-                                                                              : AnalysisFormat::mobility;
+    return !holds(AnalysisFormat::Mobility) && holds(AnalysisFormat::Spectra) ? AnalysisFormat::Spectra
+                                                                              : AnalysisFormat::Mobility;
 }
 
-const char* formatName(AnalysisFormat format) { return format == AnalysisFormat::mobility ? "kvd" : "kvs"; }
+const char* formatName(AnalysisFormat format) { return format == AnalysisFormat::Mobility ? "kvd" : "kvs"; }
 
 FrameNouns nounsOf(AnalysisFormat format) {
-    return format == AnalysisFormat::mobility ? FrameNouns{"frame", "frames"}
+    return format == AnalysisFormat::Mobility ? FrameNouns{"frame", "frames"}
                                               : FrameNouns{"spectrum", "spectra"};
 }
 

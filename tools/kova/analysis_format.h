@@ -5,7 +5,7 @@
 namespace kova_tool {
 
 // With ion mobility (analysis.kvd), or one spectrum per frame without (analysis.kvs).
-enum class AnalysisFormat { mobility, spectra };
+enum class AnalysisFormat { Mobility, Spectra };
 
 // By the files in the directory. What holds neither counts as an analysis with mobility: that it is none is
 // for the library to say.

@@ -33,7 +33,7 @@ std::uint64_t AnalysisHandle::open(const std::string& directory, const Calibrati
 AnalysisHandle::~AnalysisHandle() { calls().close(handle); }
 
 const FormatCalls& AnalysisHandle::calls() const {
-    return formatOfHandle == AnalysisFormat::mobility ? kMobilityCalls : kSpectraCalls;
+    return formatOfHandle == AnalysisFormat::Mobility ? kMobilityCalls : kSpectraCalls;
 }
 
 std::string AnalysisHandle::lastError() const {

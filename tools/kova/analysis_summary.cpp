@@ -111,7 +111,7 @@ AnalysisSummary summarise(const std::string& directory, const CalibrationChoice&
     const std::vector<FrameRow> frames = readFrameTable(analysis.metadata);
     summariseMetadata(summary, analysis.metadata);
     summariseFrames(summary, frames);
-    if (summary.format == AnalysisFormat::mobility) {
+    if (summary.format == AnalysisFormat::Mobility) {
         summary.scans = countScans(analysis.handle, frames);
     } else {
         summary.spectra = spectrumParts(analysis.metadata);

@@ -36,7 +36,7 @@ struct ScanCounts {
 // What an analysis holds, without reading its frames.
 struct AnalysisSummary {
     std::string directory;
-    AnalysisFormat format = AnalysisFormat::mobility;
+    AnalysisFormat format = AnalysisFormat::Mobility;
     std::int64_t schemaMajor = 0;
     std::int64_t schemaMinor = 0;
     std::int64_t storageScheme = 0;

@@ -16,15 +16,15 @@ struct CheckedNumber {
 };
 
 constexpr CheckedNumber kNumbers[] = {
-    {AnalysisFormat::mobility, "scans", "Scans", &CheckTally::scans},
-    {AnalysisFormat::mobility, "peaks", "Peaks", &CheckTally::peaks},
-    {AnalysisFormat::mobility, "intensity_sum", "Intensity sum", &CheckTally::intensitySum},
-    {AnalysisFormat::mobility, "crc32_raw", "CRC-32", &CheckTally::crcRaw},
-    {AnalysisFormat::spectra, "lines", "Lines", &CheckTally::lines},
-    {AnalysisFormat::spectra, "profile_points", "Profile points", &CheckTally::profilePoints},
-    {AnalysisFormat::spectra, "profile_sum", "Profile sum", &CheckTally::profileSum},
-    {AnalysisFormat::spectra, "crc32_lines", "CRC-32 of lines", &CheckTally::crcLines},
-    {AnalysisFormat::spectra, "crc32_profiles", "CRC-32 of profiles", &CheckTally::crcProfiles}};
+    {AnalysisFormat::Mobility, "scans", "Scans", &CheckTally::scans},
+    {AnalysisFormat::Mobility, "peaks", "Peaks", &CheckTally::peaks},
+    {AnalysisFormat::Mobility, "intensity_sum", "Intensity sum", &CheckTally::intensitySum},
+    {AnalysisFormat::Mobility, "crc32_raw", "CRC-32", &CheckTally::crcRaw},
+    {AnalysisFormat::Spectra, "lines", "Lines", &CheckTally::lines},
+    {AnalysisFormat::Spectra, "profile_points", "Profile points", &CheckTally::profilePoints},
+    {AnalysisFormat::Spectra, "profile_sum", "Profile sum", &CheckTally::profileSum},
+    {AnalysisFormat::Spectra, "crc32_lines", "CRC-32 of lines", &CheckTally::crcLines},
+    {AnalysisFormat::Spectra, "crc32_profiles", "CRC-32 of profiles", &CheckTally::crcProfiles}};
 
 Json toJson(const std::string& directory, AnalysisFormat format, const CheckTally& tally) {
     Json badFrames = Json::array();

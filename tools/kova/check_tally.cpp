@@ -5,7 +5,7 @@
 namespace kova_tool {
 
 void CheckTally::addBytes(std::span<const std::byte> data, std::uint64_t& crc) {
-    // zlib takes a null pointer for the wish to start anew.
+    // zlib takes a null pointer as the request for a first value.
     if (data.empty()) {
         return;
     }

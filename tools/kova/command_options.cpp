@@ -8,9 +8,9 @@ namespace kova_tool {
 
 OutputFormat CommonOptions::format() const {
     if (json) {
-        return OutputFormat::json;
+        return OutputFormat::Json;
     }
-    return csv ? OutputFormat::csv : OutputFormat::text;
+    return csv ? OutputFormat::Csv : OutputFormat::Text;
 }
 
 bool CommonOptions::showsProgressBesideOutput() const {

@@ -45,11 +45,11 @@ complete -F _kova kova
 
 std::string kindText(const WordPlace& place) {
     switch (place.kind) {
-        case WordKind::choices:
+        case WordKind::Choices:
             return joined(place.choices);
-        case WordKind::files:
+        case WordKind::Files:
             return "<files>";
-        case WordKind::directories:
+        case WordKind::Directories:
             return "<directories>";
         default:
             return "";

@@ -14,9 +14,9 @@ std::string quoted(const std::string& text) {
 
 std::string candidates(const WordPlace& place) {
     switch (place.kind) {
-        case WordKind::choices:
+        case WordKind::Choices:
             return " -a " + quoted(joined(place.choices));
-        case WordKind::directories:
+        case WordKind::Directories:
             return " -a '(__fish_complete_directories)'";
         default:
             return "";
@@ -29,7 +29,7 @@ std::string optionLine(const std::string& condition, const OptionWords& option) 
         line += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
     }
     if (option.values > 0) {
-        line += option.value.kind == WordKind::files ? " -r -F" : " -x" + candidates(option.value);
+        line += option.value.kind == WordKind::Files ? " -r -F" : " -x" + candidates(option.value);
     }
     return line + " -d " + quoted(option.description) + "\n";
 }
@@ -50,7 +50,7 @@ std::string fishCompletion(const ProgramWords& words) {
             script += optionLine(condition, option);
         }
         for (const WordPlace& place : verb.places) {
-            if (place.kind != WordKind::anything) {
+            if (place.kind != WordKind::Anything) {
                 script += "complete -c kova" + condition + candidates(place) + "\n";
             }
         }

@@ -22,11 +22,11 @@ WordPlace placeOf(const CLI::Option& option, const std::string& name) {
     place.choices = choicesIn(option.get_type_name());
     place.repeats = option.get_expected_max() >= CLI::detail::expected_max_vector_size;
     if (!place.choices.empty()) {
-        place.kind = WordKind::choices;
+        place.kind = WordKind::Choices;
     } else if (name == "FILE") {
-        place.kind = WordKind::files;
+        place.kind = WordKind::Files;
     } else if (name == "ANALYSIS") {
-        place.kind = WordKind::directories;
+        place.kind = WordKind::Directories;
     }
     return place;
 }

@@ -9,11 +9,11 @@ class App;
 
 namespace kova_tool {
 
-// What can be completed behind an option or in the place of an argument.
-enum class WordKind { anything, choices, files, directories };
+// What can be completed after an option or as an argument.
+enum class WordKind { Anything, Choices, Files, Directories };
 
 struct WordPlace {
-    WordKind kind = WordKind::anything;
+    WordKind kind = WordKind::Anything;
     std::string name;                  // of the value in the help
     std::vector<std::string> choices;  // of kind choices
     bool repeats = false;

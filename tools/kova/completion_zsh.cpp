@@ -20,11 +20,11 @@ std::string quoted(const std::string& text) {
 
 std::string action(const WordPlace& place) {
     switch (place.kind) {
-        case WordKind::choices:
+        case WordKind::Choices:
             return std::string("(") + joined(place.choices) + ")";
-        case WordKind::files:
+        case WordKind::Files:
             return "_files";
-        case WordKind::directories:
+        case WordKind::Directories:
             return "_files -/";
         default:
             return " ";
@@ -32,7 +32,7 @@ std::string action(const WordPlace& place) {
 }
 
 std::string valueSpecification(const WordPlace& place) {
-    return std::string(":") + quoted(place.kind == WordKind::choices ? "word" : place.name) + ":" +
+    return std::string(":") + quoted(place.kind == WordKind::Choices ? "word" : place.name) + ":" +
            action(place);
 }
 

@@ -62,8 +62,9 @@ void convertByFrame(const AnalysisHandle& analysis, std::int64_t frame, Conversi
     }
 }
 
-void convertByIon(const ConversionSetting& ion, bool toCcs, std::span<double> values) {
-    const auto conversion = toCcs ? kova_oneoverk0_to_ccs_for_mz : kova_ccs_to_oneoverk0_for_mz;
+using ConvertByIon = double (*)(double, std::int32_t, double);
+
+void convertByIon(const ConversionSetting& ion, ConvertByIon conversion, std::span<double> values) {
     for (double& value : values) {
         value = conversion(value, *ion.charge, *ion.mz);
     }
@@ -105,14 +106,15 @@ const Column& ConversionPath::from() const { return kColumns[first]; }
 const Column& ConversionPath::to() const { return kColumns[last]; }
 
 void ConversionPath::convert(const AnalysisHandle& analysis, std::span<double> values) const {
-    if (isOfMobility(first) && takesFrame(first, last) && analysis.format() != AnalysisFormat::mobility) {
+    if (isOfMobility(first) && takesFrame(first, last) && analysis.format() != AnalysisFormat::Mobility) {
         throw Failure("an analysis without ion mobility has no " + std::string(from().name) + " and no " +
                       std::string(to().name));
     }
     for (std::size_t unit = first; unit != last;) {
         const std::size_t next = first < last ? unit + 1 : unit - 1;
         if (takesIon(unit, next)) {
-            convertByIon(setting, next == kCcs, values);
+            convertByIon(setting, next == kCcs ? kova_oneoverk0_to_ccs_for_mz : kova_ccs_to_oneoverk0_for_mz,
+                         values);
         } else {
             convertByFrame(analysis, *setting.frame, neighbourConversion(analysis, unit, next), values);
         }

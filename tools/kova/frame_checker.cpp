@@ -21,7 +21,7 @@ public:
     void check(const FrameRow& frame, CheckTally& tally) override {
         const Clock::time_point start = Clock::now();
         const std::uint32_t scans = reader.scanCount(frame);
-        const ScanData data = reader.read(frame.id, 0, scans, Intensities::measured);
+        const ScanData data = reader.read(frame.id, 0, scans, Intensities::Measured);
         const Clock::duration elapsed = Clock::now() - start;
         if (frame.scans && reader.hasScan(frame.id, scans)) {
             throw Failure("the data hold more scans than the " + std::to_string(scans) +
@@ -70,7 +70,7 @@ private:
 }  // namespace
 
 std::unique_ptr<FrameChecker> makeFrameChecker(const OpenAnalysis& analysis) {
-    if (analysis.handle.format() == AnalysisFormat::mobility) {
+    if (analysis.handle.format() == AnalysisFormat::Mobility) {
         return std::make_unique<ScanChecker>(analysis);
     }
     return std::make_unique<SpectrumChecker>(analysis);

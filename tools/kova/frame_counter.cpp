@@ -14,18 +14,18 @@ void forgetCounts(FrameRow& frame) {
 
 class PeakCounter : public FrameCounter {
 public:
-    PeakCounter(const OpenAnalysis& analysis, bool readsAll)
-        : reader(analysis.handle), trustsNothing(readsAll) {}
+    PeakCounter(const OpenAnalysis& analysis, CountedFrom countedFrom)
+        : reader(analysis.handle), source(countedFrom) {}
 
     void count(FrameRow& frame) override {
-        if (trustsNothing) {
+        if (source == CountedFrom::DataOnly) {
             forgetCounts(frame);
         }
         if (frame.scans && frame.peaks && frame.intensitySum) {
             return;
         }
         const std::uint32_t scans = reader.scanCount(frame);
-        const ScanData data = reader.read(frame.id, 0, scans, Intensities::measured);
+        const ScanData data = reader.read(frame.id, 0, scans, Intensities::Measured);
         frame.scans = scans;
         frame.peaks = data.peaks();
         frame.intensitySum = data.intensitySum();
@@ -33,7 +33,7 @@ public:
 
 private:
     ScanReader reader;
-    bool trustsNothing;
+    CountedFrom source;
 };
 
 // The metadata do not state sizes of profiles, so every spectrum is read.
@@ -56,9 +56,9 @@ private:
 
 }  // namespace
 
-std::unique_ptr<FrameCounter> makeFrameCounter(const OpenAnalysis& analysis, bool readsAll) {
-    if (analysis.handle.format() == AnalysisFormat::mobility) {
-        return std::make_unique<PeakCounter>(analysis, readsAll);
+std::unique_ptr<FrameCounter> makeFrameCounter(const OpenAnalysis& analysis, CountedFrom countedFrom) {
+    if (analysis.handle.format() == AnalysisFormat::Mobility) {
+        return std::make_unique<PeakCounter>(analysis, countedFrom);
     }
     return std::make_unique<SpectrumCounter>(analysis);
 }

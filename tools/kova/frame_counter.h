@@ -15,7 +15,10 @@ public:
     virtual void count(FrameRow& frame) = 0;
 };
 
-// With readsAll it trusts no number of the metadata. The analysis must outlive the counter.
-std::unique_ptr<FrameCounter> makeFrameCounter(const OpenAnalysis& analysis, bool readsAll);
+// Whether numbers that the metadata state are taken from there.
+enum class CountedFrom { MetadataAndData, DataOnly };
+
+// The analysis must outlive the counter.
+std::unique_ptr<FrameCounter> makeFrameCounter(const OpenAnalysis& analysis, CountedFrom source);
 
 }  // namespace kova_tool

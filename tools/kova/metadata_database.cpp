@@ -92,7 +92,7 @@ std::int64_t MetadataDatabase::globalNumber(const std::string& key) const {
 std::uint32_t MetadataDatabase::indexBins(AnalysisFormat format) const {
     const auto samples = static_cast<std::uint32_t>(globalNumber("DigitizerNumSamples"));
     const bool isScaled =
-        format == AnalysisFormat::mobility || globalMetadatum("PeakListIndexScaleFactor").has_value();
+        format == AnalysisFormat::Mobility || globalMetadatum("PeakListIndexScaleFactor").has_value();
     return isScaled ? samples * static_cast<std::uint32_t>(globalNumber("PeakListIndexScaleFactor"))
                     : samples;
 }

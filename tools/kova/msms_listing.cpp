@@ -27,9 +27,9 @@ constexpr std::array<Column, 4> kPointColumns = {
 
 std::span<const Column> columnsOf(MsmsDetail detail) {
     switch (detail) {
-        case MsmsDetail::spectra:
+        case MsmsDetail::Spectra:
             return kSummaryColumns;
-        case MsmsDetail::peaks:
+        case MsmsDetail::Peaks:
             return kPeakColumns;
         default:
             return kPointColumns;
@@ -41,7 +41,7 @@ std::string peaksText(const MsmsSpectrum& spectrum, std::size_t count, OutputFor
     for (const std::size_t peak : strongestPeaks(spectrum, count)) {
         const double mz = spectrum.mz[peak];
         text += text.empty() ? "" : " ";
-        text += (format == OutputFormat::text ? NumberText(mz, 4) : NumberText(mz)).view();
+        text += (format == OutputFormat::Text ? NumberText(mz, 4) : NumberText(mz)).view();
         text += ':';
         text += NumberText::withoutExponent(spectrum.intensities[peak]).view();
     }
@@ -81,7 +81,7 @@ MsmsSpectrum onlyStrongest(const MsmsSpectrum& spectrum, std::size_t count) {
 MsmsListing::MsmsListing(OutputBuffer& output, OutputFormat outputFormat, MsmsDetail listDetail,
                          std::size_t shownPeaks)
     : out(output), format(outputFormat), detail(listDetail), strongest(shownPeaks) {
-    if (format == OutputFormat::json) {
+    if (format == OutputFormat::Json) {
         out << '[';
     } else {
         table.emplace(out, format, columnsOf(detail));
@@ -91,7 +91,7 @@ MsmsListing::MsmsListing(OutputBuffer& output, OutputFormat outputFormat, MsmsDe
 void MsmsListing::add(const MsmsSpectrum& spectrum, std::optional<double> oneOverK0) {
     if (!table) {
         addJson(spectrum, oneOverK0);
-    } else if (detail == MsmsDetail::spectra) {
+    } else if (detail == MsmsDetail::Spectra) {
         addSummary(spectrum, oneOverK0);
     } else {
         addPeaks(spectrum);
@@ -120,7 +120,7 @@ void MsmsListing::addPeaks(const MsmsSpectrum& spectrum) {
     for (std::size_t i = 0; i < spectrum.mz.size() && !out.closed(); ++i) {
         const Cell mz = spectrum.mz[i];
         const Cell intensity = spectrum.intensities[i];
-        if (detail == MsmsDetail::peaks) {
+        if (detail == MsmsDetail::Peaks) {
             table->row(std::array<Cell, 3>{id, mz, intensity});
         } else {
             table->row(std::array<Cell, 4>{id, std::uint64_t{spectrum.indices[i]}, mz, intensity});

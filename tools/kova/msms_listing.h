@@ -18,7 +18,7 @@ std::vector<std::size_t> strongestPeaks(const MsmsSpectrum& spectrum, std::size_
 MsmsSpectrum onlyStrongest(const MsmsSpectrum& spectrum, std::size_t count);
 
 // What one row of a list stands for.
-enum class MsmsDetail { spectra, peaks, profilePoints };
+enum class MsmsDetail { Spectra, Peaks, ProfilePoints };
 
 // Writes spectra as they come, as rows; as JSON, one object per spectrum with
 // its peaks in arrays.

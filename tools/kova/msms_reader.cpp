@@ -72,8 +72,8 @@ struct MsmsReader::Call {
     }
 };
 
-MsmsReader::MsmsReader(const AnalysisHandle& openAnalysis, bool profiles)
-    : analysis(openAnalysis), wantsProfiles(profiles) {}
+MsmsReader::MsmsReader(const AnalysisHandle& openAnalysis, MsmsForm wantedForm)
+    : analysis(openAnalysis), form(wantedForm) {}
 
 void MsmsReader::read(const PrecursorSelection& selection, std::span<const PrecursorRow> rows,
                       const Visitor& visitor) {
@@ -102,13 +102,13 @@ void MsmsReader::end(const Call& call, std::uint32_t result) const {
 
 std::uint32_t MsmsReader::readPrecursors(std::span<const std::int64_t> ids, Call& call) {
     const auto count = static_cast<std::uint32_t>(ids.size());
-    return wantsProfiles
+    return form == MsmsForm::Profile
                ? kova_read_zorel_profile_msms_v2(analysis.get(), ids.data(), count, Call::onProfile, &call)
                : kova_read_zorel_msms_v2(analysis.get(), ids.data(), count, Call::onLines, &call);
 }
 
 std::uint32_t MsmsReader::readFrame(std::int64_t frame, Call& call) {
-    return wantsProfiles
+    return form == MsmsForm::Profile
                ? kova_read_zorel_profile_msms_for_frame_v2(analysis.get(), frame, Call::onProfile, &call)
                : kova_read_zorel_msms_for_frame_v2(analysis.get(), frame, Call::onLines, &call);
 }

@@ -21,6 +21,8 @@ struct MsmsSpectrum {
     std::optional<std::uint32_t> bins = {};   // of a profile, those with 0 included
 };
 
+enum class MsmsForm { Peaks, Profile };
+
 // Reads MS/MS spectra and hands them out in the order in which the library completes them.
 class MsmsReader {
 public:
@@ -28,7 +30,7 @@ public:
     using Visitor = std::function<bool(const MsmsSpectrum&)>;
 
     // The analysis must outlive the reader.
-    MsmsReader(const AnalysisHandle& openAnalysis, bool profiles);
+    MsmsReader(const AnalysisHandle& openAnalysis, MsmsForm wantedForm);
 
     // Spectra of the wanted precursors, whose rows are given. Throws Failure with the library's text, and
     // whatever the visitor throws.
@@ -46,7 +48,7 @@ private:
     bool receiveProfile(Call& call, std::int64_t id, std::span<const std::int32_t> bins);
 
     const AnalysisHandle& analysis;
-    bool wantsProfiles;
+    MsmsForm form;
 };
 
 }  // namespace kova_tool

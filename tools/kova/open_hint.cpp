@@ -20,8 +20,8 @@ bool holdsAnalysis(const fs::path& directory, AnalysisFormat format) {
 }
 
 bool holdsAnalysis(const fs::path& directory) {
-    return holdsAnalysis(directory, AnalysisFormat::mobility) ||
-           holdsAnalysis(directory, AnalysisFormat::spectra);
+    return holdsAnalysis(directory, AnalysisFormat::Mobility) ||
+           holdsAnalysis(directory, AnalysisFormat::Spectra);
 }
 
 std::string hintForFile(const fs::path& file) {
@@ -55,7 +55,7 @@ std::string openHint(const std::string& path, AnalysisFormat wanted) {
         return {};
     }
     if (holdsAnalysis(path)) {
-        return wanted == AnalysisFormat::mobility
+        return wanted == AnalysisFormat::Mobility
                    ? "this is an analysis without ion mobility; `kova spectrum` prints its spectra"
                    : "this is an analysis with ion mobility; `kova scans` prints its peaks";
     }

@@ -25,8 +25,8 @@ public:
     }
     // With this many decimals; a number too long for that is written in its shortest form.
     NumberText(double value, int decimals);
-    // The shortest text that reads back as the same number and has no exponent, for readers that know none; a
-    // number too long for that has one nevertheless.
+    // The shortest text that reads back as the same number and has no exponent, for readers that know none. A
+    // number too long for that still has one.
     static NumberText withoutExponent(double value);
 
     std::string_view view() const { return {text, length}; }

@@ -2,6 +2,6 @@
 
 namespace kova_tool {
 
-enum class OutputFormat { text, csv, json };
+enum class OutputFormat { Text, Csv, Json };
 
 }  // namespace kova_tool

@@ -28,7 +28,7 @@ bool PhysicalUnits::indexToMz(std::int64_t frame, std::vector<double>& values) {
 }
 
 bool PhysicalUnits::scanToOneOverK0(std::int64_t frame, std::vector<double>& values) {
-    if (analysis.format() != AnalysisFormat::mobility) {
+    if (analysis.format() != AnalysisFormat::Mobility) {
         return false;
     }
     const auto done =

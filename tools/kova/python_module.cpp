@@ -5,10 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <system_error>
 
 #include "failure.h"
+#include "sys/environment.h"
 
 extern char** environ;
 
@@ -33,10 +33,7 @@ for number, name in enumerate(sys.argv[1:]):
 )";
 constexpr int kFirstMissing = 100;
 
-std::string interpreter() {
-    const char* const chosen = std::getenv(kVariable);
-    return chosen != nullptr && *chosen != '\0' ? chosen : "python3";
-}
+std::string interpreter() { return lumo::sys::environmentVariable(kVariable).value_or("python3"); }
 
 std::vector<char*> pointersTo(std::vector<std::string>& words) {
     std::vector<char*> pointers;

@@ -49,7 +49,7 @@ ScanData ScanReader::read(std::int64_t frame, std::uint32_t begin, std::uint32_t
     if (begin == end) {
         return {};
     }
-    const auto call = kind == Intensities::measured ? kova_read_scans_internal : kova_read_scans_v2;
+    const auto call = kind == Intensities::Measured ? kova_read_scans_internal : kova_read_scans_v2;
     for (;;) {
         const std::size_t capacityBytes = capacityWords * sizeof(std::uint32_t);
         const std::uint32_t size =
@@ -77,7 +77,7 @@ bool ScanReader::hasScan(std::int64_t frame, std::uint32_t scan) const {
     if (text.ends_with("out of range.")) {
         return false;
     }
-    // A scan with damaged data is there nevertheless.
+    // A scan whose data are damaged exists.
     if (text.starts_with("CorruptScanDataError")) {
         return true;
     }

@@ -10,7 +10,7 @@
 
 namespace kova_tool {
 
-enum class Intensities { normalised, measured };
+enum class Intensities { Normalised, Measured };
 
 // The peaks of consecutive scans of one frame, in the layout in which the library returns them. A view into
 // the ScanReader that read them: valid until its next read.

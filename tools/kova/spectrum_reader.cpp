@@ -10,7 +10,7 @@ namespace {
 std::uint32_t lengthOf(const auto& values) { return static_cast<std::uint32_t>(values.size()); }
 
 // Runs a reading call, whose result 0 means a failure as well as an empty spectrum. To tell them apart a
-// failed call is made again behind another failure, the text of which no reading call gives.
+// failed call is made again after another failure, whose text no reading call gives.
 template <class Call>
 std::size_t checkedCount(const AnalysisHandle& analysis, Call call) {
     if (const std::uint32_t count = call()) {

@@ -29,13 +29,13 @@ void handOver(char**) {}
 
 std::uint64_t openWithState(AnalysisFormat format, const std::string& directory, const std::string& state) {
     const Selector selector = selectorOf(state);
-    return format == AnalysisFormat::mobility
+    return format == AnalysisFormat::Mobility
                ? lumo::io::openInstance<Instance>(directory.c_str(), selector)
                : lumo::io::openInstance<KvsInstance>(directory.c_str(), selector);
 }
 
 std::optional<std::string> keyOfStateInUse(AnalysisFormat format, std::uint64_t handle) {
-    return format == AnalysisFormat::mobility
+    return format == AnalysisFormat::Mobility
                ? lumo::io::instanceOf<Instance>(handle).getReader().getCalibrationStateId()
                : lumo::io::instanceOf<KvsInstance>(handle).getReader().getCalibrationStateId();
 }

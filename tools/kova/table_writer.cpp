@@ -24,25 +24,25 @@ std::string csvString(std::string_view text) {
 TableWriter::TableWriter(OutputBuffer& output, OutputFormat outputFormat,
                          std::span<const Column> tableColumns)
     : out(output), format(outputFormat), columns(tableColumns) {
-    for (std::size_t i = 0; i < columns.size() && format != OutputFormat::json; ++i) {
-        if (format == OutputFormat::text) {
+    for (std::size_t i = 0; i < columns.size() && format != OutputFormat::Json; ++i) {
+        if (format == OutputFormat::Text) {
             textField(columns[i].heading, columns[i]);
         } else {
             out << (i > 0 ? "," : "") << columns[i].name;
         }
     }
-    out << (format == OutputFormat::json ? '[' : '\n');
+    out << (format == OutputFormat::Json ? '[' : '\n');
 }
 
 void TableWriter::row(std::span<const Cell> cells) {
     switch (format) {
-        case OutputFormat::text:
+        case OutputFormat::Text:
             textRow(cells);
             break;
-        case OutputFormat::csv:
+        case OutputFormat::Csv:
             csvRow(cells);
             break;
-        case OutputFormat::json:
+        case OutputFormat::Json:
             jsonRow(cells);
             break;
     }
@@ -50,7 +50,7 @@ void TableWriter::row(std::span<const Cell> cells) {
 }
 
 void TableWriter::end() {
-    if (format == OutputFormat::json) {
+    if (format == OutputFormat::Json) {
         out << (hasRows ? "\n]\n" : "]\n");
     }
 }

@@ -54,7 +54,7 @@ constexpr std::array<Column, 13> kFrameColumns = {{{"id", "id", 6},
 // The columns, without text for those that the other format has.
 std::vector<Column> columnsOf(AnalysisFormat format) {
     using Names = std::vector<std::string_view>;
-    const Names unused = format == AnalysisFormat::mobility
+    const Names unused = format == AnalysisFormat::Mobility
                              ? Names{"lines", "profile_points"}
                              : Names{"scans", "peaks", "intensity_sum", "one_over_k0_min", "one_over_k0_max"};
     std::vector<Column> columns(kFrameColumns.begin(), kFrameColumns.end());
@@ -85,7 +85,8 @@ public:
         : options(verbOptions),
           format(analysisFormat),
           analysis(options.directory, format, options.calibration),
-          counter(makeFrameCounter(analysis, options.read)),
+          counter(makeFrameCounter(analysis,
+                                   options.read ? CountedFrom::DataOnly : CountedFrom::MetadataAndData)),
           units(analysis.handle),
           indexBins(analysis.metadata.indexBins(format)) {}
 

@@ -53,9 +53,9 @@ public:
 
 MsmsDetail detailOf(const MsmsOptions& options) {
     if (!options.peaks) {
-        return MsmsDetail::spectra;
+        return MsmsDetail::Spectra;
     }
-    return options.profile ? MsmsDetail::profilePoints : MsmsDetail::peaks;
+    return options.profile ? MsmsDetail::ProfilePoints : MsmsDetail::Peaks;
 }
 
 class ListOutput : public MsmsOutput {
@@ -117,7 +117,7 @@ class MsmsPrinter {
 public:
     explicit MsmsPrinter(const MsmsOptions& verbOptions)
         : options(verbOptions),
-          analysis(options.directory, AnalysisFormat::mobility, options.calibration),
+          analysis(options.directory, AnalysisFormat::Mobility, options.calibration),
           rows(readPrecursors(analysis.metadata, options.selection)),
           units(analysis.handle) {}
 
@@ -148,7 +148,7 @@ private:
     bool readInto(MsmsOutput& output) {
         kova_tool_common::Progress progress(rows.size(), "precursors", showsProgress());
         bool isOpen = true;
-        MsmsReader(analysis.handle, options.profile)
+        MsmsReader(analysis.handle, options.profile ? MsmsForm::Profile : MsmsForm::Peaks)
             .read(options.selection, rows, [&](const MsmsSpectrum& spectrum) {
                 isOpen = add(output, spectrum);
                 progress.advance();

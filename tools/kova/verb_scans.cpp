@@ -128,7 +128,7 @@ void writeJsonDocument(const Peaks& peaks, const ScansOptions& options, OutputBu
     out << '\n';
 }
 
-// A range that begins behind the last scan keeps one scan, so that the library says what is wrong.
+// A range that begins after the last scan keeps one scan, so that the library says what is wrong.
 std::uint32_t lastScanEnd(const OpenAnalysis& analysis, std::int64_t frame, const ScanRange& range,
                           const ScanReader& reader) {
     const std::uint32_t count = reader.scanCount(readFrameRow(analysis.metadata, frame));
@@ -137,10 +137,10 @@ std::uint32_t lastScanEnd(const OpenAnalysis& analysis, std::int64_t frame, cons
 
 int runScans(const ScansOptions& options) {
     const ScanRange range = parseScanRange(options.scans);
-    const OpenAnalysis analysis(options.directory, AnalysisFormat::mobility, options.calibration);
+    const OpenAnalysis analysis(options.directory, AnalysisFormat::Mobility, options.calibration);
     ScanReader reader(analysis.handle);
     const std::uint32_t end = range.end ? *range.end : lastScanEnd(analysis, options.frame, range, reader);
-    const auto kind = options.raw ? Intensities::measured : Intensities::normalised;
+    const auto kind = options.raw ? Intensities::Measured : Intensities::Normalised;
     PhysicalUnits units(analysis.handle);
     Peaks peaks;
     peaks.data = reader.read(options.frame, range.begin, end, kind);

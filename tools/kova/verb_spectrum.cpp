@@ -49,7 +49,7 @@ class SpectrumPrinter {
 public:
     explicit SpectrumPrinter(const SpectrumOptions& verbOptions)
         : options(verbOptions),
-          analysis(options.directory, AnalysisFormat::spectra, options.calibration),
+          analysis(options.directory, AnalysisFormat::Spectra, options.calibration),
           reader(analysis.handle, spectrumParts(analysis.metadata)) {}
 
     int run() {
