@@ -1,5 +1,6 @@
 #include "kova-data-reader/blob/blob_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <stdexcept>
 
@@ -27,7 +28,11 @@ bool BlobFileBuffer::open(const std::filesystem::path& path) {
     // O_NONBLOCK: opening a named pipe would wait for its writer. It has no effect on regular files.
     descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     struct stat status {};
-    return descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    if (descriptor < 0 || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return false;
+    }
+    knownSize = status.st_size;
+    return true;
 }
 
 BlobFileBuffer::off_type BlobFileBuffer::fileSize() const {
@@ -49,6 +54,7 @@ std::streamsize BlobFileBuffer::xsgetn(char* destination, std::streamsize count)
         done += got;
         position += got;
     }
+    knownSize = std::max(knownSize, position);
     return done;
 }
 
@@ -84,6 +90,9 @@ BlobFileBuffer::pos_type BlobFileBuffer::seekoff(off_type offset, std::ios_base:
 
 BlobFileBuffer::pos_type BlobFileBuffer::seekpos(pos_type target, std::ios_base::openmode which) {
     if (off_type(target) < 0 || (which & std::ios_base::in) == 0) {
+        return kFailed;
+    }
+    if (off_type(target) > knownSize && lseek(descriptor, off_type(target), SEEK_SET) < 0) {
         return kFailed;
     }
     position = off_type(target);

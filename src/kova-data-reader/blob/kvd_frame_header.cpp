@@ -53,11 +53,7 @@ std::pair<std::uint64_t, std::uint32_t> KvdFrameHeader::getScanStartOffset(std::
         LUMO_THROW(std::invalid_argument("Scan number out of range."));
     }
     const std::uint32_t start = scanOffsets[scan];
-    const std::uint32_t end = scanOffsets[scan + 1];
-    if (end < start) {
-        LUMO_THROW(CorruptScanDataError(frameId, scan, "Scan offsets run backwards."));
-    }
-    return {static_cast<std::uint64_t>(blockPosition.value_or(0)) + start, end - start};
+    return {static_cast<std::uint64_t>(blockPosition.value_or(0)) + start, scanOffsets[scan + 1] - start};
 }
 
 }  // namespace lumo::io::kova

@@ -39,8 +39,8 @@ void KvdFrameReader::readBlock(std::istream& stream, std::int64_t position) {
     if (blockSize > limits::kMaxBlockSizeBytes) {
         LUMO_THROW(CorruptFrameDataError(frameId, "Compressed scan size too large."));
     }
-    if (blockSize < binary::kBlockHeaderSizeBytes) {
-        LUMO_THROW(CorruptFrameDataError(frameId, "Block size is smaller than the block header."));
+    if (blockSize < binary::kBlockHeaderSizeBytes) {  // what is left of it wraps to 4 GiB, which no block has
+        LUMO_THROW(CorruptFrameDataError(frameId, "Error reading frame data."));
     }
     scans = scanCount;
     if (blockSize == binary::kBlockHeaderSizeBytes) {

@@ -95,7 +95,7 @@ void KvdReaderCache::fill(const FillRules& rules, std::istream& stream, std::int
         return;
     }
     const auto [lastPosition, lastLength] = frameHeader.getScanStartOffset(end - 1);
-    // A last scan that lies before the first wraps to a size far beyond the limit.
+    // Wraps to a size far beyond the limit when the last scan lies before the first, whatever lies between them.
     const std::uint64_t size = lastPosition + lastLength - rangeStart;
     if (size == 0) {
         return;

@@ -20,7 +20,7 @@ struct KvsSpectraReader::Part {
     bool KvsSpectraReader::*read;
     std::uint32_t KvsSpectraReader::*size;
     ByteBuffer KvsSpectraReader::*buffer;
-    bool startsBehindLine;
+    bool startsAfterLine;
 };
 
 void KvsSpectraReader::fillLineSpectrum(std::istream& stream, std::int64_t newFrameId,
@@ -31,7 +31,7 @@ void KvsSpectraReader::fillLineSpectrum(std::istream& stream, std::int64_t newFr
           .read = &KvsSpectraReader::lineRead,
           .size = &KvsSpectraReader::lineSize,
           .buffer = &KvsSpectraReader::line,
-          .startsBehindLine = false},
+          .startsAfterLine = false},
          stream, position);
 }
 
@@ -43,7 +43,7 @@ void KvsSpectraReader::fillProfileSpectrum(std::istream& stream, std::int64_t ne
           .read = &KvsSpectraReader::profileRead,
           .size = &KvsSpectraReader::profileSize,
           .buffer = &KvsSpectraReader::profile,
-          .startsBehindLine = true},
+          .startsAfterLine = true},
          stream, position);
 }
 
@@ -55,13 +55,8 @@ void KvsSpectraReader::readHeader(std::istream& stream, std::int64_t position) {
         return;
     }
     const auto [blockSize, lineEntry] = binary::readBlockHeader(stream, position, frameId);
-    if (blockSize < binary::kBlockHeaderSizeBytes) {
-        LUMO_THROW(CorruptFrameDataError(frameId, "Block size is smaller than the block header."));
-    }
-    if (lineEntry > blockSize - binary::kBlockHeaderSizeBytes) {
-        LUMO_THROW(CorruptFrameDataError(frameId, "Line spectrum is larger than its block."));
-    }
     lineSize = lineEntry;
+    // Wraps when the block contradicts its parts; each part is checked when it is read.
     profileSize = blockSize - binary::kBlockHeaderSizeBytes - lineEntry;
     place = StreamPlace::AfterHeader;
 }
@@ -86,12 +81,11 @@ void KvsSpectraReader::fill(const Part& part, std::istream& stream, std::int64_t
     if (size == 0) {
         buffer.resize(0);
     } else {
-        const bool isInPlace =
-            part.startsBehindLine
-                ? place == StreamPlace::AtProfilePart || (place == StreamPlace::AfterHeader && lineSize == 0)
-                : place == StreamPlace::AfterHeader;
+        const bool isInPlace = part.startsAfterLine ? place == StreamPlace::AtProfilePart ||
+                                                          (place == StreamPlace::AfterHeader && lineSize == 0)
+                                                    : place == StreamPlace::AfterHeader;
         const std::int64_t start =
-            position + binary::kBlockHeaderSizeBytes + (part.startsBehindLine ? lineSize : 0);
+            position + binary::kBlockHeaderSizeBytes + (part.startsAfterLine ? lineSize : 0);
         if (!isInPlace && !binary::seekTo(stream, start)) {
             // Deliberate: the line part's failure has the profile part's text.
             LUMO_THROW(CorruptFrameDataError(
@@ -99,7 +93,7 @@ void KvsSpectraReader::fill(const Part& part, std::istream& stream, std::int64_t
         }
         place = StreamPlace::Unknown;
         binary::readAndDecompress(size, frameId, stream, handler, compressed, buffer);
-        place = part.startsBehindLine ? StreamPlace::Unknown : StreamPlace::AtProfilePart;
+        place = part.startsAfterLine ? StreamPlace::Unknown : StreamPlace::AtProfilePart;
     }
     this->*part.read = true;
     loadedPosition = position;

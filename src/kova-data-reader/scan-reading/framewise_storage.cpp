@@ -23,7 +23,7 @@ std::uint32_t FramewiseStorage::loadFrame(std::int64_t frameId) {
 void FramewiseStorage::read(const ScanRange& range, const DecodingRules& rules, ScanSink& sink) {
     LUMO_ASSERT(range.begin < range.end);
     loadFrame(range.frameId);
-    const LoadedRange loaded{range, checkedPeakBound(range)};
+    const LoadedRange loaded{range, checkedPeakBound(range, rules)};
     const FrameScans scans = scansOfFrame(rules);
     sink.start(loaded);
     for (std::uint32_t next = range.begin; next < range.end;) {
@@ -39,24 +39,40 @@ void FramewiseStorage::read(const ScanRange& range, const DecodingRules& rules, 
     }
 }
 
-// The range may claim billions of scans that the frame does not have.
-std::uint64_t FramewiseStorage::checkedPeakBound(const ScanRange& range) const {
-    std::uint32_t first = 0;
-    std::uint32_t last = 0;
+// All scans are checked before the first one is decoded. Where one fails, those before it are decoded for the one thing
+// that they leave behind then: the first index beyond the bins is logged, as it is when scans are decoded one by one.
+std::uint64_t FramewiseStorage::checkedPeakBound(const ScanRange& range, const DecodingRules& rules) const {
     std::uint64_t peakBound = 0;
-    const std::uint32_t existingEnd = std::min(range.end, frame.numberOfScans());
-    for (std::uint32_t scan = range.begin; scan < existingEnd && !frame.isWithoutPeaks(); ++scan) {
-        frame.get(scan, first, last);
-        if ((last - first) % 2 != 0) {
-            LUMO_THROW(CorruptScanDataError(range.frameId, scan,
-                                            "number of decompressed entries not an even number."));
+    std::uint32_t scan = range.begin;
+    try {
+        // The range may claim billions of scans that the frame does not have, or that have no table.
+        const std::uint32_t existingEnd =
+            frame.isWithoutPeaks() ? 0 : std::min(range.end, frame.numberOfScans());
+        for (; scan < existingEnd; ++scan) {
+            checkScan(range, scan);
+            peakBound += peakBoundOf(scan);
         }
-        peakBound += (last - first) / 2;
-    }
-    if (range.end > existingEnd) {
-        frame.get(std::max(range.begin, existingEnd), first, last);
+        if (range.end > frame.numberOfScans()) {
+            checkScan(range, std::max(range.begin, frame.numberOfScans()));
+        }
+    } catch (const std::exception&) {
+        if (scan > range.begin) {
+            ScanTargets nowhere;
+            kernel.decode(scansOfFrame(rules), range.begin, scan, rules.limit, nowhere);
+        }
+        throw;
     }
     return peakBound;
+}
+
+void FramewiseStorage::checkScan(const ScanRange& range, std::uint32_t scan) const {
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;
+    frame.get(scan, first, last);
+    if ((last - first) % 2 != 0) {
+        LUMO_THROW(
+            CorruptScanDataError(range.frameId, scan, "number of decompressed entries not an even number."));
+    }
 }
 
 std::uint64_t FramewiseStorage::peakBoundOf(std::uint32_t scan) const {

@@ -27,7 +27,8 @@ public:
                                               std::uint32_t& end) override;
 
 private:
-    std::uint64_t checkedPeakBound(const ScanRange& range) const;
+    std::uint64_t checkedPeakBound(const ScanRange& range, const DecodingRules& rules) const;
+    void checkScan(const ScanRange& range, std::uint32_t scan) const;
     std::uint64_t peakBoundOf(std::uint32_t scan) const;
     ScanBatch nextBatch(std::uint32_t begin, const LoadedRange& loaded, std::uint64_t peaksPerBatch) const;
     FrameScans scansOfFrame(const DecodingRules& rules) const;
