@@ -1,12 +1,11 @@
 #include <stdexcept>
-#include <string>
 #include <vector>
 
 #include "diag/throw.h"
 #include "kovadata/handle.h"
 #include "kovadata/instance.h"
 #include "kovadata/kova.h"
-#include "sqlite/cppsqlite3.h"
+#include "zorel-msms-reader/precursor_ids.h"
 #include "zorel-msms-reader/zorel-msms-reader.h"
 
 namespace {
@@ -14,17 +13,6 @@ namespace {
 using lumo::io::KovaInterface;
 using lumo::io::algorithms::ZorelMsmsSpectraReader;
 using lumo::io::kova::KvdReader;
-
-constexpr double kWidthSlope = 15000.0;
-
-std::vector<int64_t> getPrecursorIdsFromParent(KvdReader& reader, int64_t frameId) {
-    std::vector<int64_t> ids;
-    const std::string sql = "SELECT Id FROM Precursors WHERE Parent = " + std::to_string(frameId);
-    for (CppSQLite3Query query = reader.getSQLiteDb()->execQuery(sql); !query.eof(); query.nextRow()) {
-        ids.push_back(query.getInt64Field(0));
-    }
-    return ids;
-}
 
 // Which precursors a call asks for.
 struct ListedPrecursors {
@@ -43,7 +31,7 @@ struct PrecursorsOfFrame {
     int64_t frameId;
 
     std::vector<int64_t> select(KvdReader& reader) const {
-        return getPrecursorIdsFromParent(reader, frameId);
+        return lumo::io::algorithms::getPrecursorIdsFromParent(reader, frameId);
     }
     void check() const {}
 };
@@ -52,7 +40,8 @@ template <class Selection>
 uint32_t extract(uint64_t handle, const Selection& selection, const auto& run) {
     return lumo::io::guarded<KovaInterface>(uint32_t{0}, [&] {
         KvdReader& analysis = lumo::io::instanceOf<lumo::io::Instance>(handle).getReader();
-        ZorelMsmsSpectraReader reader(analysis, selection.select(analysis), kWidthSlope);
+        ZorelMsmsSpectraReader reader(analysis, selection.select(analysis),
+                                      lumo::io::algorithms::kDefaultWidthSlope);
         run(reader);
         return uint32_t{1};
     });

@@ -26,6 +26,9 @@ using lineSpectraCallback =
 // Precursor id and summed intensities, one entry per time-of-flight index from 0.
 using profileSpectraCallback = std::function<void(std::int64_t, std::vector<std::int32_t>&&)>;
 
+// How fast the peak finder's widths grow, unless a caller wants it otherwise.
+inline constexpr double kDefaultWidthSlope = 15000.0;
+
 // The fragment spectra of precursors that were selected by their mobility: each MS/MS frame holds several
 // precursors, each in its own range of scans, and most precursors are measured in several frames. Frames are
 // gone through once, in ascending order, and each precursor is handed over and forgotten right after its last

@@ -21,7 +21,7 @@ ALLOWED = {
     "kova-data-reader": {"calibration-state", "kvd-calibration-reader", "calibration", "sqlite", "diag", "logging", "sys"},
     "process-frames": {"diag", "sys"},
     "zorel-msms-reader": {"process-frames", "kova-data-reader", "calibration", "sqlite", "diag", "logging"},
-    "kovadata": {"zorel-msms-reader", "kova-data-reader", "calibration-state", "calibration", "sqlite", "diag", "logging", "sys"},
+    "kovadata": {"zorel-msms-reader", "kova-data-reader", "calibration-state", "calibration", "diag", "logging", "sys"},
 }
 # The interface to the open database is a small layer below the calibration readers.
 EXCEPTIONS = {
@@ -43,6 +43,7 @@ FORBIDDEN = [
     ("kova-data-reader/blob/", re.compile(r"^sqlite3?[/.]")),
     ("kova-data-reader/scan-decoding/", re.compile(r"^(sqlite3?[/.]|istream|fstream)")),
     ("kova-data-reader/scan-reading/", re.compile(r"^sqlite3?[/.]")),
+    ("kovadata/", re.compile(r"^sqlite3?[/.]")),
     ("calibration/", re.compile(r"^sqlite3?[/.]")),
 ]
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^">]+)[">]')

@@ -1,0 +1,20 @@
+#include "zorel-msms-reader/precursor_ids.h"
+
+#include <string>
+
+#include "kova-data-reader/database/i_sqlite_reader.h"
+#include "sqlite/cppsqlite3.h"
+
+namespace lumo::io::algorithms {
+
+std::vector<std::int64_t> getPrecursorIdsFromParent(const kova::ISqliteReader& analysis,
+                                                    std::int64_t frameId) {
+    std::vector<std::int64_t> ids;
+    const std::string sql = "SELECT Id FROM Precursors WHERE Parent = " + std::to_string(frameId);
+    for (CppSQLite3Query query = analysis.getSQLiteDb()->execQuery(sql); !query.eof(); query.nextRow()) {
+        ids.push_back(query.getInt64Field(0));
+    }
+    return ids;
+}
+
+}  // namespace lumo::io::algorithms
