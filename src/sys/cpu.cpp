@@ -35,9 +35,9 @@ std::span<const SimdLevel> supportedSimdLevels() {
 }
 
 SimdLevel simdLevel() {
-    static const SimdLevel level =
+    static const SimdLevel kLevel =
         simdLevelFor(environmentVariable("KOVADATA_SIMD").value_or(""), widestSimdLevel());
-    return level;
+    return kLevel;
 }
 
 SimdLevel simdLevelFor(std::string_view wish, SimdLevel widest) {
