@@ -119,7 +119,7 @@ class CheckSpectra(CheckTest):
                 ({"KovaId": 1 << 40}, corrupt + "Error reading binary header."),
                 ({"NumPeaks": 3}, corrupt + "Number of peaks [3] exceeds the line spectrum of 32 bytes."),
                 ({"NumPeaks": None}, corrupt + "Number of peaks is missing for the line spectrum."),
-                ({"block": words([12, 40, 0])}, corrupt + "Error reading frame data."),
+                ({"block": words([12, 40, 0])}, corrupt + "Error decompressing frame data: "),
                 ({"block": words([28, 0, 9, 9, 9, 9, 9])}, corrupt + "Error decompressing frame data: ")]):
             with self.subTest(**damage):
                 # An empty spectrum behind a bad one must not pass for bad itself.
