@@ -65,7 +65,7 @@ void checkMobility(fuzz::ByteSource& source, const std::vector<double>& values) 
         const double low = source.take<double>();
         const auto mobility = makeLvrTransformatorLinear(ramp, transit, c0, c1, low, source.take<double>());
         std::vector<double> out(values.size());
-        mobility->scanNumberToOneOverK0(values, out);
+        dynamic_cast<const IArrayTransformator&>(*mobility).scanNumbersToOneOverK0s(values, out);
         for (std::size_t i = 0; i < values.size(); ++i) {
             fuzz::require(same(out[i], mobility->scanNumberToOneOverK0(values[i])), "array as single values");
             mobility->oneOverK0ToScanNumber(values[i]);

@@ -159,9 +159,10 @@ public:
      * Between the coordinates of one frame: time-of-flight index and m/z in Th, scan number and 1/K0 in V s / cm^2, scan
      * number and ramp voltage in V. Indices and scan numbers are counted from 0 and may be fractional.
      *
-     * Input and output have the same size and may be the same memory, but not overlap otherwise. Integers, as the scans have
-     * them, are taken too. Convert arrays rather than single values. They throw Error where the C functions fail (unknown
-     * frame, missing calibration), std::invalid_argument when the sizes differ, and std::length_error above 4294967295 values.
+     * Input and output have the same size; arrays of doubles may be the same or overlap as with the C functions. Integers,
+     * as the scans have them, are taken too, from memory of their own. Convert arrays rather than single values. They throw
+     * Error where the C functions fail (unknown frame, missing calibration), std::invalid_argument when the sizes differ, and
+     * std::length_error above 4294967295 values.
      * @{
      */
     /** See kova_index_to_mz(). */

@@ -168,10 +168,11 @@ KOVADATA_API uint32_t kova_read_scans_internal(uint64_t handle, int64_t frame_id
  * (scan number <-> voltage <-> 1/K0). The calls below convert @p cnt values of one frame. Units: index and scan number are
  * counted from 0 and may be fractional; m/z in Th; 1/K0 in V s / cm^2; voltage in V; CCS in square angstrom.
  *
- * Common to the calls on arrays: input and output hold @p cnt values each and may be the same array, but must not overlap
- * otherwise; both may be NULL when @p cnt is 0. Values outside the calibrated range are extrapolated, nothing is clipped;
- * infinities and not-a-number pass through. They return 1 on success and 0 on failure; the output may be partly written
- * then. With @p cnt 0 they return 1 without looking at the frame.
+ * Common to the calls on arrays: input and output hold @p cnt values each and may be the same array or overlap. Conversions
+ * of m/z then give what they would if the input had been copied before, conversions of mobility write each value right
+ * after its input was read. Both may be NULL when @p cnt is 0. Values outside the calibrated range are extrapolated, nothing
+ * is clipped; infinities and not-a-number pass through. They return 1 on success and 0 on failure; the output may be partly
+ * written then. With @p cnt 0 they return 1 without looking at the frame.
  *  @{ */
 
 /**

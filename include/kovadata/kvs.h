@@ -141,14 +141,14 @@ KOVADATA_API uint32_t kvs_read_profile_spectrum(uint64_t handle, int64_t spectru
  * Converts time-of-flight indices of a spectrum to m/z, as kova_index_to_mz() does for a frame.
  *
  * The calibration is fetched by each call, so convert arrays rather than single values. With @p cnt 0 the spectrum is not
- * looked at. Input and output may be the same array.
+ * looked at. Input and output may be the same array or overlap: the result is as if the input had been copied before.
  *
  * @param handle       handle of an open analysis
  * @param spectrum_id  "Id" of a row of table "Frames"
  * @param index        indices to convert, fractional, counted from 0
  * @param mz           receives the m/z values
  * @param cnt          number of values
- * @return 1, or 0 on failure; the output may be partly written then
+ * @return 1, or 0 on failure; the output is as it was then
  */
 KOVADATA_API uint32_t kvs_index_to_mz(uint64_t handle, int64_t spectrum_id, const double* index, double* mz,
                                       uint32_t cnt);
@@ -161,7 +161,7 @@ KOVADATA_API uint32_t kvs_index_to_mz(uint64_t handle, int64_t spectrum_id, cons
  * @param mz           m/z values to convert
  * @param index        receives the indices
  * @param cnt          number of values
- * @return 1, or 0 on failure; the output may be partly written then
+ * @return 1, or 0 on failure; the output is as it was then
  */
 KOVADATA_API uint32_t kvs_mz_to_index(uint64_t handle, int64_t spectrum_id, const double* mz, double* index,
                                       uint32_t cnt);

@@ -27,6 +27,7 @@ public:
     double RawToMass(double t, FailureMask& failed) const {
         return polynomial->Corrected(model.RawToMass(t, failed));
     }
+    bool AlwaysSolvable() const { return model.AlwaysSolvable(); }
 
     MassRange MonotonicRange(double mass) const { return model.MonotonicRange(mass); }
     double CentreOfUsableRange() const { return model.CentreOfUsableRange(); }

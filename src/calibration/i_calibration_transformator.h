@@ -102,6 +102,10 @@ public:
     // allowed.
     virtual void MassToDIndex(std::span<const double> masses, std::span<double> indices) const = 0;
     virtual void DIndexToMass(std::span<const double> indices, std::span<double> masses) const = 0;
+
+    // Whether the conversion of these indices fails because one of them has no real solution. With constants that leave
+    // none without, which is the rule, no index is looked at.
+    virtual bool DIndexToMassFails(std::span<const double> indices) const = 0;
 };
 
 }  // namespace lumo::calibration

@@ -71,7 +71,8 @@ struct ScanAxis {  // NOLINT(*-member-init): always made as a whole
     double fromOneOverK0(double k) const { return fromVoltage(continuation.inverse(k) * polaritySign); }
 };
 
-class LinearVoltageRampBasedTransformator final : public virtual ILinearVoltageRampBasedTransformator {
+class LinearVoltageRampBasedTransformator final : public virtual ILinearVoltageRampBasedTransformator,
+                                                  public IArrayTransformator {
 public:
     LinearVoltageRampBasedTransformator(const LinearVoltageRamp& voltageRamp, double scans)
         : logger(logging::Logger::getLogger(kLoggerName)),
@@ -97,16 +98,16 @@ public:
     void scanNumberToVoltage(std::vector<double>& out, int begin, int end) const override {
         convertScanRange(out, begin, end, [this](double scan) { return scanNumberToVoltage(scan); });
     }
-    void scanNumberToOneOverK0(std::span<const double> in, std::span<double> out) const override {
+    void scanNumbersToOneOverK0s(std::span<const double> in, std::span<double> out) const override {
         convertArray(in, out, [scans = axis()](double scan) { return scans.toOneOverK0(scan); });
     }
-    void scanNumberToVoltage(std::span<const double> in, std::span<double> out) const override {
+    void scanNumbersToVoltages(std::span<const double> in, std::span<double> out) const override {
         convertArray(in, out, [scans = axis()](double scan) { return scans.toVoltage(scan); });
     }
-    void oneOverK0ToScanNumber(std::span<const double> in, std::span<double> out) const override {
+    void oneOverK0sToScanNumbers(std::span<const double> in, std::span<double> out) const override {
         convertArray(in, out, [scans = axis()](double k) { return scans.fromOneOverK0(k); });
     }
-    void voltageToScanNumber(std::span<const double> in, std::span<double> out) const override {
+    void voltagesToScanNumbers(std::span<const double> in, std::span<double> out) const override {
         convertArray(in, out, [scans = axis()](double v) { return scans.fromVoltage(v); });
     }
     int getStrategy() const override { return 2; }

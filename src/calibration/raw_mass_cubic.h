@@ -31,6 +31,7 @@ public:
         // Both are computed and one is chosen, so that the loop over an array stays without branches.
         return Root::square(start <= 0.0 || a3 == 0.0 ? start : refined);
     }
+    using RMStart<Root>::AlwaysSolvable;
 
     MassRange MonotonicRange(double mass) const {
         TurningPoints points = turningRootsOfCubic(a3, a2, rootA1);
@@ -68,6 +69,7 @@ public:
 
     double MassToRaw(double mass) const { return model.MassToRaw(mass + dm); }
     double RawToMass(double t, FailureMask& failed) const { return model.RawToMass(t, failed) - dm; }
+    bool AlwaysSolvable() const { return model.AlwaysSolvable(); }
 
     MassRange MonotonicRange(double mass) const {
         const auto [low, high] = model.MonotonicRange(mass + dm);

@@ -16,6 +16,7 @@ public:
 
     double MassToRaw(double mass) const { return a0 + Root::root(a1 * mass) + a2 * mass; }
     double RawToMass(double t, FailureMask& failed) const { return Root::square(this->Solve(t, failed)); }
+    using RMStart<Root>::AlwaysSolvable;
 
     // The branch of the model that RawToMass answers from, and the others.
     MassRange MonotonicRange(double mass) const {

@@ -33,6 +33,9 @@ public:
         return distance / ((signA1 * std::sqrt(discriminant) + rootA1) * -0.5);
     }
 
+    // Whether no discriminant can be negative: what is added to a positive A1 has the sign of A2.
+    bool AlwaysSolvable() const { return a1 >= 0.0 && a2 >= 0.0; }
+
 protected:
     double a0 = 0.0;
     double a1 = 0.0;

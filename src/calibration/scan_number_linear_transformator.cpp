@@ -5,7 +5,7 @@ namespace lumo::calibration::kova {
 namespace {
 
 // The order of the operations in each conversion fixes its rounding; none is simplified.
-class ScanNumberLinearTransformator final : public virtual ITransformator {
+class ScanNumberLinearTransformator final : public virtual ITransformator, public IArrayTransformator {
 public:
     ScanNumberLinearTransformator(double intercept, double slope) : a(intercept), b(slope) {}
 
@@ -35,16 +35,16 @@ public:
         convertScanRange(out, begin, end, [this](double scan) { return scanNumberToVoltage(scan); });
     }
 
-    void scanNumberToOneOverK0(std::span<const double> in, std::span<double> out) const override {
+    void scanNumbersToOneOverK0s(std::span<const double> in, std::span<double> out) const override {
         convertArray(in, out, [this](double scan) { return scanNumberToOneOverK0(scan); });
     }
-    void scanNumberToVoltage(std::span<const double> in, std::span<double> out) const override {
+    void scanNumbersToVoltages(std::span<const double> in, std::span<double> out) const override {
         convertArray(in, out, [this](double scan) { return scanNumberToVoltage(scan); });
     }
-    void oneOverK0ToScanNumber(std::span<const double> in, std::span<double> out) const override {
+    void oneOverK0sToScanNumbers(std::span<const double> in, std::span<double> out) const override {
         convertArray(in, out, [this](double k) { return oneOverK0ToScanNumber(k); });
     }
-    void voltageToScanNumber(std::span<const double> in, std::span<double> out) const override {
+    void voltagesToScanNumbers(std::span<const double> in, std::span<double> out) const override {
         convertArray(in, out, [this](double v) { return voltageToScanNumber(v); });
     }
 

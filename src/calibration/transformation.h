@@ -15,10 +15,8 @@ namespace lumo::calibration::kova {
 // give extrapolated values, and what cannot be divided gives infinity or NaN. They are const and may run in
 // any number of threads; setters must not run at the same time. Held by unique ownership.
 //
-// Single values and arrays give the same bits. Arrays are converted on the calling thread: a frame has about a thousand
-// scans, which is not worth waking another one.
-//
-// The order of the virtual functions is fixed; new ones go to the end.
+// The order of the virtual functions is fixed, and those of ILinearVoltageRampBasedTransformator follow directly: new
+// ones go to its end or to an interface of their own.
 class ITransformator {
 public:
     ITransformator() = default;
@@ -41,17 +39,6 @@ public:
 
     // 1: 1/K0 linear in the scan number; 2: based on a linear voltage ramp.
     virtual int getStrategy() const = 0;
-
-    // As the single-value operations, on arrays of equal length; both may be the same array, other overlaps
-    // are not allowed.
-    virtual void scanNumberToOneOverK0(std::span<const double> scanNumbers,
-                                       std::span<double> oneOverK0s) const = 0;
-    virtual void scanNumberToVoltage(std::span<const double> scanNumbers,
-                                     std::span<double> voltages) const = 0;
-    virtual void oneOverK0ToScanNumber(std::span<const double> oneOverK0s,
-                                       std::span<double> scanNumbers) const = 0;
-    virtual void voltageToScanNumber(std::span<const double> voltages,
-                                     std::span<double> scanNumbers) const = 0;
 };
 
 // The model of measured data: the voltage is linear in the scan number, 1/K0 a rational function of its
@@ -75,6 +62,25 @@ public:
     virtual std::vector<double> getCoefficients() const = 0;
     // Coefficients that cannot be used fail with std::invalid_argument.
     virtual void setCoefficients(const std::vector<double>& coefficients) = 0;
+};
+
+// The single-value operations on arrays of equal length. Each value is written right after its input was read, so that
+// arrays may overlap. Single values and arrays give the same bits. Arrays are converted on the calling thread: a frame has
+// about a thousand scans, which is not worth waking another one. Every transformator made below has this interface beside
+// its own; dynamic_cast finds it.
+class IArrayTransformator {
+public:
+    IArrayTransformator() = default;
+    IArrayTransformator(const IArrayTransformator&) = delete;
+    IArrayTransformator& operator=(const IArrayTransformator&) = delete;
+
+    virtual void scanNumbersToOneOverK0s(std::span<const double> in, std::span<double> out) const = 0;
+    virtual void scanNumbersToVoltages(std::span<const double> in, std::span<double> out) const = 0;
+    virtual void oneOverK0sToScanNumbers(std::span<const double> in, std::span<double> out) const = 0;
+    virtual void voltagesToScanNumbers(std::span<const double> in, std::span<double> out) const = 0;
+
+protected:
+    ~IArrayTransformator() = default;
 };
 
 // 1/K0 = a + b * scan number, voltage = 42 / K0: for callers that have no ramp.

@@ -19,7 +19,7 @@ namespace lumo::calibration {
 
 // A mass transformator made of
 // - Policy: the model's name `kName` and strategy id `kStrategyId`,
-// - RawMassModel: MassToRaw(m), RawToMass(t, failed), UpdateFunctionalConstants, MonotonicRange,
+// - RawMassModel: MassToRaw(m), RawToMass(t, failed), AlwaysSolvable, UpdateFunctionalConstants, MonotonicRange,
 //   CentreOfUsableRange, SameCorrection, DescribeCorrection,
 // - RawIndexModel: IndexToRaw(i), RawToIndex(t), UpdatePhysicalConstants and the index offset.
 // The models are plain values, and the loops of the vector operations are compiled for them: no call per
@@ -147,6 +147,7 @@ public:
     void DIndexToMass(std::span<const double> indices, std::span<double> masses) const override {
         BatchTransformation::transform(indices, masses, DIndexToMassKernel());
     }
+    bool DIndexToMassFails(std::span<const double> indices) const override;
 
 private:
     // The conversions of one value. Single() and Batch() run them.
@@ -231,6 +232,23 @@ private:
     IMeasurementModeInfoPtr measurementModeInfo;
     int calibMode = 0;
 };
+
+template <class Policy, class RawMassModel, class RawIndexModel>
+bool Transformator<Policy, RawMassModel, RawIndexModel>::DIndexToMassFails(
+    std::span<const double> indices) const {
+    if (massModel.AlwaysSolvable()) {
+        return false;
+    }
+    const auto kernel = DIndexToMassKernel();
+    FailureMask failed = 0;
+#pragma omp simd reduction(+ : failed)
+    for (std::size_t i = 0; i < indices.size(); ++i) {
+        FailureMask elementFailed = 0;
+        kernel(indices[i], elementFailed);  // the compiler leaves out what only the result needs
+        failed += elementFailed;
+    }
+    return failed != 0;
+}
 
 template <class Policy, class RawMassModel, class RawIndexModel>
 bool Transformator<Policy, RawMassModel, RawIndexModel>::Equals(ICalibrationTransformatorPtr other) const {

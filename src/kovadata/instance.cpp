@@ -12,7 +12,7 @@ std::uint32_t Instance::readScans(std::int64_t frameId, std::uint32_t scanBegin,
 }
 
 void Instance::mzConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,
-                                MzConversion method) {
+                                MassConversion conversion) {
     if (in.empty()) {
         return;
     }
@@ -20,7 +20,7 @@ void Instance::mzConversionFunc(std::int64_t frameId, std::span<const double> in
         mzTrafo = reader.getMzTrafo(frameId, false);
         mzTrafoFrameId = frameId;  // also when there is none, so that the next call need not look again
     }
-    convertMasses(mzTrafo, in, out, method);
+    convertMasses(mzTrafo, in, out, conversion, FailingOutput::WrittenInPart);
 }
 
 void Instance::mobConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,
@@ -32,7 +32,7 @@ void Instance::mobConversionFunc(std::int64_t frameId, std::span<const double> i
     if (!mobTrafo) {
         LUMO_THROW(std::runtime_error("No mobility trafo available."));
     }
-    ((*mobTrafo).*method)(in, out);
+    (dynamic_cast<const ::lumo::calibration::kova::IArrayTransformator&>(*mobTrafo).*method)(in, out);
 }
 
 }  // namespace lumo::io

@@ -21,13 +21,13 @@ public:
     std::uint32_t readScans(std::int64_t frameId, std::uint32_t scanBegin, std::uint32_t scanEnd,
                             std::span<std::byte> buffer, kova::NormalizationType type);
 
-    // Fractional index to m/z and back; in-place arrays are fine. Nothing is looked at when they are empty.
+    // Fractional index to m/z and back; the arrays may overlap. Nothing is looked at when they are empty.
     void mzConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,
-                          MzConversion method);
+                          MassConversion conversion);
 
-    // Scan number to 1/K0 or voltage and back, likewise.
-    using MobConversion = void (::lumo::calibration::kova::ITransformator::*)(std::span<const double>,
-                                                                              std::span<double>) const;
+    // Scan number to 1/K0 or voltage and back, one value after the other. Nothing is looked at when there is none.
+    using MobConversion = void (::lumo::calibration::kova::IArrayTransformator::*)(std::span<const double>,
+                                                                                   std::span<double>) const;
     void mobConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,
                            MobConversion method) const;
 

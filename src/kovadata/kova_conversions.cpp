@@ -5,15 +5,16 @@
 
 namespace {
 
-using lumo::calibration::ICalibrationTransformator;
-using lumo::calibration::kova::ITransformator;
+using lumo::calibration::kova::IArrayTransformator;
 using lumo::io::Instance;
 using lumo::io::KovaInterface;
+using lumo::io::MassConversion;
 
 uint32_t convertMz(uint64_t handle, int64_t frameId, const double* in, double* out, uint32_t count,
-                   lumo::io::MzConversion method) {
+                   MassConversion conversion) {
     return lumo::io::guarded<KovaInterface>(uint32_t{0}, [&] {
-        lumo::io::instanceOf<Instance>(handle).mzConversionFunc(frameId, {in, count}, {out, count}, method);
+        lumo::io::instanceOf<Instance>(handle).mzConversionFunc(frameId, {in, count}, {out, count},
+                                                                conversion);
         return uint32_t{1};
     });
 }
@@ -29,31 +30,35 @@ uint32_t convertMobility(uint64_t handle, int64_t frameId, const double* in, dou
 }  // namespace
 
 uint32_t kova_index_to_mz(uint64_t handle, int64_t frame_id, const double* index, double* mz, uint32_t cnt) {
-    return convertMz(handle, frame_id, index, mz, cnt, &ICalibrationTransformator::DIndexToMass);
+    return convertMz(handle, frame_id, index, mz, cnt, MassConversion::IndexToMz);
 }
 
 uint32_t kova_mz_to_index(uint64_t handle, int64_t frame_id, const double* mz, double* index, uint32_t cnt) {
-    return convertMz(handle, frame_id, mz, index, cnt, &ICalibrationTransformator::MassToDIndex);
+    return convertMz(handle, frame_id, mz, index, cnt, MassConversion::MzToIndex);
 }
 
 uint32_t kova_scannum_to_oneoverk0(uint64_t handle, int64_t frame_id, const double* scannum,
                                    double* oneoverk0, uint32_t cnt) {
-    return convertMobility(handle, frame_id, scannum, oneoverk0, cnt, &ITransformator::scanNumberToOneOverK0);
+    return convertMobility(handle, frame_id, scannum, oneoverk0, cnt,
+                           &IArrayTransformator::scanNumbersToOneOverK0s);
 }
 
 uint32_t kova_oneoverk0_to_scannum(uint64_t handle, int64_t frame_id, const double* oneoverk0,
                                    double* scannum, uint32_t cnt) {
-    return convertMobility(handle, frame_id, oneoverk0, scannum, cnt, &ITransformator::oneOverK0ToScanNumber);
+    return convertMobility(handle, frame_id, oneoverk0, scannum, cnt,
+                           &IArrayTransformator::oneOverK0sToScanNumbers);
 }
 
 uint32_t kova_scannum_to_voltage(uint64_t handle, int64_t frame_id, const double* scannum, double* voltage,
                                  uint32_t cnt) {
-    return convertMobility(handle, frame_id, scannum, voltage, cnt, &ITransformator::scanNumberToVoltage);
+    return convertMobility(handle, frame_id, scannum, voltage, cnt,
+                           &IArrayTransformator::scanNumbersToVoltages);
 }
 
 uint32_t kova_voltage_to_scannum(uint64_t handle, int64_t frame_id, const double* voltage, double* scannum,
                                  uint32_t cnt) {
-    return convertMobility(handle, frame_id, voltage, scannum, cnt, &ITransformator::voltageToScanNumber);
+    return convertMobility(handle, frame_id, voltage, scannum, cnt,
+                           &IArrayTransformator::voltagesToScanNumbers);
 }
 
 double kova_oneoverk0_to_ccs_for_mz(double ook0, int32_t charge, double mz) {

@@ -44,9 +44,9 @@ std::uint32_t KvsInstance::readProfileSpectrum(std::int64_t spectrumId,
 }
 
 void KvsInstance::mzConversionFunc(std::int64_t spectrumId, std::span<const double> in, std::span<double> out,
-                                   MzConversion method) {
+                                   MassConversion conversion) {
     if (!in.empty()) {
-        convertMasses(reader.getMzTrafo(spectrumId, true), in, out, method);
+        convertMasses(reader.getMzTrafo(spectrumId, true), in, out, conversion, FailingOutput::Untouched);
     }
 }
 

@@ -28,9 +28,10 @@ public:
                                    bool withWidths);
     std::uint32_t readProfileSpectrum(std::int64_t spectrumId, std::span<std::uint32_t> intensities);
 
-    // Fractional index to m/z and back; in-place arrays are fine. Nothing is looked at when they are empty.
+    // Fractional index to m/z and back; the arrays may overlap. Nothing is looked at when they are empty. A
+    // failure leaves the output as it was.
     void mzConversionFunc(std::int64_t spectrumId, std::span<const double> in, std::span<double> out,
-                          MzConversion method);
+                          MassConversion conversion);
 };
 
 }  // namespace lumo::io

@@ -4,9 +4,9 @@
 
 namespace {
 
-using lumo::calibration::ICalibrationTransformator;
 using lumo::io::KvsInstance;
 using lumo::io::KvsInterface;
+using lumo::io::MassConversion;
 
 uint32_t readLines(uint64_t handle, int64_t id, const lumo::io::LineSpectrumOutput& output, bool withWidths) {
     return lumo::io::guarded<KvsInterface>(uint32_t{0}, [&] {
@@ -15,9 +15,9 @@ uint32_t readLines(uint64_t handle, int64_t id, const lumo::io::LineSpectrumOutp
 }
 
 uint32_t convert(uint64_t handle, int64_t id, const double* in, double* out, uint32_t count,
-                 lumo::io::MzConversion method) {
+                 MassConversion conversion) {
     return lumo::io::guarded<KvsInterface>(uint32_t{0}, [&] {
-        lumo::io::instanceOf<KvsInstance>(handle).mzConversionFunc(id, {in, count}, {out, count}, method);
+        lumo::io::instanceOf<KvsInstance>(handle).mzConversionFunc(id, {in, count}, {out, count}, conversion);
         return uint32_t{1};
     });
 }
@@ -44,10 +44,10 @@ uint32_t kvs_read_profile_spectrum(uint64_t handle, int64_t spectrum_id, uint32_
 
 uint32_t kvs_index_to_mz(uint64_t handle, int64_t spectrum_id, const double* index, double* mz,
                          uint32_t cnt) {
-    return convert(handle, spectrum_id, index, mz, cnt, &ICalibrationTransformator::DIndexToMass);
+    return convert(handle, spectrum_id, index, mz, cnt, MassConversion::IndexToMz);
 }
 
 uint32_t kvs_mz_to_index(uint64_t handle, int64_t spectrum_id, const double* mz, double* index,
                          uint32_t cnt) {
-    return convert(handle, spectrum_id, mz, index, cnt, &ICalibrationTransformator::MassToDIndex);
+    return convert(handle, spectrum_id, mz, index, cnt, MassConversion::MzToIndex);
 }

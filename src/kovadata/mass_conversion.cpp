@@ -1,17 +1,52 @@
 #include "kovadata/mass_conversion.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <stdexcept>
+#include <vector>
 
 #include "diag/throw.h"
 
 namespace lumo::io {
 
+namespace {
+
+using ::lumo::calibration::ICalibrationTransformator;
+
+void convertInto(const ICalibrationTransformator& trafo, std::span<const double> in, std::span<double> out,
+                 MassConversion conversion) {
+    if (conversion == MassConversion::IndexToMz) {
+        trafo.DIndexToMass(in, out);
+    } else {
+        trafo.MassToDIndex(in, out);
+    }
+}
+
+// Some bytes in common, but not one and the same array, which is converted value by value in its place.
+bool overlapShifted(std::span<const double> in, std::span<double> out) {
+    const auto source = reinterpret_cast<std::uintptr_t>(in.data());
+    const auto target = reinterpret_cast<std::uintptr_t>(out.data());
+    const std::uintptr_t distance = source < target ? target - source : source - target;
+    return distance != 0 && distance < in.size_bytes();
+}
+
+}  // namespace
+
 void convertMasses(const ::lumo::calibration::ICalibrationTransformatorPtr& mzTrafo,
-                   std::span<const double> in, std::span<double> out, MzConversion method) {
+                   std::span<const double> in, std::span<double> out, MassConversion conversion,
+                   FailingOutput failing) {
     if (!mzTrafo) {
         LUMO_THROW(std::runtime_error("No m/z trafo available."));
     }
-    ((*mzTrafo).*method)(in, out);
+    const bool willFail = failing == FailingOutput::Untouched && conversion == MassConversion::IndexToMz &&
+                          mzTrafo->DIndexToMassFails(in);
+    if (!willFail && !overlapShifted(in, out)) {
+        convertInto(*mzTrafo, in, out, conversion);
+        return;
+    }
+    std::vector<double> result(in.size());
+    convertInto(*mzTrafo, in, result, conversion);
+    std::copy(result.begin(), result.end(), out.begin());
 }
 
 }  // namespace lumo::io

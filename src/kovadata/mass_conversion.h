@@ -6,12 +6,15 @@
 
 namespace lumo::io {
 
-// One of the array conversions of a mass transformator.
-using MzConversion = void (::lumo::calibration::ICalibrationTransformator::*)(std::span<const double>,
-                                                                              std::span<double>) const;
+enum class MassConversion { IndexToMz, MzToIndex };
 
-// Raises std::runtime_error "No m/z trafo available." when there is no transformator.
+// What a failing conversion may do to the output.
+enum class FailingOutput { WrittenInPart, Untouched };
+
+// Converts as if the whole input had been copied before: the arrays may be the same or overlap in any way. Raises
+// std::runtime_error "No m/z trafo available." when there is no transformator.
 void convertMasses(const ::lumo::calibration::ICalibrationTransformatorPtr& mzTrafo,
-                   std::span<const double> in, std::span<double> out, MzConversion method);
+                   std::span<const double> in, std::span<double> out, MassConversion conversion,
+                   FailingOutput failing);
 
 }  // namespace lumo::io

@@ -1,5 +1,6 @@
 #include <cmath>
 #include <fstream>
+#include <numeric>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -7,6 +8,7 @@
 #include "api/analysis.h"
 #include "fixtures/analysis_builder.h"
 #include "fixtures/temp_directory.h"
+#include "kovadata/kvs.h"
 
 namespace {
 
@@ -28,6 +30,10 @@ protected:
         b.frame({}).frame({}, {.mzCalibration = 77, .kovaCalibration = 77});
         b.frame({}, {.mzCalibration = std::nullopt, .kovaCalibration = std::nullopt});
         return b.frame({}, {.polarity = "pos"});
+    }
+
+    std::filesystem::path spectrum(const analysis_writer::MzCalibrationRow& row) const {
+        return AnalysisBuilder().compression(3).frameAt(-1).mzCalibration(row).write(directory / "spectra");
     }
 
     TempDirectory directory;
@@ -84,22 +90,65 @@ TEST_F(Conversions, FailuresHaveTheirTexts) {
     EXPECT_EQ(errorOf(kova_index_to_mz, 2), "No m/z trafo available.") << "not that of frame 1";
 }
 
-TEST(ConversionWithoutSolution, TextDependsOnTheBatchSize) {
-    const TempDirectory directory;
-    // A falling quadratic term leaves late times without a solution.
-    const api::Analysis analysis(AnalysisBuilder()
-                                     .frame({})
-                                     .mzCalibration({.coefficients = {300.0, 160000.0, -10.0, 0.0, 0.0}})
-                                     .write(directory.path()));
-    for (const std::uint32_t count : {1U, 99U, 100U}) {
-        std::vector<double> index(count, 0.0);
-        index.back() = 1e9;
-        EXPECT_EQ(kova_index_to_mz(analysis.handle, 1, index.data(), index.data(), count), 0U);
-        EXPECT_EQ(api::lastError(),
-                  count < 100 ? "complex valued solution in computation due to invalid calibration "
-                                "constants/value range"
-                              : "Transformation failed, most likely due to bad calibration constants.");
+// Masses are converted as if their input had been copied before, mobilities one after the other.
+TEST_F(Conversions, ArraysMayOverlap) {
+    const std::uint64_t spectra = kvs_open(spectrum({}).c_str(), 0);
+    const struct {
+        Conversion convert;
+        std::uint64_t handle;
+        std::uint32_t count;
+        bool copied;
+    } cases[] = {
+        {kova_index_to_mz, analysis.handle, 400, true},
+        {kova_mz_to_index, analysis.handle, 400, true},
+        {kvs_index_to_mz, spectra, 9000, true},
+        {kvs_mz_to_index, spectra, 9000, true},
+        {kova_scannum_to_voltage, analysis.handle, 9, false},
+        {kova_voltage_to_scannum, analysis.handle, 9, false},
+    };
+    for (const auto& [convert, handle, count, copied] : cases) {
+        for (std::size_t target = 0; target <= 6; ++target) {
+            std::vector<double> values(count + 6);
+            std::iota(values.begin(), values.end(), 100.0);
+            std::vector<double> expected = values;
+            const std::vector<double> input(values.begin() + 3, values.end() - 3);
+            if (copied) {
+                convert(handle, 1, input.data(), &expected[target], count);
+            }
+            for (std::size_t i = 0; i < count && !copied; ++i) {
+                convert(handle, 1, &expected[3 + i], &expected[target + i], 1);
+            }
+            EXPECT_EQ(convert(handle, 1, &values[3], &values[target], count), 1U) << api::lastError();
+            EXPECT_EQ(values, expected) << count << ' ' << target;
+        }
     }
+    kvs_close(spectra);
+}
+
+TEST_F(Conversions, WithoutSolutionFailWithTheTextOfTheirNumber) {
+    // A falling quadratic term leaves late times without a solution.
+    const analysis_writer::MzCalibrationRow falling = {.coefficients = {300.0, 160000.0, -10.0, 0.0, 0.0}};
+    const api::Analysis frames(
+        AnalysisBuilder().frame({}).mzCalibration(falling).write(directory / "frames"));
+    const std::uint64_t spectra = kvs_open(spectrum(falling).c_str(), 0);
+    for (const std::uint32_t count : {1U, 99U, 100U}) {
+        const std::string text = count < 100
+                                     ? "complex valued solution in computation due to invalid calibration "
+                                       "constants/value range"
+                                     : "Transformation failed, most likely due to bad calibration constants.";
+        std::vector<double> index(count, 0.0);
+        index[count - 1] = 1e9;
+        const std::vector<double> before = index;
+        std::vector<double> masses(count, -7.0);
+        EXPECT_EQ(kvs_index_to_mz(spectra, 1, index.data(), masses.data(), count), 0U);
+        EXPECT_EQ(api::lastError(kvs_get_last_error_string), text);
+        EXPECT_EQ(masses, std::vector<double>(count, -7.0));
+        EXPECT_EQ(kvs_index_to_mz(spectra, 1, index.data(), index.data(), count), 0U);
+        EXPECT_EQ(index, before);
+        EXPECT_EQ(kova_index_to_mz(frames.handle, 1, index.data(), index.data(), count), 0U);
+        EXPECT_EQ(api::lastError(), text);
+    }
+    kvs_close(spectra);
 }
 
 TEST(CollisionalCrossSection, RoundTripsAndLimits) {

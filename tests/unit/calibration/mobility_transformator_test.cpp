@@ -1,4 +1,6 @@
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <stdexcept>
 #include <vector>
 
@@ -78,7 +80,7 @@ TEST(RampTransformator, ArraysAndRangesGiveTheSingleValues) {
     trafo->scanNumberToOneOverK0(range, -5, 905);
     ASSERT_EQ(range.size(), 910U);
     std::vector<double> scans(range.size());
-    trafo->oneOverK0ToScanNumber(range, scans);
+    dynamic_cast<const IArrayTransformator&>(*trafo).oneOverK0sToScanNumbers(range, scans);
     for (std::size_t i = 0; i < range.size(); ++i) {
         ASSERT_EQ(range[i], trafo->scanNumberToOneOverK0(static_cast<double>(i) - 5.0));
         ASSERT_EQ(scans[i], trafo->oneOverK0ToScanNumber(range[i]));
@@ -104,6 +106,43 @@ TEST(ScanNumberLinearTransformator, IsLinearWithVoltagesOf42TimesOneOverK0) {
     EXPECT_EQ(trafo->oneOverK0ToScanNumber(k), (k - 0.5) / 0.001);
     EXPECT_EQ(trafo->voltageToOneOverK0(30.0), ((30.0 / 42.0 - 0.5) / 0.001) * 0.001 + 0.5);
     EXPECT_EQ(trafo->oneOverK0ToVoltage(0.7), (((0.7 - 0.5) / 0.001) * 0.001 + 0.5) * 42.0);
+}
+
+// The number of a virtual function's slot; the destructor takes two.
+template <class Function>
+std::size_t slotOf(Function function) {
+    std::array<std::size_t, 2> representation{};
+    static_assert(sizeof representation == sizeof function);
+    std::memcpy(&representation, &function, sizeof function);
+    return representation[0] / sizeof(void*);
+}
+
+TEST(MobilityInterfaces, KeepTheOrderOfTheirSlots) {
+    using T = ITransformator;
+    using Ramp = ILinearVoltageRampBasedTransformator;
+    using Single = double (T::*)(double) const;
+    using Range = void (T::*)(std::vector<double>&, int, int) const;
+    const std::size_t slots[] = {slotOf(&T::toString),
+                                 slotOf<Single>(&T::scanNumberToOneOverK0),
+                                 slotOf<Single>(&T::scanNumberToVoltage),
+                                 slotOf<Single>(&T::oneOverK0ToScanNumber),
+                                 slotOf<Single>(&T::voltageToScanNumber),
+                                 slotOf(&T::voltageToOneOverK0),
+                                 slotOf(&T::oneOverK0ToVoltage),
+                                 slotOf<Range>(&T::scanNumberToOneOverK0),
+                                 slotOf<Range>(&T::scanNumberToVoltage),
+                                 slotOf(&T::getStrategy),
+                                 slotOf(&Ramp::getVoltageRamp),
+                                 slotOf(&Ramp::setVoltageRamp),
+                                 slotOf(&Ramp::getTransitTime),
+                                 slotOf(&Ramp::setTransitTime),
+                                 slotOf(&Ramp::getSignificantScanNumberRange),
+                                 slotOf(&Ramp::getPolynomialDegree),
+                                 slotOf(&Ramp::getCoefficients),
+                                 slotOf(&Ramp::setCoefficients)};
+    for (std::size_t i = 0; i < std::size(slots); ++i) {
+        EXPECT_EQ(slots[i], i + 2);
+    }
 }
 
 // Falling functions are continued as well, and where both continuations could answer the low end does.

@@ -62,6 +62,7 @@ void expectSameAsPlain(const ICalibrationTransformator& trafo, const PlainTof& p
             ASSERT_EQ(failureOf([&] { trafo.DIndexToMass(value); }), kComplex);
         }
     }
+    ASSERT_EQ(trafo.DIndexToMassFails(values), solvable.size() != values.size());
     std::vector<double> masses;
     trafo.DIndexToMass(solvable, masses);
     std::vector<double> inPlace = solvable;
