@@ -23,13 +23,6 @@ class CheckTest(KovaTest):
             self.assertIsNone(report.pop(key))
         return report
 
-    def check_text(self, size, lines):
-        out, err = self.kova("check", "run.d", status=1)
-        self.assertEqual(err, "")
-        shown = out.splitlines()
-        self.assertRegex(shown.pop(-2), rf"^Read                {size} bytes in \d+\.\d+ s, \d+\.\d+ GB/s$")
-        self.assertEqual(shown, lines + ["Result              damaged"])
-
 
 class Check(CheckTest):
     def test_totals_and_checksum(self):
@@ -47,24 +40,13 @@ class Check(CheckTest):
                         "format": "kvd", "ok": True, "frames": 5, "bad_frames": [], "scans": 7, "peaks": 6,
                         "intensity_sum": 66, "result_bytes": 4 * (7 + 12), "crc32_raw": crc_of(FRAMES)})
 
-    def test_text(self):
-        analysis = self.analysis()
-        for scans in FRAMES:
-            analysis.add_frame(scans)
-        analysis.add_frame(FRAMES[0], KovaId=1 << 40).write()
-        self.check_text(76, ["frame 4: CorruptFrameDataError for FrameId=4: Error reading binary header.",
-                             "Frames              4, 1 bad", "Scans               7", "Peaks               6",
-                             "Intensity sum       66", f"CRC-32              {crc_of(FRAMES)}"])
-
     def test_each_damage_is_reported_with_its_text_and_the_other_frames_are_read(self):
         corrupt = "CorruptFrameDataError for FrameId=2: "
         cases = [
             (2, {"NumScans": 9}, "Scan number [2] out of range."),
             (1, {"NumScans": 9}, "Scan number out of range."),
             (2, {"NumScans": 1}, "the data hold more scans than the 1 that table Frames states"),
-            (2, {"NumScans": 0}, "the data hold more scans than the 0 that table Frames states"),
             (2, {"KovaId": 1 << 40, "NumScans": None}, corrupt + "Error reading binary header."),
-            (2, {"KovaId": 1 << 40, "NumScans": 0}, corrupt + "Error reading binary header."),
             (1, {"KovaId": 1 << 40}, corrupt + "Error reading 8-byte binary header."),
             (1, {"KovaId": None}, "Scan number out of range."),
         ]
@@ -108,10 +90,13 @@ class CheckSpectra(CheckTest):
     def test_text(self):
         self.analysis(scheme=3).add_spectrum(LINES, PROFILE).add_spectrum(LINES, PROFILE, KovaId=1 << 40).write()
         expected = spectra_report([(LINES, PROFILE)])
-        self.check_text(52, ["spectrum 2: CorruptFrameDataError for FrameId=2: Error reading binary header.",
-                             "Spectra             2, 1 bad", "Lines               2", "Profile points      5",
-                             "Profile sum         4294967303", f"CRC-32 of lines     {expected['crc32_lines']}",
-                             f"CRC-32 of profiles  {expected['crc32_profiles']}"])
+        shown = self.kova("check", "run.d", status=1)[0].splitlines()
+        self.assertRegex(shown.pop(-2), r"^Read                52 bytes in \d+\.\d+ s, \d+\.\d+ GB/s$")
+        self.assertEqual(shown, [
+            "spectrum 2: CorruptFrameDataError for FrameId=2: Error reading binary header.",
+            "Spectra             2, 1 bad", "Lines               2", "Profile points      5", "Profile sum         4294967303",
+            f"CRC-32 of lines     {expected['crc32_lines']}", f"CRC-32 of profiles  {expected['crc32_profiles']}",
+            "Result              damaged"])
 
     def test_each_damage_is_reported_with_its_text_and_the_other_spectra_are_read(self):
         corrupt = "CorruptFrameDataError for FrameId=2: "

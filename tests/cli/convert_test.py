@@ -32,21 +32,13 @@ class Convert(KovaTest):
                             self.assertAlmostEqual(shown, expected, delta=1e-9 * expected)
         self.assertEqual(self.convert("mz", "index", [2.25], run="spectra.d"), [1500])
 
-    def test_every_format(self):
+    def test_numbers_are_exact(self):
         arguments = ["convert", "run.d", "--frame", "1", "--from", "scan", "--to", "mobility", "0.1", "-1e3"]
-        self.assertEqual(self.output(*arguments), """\
-         scan           1/K0
-       0.1000       1.999000
-   -1000.0000      12.000000
-""")
         exact = 1 / (100 / (200 - 0.1))
         self.assertEqual(self.output(*arguments, "--csv"), f"scan,one_over_k0\n0.1,{exact!r}\n-1000,12\n")
         self.assertEqual(json.loads(self.output(*arguments, "--json")), {
             "frame": 1, "from": "scan", "to": "one_over_k0", "charge": None, "mz": None, "input": [0.1, -1000],
             "output": [exact, 12]})
-        ion = json.loads(self.output("convert", "spectra.d", "--from=mobility", "--to=ccs", "--charge=2", "--mz=0.1", "1",
-                                     "--json"))
-        self.assertEqual([ion[key] for key in ("frame", "from", "to", "charge", "mz")], [None, "one_over_k0", "ccs", 2, 0.1])
 
     def test_values_from_standard_input(self):
         arguments = ["convert", "run.d", "--frame", "1", "--from", "index", "--to", "mz", "--csv"]

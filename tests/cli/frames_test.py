@@ -32,13 +32,9 @@ class Frames(KovaTest):
 
     def test_ranges_in_physical_units(self):
         analysis = self.analysis(bins=2001).calibrate()
-        analysis.add_frame([[(5, 1)]] * 101, MzCalibration=1, KovaCalibration=1)
-        analysis.add_frame([], MzCalibration=1, KovaCalibration=1).add_frame([[]], MzCalibration=1).write()
-        rows = self.output("frames", "run.d", "--csv").splitlines()[1:]
-        self.assertEqual([row.split(",")[9:] for row in rows],
-                         [["0", "4", "1", "2"], ["0", "4", "", ""], ["0", "4", "", ""]])
-        self.assertTrue(self.output("frames", "run.d").splitlines()[1].endswith(
-            "    0.0000     4.0000    1.00000   2.00000"))
+        analysis.add_frame([], MzCalibration=1, KovaCalibration=1).add_frame([[]] * 101, KovaCalibration=1).write()
+        self.assertEqual([row.split(",")[9:] for row in self.output("frames", "run.d", "--csv").splitlines()[1:]],
+                         [["0", "4", "", ""], ["", "", "1", "2"]])
 
     def test_a_bad_calibration_is_told_once_and_leaves_its_columns_empty(self):
         analysis = self.analysis().calibrate()
@@ -100,12 +96,6 @@ class Frames(KovaTest):
                 out, err = self.kova("frames", name, "--csv", status=1)
                 self.assertEqual(out.splitlines()[1:], [f"1,,+,,,,,{columns},,,,", "2,,+,,,,,,,,,,", f"3,,+,,,,,{columns},,,,"])
                 self.assertRegex(err, "^kova: spectrum 2: CorruptFrameDataError for FrameId=2: .*\n$")
-
-    def test_no_frames(self):
-        self.analysis().write()
-        self.assertEqual(self.output("frames", "run.d", "--csv"), HEADER)
-        self.assertEqual(json.loads(self.output("frames", "run.d", "--json")), [])
-        self.assertIn("Frames              0\n", self.output("info", "run.d"))
 
 
 if __name__ == "__main__":

@@ -60,18 +60,9 @@ class Msms(KovaTest):
         [spectrum] = json.loads(self.output("msms", "run.d", "--precursor", "4", "--json"))
         strongest = spectrum["peak_intensity"].index(60)
         self.assertTrue(0.8 ** 2 < spectrum["peak_mz"][strongest] < 0.802 ** 2, spectrum)
-        self.assertEqual((spectrum["bins"], spectrum["peak_index"]), (None, None))
         rows = self.output("msms", "run.d", "--precursor", "4", "--peaks", "--csv").splitlines()
         self.assertEqual([tuple(map(float, row.split(","))) for row in rows[1:]],
                          [(4, *peak) for peak in zip(spectrum["peak_mz"], spectrum["peak_intensity"])])
-
-    def test_list_as_text(self):
-        self.run_of_two_precursors().write()
-        self.assertEqual(self.output("msms", "run.d", "--profile", "--top", "2"), """\
- precursor   frame         m/z   z     1/K0       time   peaks    intensity  strongest peaks, m/z:intensity
-        9       1    700.5000   -   1.9600      2.500       1            7  1.4400:7
-        4       1    640.2500   2   1.9850      2.500       4          108  0.6416:60 0.6400:20
-""")
 
     def test_mgf(self):
         self.run_of_two_precursors("two words/run.d").write()
