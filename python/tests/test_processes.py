@@ -54,18 +54,13 @@ def all_sums(analysis):
     return sums((analysis, None))
 
 
-def test_the_interpreter_is_not_locked_by_any_call():
-    python_lock_is_kept = 4  # FUNCFLAG_PYTHONAPI
-    library = _library.library()
-    assert isinstance(library, ctypes.CDLL) and not isinstance(library, ctypes.PyDLL)
-    assert not any(getattr(library, name)._flags_ & python_lock_is_kept for name in _library._PROTOTYPES)
-
-
-def test_all_functions_of_the_headers_are_declared_or_left_out_on_purpose(pytestconfig):
+def test_functions_and_version_are_those_of_the_headers(pytestconfig):
     headers = pytestconfig.rootpath.parent / "include" / "kovadata"
     import re
     declared = set(re.findall(r"^KOVADATA_API .*?\b(k\w+)\(", "".join(
         (headers / name).read_text() for name in ("kova.h", "kvs.h")), re.M))
+    version = (headers / "version.h").read_text()
+    assert f'KOVADATA_VERSION_STRING "{kovadata.__version__}"' in version
     without_context = {name[:-3] for name in declared if name.startswith("kova_read_zorel") and name.endswith("_v2")}
     assert declared - set(_library._PROTOTYPES) == without_context
 
@@ -214,8 +209,3 @@ def test_closing_while_a_call_is_under_way(simulated):
     with pytest.raises(ValueError, match="closed"):
         analysis.frame(1)
     assert open_files(analysis.path) == 0
-
-
-def test_the_version_is_that_of_the_library(pytestconfig):
-    header = pytestconfig.rootpath.parent / "include" / "kovadata" / "version.h"
-    assert f'KOVADATA_VERSION_STRING "{kovadata.__version__}"' in header.read_text()
