@@ -1,14 +1,14 @@
 // Any profile and width model: the fast peak finder against the plain one.
 #include "common/byte_source.h"
 #include "common/require.h"
+#include "fixtures/projected_profile.h"
 #include "process-frames/peak_detection_for_data_frames.h"
 #include "reference/plain_peak_finder.h"
 
 namespace {
 
-using Frame = lumo::algorithm::DataFrame<int, int>;
-using Detection = lumo::algorithm::PeakDetectionForDataFrames<Frame, float, true>;
-using Projector = lumo::algorithm::FullProfileProjector<int>;
+using Detection =
+    lumo::algorithm::PeakDetectionForDataFrames<lumo::algorithm::DataFrame<int, int>, float, true>;
 
 // Runs of bins with gaps between them.
 std::vector<int> takeProfile(fuzz::ByteSource& source) {
@@ -24,22 +24,6 @@ std::vector<int> takeProfile(fuzz::ByteSource& source) {
     return profile;
 }
 
-Projector projectorOf(const std::vector<int>& profile) {
-    Frame frame;
-    for (std::size_t i = 0; i < profile.size(); ++i) {
-        if (profile[i] != 0) {
-            frame.indices.push_back(static_cast<int>(i));
-            frame.intensities.push_back(profile[i]);
-        }
-    }
-    frame.numberOfScans = 1;
-    frame.scanOffsets = {0, frame.indices.size()};
-    Projector projector;
-    projector.setParameters(0, profile.size());
-    projector.add(frame);
-    return projector;
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -50,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const float threshold = source.take<std::uint8_t>() % 4 == 0 ? source.take<float>() : 0.0F;
     const std::vector<int> profile = takeProfile(source);
-    const Projector projector = projectorOf(profile);
+    const auto projector = fixtures::projectorOf(profile);
     lumo::algorithm::variableWidth<unsigned long> widths(model.tA, model.tDelay, model.tBase, model.D);
     reference::Peaks peaks;
     const std::string failure = fuzz::failureOf([&] {

@@ -13,6 +13,8 @@ struct WidthSegment {
     std::uint64_t start;
     std::uint64_t end;  // inclusive
     std::uint64_t width;
+
+    friend bool operator==(const WidthSegment&, const WidthSegment&) = default;
 };
 
 struct WidthModel {
