@@ -1,7 +1,7 @@
 // kova::Analysis and its values beside the C functions that they call.
 #include <filesystem>
-#include <functional>
 #include <ranges>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <kovadata/kovadata.hpp>
@@ -42,71 +42,64 @@ std::string textOf(const auto& body) {
 }
 
 // Two frames of three scans; frame 2 is MS/MS, with precursors 1 and 2 of frame 1.
-class CppAnalysis : public testing::TestWithParam<int> {
+class CppAnalysis : public testing::Test {
 protected:
     TempDirectory directory;
-    kova::Analysis analysis{fixtures::smallZorelRun(GetParam())
+    kova::Analysis analysis{fixtures::smallZorelRun(2)
                                 .schema(2)
                                 .sql("UPDATE Frames SET AccumulationTime=50, RampTime=100")
                                 .write(directory.path())};
+    const std::vector<std::int64_t> ids = {2, 1, 77};
 };
-INSTANTIATE_TEST_SUITE_P(Compressions, CppAnalysis, testing::Values(1, 2));
 
-TEST_P(CppAnalysis, FramesHaveTheirScans) {
+TEST_F(CppAnalysis, FramesHaveTheirScansAndAreValuesThatKeepTheirMemory) {
     kova::Frame frame = analysis.readFrame(1, 0, 3, kova::Intensities::measured);
     const Peaks all = {{{100, 2000}, {5, 7}}, {}, {{3000, 3001}, {4, 6}}};
     EXPECT_EQ(peaksOf(frame), all);
     EXPECT_TRUE(std::ranges::equal(frame.counts(), Words{2, 0, 2}));
     EXPECT_EQ(frame.id(), 1);
     EXPECT_EQ(frame.peakCount(), 4U);
+    const std::uint32_t* const memory = frame.counts().data();
+    const kova::Frame copy = frame;
 
     analysis.readFrame(1, 2, 3, frame, kova::Intensities::measured);
+    EXPECT_EQ(frame.counts().data(), memory);
     EXPECT_EQ(peaksOf(frame), Peaks{all[2]});
     EXPECT_TRUE(std::ranges::equal(frame.indices(2), all[2].first));
     EXPECT_TRUE(std::ranges::equal(frame.intensities(2), all[2].second));
     EXPECT_THROW(static_cast<void>(frame.at(1)), std::out_of_range);
     EXPECT_THROW(static_cast<void>(frame.at(3)), std::out_of_range);
-
     EXPECT_EQ(peaksOf(analysis.readFrame(1, 0, 1)), (Peaks{{{100, 2000}, {10, 14}}}));
-}
+    EXPECT_EQ(peaksOf(copy), all);
 
-TEST_P(CppAnalysis, FramesAreValuesThatKeepTheirMemory) {
-    kova::Frame frame = analysis.readFrame(2, 0, 3);
-    const Peaks expected = peaksOf(frame);
-    const std::uint32_t* const memory = frame.counts().data();
-    kova::Frame copy = frame;
-    analysis.readFrame(1, 0, 1, frame);
-    EXPECT_EQ(peaksOf(copy), expected);
-    analysis.readFrame(2, 0, 3, frame);
-    EXPECT_EQ(frame.counts().data(), memory);
-    EXPECT_EQ(peaksOf(frame), expected);
-
-    const kova::Frame taken = std::move(frame);
-    EXPECT_EQ(peaksOf(taken), expected);
+    kova::Frame taken = std::move(frame);
+    EXPECT_EQ(peaksOf(taken), Peaks{all[2]});
     EXPECT_TRUE(frame.empty());  // NOLINT(bugprone-use-after-move): what is left is promised
     EXPECT_EQ(frame.begin(), frame.end());
-    EXPECT_EQ(textOf<kova::Error>([&] { analysis.readFrame(1, 2, 2, copy); }),
+    EXPECT_EQ(textOf<kova::Error>([&] { analysis.readFrame(1, 2, 2, taken); }),
               "scan_end must be > scan_begin");
-    EXPECT_TRUE(copy.empty());
+    EXPECT_TRUE(taken.empty());
 }
 
-TEST_P(CppAnalysis, CountsScansOfFrames) {
-    const TempDirectory other;
+TEST(CppCountScans, FindsTheEndOfAnyFrame) {
     const std::uint32_t counts[] = {1, 2, 3, 4, 7, 1000};
-    AnalysisBuilder builder;
-    builder.compression(GetParam());
-    for (const std::uint32_t scans : counts) {
-        builder.frame(fixtures::Frame(scans));
+    for (const int compression : {1, 2}) {
+        const TempDirectory directory;
+        AnalysisBuilder builder;
+        builder.compression(compression);
+        for (const std::uint32_t scans : counts) {
+            builder.frame(fixtures::Frame(scans));
+        }
+        kova::Analysis counted(builder.write(directory.path()));
+        for (std::int64_t id = 1; const std::uint32_t scans : counts) {
+            EXPECT_EQ(counted.countScans(id++), scans);
+        }
+        EXPECT_EQ(textOf<kova::Error>([&] { static_cast<void>(counted.countScans(99)); }),
+                  "CorruptFrameDataError for FrameId=99: Frame doesn't exist");
     }
-    kova::Analysis counted(builder.write(other.path()));
-    for (std::int64_t id = 1; const std::uint32_t scans : counts) {
-        EXPECT_EQ(counted.countScans(id++), scans);
-    }
-    EXPECT_EQ(textOf<kova::Error>([&] { static_cast<void>(counted.countScans(99)); }),
-              "CorruptFrameDataError for FrameId=99: Frame doesn't exist");
 }
 
-TEST_P(CppAnalysis, ScansInMemoryOfTheCaller) {
+TEST_F(CppAnalysis, ScansInMemoryOfTheCaller) {
     const std::size_t needed = analysis.readScans(1, 0, 3, {});
     EXPECT_EQ(needed, 11U);
     Words words(needed, 9);
@@ -119,89 +112,76 @@ TEST_P(CppAnalysis, ScansInMemoryOfTheCaller) {
     }
 }
 
-TEST_P(CppAnalysis, ConversionsAreThoseOfTheFunctionOfTheirName) {
+TEST_F(CppAnalysis, ConversionsAreThoseOfTheFunctionOfTheirName) {
     using kova::Analysis;
-    using C = std::uint32_t (*)(std::uint64_t, std::int64_t, const double*, double*, std::uint32_t);
     using Many = void (Analysis::*)(std::int64_t, std::span<const double>, std::span<double>);
     using One = double (Analysis::*)(std::int64_t, double);
     using Integers = void (Analysis::*)(std::int64_t, std::span<const std::uint32_t>, std::span<double>);
-    struct Case {
-        C plain = nullptr;
-        Many many = nullptr;
-        One one = nullptr;
-        Integers integers = nullptr;
-    };
-    const Case cases[] = {
-        {kova_index_to_mz, &Analysis::indexToMz, &Analysis::indexToMz, &Analysis::indexToMz},
-        {kova_mz_to_index, &Analysis::mzToIndex, &Analysis::mzToIndex},
-        {kova_scannum_to_oneoverk0, &Analysis::scanToOneOverK0, &Analysis::scanToOneOverK0,
-         &Analysis::scanToOneOverK0},
-        {kova_oneoverk0_to_scannum, &Analysis::oneOverK0ToScan, &Analysis::oneOverK0ToScan},
-        {kova_scannum_to_voltage, &Analysis::scanToVoltage, &Analysis::scanToVoltage,
-         &Analysis::scanToVoltage},
-        {kova_voltage_to_scannum, &Analysis::voltageToScan, &Analysis::voltageToScan},
-    };
     const std::vector<std::uint32_t> integers = {1, 2, 250};
     const std::vector<double> values(integers.begin(), integers.end());
-    for (const Case& each : cases) {
+    const auto check = [&](decltype(&kova_index_to_mz) plain, Many many, One one, Integers whole = nullptr) {
         std::vector<double> expected(3);
-        ASSERT_EQ(each.plain(analysis.handle(), 1, values.data(), expected.data(), 3), 1U);
+        ASSERT_EQ(plain(analysis.handle(), 1, values.data(), expected.data(), 3), 1U);
         std::vector<double> result = values;
-        (analysis.*each.many)(1, result, result);
+        (analysis.*many)(1, result, result);
         EXPECT_EQ(result, expected);
-        EXPECT_EQ((analysis.*each.one)(1, 250.0), expected[2]);
-        if (each.integers != nullptr) {
+        EXPECT_EQ((analysis.*one)(1, 250.0), expected[2]);
+        if (whole != nullptr) {
             result.assign(3, 0.0);
-            (analysis.*each.integers)(1, integers, result);
+            (analysis.*whole)(1, integers, result);
             EXPECT_EQ(result, expected);
-            result.resize(2);
-            EXPECT_THROW((analysis.*each.integers)(1, integers, result), std::invalid_argument);
+            EXPECT_THROW((analysis.*whole)(1, integers, std::span(result).first(2)), std::invalid_argument);
         }
-        EXPECT_THROW((analysis.*each.many)(1, values, std::span(result).first(2)), std::invalid_argument);
-        EXPECT_THROW((analysis.*each.many)(99, values, expected), kova::Error);
-        EXPECT_THROW(static_cast<void>((analysis.*each.one)(99, 1.0)), kova::Error);
-    }
+        EXPECT_THROW((analysis.*many)(1, values, std::span(result).first(2)), std::invalid_argument);
+        EXPECT_THROW((analysis.*many)(99, values, expected), kova::Error);
+        EXPECT_THROW(static_cast<void>((analysis.*one)(99, 1.0)), kova::Error);
+    };
+    check(kova_index_to_mz, &Analysis::indexToMz, &Analysis::indexToMz, &Analysis::indexToMz);
+    check(kova_mz_to_index, &Analysis::mzToIndex, &Analysis::mzToIndex);
+    check(kova_scannum_to_oneoverk0, &Analysis::scanToOneOverK0, &Analysis::scanToOneOverK0,
+          &Analysis::scanToOneOverK0);
+    check(kova_oneoverk0_to_scannum, &Analysis::oneOverK0ToScan, &Analysis::oneOverK0ToScan);
+    check(kova_scannum_to_voltage, &Analysis::scanToVoltage, &Analysis::scanToVoltage,
+          &Analysis::scanToVoltage);
+    check(kova_voltage_to_scannum, &Analysis::voltageToScan, &Analysis::voltageToScan);
     EXPECT_EQ(kova::oneOverK0ToCcs(1.1, 2, 600.0), kova_oneoverk0_to_ccs_for_mz(1.1, 2, 600.0));
     EXPECT_EQ(kova::ccsToOneOverK0(400.0, 2, 600.0), kova_ccs_to_oneoverk0_for_mz(400.0, 2, 600.0));
 }
 
-TEST_P(CppAnalysis, MsMsByFunctionAndCollected) {
-    const std::vector<std::int64_t> ids = {2, 1, 77};
+TEST_F(CppAnalysis, MsMsByFunctionAndCollected) {
     const auto spectra = analysis.readMsMs(ids);
     const auto profiles = analysis.readMsMsProfiles(ids);
     ASSERT_EQ(spectra.size(), 2U);
     ASSERT_EQ(profiles.size(), 2U);
     EXPECT_GT(spectra[0].mz.size() + spectra[1].mz.size(), 0U);
+    EXPECT_EQ(profiles[0].precursor, spectra[0].precursor);
+    EXPECT_EQ(profiles[0].intensities.size(), 5100U);
     std::size_t next = 0;
-    const auto compareSpectrum = [&](std::int64_t id, std::span<const double> mz,
-                                     std::span<const float> heights) {
+    const auto isNextSpectrum = [&](std::int64_t id, std::span<const double> mz,
+                                    std::span<const float> heights) {
         EXPECT_EQ(id, spectra.at(next).precursor);
         EXPECT_TRUE(std::ranges::equal(mz, spectra[next].mz));
         EXPECT_TRUE(std::ranges::equal(heights, spectra[next++].intensities));
     };
-    const auto compareProfile = [&](std::int64_t id, std::span<const std::int32_t> intensities) {
+    const auto isNextProfile = [&](std::int64_t id, std::span<const std::int32_t> intensities) {
         EXPECT_EQ(id, profiles.at(next).precursor);
         EXPECT_TRUE(std::ranges::equal(intensities, profiles[next++].intensities));
     };
-    for (const auto& read : std::initializer_list<std::function<void()>>{
-             [&] { analysis.readMsMs(ids, compareSpectrum); },
-             [&] { analysis.readMsMsOfFrame(1, compareSpectrum); },
-             [&] { analysis.readMsMsProfiles(ids, compareProfile); },
-             [&] { analysis.readMsMsProfilesOfFrame(1, compareProfile); }}) {
-        next = 0;
-        read();
-        EXPECT_EQ(next, 2U);
-    }
+    analysis.readMsMs(ids, isNextSpectrum);
+    EXPECT_EQ(std::exchange(next, 0), 2U);
+    analysis.readMsMsOfFrame(1, isNextSpectrum);
+    EXPECT_EQ(std::exchange(next, 0), 2U);
+    analysis.readMsMsProfiles(ids, isNextProfile);
+    EXPECT_EQ(std::exchange(next, 0), 2U);
+    analysis.readMsMsProfilesOfFrame(1, isNextProfile);
+    EXPECT_EQ(next, 2U);
     EXPECT_EQ(analysis.readMsMsOfFrame(1).size(), 2U);
     EXPECT_EQ(analysis.readMsMsProfilesOfFrame(1).size(), 2U);
     EXPECT_TRUE(analysis.readMsMsOfFrame(2).empty());
-    EXPECT_EQ(profiles[0].precursor, spectra[0].precursor);
-    EXPECT_EQ(profiles[0].intensities.size(), 5100U);
 }
 
-TEST_P(CppAnalysis, WhatAFunctionThrowsArrivesAfterTheCall) {
+TEST_F(CppAnalysis, WhatAFunctionThrowsArrivesAfterTheCall) {
     struct Stop {};
-    const std::vector<std::int64_t> ids = {1, 2};
     kova_open("no/such/directory", 0);
     int calls = 0;
     const auto stop = [&] {
@@ -218,21 +198,13 @@ TEST_P(CppAnalysis, WhatAFunctionThrowsArrivesAfterTheCall) {
 }
 
 TEST(CppAnalysisFailures, HaveTheTextOfTheLibrary) {
-    EXPECT_EQ(textOf<kova::Error>([] { kova::Analysis("no/such/directory"); }),
+    EXPECT_EQ(textOf<std::runtime_error>([] { kova::Analysis("no/such/directory"); }),
               "Specified analysis directory does not exist.");
-    const TempDirectory directory;
-    kova::Analysis analysis(AnalysisBuilder().withoutTable("Precursors").write(directory.path()));
-    const std::vector<std::int64_t> ids = {1};
-    EXPECT_EQ(textOf<std::runtime_error>([&] { static_cast<void>(analysis.readMsMs(ids)); }),
-              "No Precursor table found. This is not a ZOREL analysis");
 }
 
-TEST(CppAnalysisCalibration, IsChosenWhenOpening) {
-    const TempDirectory directory;
-    fixtures::smallZorelRun(2).write(directory.path());
-    fixtures::writeSmallCalibrationStore(directory.path());
-    kova::Analysis analysis(directory.path());
+TEST_F(CppAnalysis, CalibrationIsChosenWhenOpening) {
     EXPECT_FALSE(analysis.isRecalibrated());
+    fixtures::writeSmallCalibrationStore(directory.path());
     analysis = kova::Analysis(directory.path(), kova::Calibration::recalibrated);
     EXPECT_TRUE(analysis.isRecalibrated());
 }

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Shows kovadata.hpp to every compiler that is there. Alone, in every standard, it compiles under more warnings than the project's
-own and defines nothing; of misuse.cpp, lines that end in "// error: EXPRESSION" are refused in such words, and no others."""
+"""Shows kovadata.hpp to every compiler that is there. In every standard it compiles under more warnings than the project's own,
+each header of its topics compiles alone, and none defines anything; of misuse.cpp, lines that end in "// error: EXPRESSION" are refused in such words, and no others."""
 
 import argparse
 import os
@@ -39,7 +39,12 @@ class Compiler:
                 done = self.run(f"-std={standard}", "-fsyntax-only", *warnings, "-x", "c++", "-", source=source + "int main() {}\n")
                 if done.returncode != 0:
                     sys.exit(f"{self.path} {standard}\n{done.stderr}")
-        text = pathlib.Path(self.include, "kovadata", "kovadata.hpp").read_text(encoding="utf-8")
+        headers = sorted(pathlib.Path(self.include, "kovadata").glob("*.hpp"))
+        for header in headers:
+            if self.run("-std=c++20", "-fsyntax-only", "-Werror", "-Wall", "-include", f"kovadata/{header.name}", "-x", "c++", "-",
+                        source="int main() {}\n").returncode != 0:
+                sys.exit(f"{self.path}: {header.name} does not compile alone")
+        text = "".join(header.read_text(encoding="utf-8") for header in headers)
         others = "".join(f"{line}\n" for line in [*text.splitlines(), "#include <stdint.h>"] if line.startswith("#include <"))
         leaked = [name for name in self.macros(HEADER) - self.macros(others) if not name.startswith("KOVADATA_")]
         if leaked:
