@@ -74,27 +74,10 @@ private:
 
 Library library;
 
-std::vector<std::filesystem::path> threads() {
-    std::vector<std::filesystem::path> result;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
-        result.push_back(entry.path());
-    }
-    return result;
-}
-
-std::string statusOf(const std::filesystem::path& task, const std::string& key) {
-    std::ifstream status(task / "status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with(key + ":\t")) {
-            return line.substr(key.size() + 2);
-        }
-    }
-    return "";
-}
-
 void checkNoThreads() {
-    for (const auto& task : threads()) {
-        if (statusOf(task, "Name") == "kovadata-log") {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream name(task.path() / "comm");
+        if (std::string text; std::getline(name, text) && text == "kovadata-log") {
             fail("a thread of the library is left");
         }
     }

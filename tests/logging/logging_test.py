@@ -90,7 +90,6 @@ class Places(LoggingTest):
     def test_a_relative_log_file_stays_where_it_began(self):
         self.put("work/kovadata-log.ini", EVERYTHING + "[sink.one]\ntype=rolling-file\nfile=a.log\nmax_size=1k\n")
         self.host("say 10", "chdir", "say 100")
-        self.assertEqual(self.said((self.folder / "work/a.log").read_text())[0] > 0, True)
         self.assertTrue((self.folder / "work/a.4.log").exists())
 
     def test_a_broken_configuration_costs_one_line(self):

@@ -65,29 +65,24 @@ TEST(Hpc, InverseIsExactToRoundingAndAlwaysEnds) {
     }
 }
 
-TEST(TemperatureCompensation, ScalesC1ByPartsPerMillionPerKelvin) {
-    auto trafo = tests::makeQuadratic(kTypical);
-    addTemperatureCompensationInfo(*trafo, {.reference = {20.0, 30.0}, .coefficients = {10.0, -4.0}});
-    performTemperatureCompensation(trafo, {25.0, 31.0});
-    reference::TofConstants expected = kTypical;
-    expected.c1 = kTypical.c1 * (1.0 + 1e-6 * (10.0 * 5.0 + -4.0 * 1.0));
-    EXPECT_EQ(trafo->DIndexToMass(1000.0), tests::makeQuadratic(expected)->DIndexToMass(1000.0));
-}
-
-TEST(TemperatureCompensation, ModesChooseSensorsAndZeroCoefficientsChangeNothing) {
+TEST(TemperatureCompensation, ScalesC1ByPartsPerMillionPerKelvinOfTheSensorsOfItsMode) {
     const auto compensated = [](int mode, Temperatures coefficients, Temperatures measured) {
         auto trafo = tests::makeCubic(kTypical);
-        addTemperatureCompensationInfo(*trafo,
-                                       {.reference = {0.0, 0.0}, .coefficients = coefficients, .mode = mode});
+        addTemperatureCompensationInfo(
+            *trafo, {.reference = {20.0, 30.0}, .coefficients = coefficients, .mode = mode});
         performTemperatureCompensation(trafo, measured);
         return trafo->DIndexToMass(12'345.0);
     };
-    const double plain = tests::makeCubic(kTypical)->DIndexToMass(12'345.0);
-    EXPECT_EQ(compensated(0, {5.0, 5.0}, {1.0, 1.0}), plain);
-    EXPECT_EQ(compensated(1, {5.0, 7.0}, {1.0, 9.0}), compensated(3, {5.0, 0.0}, {1.0, 9.0}));
-    EXPECT_EQ(compensated(2, {5.0, 7.0}, {1.0, 9.0}), compensated(3, {0.0, 7.0}, {1.0, 9.0}));
-    EXPECT_NE(compensated(1, {5.0, 7.0}, {1.0, 9.0}), plain);
-    EXPECT_EQ(compensated(3, {0.0, 0.0}, {std::numeric_limits<double>::infinity(), 1.0}), plain);
+    const auto withPpm = [](double ppm) {
+        reference::TofConstants constants = kTypical;
+        constants.c1 *= 1.0 + 1e-6 * ppm;
+        return tests::makeCubic(constants)->DIndexToMass(12'345.0);
+    };
+    EXPECT_EQ(compensated(0, {5.0, 5.0}, {21.0, 31.0}), withPpm(0.0));
+    EXPECT_EQ(compensated(1, {5.0, 7.0}, {21.0, 39.0}), withPpm(5.0));
+    EXPECT_EQ(compensated(2, {5.0, 7.0}, {21.0, 39.0}), withPpm(63.0));
+    EXPECT_EQ(compensated(3, {10.0, -4.0}, {25.0, 31.0}), withPpm(46.0));
+    EXPECT_EQ(compensated(3, {0.0, 0.0}, {std::numeric_limits<double>::infinity(), 1.0}), withPpm(0.0));
     EXPECT_THROW(compensated(4, {1.0, 1.0}, {1.0, 1.0}), std::invalid_argument);
 }
 

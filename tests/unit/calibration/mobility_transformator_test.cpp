@@ -12,10 +12,41 @@
 
 namespace {
 
+using fixtures::failureOf;
 using namespace lumo::calibration::kova;
 
 constexpr double kC0 = 0.01737;
 constexpr double kC1 = 115.45;
+
+TEST(LinearVoltageRamp, ChecksInOrderAndConvertsWithoutClipping) {
+    const struct {
+        int ndelay;
+        int ncycles;
+        double vstart;
+        double vend;
+        const char* text;
+    } cases[] = {
+        {0, 100, 240.0, 40.0, "none"},
+        {-1, 0, 5.0, 5.0, "Vend must be != Vstart."},
+        {-1, 0, 10.0, 5.0, "ncycles must be > 0."},
+        {-1, 100, 10.0, 5.0, "ndelay must be >= 0."},
+        {0, 100, 5.0, 10.0, "Ramp in positive mode must be decreasing."},
+        {0, 100, 0.0, -10.0, "Ramp in negative mode must be increasing."},
+        {0, 100, -5.0, -10.0, "Ramp in negative mode must be increasing."},
+        {0, 100, -5.0, 5.0, "Voltage ramp has zero crossing (not allowed)."},
+        {0, 100, 5.0, -5.0, "Voltage ramp has zero crossing (not allowed)."},
+        {0, 100, 0.0, 10.0, "Voltage ramp has zero crossing (not allowed)."},
+        {0, 100, 10.0, 0.0, "Voltage ramp has zero crossing (not allowed)."},
+        {0, 1, -240.0, -40.0, "none"},
+        {2147483647, 2147483647, 240.0, 40.0, "none"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(failureOf([&c] { LinearVoltageRamp(c.ndelay, c.ncycles, c.vstart, c.vend); }), c.text);
+    }
+    const LinearVoltageRamp ramp(0, 100, 240.0, 40.0);
+    EXPECT_EQ(ramp.scanNumToVoltageNonClipped(150.0), -60.0);
+    EXPECT_EQ(ramp.voltageToScanNumNonClipped(-60.0), 150.0);
+}
 
 TEST(RampTransformator, CoefficientChecksInOrder) {
     const std::pair<std::vector<double>, const char*> cases[] = {
@@ -32,9 +63,7 @@ TEST(RampTransformator, CoefficientChecksInOrder) {
         {{1e80, 1, 10, 100}, "slopes must be non-zero and have same sign."},
     };
     for (const auto& [coefficients, text] : cases) {
-        EXPECT_EQ(
-            fixtures::failureOf([&given = coefficients] { makeLvrTransformatorDummyRamp(given, false); }),
-            text);
+        EXPECT_EQ(failureOf([&given = coefficients] { makeLvrTransformatorDummyRamp(given, false); }), text);
     }
 }
 
@@ -63,29 +92,23 @@ TEST(RampTransformator, RationalInsideAndStraightOutsideTheInterval) {
               trafo->getVoltageRamp().voltageToScanNumNonClipped(130.0) + 33.0);
 }
 
-TEST(RampTransformator, NegativeModeMirrorsTheVoltageOnly) {
+TEST(RampTransformator, NegativeModeMirrorsTheVoltageAndArraysGiveTheSingleValues) {
     const auto positive = makeLvrTransformatorDummyRamp({kC0, kC1, 60.0, 200.0}, false);
     const auto negative = makeLvrTransformatorDummyRamp({kC0, kC1, 60.0, 200.0}, true);
-    for (const double scan : {-10.0, 0.0, 33.3, 99.0, 150.0}) {
-        EXPECT_EQ(positive->scanNumberToOneOverK0(scan), negative->scanNumberToOneOverK0(scan));
-        EXPECT_EQ(positive->scanNumberToVoltage(scan), -negative->scanNumberToVoltage(scan));
-        EXPECT_NEAR(negative->oneOverK0ToScanNumber(negative->scanNumberToOneOverK0(scan)), scan, 1e-9);
-    }
-}
-
-TEST(RampTransformator, ArraysAndRangesGiveTheSingleValues) {
-    const auto trafo =
-        makeLvrTransformatorLinear(LinearVoltageRamp(1, 900, 190.0, 70.0), 33.0, kC0, kC1, 80.0, 160.0);
     std::vector<double> range;
-    trafo->scanNumberToOneOverK0(range, -5, 905);
-    ASSERT_EQ(range.size(), 910U);
+    positive->scanNumberToOneOverK0(range, -5, 205);
+    ASSERT_EQ(range.size(), 210U);
     std::vector<double> scans(range.size());
-    dynamic_cast<const IArrayTransformator&>(*trafo).oneOverK0sToScanNumbers(range, scans);
+    dynamic_cast<const IArrayTransformator&>(*positive).oneOverK0sToScanNumbers(range, scans);
     for (std::size_t i = 0; i < range.size(); ++i) {
-        ASSERT_EQ(range[i], trafo->scanNumberToOneOverK0(static_cast<double>(i) - 5.0));
-        ASSERT_EQ(scans[i], trafo->oneOverK0ToScanNumber(range[i]));
+        const double scan = static_cast<double>(i) - 5.0;
+        ASSERT_EQ(range[i], positive->scanNumberToOneOverK0(scan));
+        ASSERT_EQ(range[i], negative->scanNumberToOneOverK0(scan));
+        ASSERT_EQ(positive->scanNumberToVoltage(scan), -negative->scanNumberToVoltage(scan));
+        ASSERT_EQ(scans[i], positive->oneOverK0ToScanNumber(range[i]));
+        ASSERT_NEAR(negative->oneOverK0ToScanNumber(range[i]), scan, 1e-9);
     }
-    EXPECT_THROW(trafo->scanNumberToVoltage(range, 4, 3), std::invalid_argument);
+    EXPECT_THROW(positive->scanNumberToVoltage(range, 4, 3), std::invalid_argument);
 }
 
 TEST(RampTransformator, DescribesItself) {
@@ -99,13 +122,12 @@ TEST(RampTransformator, DescribesItself) {
 }
 
 TEST(ScanNumberLinearTransformator, IsLinearWithVoltagesOf42TimesOneOverK0) {
-    const auto trafo = makeScanNumberLinearTransformator(0.5, 0.001);
-    const double k = 100.0 * 0.001 + 0.5;
-    EXPECT_EQ(trafo->scanNumberToOneOverK0(100.0), k);
-    EXPECT_EQ(trafo->scanNumberToVoltage(100.0), k * 42.0);
-    EXPECT_EQ(trafo->oneOverK0ToScanNumber(k), (k - 0.5) / 0.001);
-    EXPECT_EQ(trafo->voltageToOneOverK0(30.0), ((30.0 / 42.0 - 0.5) / 0.001) * 0.001 + 0.5);
-    EXPECT_EQ(trafo->oneOverK0ToVoltage(0.7), (((0.7 - 0.5) / 0.001) * 0.001 + 0.5) * 42.0);
+    const auto trafo = makeScanNumberLinearTransformator(0.5, 0.25);
+    EXPECT_EQ(trafo->scanNumberToOneOverK0(2.0), 1.0);
+    EXPECT_EQ(trafo->scanNumberToVoltage(2.0), 42.0);
+    EXPECT_EQ(trafo->oneOverK0ToScanNumber(1.0), 2.0);
+    EXPECT_EQ(trafo->voltageToOneOverK0(21.0), 0.5);
+    EXPECT_EQ(trafo->oneOverK0ToVoltage(0.75), 31.5);
 }
 
 // The number of a virtual function's slot; the destructor takes two.

@@ -95,22 +95,6 @@ TEST(TofModels, EveryFormEqualsThePlainOneBitForBit) {
     }
 }
 
-TEST(TofModels, CubicWithoutHigherTermsIsTheQuadratic) {
-    TofConstants c = kTypical;
-    c.c3 = 0.0;
-    c.c4 = 0.25;
-    const auto quadratic = tests::makeQuadratic(c);
-    EXPECT_EQ(tests::makeCubic(c)->DIndexToMass(123'456.0), quadratic->DIndexToMass(123'456.0) - 0.25);
-    EXPECT_LT(quadratic->DIndexToMass(-200'000.0), 0.0) << "times before A0 give negative masses";
-}
-
-TEST(TofConstants, A1AndTheOddSquare) {
-    const auto constants = std::dynamic_pointer_cast<ICalibrationConstantsFunctionalTOF>(
-        createCalibrationConstantsFunctionalTOF1(1.0, 4e5, 3.0));
-    EXPECT_EQ(constants->GetA1(), 2.5e6);
-    EXPECT_EQ(constants->GetA1Square(), 6.25);
-}
-
 TEST(Transformator, ConstantsOfAnotherKindAreRefusedAndChangeNothing) {
     const auto trafo = tests::makeQuadratic(kTypical);
     const double before = trafo->DIndexToMass(1000.0);
@@ -118,10 +102,25 @@ TEST(Transformator, ConstantsOfAnotherKindAreRefusedAndChangeNothing) {
                  std::invalid_argument);
     EXPECT_THROW(trafo->SetPhysicalConstants(nullptr), std::invalid_argument);
     EXPECT_EQ(trafo->DIndexToMass(1000.0), before);
+    EXPECT_TRUE(trafo->Equals(trafo->Clone()));
+    EXPECT_FALSE(trafo->Equals(tests::makeCubic(kTypical)) || trafo->Equals(nullptr));
+    TofConstants other = kTypical;
+    other.c2 += 1e-9;
+    EXPECT_FALSE(trafo->Equals(tests::makeQuadratic(other)));
 }
 
-TEST(Transformator, IndexOffsetAndRawTimeScale) {
+TEST(Transformator, IndicesAreShiftedScaledAndRounded) {
     const auto trafo = tests::makeQuadratic(kTypical);
+    EXPECT_EQ(trafo->MassToIndex(trafo->DIndexToMass(1000.4)), 1000);
+    EXPECT_EQ(trafo->MassToIndex(trafo->DIndexToMass(1000.6)), 1001);
+    std::vector<double> masses;
+    trafo->IndexToMass(5, 7, masses);
+    EXPECT_EQ(masses, (std::vector<double>{trafo->IndexToMass(5), trafo->IndexToMass(6)}));
+    EXPECT_EQ(failureOf([&] { trafo->IndexToMass(8, 7, masses); }), "end must be >= begin.");
+    EXPECT_NEAR(trafo->MassWidthToIndex(trafo->DIndexToMass(1000.0), trafo->IndexWidthToMass(1000.0, 4.0)),
+                4.0, 1e-3);
+    const auto [low, high] = trafo->monotonicMassRange(500.0);
+    EXPECT_TRUE(low < 500.0 && 500.0 < high);
     const double shifted = trafo->DIndexToMass(1010.0);
     trafo->SetIndexOffset(10.0);
     EXPECT_EQ(trafo->DIndexToMass(1000.0), shifted);
@@ -131,31 +130,6 @@ TEST(Transformator, IndexOffsetAndRawTimeScale) {
     const double raw = trafo->DIndexToRaw(500.0);
     trafo->AdaptRawIndexTransform(2.0, 30.0);
     EXPECT_NEAR(trafo->DIndexToRaw(500.0), 2.0 * raw + 30.0, 1e-9);
-}
-
-TEST(Transformator, WholeIndicesWidthsAndRanges) {
-    const auto trafo = tests::makeQuadratic(kTypical);
-    EXPECT_EQ(trafo->MassToIndex(trafo->DIndexToMass(1000.4)), 1000);
-    EXPECT_EQ(trafo->MassToIndex(trafo->DIndexToMass(1000.6)), 1001);
-    std::vector<double> masses;
-    trafo->IndexToMass(5, 8, masses);
-    EXPECT_EQ(masses,
-              (std::vector<double>{trafo->IndexToMass(5), trafo->IndexToMass(6), trafo->IndexToMass(7)}));
-    EXPECT_EQ(failureOf([&] { trafo->IndexToMass(8, 7, masses); }), "end must be >= begin.");
-    EXPECT_NEAR(trafo->MassWidthToIndex(trafo->DIndexToMass(1000.0), trafo->IndexWidthToMass(1000.0, 4.0)),
-                4.0, 1e-3);
-    const auto [low, high] = trafo->monotonicMassRange(500.0);
-    EXPECT_TRUE(low < 500.0 && 500.0 < high);
-}
-
-TEST(Transformator, EqualityAndClonesFollowModelAndConstants) {
-    const auto trafo = tests::makeQuadratic(kTypical);
-    EXPECT_TRUE(trafo->Equals(trafo->Clone()));
-    EXPECT_FALSE(trafo->Equals(tests::makeCubic(kTypical)));
-    EXPECT_FALSE(trafo->Equals(nullptr));
-    TofConstants other = kTypical;
-    other.c2 += 1e-9;
-    EXPECT_FALSE(trafo->Equals(tests::makeQuadratic(other)));
 }
 
 }  // namespace

@@ -1,16 +1,11 @@
 #include "fixtures/failure.h"
 #include "zorel-msms-reader/zorel-msms-reader.h"
 
-#include <limits>
-#include <sstream>
+#include <cmath>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
 
-#include "calibration/raw_index_linear.h"
-#include "calibration/raw_mass_quadratic.h"
-#include "calibration/square_root.h"
-#include "calibration/transformator.h"
 #include "fixtures/analysis_builder.h"
 #include "fixtures/temp_directory.h"
 #include "reference/plain_peak_finder.h"
@@ -59,36 +54,28 @@ protected:
 
 TEST_F(ZorelReader, PreparesWhatIsSelectedAndForgetsWhatIsHandedOver) {
     struct Case {
-        std::string name;
         ZorelMsmsSpectraReader reader;
         Ids expected;
     };
-    const double kInfinity = std::numeric_limits<double>::infinity();
+    using Times = ClosedInterval<double>;
     Case cases[] = {
-        {"all", ZorelMsmsSpectraReader(analysis, kSlope), {1, 2}},
-        {"listed", ZorelMsmsSpectraReader(analysis, Ids{2, 9}, kSlope), {2}},
-        {"none listed", ZorelMsmsSpectraReader(analysis, Ids{}, kSlope), {}},
-        {"all times", ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{0, 1e9}, kSlope), {1, 2}},
-        {"ends included",
-         ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{10.5, 20.5}, kSlope),
-         {1, 2}},
-        {"first only", ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{10.5, 20.4999}, kSlope), {1}},
-        {"six digits",
-         ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{20.4999999, 30.0}, kSlope),
-         {2}},
-        {"no time", ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{50, 200}, kSlope), {}},
-        {"longest text",
-         ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{-1.7e308, 1.7e308}, kSlope),
-         {1, 2}},
+        {{analysis, kSlope}, {1, 2}},
+        {{analysis, Ids{2, 9}, kSlope}, {2}},
+        {{analysis, Ids{}, kSlope}, {}},
+        {{analysis, Times{10.5, 20.5}, kSlope}, {1, 2}},  // ends included
+        {{analysis, Times{10.5, 20.4999}, kSlope}, {1}},
+        {{analysis, Times{20.4999999, 30.0}, kSlope}, {2}},  // six digits
+        {{analysis, Times{50, 200}, kSlope}, {}},
+        {{analysis, Times{-1.7e308, 1.7e308}, kSlope}, {1, 2}},  // the longest text
     };
     for (Case& c : cases) {
-        EXPECT_EQ(c.reader.precursorCount(), c.expected.size()) << c.name;
-        EXPECT_EQ(extractedIds(c.reader), c.expected) << c.name;
-        EXPECT_EQ(c.reader.precursorCount(), 0U) << c.name;
-        EXPECT_EQ(extractedIds(c.reader), Ids{}) << c.name;
+        EXPECT_EQ(c.reader.precursorCount(), c.expected.size());
+        EXPECT_EQ(extractedIds(c.reader), c.expected);
+        EXPECT_EQ(c.reader.precursorCount(), 0U);
+        EXPECT_EQ(extractedIds(c.reader), Ids{});
     }
     EXPECT_EQ(failureOf([&] {
-                  ZorelMsmsSpectraReader(analysis, ClosedInterval<double>{0, kInfinity}, kSlope);
+                  ZorelMsmsSpectraReader(analysis, Times{0, HUGE_VAL}, kSlope);
               }),
               "no such column: inf");
 }
@@ -117,17 +104,13 @@ TEST_F(ZorelReader, LineSpectraHoldAreasAndTheWidthsFollowTheSlope) {
 }
 
 TEST_F(ZorelReader, LineCallbackTakesPrecedenceAndOneIsNeeded) {
-    ZorelMsmsSpectraReader both(analysis, kSlope);
-    int lines = 0;
-    int profiles = 0;
-    both.extractPrecursorSpectra([&](auto&&...) { ++lines; }, [&](auto&&...) { ++profiles; });
-    EXPECT_EQ(lines, 2);
-    EXPECT_EQ(profiles, 0);
-    ZorelMsmsSpectraReader neither(analysis, kSlope);
-    EXPECT_EQ(failureOf([&] { neither.extractPrecursorSpectra({}, {}); }),
+    ZorelMsmsSpectraReader reader(analysis, kSlope);
+    EXPECT_EQ(failureOf([&] { reader.extractPrecursorSpectra({}, {}); }),
               "Missing callback for extract precursor");
-    ZorelMsmsSpectraReader nothing(analysis, Ids{}, kSlope);
-    EXPECT_EQ(failureOf([&] { nothing.extractPrecursorSpectra({}, {}); }), "none");
+    int lines = 0;
+    reader.extractPrecursorSpectra([&](auto&&...) { ++lines; }, [](auto&&...) { FAIL(); });
+    EXPECT_EQ(lines, 2);
+    EXPECT_EQ(failureOf([&] { reader.extractPrecursorSpectra({}, {}); }), "none") << "nothing is left";
 }
 
 TEST_F(ZorelReader, AfterAFailureTheOthersStartAnew) {
@@ -169,49 +152,6 @@ TEST(ZorelReaderOrder, PrecursorUnderTwoParentsIsCompleteAfterItsLastFrame) {
     reader.extractPrecursorProfile(
         [&](std::int64_t, std::vector<std::int32_t>&& profile) { sums.push_back(profile.at(50)); });
     EXPECT_EQ(sums, std::vector<std::int32_t>{8});
-}
-
-using namespace lumo::calibration;
-
-// A model that takes constants of any kind.
-struct AnyIndex : RILinear {
-    void UpdatePhysicalConstants(const ICalibrationConstantsPhysicalPtr&) {}
-};
-struct AnyMass : RMQuadratic<SquareRoot> {
-    void UpdateFunctionalConstants(const ICalibrationConstantsFunctionalPtr&) {}
-};
-struct AnyPolicy {
-    static constexpr const char* kName = "Any";
-    static constexpr int kStrategyId = 0;
-};
-
-struct OtherPhysical : ICalibrationConstantsPhysical {
-    bool Equals(const ICalibrationConstantsPhysical&) const override { return false; }
-    std::string ToString() const override { return ""; }
-};
-struct OtherFunctional : ICalibrationConstantsFunctional {
-    ICalibrationConstantsFunctionalPtr Clone() const override { return std::make_shared<OtherFunctional>(); }
-    bool Equals(const ICalibrationConstantsFunctional&) const override { return false; }
-    std::string ToString() const override { return ""; }
-};
-
-TEST(ParentCalibration, NeedsTimeOfFlightConstants) {
-    const auto failureWith = [](ICalibrationConstantsPhysicalPtr physical,
-                                ICalibrationConstantsFunctionalPtr functional) {
-        return failureOf([&] {
-            lumo::io::algorithms::makeParentCalibration(
-                std::make_shared<Transformator<AnyPolicy, AnyMass, AnyIndex>>(physical, functional));
-        });
-    };
-    const auto physical = createCalibrationConstantsPhysicalTOF(24000, 0.2);
-    const auto tof1 = createCalibrationConstantsFunctionalTOF1(300, 160000, 0);
-    EXPECT_EQ(failureOf([] { lumo::io::algorithms::makeParentCalibration(nullptr); }),
-              "No m/z trafo available.");
-    EXPECT_EQ(failureWith(std::make_shared<OtherPhysical>(), tof1), "No TOF physical constants available.");
-    EXPECT_EQ(failureWith(physical, std::make_shared<OtherFunctional>()),
-              "Expected TOF1 or TOF2 functional constants.");
-    EXPECT_EQ(failureWith(physical, tof1), "none");
-    EXPECT_EQ(failureWith(physical, createCalibrationConstantsFunctionalTOF2(300, 160000, 0, 0, 0)), "none");
 }
 
 }  // namespace
