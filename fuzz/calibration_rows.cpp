@@ -3,7 +3,7 @@
 #include "calibration/temperature_compensation.h"
 #include "common/require.h"
 #include "common/sql_values.h"
-#include "fixtures/memory_directory.h"
+#include "fixtures/temp_directory.h"
 #include "sqlite/cppsqlite3.h"
 
 namespace {

@@ -10,9 +10,9 @@
 #include "analysis-writer/scan_blocks.h"
 #include "analysis-writer/spectrum_block.h"
 #include "common/two_files.h"
-#include "fixtures/memory_directory.h"
 #include "fixtures/random.h"
 #include "fixtures/small_analyses.h"
+#include "fixtures/temp_directory.h"
 
 namespace {
 
@@ -97,13 +97,9 @@ void addBlocks(Seeds& seeds) {
 
 void addNumbers(Seeds& seeds) {
     for (std::uint64_t seed = 1; seed <= 20; ++seed) {
-        for (const char* const target : {"calibration_rows", "conversions", "peak_finder", "zorel_tables"}) {
+        for (const char* const target : {"calibration_rows", "peak_finder", "zorel_tables"}) {
             seeds.add(target, noise(seed, 40 * seed));
         }
-    }
-    for (const std::uint8_t cubic : {std::uint8_t{0}, std::uint8_t{1}}) {
-        seeds.add("conversions",
-                  Bytes{cubic} + packed(24000.0, 0.2, 300.0, 160000.0, 0.005, 1e-9, 0.1, 600.0));
     }
     seeds.add("peak_finder", Bytes{1, 0} + packed(std::uint32_t{5000}) + noise(3, 400));
     for (const std::string text :

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "fixtures/every_call.h"
-#include "fixtures/memory_directory.h"
+#include "fixtures/temp_directory.h"
 
 namespace fuzz {
 

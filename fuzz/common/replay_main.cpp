@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "fixtures/memory_directory.h"
+#include "fixtures/temp_directory.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 

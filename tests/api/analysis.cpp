@@ -31,6 +31,10 @@ std::string openError(const std::string& path, bool recalibrated) {
     return Analysis(path, recalibrated) ? "" : lastError();
 }
 
+std::string openError(const fixtures::AnalysisBuilder& builder) {
+    return Analysis(builder) ? "" : lastError();
+}
+
 analysis_writer::Frame ScanResult::peaks(std::uint32_t scans) const {
     analysis_writer::Frame frame(scans);
     std::size_t next = scans;

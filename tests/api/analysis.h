@@ -2,10 +2,12 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "analysis-writer/frame.h"
+#include "fixtures/analysis_builder.h"
+#include "fixtures/temp_directory.h"
 #include "kovadata/kova.h"
 
 namespace api {
@@ -15,6 +17,7 @@ std::string lastError(decltype(&kova_get_last_error_string) get = kova_get_last_
 
 // "" when the analysis can be opened, else the error text.
 std::string openError(const std::string& path, bool recalibrated = false);
+std::string openError(const fixtures::AnalysisBuilder& builder);
 
 // One call of a scan-reading function and what came of it.
 struct ScanResult {
@@ -28,6 +31,10 @@ struct ScanResult {
 // An open analysis, used through the exported functions only.
 class Analysis {
 public:
+    // What the builder makes, in a directory that goes with it.
+    explicit Analysis(const fixtures::AnalysisBuilder& builder)
+        : own(std::make_unique<fixtures::TempDirectory>()),
+          handle(kova_open(builder.write(own->path()).c_str(), 0)) {}
     explicit Analysis(const std::filesystem::path& directory, bool recalibrated = false)
         : handle(kova_open(directory.c_str(), recalibrated ? 1 : 0)) {}
     Analysis(const Analysis&) = delete;
@@ -43,6 +50,10 @@ public:
     // "" when the scans can be read, else the error text.
     std::string errorOf(std::int64_t frame, std::uint32_t begin, std::uint32_t end) const;
 
+private:
+    std::unique_ptr<fixtures::TempDirectory> own;
+
+public:
     const std::uint64_t handle;
 };
 

@@ -4,11 +4,10 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 
 #include "api/zorel_results.h"
 #include "fixtures/analysis_builder.h"
-#include "fixtures/memory_directory.h"
+#include "fixtures/process_state.h"
 #include "fixtures/small_analyses.h"
 #include "fixtures/temp_directory.h"
 
@@ -21,19 +20,9 @@ using fixtures::TempDirectory;
 const fixtures::Frame kFrame = {{{1, 2}}, {}, {{3, 4}, {5, 6}}};
 
 // Ends the process when it works for longer than any of these calls may take.
-class Watchdog {
-public:
-    Watchdog() { set(20); }
-    Watchdog(const Watchdog&) = delete;
-    Watchdog& operator=(const Watchdog&) = delete;
-    ~Watchdog() { set(0); }
-
-private:
-    static void set(int seconds) {
-        itimerval timer{};
-        timer.it_value.tv_sec = seconds;
-        setitimer(ITIMER_PROF, &timer, nullptr);
-    }
+struct Watchdog {
+    Watchdog() { fixtures::startWatchdog(20); }
+    ~Watchdog() { fixtures::startWatchdog(0); }
 };
 
 AnalysisBuilder smallRun() {
@@ -61,34 +50,19 @@ TEST(EndlessView, OfMetadataFailsToOpen) {
 
 TEST(EndlessView, OfFramesOrPrecursorsFailsTheCallsThatReadIt) {
     const Watchdog watchdog;
-    const TempDirectory frames;
-    const api::Analysis first(
-        withView("Frames", kNumbers +
-                               "SELECT i AS Id, 16 AS KovaId, 1 AS AccumulationTime, 1 AS RampTime, '+' AS "
-                               "Polarity, 1 AS T1, 1 AS T2, 1 AS MzCalibration, 1 AS KovaCalibration FROM n")
-            .write(frames.path()));
+    const api::Analysis first(withView(
+        "Frames", kNumbers + "SELECT i AS Id, 16 AS KovaId, 1 AS AccumulationTime, 1 AS RampTime, '+' AS "
+                             "Polarity, 1 AS T1, 1 AS T2, 1 AS MzCalibration, 1 AS KovaCalibration FROM n"));
     ASSERT_TRUE(first) << api::lastError();
     EXPECT_EQ(first.readRaw(1, 0, 3).peaks(3), kFrame);
     EXPECT_EQ(first.errorOf(-1, 0, 1), "interrupted");
     EXPECT_EQ(first.readRaw(1, 0, 3).peaks(3), kFrame);
 
-    const TempDirectory precursors;
     const api::Analysis second(
-        withView("Precursors", kNumbers + "SELECT i AS Id, 1 AS Parent, 0.5 AS ScanNumber FROM n")
-            .write(precursors.path()));
+        withView("Precursors", kNumbers + "SELECT i AS Id, 1 AS Parent, 0.5 AS ScanNumber FROM n"));
     ASSERT_TRUE(second) << api::lastError();
     EXPECT_EQ(zorel::readFrame(second, 1).error, "interrupted");
     EXPECT_EQ(second.readRaw(1, 0, 3).peaks(3), kFrame);
-}
-
-TEST(View, ThatEndsIsReadLikeATable) {
-    const TempDirectory directory;
-    const api::Analysis analysis(smallRun()
-                                     .sql("ALTER TABLE Frames RENAME TO F")
-                                     .sql("CREATE VIEW Frames AS SELECT * FROM F")
-                                     .write(directory.path()));
-    ASSERT_TRUE(analysis) << api::lastError();
-    EXPECT_EQ(analysis.readRaw(1, 0, 3).peaks(3), kFrame);
 }
 
 TEST(HugeValue, ThatTheSchemaComputesIsRefused) {

@@ -27,7 +27,8 @@ struct Lines {
 
 class Analysis {
 public:
-    explicit Analysis(const std::filesystem::path& directory) : handle(kvs_open(directory.c_str(), 0)) {}
+    explicit Analysis(const AnalysisBuilder& builder)
+        : handle(kvs_open(builder.write(directory.path()).c_str(), 0)) {}
     Analysis(const Analysis&) = delete;
     Analysis& operator=(const Analysis&) = delete;
     ~Analysis() { kvs_close(handle); }
@@ -76,6 +77,10 @@ public:
         return lastError() == before ? "" : lastError();
     }
 
+private:
+    const TempDirectory directory;
+
+public:
     const std::uint64_t handle;
 };
 
@@ -89,8 +94,7 @@ std::string frameError(const std::string& text) { return "CorruptFrameDataError 
 AnalysisBuilder spectra() { return std::move(AnalysisBuilder().compression(3)); }
 
 TEST(Kvs, ReadsLinesWidthsAndProfile) {
-    const TempDirectory directory;
-    const Analysis analysis(spectra().spectrum(kSpectrum).spectrum({}).write(directory.path()));
+    const Analysis analysis(spectra().spectrum(kSpectrum).spectrum({}));
     ASSERT_NE(analysis.handle, 0U) << lastError();
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(analysis.lines(1), kLines);
@@ -101,23 +105,18 @@ TEST(Kvs, ReadsLinesWidthsAndProfile) {
 }
 
 TEST(Kvs, PartsThatTheAnalysisLacksAreRefused) {
-    const TempDirectory linesOnly;
-    const Analysis lines(spectra().parts(true, false, false).spectrum(kSpectrum).write(linesOnly.path()));
+    const Analysis lines(spectra().parts(true, false, false).spectrum(kSpectrum));
     EXPECT_EQ(lines.lines(1), kLines);
     EXPECT_EQ(kvs_read_line_spectrum_with_width(lines.handle, 1, nullptr, nullptr, nullptr, 0), 0U);
     EXPECT_EQ(lastError(), "Invalid call to getLineSpectrum(), peak width are not available");
     EXPECT_EQ(lines.profileError(1), frameError("No profile spectra supported in this analysis."));
-    const TempDirectory profileOnly;
-    const Analysis profiles(
-        spectra().parts(false, false, true).spectrum(kSpectrum).write(profileOnly.path()));
+    const Analysis profiles(spectra().parts(false, false, true).spectrum(kSpectrum));
     EXPECT_EQ(profiles.profile(1), kSpectrum.profile);
     EXPECT_EQ(profiles.lineError(1), frameError("No line spectra supported in this analysis."));
 }
 
 TEST(Kvs, EmptySpectraLeaveTheLastErrorAlone) {
-    const TempDirectory directory;
-    const Analysis analysis(
-        spectra().frameAt(-1).frameAt(-2).frameAt(INT64_MIN).spectrum({}).write(directory.path()));
+    const Analysis analysis(spectra().frameAt(-1).frameAt(-2).frameAt(INT64_MIN).spectrum({}));
     for (const std::int64_t id : {1, 2, 3, 4}) {
         EXPECT_EQ(analysis.profile(id), std::vector<std::uint32_t>());
         EXPECT_EQ(analysis.linesWithWidths(id), Lines());
@@ -165,11 +164,8 @@ TEST(HostileSpectrum, FailsWithTextAndLeavesTheHandleUsable) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const TempDirectory directory;
-        const Analysis analysis(spectra()
-                                    .spectrum(kSpectrum, {.id = 2})
-                                    .rawBlock(c.block, {.id = 1, .numPeaks = 3})
-                                    .write(directory.path()));
+        const Analysis analysis(
+            spectra().spectrum(kSpectrum, {.id = 2}).rawBlock(c.block, {.id = 1, .numPeaks = 3}));
         for (int attempt = 0; attempt < 2; ++attempt) {
             EXPECT_EQ(analysis.lineError(1), c.lineText);
             EXPECT_EQ(analysis.lines(1), c.lineText.empty() ? kLines : Lines());
@@ -190,27 +186,22 @@ TEST(Kvs, PeakCountsThatContradictTheDataAreTold) {
         {"-5", frameError("Number of peaks is missing for the line spectrum.")},
         {"'many'", frameError("NumPeaks is not an integer")}};
     for (const auto& [value, text] : cases) {
-        const TempDirectory directory;
         const Analysis analysis(spectra()
                                     .parts(true, false, true)
                                     .spectrum(kSpectrum)
-                                    .sql(std::string("UPDATE Frames SET NumPeaks=") + value)
-                                    .write(directory.path()));
+                                    .sql(std::string("UPDATE Frames SET NumPeaks=") + value));
         EXPECT_EQ(analysis.lineError(1), text) << value;
     }
     // A smaller count reads the beginning: the arrays follow each other by the count, not by the size of the
     // data.
-    const TempDirectory directory;
-    const Analysis analysis(
-        spectra().spectrum(kSpectrum).sql("UPDATE Frames SET NumPeaks=1").write(directory.path()));
+    const Analysis analysis(spectra().spectrum(kSpectrum).sql("UPDATE Frames SET NumPeaks=1"));
     EXPECT_EQ(analysis.lines(1).positions, std::vector<double>{10.5});
 }
 
 TEST(Kvs, ConvertsAndReportsInItsOwnSlot) {
-    const TempDirectory directory;
     AnalysisBuilder builder = spectra();
     builder.spectrum(kSpectrum).frameAt(-1, {.mzCalibration = 9});
-    const Analysis analysis(builder.write(directory.path()));
+    const Analysis analysis(builder);
     std::vector<double> values = {1000.0, 2000.0};
     EXPECT_EQ(kvs_index_to_mz(analysis.handle, 1, values.data(), values.data(), 2), 1U);
     EXPECT_EQ(kvs_mz_to_index(analysis.handle, 1, values.data(), values.data(), 2), 1U);

@@ -6,13 +6,11 @@
 #include "api/analysis.h"
 #include "fixtures/analysis_builder.h"
 #include "fixtures/random.h"
-#include "fixtures/temp_directory.h"
 
 namespace {
 
 using analysis_writer::Frame;
 using fixtures::AnalysisBuilder;
-using fixtures::TempDirectory;
 
 const Frame kFrame = {{{10, 5}, {20, 7}, {21, 0}}, {}, {{0, 1}}, {}, {{399'999, 2'000'000'000}}};
 constexpr std::uint32_t kScans = 5;
@@ -20,14 +18,13 @@ constexpr std::uint32_t kScans = 5;
 class ReadScans : public testing::TestWithParam<int> {
 protected:
     AnalysisBuilder builder() const { return std::move(AnalysisBuilder().compression(GetParam())); }
-    TempDirectory directory;
 };
 
 INSTANTIATE_TEST_SUITE_P(Compression, ReadScans, testing::Values(1, 2),
                          [](const auto& each) { return "Type" + std::to_string(each.param); });
 
 TEST_P(ReadScans, EveryRangeHoldsExactlyItsPeaks) {
-    const api::Analysis analysis(builder().frame(kFrame).write(directory.path()));
+    const api::Analysis analysis(builder().frame(kFrame));
     ASSERT_TRUE(analysis) << api::lastError();
     for (std::uint32_t begin = 0; begin < kScans; ++begin) {
         for (std::uint32_t end = begin + 1; end <= kScans; ++end) {
@@ -38,13 +35,13 @@ TEST_P(ReadScans, EveryRangeHoldsExactlyItsPeaks) {
 }
 
 TEST_P(ReadScans, LayoutIsCountsThenIndicesThenIntensitiesPerScan) {
-    const api::Analysis analysis(builder().frame({{{3, 30}, {4, 40}}, {{5, 50}}}).write(directory.path()));
+    const api::Analysis analysis(builder().frame({{{3, 30}, {4, 40}}, {{5, 50}}}));
     const std::vector<std::uint32_t> expected = {2, 1, 3, 4, 30, 40, 5, 50};
     EXPECT_EQ(analysis.readRaw(1, 0, 2).words, expected);
 }
 
 TEST_P(ReadScans, BufferTooSmallByOneByteStaysUntouched) {
-    const api::Analysis analysis(builder().frame(kFrame).write(directory.path()));
+    const api::Analysis analysis(builder().frame(kFrame));
     const std::uint32_t needed = kova_read_scans_internal(analysis.handle, 1, 0, kScans, nullptr, 0);
     std::vector<std::uint8_t> buffer(needed + 1, 0x99);
     EXPECT_EQ(kova_read_scans_internal(analysis.handle, 1, 0, kScans, buffer.data() + 1, needed - 1), needed);
@@ -57,7 +54,7 @@ TEST_P(ReadScans, BufferTooSmallByOneByteStaysUntouched) {
 
 TEST_P(ReadScans, IndicesBeyondTheBinsAreDroppedWithoutGaps) {
     const Frame frame = {{{1, 11}, {100, 12}, {101, 13}}, {{99, 21}}, {{100, 31}}};
-    const api::Analysis analysis(builder().digitizerSamples(100).frame(frame).write(directory.path()));
+    const api::Analysis analysis(builder().digitizerSamples(100).frame(frame));
     const Frame expected = {{{1, 11}}, {{99, 21}}, {}};
     EXPECT_EQ(analysis.readRaw(1, 0, 3).peaks(3), expected);
     // A buffer that would hold all peaks takes the other path and must give the same.
@@ -82,7 +79,7 @@ TEST_P(ReadScans, ManyRandomFramesReadAlternately) {
         }
         analysisBuilder.frame(frame);
     }
-    const api::Analysis analysis(analysisBuilder.write(directory.path()));
+    const api::Analysis analysis(analysisBuilder);
     for (int i = 0; i < 200; ++i) {
         const std::uint32_t which = random.below(6);
         const auto scans = static_cast<std::uint32_t>(frames[which].size());
@@ -94,7 +91,7 @@ TEST_P(ReadScans, ManyRandomFramesReadAlternately) {
 }
 
 TEST_P(ReadScans, ImpossibleRangesFailWithTheirTexts) {
-    const api::Analysis analysis(builder().frame(kFrame).frame({}).nullPosition().write(directory.path()));
+    const api::Analysis analysis(builder().frame(kFrame).frame({}).nullPosition());
     const std::string order = "scan_end must be > scan_begin";
     const std::string tooMany = "Maximum decompressed frame size exceeded.";
     const auto noFrame = [](const std::string& id) {
@@ -157,32 +154,26 @@ TEST(Normalisation, ScalesAsTheSchemaImplies) {
         return frame;
     };
     for (const Case& c : cases) {
-        const TempDirectory directory;
         const fixtures::FrameSpec times = {.accumulationTime = c.accumulationTime, .rampTime = c.rampTime};
-        const api::Analysis analysis(
-            AnalysisBuilder().schema(c.schema).frame(frameOf(c.stored), times).write(directory.path()));
+        const api::Analysis analysis(AnalysisBuilder().schema(c.schema).frame(frameOf(c.stored), times));
         EXPECT_EQ(analysis.readRaw(1, 0, 1).peaks(1), frameOf(c.stored)) << c.name;
         EXPECT_EQ(analysis.readNormalised(1, 0, 1).peaks(1), frameOf(c.expected)) << c.name;
     }
 }
 
 TEST(ReadScansNulls, MissingTimesReadAsZeroAndMissingPositionAsTheSchemaSays) {
-    const TempDirectory directory;
     const Frame frame = {{{1, 10}}};
     const api::Analysis analysis(AnalysisBuilder()
                                      .schema(2)
                                      .frame(frame)
                                      .frame(frame)
                                      .sql("UPDATE Frames SET RampTime=NULL WHERE Id=1")
-                                     .sql("UPDATE Frames SET AccumulationTime=NULL WHERE Id=2")
-                                     .write(directory.path()));
+                                     .sql("UPDATE Frames SET AccumulationTime=NULL WHERE Id=2"));
     EXPECT_EQ(analysis.readNormalised(1, 0, 1).peaks(1), (Frame{{{1, 0}}}));
     EXPECT_EQ(analysis.readNormalised(2, 0, 1).peaks(1), frame);
 
-    const TempDirectory first;
     const analysis_writer::Bytes block = analysis_writer::frameBlock(frame);
-    const api::Analysis schema1(
-        AnalysisBuilder().schema(1).nullPosition().bytesAt(0, block).write(first.path()));
+    const api::Analysis schema1(AnalysisBuilder().schema(1).nullPosition().bytesAt(0, block));
     EXPECT_EQ(schema1.readRaw(1, 0, 1).peaks(1), frame);
 }
 

@@ -7,14 +7,12 @@
 #include "api/zorel_results.h"
 #include "fixtures/analysis_builder.h"
 #include "fixtures/random.h"
-#include "fixtures/temp_directory.h"
 #include "reference/plain_peak_finder.h"
 
 namespace {
 
 using fixtures::AnalysisBuilder;
 using fixtures::Frame;
-using fixtures::TempDirectory;
 using zorel::Line;
 using zorel::Profile;
 using zorel::readFrame;
@@ -42,14 +40,14 @@ public:
 
     void setFrame(std::int64_t id, Frame frame) { frames[id] = std::move(frame); }
 
-    const std::filesystem::path& write(const std::filesystem::path& directory) {
+    const AnalysisBuilder& build() {
         builder.frame({}, {.id = 1}).frame({}, {.id = 2, .mzCalibration = 2});
         builder.mzCalibration({.id = 1}).mzCalibration(
             {.id = 2, .modelType = 1, .digitizerTimebase = 0.25, .digitizerDelay = 21000.0});
         for (const auto& [id, frame] : frames) {
             builder.frame(frame, {.id = id, .mzCalibration = 2, .msMsType = 8});
         }
-        return builder.write(directory);
+        return builder;
     }
 
     Result expected(const api::Analysis& analysis, std::vector<std::int64_t> ids) const {
@@ -132,10 +130,7 @@ Frame randomFrame(fixtures::Random& random, std::size_t scans) {
     return frame;
 }
 
-class ZorelMsMs : public testing::TestWithParam<int> {
-protected:
-    TempDirectory directory;
-};
+class ZorelMsMs : public testing::TestWithParam<int> {};
 
 INSTANTIATE_TEST_SUITE_P(Compression, ZorelMsMs, testing::Values(1, 2),
                          [](const auto& each) { return "Type" + std::to_string(each.param); });
@@ -157,7 +152,7 @@ TEST_P(ZorelMsMs, SpectraEqualThePlainFormInTheOrderOfTheirLastFrames) {
         }
         all.push_back(precursor);
     }
-    const api::Analysis analysis(run.write(directory.path()));
+    const api::Analysis analysis(run.build());
     const auto check = [&](const Result& result, const std::vector<std::int64_t>& ids) {
         const Result expected = run.expected(analysis, ids);
         EXPECT_EQ(result.error, "");
@@ -189,7 +184,7 @@ TEST_P(ZorelMsMs, ProfilesReachHundredBinsBeyondTheLastPeak) {
     run.measure(6, 1, 4, 1, 2);
     run.measure(7, 1, 4, 0, 1);
     run.measure(7, 1, 4, 0, 1);
-    const api::Analysis analysis(run.write(directory.path()));
+    const api::Analysis analysis(run.build());
     const Result result = readList(analysis, {1, 2, 3, 4, 5, 6, 7});
     std::vector<std::size_t> bins;
     for (const Profile& profile : result.profiles) {
@@ -202,14 +197,12 @@ TEST_P(ZorelMsMs, ProfilesReachHundredBinsBeyondTheLastPeak) {
 
 TEST_P(ZorelMsMs, IntensitiesAreNormalisedAsByReadingScans) {
     for (const auto& [schema, expected] : {std::pair(1, 6), std::pair(2, 3), std::pair(3, 2)}) {
-        const TempDirectory own;
         const api::Analysis analysis(AnalysisBuilder()
                                          .compression(GetParam())
                                          .schema(schema)
                                          .frame({{{50, 6}}}, {.accumulationTime = 300.0, .rampTime = 150.0})
                                          .precursor({.id = 1, .parent = 1})
-                                         .zorelMsMs(1, 1, 0, 1)
-                                         .write(own.path()));
+                                         .zorelMsMs(1, 1, 0, 1));
         EXPECT_EQ(readList(analysis, {1}).profiles.at(0).bins.at(50), expected) << schema;
     }
 }

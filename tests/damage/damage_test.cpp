@@ -5,10 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include "damage/process_limits.h"
 #include "fixtures/every_call.h"
-#include "fixtures/memory_directory.h"
+#include "fixtures/process_state.h"
 #include "fixtures/small_analyses.h"
+#include "fixtures/temp_directory.h"
 #include "fixtures/writer_process.h"
 #include "kovadata/kova.h"
 
@@ -18,20 +18,21 @@ namespace fs = std::filesystem;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint8_t kChanges[] = {0x01, 0x80, 0xFF};
-constexpr std::size_t kMemoryLimit = std::size_t{64} << 20;
+constexpr long kMemoryLimitKilobytes = 64 << 10;
 constexpr unsigned kSecondsPerAnalysis = 2;
 
-// Of the bytes of databases, which are many, every so manieth is changed.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr std::size_t kDatabaseStride = 331;
+constexpr bool kMemoryIsOurs = false;  // a sanitizer maps its own
+#else
+constexpr std::size_t kDatabaseStride = 29;
+constexpr bool kMemoryIsOurs = true;
+#endif
+
+// Of the bytes of databases, which are many, one in so many is changed.
 std::size_t databaseStride() {
     const char* const wish = std::getenv("KOVADATA_DAMAGE");
-    if (wish != nullptr && std::string(wish) == "full") {
-        return 1;
-    }
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    return 331;
-#else
-    return 29;
-#endif
+    return wish != nullptr && std::string(wish) == "full" ? 1 : kDatabaseStride;
 }
 
 std::set<std::string> filesIn(const fs::path& directory) {
@@ -83,17 +84,17 @@ protected:
 
     // Reads what is there now.
     void use(const std::string& file, const char* what, std::size_t where) {
-        damage::startWatchdog(kSecondsPerAnalysis);
+        fixtures::startWatchdog(kSecondsPerAnalysis);
         try {
             total += fixtures::makeEveryCall(directory.path().string(), calls);
         } catch (const fixtures::BrokenContract& broken) {
             ADD_FAILURE() << file << ' ' << what << ' ' << where << ": " << broken.what();
         }
-        damage::startWatchdog(0);
+        fixtures::startWatchdog(0);
         ++cases;
-        if (damage::peakMemory() > memoryLimit) {
+        if (kMemoryIsOurs && fixtures::kilobytes("VmPeak") > memoryLimit) {
             ADD_FAILURE() << file << ' ' << what << ' ' << where << ": too much memory";
-            memoryLimit = damage::peakMemory();
+            memoryLimit = fixtures::kilobytes("VmPeak");
         }
     }
 
@@ -122,7 +123,7 @@ protected:
     std::set<std::string> files;
     fixtures::EveryCallResult total;
     unsigned cases = 0;
-    std::size_t memoryLimit = damage::currentMemory() + kMemoryLimit;
+    long memoryLimit = fixtures::kilobytes("VmSize") + kMemoryLimitKilobytes;
 };
 
 TEST_P(Damage, EveryCallFailsWithATextOrAgreesWithItself) {

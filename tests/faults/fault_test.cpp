@@ -8,8 +8,9 @@
 #include <gtest/gtest.h>
 
 #include "faults/faults.h"
-#include "fixtures/memory_directory.h"
+#include "fixtures/process_state.h"
 #include "fixtures/small_analyses.h"
+#include "fixtures/temp_directory.h"
 #include "kovadata/kova.h"
 #include "kovadata/kvs.h"
 
@@ -17,11 +18,6 @@ namespace {
 
 using faults::Kind;
 using Words = std::vector<std::uint32_t>;
-
-std::ptrdiff_t openDescriptors() {
-    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-    return std::distance(begin(descriptors), end(descriptors));
-}
 
 // Buffers belong to the caller and are there before anything can fail.
 struct Buffers {
@@ -185,7 +181,7 @@ protected:
 };
 
 TEST_P(Faults, OpeningLeavesNothingBehind) {
-    const std::ptrdiff_t descriptors = openDescriptors();
+    const std::ptrdiff_t descriptors = fixtures::openDescriptors();
     const std::size_t memory = faults::bytesInUse();
     unsigned failures = 0;
     unsigned n = 0;
@@ -200,7 +196,7 @@ TEST_P(Faults, OpeningLeavesNothingBehind) {
         }
         close(handle);
         ASSERT_EQ(faults::bytesInUse(), memory) << nameOf(GetParam().kind) << ' ' << n << ": " << lastError();
-        ASSERT_EQ(openDescriptors(), descriptors) << nameOf(GetParam().kind) << ' ' << n;
+        ASSERT_EQ(fixtures::openDescriptors(), descriptors) << nameOf(GetParam().kind) << ' ' << n;
     }
     std::printf("opening: %u faults, %u failures\n", n - 1, failures);
 }
@@ -229,6 +225,26 @@ TEST_P(Faults, CallsFailWithATextAndLeaveTheHandleUsable) {
         }
         std::printf("%s: %u faults, %u failures\n", call.name, n - 1, failures);
     }
+}
+
+TEST_P(Faults, ReadingFramesAndConvertingAgainAllocatesNothing) {
+    if (isSpectra()) {
+        return;
+    }
+    const std::uint64_t handle = open();
+    const auto readAll = [&] {
+        const auto size = static_cast<std::uint32_t>(4 * buffers.words.size());
+        for (const std::int64_t frame : {1, 2}) {
+            EXPECT_GT(kova_read_scans_v2(handle, frame, 0, 3, buffers.words.data(), size), 0U);
+            EXPECT_GT(kova_read_scans_v2(handle, frame, 1, 2, nullptr, 0), 0U);
+        }
+        EXPECT_EQ(kova_index_to_mz(handle, 1, buffers.in.data(), buffers.out.data(), 3), 1U);
+    };
+    readAll();
+    faults::failNth(Kind::Allocation, 1);
+    readAll();
+    EXPECT_FALSE(faults::stop());
+    close(handle);
 }
 
 std::vector<FaultCase> allCases() {

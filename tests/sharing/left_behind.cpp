@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "fixtures/memory_directory.h"
+#include "fixtures/temp_directory.h"
 #include "fixtures/writer_process.h"
 
 namespace sharing {

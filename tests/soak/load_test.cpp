@@ -2,32 +2,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
 
 #include <dlfcn.h>
+
+#include "fixtures/process_state.h"
 
 namespace {
 
 constexpr int kWarmUp = 50;
 constexpr long kAllowedGrowthKilobytes = 1024;
-
-long residentKilobytes() {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("VmRSS:")) {
-            return std::strtol(line.c_str() + 6, nullptr, 10);
-        }
-    }
-    return 0;
-}
-
-long openDescriptors() {
-    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-    return std::distance(begin(descriptors), end(descriptors));
-}
 
 bool loadCallUnload(const char* library) {
     void* const loaded = dlopen(library, RTLD_NOW | RTLD_LOCAL);
@@ -46,19 +29,19 @@ bool loadCallUnload(const char* library) {
 int main(int argc, char** argv) {
     const int times = argc > 2 ? std::atoi(argv[2]) : 1000;
     long memory = 0;
-    long descriptors = 0;
+    std::ptrdiff_t descriptors = 0;
     for (int i = 0; i < times; ++i) {
         if (!loadCallUnload(argv[1])) {
             return 1;
         }
         if (i == kWarmUp) {
-            memory = residentKilobytes();
-            descriptors = openDescriptors();
+            memory = fixtures::kilobytes("VmRSS");
+            descriptors = fixtures::openDescriptors();
         }
     }
-    std::printf("%d times: %ld kB, then %ld kB; %ld descriptors, then %ld\n", times, memory,
-                residentKilobytes(), descriptors, openDescriptors());
-    const bool flat =
-        residentKilobytes() <= memory + kAllowedGrowthKilobytes && openDescriptors() == descriptors;
-    return flat ? 0 : 1;
+    const long memoryAfter = fixtures::kilobytes("VmRSS");
+    const std::ptrdiff_t descriptorsAfter = fixtures::openDescriptors();
+    std::printf("%d times: %ld kB, then %ld kB; %td descriptors, then %td\n", times, memory, memoryAfter,
+                descriptors, descriptorsAfter);
+    return memoryAfter <= memory + kAllowedGrowthKilobytes && descriptorsAfter == descriptors ? 0 : 1;
 }

@@ -3,14 +3,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 
 #include "fixtures/every_call.h"
-#include "fixtures/memory_directory.h"
+#include "fixtures/process_state.h"
 #include "fixtures/small_analyses.h"
+#include "fixtures/temp_directory.h"
 #include "kovadata/kova.h"
 
 namespace {
@@ -21,22 +20,9 @@ namespace fs = std::filesystem;
 constexpr long kAllowedGrowthKilobytes = 2048;
 
 struct Usage {
-    long residentKilobytes = 0;
-    long descriptors = 0;
+    long residentKilobytes = fixtures::kilobytes("VmRSS");
+    std::ptrdiff_t descriptors = fixtures::openDescriptors();
 };
-
-Usage usage() {
-    Usage result;
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("VmRSS:")) {
-            result.residentKilobytes = std::strtol(line.c_str() + 6, nullptr, 10);
-        }
-    }
-    const fs::directory_iterator descriptors("/proc/self/fd");
-    result.descriptors = std::distance(begin(descriptors), end(descriptors));
-    return result;
-}
 
 struct Analysis {
     std::unique_ptr<fixtures::MemoryDirectory> directory = std::make_unique<fixtures::MemoryDirectory>();
@@ -66,10 +52,8 @@ Analysis cutShort(Analysis analysis, const std::string& file, std::uintmax_t byt
     return analysis;
 }
 
-Analysis withoutFiles() { return {}; }
-
 void print(long cycle, const Usage& now) {
-    std::printf("%8ld cycles  %6ld kB resident  %ld descriptors\n", cycle, now.residentKilobytes,
+    std::printf("%8ld cycles  %6ld kB resident  %td descriptors\n", cycle, now.residentKilobytes,
                 now.descriptors);
     std::fflush(stdout);
 }
@@ -88,19 +72,19 @@ int main(int argc, char** argv) {
                            cutShort(frames(2, false), "analysis.kvd", 512),
                            cutShort(frames(2, true), "calibration.sqlite", 512),
                            cutShort(spectra(), "analysis.kvs_bin", 20),
-                           withoutFiles()};
+                           Analysis()};
     const long warmUp = std::max(100L, cycles / 100);
     Usage before;
     fixtures::EveryCallResult total;
     for (long cycle = 0; cycle < cycles; ++cycle) {
         if (cycle == warmUp) {
-            before = usage();
+            before = {};
             print(cycle, before);
         }
         const Analysis& analysis = analyses[static_cast<std::size_t>(cycle) % std::size(analyses)];
         total += fixtures::makeEveryCall(analysis.directory->path().string(), analysis.calls);
     }
-    const Usage after = usage();
+    const Usage after;
     print(cycles, after);
     std::printf("%u calls, %u of them failed\n", total.calls, total.failures);
     const bool flat = after.descriptors == before.descriptors &&
