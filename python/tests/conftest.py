@@ -1,8 +1,6 @@
-"""Analyses to read: simulated ones, small ones of which every peak is known, and measured ones where they are there."""
+"""Analyses to read: simulated ones, and small ones of which every peak is known."""
 
 import json
-import os
-import pathlib
 import subprocess
 
 import pytest
@@ -10,7 +8,6 @@ import pytest
 import kovadata
 import kova_testing  # of the command line tool's tests
 
-MEASURED = pathlib.Path(os.environ.get("KOVADATA_MEASURED_DATA", "no such folder")) / "analyses"
 SIMULATED = {
     "run": ("--frames=14", "--peaks-per-frame=6000", "--scans=200", "--recalibrated=1"),
     "by_scan": ("--frames=3", "--peaks-per-frame=4000", "--scans=100", "--compression=1", "--schema=2.0"),
@@ -59,12 +56,3 @@ def kova():
         return json.loads(done.stdout)
 
     return output
-
-
-@pytest.fixture(params=["peptides_scheme1", "lcms_scheme2", "peptides_spectrum"])
-def measured(request):
-    """Path of a measured analysis, and what any reader must find in it."""
-    if not MEASURED.exists():
-        pytest.skip("the measured data are not there")
-    manifest = json.loads((MEASURED / "manifest.json").read_text())
-    return MEASURED / request.param, manifest[request.param]

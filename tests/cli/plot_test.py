@@ -42,12 +42,6 @@ class Plot(KovaTest):
     def test_the_exit_status_is_that_of_the_module(self):
         self.plot("msms", "fail.d", status=3)
 
-    def test_python3_is_the_interpreter_by_default(self):
-        (self.folder / "python3").write_text("#!/bin/sh\necho $1 $2 $3 $4 $5\n")
-        (self.folder / "python3").chmod(0o755)
-        out, _ = self.plot("tic", "run.d", KOVADATA_PYTHON="", PATH=f"{self.folder}:{os.environ['PATH']}")
-        self.assertEqual(out.splitlines()[-1], "-m kovadata.plot tic run.d")
-
     def test_what_is_missing_is_told(self):
         for remove, text in (("matplotlib.py", "has no module matplotlib\n"), ("kovadata/plot.py", "no module kovadata.plot\n"),
                              ("kovadata/__init__.py", "has no module kovadata.plot\n")):

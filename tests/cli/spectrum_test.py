@@ -31,15 +31,6 @@ class Spectrum(KovaTest):
             "frame": 1, "kind": "lines", "index": [1000], "mz": None, "intensity": [1.5], "width": None})
         self.assertEqual(self.output("spectrum", "run.d", "--frame", "2", "--csv"), "index,mz,intensity,width\n")
 
-    def test_failures_of_the_library_are_printed_as_they_are(self):
-        self.analysis(scheme=3, parts="l").add_spectrum([(1, 1)]).add_spectrum([(1, 1)], KovaId=1 << 40).write()
-        corrupt = "CorruptFrameDataError for FrameId="
-        for arguments, text in [(["--frame", "2"], corrupt + "2: Error reading binary header."),
-                                (["--frame", "1", "--profile"],
-                                 corrupt + "1: No profile spectra supported in this analysis.")]:
-            with self.subTest(arguments):
-                self.assertEqual(self.kova("spectrum", "run.d", *arguments, status=1), ("", f"kova: {text}\n"))
-
 
 if __name__ == "__main__":
     unittest.main()
