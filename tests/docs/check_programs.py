@@ -6,9 +6,10 @@ import os
 import pathlib
 import re
 import shlex
-import subprocess
 import sys
 import tempfile
+
+from installation import environment_of, install, run
 
 PROGRAM = re.compile(r"^```(c|cpp|python|cmake|sh)\n(.*?)^```", re.M | re.S)
 # What programs print for a simulated run; their pages in the order of their programs.
@@ -36,10 +37,6 @@ int main(int, char** argv) try {
 """
 
 
-def run(*command, **options) -> subprocess.CompletedProcess:
-    return subprocess.run([str(part) for part in command], capture_output=True, text=True, **options)
-
-
 def blocks_of(page: pathlib.Path) -> list[tuple[str, str]]:
     text = page.read_text(encoding="utf-8")
     if page.suffix == ".md":
@@ -52,31 +49,25 @@ def check_compiled(arguments: argparse.Namespace, folder: pathlib.Path, language
     compiler = {"c": [arguments.cc, "-std=c99"], "cpp": [arguments.cxx, "-std=c++20"]}[language]
     source, program = folder / f"example.{language}", folder / f"by_{language}"
     source.write_text(text, encoding="utf-8")
-    built = run(*compiler, "-Wall", "-Wextra", "-Werror", *shlex.split(arguments.flags), f"-I{arguments.include}", source,
+    run(*compiler, "-Wall", "-Wextra", "-Werror", *shlex.split(arguments.flags), f"-I{arguments.include}", source,
                 "-o", program, arguments.library, "-lsqlite3")
-    if built.returncode != 0:
-        sys.exit(built.stderr)
     environment = {**os.environ, "LD_LIBRARY_PATH": str(pathlib.Path(arguments.library).parent)}
     good = run(program, folder / "run.d", env=environment)
-    if good.returncode != 0 or not re.fullmatch(printed, good.stdout) or good.stderr:
+    if not re.fullmatch(printed, good.stdout) or good.stderr:
         sys.exit(f"unexpected output {good.stdout[:300]!r} {good.stderr!r} of\n{text}")
-    bad = run(program, folder / "missing", env=environment)
-    if bad.returncode != 1 or bad.stderr != "Specified analysis directory does not exist.\n":
+    bad = run(program, folder / "missing", status=1, env=environment)
+    if bad.stderr != "Specified analysis directory does not exist.\n":
         sys.exit(f"unexpected error {bad.stderr!r} of\n{text}")
 
 
 def run_commands(arguments: argparse.Namespace, folder: pathlib.Path, blocks: list[tuple[str, str]]) -> None:
     """The page's commands against an installed library. Its programs lie there as program.*, and all do the same."""
     prefix = folder / "prefix"
-    installed = run("cmake", "--install", arguments.build, "--prefix", prefix)
-    if installed.returncode != 0:
-        sys.exit(installed.stderr)
-    libraries = next(prefix.rglob("kovadata.pc")).parents[1]
+    install(arguments.build, prefix)
     # The interpreter stays where it is: its packages are found by its path.
-    environment = {**os.environ, "PKG_CONFIG_PATH": str(libraries / "pkgconfig"), "LD_LIBRARY_PATH": str(libraries),
-                   "CMAKE_PREFIX_PATH": str(prefix),
-                   "PATH": f"{prefix / 'bin'}:{pathlib.Path(arguments.python).parent}:{os.environ['PATH']}",
-                   "PYTHONPATH": arguments.python_path}
+    environment = environment_of(prefix)
+    environment |= {"PATH": f"{prefix / 'bin'}:{pathlib.Path(arguments.python).parent}:{os.environ['PATH']}",
+                    "PYTHONPATH": arguments.python_path}
     here = folder / "here"
     here.mkdir()
     if "kova-simulate" not in "".join(text for _, text in blocks):
@@ -87,8 +78,6 @@ def run_commands(arguments: argparse.Namespace, folder: pathlib.Path, blocks: li
             (here / FILE[language]).write_text(text, encoding="utf-8")
             continue
         done = run("bash", "-euc", text, cwd=here, env=environment)
-        if done.returncode != 0:
-            sys.exit(f"{text}printed {done.stdout!r} {done.stderr!r}")
         if "program" in text:
             printed.add(done.stdout)
     if printed and (len(printed) > 1 or "" in printed):
@@ -105,7 +94,7 @@ def main() -> None:
     compiled = [block for block in blocks if block[0] in ("c", "cpp")]
     with tempfile.TemporaryDirectory() as temporary:
         folder = pathlib.Path(temporary)
-        run(arguments.simulate, folder / "run.d", "--frames=4", "--scans=460", "--peaks-per-frame=30000", check=True)
+        run(arguments.simulate, folder / "run.d", "--frames=4", "--scans=460", "--peaks-per-frame=30000")
         for (language, text), printed in zip(compiled, PRINTED[arguments.page.name], strict=True):
             check_compiled(arguments, folder, language, text, printed)
         if arguments.python and any(language == "sh" for language, _ in blocks):

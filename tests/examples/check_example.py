@@ -4,23 +4,16 @@
 import argparse
 import csv
 import io
-import os
 import pathlib
 import shlex
 import shutil
-import subprocess
 import sys
 import tempfile
 
+from installation import environment_of, install, run
+
 SCANS = 120
 FRAME = 1
-
-
-def run(*command, status: int = 0, **options) -> subprocess.CompletedProcess:
-    result = subprocess.run([str(part) for part in command], capture_output=True, text=True, **options)
-    if result.returncode != status:
-        sys.exit(f"{shlex.join(str(part) for part in command)} ended with {result.returncode}\n{result.stdout}{result.stderr}")
-    return result
 
 
 class Builder:
@@ -28,9 +21,7 @@ class Builder:
 
     def __init__(self, arguments: argparse.Namespace, folder: pathlib.Path, prefix: pathlib.Path):
         self.arguments, self.folder = arguments, folder
-        libraries = next(prefix.rglob("kovadata.pc")).parents[1]
-        self.environment = {**os.environ, "PKG_CONFIG_PATH": str(libraries / "pkgconfig"),
-                            "LD_LIBRARY_PATH": str(libraries), "LIBRARY_PATH": str(libraries)}
+        self.environment = environment_of(prefix)
 
     def copy(self, *names: str) -> list[pathlib.Path]:
         return [pathlib.Path(shutil.copy(self.arguments.examples / name, self.folder)) for name in names]
@@ -92,7 +83,7 @@ def main() -> None:
     with tempfile.TemporaryDirectory() as temporary:
         folder, prefix = pathlib.Path(temporary, "example"), pathlib.Path(temporary, "prefix")
         folder.mkdir()
-        run("cmake", "--install", arguments.build, "--prefix", prefix)
+        install(arguments.build, prefix)
         analysis = folder / "run.d"
         run(prefix / "bin" / "kova-simulate", analysis, "--frames=8", f"--scans={SCANS}", "--peaks-per-frame=6000")
         expected = expected_output(prefix / "bin" / "kova", analysis)

@@ -5,32 +5,20 @@ Programs that are built as the pages say are tested with the pages.
 """
 
 import argparse
-import os
 import pathlib
 import re
 import shlex
-import subprocess
 import sys
 import tempfile
 
+from installation import environment_of, install, run
+
 SOURCES = pathlib.Path(__file__).parent
-
-
-def run(*command, **options) -> str:
-    result = subprocess.run([str(part) for part in command], capture_output=True, text=True, **options)
-    if result.returncode != 0:
-        sys.exit(f"{shlex.join(str(part) for part in command)}\n{result.stdout}{result.stderr}")
-    return result.stdout
 
 
 def check(holds: bool, what: str) -> None:
     if not holds:
         sys.exit(what)
-
-
-def pkg_config(libraries: pathlib.Path, *options: str) -> list[str]:
-    return shlex.split(run("pkg-config", *options, "kovadata",
-                           env={**os.environ, "PKG_CONFIG_PATH": str(libraries / "pkgconfig")}))
 
 
 def check_versions(version: str, prefix: pathlib.Path, build: pathlib.Path) -> None:
@@ -43,14 +31,15 @@ def check_versions(version: str, prefix: pathlib.Path, build: pathlib.Path) -> N
         f"-DACCEPTED={';'.join(accepted)}", f"-DREFUSED={';'.join(refused)}")
 
 
-def check_program(arguments: argparse.Namespace, libraries: pathlib.Path, program: pathlib.Path, analysis: pathlib.Path) -> None:
+def check_program(arguments: argparse.Namespace, environment: dict, program: pathlib.Path, analysis: pathlib.Path) -> None:
     """As much of the compiler's libraries as possible is in the program; its exceptions pass through the library's calls."""
     # Sanitizers are shared libraries.
     flags = shlex.split(arguments.flags) or ["-static-libgcc", "-static-libstdc++"]
     run(arguments.cxx, "-std=c++20", "-Wall", "-Wextra", "-Werror", "-pedantic", *flags, SOURCES / "consumer_cpp" / "consumer.cpp",
-        SOURCES / "consumer_cpp" / "reader.cpp", "-o", program, *pkg_config(libraries, "--cflags", "--libs", "--static"))
+        SOURCES / "consumer_cpp" / "reader.cpp", "-o", program,
+        *shlex.split(run("pkg-config", "--cflags", "--libs", "--static", "kovadata", env=environment).stdout))
     for argument, expected in ((), "Specified analysis directory does not exist.\n"), ((analysis,), "peaks\n42\n"):
-        printed = run(program, *argument, env={**os.environ, "LD_LIBRARY_PATH": str(libraries)})
+        printed = run(program, *argument, env=environment).stdout
         check(printed == expected, f"{program} printed {printed!r}")
 
 
@@ -61,9 +50,9 @@ def main() -> None:
     arguments = parser.parse_args()
     with tempfile.TemporaryDirectory() as folder:
         root = pathlib.Path(folder)
-        run("cmake", "--install", arguments.build, "--prefix", root / "prefix")
+        install(arguments.build, root / "prefix")
         prefix = (root / "prefix").rename(root / "moved elsewhere")
-        libraries, share, analysis = next(prefix.rglob("kovadata.pc")).parents[1], prefix / "share", root / "run.d"
+        environment, share, analysis = environment_of(prefix), prefix / "share", root / "run.d"
         for file in [*prefix.rglob("*.cmake"), *prefix.rglob("*.pc")]:
             named = re.search(rf"{re.escape(str(root / 'prefix'))}|/lib/\S*\.a\b|-L/", file.read_text(encoding="utf-8"))
             check(named is None, f"{file.name} names an absolute path")
@@ -71,11 +60,11 @@ def main() -> None:
             check((share / name).exists(), f"{name} is not installed")
         for script in ("bash-completion/completions/kova", "zsh/site-functions/_kova", "fish/vendor_completions.d/kova.fish"):
             check("convert" in (share / script).read_text(), f"{script} is not a completion script")
-        run(prefix / "bin" / "kova-simulate", analysis, "--frames=4", "--scans=60", "--peaks-per-frame=500", "--recalibrated=1")
-        output = run(prefix / "bin" / "kova", "info", analysis, "--recalibrated")
+        run("kova-simulate", analysis, "--frames=4", "--scans=60", "--peaks-per-frame=500", "--recalibrated=1", env=environment)
+        output = run("kova", "info", analysis, "--recalibrated", env=environment).stdout
         check("mobility for 4 frames, in use" in output, f"kova info printed {output!r}")
-        check_versions(pkg_config(libraries, "--modversion")[0], prefix, root / "versions")
-        check_program(arguments, libraries, root / "program", analysis)
+        check_versions(run("pkg-config", "--modversion", "kovadata", env=environment).stdout.strip(), prefix, root / "versions")
+        check_program(arguments, environment, root / "program", analysis)
 
 
 if __name__ == "__main__":
