@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Shows kovadata.hpp to every compiler that is there. In every standard it compiles under more warnings than the project's own,
-each header of its topics compiles alone, and none defines anything; of misuse.cpp, lines that end in "// error: EXPRESSION" are refused in such words, and no others."""
+each header of its topics compiles alone, and none defines anything; of misuse.cpp, lines that end in "// error: EXPRESSION" are
+refused in such words, and no others."""
 
 import argparse
 import os
