@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "calibration/calibration_constants.h"
+#include "diag/assert.h"
 #include "diag/throw.h"
 #include "process-frames/peak_detection_for_data_frames.h"
 
@@ -16,8 +17,8 @@ namespace {
 
 using Scans = lumo::algorithm::DataFrame<int, int>;
 
-// Bins behind the last peak, so that the peak finder's windows end inside the profile.
-constexpr std::uint64_t kBinsBehindLastPeak = 100;
+// Bins after the last peak, so that the peak finder's windows end inside the profile.
+constexpr std::uint64_t kBinsAfterLastPeak = 100;
 
 // A hundred times the longest measured spectra. A file could claim profiles of many gigabytes otherwise.
 constexpr std::uint64_t kMaxBins = std::uint64_t{1} << 26;
@@ -27,12 +28,12 @@ constexpr std::size_t kMaxSequentialConversions = 99;
 
 // The number of bins that the scans need, from the last index of each; indices ascend within a scan.
 std::uint64_t neededBins(const Scans& scans) {
-    std::uint64_t bins = kBinsBehindLastPeak;
+    std::uint64_t bins = kBinsAfterLastPeak;
     for (std::size_t scan = 0; scan < scans.numberOfScans; ++scan) {
         const std::uint64_t end = scans.scanOffsets[scan + 1];
         if (end > scans.scanOffsets[scan]) {
             const auto last = static_cast<std::uint32_t>(scans.indices[end - 1]);
-            bins = std::max(bins, last + kBinsBehindLastPeak);
+            bins = std::max(bins, last + kBinsAfterLastPeak);
         }
     }
     return bins;
@@ -96,6 +97,7 @@ PrecursorStripeAccumlator::PrecursorStripeAccumlator(std::int64_t parentId, std:
       widths(calibration.tA, calibration.tDelay, calibration.tBase, D) {}
 
 void PrecursorStripeAccumlator::add(const Scans& scans) {
+    LUMO_ASSERT(scans.scanOffsets.size() > scans.numberOfScans);
     const std::uint64_t bins = std::max<std::uint64_t>(projector.count(), neededBins(scans));
     if (bins > kMaxBins) {
         LUMO_THROW(std::runtime_error("Profile of " + std::to_string(bins) + " bins exceeds the maximum of " +
@@ -105,8 +107,8 @@ void PrecursorStripeAccumlator::add(const Scans& scans) {
     projector.add(scans);
 }
 
-LineSpectrum PrecursorStripeAccumlator::lineSpectrum() {
-    LineSpectrum spectrum;
+CentroidedSpectrum PrecursorStripeAccumlator::lineSpectrum() {
+    CentroidedSpectrum spectrum;
     lumo::algorithm::PeakDetectionForDataFrames<Scans, float, true>(projector, widths)
         .detectPeaks(0.0F, spectrum.mz, spectrum.intensities, spectrum.areas);
     convertToMz(*transformator, spectrum.mz);

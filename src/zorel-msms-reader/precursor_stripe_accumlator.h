@@ -25,7 +25,8 @@ struct ParentCalibration {
 // "Expected TOF1 or TOF2 functional constants.".
 ParentCalibration makeParentCalibration(::lumo::calibration::ICalibrationTransformatorPtr transformator);
 
-struct LineSpectrum {
+// The peaks of a summed profile, ascending.
+struct CentroidedSpectrum {
     std::vector<double> mz;
     std::vector<float> intensities;
     std::vector<float> areas;
@@ -58,7 +59,7 @@ public:
     std::int64_t lastFrame() const { return finalFrame; }
 
     std::vector<std::int32_t> profile() const { return projector.profile(); }
-    LineSpectrum lineSpectrum();
+    CentroidedSpectrum lineSpectrum();
 
 private:
     std::int64_t parent;

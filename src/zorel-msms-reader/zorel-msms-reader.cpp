@@ -15,8 +15,8 @@ namespace lumo::io::algorithms {
 
 namespace {
 
-// One row of the join of "Precursors" and "ZorelFrameMsMsInfo".
-struct PrecursorRow {
+// One row of the join of "Precursors" and "ZorelFrameMsMsInfo": a precursor's stripe of one frame.
+struct StripeRow {
     std::int64_t id;
     std::int64_t parent;
     std::int64_t frame;
@@ -25,7 +25,7 @@ struct PrecursorRow {
     double scanNumber;
 };
 
-PrecursorRow readRow(const CppSQLite3Query& query) {
+StripeRow readRow(const CppSQLite3Query& query) {
     return {query.getInt64Field(0), query.getInt64Field(1), query.getInt64Field(2),
             query.getInt64Field(3), query.getInt64Field(4), query.getFloatField(5)};
 }
@@ -46,7 +46,7 @@ std::string joined(const std::vector<std::int64_t>& numbers) {
     return text;
 }
 
-void requireSameRange(const PrecursorStripeAccumlator& accumulator, const PrecursorRow& row) {
+void requireSameRange(const PrecursorStripeAccumlator& accumulator, const StripeRow& row) {
     if (accumulator.scanBegin() != row.scanBegin || accumulator.scanEnd() != row.scanEnd) {
         LUMO_THROW(
             std::runtime_error("Invalid data, precursor scan ranges have to be identical for every frame, "
@@ -114,7 +114,7 @@ void ZorelMsmsSpectraReader::preparePrecursors(const std::optional<ClosedInterva
     std::optional<std::int64_t> parent;
     ParentCalibration calibration;
     for (CppSQLite3Query query = db->execQuery(precursorQuery(timeRange)); !query.eof(); query.nextRow()) {
-        const PrecursorRow row = readRow(query);
+        const StripeRow row = readRow(query);
         if (ids && !wanted.contains(row.id)) {
             continue;
         }
@@ -161,7 +161,7 @@ void ZorelMsmsSpectraReader::emit(std::int64_t precursorId, PrecursorStripeAccum
                                   const lineSpectraCallback& line,
                                   const profileSpectraCallback& profile) const {
     if (line) {
-        LineSpectrum spectrum = accumulator.lineSpectrum();
+        CentroidedSpectrum spectrum = accumulator.lineSpectrum();
         line(precursorId, std::move(spectrum.mz), std::move(spectrum.intensities), std::move(spectrum.areas));
         return;
     }

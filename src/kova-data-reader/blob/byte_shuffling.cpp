@@ -49,6 +49,7 @@ void decodeBlock(const std::byte* first, std::size_t planeSize, std::uint32_t* w
 
 void decodeByteShuffling(std::span<const std::byte> buffer, std::size_t first, std::size_t count,
                          std::uint32_t* words, sys::SimdLevel level) {
+    LUMO_ASSERT(first <= buffer.size() / 4 && count <= buffer.size() / 4 - first);
     std::size_t i = 0;
     if (level >= sys::SimdLevel::Vector128) {
         for (; i + kWords <= count; i += kWords) {

@@ -4,14 +4,16 @@
 #include <cstdint>
 #include <span>
 
+#include "diag/assert.h"
 #include "sys/cpu.h"
 
 namespace lumo::io::kova::decoding {
 
 // Word i of a byte-shuffled array: N = size / 4 words, stored as four planes of N bytes, the least
-// significant bytes of all words first. i must be below N.
+// significant bytes of all words first.
 inline std::uint32_t decodeByteShuffling(std::span<const std::byte> buffer, std::size_t i) {
     const std::size_t n = buffer.size() / 4;
+    LUMO_ASSERT(i < n);
     return std::to_integer<std::uint32_t>(buffer[i]) | (std::to_integer<std::uint32_t>(buffer[n + i]) << 8) |
            (std::to_integer<std::uint32_t>(buffer[2 * n + i]) << 16) |
            (std::to_integer<std::uint32_t>(buffer[3 * n + i]) << 24);

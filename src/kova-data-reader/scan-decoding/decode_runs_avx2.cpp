@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstdint>
 
+#include "diag/assert.h"
 #include "kova-data-reader/scan-decoding/avx2_lanes.h"
 
 namespace lumo::io::kova {
@@ -47,6 +48,7 @@ LUMO_AVX2 inline void store(std::byte* target, __m256i values) {
 }  // namespace
 
 LUMO_AVX2 void decodeRunsByAvx2(const RunLengthScan& scan, const PeakOutput& output, RunLengthPosition& at) {
+    LUMO_ASSERT(at.value == 0 && at.index == 0 && at.kept == 0);
     // Sums of eight such steps, begun below the bound, stay within 32 bits.
     constexpr std::uint32_t kMaxBins = std::uint32_t{1} << 31;
     const __m256i tooLarge = _mm256_set1_epi32(static_cast<int>(0xF8000000U));

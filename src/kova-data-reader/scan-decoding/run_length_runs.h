@@ -26,7 +26,7 @@ struct RunLengthPosition {
 };
 
 // Decodes eight values at a time up to the first peak that is dropped or the first huge skip, or a little
-// less, from the beginning of the scan. Entries behind those kept may be overwritten, within the scan's peaks.
+// less, from the beginning of the scan. Entries after those kept may be overwritten, within the scan's peaks.
 void decodeRunsByAvx2(const RunLengthScan& scan, const PeakOutput& output, RunLengthPosition& at);
 
 }  // namespace lumo::io::kova
