@@ -13,7 +13,7 @@ ALLOWED = {
     "sys": {"diag"},
     "logging": {"diag", "sys"},
     "math": {"diag"},
-    "sqlite": {"diag"},
+    "sqlite": {"diag", "sys"},
     "calibration": {"math", "diag", "logging"},
     "calibration-table-reader": {"calibration", "sqlite", "diag", "logging"},
     "kvd-calibration-reader": {"calibration-table-reader", "calibration", "sqlite", "diag", "logging"},

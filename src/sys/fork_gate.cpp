@@ -1,0 +1,103 @@
+#include "sys/fork_gate.h"
+
+#include <atomic>
+#include <climits>
+#include <csignal>
+
+#include <pthread.h>
+
+namespace lumo::sys {
+
+namespace {
+
+constexpr int kClosed = INT_MIN;  // the bit besides the number of threads inside
+
+constinit std::atomic<int> state{0};
+constinit std::atomic<unsigned> generation{0};
+
+// Whether the thread is inside or about to be. In the memory that a thread begins with: later there may be none.
+[[gnu::tls_model("initial-exec")]] thread_local constinit volatile std::sig_atomic_t depth = 0;
+
+void enter() noexcept {
+    for (int now = state.load(std::memory_order_relaxed);;) {
+        if ((now & kClosed) != 0) {
+            state.wait(now, std::memory_order_relaxed);
+            now = state.load(std::memory_order_relaxed);
+        } else if (state.compare_exchange_weak(now, now + 1, std::memory_order_acquire)) {
+            return;
+        }
+    }
+}
+
+// In the child of a thread that a signal handler made fork, nobody is counted.
+void leave() noexcept {
+    for (int now = state.load(std::memory_order_relaxed); (now & ~kClosed) != 0;) {
+        if (state.compare_exchange_weak(now, now - 1, std::memory_order_release)) {
+            if (now == (kClosed | 1)) {
+                state.notify_all();
+            }
+            return;
+        }
+    }
+}
+
+void closeForFork() {
+    if (depth != 0) {
+        return;
+    }
+    int now = state.load(std::memory_order_relaxed);
+    while ((now & kClosed) != 0 || !state.compare_exchange_weak(now, now | kClosed)) {
+        state.wait(now | kClosed);
+        now = state.load(std::memory_order_relaxed);
+    }
+    for (now = state.load(std::memory_order_acquire); now != kClosed;
+         now = state.load(std::memory_order_acquire)) {
+        state.wait(now);
+    }
+}
+
+void openInParent() {
+    if (depth == 0) {
+        state.store(0, std::memory_order_release);
+        state.notify_all();
+    }
+}
+
+void openInChild() {
+    state.store(0, std::memory_order_release);
+    generation.fetch_add(1, std::memory_order_relaxed);
+}
+
+[[maybe_unused]] const int registered = pthread_atfork(&closeForFork, &openInParent, &openInChild);
+
+}  // namespace
+
+InsideForkGate::InsideForkGate() noexcept {
+    if (depth == 0) {
+        depth = 1;
+        enter();
+    } else {
+        depth = depth + 1;
+    }
+}
+
+InsideForkGate::~InsideForkGate() {
+    if (depth == 1) {
+        leave();
+    }
+    depth = depth - 1;
+}
+
+ForkGateOpened::ForkGateOpened() noexcept { leave(); }
+
+ForkGateOpened::~ForkGateOpened() { enter(); }
+
+void letForkPass() noexcept {
+    if ((state.load(std::memory_order_relaxed) & kClosed) != 0) {
+        const ForkGateOpened opened;
+    }
+}
+
+unsigned forkGeneration() noexcept { return generation.load(std::memory_order_relaxed); }
+
+}  // namespace lumo::sys

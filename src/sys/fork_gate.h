@@ -1,0 +1,34 @@
+#pragma once
+
+namespace lumo::sys {
+
+// A forked child has the forking thread alone. A lock that another thread holds at that moment, in a library that knows
+// nothing of forks, is never released there. Whoever calls such a library does so inside the gate: a fork waits until
+// nobody is inside, and nobody enters while it goes on.
+//
+// Inside, take no lock that a fork handler takes, call nobody back, and do not stay long: ForkGateOpened is for waiting,
+// letForkPass() for long work. A signal handler that forks in a thread that is inside does not wait.
+class InsideForkGate {
+public:
+    InsideForkGate() noexcept;
+    InsideForkGate(const InsideForkGate&) = delete;
+    InsideForkGate& operator=(const InsideForkGate&) = delete;
+    ~InsideForkGate();
+};
+
+// Leaves the gate that the calling thread is inside of, for the lifetime of the object.
+class ForkGateOpened {
+public:
+    ForkGateOpened() noexcept;
+    ForkGateOpened(const ForkGateOpened&) = delete;
+    ForkGateOpened& operator=(const ForkGateOpened&) = delete;
+    ~ForkGateOpened();
+};
+
+// Leaves the gate for a moment if a fork waits.
+void letForkPass() noexcept;
+
+// A number that is another one in every forked child.
+unsigned forkGeneration() noexcept;
+
+}  // namespace lumo::sys
