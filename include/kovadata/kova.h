@@ -18,14 +18,15 @@
  *     usable, and intact frames are still readable. No exception ever leaves the library and nothing is printed.
  *  3. **Ownership.** The caller owns every buffer, the library owns every handle. Nothing that the library returns has
  *     to be freed except a handle, by kova_close().
- *  4. **Threads.** The library takes no locks. Different handles may be used by different threads at the same time;
- *     one handle must not be used by two threads at the same time. A handle may be opened on one thread and used on
- *     another. For parallel reading open one handle per thread.
- *  5. **Processes.** A handle must not be used on both sides of a fork(): open the analysis again in the child.
+ *  4. **Threads.** Different handles may be used by different threads at the same time; one handle must not be used by
+ *     two threads at the same time. A handle may be opened on one thread and used on another. For parallel reading open
+ *     one handle per thread.
+ *  5. **Processes.** A handle must not be used on both sides of a fork(): open the analysis again in the
+ *     child, where a handle from before the fork is refused as soon as it needs the database.
  *  6. **Files.** Nothing in the analysis directory is ever written or created. An analysis may still be growing while
- *     it is open; locks held by a writer on the database are waited for up to 15 seconds. A program that itself writes
- *     the database in SQLite's write-ahead mode opens it for writing first. When the writer ends while a handle is open,
- *     SQLite leaves its log (`analysis.kvd-wal`) there, which belongs to the analysis then.
+ *     it is open; locks held by a writer on the database are waited for up to 15 seconds. The writer may be the program
+ *     itself: none of its locks is dropped. When the writer ends while a handle is open, SQLite leaves its log
+ *     (`analysis.kvd-wal`) there, which belongs to the analysis then.
  *  7. **Pointers.** A pointer may be NULL where its description says so. Text is UTF-8 and zero-terminated.
  */
 #ifndef KOVADATA_KOVA_H

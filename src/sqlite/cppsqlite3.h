@@ -13,6 +13,7 @@
 
 struct sqlite3_stmt;
 struct SqliteConnection;
+struct SqliteStatement;
 
 // Carries SQLite's own message as what().
 class CppSQLite3Exception : public std::runtime_error {
@@ -34,7 +35,7 @@ enum class CppSQLite3FieldType { Integer, Real, Text, Blob, Null };
 class CppSQLite3Query {
 public:
     CppSQLite3Query() = default;
-    explicit CppSQLite3Query(std::shared_ptr<sqlite3_stmt> compiled);
+    explicit CppSQLite3Query(std::shared_ptr<SqliteStatement> compiled);
     CppSQLite3Query(CppSQLite3Query&& other) noexcept;
     CppSQLite3Query& operator=(CppSQLite3Query&& other) noexcept;
     ~CppSQLite3Query();
@@ -54,12 +55,13 @@ public:
     std::vector<std::byte> getBlobField(int field) const;
 
 private:
+    sqlite3_stmt* handle() const noexcept;
     void release() noexcept;
     void first();
     int step();
     void arriveAt(int code);
 
-    std::shared_ptr<sqlite3_stmt> statement;
+    std::shared_ptr<SqliteStatement> statement;
     WorkLimit::Query work;
     bool atEnd = true;
 };
@@ -68,7 +70,8 @@ private:
 class CppSQLite3Statement {
 public:
     CppSQLite3Statement() = default;
-    explicit CppSQLite3Statement(std::shared_ptr<sqlite3_stmt> compiled) : statement(std::move(compiled)) {}
+    explicit CppSQLite3Statement(std::shared_ptr<SqliteStatement> compiled)
+        : statement(std::move(compiled)) {}
     CppSQLite3Statement(CppSQLite3Statement&&) noexcept = default;
     CppSQLite3Statement& operator=(CppSQLite3Statement&&) noexcept = default;
 
@@ -81,11 +84,11 @@ public:
     bool isPrepared() const { return statement != nullptr; }
 
 private:
-    std::shared_ptr<sqlite3_stmt> statement;
+    std::shared_ptr<SqliteStatement> statement;
 };
 
 // A read-only connection: nothing is ever written. The file may be hostile: queries that do not come to an end are
-// interrupted, values of absurd size refused. To be used by one thread at a time.
+// interrupted, values of absurd size refused. To be used by one thread at a time, and in the process that opened it.
 class CppSQLite3DB {
 public:
     CppSQLite3DB() = default;
@@ -101,8 +104,37 @@ public:
     CppSQLite3Query execQuery(const std::string& sql);
     CppSQLite3Statement compileStatement(const std::string& sql);
 
+    // Runs an operation in one transaction: all that it reads is of one state of the database. When a writer comes or goes
+    // in the middle of it, which ends the transaction, the operation runs again from its start, so it begins with
+    // clearing what it fills, and leaves no query standing on a row. Operations within operations are part of them.
+    template <class Operation>
+    auto inTransaction(const Operation& operation) {
+        for (int attempt = 1;; ++attempt) {
+            try {
+                const ReadTransaction transaction(connection);
+                return operation();
+            } catch (...) {
+                if (!shouldRepeat(attempt)) {
+                    throw;
+                }
+            }
+        }
+    }
+
 private:
-    std::shared_ptr<sqlite3_stmt> prepare(const std::string& sql);
+    class ReadTransaction {
+    public:
+        explicit ReadTransaction(std::shared_ptr<SqliteConnection> ofConnection);
+        ReadTransaction(const ReadTransaction&) = delete;
+        ReadTransaction& operator=(const ReadTransaction&) = delete;
+        ~ReadTransaction();
+
+    private:
+        std::shared_ptr<SqliteConnection> connection;
+    };
+
+    bool shouldRepeat(int attempt) const;
+    std::shared_ptr<SqliteStatement> prepare(const std::string& sql);
 
     std::shared_ptr<SqliteConnection> connection;  // which statements share
 };

@@ -10,22 +10,24 @@ namespace lumo::sqlite {
 
 template <class T>
 std::optional<T> simpleCheckedOptionalQuery(CppSQLite3DB& db, const std::string& sql) {
-    CppSQLite3Query query = db.execQuery(sql);
-    if (query.eof()) {
-        return std::nullopt;
-    }
-    if (query.fieldIsNull(0)) {
-        LUMO_THROW(std::runtime_error("Query result unexpectedly NULL: " + sql));
-    }
-    std::optional<T> value = convertLexically<T>(query.getStringField(0));
-    if (!value) {
-        LUMO_THROW(std::runtime_error("Query result has wrong type: " + sql));
-    }
-    query.nextRow();
-    if (!query.eof()) {
-        LUMO_THROW(std::runtime_error("Query resulted in more than one result: " + sql));
-    }
-    return value;
+    return db.inTransaction([&]() -> std::optional<T> {
+        CppSQLite3Query query = db.execQuery(sql);
+        if (query.eof()) {
+            return std::nullopt;
+        }
+        if (query.fieldIsNull(0)) {
+            LUMO_THROW(std::runtime_error("Query result unexpectedly NULL: " + sql));
+        }
+        std::optional<T> value = convertLexically<T>(query.getStringField(0));
+        if (!value) {
+            LUMO_THROW(std::runtime_error("Query result has wrong type: " + sql));
+        }
+        query.nextRow();
+        if (!query.eof()) {
+            LUMO_THROW(std::runtime_error("Query resulted in more than one result: " + sql));
+        }
+        return value;
+    });
 }
 
 template <class T>

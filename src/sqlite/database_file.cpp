@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <initializer_list>
 #include <memory>
-#include <string_view>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -59,19 +58,4 @@ bool DatabaseFile::isPlain() const {
         }
     }
     return !nameForSqlite.empty();
-}
-
-// The index of a log is never made or changed.
-std::string DatabaseFile::uri() const {
-    constexpr std::string_view kHexDigits = "0123456789ABCDEF";
-    std::string uri = "file:";
-    for (const char character : nameForSqlite) {
-        if (std::string_view("%?#").find(character) == std::string_view::npos) {
-            uri += character;
-        } else {
-            const auto byte = static_cast<unsigned char>(character);
-            uri += {'%', kHexDigits[byte >> 4], kHexDigits[byte & 0xF]};
-        }
-    }
-    return uri + "?readonly_shm=1";
 }

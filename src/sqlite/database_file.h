@@ -16,7 +16,6 @@ public:
 
     // Valid during the lifetime of the object. Empty when there is no such file.
     const std::string& name() const { return nameForSqlite; }
-    std::string uri() const;
 
 private:
     int directory = -1;  // which a long name begins with

@@ -1,11 +1,16 @@
 #include "sqlite/read_only_vfs.h"
 
-#include <cerrno>
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <utility>
 
 #include <sys/stat.h>
+
+#include "sqlite/read_only_file.h"
+#include "sys/fork_gate.h"
+
+namespace lumo::sqlite {
 
 namespace {
 
@@ -32,10 +37,14 @@ std::string uniqueName(const void* object) {
 
 }  // namespace
 
-ReadOnlyVfs::ReadOnlyVfs(const std::string& database)
-    : base(findBase()), log(database + "-wal"), index(database + "-shm"), name(uniqueName(this)) {
+ReadOnlyVfs::ReadOnlyVfs(const std::string& databaseName)
+    : base(findBase()),
+      database(databaseName),
+      log(database + "-wal"),
+      name(uniqueName(this)),
+      index(database + "-shm") {
     vfs.iVersion = base->iVersion < 2 ? 1 : 2;
-    vfs.szOsFile = base->szOsFile;
+    vfs.szOsFile = std::max(base->szOsFile, static_cast<int>(sizeof(ReadOnlyFile)));
     vfs.mxPathname = base->mxPathname;
     vfs.zName = name.c_str();
     vfs.pAppData = this;
@@ -64,6 +73,7 @@ void ReadOnlyVfs::forwardTheRest() {
         return ownerOf(own).base->xRandomness(ownerOf(own).base, size, bytes);
     };
     vfs.xSleep = [](sqlite3_vfs* own, int microseconds) {
+        const sys::ForkGateOpened gate;  // for somebody's lock, many times
         return ownerOf(own).base->xSleep(ownerOf(own).base, microseconds);
     };
     vfs.xCurrentTime = [](sqlite3_vfs* own, double* time) {
@@ -78,49 +88,32 @@ void ReadOnlyVfs::forwardTheRest() {
 }
 
 // SQLite finds the object by its name only while it opens; afterwards the connection refers to it.
-int ReadOnlyVfs::connect(const std::string& uri, sqlite3** connection) {
+int ReadOnlyVfs::connect(sqlite3** connection) {
     if (const int code = sqlite3_vfs_register(&vfs, 0); code != SQLITE_OK) {
         return code;
     }
-    const int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_URI;
-    const int code = sqlite3_open_v2(uri.c_str(), connection, flags, vfs.zName);
+    const int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
+    const int code = sqlite3_open_v2(database.c_str(), connection, flags, vfs.zName);
     sqlite3_vfs_unregister(&vfs);
     return code;
 }
 
 ReadOnlyVfs& ReadOnlyVfs::ownerOf(sqlite3_vfs* vfs) { return *static_cast<ReadOnlyVfs*>(vfs->pAppData); }
 
-// ------------------------------------------------------------------------------------------------------
-// files by name
-
 int ReadOnlyVfs::open(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int* flagsOut) {
-    constexpr int kBesideTheData = SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_WAL | SQLITE_OPEN_MAIN_JOURNAL;
     ReadOnlyVfs& owner = ownerOf(vfs);
-    if ((flags & kBesideTheData) != 0) {
-        flags = (flags & ~(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) | SQLITE_OPEN_READONLY;
+    constexpr int kBesideTheData = SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_WAL | SQLITE_OPEN_MAIN_JOURNAL;
+    if ((flags & kBesideTheData) == 0) {
+        return owner.base->xOpen(owner.base, name, file, flags, flagsOut);
     }
-    const int code = owner.base->xOpen(owner.base, name, file, flags, flagsOut);
-    if (code == SQLITE_OK && (flags & SQLITE_OPEN_MAIN_DB) != 0) {
-        owner.replaceMethods(file, owner.databaseMethods);
-        owner.databaseMethods.table.xRead = readDatabase;
-        owner.databaseMethods.table.xShmMap = mapIndex;
-        owner.databaseMethods.table.xShmLock = lockIndex;
-    } else if (code == SQLITE_OK && (flags & SQLITE_OPEN_WAL) != 0) {
-        owner.replaceMethods(file, owner.logMethods);
-        owner.logMethods.table.xRead = readLog;
+    const int code = ReadOnlyFile::open(name, file, flags, owner);
+    if (code == SQLITE_OK && (flags & SQLITE_OPEN_WAL) != 0) {
         owner.logIsOpen = true;
     }
+    if (code == SQLITE_OK && flagsOut != nullptr) {
+        *flagsOut = (flags & ~(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) | SQLITE_OPEN_READONLY;
+    }
     return code;
-}
-
-void ReadOnlyVfs::replaceMethods(sqlite3_file* file, Methods& methods) {
-    methods = {*file->pMethods, file->pMethods, this};
-    methods.table.iVersion = 2;  // without those that map pages
-    file->pMethods = &methods.table;
-}
-
-ReadOnlyVfs::Methods& ReadOnlyVfs::methodsOf(sqlite3_file* file) {
-    return *reinterpret_cast<Methods*>(const_cast<sqlite3_io_methods*>(file->pMethods));
 }
 
 // An empty log counts as there when somebody uses it.
@@ -143,26 +136,8 @@ int ReadOnlyVfs::fullPathname(sqlite3_vfs* /*vfs*/, const char* name, int size, 
     return SQLITE_OK;
 }
 
-// ------------------------------------------------------------------------------------------------------
-// pages
-
-int ReadOnlyVfs::readDatabase(sqlite3_file* file, void* buffer, int count, sqlite3_int64 position) {
-    const Methods& methods = methodsOf(file);
-    const int code = methods.original->xRead(file, buffer, count, position);
-    if (code != SQLITE_OK) {
-        return code;
-    }
-    methods.owner->present(static_cast<unsigned char*>(buffer), count, position);
-    return count < kSmallestPage ? SQLITE_OK : methods.owner->checkForWriter();
-}
-
-int ReadOnlyVfs::readLog(sqlite3_file* file, void* buffer, int count, sqlite3_int64 position) {
-    const Methods& methods = methodsOf(file);
-    const int code = methods.original->xRead(file, buffer, count, position);
-    return code != SQLITE_OK ? code : methods.owner->checkForWriter();
-}
-
-void ReadOnlyVfs::present(unsigned char* bytes, int count, sqlite3_int64 position) {
+int ReadOnlyVfs::present(void* read, int count, sqlite3_int64 position) {
+    auto* const bytes = static_cast<unsigned char*>(read);
     if (position == 0 && count > kReadVersion) {
         isWriteAhead = bytes[kReadVersion] == kWriteAhead;
         if (isWriteAhead) {
@@ -173,43 +148,35 @@ void ReadOnlyVfs::present(unsigned char* bytes, int count, sqlite3_int64 positio
         // In write-ahead mode not every change counts, so nothing is remembered.
         bytes[0] ^= 0xFF;
     }
+    return count < kSmallestPage ? SQLITE_OK : checkForWriter();
 }
 
 int ReadOnlyVfs::checkForWriter() const {
-    const bool appeared = logIsOpen ? indexIsInMemory && isIndexThere() : isWriteAhead && isLogInUse();
+    const bool appeared = logIsOpen ? indexIsInMemory && index.exists() : isWriteAhead && isLogInUse();
     return appeared ? SQLITE_BUSY_SNAPSHOT : SQLITE_OK;
 }
 
-// ------------------------------------------------------------------------------------------------------
-// log and index
-
 bool ReadOnlyVfs::isLogInUse() const {
     struct stat status {};
-    return stat(log.c_str(), &status) == 0 && (status.st_size > 0 || isIndexThere());
+    return stat(log.c_str(), &status) == 0 && (status.st_size > 0 || index.exists());
 }
 
-bool ReadOnlyVfs::isIndexThere() const {
-    struct stat status {};
-    return stat(index.c_str(), &status) == 0 || errno != ENOENT;
-}
-
-// To SQLite the index is always one that it cannot change, also where somebody else in the process can.
-int ReadOnlyVfs::mapIndex(sqlite3_file* file, int region, int size, int extend, void volatile** memory) {
-    const Methods& methods = methodsOf(file);
-    ReadOnlyVfs& owner = *methods.owner;
-    const int code = methods.original->xShmMap(file, region, size, extend, memory);
-    if (code == SQLITE_CANTOPEN && !owner.isIndexThere()) {
-        owner.indexIsInMemory = true;
+// Without an index SQLite makes one in memory; it asks again each time whether there is one now.
+int ReadOnlyVfs::mapIndex(int region, int size, void volatile** memory) {
+    const int code = index.map(region, size, memory);
+    if (code == SQLITE_CANTOPEN && !index.exists()) {
+        indexIsInMemory = true;
         return SQLITE_READONLY_CANTINIT;
     }
-    const bool madeMeanwhile = std::exchange(owner.indexIsInMemory, false);
-    return code == SQLITE_OK || (madeMeanwhile && code == SQLITE_READONLY_CANTINIT) ? SQLITE_READONLY : code;
+    const bool madeMeanwhile = std::exchange(indexIsInMemory, false);
+    return madeMeanwhile && code == SQLITE_READONLY_CANTINIT ? SQLITE_READONLY : code;
 }
 
-int ReadOnlyVfs::lockIndex(sqlite3_file* file, int offset, int count, int flags) {
-    const Methods& methods = methodsOf(file);
-    if (methods.owner->indexIsInMemory) {
+int ReadOnlyVfs::lockIndex(int offset, int count, int flags) {
+    if (indexIsInMemory || !index.isOpen()) {
         return (flags & SQLITE_SHM_EXCLUSIVE) != 0 ? SQLITE_BUSY : SQLITE_OK;
     }
-    return methods.original->xShmLock(file, offset, count, flags);
+    return index.lock(offset, count, flags);
 }
+
+}  // namespace lumo::sqlite

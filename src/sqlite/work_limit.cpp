@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include "sys/fork_gate.h"
+
 namespace {
 
 // Steps of SQLite's virtual machine between two looks at the limit: some milliseconds.
@@ -30,6 +32,7 @@ void WorkLimit::watch(sqlite3* connection) {
 }
 
 int WorkLimit::countSteps(void* context) {
+    lumo::sys::letForkPass();
     const auto& limit = *static_cast<const WorkLimit*>(context);
     if (limit.current == nullptr) {
         return 0;

@@ -1,10 +1,12 @@
-// What calls leave of the process they are made in.
+// What calls leave of the process they are made in, and of its children.
+#include <algorithm>
+#include <atomic>
 #include <cfenv>
 #include <clocale>
 #include <csignal>
 #include <cstdarg>
 #include <filesystem>
-#include <mutex>
+#include <thread>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -16,6 +18,8 @@
 #include "fixtures/every_call.h"
 #include "fixtures/small_analyses.h"
 #include "fixtures/temp_directory.h"
+#include "kovadata/kova.h"
+#include "sharing/child.h"
 #include "sharing/left_behind.h"
 
 namespace {
@@ -65,6 +69,21 @@ void makeEveryCallIn(const fs::path& folder) {
     }
 }
 
+Texts openFiles() {
+    Texts files;
+    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code closedMeanwhile;
+        files.push_back(fs::read_symlink(entry.path(), closedMeanwhile).string());
+    }
+    return files;
+}
+
+// Databases and indexes of logs, for the sake of others in the process that may hold locks on them.
+bool isKeptOnPurpose(const std::string& file) {
+    return file.ends_with("/analysis.kvd") || file.ends_with("/analysis.kvs") ||
+           file.ends_with("/calibration.sqlite") || file.ends_with("-shm");
+}
+
 Texts stateOfTheProcess() {
     Texts texts;
     for (int signal = 1; signal < SIGRTMAX; ++signal) {
@@ -91,9 +110,10 @@ Texts stateOfTheProcess() {
     for (char** variable = environ; *variable != nullptr; ++variable) {
         texts.emplace_back(*variable);
     }
-    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
-        std::error_code closedMeanwhile;
-        texts.push_back("descriptor " + fs::read_symlink(entry.path(), closedMeanwhile).string());
+    for (const std::string& file : openFiles()) {
+        if (!isKeptOnPurpose(file)) {
+            texts.push_back("descriptor " + file);
+        }
     }
     return texts;
 }
@@ -119,6 +139,78 @@ TEST(Process, GetsOnlyDescriptorsThatReadAndAreNotInherited) {
         }
     }
     EXPECT_GT(ofData, 30U);
+}
+
+std::ptrdiff_t numKeptFiles() {
+    const Texts files = openFiles();
+    return std::count_if(files.begin(), files.end(), isKeptOnPurpose);
+}
+
+std::uint64_t openSmallRunIn(const fs::path& folder) {
+    fixtures::smallZorelRun(2).write(folder);
+    return kova_open(folder.c_str(), 0);
+}
+
+TEST(Process, KeepsAFewDatabasesOpenAndNoneThatIsDeleted) {
+    {
+        const fixtures::TempDirectory folder;
+        for (int i = 0; i < 20; ++i) {
+            kova_close(openSmallRunIn(folder / std::to_string(i)));
+        }
+        EXPECT_EQ(numKeptFiles(), 16);
+    }
+    const fixtures::TempDirectory folder;
+    kova_close(openSmallRunIn(folder.path()));
+    EXPECT_EQ(numKeptFiles(), 1);
+}
+
+std::string lastError() {
+    char text[100];
+    kova_get_last_error_string(text, sizeof text);
+    return text;
+}
+
+std::string problemOfReading(const std::string& folder) {
+    const std::uint64_t handle = kova_open(folder.c_str(), 0);
+    const bool isRead = handle != 0 && kova_read_scans_v2(handle, 1, 0, 3, nullptr, 0) != 0;
+    kova_close(handle);
+    return isRead ? "" : lastError();
+}
+
+TEST(Fork, WhileOtherThreadsOpenAndCloseHurtsNoChild) {
+    const fixtures::TempDirectory folder;
+    kova_close(openSmallRunIn(folder.path()));
+    const auto read = [&] { return problemOfReading(folder.string()); };
+    opened = nullptr;  // is for one thread
+    std::atomic<bool> stop = false;
+    std::vector<std::thread> others;
+    for (int i = 0; i < 3; ++i) {
+        others.emplace_back([&] {
+            while (!stop) {
+                read();
+            }
+        });
+    }
+    for (int i = 0; i < 60; ++i) {
+        EXPECT_EQ(sharing::inChild(read), "") << i;
+    }
+    stop = true;
+    for (std::thread& other : others) {
+        other.join();
+    }
+}
+
+TEST(Fork, ChildCannotUseAHandleOfItsParent) {
+    const fixtures::TempDirectory folder;
+    const std::uint64_t handle = openSmallRunIn(folder.path());
+    EXPECT_EQ(sharing::inChild([&] {
+                  const std::uint32_t size = kova_read_scans_v2(handle, 1, 0, 3, nullptr, 0);
+                  kova_close(handle);
+                  return size == 0 ? lastError() : "is read";
+              }),
+              "the analysis was opened before a fork; open it again in this process");
+    EXPECT_NE(kova_read_scans_v2(handle, 1, 0, 3, nullptr, 0), 0U);
+    kova_close(handle);
 }
 
 }  // namespace

@@ -1,49 +1,20 @@
 // Analyses where nobody can write, or this user cannot.
 #include <cstring>
 #include <filesystem>
-#include <functional>
 
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "api/analysis.h"
 #include "fixtures/temp_directory.h"
+#include "sharing/child.h"
 #include "sharing/left_behind.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-// Runs in a child process, which may give up what it can do; its text comes back.
-std::string inChild(const std::function<std::string()>& function) {
-    int ends[2];
-    if (pipe(ends) != 0) {
-        return "no pipe";
-    }
-    const pid_t child = fork();
-    if (child == 0) {
-        std::string text;
-        try {
-            text = function();
-        } catch (const std::exception& e) {
-            text = e.what();
-        }
-        _exit(write(ends[1], text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : 1);
-    }
-    close(ends[1]);
-    std::string text;
-    char buffer[1000];
-    for (ssize_t size = 0; (size = read(ends[0], buffer, sizeof buffer)) > 0;) {
-        text.append(buffer, static_cast<std::size_t>(size));
-    }
-    close(ends[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    return status == 0 ? text : text + " status " + std::to_string(status);
-}
 
 // "" if everything that was left behind in the folder can be read.
 std::string problemsIn(const fs::path& folder) {
@@ -66,7 +37,7 @@ void writeAll(const fs::path& folder) {
 
 TEST(ReadOnly, MountIsRead) {
     const fixtures::TempDirectory folder;
-    const std::string result = inChild([&]() -> std::string {
+    const std::string result = sharing::inChild([&]() -> std::string {
         if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
             return std::string("skip: no mount namespace: ") + std::strerror(errno);
         }
@@ -93,7 +64,7 @@ TEST(ReadOnly, DirectoryAndFilesOfSomebodyElseAreRead) {
         fs::permissions(entry.path(), entry.is_directory() ? fs::perms(0555) : fs::perms(0444));
     }
     fs::permissions(folder.path(), fs::perms(0755));
-    EXPECT_EQ(inChild([&]() -> std::string {
+    EXPECT_EQ(sharing::inChild([&]() -> std::string {
                   constexpr uid_t kNobody = 65534;
                   if (geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) {
                       return std::strerror(errno);

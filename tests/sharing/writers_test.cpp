@@ -49,15 +49,6 @@ TEST_P(Writers, NewFramesAreSeenByTheNextCall) {
     expectFrames(analysis, frame);
 }
 
-TEST_P(Writers, ThatComeAndGoBetweenTwoCallsAreNoticed) {
-    const api::Analysis analysis(directory.path());
-    for (int frame = 1; frame < 6; ++frame) {
-        expectFrames(analysis, frame);
-        WriterProcess writer(database);
-        ASSERT_EQ(writer.execute(insertFrame(frame + 1)), "");
-    }
-}
-
 TEST_P(Writers, ThatCopyTheirLogAndBeginItAnewAreFollowed) {
     WriterProcess writer(database);
     ASSERT_EQ(writer.execute(insertFrame(2)), "");
@@ -125,6 +116,20 @@ TEST(Lock, IsWaitedForWhileOthersHoldIt) {
     EXPECT_EQ(neverFree.get(), "database is locked");
     EXPECT_EQ(neverFreeInWriteAheadMode.get(), "database is locked");
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
+}
+
+TEST(Index, ThatIsCutCostsAnError) {
+    const TempDirectory directory;
+    write(sharing::allLeftBehind()[2], directory.path());
+    WriterProcess writer(directory / "analysis.kvd");
+    ASSERT_EQ(writer.execute("SELECT Id FROM Frames"), "");
+    const api::Analysis analysis(directory.path());
+    expectFrames(analysis, 2);
+    fs::resize_file(directory / "analysis.kvd-shm", 0);
+    EXPECT_EQ(analysis.errorOf(3, 0, 3),
+              "attempt to write a readonly database (the index of its write-ahead log is not usable; open it "
+              "for writing once)");
+    writer.kill();
 }
 
 TEST(Lock, OfAWriterInWriteAheadModeHindersNobody) {

@@ -1,5 +1,7 @@
 // Writers that begin in the middle of a query, which no lock of a reader hinders in write-ahead mode.
 #include <filesystem>
+#include <stdexcept>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -26,13 +28,20 @@ protected:
             "1 UNION ALL SELECT i + 1 FROM n LIMIT 2000) SELECT 0 AS V, hex(zeroblob(50)) AS Padding FROM n");
     }
 
-    void expectThatNothingIsMixed() {
+    void change(int value) const {
+        WriterProcess writer(file);
+        ASSERT_EQ(
+            writer.execute("UPDATE T SET V=" + std::to_string(value) + "; PRAGMA wal_checkpoint(TRUNCATE)"),
+            "");
+    }
+
+    // A query by itself fails; an operation begins again, though it holds a row of an earlier query.
+    void expectThatNothingIsMixed() const {
         CppSQLite3DB db;
         db.open(file);
         {
             CppSQLite3Query rows = db.execQuery("SELECT V FROM T");
-            WriterProcess writer(file);
-            ASSERT_EQ(writer.execute("UPDATE T SET V=7; PRAGMA wal_checkpoint(TRUNCATE)"), "");
+            change(7);
             EXPECT_EQ(fixtures::failureOf([&] {
                           for (; !rows.eof(); rows.nextRow()) {
                               EXPECT_EQ(rows.getIntField(0), 0);
@@ -40,8 +49,42 @@ protected:
                       }),
                       kTryAgain);
         }
+        EXPECT_EQ(smallestAndLargest(db), "77");
+    }
+
+    void expectThatOperationsBeginAgain() const {
+        CppSQLite3DB db;
+        db.open(file);
+        int runs = 0;
+        const auto found = db.inTransaction([&] {
+            const CppSQLite3Query earlier = db.execQuery("SELECT V FROM T");
+            if (++runs == 1) {
+                change(7);
+            }
+            std::string later;
+            try {
+                later = db.inTransaction([&] { return smallestAndLargest(db); });
+            } catch (const CppSQLite3Exception&) {
+                throw std::runtime_error("hides what happened");
+            }
+            return earlier.getStringField(0) + later;
+        });
+        EXPECT_EQ(found, "777");
+        EXPECT_EQ(runs, 2);
+        change(8);
+        EXPECT_EQ(smallestAndLargest(db), "88") << "the transaction has ended";
+    }
+
+    static std::string smallestAndLargest(CppSQLite3DB& db) {
         const CppSQLite3Query row = db.execQuery("SELECT min(V), max(V) FROM T");
-        EXPECT_EQ(row.getStringField(0) + row.getStringField(1), "77");
+        return row.getStringField(0) + row.getStringField(1);
+    }
+
+    void leaveALogWithoutIndex() const {
+        WriterProcess killed(file);
+        ASSERT_EQ(killed.execute("CREATE TABLE U (A)"), "");
+        killed.kill();
+        fs::remove(directory / "db-shm");
     }
 
     fixtures::TempDirectory directory;
@@ -49,13 +92,16 @@ protected:
 };
 
 TEST_F(WriterAppears, WhereNoLogWasThere) { expectThatNothingIsMixed(); }
+TEST_F(WriterAppears, WhereNoLogWasThereInATransaction) { expectThatOperationsBeginAgain(); }
 
 TEST_F(WriterAppears, WhereALogWithoutIndexWasThere) {
-    WriterProcess killed(file);
-    ASSERT_EQ(killed.execute("CREATE TABLE U (A)"), "");
-    killed.kill();
-    fs::remove(directory / "db-shm");
+    leaveALogWithoutIndex();
     expectThatNothingIsMixed();
+}
+
+TEST_F(WriterAppears, WhereALogWithoutIndexWasThereInATransaction) {
+    leaveALogWithoutIndex();
+    expectThatOperationsBeginAgain();
 }
 
 }  // namespace
