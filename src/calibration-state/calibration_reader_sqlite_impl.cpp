@@ -73,6 +73,11 @@ const char* polarityName(bool negative) { return negative ? "negative" : "positi
 CalibrationReaderSqliteImpl::CalibrationReaderSqliteImpl(const fs::path& directory,
                                                          const CalibrationStateSelector& selector) {
     db->open(existingCalibrationFile(directory));
+    db->inTransaction([&] { readState(selector, directory); });
+}
+
+void CalibrationReaderSqliteImpl::readState(const CalibrationStateSelector& selector,
+                                            const fs::path& directory) {
     const auto schemaType = sqlite::simpleCheckedQuery<std::string>(
         *db, "SELECT Value FROM GlobalMetadata WHERE Key='SchemaType'");
     if (schemaType != "CALIBRATION_SQLITE") {
@@ -148,7 +153,7 @@ const CalibrationReaderSqliteImpl::DigitizerConstants& CalibrationReaderSqliteIm
 const ReferenceMzTrafo& CalibrationReaderSqliteImpl::getRefMzTrafo(bool negative) {
     std::optional<ReferenceMzTrafo>& reference = references[negative ? 1 : 0];
     if (!reference) {
-        reference = loadRefMzTrafo(negative);
+        reference = db->inTransaction([&] { return loadRefMzTrafo(negative); });
     }
     return *reference;
 }
@@ -220,12 +225,14 @@ CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildForFra
 }
 
 CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::loadFrameMzTrafo(std::int64_t frameId) {
-    const std::optional<std::int64_t> id = mappedId(frameMapping, frameId);
-    CppSQLite3Query row;
-    if (!id || !frameMzTable->getCalibratorCoefficients(*id, row)) {
-        LUMO_THROW(std::runtime_error("No m/z trafo for id [" + std::to_string(frameId) + "] available"));
-    }
-    return buildForFrame(row);
+    return db->inTransaction([&] {
+        const std::optional<std::int64_t> id = mappedId(frameMapping, frameId);
+        CppSQLite3Query row;
+        if (!id || !frameMzTable->getCalibratorCoefficients(*id, row)) {
+            LUMO_THROW(std::runtime_error("No m/z trafo for id [" + std::to_string(frameId) + "] available"));
+        }
+        return buildForFrame(row);
+    });
 }
 
 CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::getMzTrafo(std::int64_t frameId) {
@@ -254,8 +261,10 @@ CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::getMzTrafo(
 }
 
 std::unique_ptr<models::kova::ITransformator> CalibrationReaderSqliteImpl::getMobTrafo(std::int64_t frameId) {
-    const std::optional<std::int64_t> id = mappedId(mobilityMapping, frameId);
-    return id ? kova_calibration::readMobilityTrafo(*id, *mobilityTable) : nullptr;
+    return db->inTransaction([&] {
+        const std::optional<std::int64_t> id = mappedId(mobilityMapping, frameId);
+        return id ? kova_calibration::readMobilityTrafo(*id, *mobilityTable) : nullptr;
+    });
 }
 
 std::optional<CppSQLite3Query> CalibrationReaderSqliteImpl::getCalibrationInfoValue(bool negative,

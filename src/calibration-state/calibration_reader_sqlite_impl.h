@@ -54,6 +54,7 @@ private:
         double delay;
     };
 
+    void readState(const CalibrationStateSelector& selector, const std::filesystem::path& directory);
     void selectState(const CalibrationStateSelector& selector, const std::filesystem::path& directory);
     void checkSchemaVersion();
     void readDigitizerConstants();

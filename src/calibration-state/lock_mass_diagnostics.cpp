@@ -65,9 +65,7 @@ std::vector<double> seriesField(const CppSQLite3Query& row, int field, const cha
     }
 }
 
-}  // namespace
-
-std::vector<LockMassCalibrationDiagnostic> readLockMassCalibrationDiagnostics(CppSQLite3DB& db, int stateId) {
+std::vector<LockMassCalibrationDiagnostic> readRecords(CppSQLite3DB& db, int stateId) {
     std::vector<LockMassCalibrationDiagnostic> records;
     CppSQLite3Query row = db.execQuery(
         "SELECT LockMass, PercentFound, RetentionTimesInSeconds, MassDeviationInDa"
@@ -82,6 +80,12 @@ std::vector<LockMassCalibrationDiagnostic> readLockMassCalibrationDiagnostics(Cp
         }
     }
     return records;
+}
+
+}  // namespace
+
+std::vector<LockMassCalibrationDiagnostic> readLockMassCalibrationDiagnostics(CppSQLite3DB& db, int stateId) {
+    return db.inTransaction([&] { return readRecords(db, stateId); });
 }
 
 }  // namespace lumo::io::calibration

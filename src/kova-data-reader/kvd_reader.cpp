@@ -11,10 +11,11 @@ namespace lumo::io::kova {
 namespace {
 
 std::uint32_t readBinCount(const ISqliteReader& reader) {
-    const CppSQLite3Query lock = reader.getSQLiteDb()->execQuery("SELECT Key FROM GlobalMetadata");
-    const auto scaleFactor = getGlobalMetadatumRequired<std::int32_t>(reader, "PeakListIndexScaleFactor");
-    const auto samples = getGlobalMetadatumRequired<std::uint32_t>(reader, "DigitizerNumSamples");
-    const std::uint32_t binCount = static_cast<std::uint32_t>(scaleFactor) * samples;  // wraps, as written
+    const std::uint32_t binCount = reader.getSQLiteDb()->inTransaction([&] {
+        const auto scaleFactor = getGlobalMetadatumRequired<std::int32_t>(reader, "PeakListIndexScaleFactor");
+        const auto samples = getGlobalMetadatumRequired<std::uint32_t>(reader, "DigitizerNumSamples");
+        return static_cast<std::uint32_t>(scaleFactor) * samples;  // wraps, as written
+    });
     if (binCount == 0) {
         LUMO_THROW(
             calibration::CorruptDataError("Unreasonable digitizer timing settings in global metadata."));

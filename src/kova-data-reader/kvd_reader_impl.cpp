@@ -21,16 +21,18 @@ constexpr std::int32_t kNewestSchemaMajor = 3;
 KvdReaderImpl::KvdReaderImpl(const std::filesystem::path& directory, Selector selector, bool withMobility)
     : isKvd(withMobility) {
     const AnalysisFiles files = locateAnalysisFiles(directory, isKvd);
-    openDatabase(files.database);
-    // A row that is not released holds the lock of the file, which each query would have to take anew.
-    const CppSQLite3Query lock = db->execQuery("SELECT Key FROM GlobalMetadata");
-    blobFile.emplace(files.blob);
-    frames.emplace(*db, isKvd, schemaMajor);
-    createStorageReader();
-    if (selector) {
-        openExternalCalibration(calibration::getCalibrationFile(directory), *std::move(selector));
-    }
-    calibrationReader.emplace(db, isKvd);
+    db->open(files.database);
+    db->execDML("PRAGMA busy_timeout=15000");
+    db->inTransaction([&] {
+        checkSchemaVersion();
+        blobFile.emplace(files.blob);
+        frames.emplace(*db, isKvd, schemaMajor);
+        createStorageReader();
+        if (selector) {
+            openExternalCalibration(calibration::getCalibrationFile(directory), *selector);
+        }
+        calibrationReader.emplace(db, isKvd);
+    });
     if (!externalReader) {
         LUMO_LOG(logger, Info, "Reading data using instrument calibration");
     }
@@ -81,9 +83,7 @@ void KvdReaderImpl::describeAnalysis(calibration::CalibrationStateSelector& sele
     selector.setAnalysisInfo(static_cast<std::size_t>(*frameCount), anyPositive, anyOther, isKvd);
 }
 
-void KvdReaderImpl::openDatabase(const std::filesystem::path& file) {
-    db->open(file);
-    db->execDML("PRAGMA busy_timeout=15000");
+void KvdReaderImpl::checkSchemaVersion() {
     schemaMajor = sqlite::getProperty<std::int32_t>(*db, "SchemaVersionMajor");
     schemaMinor = sqlite::getProperty<std::int32_t>(*db, "SchemaVersionMinor");
     if (schemaMajor > kNewestSchemaMajor) {

@@ -54,7 +54,7 @@ public:
     ::lumo::calibration::ICalibrationTransformatorPtr getMzTrafo(std::int64_t frameId, bool raw) const;
 
 private:
-    void openDatabase(const std::filesystem::path& file);
+    void checkSchemaVersion();
     void createStorageReader();
     KvsSpectraReader& spectraReader();
     void openExternalCalibration(const std::filesystem::path& file,

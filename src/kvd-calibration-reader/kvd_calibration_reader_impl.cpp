@@ -48,8 +48,11 @@ KvdCalibrationReaderImpl::KvdCalibrationReaderImpl(std::shared_ptr<CppSQLite3DB>
 
 models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getMzTrafo(std::int64_t frameId,
                                                                           bool compensateTemperature) const {
-    const FrameMzCalibration frame = readFrameMzCalibration(frameId, *db, logger);
-    auto [transformator, temperatureInfo] = readMzCalibration(frame.calibrationId, mzTable);
+    FrameMzCalibration frame;
+    auto [transformator, temperatureInfo] = db->inTransaction([&] {
+        frame = readFrameMzCalibration(frameId, *db, logger);
+        return readMzCalibration(frame.calibrationId, mzTable);
+    });
     if (!transformator) {
         return nullptr;
     }
@@ -67,16 +70,17 @@ std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTr
     if (!mobilityTable) {
         LUMO_THROW(std::runtime_error("Mobility calibration is not supported."));
     }
-    // Both rows are read under one lock of the database file.
-    CppSQLite3Query frame = queryMobCalibId(frameId);
-    if (!frame.eof() && frame.fieldType(0) == CppSQLite3FieldType::Integer) {
-        auto transformator = readMobilityTrafo(frame.getInt64Field(0), *mobilityTable);
-        frame.nextRow();
-        if (frame.eof()) {
-            return transformator;
+    return db->inTransaction([&] {
+        CppSQLite3Query frame = queryMobCalibId(frameId);
+        if (!frame.eof() && frame.fieldType(0) == CppSQLite3FieldType::Integer) {
+            auto transformator = readMobilityTrafo(frame.getInt64Field(0), *mobilityTable);
+            frame.nextRow();
+            if (frame.eof()) {
+                return transformator;
+            }
         }
-    }
-    return readMobilityTrafo(getMobCalibId(frameId, *db, logger), *mobilityTable);
+        return readMobilityTrafo(getMobCalibId(frameId, *db, logger), *mobilityTable);
+    });
 }
 
 // Conversions ask for it each time, so the statement is compiled once.

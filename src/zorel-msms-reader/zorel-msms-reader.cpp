@@ -77,8 +77,10 @@ ZorelMsmsSpectraReader::ZorelMsmsSpectraReader(kova::KvdReader& source,
       ids(std::move(precursorIds)),
       widthSlope(D),
       stripes(source.scans()) {
-    requirePrecursorTable();
-    preparePrecursors(timeRange);
+    reader.getSQLiteDb()->inTransaction([&] {
+        requirePrecursorTable();
+        preparePrecursors(timeRange);
+    });
 }
 
 void ZorelMsmsSpectraReader::requirePrecursorTable() const {
@@ -111,6 +113,8 @@ void ZorelMsmsSpectraReader::preparePrecursors(const std::optional<ClosedInterva
     const std::unordered_set<std::int64_t> wanted =
         ids ? std::unordered_set<std::int64_t>(ids->begin(), ids->end()) : std::unordered_set<std::int64_t>();
     const std::shared_ptr<CppSQLite3DB> db = reader.getSQLiteDb();
+    precursorsOfFrame.clear();
+    accumulators.clear();
     std::optional<std::int64_t> parent;
     ParentCalibration calibration;
     for (CppSQLite3Query query = db->execQuery(precursorQuery(timeRange)); !query.eof(); query.nextRow()) {

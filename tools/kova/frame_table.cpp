@@ -52,12 +52,14 @@ FrameRow currentRow(const MetadataQuery& rows) {
 }  // namespace
 
 std::vector<FrameRow> readFrameTable(const MetadataDatabase& database) {
-    std::vector<FrameRow> frames;
-    MetadataQuery rows = database.query(selectFrames(database) + " ORDER BY Id");
-    while (rows.next()) {
-        frames.push_back(currentRow(rows));
-    }
-    return frames;
+    return database.inTransaction([&] {
+        std::vector<FrameRow> frames;
+        MetadataQuery rows = database.query(selectFrames(database) + " ORDER BY Id");
+        while (rows.next()) {
+            frames.push_back(currentRow(rows));
+        }
+        return frames;
+    });
 }
 
 FrameRow readFrameRow(const MetadataDatabase& database, std::int64_t id) {

@@ -68,12 +68,14 @@ std::optional<std::int64_t> MetadataDatabase::integer(const std::string& sql) co
 }
 
 std::set<std::string> MetadataDatabase::columns(const std::string& table) const {
-    std::set<std::string> names;
-    MetadataQuery rows = query("SELECT name FROM pragma_table_info('" + table + "')");
-    while (rows.next()) {
-        names.insert(rows.text(0).value_or(""));
-    }
-    return names;
+    return inTransaction([&] {
+        std::set<std::string> names;
+        MetadataQuery rows = query("SELECT name FROM pragma_table_info('" + table + "')");
+        while (rows.next()) {
+            names.insert(rows.text(0).value_or(""));
+        }
+        return names;
+    });
 }
 
 std::optional<std::string> MetadataDatabase::globalMetadatum(const std::string& key) const {

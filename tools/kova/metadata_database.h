@@ -33,6 +33,10 @@ public:
     explicit MetadataDatabase(const std::string& path);
 
     MetadataQuery query(const std::string& sql) const;
+
+    // Runs what reads rows in one transaction, and again from its start when a writer came or went meanwhile.
+    auto inTransaction(const auto& operation) const { return connection.inTransaction(operation); }
+
     std::optional<std::int64_t> integer(const std::string& sql) const;
 
     // Names of a table's columns; empty if there is no such table.

@@ -59,17 +59,19 @@ PrecursorRow currentRow(const MetadataQuery& rows) {
 
 std::vector<PrecursorRow> readPrecursors(const MetadataDatabase& database,
                                          const PrecursorSelection& selection) {
-    std::vector<PrecursorRow> precursors;
-    const std::set<std::string> present = database.columns("Precursors");
-    if (present.empty()) {
+    return database.inTransaction([&] {
+        std::vector<PrecursorRow> precursors;
+        const std::set<std::string> present = database.columns("Precursors");
+        if (present.empty()) {
+            return precursors;
+        }
+        MetadataQuery rows =
+            database.query(selectPrecursors(database, present) + condition(selection) + " ORDER BY p.Id");
+        while (rows.next()) {
+            precursors.push_back(currentRow(rows));
+        }
         return precursors;
-    }
-    MetadataQuery rows =
-        database.query(selectPrecursors(database, present) + condition(selection) + " ORDER BY p.Id");
-    while (rows.next()) {
-        precursors.push_back(currentRow(rows));
-    }
-    return precursors;
+    });
 }
 
 }  // namespace kova_tool

@@ -24,17 +24,9 @@ std::string statesSql(const MetadataDatabase& database) {
            countSql(database, "KovaCalibrationMapping") + " FROM CalibrationState c ORDER BY c.Id";
 }
 
-}  // namespace
-
-std::optional<std::vector<RecalibratedState>> readRecalibratedStates(const std::string& directory) {
-    const std::filesystem::path path = std::filesystem::path(directory) / "calibration.sqlite";
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored)) {
-        return std::nullopt;
-    }
-    const MetadataDatabase database(path.string());
-    MetadataQuery rows = database.query(statesSql(database));
+std::vector<RecalibratedState> readStates(const MetadataDatabase& database) {
     std::vector<RecalibratedState> states;
+    MetadataQuery rows = database.query(statesSql(database));
     while (rows.next()) {
         RecalibratedState state;
         state.key = rows.text(0).value_or("");
@@ -47,6 +39,18 @@ std::optional<std::vector<RecalibratedState>> readRecalibratedStates(const std::
         states.push_back(state);
     }
     return states;
+}
+
+}  // namespace
+
+std::optional<std::vector<RecalibratedState>> readRecalibratedStates(const std::string& directory) {
+    const std::filesystem::path path = std::filesystem::path(directory) / "calibration.sqlite";
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) {
+        return std::nullopt;
+    }
+    const MetadataDatabase database(path.string());
+    return database.inTransaction([&] { return readStates(database); });
 }
 
 }  // namespace kova_tool
