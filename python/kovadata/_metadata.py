@@ -3,8 +3,8 @@
 from __future__ import annotations
 
 import os
-import shutil
 import sqlite3
+import subprocess
 import tempfile
 import urllib.parse
 from typing import Any, List, Optional, Sequence, Set, Tuple
@@ -20,12 +20,17 @@ _BUSY_TIMEOUT_S = 15
 _LONGEST_NAME = 500
 
 
+def _run(*command: str) -> bytes:
+    """What a program prints. The system ends the locks that this process has on a file when it closes the file, those of
+    other SQLite connections too, so whatever reads a database without SQLite is another process."""
+    result = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    if result.returncode != 0:
+        raise OSError(result.stderr.decode(errors="replace").strip())
+    return result.stdout
+
+
 def _is_in_write_ahead_mode(path: str) -> bool:
-    descriptor = os.open(path, os.O_RDONLY | os.O_NONBLOCK | os.O_CLOEXEC)
-    try:
-        return os.pread(descriptor, 2, 18) == b"\x02\x02"
-    finally:
-        os.close(descriptor)
+    return _run("head", "-c", "20", "--", path)[18:] == b"\x02\x02"
 
 
 def _is_log_left_behind(path: str) -> bool:
@@ -37,7 +42,7 @@ def _copied(path: str, folder: str) -> str:
     """The database and its log, where SQLite may do as it likes."""
     for suffix in ("", "-wal"):
         if os.path.exists(path + suffix):
-            shutil.copyfile(path + suffix, os.path.join(folder, "copy" + suffix))
+            _run("cp", "--", path + suffix, os.path.join(folder, "copy" + suffix))
     return os.path.join(folder, "copy")
 
 
@@ -95,9 +100,13 @@ class Metadata(_fork.ForkAware):
         path = os.path.realpath(self.path)
         if len(os.fsencode(path)) > _LONGEST_NAME or _is_log_left_behind(path):
             return self._in_memory(path)
-        # Without a log, all is in the database itself; the index that SQLite would make for it is not wanted.
-        is_idle = _is_in_write_ahead_mode(path) and not os.path.exists(path + "-wal")
-        return self._open(_uri(path) + ("?mode=ro&immutable=1" if is_idle else "?mode=ro"))
+        # Without a log, all is in the database itself, until a writer makes one; SQLite would make one too.
+        if _is_in_write_ahead_mode(path) and not os.path.exists(path + "-wal"):
+            copied = self._in_memory(path)
+            if not os.path.exists(path + "-wal"):
+                return copied
+            copied.close()
+        return self._open(_uri(path) + "?mode=ro")
 
     def _in_memory(self, path: str) -> sqlite3.Connection:
         with tempfile.TemporaryDirectory(prefix="kovadata-") as folder:
