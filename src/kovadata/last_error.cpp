@@ -42,6 +42,10 @@ template <class Interface>
 void LastError<Interface>::set(const std::exception& error) noexcept {
     try {
         logDiagnostics<Interface>(error);
+    } catch (...) {
+        // The text matters more than its diagnostics.
+    }
+    try {
         slot<Interface>() = error.what();
     } catch (...) {
         slot<Interface>() = "std::bad_alloc";  // short enough to need no memory of its own

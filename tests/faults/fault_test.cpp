@@ -1,7 +1,9 @@
 // The n-th read, allocation, mapping or database step fails, for every n until a call gets through: each failure has a
 // text and leaves either a usable handle or, when opening, nothing at all.
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <optional>
 
@@ -133,6 +135,31 @@ const char* nameOf(Kind kind) {
     return names[static_cast<std::size_t>(kind)];
 }
 
+std::string lastErrorBy(decltype(&kova_get_last_error_string) get) {
+    char text[400] = {};
+    get(text, sizeof text);
+    return text;
+}
+
+TEST(LastError, IsTheFailuresTextEvenIfItsDiagnosticsCannotBeLogged) {
+    const fixtures::MemoryDirectory directory;
+    std::ofstream(directory.path() / "log.ini")
+        << "[levels]\nroot=debug\n[sink.none]\ntype=stderr\nlevel=off\n";
+    setenv("KOVADATA_LOG_CONFIG", (directory.path() / "log.ini").c_str(), 1);
+    std::vector<std::string> texts;
+    for (bool reached = true; reached;) {
+        kova_open(directory.path().c_str(), 0);
+        faults::failNth(Kind::Allocation, static_cast<unsigned>(texts.size()));
+        kova_open("no/such/directory", 0);
+        reached = faults::stop();
+        texts.push_back(lastErrorBy(kova_get_last_error_string));
+    }
+    ASSERT_GT(texts.size(), 40U);  // the last of which format the message
+    for (std::size_t i = texts.size() - 10; i < texts.size(); ++i) {
+        EXPECT_EQ(texts[i], "Specified analysis directory does not exist.") << i;
+    }
+}
+
 class Faults : public testing::TestWithParam<FaultCase> {
 protected:
     void SetUp() override {
@@ -170,9 +197,7 @@ protected:
     }
 
     std::string lastError() const {
-        char text[400] = {};
-        (isSpectra() ? kvs_get_last_error_string : kova_get_last_error_string)(text, sizeof text);
-        return text;
+        return lastErrorBy(isSpectra() ? kvs_get_last_error_string : kova_get_last_error_string);
     }
 
     fixtures::MemoryDirectory directory;
@@ -198,10 +223,12 @@ TEST_P(Faults, OpeningLeavesNothingBehind) {
         ASSERT_EQ(faults::bytesInUse(), memory) << nameOf(GetParam().kind) << ' ' << n << ": " << lastError();
         ASSERT_EQ(fixtures::openDescriptors(), descriptors) << nameOf(GetParam().kind) << ' ' << n;
     }
+    EXPECT_EQ(n > 1, GetParam().kind != Kind::Mapping) << "opening maps nothing and does all the rest";
     std::printf("opening: %u faults, %u failures\n", n - 1, failures);
 }
 
 TEST_P(Faults, CallsFailWithATextAndLeaveTheHandleUsable) {
+    unsigned faults = 0;
     for (const ApiCall& call : calls) {
         const std::uint64_t reference = open();
         const Words expected = call.result(call.run(reference));
@@ -224,7 +251,9 @@ TEST_P(Faults, CallsFailWithATextAndLeaveTheHandleUsable) {
             close(handle);
         }
         std::printf("%s: %u faults, %u failures\n", call.name, n - 1, failures);
+        faults += n - 1;
     }
+    EXPECT_GT(faults, 0U) << "nothing of this kind was reached";
 }
 
 TEST_P(Faults, ReadingFramesAndConvertingAgainAllocatesNothing) {
