@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "diag/assert.h"
@@ -35,6 +36,18 @@ constexpr std::optional<Level> levelFromName(std::string_view text) {
         }
     }
     return std::nullopt;
+}
+
+// All of them, to be told what to choose from: "trace, debug, ... or off".
+inline std::string levelNames() {
+    std::string names;
+    for (int level = 0; level < kLevels; ++level) {
+        names += level == 0 ? "" : level + 1 < kLevels ? ", " : " or ";
+        for (const char letter : levelName(static_cast<Level>(level))) {
+            names += static_cast<char>(letter + ('a' - 'A'));
+        }
+    }
+    return names;
 }
 
 }  // namespace lumo::logging

@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::string_view kSinkPrefix = "sink.";
 
-[[noreturn]] void raiseBadValue(const std::string& place, const std::string& value, const char* expected) {
+[[noreturn]] void raiseBadValue(const std::string& place, const std::string& value,
+                                const std::string& expected) {
     LUMO_THROW(ConfigurationError(place + " = " + value + " is not understood, expected " + expected));
 }
 
@@ -34,7 +35,7 @@ Value oneOf(const Names<Value>& names, const std::string& place, const std::stri
 Level toLevel(const std::string& place, const std::string& value) {
     const std::optional<Level> level = levelFromName(value);
     if (!level) {
-        raiseBadValue(place, value, "trace, debug, info, warn, error, fatal or off");
+        raiseBadValue(place, value, levelNames());
     }
     return *level;
 }

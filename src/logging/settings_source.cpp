@@ -114,9 +114,8 @@ std::optional<Level> levelFrom(const Surroundings& surroundings) {
     }
     const std::optional<Level> level = levelFromName(*surroundings.logLevel);
     if (!level) {
-        LUMO_THROW(
-            ConfigurationError("KOVADATA_LOG_LEVEL = " + *surroundings.logLevel +
-                               " is not understood, expected trace, debug, info, warn, error, fatal or off"));
+        LUMO_THROW(ConfigurationError("KOVADATA_LOG_LEVEL = " + *surroundings.logLevel +
+                                      " is not understood, expected " + levelNames()));
     }
     return level;
 }

@@ -75,6 +75,11 @@ class Places(LoggingTest):
         self.assertEqual((result.stdout, self.said(result.stderr)), ("", [3]))
         self.assertEqual(self.host("say 3", KOVADATA_LOG_LEVEL="debug").stderr, "")
 
+    def test_the_help_names_the_levels_that_are_taken(self):
+        line = re.search("KOVADATA_LOG_LEVEL +(.*): ", self.run_program(KOVA, "--help").stdout).group(1)
+        for level in re.split(", | or ", line):
+            self.assertNotIn("stays off", self.host("say 1", KOVADATA_LOG_LEVEL=level).stderr)
+
     def test_files_are_found_in_order(self):
         places = [("home/.config/kovadata/kovadata-log.ini", {}),
                   ("xdg/kovadata/kovadata-log.ini", {"XDG_CONFIG_HOME": str(self.folder / "xdg")}),

@@ -8,6 +8,7 @@
 
 #include "common/man_page.h"
 #include "failure.h"
+#include "logging/level.h"
 #include "message.h"
 #include "state_access.h"
 #include "verbs.h"
@@ -16,14 +17,19 @@ namespace {
 
 using namespace kova_tool;
 
-constexpr HelpText kToolHelp = {
+const std::string kToolNotes =
     R"(`kova VERB --help` tells more about a verb. Numbers in CSV and JSON are exact: they read back as the same
 numbers. Progress is shown on standard error if that is a terminal.
 
 Environment:
-  KOVADATA_LOG_LEVEL  trace, debug, info, warning, error or critical: switches logging on
+  KOVADATA_LOG_LEVEL  )" +
+    lumo::logging::levelNames() +
+    R"(: switches logging on
   KOVADATA_PYTHON     interpreter for `kova plot`, python3 by default
-)",
+)";
+
+const HelpText kToolHelp = {
+    kToolNotes.c_str(),
     R"(  kova info run.d                          what the analysis holds
   kova frames run.d --csv > frames.csv     one line per frame
   kova scans run.d --frame 3 --scans 0:10  the peaks of ten scans
