@@ -98,7 +98,8 @@ KOVADATA_API uint32_t kova_get_last_error_string(char* buf, uint32_t len);
  * Sets the number of worker threads for numeric work in later calls of the calling thread.
  *
  * The count belongs to the OpenMP runtime of the process (it calls `omp_set_num_threads`), applies to every handle, and
- * is used by conversions of 100 values or more. Reading scans never uses worker threads.
+ * is used by conversions between index and m/z of so many values that threads pay, which are some thousands. Reading
+ * scans never uses worker threads.
  *
  * @param n  number of threads, at least 1. Values that do not fit a positive int are the caller's mistake and left to
  *           the OpenMP runtime.
@@ -185,8 +186,9 @@ KOVADATA_API uint32_t kova_read_scans_internal(uint64_t handle, int64_t frame_id
  * their argument, so that times before A0 give negative masses. The cubic model is solved by a fixed sequence of steps from
  * the quadratic solution.
  *
- * The calibration of the last frame converted is kept; alternating between frames fetches it each time. From 100 values on,
- * the work is shared by the worker threads set with kova_set_num_threads(); the results do not depend on their number.
+ * The calibration of the last frame converted is kept; alternating between frames fetches it each time. From some thousand
+ * values on, the work is shared by the worker threads set with kova_set_num_threads(); the results do not depend on their
+ * number.
  *
  * @param handle    handle of an open analysis
  * @param frame_id  "Id" of a row of table "Frames"

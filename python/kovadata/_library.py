@@ -105,7 +105,8 @@ def set_num_threads(n: int) -> None:
     Parameters
     ----------
     n : int
-        Number of threads, at least 1. Used by m/z conversions of 100 values or more; reading never uses them.
+        Number of threads, at least 1. Used by m/z conversions of some thousand values or more; reading never uses
+        them.
     """
     if not 1 <= n <= 0x7FFFFFFF:
         raise ValueError(f"the number of threads must be at least 1, not {n}")

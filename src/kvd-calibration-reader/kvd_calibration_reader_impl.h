@@ -36,7 +36,8 @@ public:
     // The one mass calibration that all frames of a polarity share; fails when there are several or none.
     ::lumo::calibration::ICalibrationTransformatorPtr getReferenceMzTrafo(bool negative) const;
 
-    // Row of table "CalibrationInfo", its "Value" in field 0; empty when there is none.
+    // Row of table "CalibrationInfo", its "Value" in field 0; empty when there is none. Deliberate: the key is
+    // escaped, whatever it contains.
     std::optional<CppSQLite3Query> getCalibrationInfoValue(bool negative, const std::string& key) const;
     std::optional<std::string> getCalibrationInfoString(bool negative, const std::string& key) const;
     std::optional<std::vector<std::byte>> getCalibrationInfoBlob(bool negative, const std::string& key) const;

@@ -44,8 +44,8 @@ class Convert(KovaTest):
         arguments = ["convert", "run.d", "--frame", "1", "--from", "index", "--to", "mz", "--csv"]
         self.assertEqual(self.kova(*arguments, input="1000 +2000\n\n3e3\t")[0], "index,mz\n1000,1\n2000,4\n3000,9\n")
         self.assertEqual(self.kova(*arguments, input="")[0], "index,mz\n")
-        # As many as the library would convert with several threads.
-        numbers = range(0, 5000, 7)
+        # As many as the library converts with several threads.
+        numbers = range(0, 35000, 7)
         rows = self.kova(*arguments, input="\n".join(map(str, numbers)))[0].splitlines()[1:]
         self.assertEqual([float(row.split(",")[1]) for row in rows], [(n / 1000) * (n / 1000) for n in numbers])
 
