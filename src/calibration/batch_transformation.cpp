@@ -1,44 +1,71 @@
 #include "calibration/batch_transformation.h"
 
+#include <algorithm>
 #include <atomic>
 #include <stdexcept>
 
-#include "calibration/worker_threads.h"
 #include "diag/throw.h"
+#include "sys/parallel_runtime.h"
+#include "sys/worker_pool.h"
 
 namespace lumo::calibration {
+
+namespace {
+
+// Waking a thread takes as long as converting about this many values, so no piece is smaller. Pieces begin on cache lines
+// of their own as far as the array does, and are many, so that a thread that wakes late or is slow costs little.
+constexpr std::size_t kValuesWorthAThread = 2048;
+constexpr std::size_t kMaxPiece = 32 * kValuesWorthAThread;
+constexpr std::size_t kPiecesPerThread = 8;
+constexpr std::size_t kValuesPerLine = 8;
+
+}  // namespace
 
 void raiseComplexSolution() {
     LUMO_THROW(std::logic_error(
         "complex valued solution in computation due to invalid calibration constants/value range"));
 }
 
-void BatchTransformation::run(std::size_t count, RangeFunction convert, const void* job) {
-    if (count < kFirstParallelSize || isInParallelRegion()) {
-        if (convert(job, 0, count) != 0) {
-            raiseComplexSolution();
+// No exception may leave a task: failures are noted and raised after the loop.
+bool BatchTransformation::Batch::convertInPieces() const {
+    struct Pieces {
+        const Batch& batch;
+        std::size_t length;
+        std::atomic<bool> failed = false;
+
+        bool convert(std::size_t number) const noexcept {
+            const std::size_t begin = number * length;
+            return batch.convert(begin, std::min(batch.count, begin + length));
         }
+    };
+    const std::size_t threads = std::min(sys::numberOfThreads(), count / kValuesWorthAThread);
+    if (threads <= 1) {
+        return convert(0, count);
+    }
+    const std::size_t wanted =
+        std::clamp(count / (threads * kPiecesPerThread), kValuesWorthAThread, kMaxPiece);
+    Pieces pieces{*this, (wanted + kValuesPerLine - 1) / kValuesPerLine * kValuesPerLine};
+    sys::runTasks((count + pieces.length - 1) / pieces.length, threads,
+                  [](void* context, std::size_t number) noexcept {
+                      auto& self = *static_cast<Pieces*>(context);
+                      if (!self.convert(number)) {
+                          self.failed.store(true, std::memory_order_relaxed);
+                      }
+                  },
+                  &pieces);
+    return !pieces.failed;
+}
+
+void BatchTransformation::run(const Batch& batch, Workers workers) {
+    const bool isLoop = batch.count >= kFirstParallelSize && !sys::isInParallelRegion();
+    const bool shared = isLoop && workers == Workers::AsManyAsAllowed;
+    if (shared ? batch.convertInPieces() : batch.convert(0, batch.count)) {
         return;
     }
-    struct ParallelJob {
-        RangeFunction convert;
-        const void* job;
-        std::atomic<bool> failed = false;
-    } parallelJob{convert, job};
-    // No exception may leave a parallel region: failures are noted and raised after the loop.
-    runOnWorkerThreads(
-        count,
-        [](void* context, std::size_t begin, std::size_t end) noexcept {
-            auto& self = *static_cast<ParallelJob*>(context);
-            if (self.convert(self.job, begin, end) != 0) {
-                self.failed.store(true, std::memory_order_relaxed);
-            }
-        },
-        &parallelJob);
-    if (parallelJob.failed) {
-        LUMO_THROW(
-            std::runtime_error("Transformation failed, most likely due to bad calibration constants."));
+    if (!isLoop) {
+        raiseComplexSolution();
     }
+    LUMO_THROW(std::runtime_error("Transformation failed, most likely due to bad calibration constants."));
 }
 
 }  // namespace lumo::calibration

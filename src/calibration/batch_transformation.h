@@ -8,9 +8,12 @@
 
 namespace lumo::calibration {
 
+// Whether a batch may be shared among threads, as many as the calling thread's setting says.
+enum class Workers { AsManyAsAllowed, None };
+
 // Applies a conversion to every element of an array: one after the other up to 99 elements or when the caller
-// is in a parallel region already, else in a parallel loop of contiguous pieces over the worker threads. The
-// forms give the same bits.
+// is in a parallel region already, else in a loop whose pieces are shared among threads from the number of values on from
+// which they pay. The forms give the same bits.
 //
 // How a loop becomes fast without a hand-written kernel: the models are plain values without virtual functions or
 // branches, the loop is compiled for each of them, and the compiler vectorises it. So there is one form of each formula
@@ -26,13 +29,14 @@ class BatchTransformation {
 public:
     static constexpr std::size_t kFirstParallelSize = 100;
 
-    // A failed conversion raises the element's own message, or, in a parallel loop, std::runtime_error. The
+    // A failed conversion raises the element's own message, or, in the loop, whoever runs it, std::runtime_error. The
     // output is complete but for the failed elements, which are unspecified.
     template <class In, class Out, class Kernel>
-    static void transform(std::span<const In> in, std::span<Out> out, const Kernel& kernel) {
+    static void transform(std::span<const In> in, std::span<Out> out, const Kernel& kernel,
+                          Workers workers = Workers::AsManyAsAllowed) {
         LUMO_ASSERT(in.size() == out.size());
         const Job<In, Out, Kernel> job{in.data(), out.data(), kernel};
-        run(in.size(), &Job<In, Out, Kernel>::convert, &job);
+        run({&Job<In, Out, Kernel>::convert, &job, in.size()}, workers);
     }
 
 private:
@@ -61,7 +65,19 @@ private:
 
     using RangeFunction = FailureMask (*)(const void* job, std::size_t begin, std::size_t end) noexcept;
 
-    static void run(std::size_t count, RangeFunction convert, const void* job);
+    struct Batch {
+        RangeFunction function;
+        const void* job;
+        std::size_t count;
+
+        // False if an element failed.
+        bool convert(std::size_t begin, std::size_t end) const noexcept {
+            return function(job, begin, end) == 0;
+        }
+        bool convertInPieces() const;
+    };
+
+    static void run(const Batch& batch, Workers workers);
 };
 
 }  // namespace lumo::calibration

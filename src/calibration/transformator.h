@@ -148,6 +148,9 @@ public:
         BatchTransformation::transform(indices, masses, DIndexToMassKernel());
     }
     bool DIndexToMassFails(std::span<const double> indices) const override;
+    void DIndexToMassOnThisThread(std::span<const double> indices, std::span<double> masses) const override {
+        BatchTransformation::transform(indices, masses, DIndexToMassKernel(), Workers::None);
+    }
 
 private:
     // The conversions of one value. Single() and Batch() run them.

@@ -40,16 +40,19 @@ std::uint64_t openInstance(const char* directoryName, std::uint32_t useRecalibra
 
 template <class InstanceType>
 void closeInstance(std::uint64_t handle) {
-    const std::unique_ptr<InstanceType> instance(handle != 0 ? &instanceOf<InstanceType>(handle) : nullptr);
-    try {
-        const auto logger = logging::Logger::getLogger(InstanceType::Interface::loggerName);
-        LUMO_LOG(logger, Trace, "Closing handle " << handle);
-        if (instance) {
-            LUMO_LOG(instance->getLogger(), Debug, "destroying...");
+    uncancelled([&] {
+        const std::unique_ptr<InstanceType> instance(handle != 0 ? &instanceOf<InstanceType>(handle)
+                                                                 : nullptr);
+        try {
+            const auto logger = logging::Logger::getLogger(InstanceType::Interface::loggerName);
+            LUMO_LOG(logger, Trace, "Closing handle " << handle);
+            if (instance) {
+                LUMO_LOG(instance->getLogger(), Debug, "destroying...");
+            }
+        } catch (const std::exception&) {
+            return;  // no memory to log with; the instance is destroyed all the same
         }
-    } catch (const std::exception&) {
-        return;  // no memory to log with; the instance is destroyed all the same
-    }
+    });
 }
 
 }  // namespace lumo::io

@@ -11,5 +11,7 @@ uint64_t kova_open(const char* analysis_directory_name, uint32_t use_recalibrate
 void kova_close(uint64_t handle) { lumo::io::closeInstance<Instance>(handle); }
 
 uint32_t kova_has_recalibrated_state(uint64_t handle) {
-    return lumo::io::instanceOf<Instance>(handle).getReader().usingStateFromCalibrationFile() ? 1 : 0;
+    return lumo::io::uncancelled([&] {
+        return lumo::io::instanceOf<Instance>(handle).getReader().usingStateFromCalibrationFile() ? 1U : 0U;
+    });
 }

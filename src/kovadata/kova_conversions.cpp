@@ -62,9 +62,11 @@ uint32_t kova_voltage_to_scannum(uint64_t handle, int64_t frame_id, const double
 }
 
 double kova_oneoverk0_to_ccs_for_mz(double ook0, int32_t charge, double mz) {
-    return lumo::calibration::kova::oneOverK0ToCcsForMz(ook0, charge, mz);
+    return lumo::io::uncancelled(
+        [&] { return lumo::calibration::kova::oneOverK0ToCcsForMz(ook0, charge, mz); });
 }
 
 double kova_ccs_to_oneoverk0_for_mz(double ccs, int32_t charge, double mz) {
-    return lumo::calibration::kova::ccsToOneOverK0ForMz(ccs, charge, mz);
+    return lumo::io::uncancelled(
+        [&] { return lumo::calibration::kova::ccsToOneOverK0ForMz(ccs, charge, mz); });
 }

@@ -1,11 +1,13 @@
-#include <omp.h>
-
+#include "kovadata/guarded.h"
 #include "kovadata/interface_family.h"
 #include "kovadata/kova.h"
-#include "kovadata/last_error.h"
+#include "sys/parallel_runtime.h"
 
 uint32_t kova_get_last_error_string(char* buf, uint32_t len) {
-    return lumo::io::LastError<lumo::io::KovaInterface>::copyTo(buf, len);
+    return lumo::io::uncancelled(
+        [&] { return lumo::io::LastError<lumo::io::KovaInterface>::copyTo(buf, len); });
 }
 
-void kova_set_num_threads(uint32_t n) { omp_set_num_threads(static_cast<int>(n)); }
+void kova_set_num_threads(uint32_t n) {
+    lumo::io::uncancelled([&] { lumo::sys::setNumberOfThreads(n); });
+}

@@ -1,8 +1,7 @@
-#include <omp.h>
-
 #include "kovadata/handle.h"
 #include "kovadata/kvs.h"
 #include "kovadata/kvs_instance.h"
+#include "sys/parallel_runtime.h"
 
 using lumo::io::KvsInstance;
 
@@ -13,10 +12,13 @@ uint64_t kvs_open(const char* analysis_directory_name, uint32_t use_recalibrated
 void kvs_close(uint64_t handle) { lumo::io::closeInstance<KvsInstance>(handle); }
 
 uint32_t kvs_get_last_error_string(char* buf, uint32_t len) {
-    return lumo::io::LastError<lumo::io::KvsInterface>::copyTo(buf, len);
+    return lumo::io::uncancelled(
+        [&] { return lumo::io::LastError<lumo::io::KvsInterface>::copyTo(buf, len); });
 }
 
 // Deliberate: constant, the handle is not looked at.
 uint32_t kvs_has_recalibrated_state(uint64_t /*handle*/) { return 0; }
 
-void kvs_set_num_threads(uint32_t n) { omp_set_num_threads(static_cast<int>(n)); }
+void kvs_set_num_threads(uint32_t n) {
+    lumo::io::uncancelled([&] { lumo::sys::setNumberOfThreads(n); });
+}

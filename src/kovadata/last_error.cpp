@@ -1,25 +1,101 @@
 #include "kovadata/last_error.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <cstring>
-#include <optional>
 #include <string>
 #include <string_view>
 
+#include <pthread.h>
 #include <boost/exception/diagnostic_information.hpp>
 
 #include "diag/throw.h"
 #include "kovadata/interface_family.h"
 #include "logging/logger.h"
+#include "sys/thread_number.h"
 
 namespace lumo::io {
 
 namespace {
 
+constexpr std::string_view kNone = "<no error>";
+
+// The texts of one family: per thread a block of the C library's memory, which the C library frees when the thread ends.
+// Nothing of this library is called then, so a thread that once failed does not keep it from being unloaded. Where there
+// is no memory for a block, a mark that needs none stands for it.
 template <class Interface>
-std::optional<std::string>& slot() noexcept {
-    thread_local std::optional<std::string> text;
-    return text;
+class Slot {
+public:
+    Slot() { isMade = pthread_key_create(&key, &std::free) == 0; }
+
+    void store(std::string_view text) noexcept {
+        Block* block = current();
+        if (block == nullptr || block->capacity < text.size()) {
+            block = replaceByLarger(text.size());
+        }
+        memoryFailed.set(block == nullptr ? 1 : 0);
+        if (block != nullptr) {
+            block->size = text.copy(block->text(), text.size());
+        }
+    }
+
+    std::string_view text() const noexcept {
+        if (memoryFailed.get() != 0) {
+            return "std::bad_alloc";
+        }
+        Block* const block = current();
+        return block != nullptr ? std::string_view(block->text(), block->size) : kNone;
+    }
+
+    // When the library is unloaded. Texts of other threads that are still alive are lost memory.
+    void release() noexcept {
+        if (isMade) {
+            std::free(current());
+            pthread_key_delete(key);
+        }
+        isMade = false;
+        memoryFailed.release();
+    }
+
+private:
+    // The text follows.
+    struct Block {
+        std::size_t capacity;
+        std::size_t size;
+
+        char* text() noexcept { return reinterpret_cast<char*>(this + 1); }
+    };
+
+    Block* current() const noexcept {
+        return isMade ? static_cast<Block*>(pthread_getspecific(key)) : nullptr;
+    }
+
+    // Null if there is no memory; what was stored stays then.
+    Block* replaceByLarger(std::size_t capacity) noexcept {
+        auto* const block = isMade ? static_cast<Block*>(std::malloc(sizeof(Block) + capacity)) : nullptr;
+        if (block == nullptr) {
+            return nullptr;
+        }
+        Block* const before = current();
+        *block = {capacity, 0};
+        const bool isKept = pthread_setspecific(key, block) == 0;
+        std::free(isKept ? before : block);
+        return isKept ? block : nullptr;
+    }
+
+    sys::ThreadNumber memoryFailed;
+    pthread_key_t key{};
+    std::atomic<bool> isMade;
+};
+
+// Made when the library is loaded.
+template <class Interface>
+Slot<Interface> slot;
+
+[[gnu::destructor]] void releaseSlots() {
+    slot<KovaInterface>.release();
+    slot<KvsInterface>.release();
 }
 
 template <class Interface>
@@ -45,17 +121,12 @@ void LastError<Interface>::set(const std::exception& error) noexcept {
     } catch (...) {
         // The text matters more than its diagnostics.
     }
-    try {
-        slot<Interface>() = error.what();
-    } catch (...) {
-        slot<Interface>() = "std::bad_alloc";  // short enough to need no memory of its own
-    }
+    slot<Interface>.store(error.what());
 }
 
 template <class Interface>
 std::uint32_t LastError<Interface>::copyTo(char* buffer, std::uint32_t size) noexcept {
-    const std::optional<std::string>& stored = slot<Interface>();
-    const std::string_view text = stored ? std::string_view(*stored) : "<no error>";
+    const std::string_view text = slot<Interface>.text();
     if (size != 0) {
         const std::size_t copied = std::min<std::size_t>(size, text.size() + 1) - 1;
         std::memcpy(buffer, text.data(), copied);

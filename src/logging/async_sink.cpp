@@ -1,32 +1,12 @@
 #include "logging/async_sink.h"
 
-#include <csignal>
 #include <memory>
 #include <string>
-#include <system_error>
 #include <utility>
-
-#include <pthread.h>
 
 namespace lumo::logging {
 
 namespace {
-
-// Signals are the host program's: none is delivered to threads that are made while this lives.
-class AllSignalsBlocked {
-public:
-    AllSignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before);
-    }
-    AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-    AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
-    ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
-
-private:
-    sigset_t before{};
-};
 
 void writeLoss(spdlog::sinks::sink& target, std::size_t count, spdlog::details::log_msg message) {
     const std::string text = std::to_string(count) + " messages dropped, the queue was full";
@@ -72,17 +52,10 @@ bool AsyncSink::enqueue(const spdlog::details::log_msg& message) {
     return true;
 }
 
-bool AsyncSink::ensureWorker() {
-    if (!worker.joinable()) {
-        try {
-            const AllSignalsBlocked blocked;
-            worker = std::thread(&AsyncSink::work, this);
-            pthread_setname_np(worker.native_handle(), "kovadata-log");
-        } catch (const std::system_error&) {
-            return false;
-        }
-    }
-    return true;
+bool AsyncSink::ensureWorker() noexcept {
+    return worker.isStarted() ||
+           worker.start(
+               "kovadata-log", [](void* self) noexcept { static_cast<AsyncSink*>(self)->work(); }, this);
 }
 
 void AsyncSink::work() {
@@ -117,9 +90,7 @@ void AsyncSink::stop() {
         arrived.notify_all();
         room.notify_all();
     }
-    if (worker.joinable()) {
-        worker.join();
-    }
+    worker.join();
 }
 
 // The thread is gone, and so is everyone who waited.
@@ -128,7 +99,7 @@ void AsyncSink::unlockInChild() {
     dropped = 0;
     replaceWithoutDestroying(arrived);
     replaceWithoutDestroying(room);
-    replaceWithoutDestroying(worker);
+    worker.forget();
     mutex.unlock();
 }
 

@@ -5,13 +5,13 @@
 #include <deque>
 #include <memory>
 #include <mutex>
-#include <thread>
 
 #include <spdlog/details/log_msg_buffer.h>
 #include <spdlog/sinks/sink.h>
 
 #include "logging/fork_guard.h"
 #include "logging/settings.h"
+#include "sys/thread.h"
 
 namespace lumo::logging {
 
@@ -37,7 +37,7 @@ private:
     void unlockInChild() override;
 
     bool enqueue(const spdlog::details::log_msg& message);
-    bool ensureWorker();
+    bool ensureWorker() noexcept;
     void work();
     void writeNext(std::unique_lock<std::mutex>& lock);
 
@@ -51,7 +51,7 @@ private:
     std::deque<spdlog::details::log_msg_buffer> waiting;
     std::size_t dropped = 0;
     bool stopping = false;
-    std::thread worker;
+    sys::Thread worker;
     ForkEnlistment enlistment{*this};
 };
 

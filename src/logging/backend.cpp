@@ -7,7 +7,6 @@
 
 #include <pthread.h>
 
-#include "logging/cancellation.h"
 #include "logging/complaint.h"
 #include "logging/fork_guard.h"
 #include "logging/logger.h"
@@ -15,6 +14,8 @@
 #include "logging/sink_factory.h"
 #include "logging/sink_set.h"
 #include "sys/environment.h"
+#include "sys/interrupted_fork.h"
+#include "sys/never_destroyed.h"
 
 namespace lumo::logging {
 
@@ -30,8 +31,8 @@ public:
 
 namespace {
 
-// Set at unload or exit. A host may close its handles from destructors that run after those of this library.
-std::atomic<bool> destroyed{false};
+// Set in a child whose parent was interrupted in the middle of logging: locks may be held by threads that are not there.
+std::atomic<bool> abandoned{false};
 
 bool covers(std::string_view prefix, std::string_view name) {
     return prefix.empty() || name == prefix || (name.starts_with(prefix) && name[prefix.size()] == '.');
@@ -63,20 +64,35 @@ Configuration environmentConfiguration() {
     }
 }
 
-// Own registry instead of the back end's global one, which the host program may be using with other settings.
+// Own registry instead of the back end's global one, which the host program may be using with other settings. It is never
+// destroyed, since at exit other threads may still be calling; stop() releases what it holds, and what callers use then
+// lives as long as they do.
 class Registry {
 public:
     Registry() { pthread_atfork(&beforeFork, &afterForkInParent, &afterForkInChild); }
-    Registry(const Registry&) = delete;
-    Registry& operator=(const Registry&) = delete;
 
-    ~Registry() {
-        destroyed = true;
-        sinks->stopThreads();
+    // Returns when everything that waits is written. Nothing is logged afterwards.
+    void stop() {
+        std::unordered_map<std::string, std::shared_ptr<LoggerImpl>> lastLoggers;
+        std::shared_ptr<SinkSet> lastSinks;
+        {
+            const std::lock_guard lock(mutex);
+            for (const auto& entry : loggers) {
+                entry.second->threshold = static_cast<int>(Level::Off);
+            }
+            configuration = {};
+            lastLoggers.swap(loggers);
+            lastSinks.swap(sinks);
+        }
+        lastSinks->stopThreads();
+        lastSinks->replace({});
     }
 
     std::shared_ptr<LoggerImpl> get(std::string_view name) {
         const std::lock_guard lock(mutex);
+        if (!sinks) {
+            return std::make_shared<LoggerImpl>(std::string(name), nullptr);
+        }
         if (!configured) {
             use(environmentConfiguration());
         }
@@ -120,21 +136,37 @@ private:
 };
 
 // Made when the library is loaded: a first use in two threads, one of which forks, would leave it half made in the child.
-Registry registry;
+sys::NeverDestroyed<Registry> registry;
 
 void Registry::beforeFork() {
-    registry.mutex.lock();
-    lockAllForFork();
+    if (!sys::isForkInterrupting()) {
+        registry->mutex.lock();
+        lockAllForFork();
+    }
 }
 
 void Registry::afterForkInParent() {
-    unlockAllInParent();
-    registry.mutex.unlock();
+    if (!sys::isForkInterrupting()) {
+        unlockAllInParent();
+        registry->mutex.unlock();
+    }
 }
 
 void Registry::afterForkInChild() {
+    if (sys::isForkInterrupting()) {
+        abandoned = true;
+        return;
+    }
     unlockAllInChild();
-    registry.mutex.unlock();
+    registry->mutex.unlock();
+}
+
+// At unload and exit.
+[[gnu::destructor]] void stopLogging() {
+    if (!abandoned) {
+        const sys::MayHoldForkLocks here;
+        registry->stop();
+    }
 }
 
 }  // namespace
@@ -142,24 +174,26 @@ void Registry::afterForkInChild() {
 Logger::Logger(std::shared_ptr<LoggerImpl> shared) : impl(std::move(shared)), threshold(&impl->threshold) {}
 
 Logger Logger::getLogger(std::string_view name) {
-    if (destroyed) {
+    if (abandoned) {
         return Logger(std::make_shared<LoggerImpl>(std::string(name), nullptr));
     }
-    return Logger(registry.get(name));
+    const sys::MayHoldForkLocks here;
+    return Logger(registry->get(name));
 }
 
 void Logger::write(Level level, const std::string& message) const noexcept {
-    const CancellationDisabled untilWritten;
+    if (abandoned || !impl->sinks) {
+        return;
+    }
+    const sys::MayHoldForkLocks here;
     try {
-        if (impl->sinks) {
-            impl->sinks->log(impl->name, level, message);
-        }
+        impl->sinks->log(impl->name, level, message);
     } catch (...) {
         // A message that cannot be written must not change what the call does.
         return;
     }
 }
 
-void configure(Configuration configuration) { registry.configure(std::move(configuration)); }
+void configure(Configuration configuration) { registry->configure(std::move(configuration)); }
 
 }  // namespace lumo::logging

@@ -4,12 +4,9 @@
 #include <cstdio>
 #include <string>
 
-#include "logging/cancellation.h"
-
 namespace lumo::logging {
 
 void complain(std::string_view text) noexcept {
-    const CancellationDisabled untilWritten;
     try {
         std::string line = "kovadata: logging: " + std::string(text);
         std::replace_if(

@@ -10,6 +10,7 @@
 
 #include "diag/throw.h"
 #include "sys/environment.h"
+#include "sys/interrupted_calls.h"
 #include "sys/well_known_directories.h"
 
 namespace lumo::logging {
@@ -25,7 +26,8 @@ class Descriptor {
 public:
     // Does not wait for anything, should the file be a pipe or a device.
     explicit Descriptor(const fs::path& file)
-        : number(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
+        : number(sys::repeatInterrupted(
+              [&] { return open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); })) {}
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
     ~Descriptor() {
@@ -44,7 +46,8 @@ public:
 std::string contentsOf(const Descriptor& descriptor, const fs::path& file) {
     std::string text;
     std::array<char, 4096> piece{};
-    for (ssize_t count = 0; (count = read(descriptor.number, piece.data(), piece.size())) != 0;) {
+    const auto readPiece = [&] { return read(descriptor.number, piece.data(), piece.size()); };
+    for (ssize_t count = 0; (count = sys::repeatInterrupted(readPiece)) != 0;) {
         if (count < 0) {
             raiseUnreadable(file, std::strerror(errno));
         }

@@ -2,9 +2,10 @@
 
 #include <atomic>
 #include <climits>
-#include <csignal>
 
 #include <pthread.h>
+
+#include "sys/thread_number.h"
 
 namespace lumo::sys {
 
@@ -15,8 +16,10 @@ constexpr int kClosed = INT_MIN;  // the bit besides the number of threads insid
 constinit std::atomic<int> state{0};
 constinit std::atomic<unsigned> generation{0};
 
-// Whether the thread is inside or about to be. In the memory that a thread begins with: later there may be none.
-[[gnu::tls_model("initial-exec")]] thread_local constinit volatile std::sig_atomic_t depth = 0;
+// Not 0 if the thread is inside or about to be.
+ThreadNumber depth;
+
+[[gnu::destructor]] void releaseDepth() { depth.release(); }
 
 void enter() noexcept {
     for (int now = state.load(std::memory_order_relaxed);;) {
@@ -42,7 +45,7 @@ void leave() noexcept {
 }
 
 void closeForFork() {
-    if (depth != 0) {
+    if (depth.get() != 0) {
         return;
     }
     int now = state.load(std::memory_order_relaxed);
@@ -57,7 +60,7 @@ void closeForFork() {
 }
 
 void openInParent() {
-    if (depth == 0) {
+    if (depth.get() == 0) {
         state.store(0, std::memory_order_release);
         state.notify_all();
     }
@@ -72,20 +75,18 @@ void openInChild() {
 
 }  // namespace
 
-InsideForkGate::InsideForkGate() noexcept {
-    if (depth == 0) {
-        depth = 1;
+InsideForkGate::InsideForkGate() noexcept : hasEntered(depth.get() == 0) {
+    depth.set(depth.get() + 1);
+    if (hasEntered) {
         enter();
-    } else {
-        depth = depth + 1;
     }
 }
 
 InsideForkGate::~InsideForkGate() {
-    if (depth == 1) {
+    if (hasEntered) {
         leave();
     }
-    depth = depth - 1;
+    depth.set(depth.get() - 1);
 }
 
 ForkGateOpened::ForkGateOpened() noexcept { leave(); }

@@ -14,6 +14,9 @@ public:
     InsideForkGate(const InsideForkGate&) = delete;
     InsideForkGate& operator=(const InsideForkGate&) = delete;
     ~InsideForkGate();
+
+private:
+    const bool hasEntered;
 };
 
 // Leaves the gate that the calling thread is inside of, for the lifetime of the object.

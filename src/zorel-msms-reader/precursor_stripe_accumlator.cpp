@@ -1,7 +1,6 @@
 #include "zorel-msms-reader/precursor_stripe_accumlator.h"
 
 #include <algorithm>
-#include <span>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -23,9 +22,6 @@ constexpr std::uint64_t kBinsAfterLastPeak = 100;
 // Deliberate: a hundred times the longest measured spectra. A file could claim profiles of many gigabytes otherwise.
 constexpr std::uint64_t kMaxBins = std::uint64_t{1} << 26;
 
-// Longer arrays are converted by worker threads.
-constexpr std::size_t kMaxSequentialConversions = 99;
-
 // The number of bins that the scans need, from the last index of each; indices ascend within a scan.
 std::uint64_t neededBins(const Scans& scans) {
     std::uint64_t bins = kBinsAfterLastPeak;
@@ -42,27 +38,6 @@ std::uint64_t neededBins(const Scans& scans) {
 template <class Interface, class Pointer>
 bool isA(const Pointer& pointer) {
     return dynamic_cast<const Interface*>(pointer.get()) != nullptr;
-}
-
-// Converts positions to m/z in place and, whatever their number, on the calling thread: spectra are too short
-// to be shared out among threads, and starting those costs more than all else. A failure reads as that of the
-// same array at once.
-void convertToMz(const ::lumo::calibration::ICalibrationTransformator& transformator,
-                 std::vector<double>& positions) {
-    if (positions.size() <= kMaxSequentialConversions) {
-        transformator.DIndexToMass(positions);
-        return;
-    }
-    try {
-        for (std::span<double> rest(positions); !rest.empty();) {
-            const std::span<double> piece = rest.first(std::min(rest.size(), kMaxSequentialConversions));
-            transformator.DIndexToMass(piece, piece);
-            rest = rest.subspan(piece.size());
-        }
-    } catch (const std::logic_error&) {
-        LUMO_THROW(
-            std::runtime_error("Transformation failed, most likely due to bad calibration constants."));
-    }
 }
 
 }  // namespace
@@ -111,7 +86,8 @@ CentroidedSpectrum PrecursorStripeAccumlator::lineSpectrum() {
     CentroidedSpectrum spectrum;
     lumo::algorithm::PeakDetectionForDataFrames<Scans, float, true>(projector, widths)
         .detectPeaks(0.0F, spectrum.mz, spectrum.intensities, spectrum.areas);
-    convertToMz(*transformator, spectrum.mz);
+    // Spectra are too short to be shared among threads: waking those costs more than all else.
+    transformator->DIndexToMassOnThisThread(spectrum.mz, spectrum.mz);
     return spectrum;
 }
 

@@ -1,47 +1,300 @@
-// Loads and unloads the library many times, with a call in between: what it sets up when loaded goes with it.
+// A host program that knows nothing of what the library needs: it loads it at run time and links none of its libraries.
+// Each case is a process of its own, as often as it takes to find what goes wrong now and then, and must end by itself.
+#include <algorithm>
+#include <array>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include <dlfcn.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "fixtures/process_state.h"
 
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+}
+
 namespace {
 
-constexpr int kWarmUp = 50;
+constexpr std::uint32_t kValues = 20'000;
 constexpr long kAllowedGrowthKilobytes = 1024;
 
-bool loadCallUnload(const char* library) {
-    void* const loaded = dlopen(library, RTLD_NOW | RTLD_LOCAL);
-    if (loaded == nullptr) {
-        std::fprintf(stderr, "%s\n", dlerror());
-        return false;
-    }
-    const auto open =
-        reinterpret_cast<std::uint64_t (*)(const char*, std::uint32_t)>(dlsym(loaded, "kova_open"));
-    const bool failed = open("/nowhere", 0) == 0;
-    return dlclose(loaded) == 0 && failed;
+const char* libraryFile = nullptr;
+const char* analysis = nullptr;
+thread_local bool memoryIsOut = false;
+
+#define CHECK(condition) ((condition) ? static_cast<void>(0) : failed(#condition, __LINE__))
+
+[[noreturn]] void failed(const char* condition, int line) {
+    std::fprintf(stderr, "line %d: %s is false\n", line, condition);
+    std::_Exit(1);
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    const int times = argc > 2 ? std::atoi(argv[2]) : 1000;
-    long memory = 0;
-    std::ptrdiff_t descriptors = 0;
-    for (int i = 0; i < times; ++i) {
-        if (!loadCallUnload(argv[1])) {
-            return 1;
-        }
-        if (i == kWarmUp) {
-            memory = fixtures::kilobytes("VmRSS");
-            descriptors = fixtures::openDescriptors();
+// Take the place of the real ones, for the library too.
+extern "C" void* malloc(std::size_t size) { return memoryIsOut ? nullptr : __libc_malloc(size); }
+extern "C" void* calloc(std::size_t count, std::size_t size) {
+    return memoryIsOut ? nullptr : __libc_calloc(count, size);
+}
+
+namespace {
+
+struct Library {
+    void* loaded = dlopen(libraryFile, RTLD_NOW | RTLD_LOCAL);
+    template <class Function>
+    Function* get(const char* name) const {
+        CHECK(loaded != nullptr);
+        return reinterpret_cast<Function*>(dlsym(loaded, name));
+    }
+    std::uint64_t (*open)(const char*,
+                          std::uint32_t) = get<std::uint64_t(const char*, std::uint32_t)>("kova_open");
+    void (*close)(std::uint64_t) = get<void(std::uint64_t)>("kova_close");
+    void (*setThreads)(std::uint32_t) = get<void(std::uint32_t)>("kova_set_num_threads");
+    std::uint32_t (*lastError)(char*, std::uint32_t) =
+        get<std::uint32_t(char*, std::uint32_t)>("kova_get_last_error_string");
+    std::uint32_t (*readScans)(std::uint64_t, std::int64_t, std::uint32_t, std::uint32_t, void*,
+                               std::uint32_t) =
+        get<std::uint32_t(std::uint64_t, std::int64_t, std::uint32_t, std::uint32_t, void*, std::uint32_t)>(
+            "kova_read_scans_v2");
+    std::uint32_t (*toMz)(std::uint64_t, std::int64_t, const double*, double*, std::uint32_t) =
+        get<std::uint32_t(std::uint64_t, std::int64_t, const double*, double*, std::uint32_t)>(
+            "kova_index_to_mz");
+
+    bool convert(std::uint64_t handle) const {
+        std::vector<double> values(kValues, 1000.0);
+        return toMz(handle, 1, values.data(), values.data(), kValues) == 1 &&
+               std::count(values.begin(), values.end(), values[0]) == kValues;
+    }
+    void use(std::uint32_t threads) const {
+        setThreads(threads);
+        const std::uint64_t handle = open(analysis, 0);
+        std::array<char, 4096> buffer{};
+        CHECK(handle != 0);
+        CHECK(readScans(handle, 1, 0, 1, buffer.data(), buffer.size()) != 0);
+        CHECK(convert(handle));
+        CHECK(open("/nowhere", 0) == 0);
+        close(handle);
+    }
+    void unload() const {
+        dlclose(loaded);
+        std::ifstream maps("/proc/self/maps");
+        for (std::string line; std::getline(maps, line);) {
+            CHECK(line.find("libkovadata") == std::string::npos);
         }
     }
-    const long memoryAfter = fixtures::kilobytes("VmRSS");
-    const std::ptrdiff_t descriptorsAfter = fixtures::openDescriptors();
-    std::printf("%d times: %ld kB, then %ld kB; %td descriptors, then %td\n", times, memory, memoryAfter,
-                descriptors, descriptorsAfter);
-    return memoryAfter <= memory + kAllowedGrowthKilobytes && descriptorsAfter == descriptors ? 0 : 1;
+};
+
+std::string threadsOfTheProcess() {
+    std::string names;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        std::getline(std::ifstream(task.path() / "comm"), name);
+        names += name + ' ';
+    }
+    return names;
+}
+
+void unloadAfterUse() {
+    const Library library;
+    library.use(4);
+    std::thread other([&] { library.use(3); });
+    other.join();
+    library.unload();
+    CHECK(threadsOfTheProcess().find("kovadata") == std::string::npos);
+    usleep(20'000);
+}
+
+void useWithoutThreads() {
+    const Library library;
+    library.use(1);
+    library.setThreads(4);
+    const std::uint64_t handle = library.open(analysis, 0);
+    const auto used = static_cast<rlim_t>(fixtures::kilobytes("VmSize")) * 1024;
+    const rlimit limit{used + (4 << 20), RLIM_INFINITY};
+    setrlimit(RLIMIT_AS, &limit);
+    CHECK(library.convert(handle));
+    CHECK(threadsOfTheProcess().find("kovadata-work") == std::string::npos);
+}
+
+void failWithoutMemory() {
+    const Library library;
+    std::thread([&] {
+        std::array<char, 64> text{};
+        memoryIsOut = true;
+        const bool opened = library.open("/nowhere", 0) != 0;
+        library.lastError(text.data(), text.size());
+        memoryIsOut = false;
+        CHECK(!opened);
+        CHECK(std::strcmp(text.data(), "<no error>") != 0);
+    }).join();
+}
+
+template <class Body>
+std::vector<pthread_t> startThreads(std::size_t count, Body& body) {
+    std::vector<pthread_t> threads(count);
+    for (pthread_t& thread : threads) {
+        pthread_create(
+            &thread, nullptr,
+            [](void* argument) -> void* {
+                while (true) {
+                    (*static_cast<Body*>(argument))();
+                }
+            },
+            &body);
+    }
+    return threads;
+}
+
+void exitUnderCallers() {
+    static const Library library;
+    static auto call = [] {
+        for (int i = 0; i < 2'000; ++i) {
+            library.close(0);
+        }
+    };
+    startThreads(8, call);
+    usleep(static_cast<useconds_t>(std::rand() % 20'000));
+    std::exit(0);
+}
+
+void cancelCallers() {
+    const Library library;
+    auto call = [&] {
+        library.use(2);
+        pthread_testcancel();
+    };
+    for (const pthread_t thread : startThreads(4, call)) {
+        usleep(static_cast<useconds_t>(std::rand() % 10'000));
+        pthread_cancel(thread);
+        pthread_join(thread, nullptr);
+    }
+    library.use(4);
+    library.unload();
+}
+
+void forkUnderCallers() {
+    static const Library library;
+    static auto call = [] { CHECK(library.open("/nowhere", 0) == 0); };
+    library.use(3);
+    startThreads(2, call);
+    for (int i = 0; i < 10; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(20);
+            library.use(3);
+            std::exit(0);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        CHECK(status == 0);
+    }
+    std::_Exit(0);
+}
+
+// Forks wherever a thread is in the library; the child only ends.
+void forkInSignalHandler() {
+    static const Library library;
+    std::signal(SIGALRM, [](int) {
+        const pid_t child = fork();
+        child == 0 ? std::_Exit(0) : static_cast<void>(waitpid(child, nullptr, 0));
+    });
+    const itimerval often{{0, 700}, {0, 700}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    for (int i = 0; i < 3'000; ++i) {
+        library.close(0);
+    }
+    std::signal(SIGALRM, SIG_IGN);
+}
+
+void loadAndUnloadManyTimes() {
+    long memory = 0;
+    const std::ptrdiff_t descriptors = fixtures::openDescriptors();
+    for (int i = 0; i < 1000; ++i) {
+        const Library library;
+        CHECK(library.open("/nowhere", 0) == 0);
+        library.unload();
+        memory = i == 50 ? fixtures::kilobytes("VmRSS") : memory;
+    }
+    std::printf("%ld kB, then %ld kB\n", memory, fixtures::kilobytes("VmRSS"));
+    CHECK(fixtures::kilobytes("VmRSS") <= memory + kAllowedGrowthKilobytes);
+    CHECK(fixtures::openDescriptors() == descriptors);
+}
+
+struct Case {
+    const char* name;
+    void (*run)();
+    int times;
+    const char* asyncLog;  // null: no log
+};
+
+constexpr Case kCases[] = {
+    {"unloading after use", unloadAfterUse, 5, nullptr},
+    {"unloading after use, logging", unloadAfterUse, 5, "yes"},
+    {"loading and unloading many times", loadAndUnloadManyTimes, 1, nullptr},
+    {"no thread to be had", useWithoutThreads, 3, nullptr},
+    {"no memory at a thread's first failure", failWithoutMemory, 3, nullptr},
+    {"exit while other threads call", exitUnderCallers, 100, "no"},
+    {"cancelled callers", cancelCallers, 10, "yes"},
+    {"forks beside callers", forkUnderCallers, 5, "yes"},
+    // With more threads the C library's own locks are in the way of such a fork.
+    {"forks in signal handlers", forkInSignalHandler, 2, "no"},
+};
+
+void useLog(const std::string& async) {
+    const std::string file = std::string(analysis) + ".ini";
+    std::ofstream(file) << "[levels]\nroot = trace\n[sink.a]\ntype = rolling-file\nfile = " << analysis
+                        << ".log\nasync = " << async << '\n';
+    setenv("KOVADATA_LOG_CONFIG", file.c_str(), 1);
+}
+
+bool endsWell(const Case& each, int round) {
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);
+        std::srand(static_cast<unsigned>(round));
+        if (each.asyncLog != nullptr) {
+            useLog(each.asyncLog);
+        }
+        each.run();
+        std::exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return status == 0;
+}
+
+}  // namespace
+
+// Arguments: the library, an analysis, how many times as often (1), a part of the name of the cases (all).
+int main(int argc, char** argv) {
+    libraryFile = argv[1];
+    analysis = argv[2];
+    const int factor = argc > 3 ? std::atoi(argv[3]) : 1;
+    int all = 0;
+    for (const Case& each : kCases) {
+        if (argc > 4 && std::strstr(each.name, argv[4]) == nullptr) {
+            continue;
+        }
+        int bad = 0;
+        for (int round = 0; round < each.times * factor; ++round) {
+            bad += endsWell(each, round) ? 0 : 1;
+        }
+        std::printf("%-45s %d of %d failed\n", each.name, bad, each.times * factor);
+        std::fflush(stdout);
+        all += bad;
+    }
+    return all == 0 ? 0 : 1;
 }

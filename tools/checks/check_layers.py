@@ -14,7 +14,7 @@ ALLOWED = {
     "logging": {"diag", "sys"},
     "math": {"diag"},
     "sqlite": {"diag", "sys"},
-    "calibration": {"math", "diag", "logging"},
+    "calibration": {"math", "diag", "logging", "sys"},
     "calibration-table-reader": {"calibration", "sqlite", "diag", "logging"},
     "kvd-calibration-reader": {"calibration-table-reader", "calibration", "sqlite", "diag", "logging"},
     "calibration-state": {"calibration-table-reader", "calibration", "sqlite", "diag", "logging"},

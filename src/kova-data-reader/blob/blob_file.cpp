@@ -1,7 +1,6 @@
 #include "kova-data-reader/blob/blob_file.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -9,6 +8,7 @@
 #include <unistd.h>
 
 #include "diag/throw.h"
+#include "sys/interrupted_calls.h"
 
 namespace lumo::io::kova {
 
@@ -26,7 +26,8 @@ BlobFileBuffer::~BlobFileBuffer() {
 
 bool BlobFileBuffer::open(const std::filesystem::path& path) {
     // O_NONBLOCK: opening a named pipe would wait for its writer. It has no effect on regular files.
-    descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    descriptor = sys::repeatInterrupted(
+        [&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); });
     struct stat status {};
     if (descriptor < 0 || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
         return false;
@@ -43,11 +44,9 @@ BlobFileBuffer::off_type BlobFileBuffer::fileSize() const {
 std::streamsize BlobFileBuffer::xsgetn(char* destination, std::streamsize count) {
     std::streamsize done = 0;
     while (done < count) {
-        const ssize_t got =
-            pread(descriptor, destination + done, static_cast<std::size_t>(count - done), position);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t got = sys::repeatInterrupted([&] {
+            return pread(descriptor, destination + done, static_cast<std::size_t>(count - done), position);
+        });
         if (got <= 0) {
             break;
         }

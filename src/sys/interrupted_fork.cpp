@@ -1,0 +1,20 @@
+#include "sys/interrupted_fork.h"
+
+#include "sys/thread_number.h"
+
+namespace lumo::sys {
+
+namespace {
+
+ThreadNumber depth;
+
+[[gnu::destructor]] void releaseDepth() { depth.release(); }
+
+}  // namespace
+
+MayHoldForkLocks::MayHoldForkLocks() noexcept { depth.set(depth.get() + 1); }
+MayHoldForkLocks::~MayHoldForkLocks() { depth.set(depth.get() - 1); }
+
+bool isForkInterrupting() noexcept { return depth.get() > 0; }
+
+}  // namespace lumo::sys
