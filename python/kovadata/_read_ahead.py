@@ -4,8 +4,9 @@ from __future__ import annotations
 
 import collections
 import queue
+import threading
 from concurrent.futures import Future, ThreadPoolExecutor
-from typing import TYPE_CHECKING, Deque, Iterator
+from typing import TYPE_CHECKING, Deque, Iterator, Set
 
 import numpy as np
 
@@ -23,6 +24,8 @@ _FRAMES_AHEAD_PER_THREAD = 2
 
 def read_ahead(analysis: Analysis, rows: np.ndarray, threads: int) -> Iterator[Frame]:
     """Frames in the order of their rows, with their peaks, which several threads read before they are asked for."""
+    if analysis.closed:
+        raise ValueError(f"the analysis is closed: {analysis._path}")
     clones = [analysis._clone() for _ in range(threads)]
     free: "queue.SimpleQueue[Analysis]" = queue.SimpleQueue()
     for clone in clones:
@@ -36,7 +39,13 @@ def read_ahead(analysis: Analysis, rows: np.ndarray, threads: int) -> Iterator[F
             free.put(clone)
 
     # The pool is the parallelism: its threads convert without workers of their own.
-    pool = ThreadPoolExecutor(threads, "kovadata", initializer=set_num_threads, initargs=(1,))
+    workers: Set[threading.Thread] = set()
+
+    def begin() -> None:
+        workers.add(threading.current_thread())
+        set_num_threads(1)
+
+    pool = ThreadPoolExecutor(threads, "kovadata", initializer=begin)
     waiting: "Deque[Future[Frame]]" = collections.deque()
     generation = _fork.generation
     try:
@@ -53,6 +62,7 @@ def read_ahead(analysis: Analysis, rows: np.ndarray, threads: int) -> Iterator[F
         if generation == _fork.generation:
             for future in waiting:
                 future.cancel()
-            pool.shutdown()
+            # A worker may be the one that collects an abandoned generator, and cannot wait for itself.
+            pool.shutdown(wait=threading.current_thread() not in workers)
             for clone in clones:
                 clone.close()

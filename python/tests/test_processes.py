@@ -198,6 +198,8 @@ def test_reading_ahead_ends_with_its_caller(run, small):
         with pytest.raises(kovadata.KovaError, match="CorruptFrameDataError for FrameId=2"):
             next(ahead)
     assert threading.active_count() == before[1]
+    with pytest.raises(ValueError, match="closed"):
+        next(analysis.frames(threads=2))
 
 
 def test_closing_while_a_call_is_under_way(simulated):
