@@ -19,8 +19,8 @@
  *  3. **Ownership.** The caller owns every buffer, the library owns every handle. Nothing that the library returns has
  *     to be freed except a handle, by kova_close().
  *  4. **Threads.** Different handles may be used by different threads at the same time; one handle must not be used by
- *     two threads at the same time. A handle may be opened on one thread and used on another. For parallel reading open
- *     one handle per thread.
+ *     two threads at the same time. A handle may be opened on one thread and used on another. For parallel reading open one
+ *     handle per thread. A thread is not cancelled inside a function; exit() may be called while others are in one.
  *  5. **Processes.** A handle must not be used on both sides of a fork(): open the analysis again in the
  *     child, where a handle from before the fork is refused as soon as it needs the database.
  *  6. **Files.** Nothing in the analysis directory is ever written or created. An analysis may still be growing while
@@ -98,8 +98,8 @@ KOVADATA_API uint32_t kova_get_last_error_string(char* buf, uint32_t len);
  * Sets the number of worker threads for numeric work in later calls of the calling thread.
  *
  * The count belongs to the OpenMP runtime of the process (it calls `omp_set_num_threads`), applies to every handle, and
- * is used by conversions between index and m/z of so many values that threads pay, which are some thousands. Reading
- * scans never uses worker threads.
+ * is used by conversions between index and m/z of so many values that threads pay, which are some thousands. Where the
+ * system has no thread to give, the calling thread does the work alone. Reading scans never uses worker threads.
  *
  * @param n  number of threads, at least 1. Values that do not fit a positive int are the caller's mistake and left to
  *           the OpenMP runtime.
