@@ -10,10 +10,10 @@ std::filesystem::path getCalibrationFile(const std::filesystem::path& directory)
 }
 
 std::optional<CalibrationReaderSqlite> CalibrationReaderSqlite::getCalibrationReaderSqlite(
-    const std::filesystem::path& file, const CalibrationStateSelector& selector) {
+    const std::filesystem::path& file, const CalibrationStateSelector& selector, bool withMobility) {
     try {
         return CalibrationReaderSqlite(
-            std::make_unique<CalibrationReaderSqliteImpl>(file.parent_path(), selector));
+            std::make_unique<CalibrationReaderSqliteImpl>(file.parent_path(), selector, withMobility));
     } catch (const NoMatchingCalibrationStateError& e) {
         const auto logger = logging::Logger::getLogger("io.calibration.CalibrationReaderSqlite");
         LUMO_LOG(logger, Info, e.what());

@@ -28,9 +28,9 @@ public:
     using MobTrafoPtr = std::unique_ptr<::lumo::calibration::kova::ITransformator>;
 
     // The state that the selector chooses; empty when none fits. A database that is broken or of another kind
-    // fails.
+    // fails. Without mobility, tables that only frames with mobility need may be missing.
     static std::optional<CalibrationReaderSqlite> getCalibrationReaderSqlite(
-        const std::filesystem::path& file, const CalibrationStateSelector& selector);
+        const std::filesystem::path& file, const CalibrationStateSelector& selector, bool withMobility);
 
     CalibrationReaderSqlite(CalibrationReaderSqlite&&) noexcept;
     CalibrationReaderSqlite& operator=(CalibrationReaderSqlite&&) noexcept;

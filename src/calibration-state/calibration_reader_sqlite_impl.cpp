@@ -48,22 +48,8 @@ fs::path existingCalibrationFile(const fs::path& directory) {
     return file;
 }
 
-bool hasTable(CppSQLite3DB& db, const std::string& name) {
-    return !db.execQuery("SELECT 1 FROM sqlite_master WHERE name=" + sqlLiteral(name)).eof();
-}
-
 [[noreturn]] void raiseUnsupportedModel(const char* model) {
     LUMO_THROW(CorruptDataError(std::string("m/z calibration model ") + model + " is not supported."));
-}
-
-// The calibration that a frame is mapped to; empty without a mapping or when the mapping table is absent.
-std::optional<std::int64_t> mappedId(CppSQLite3Statement& mapping, std::int64_t frameId) {
-    if (!mapping.isPrepared()) {
-        return std::nullopt;
-    }
-    mapping.bind(1, frameId);
-    const CppSQLite3Query row = mapping.execQuery();
-    return row.eof() || row.fieldIsNull(0) ? std::nullopt : std::optional<std::int64_t>(row.getInt64Field(0));
 }
 
 const char* polarityName(bool negative) { return negative ? "negative" : "positive"; }
@@ -71,13 +57,17 @@ const char* polarityName(bool negative) { return negative ? "negative" : "positi
 }  // namespace
 
 CalibrationReaderSqliteImpl::CalibrationReaderSqliteImpl(const fs::path& directory,
-                                                         const CalibrationStateSelector& selector) {
+                                                         const CalibrationStateSelector& selector,
+                                                         bool withMobility) {
     db->open(existingCalibrationFile(directory));
-    db->inTransaction([&] { readState(selector, directory); });
+    db->inTransaction([&] { readState(selector, directory, withMobility); });
 }
 
 void CalibrationReaderSqliteImpl::readState(const CalibrationStateSelector& selector,
-                                            const fs::path& directory) {
+                                            const fs::path& directory, bool withMobility) {
+    for (StateTable* const table : {&refMzTable, &frameMzTable, &mobilityTable}) {
+        table->reader.reset();
+    }
     const auto schemaType = sqlite::simpleCheckedQuery<std::string>(
         *db, "SELECT Value FROM GlobalMetadata WHERE Key='SchemaType'");
     if (schemaType != "CALIBRATION_SQLITE") {
@@ -88,21 +78,29 @@ void CalibrationReaderSqliteImpl::readState(const CalibrationStateSelector& sele
     checkSchemaVersion();
     stateId = sqlite::simpleCheckedQuery<std::int32_t>(
         *db, "SELECT Id From CalibrationState WHERE Key=" + sqlLiteral(key));
-    refMzTable.emplace(*db, "RefMzCalibration", std::size_t{4}, "c.T1, c.T2, c.dC1, c.dC2, ", stateId);
-    frameMzTable.emplace(*db, "FrameMzCalibration", std::size_t{0}, "", stateId);
-    mobilityTable.emplace(*db, "KovaCalibration", std::size_t{0}, "", stateId);
     hasFrameCalibrators = sqlite::simpleCheckedQuery<bool>(
         *db, "SELECT HasFrameCalibrators FROM CalibrationState WHERE Id=" + std::to_string(stateId));
+    frameMapping.emplace(*db, "FrameMzCalibrationMapping", "FrameMzCalibrationId", stateId);
+    mobilityMapping.emplace(*db, "KovaCalibrationMapping", "KovaCalibrationId", stateId);
+    requireTables(withMobility);
+}
+
+void CalibrationReaderSqliteImpl::requireTables(bool withMobility) {
+    readerOf(hasFrameCalibrators ? frameMzTable : refMzTable);
+    if (withMobility) {
+        readerOf(mobilityTable);
+    }
     readDigitizerConstants();
-    const std::string condition = " WHERE CalibrationState='" + std::to_string(stateId) + "' AND FrameId=?";
-    if (hasTable(*db, "FrameMzCalibrationMapping")) {
-        frameMapping =
-            db->compileStatement("SELECT FrameMzCalibrationId FROM FrameMzCalibrationMapping" + condition);
+    if (hasFrameCalibrators) {
+        frameMapping->prepare();
     }
-    if (hasTable(*db, "KovaCalibrationMapping")) {
-        mobilityMapping =
-            db->compileStatement("SELECT KovaCalibrationId FROM KovaCalibrationMapping" + condition);
+}
+
+const CalibrationTableReader& CalibrationReaderSqliteImpl::readerOf(StateTable& table) {
+    if (!table.reader) {
+        table.reader.emplace(*db, table.name, table.numExtraColumns, table.extraColumns, stateId);
     }
+    return *table.reader;
 }
 
 void CalibrationReaderSqliteImpl::selectState(const CalibrationStateSelector& selector,
@@ -168,7 +166,7 @@ ReferenceMzTrafo CalibrationReaderSqliteImpl::loadRefMzTrafo(bool negative) {
     }
     const std::int64_t id = reference.getInt64Field(0);
     CppSQLite3Query row;
-    if (!refMzTable->getCalibratorCoefficients(id, row)) {
+    if (!readerOf(refMzTable).getCalibratorCoefficients(id, row)) {
         LUMO_THROW(CorruptDataError("Calibration state " + key + " has no reference m/z calibration " +
                                     std::to_string(id) + " for " + polarityName(negative) + " polarity."));
     }
@@ -226,9 +224,9 @@ CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildForFra
 
 CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::loadFrameMzTrafo(std::int64_t frameId) {
     return db->inTransaction([&] {
-        const std::optional<std::int64_t> id = mappedId(frameMapping, frameId);
+        const std::optional<std::int64_t> id = frameMapping->calibrationOf(frameId);
         CppSQLite3Query row;
-        if (!id || !frameMzTable->getCalibratorCoefficients(*id, row)) {
+        if (!id || !readerOf(frameMzTable).getCalibratorCoefficients(*id, row)) {
             LUMO_THROW(std::runtime_error("No m/z trafo for id [" + std::to_string(frameId) + "] available"));
         }
         return buildForFrame(row);
@@ -262,8 +260,8 @@ CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::getMzTrafo(
 
 std::unique_ptr<models::kova::ITransformator> CalibrationReaderSqliteImpl::getMobTrafo(std::int64_t frameId) {
     return db->inTransaction([&] {
-        const std::optional<std::int64_t> id = mappedId(mobilityMapping, frameId);
-        return id ? kova_calibration::readMobilityTrafo(*id, *mobilityTable) : nullptr;
+        const std::optional<std::int64_t> id = mobilityMapping->calibrationOf(frameId);
+        return id ? kova_calibration::readMobilityTrafo(*id, readerOf(mobilityTable)) : nullptr;
     });
 }
 

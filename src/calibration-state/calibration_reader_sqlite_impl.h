@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -8,6 +9,7 @@
 #include <string>
 
 #include "calibration-state/calibration_state_selector.h"
+#include "calibration-state/frame_mapping.h"
 #include "calibration-table-reader/calibration_builders.h"
 #include "calibration-table-reader/calibration_table_reader.h"
 #include "calibration/temperature_compensation.h"
@@ -28,9 +30,10 @@ public:
     using MzTrafoPtr = ::lumo::calibration::ICalibrationTransformatorPtr;
 
     // Raises NoMatchingCalibrationStateError when the selector finds no state, std::runtime_error on anything
-    // else.
+    // else. Tables that such an analysis or the chosen state does without are looked at only when a call needs
+    // them.
     CalibrationReaderSqliteImpl(const std::filesystem::path& directory,
-                                const CalibrationStateSelector& selector);
+                                const CalibrationStateSelector& selector, bool withMobility);
 
     const std::shared_ptr<CppSQLite3DB>& getSQLiteDb() const { return db; }
     const std::string& getKey() const { return key; }
@@ -54,7 +57,19 @@ private:
         double delay;
     };
 
-    void readState(const CalibrationStateSelector& selector, const std::filesystem::path& directory);
+    void readState(const CalibrationStateSelector& selector, const std::filesystem::path& directory,
+                   bool withMobility);
+
+    // A table of calibrations, of which this state's rows are seen.
+    struct StateTable {
+        const char* name;
+        std::size_t numExtraColumns;
+        const char* extraColumns;
+        std::optional<CalibrationTableReader> reader;
+    };
+    const CalibrationTableReader& readerOf(StateTable& table);
+
+    void requireTables(bool withMobility);
     void selectState(const CalibrationStateSelector& selector, const std::filesystem::path& directory);
     void checkSchemaVersion();
     void readDigitizerConstants();
@@ -68,13 +83,13 @@ private:
     std::shared_ptr<CppSQLite3DB> db = std::make_shared<CppSQLite3DB>();
     std::string key;
     int stateId = 0;
-    std::optional<CalibrationTableReader> refMzTable;
-    std::optional<CalibrationTableReader> frameMzTable;
-    std::optional<CalibrationTableReader> mobilityTable;
+    StateTable refMzTable{"RefMzCalibration", 4, "c.T1, c.T2, c.dC1, c.dC2, ", {}};
+    StateTable frameMzTable{"FrameMzCalibration", 0, "", {}};
+    StateTable mobilityTable{"KovaCalibration", 0, "", {}};
     bool hasFrameCalibrators = false;
     std::optional<DigitizerConstants> digitizerConstants;
-    CppSQLite3Statement frameMapping;                           // not prepared when the table is absent
-    CppSQLite3Statement mobilityMapping;                        // likewise
+    std::optional<FrameMapping> frameMapping;
+    std::optional<FrameMapping> mobilityMapping;
     std::array<std::optional<ReferenceMzTrafo>, 2> references;  // positive, negative
 };
 

@@ -19,13 +19,17 @@ using models::ICalibrationTransformatorPtr;
 
 namespace {
 
+[[noreturn]] void raiseTooFewCoefficients(std::int64_t needed, int present) {
+    LUMO_THROW(CorruptDataError("Calibration model needs " + std::to_string(needed) +
+                                " coefficient columns, the table has " + std::to_string(present) + "."));
+}
+
 int countCoefficientFields(const CppSQLite3Query& q, int firstColumn) { return q.numFields() - firstColumn; }
 
 void requireCoefficients(const CppSQLite3Query& q, int firstColumn, std::int64_t needed) {
     const int present = countCoefficientFields(q, firstColumn);
     if (present < needed) {
-        LUMO_THROW(CorruptDataError("Calibration model needs " + std::to_string(needed) +
-                                    " coefficient columns, the table has " + std::to_string(present) + "."));
+        raiseTooFewCoefficients(needed, present);
     }
 }
 
@@ -52,8 +56,13 @@ std::vector<double> readCounted(const CppSQLite3Query& q, int countColumn) {
     return values;
 }
 
-int readUnsigned16(const CppSQLite3Query& q, int column) {
-    const std::int64_t value = q.getInt64Field(column);
+constexpr int kRampCoefficients = 10;
+
+int readUnsigned16(const CppSQLite3Query& q, int firstColumn, int offset) {
+    if (const int present = countCoefficientFields(q, firstColumn); present <= offset) {
+        raiseTooFewCoefficients(kRampCoefficients, present);
+    }
+    const std::int64_t value = q.getInt64Field(firstColumn + offset);
     if (value < 0) {
         LUMO_THROW(std::range_error("bad numeric conversion: negative overflow"));
     }
@@ -92,15 +101,16 @@ ICalibrationTransformatorPtr getMzTrafoTof1Hpc(CppSQLite3Query& q, int firstColu
 
 std::unique_ptr<models::kova::ILinearVoltageRampBasedTransformator> getMobTrafoLvrT4T3(CppSQLite3Query& q,
                                                                                        int firstColumn) {
-    requireCoefficients(q, firstColumn, 10);
-    const int ndelay = readUnsigned16(q, firstColumn);
-    const int ncycles = readUnsigned16(q, firstColumn + 1);
+    // Each coefficient is judged when its turn comes: a bad one counts before one after it that is missing.
+    const int ndelay = readUnsigned16(q, firstColumn, 0);
+    const int ncycles = readUnsigned16(q, firstColumn, 1);
     const double vstart = q.getFloatField(firstColumn + 2);
     const double vend = q.getFloatField(firstColumn + 3);
     const double transitTime = q.getFloatField(firstColumn + 4);
-    if (readUnsigned16(q, firstColumn + 5) != 1) {
+    if (readUnsigned16(q, firstColumn, 5) != 1) {
         LUMO_THROW(CorruptDataError("LVR: unsupported degree != 1."));
     }
+    requireCoefficients(q, firstColumn, kRampCoefficients);
     const models::kova::LinearVoltageRamp ramp(ndelay, ncycles, vstart, vend);
     return models::kova::makeLvrTransformatorLinear(
         ramp, transitTime, q.getFloatField(firstColumn + 6), q.getFloatField(firstColumn + 7),

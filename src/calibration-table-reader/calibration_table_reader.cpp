@@ -17,12 +17,15 @@ std::size_t countColumns(CppSQLite3DB& db, const std::string& tableName) {
 }
 
 std::size_t countCoefficientColumns(CppSQLite3DB& db, const std::string& tableName,
-                                    std::size_t numOtherColumns) {
+                                    std::size_t numFixedColumns, std::size_t numExtraColumns) {
     const std::size_t numColumns = countColumns(db, tableName);
-    if (numColumns < numOtherColumns + 1) {
+    if (numColumns < numFixedColumns + 1) {
         LUMO_THROW(std::runtime_error("Too few columns in table " + tableName));
     }
-    return numColumns - numOtherColumns;
+    // Extra columns do not count here. Where some are missing, the number of coefficients is not known and does not
+    // matter: the query will fail with the name of one that it does not find.
+    const std::size_t numOtherColumns = numFixedColumns + numExtraColumns;
+    return numColumns < numOtherColumns ? 1 : numColumns - numOtherColumns;
 }
 
 }  // namespace
@@ -33,7 +36,7 @@ CalibrationTableReader::CalibrationTableReader(CppSQLite3DB& database, const std
     : db(database),
       calibrationState(state),
       numFixedColumns(calibrationState ? 3 : 2),
-      numCoefficientColumns(countCoefficientColumns(db, tableName, numFixedColumns + numExtraColumns)) {
+      numCoefficientColumns(countCoefficientColumns(db, tableName, numFixedColumns, numExtraColumns)) {
     const std::string filter =
         calibrationState ? "c.CalibrationState=" + std::to_string(*calibrationState) + " AND " : "";
     queryPrefix = "SELECT c.Id, c.ModelType, " + extraColumns +

@@ -49,7 +49,7 @@ void KvdReaderImpl::openExternalCalibration(const std::filesystem::path& file,
     if (selector.analysisInfoRequired()) {
         describeAnalysis(selector);
     }
-    externalReader = calibration::CalibrationReaderSqlite::getCalibrationReaderSqlite(file, selector);
+    externalReader = calibration::CalibrationReaderSqlite::getCalibrationReaderSqlite(file, selector, isKvd);
     if (externalReader) {
         LUMO_LOG(logger, Info,
                  "Reading data using calibration state " << externalReader->getCalibrationStateId());

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "calibration-state/calibration_state_selector.h"
 #include "kovadata/analysis_path.h"
@@ -16,26 +17,24 @@ InstanceType& instanceOf(std::uint64_t handle) {
     return *reinterpret_cast<InstanceType*>(handle);  // NOLINT(performance-no-int-to-ptr)
 }
 
+// Any other number than 0 asks for the newest complete state of the calibration file.
+inline std::optional<calibration::CalibrationStateSelector> stateFor(std::uint32_t useRecalibratedState) {
+    return useRecalibratedState == 0 ? std::nullopt
+                                     : std::optional(calibration::CalibrationStateSelector::useLast());
+}
+
+// `useRecalibratedState` is what the caller asked for, to be logged as it is; the selector is what follows from it.
 template <class InstanceType>
-std::uint64_t openInstance(const char* directoryName, const typename InstanceType::Selector& selector) {
+std::uint64_t openInstance(const char* directoryName, std::uint32_t useRecalibratedState,
+                           const typename InstanceType::Selector& selector) {
     using Interface = typename InstanceType::Interface;
     return guarded<Interface>(std::uint64_t{0}, [&] {
         const auto logger = logging::Logger::getLogger(Interface::loggerName);
         const std::filesystem::path directory = checkedAnalysisPath(directoryName);
-        LUMO_LOG(logger, Trace,
-                 "Opening " << directoryName << ", recal = " << (selector ? selector->to_string() : "0"));
+        LUMO_LOG(logger, Trace, "Opening " << directoryName << ", recal = " << useRecalibratedState);
         auto instance = std::make_unique<InstanceType>(directory, selector);
         return reinterpret_cast<std::uint64_t>(instance.release());
     });
-}
-
-template <class InstanceType>
-std::uint64_t openInstance(const char* directoryName, std::uint32_t useRecalibratedState) {
-    typename InstanceType::Selector selector;
-    if (useRecalibratedState != 0) {
-        selector = calibration::CalibrationStateSelector::useLast();
-    }
-    return openInstance<InstanceType>(directoryName, selector);
 }
 
 template <class InstanceType>

@@ -5,7 +5,8 @@
 using lumo::io::Instance;
 
 uint64_t kova_open(const char* analysis_directory_name, uint32_t use_recalibrated_state) {
-    return lumo::io::openInstance<Instance>(analysis_directory_name, use_recalibrated_state);
+    return lumo::io::openInstance<Instance>(analysis_directory_name, use_recalibrated_state,
+                                            lumo::io::stateFor(use_recalibrated_state));
 }
 
 void kova_close(uint64_t handle) { lumo::io::closeInstance<Instance>(handle); }

@@ -6,7 +6,8 @@
 using lumo::io::KvsInstance;
 
 uint64_t kvs_open(const char* analysis_directory_name, uint32_t use_recalibrated_state) {
-    return lumo::io::openInstance<KvsInstance>(analysis_directory_name, use_recalibrated_state);
+    return lumo::io::openInstance<KvsInstance>(analysis_directory_name, use_recalibrated_state,
+                                               lumo::io::stateFor(use_recalibrated_state));
 }
 
 void kvs_close(uint64_t handle) { lumo::io::closeInstance<KvsInstance>(handle); }

@@ -73,10 +73,10 @@ std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTr
     return db->inTransaction([&] {
         CppSQLite3Query frame = queryMobCalibId(frameId);
         if (!frame.eof() && frame.fieldType(0) == CppSQLite3FieldType::Integer) {
-            auto transformator = readMobilityTrafo(frame.getInt64Field(0), *mobilityTable);
+            const std::int64_t calibrationId = frame.getInt64Field(0);
             frame.nextRow();
             if (frame.eof()) {
-                return transformator;
+                return readMobilityTrafo(calibrationId, *mobilityTable);
             }
         }
         return readMobilityTrafo(getMobCalibId(frameId, *db, logger), *mobilityTable);

@@ -1,5 +1,8 @@
 #include "sqlite/lexical_conversion.h"
 
+#include <charconv>
+#include <cmath>
+
 #include <boost/lexical_cast/try_lexical_convert.hpp>
 
 namespace lumo::sqlite {
@@ -16,6 +19,16 @@ std::optional<bool> convertLexically<bool>(const std::string& text) {
         return text == "1";
     }
     return std::nullopt;
+}
+
+template <>
+std::optional<double> convertLexically<double>(const std::string& text) {
+    const char* const end = text.data() + text.size();
+    const bool plus = text.starts_with('+') && !text.starts_with("+-");
+    double value = 0.0;
+    const auto [rest, error] = std::from_chars(text.data() + (plus ? 1 : 0), end, value);
+    const bool whole = error == std::errc() && rest == end;
+    return whole && std::isfinite(value) ? std::optional(value) : std::nullopt;
 }
 
 template <>

@@ -202,7 +202,7 @@ TEST(HostileBlob, PositionsWithoutAFrame) {
     }
 }
 
-TEST(HostileBlob, WrongTypesInFrameRowsAreTold) {
+TEST(HostileBlob, NumbersOfFramesMayHaveAnyTypeAsLongAsTheyAreExact) {
     const TempDirectory directory;
     const api::Analysis analysis(
         AnalysisBuilder()
@@ -210,18 +210,22 @@ TEST(HostileBlob, WrongTypesInFrameRowsAreTold) {
             .sql("ALTER TABLE Frames RENAME TO Other")
             .sql("CREATE TABLE Frames (Id, KovaId, AccumulationTime, RampTime)")
             .sql("INSERT INTO Frames VALUES (4, 'sixteen', 1, 1), (5, 16.5, 1, 1), (6, x'10', 1, 1), "
-                 "(7, 16, 'long', 1), (8, '16', 1, x'00')")
-            .sql("INSERT INTO Frames SELECT 9, CAST(KovaId AS TEXT), 1, 1 FROM Other")
+                 "(7, 16, 'long', 1), (8, '16', 1, x'00'), (9, 1e300, 1, 1), (10, 16, 1, ' 1'), (11, 16, "
+                 "'inf', 1)")
+            .sql("INSERT INTO Frames SELECT 12, CAST(KovaId AS TEXT), 50, '+1e2' FROM Other")
+            .sql("INSERT INTO Frames SELECT 13, CAST(KovaId AS REAL), '0.5', 1 FROM Other")
             .write(directory.path()));
     ASSERT_TRUE(analysis) << api::lastError();
-    for (const int id : {4, 5, 6, 7, 8}) {
-        const std::string column = id < 7    ? "KovaId is not an integer"
-                                   : id == 7 ? "AccumulationTime is not a number"
-                                             : "RampTime is not a number";
-        EXPECT_EQ(analysis.errorOf(id, 0, 1),
-                  "CorruptFrameDataError for FrameId=" + std::to_string(id) + ": " + column);
+    for (const auto& [column, ids] : {std::pair("KovaId is not an integer", std::vector{4, 5, 6, 9}),
+                                      std::pair("AccumulationTime is not a number", std::vector{7, 11}),
+                                      std::pair("RampTime is not a number", std::vector{8, 10})}) {
+        for (const int id : ids) {
+            EXPECT_EQ(analysis.errorOf(id, 0, 1),
+                      "CorruptFrameDataError for FrameId=" + std::to_string(id) + ": " + column);
+        }
     }
-    EXPECT_EQ(analysis.readRaw(9, 0, 3).peaks(3), kGood);
+    EXPECT_EQ(analysis.readRaw(12, 0, 3).peaks(3), kGood);
+    EXPECT_EQ(analysis.readRaw(13, 0, 3).peaks(3), kGood);
 }
 
 TEST(TruncatedBlob, NoLengthGivesTheFrame) {

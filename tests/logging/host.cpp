@@ -144,7 +144,7 @@ const std::map<std::string, Step> kSteps = {
     {"unload", [](int) { library.unload(); }},
     {"cancelled", [](int count) { sayUntilCancelled(count); }},
     {"say", [](int count) { library.say(count); }},
-    {"open", [](int) { library.open("/nowhere", 0); }},
+    {"open", [](int use) { library.open("/nowhere", static_cast<std::uint32_t>(use)); }},
     {"threadless", [](int) { checkNoThreads(); }},
     {"fork-under-load", forkUnderLoad},
     {"chdir", [](int) { std::filesystem::current_path("/"); }},
@@ -168,8 +168,8 @@ int main(int argc, char** argv) {
             return 0;
         } else {
             const std::size_t space = steps[i].find(' ');
-            const int count = space == std::string::npos ? 1 : std::stoi(steps[i].substr(space));
-            kSteps.at(steps[i].substr(0, space))(count);
+            const long long number = space == std::string::npos ? 0 : std::stoll(steps[i].substr(space));
+            kSteps.at(steps[i].substr(0, space))(static_cast<int>(number));
         }
     }
     if (child > 0) {

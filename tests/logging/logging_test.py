@@ -74,6 +74,9 @@ class Places(LoggingTest):
         result = self.host("say 3", KOVADATA_LOG_LEVEL="trace")
         self.assertEqual((result.stdout, self.said(result.stderr)), ("", [3]))
         self.assertEqual(self.host("say 3", KOVADATA_LOG_LEVEL="debug").stderr, "")
+        for use in ("0", "1", "7", "4294967295"):
+            text = self.host("open " + use, KOVADATA_LOG_LEVEL="trace").stderr
+            self.assertIn(f"Opening /nowhere, recal = {use}\n", text)
 
     def test_the_help_names_the_levels_that_are_taken(self):
         line = re.search("KOVADATA_LOG_LEVEL +(.*): ", self.run_program(KOVA, "--help").stdout).group(1)

@@ -29,9 +29,10 @@ void handOver(char**) {}
 
 std::uint64_t openWithState(AnalysisFormat format, const std::string& directory, const std::string& state) {
     const Selector selector = selectorOf(state);
+    const std::uint32_t use = selector ? 1 : 0;
     return format == AnalysisFormat::Mobility
-               ? lumo::io::openInstance<Instance>(directory.c_str(), selector)
-               : lumo::io::openInstance<KvsInstance>(directory.c_str(), selector);
+               ? lumo::io::openInstance<Instance>(directory.c_str(), use, selector)
+               : lumo::io::openInstance<KvsInstance>(directory.c_str(), use, selector);
 }
 
 std::optional<std::string> keyOfStateInUse(AnalysisFormat format, std::uint64_t handle) {

@@ -1,8 +1,10 @@
 #include "kova-data-reader/database/frame_info.h"
 
+#include <cmath>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 #include "diag/errors.h"
 #include "diag/throw.h"
@@ -28,33 +30,38 @@ CppSQLite3Statement prepareFrameInfoStatement(CppSQLite3DB& db, bool isKvd, std:
     }
 }
 
+std::optional<double> exactly(double value, double /*wanted*/) { return value; }
+
+std::optional<std::int64_t> exactly(double value, std::int64_t /*wanted*/) {
+    constexpr double kBeyond = 9223372036854775808.0;
+    const bool whole = value >= -kBeyond && value < kBeyond && value == std::trunc(value);
+    return whole ? std::optional(static_cast<std::int64_t>(value)) : std::nullopt;
+}
+
 // SQLite would quietly read any text as 0, and so another frame's data in place of this one's.
-std::int64_t integerField(const CppSQLite3Query& row, int field, std::int64_t nullValue, std::int64_t frameId,
-                          const char* column) {
+template <class Number>
+Number numberField(const CppSQLite3Query& row, int field, Number nullValue, std::int64_t frameId,
+                   const char* column) {
+    std::optional<Number> value;
     switch (row.fieldType(field)) {
         case CppSQLite3FieldType::Null:
             return nullValue;
         case CppSQLite3FieldType::Integer:
-            return row.getInt64Field(field);
-        case CppSQLite3FieldType::Text:
-            if (const auto value = sqlite::convertLexically<std::int64_t>(row.getStringField(field))) {
-                return *value;
-            }
+            return static_cast<Number>(row.getInt64Field(field));
+        case CppSQLite3FieldType::Real:
+            value = exactly(row.getFloatField(field), nullValue);
             break;
-        default:
-            break;
-    }
-    LUMO_THROW(CorruptFrameDataError(frameId, std::string(column) + " is not an integer"));
-}
-
-double numberField(const CppSQLite3Query& row, int field, std::int64_t frameId, const char* column) {
-    switch (row.fieldType(field)) {
         case CppSQLite3FieldType::Text:
+            value = sqlite::convertLexically<Number>(row.getStringField(field));
+            break;
         case CppSQLite3FieldType::Blob:
-            LUMO_THROW(CorruptFrameDataError(frameId, std::string(column) + " is not a number"));
-        default:
-            return row.getFloatField(field);
+            break;
     }
+    if (!value) {
+        const char* const expected = std::is_integral_v<Number> ? " is not an integer" : " is not a number";
+        LUMO_THROW(CorruptFrameDataError(frameId, column + std::string(expected)));
+    }
+    return *value;
 }
 
 }  // namespace
@@ -80,14 +87,14 @@ FrameInfo FrameInfoTable::readFrameInfo(std::int64_t frameId) {
     }
     FrameInfo info;
     if (!isKvd) {
-        info.blobOffset = integerField(row, 0, 0, frameId, "KovaId");
-        info.numPeaks = integerField(row, 1, -1, frameId, "NumPeaks");
+        info.blobOffset = numberField(row, 0, std::int64_t{0}, frameId, "KovaId");
+        info.numPeaks = numberField(row, 1, std::int64_t{-1}, frameId, "NumPeaks");
     } else if (schemaMajor == 1) {
-        info.blobOffset = integerField(row, 0, 0, frameId, "KovaId");
+        info.blobOffset = numberField(row, 0, std::int64_t{0}, frameId, "KovaId");
     } else if (schemaMajor == 2 || schemaMajor == 3) {
-        info.rampTime = numberField(row, 2, frameId, "RampTime");
-        info.accumulationTime = numberField(row, 1, frameId, "AccumulationTime");
-        info.blobOffset = integerField(row, 0, kNoData, frameId, "KovaId");
+        info.rampTime = numberField(row, 2, 0.0, frameId, "RampTime");
+        info.accumulationTime = numberField(row, 1, 0.0, frameId, "AccumulationTime");
+        info.blobOffset = numberField(row, 0, kNoData, frameId, "KovaId");
     } else {
         LUMO_THROW(std::runtime_error("Schema version not implemented in KvdReader::getFrameInfo()"));
     }

@@ -55,8 +55,8 @@ protected:
     }
 
     CalibrationReaderSqlite open() {
-        return *CalibrationReaderSqlite::getCalibrationReaderSqlite(getCalibrationFile(directory.path()),
-                                                                    CalibrationStateSelector::useByUUID("k"));
+        return *CalibrationReaderSqlite::getCalibrationReaderSqlite(
+            getCalibrationFile(directory.path()), CalibrationStateSelector::useByUUID("k"), true);
     }
 
     KvdReader read(const CalibrationStateSelector& selector) { return KvdReader(directory.path(), selector); }
@@ -101,9 +101,15 @@ TEST_F(Store, FramesWithCalibratorsOfTheirOwn) {
             store.addFrameMzCalibration({.id = 10, .coefficients = withC1(163'000.0)});
             store.mapFrameMzCalibration(1, 1, 10);
             store.mapFrameMzCalibration(1, 2, 99);
+            store.execute(
+                "ALTER TABLE FrameMzCalibrationMapping RENAME TO O; ALTER TABLE O RENAME TO "
+                "FRAMEmzCalibrationMapping;"
+                "ALTER TABLE KovaCalibrationMapping RENAME TO O; ALTER TABLE O RENAME TO "
+                "kovaCalibrationMAPPING");
         },
         true);
     const CalibrationReaderSqlite store = open();
+    EXPECT_NE(store.getMobTrafo(1), nullptr) << "tables are found in any case of letters";
     EXPECT_TRUE(store.hasFrameMzTrafos());
     EXPECT_EQ(massOf(store.getMzTrafo(1)), massOf(store.getMzTrafo(1, false, 1.0, 2.0, false)));
     EXPECT_NE(massOf(store.getMzTrafo(1)), massOf(store.getReferenceMzTrafo(false)));
@@ -150,6 +156,13 @@ TEST_F(Store, BrokenStoresFailTheOpenWithTheirTexts) {
          "calibration schema version 2.0 not supported."},
         {"DROP TABLE CalibrationState", "no such table: CalibrationState"},
         {"DROP TABLE RefMzCalibration", "Too few columns in table RefMzCalibration"},
+        {"DROP TABLE KovaCalibration", "Too few columns in table KovaCalibration"},
+        {"UPDATE CalibrationState SET HasFrameCalibrators=1; DROP TABLE FrameMzCalibration",
+         "Too few columns in table FrameMzCalibration"},
+        {"UPDATE CalibrationState SET HasFrameCalibrators=1; DROP TABLE RefMzCalibration", "none"},
+        {"DROP TABLE FrameMzCalibration; ALTER TABLE FrameMzCalibrationMapping RENAME COLUMN FrameId TO F;"
+         "ALTER TABLE KovaCalibrationMapping RENAME COLUMN FrameId TO F",
+         "none"},
         {"DROP TABLE DigitizerConstants", "no such table: DigitizerConstants"},
         {"INSERT INTO CalibrationState VALUES (7,'k','s',0,1,1)",
          "Requested calibration state k does not exist"},

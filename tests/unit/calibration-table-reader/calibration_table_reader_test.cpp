@@ -44,15 +44,29 @@ TEST_F(CalibrationTable, RowsAreThoseOfTheState) {
     EXPECT_FALSE(state.getCalibratorCoefficients(2, row));
 }
 
-TEST_F(CalibrationTable, TablesTooNarrowAreRefused) {
-    const std::tuple<std::string, std::size_t, std::optional<int>> cases[] = {
-        {"None", 0, {}}, {"A", 0, {}}, {"B", 0, 1}, {"C", 6, {}}};
-    for (const auto& [table, others, state] : cases) {
-        EXPECT_EQ(
-            failureOf([&, &t = table, &n = others, &s = state] { CalibrationTableReader(db, t, n, "", s); }),
-            "Too few columns in table " + table);
+TEST_F(CalibrationTable, TablesTooNarrowAreRefusedAndOthersFailWhenTheyAreFirstUsed) {
+    const struct {
+        std::string table;
+        std::size_t extras;
+        std::string names;
+        std::optional<int> state;
+        std::string made;
+        std::string used;
+    } cases[] = {
+        {"None", 0, "", {}, "Too few columns in table None", ""},
+        {"A", 0, "", {}, "Too few columns in table A", ""},
+        {"B", 0, "", 1, "Too few columns in table B", ""},
+        {"C", 0, "", {}, "none", "none"},
+        {"B", 0, "", {}, "none", "no such column: c.C0"},
+        {"C", 1, "c.T1, ", {}, "none", "near \"FROM\": syntax error"},
+        {"C", 6, "c.C0, c.T2, ", {}, "none", "no such column: c.T2"},
+    };
+    for (const auto& c : cases) {
+        std::optional<CalibrationTableReader> reader;
+        EXPECT_EQ(failureOf([&] { reader.emplace(db, c.table, c.extras, c.names, c.state); }), c.made);
+        CppSQLite3Query row;
+        EXPECT_EQ(reader ? failureOf([&] { reader->getCalibratorCoefficients(1, row); }) : "", c.used);
     }
-    EXPECT_EQ(failureOf([&] { CalibrationTableReader(db, "C", 0, "", {}); }), "none");
 }
 
 TEST_F(CalibrationTable, CoefficientsDecideOnTheModel) {
@@ -82,18 +96,22 @@ TEST_F(CalibrationTable, HpcReadsAsManyCoefficientsAsItCounts) {
 TEST_F(CalibrationTable, MobilityRowsAreCheckedInOrder) {
     const std::string negative = "bad numeric conversion: negative overflow";
     const std::string positive = "bad numeric conversion: positive overflow";
+    const std::string needed = "Calibration model needs 10 coefficient columns, the table has ";
     const std::pair<std::string, std::string> cases[] = {
-        {"-1, 70000, 190, 70, 33, 2, 0.017", negative},
-        {"65536, 900, 190, 70, 33, 1, 0.017", positive},
-        {"1, 65536, 190, 70, 33, 2, 0.017", positive},
-        {"1, 900, 70, 70, 33, 2, 0.017", "LVR: unsupported degree != 1."},
-        {"1, 900, 70, 70, 33, -1, 0.017", negative},
-        {"1, 900, 70, 70, 33, 1, 0.017", "Vend must be != Vstart."},
-        {"NULL, 65535, 190, 70, NULL, 1, NULL", "none"},
-        {"'a', 900, 'b', x'00', 33, 1, 0.017", "Vend must be != Vstart."},
+        {"-1", negative},
+        {"65536, 900, 190, 70, 33, 1, 0.017, 115, 60, 200", positive},
+        {"1", needed + "1."},
+        {"1, 65536", positive},
+        {"1, 900, 70, 70, 33", needed + "5."},
+        {"1, 900, 70, 70, 33, 2", "LVR: unsupported degree != 1."},
+        {"1, 900, 70, 70, 33, -1", negative},
+        {"1, 900, 70, 70, 33, 1, 0.017, 115, 60", needed + "9."},
+        {"1, 900, 70, 70, 33, 1, 0.017, 115, 60, 200", "Vend must be != Vstart."},
+        {"NULL, 65535, 190, 70, NULL, 1, NULL, 115, 60, 200", "none"},
+        {"'a', 900, 'b', x'00', 33, 1, 0.017, 115, 60, 200", "Vend must be != Vstart."},
     };
     for (const auto& [values, text] : cases) {
-        CppSQLite3Query row = db.execQuery("SELECT " + values + ", 115, 60, 200");
+        CppSQLite3Query row = db.execQuery("SELECT " + values);
         EXPECT_EQ(failureOf([&] { getMobTrafoLvrT4T3(row, 0); }), text) << values;
     }
 }

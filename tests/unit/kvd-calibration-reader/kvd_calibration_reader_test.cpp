@@ -65,6 +65,12 @@ TEST_F(CalibrationReader, UnknownModelsAndMissingMobility) {
     builder.frame({}).mzCalibration({.modelType = 3}).kovaCalibration({.modelType = 3});
     EXPECT_EQ(failureOf([&] { open(builder).getMzTrafo(1, true); }), "Unknown m/z calibration model 3");
     EXPECT_EQ(failureOf([&] { open(builder).getMobTrafo(1); }), "Unknown KOVA calibration model 3");
+    const AnalysisBuilder twice = AnalysisBuilder(builder).sql(
+        "ALTER TABLE Frames RENAME TO F; CREATE VIEW Frames AS SELECT * FROM F UNION ALL SELECT * FROM F");
+    for (const char* const damage : {"SELECT 1", "ALTER TABLE KovaCalibration RENAME COLUMN C1 TO X"}) {
+        EXPECT_EQ(failureOf([&] { open(AnalysisBuilder(twice).sql(damage)).getMobTrafo(1); }),
+                  "Query resulted in more than one result: SELECT KovaCalibration FROM Frames WHERE Id=1");
+    }
     const AnalysisBuilder other = AnalysisBuilder().frame({}).withoutTable("KovaCalibration");
     EXPECT_EQ(failureOf([&] { open(other, false).getMobTrafo(1); }),
               "Mobility calibration is not supported.");
