@@ -285,15 +285,6 @@ void CppSQLite3Statement::bind(int parameter, std::int64_t value) {
     }
 }
 
-void CppSQLite3Statement::bind(int parameter, const std::string& value) {
-    const InsideForkGate gate;
-    const int code = sqlite3_bind_text64(statement->handle, parameter, value.data(), value.size(),
-                                         SQLITE_TRANSIENT, SQLITE_UTF8);
-    if (code != SQLITE_OK) {
-        raise(statement->connection->db, code);
-    }
-}
-
 CppSQLite3Query CppSQLite3Statement::execQuery() { return CppSQLite3Query(statement); }
 
 // -----------------------------------------------------------------------------------------------------

@@ -76,7 +76,6 @@ public:
     CppSQLite3Statement& operator=(CppSQLite3Statement&&) noexcept = default;
 
     void bind(int parameter, std::int64_t value);
-    void bind(int parameter, const std::string& value);
 
     // The query resets this statement when it is destroyed, also when a failure unwinds the stack.
     CppSQLite3Query execQuery();

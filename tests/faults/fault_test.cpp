@@ -208,14 +208,12 @@ protected:
 TEST_P(Faults, OpeningLeavesNothingBehind) {
     const std::ptrdiff_t descriptors = fixtures::openDescriptors();
     const std::size_t memory = faults::bytesInUse();
-    unsigned failures = 0;
     unsigned n = 0;
     for (bool reached = true; reached;) {
         faults::failNth(GetParam().kind, ++n);
         const std::uint64_t handle = open();
         reached = faults::stop();
         if (handle == 0) {
-            ++failures;
             EXPECT_NE(lastError(), "<no error>");
             ASSERT_TRUE(reached) << lastError();
         }
@@ -224,7 +222,6 @@ TEST_P(Faults, OpeningLeavesNothingBehind) {
         ASSERT_EQ(fixtures::openDescriptors(), descriptors) << nameOf(GetParam().kind) << ' ' << n;
     }
     EXPECT_EQ(n > 1, GetParam().kind != Kind::Mapping) << "opening maps nothing and does all the rest";
-    std::printf("opening: %u faults, %u failures\n", n - 1, failures);
 }
 
 TEST_P(Faults, CallsFailWithATextAndLeaveTheHandleUsable) {
@@ -233,7 +230,6 @@ TEST_P(Faults, CallsFailWithATextAndLeaveTheHandleUsable) {
         const std::uint64_t reference = open();
         const Words expected = call.result(call.run(reference));
         close(reference);
-        unsigned failures = 0;
         unsigned n = 0;
         for (bool reached = true; reached;) {
             const std::uint64_t handle = open();  // anew, so that nothing is cached
@@ -241,7 +237,6 @@ TEST_P(Faults, CallsFailWithATextAndLeaveTheHandleUsable) {
             const std::uint32_t result = call.run(handle);
             reached = faults::stop();
             if (result == 0) {
-                ++failures;
                 ASSERT_TRUE(reached) << call.name << ": " << lastError();
                 EXPECT_NE(lastError(), "<no error>");
             } else {
@@ -250,7 +245,6 @@ TEST_P(Faults, CallsFailWithATextAndLeaveTheHandleUsable) {
             EXPECT_EQ(call.result(call.run(handle)), expected) << call.name << " again after " << n;
             close(handle);
         }
-        std::printf("%s: %u faults, %u failures\n", call.name, n - 1, failures);
         faults += n - 1;
     }
     EXPECT_GT(faults, 0U) << "nothing of this kind was reached";
