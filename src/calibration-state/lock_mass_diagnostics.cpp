@@ -56,9 +56,9 @@ std::vector<double> seriesFromBlob(const std::vector<std::byte>& bytes, const ch
 
 std::vector<double> seriesField(const CppSQLite3Query& row, int field, const char* column) {
     switch (row.fieldType(field)) {
-        case CppSQLite3FieldType::Null:
+        case sqlite::FieldType::Null:
             return {};
-        case CppSQLite3FieldType::Blob:
+        case sqlite::FieldType::Blob:
             return seriesFromBlob(row.getBlobField(field), column);
         default:
             return seriesFromText(row.getStringField(field), column);

@@ -72,7 +72,7 @@ std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTr
     }
     return db->inTransaction([&] {
         CppSQLite3Query frame = queryMobCalibId(frameId);
-        if (!frame.eof() && frame.fieldType(0) == CppSQLite3FieldType::Integer) {
+        if (!frame.eof() && frame.fieldType(0) == sqlite::FieldType::Integer) {
             const std::int64_t calibrationId = frame.getInt64Field(0);
             frame.nextRow();
             if (frame.eof()) {

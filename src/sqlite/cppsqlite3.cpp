@@ -1,152 +1,19 @@
 #include "sqlite/cppsqlite3.h"
 
-#include <chrono>
 #include <climits>
-#include <thread>
 #include <utility>
 
 #include <sqlite3.h>
 
 #include "diag/throwable.h"
-#include "sqlite/database_file.h"
-#include "sqlite/read_only_vfs.h"
+#include "sqlite/connection.h"
 #include "sys/fork_gate.h"
 
-namespace {
-
-using lumo::sqlite::ReadOnlyVfs;
+using lumo::sqlite::Connection;
+using lumo::sqlite::FieldType;
+using lumo::sqlite::raise;
+using lumo::sqlite::Statement;
 using lumo::sys::InsideForkGate;
-
-// How often something is tried that a writer came in the way of.
-constexpr int kAttempts = 40;
-
-void pauseBefore(int attempt) {
-    if (attempt > 2) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-}
-
-// What can be done about failures that SQLite's message alone does not explain.
-const char* hint(int extendedCode) {
-    switch (extendedCode) {
-        case SQLITE_READONLY_ROLLBACK:
-            return " (a change of it was not finished; open it for writing once, which takes the change "
-                   "back)";
-        case SQLITE_READONLY_RECOVERY:
-        case SQLITE_READONLY_CANTINIT:
-            return " (the index of its write-ahead log is not usable; open it for writing once)";
-        case SQLITE_BUSY_SNAPSHOT:
-            return " (another program has begun to write it; try again)";
-        default:
-            return "";
-    }
-}
-
-[[noreturn]] void raise(sqlite3* db, int code) {
-    const char* const message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code);
-    if (message == nullptr) {
-        LUMO_THROW(CppSQLite3Exception(code, "out of memory"));
-    }
-    const char* const explanation = hint(db != nullptr ? sqlite3_extended_errcode(db) : code);
-    LUMO_THROW(CppSQLite3Exception(code, std::string(message) + explanation));
-}
-
-// The largest text, blob or row, which a schema could otherwise compute to be a gigabyte.
-constexpr int kMaxValueBytes = 16 << 20;
-
-}  // namespace
-
-struct SqliteConnection {
-    explicit SqliteConnection(const std::filesystem::path& path)
-        : file(path), vfs(file.name()), workLimit(file.name()) {}
-    SqliteConnection(const SqliteConnection&) = delete;
-    SqliteConnection& operator=(const SqliteConnection&) = delete;
-    ~SqliteConnection() {
-        const InsideForkGate gate;
-        sqlite3_finalize(beginStatement);
-        sqlite3_finalize(endStatement);
-        sqlite3_close(db);
-    }
-
-    void open();
-
-    void beginTransaction();
-    void endTransaction() noexcept;
-
-    // Does something, and does it again while a writer that comes or goes in the middle of it stands in its way. Within a
-    // transaction that is of no use.
-    template <class Something>
-    int begin(const Something& something) {
-        requireOwnProcess();
-        for (int attempt = 1;; ++attempt) {
-            const int code = beginOnce(something);
-            if (!notice(code) || transactions > 0 || attempt == kAttempts) {
-                return code;
-            }
-            pauseBefore(attempt + 1);
-        }
-    }
-
-    // Whether the failure is one that a writer made, which is gone if everything is done again.
-    bool notice(int code) {
-        writerCame = false;
-        if ((code & 0xFF) == SQLITE_BUSY || (code & 0xFF) == SQLITE_READONLY) {
-            const int reason = sqlite3_extended_errcode(db);
-            writerCame = reason == SQLITE_BUSY_SNAPSHOT || reason == SQLITE_READONLY_RECOVERY ||
-                         reason == SQLITE_READONLY_CANTINIT;
-        }
-        return writerCame;
-    }
-
-    void requireOwnProcess() const {
-        if (generation != lumo::sys::forkGeneration()) {
-            LUMO_THROW(CppSQLite3Exception(
-                SQLITE_MISUSE, "the analysis was opened before a fork; open it again in this process"));
-        }
-    }
-
-    DatabaseFile file;
-    ReadOnlyVfs vfs;
-    WorkLimit workLimit;
-    sqlite3* db = nullptr;
-    sqlite3_stmt* beginStatement = nullptr;
-    sqlite3_stmt* endStatement = nullptr;
-    int transactions = 0;     // one within the other
-    bool writerCame = false;  // which was the last failure
-    const unsigned generation = lumo::sys::forkGeneration();
-
-private:
-    int run(sqlite3_stmt* statement) const {
-        const InsideForkGate gate;
-        const int code = sqlite3_step(statement);
-        sqlite3_reset(statement);
-        return code;
-    }
-
-    template <class Something>
-    int beginOnce(const Something& something) {
-        const InsideForkGate gate;
-        vfs.noticeWriters();
-        return something();
-    }
-};
-
-// Shares the connection, which it may outlive the CppSQLite3DB with.
-struct SqliteStatement {
-    SqliteStatement(std::shared_ptr<SqliteConnection> ofConnection, sqlite3_stmt* compiled,
-                    std::size_t length)
-        : connection(std::move(ofConnection)), handle(compiled), textLength(length) {}
-    SqliteStatement(const SqliteStatement&) = delete;
-    SqliteStatement& operator=(const SqliteStatement&) = delete;
-    ~SqliteStatement() {
-        const InsideForkGate gate;
-        sqlite3_finalize(handle);
-    }
-
-    const std::shared_ptr<SqliteConnection> connection;
-    sqlite3_stmt* const handle;
-    const std::size_t textLength;
-};
 
 // ----------------------------------------------------------------------------------------------------------
 // query
@@ -155,7 +22,7 @@ sqlite3_stmt* CppSQLite3Query::handle() const noexcept {
     return statement != nullptr ? statement->handle : nullptr;
 }
 
-CppSQLite3Query::CppSQLite3Query(std::shared_ptr<SqliteStatement> compiled)
+CppSQLite3Query::CppSQLite3Query(std::shared_ptr<Statement> compiled)
     : statement(std::move(compiled)), atEnd(false) {
     try {
         first();
@@ -206,7 +73,7 @@ void CppSQLite3Query::first() {
 }
 
 int CppSQLite3Query::step() {
-    WorkLimit& workLimit = statement->connection->workLimit;
+    lumo::sqlite::WorkLimit& workLimit = statement->connection->workLimit;
     work.textLength = statement->textLength;
     const InsideForkGate gate;
     workLimit.charge(work);
@@ -224,21 +91,21 @@ void CppSQLite3Query::arriveAt(int code) {
 
 int CppSQLite3Query::numFields() const { return statement != nullptr ? sqlite3_column_count(handle()) : 0; }
 
-CppSQLite3FieldType CppSQLite3Query::fieldType(int field) const {
+FieldType CppSQLite3Query::fieldType(int field) const {
     if (atEnd || field < 0 || field >= numFields()) {
-        return CppSQLite3FieldType::Null;
+        return FieldType::Null;
     }
     switch (sqlite3_column_type(handle(), field)) {
         case SQLITE_INTEGER:
-            return CppSQLite3FieldType::Integer;
+            return FieldType::Integer;
         case SQLITE_FLOAT:
-            return CppSQLite3FieldType::Real;
+            return FieldType::Real;
         case SQLITE_TEXT:
-            return CppSQLite3FieldType::Text;
+            return FieldType::Text;
         case SQLITE_BLOB:
-            return CppSQLite3FieldType::Blob;
+            return FieldType::Blob;
         default:
-            return CppSQLite3FieldType::Null;
+            return FieldType::Null;
     }
 }
 
@@ -292,7 +159,7 @@ CppSQLite3Query CppSQLite3Statement::execQuery() { return CppSQLite3Query(statem
 
 namespace {
 
-void requireOpen(const std::shared_ptr<SqliteConnection>& connection) {
+void requireOpen(const std::shared_ptr<Connection>& connection) {
     if (connection == nullptr) {
         LUMO_THROW(CppSQLite3Exception(SQLITE_MISUSE, sqlite3_errstr(SQLITE_MISUSE)));
     }
@@ -302,45 +169,9 @@ void requireOpen(const std::shared_ptr<SqliteConnection>& connection) {
 
 CppSQLite3DB::~CppSQLite3DB() { close(); }
 
-void SqliteConnection::open() {
-    const InsideForkGate gate;
-    if (const int code = vfs.connect(&db); code != SQLITE_OK) {
-        raise(db, code);
-    }
-    // The file may come from anywhere: nothing in its schema may run functions with side effects.
-    sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-    sqlite3_db_config(db, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    sqlite3_limit(db, SQLITE_LIMIT_LENGTH, kMaxValueBytes);
-    workLimit.watch(db);
-    for (const auto& [text, statement] :
-         {std::pair("BEGIN", &beginStatement), std::pair("COMMIT", &endStatement)}) {
-        if (const int code = sqlite3_prepare_v2(db, text, -1, statement, nullptr); code != SQLITE_OK) {
-            raise(db, code);
-        }
-    }
-}
-
-void SqliteConnection::beginTransaction() {
-    requireOwnProcess();
-    if (transactions == 0) {
-        writerCame = false;
-        if (const int code = run(beginStatement); code != SQLITE_DONE) {
-            raise(db, code);
-        }
-    }
-    ++transactions;
-}
-
-void SqliteConnection::endTransaction() noexcept {
-    --transactions;
-    for (int attempt = 0; attempt < 2 && transactions == 0 && sqlite3_get_autocommit(db) == 0; ++attempt) {
-        run(endStatement);
-    }
-}
-
 void CppSQLite3DB::open(const std::filesystem::path& file) {
     close();
-    auto opened = std::make_shared<SqliteConnection>(file);
+    auto opened = std::make_shared<Connection>(file);
     if (!opened->file.isPlain()) {
         LUMO_THROW(CppSQLite3Exception(SQLITE_CANTOPEN, sqlite3_errstr(SQLITE_CANTOPEN)));
     }
@@ -350,7 +181,7 @@ void CppSQLite3DB::open(const std::filesystem::path& file) {
 
 void CppSQLite3DB::close() noexcept { connection.reset(); }
 
-std::shared_ptr<SqliteStatement> CppSQLite3DB::prepare(const std::string& sql) {
+std::shared_ptr<Statement> CppSQLite3DB::prepare(const std::string& sql) {
     requireOpen(connection);
     sqlite3* const db = connection->db;
     sqlite3_stmt* statement = nullptr;
@@ -361,8 +192,9 @@ std::shared_ptr<SqliteStatement> CppSQLite3DB::prepare(const std::string& sql) {
         raise(db, code);
     }
     try {
-        return std::make_shared<SqliteStatement>(connection, statement, sql.size());
+        return std::make_shared<Statement>(connection, statement, sql.size());
     } catch (...) {
+        const InsideForkGate gate;
         sqlite3_finalize(statement);
         throw;
     }
@@ -381,7 +213,7 @@ CppSQLite3Statement CppSQLite3DB::compileStatement(const std::string& sql) {
     return CppSQLite3Statement(prepare(sql));
 }
 
-CppSQLite3DB::ReadTransaction::ReadTransaction(std::shared_ptr<SqliteConnection> ofConnection)
+CppSQLite3DB::ReadTransaction::ReadTransaction(std::shared_ptr<Connection> ofConnection)
     : connection(std::move(ofConnection)) {
     requireOpen(connection);
     connection->beginTransaction();
@@ -390,11 +222,11 @@ CppSQLite3DB::ReadTransaction::ReadTransaction(std::shared_ptr<SqliteConnection>
 CppSQLite3DB::ReadTransaction::~ReadTransaction() { connection->endTransaction(); }
 
 bool CppSQLite3DB::shouldRepeat(int attempt) const {
-    if (connection == nullptr || connection->transactions > 0 || attempt == kAttempts ||
+    if (connection == nullptr || connection->transactions > 0 || attempt == Connection::kAttempts ||
         !std::exchange(connection->writerCame, false)) {
         return false;
     }
-    pauseBefore(attempt + 1);
+    connection->pauseBefore(attempt + 1);
     return true;
 }
 

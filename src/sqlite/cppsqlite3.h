@@ -12,8 +12,15 @@
 #include "sqlite/work_limit.h"
 
 struct sqlite3_stmt;
-struct SqliteConnection;
-struct SqliteStatement;
+
+namespace lumo::sqlite {
+
+struct Connection;
+struct Statement;
+
+enum class FieldType { Integer, Real, Text, Blob, Null };
+
+}  // namespace lumo::sqlite
 
 // Carries SQLite's own message as what().
 class CppSQLite3Exception : public std::runtime_error {
@@ -27,15 +34,13 @@ private:
     int code;
 };
 
-enum class CppSQLite3FieldType { Integer, Real, Text, Blob, Null };
-
 // Rows of one executed statement, standing on the first row. Move-only; resets the statement in its
 // destructor, and shares it, so that it may outlive the CppSQLite3Statement or connection it came from. Text
 // and blob results are copies.
 class CppSQLite3Query {
 public:
     CppSQLite3Query() = default;
-    explicit CppSQLite3Query(std::shared_ptr<SqliteStatement> compiled);
+    explicit CppSQLite3Query(std::shared_ptr<lumo::sqlite::Statement> compiled);
     CppSQLite3Query(CppSQLite3Query&& other) noexcept;
     CppSQLite3Query& operator=(CppSQLite3Query&& other) noexcept;
     ~CppSQLite3Query();
@@ -44,8 +49,8 @@ public:
     void nextRow();
 
     int numFields() const;
-    CppSQLite3FieldType fieldType(int field) const;
-    bool fieldIsNull(int field) const { return fieldType(field) == CppSQLite3FieldType::Null; }
+    lumo::sqlite::FieldType fieldType(int field) const;
+    bool fieldIsNull(int field) const { return fieldType(field) == lumo::sqlite::FieldType::Null; }
 
     // NULL, and a field beyond the last column, give the default; other types are converted as SQLite does.
     std::int64_t getInt64Field(int field, std::int64_t nullValue = 0) const;
@@ -61,8 +66,8 @@ private:
     int step();
     void arriveAt(int code);
 
-    std::shared_ptr<SqliteStatement> statement;
-    WorkLimit::Query work;
+    std::shared_ptr<lumo::sqlite::Statement> statement;
+    lumo::sqlite::WorkLimit::Query work;
     bool atEnd = true;
 };
 
@@ -70,7 +75,7 @@ private:
 class CppSQLite3Statement {
 public:
     CppSQLite3Statement() = default;
-    explicit CppSQLite3Statement(std::shared_ptr<SqliteStatement> compiled)
+    explicit CppSQLite3Statement(std::shared_ptr<lumo::sqlite::Statement> compiled)
         : statement(std::move(compiled)) {}
     CppSQLite3Statement(CppSQLite3Statement&&) noexcept = default;
     CppSQLite3Statement& operator=(CppSQLite3Statement&&) noexcept = default;
@@ -83,7 +88,7 @@ public:
     bool isPrepared() const { return statement != nullptr; }
 
 private:
-    std::shared_ptr<SqliteStatement> statement;
+    std::shared_ptr<lumo::sqlite::Statement> statement;
 };
 
 // A read-only connection: nothing is ever written. The file may be hostile: queries that do not come to an end are
@@ -123,17 +128,17 @@ public:
 private:
     class ReadTransaction {
     public:
-        explicit ReadTransaction(std::shared_ptr<SqliteConnection> ofConnection);
+        explicit ReadTransaction(std::shared_ptr<lumo::sqlite::Connection> ofConnection);
         ReadTransaction(const ReadTransaction&) = delete;
         ReadTransaction& operator=(const ReadTransaction&) = delete;
         ~ReadTransaction();
 
     private:
-        std::shared_ptr<SqliteConnection> connection;
+        std::shared_ptr<lumo::sqlite::Connection> connection;
     };
 
     bool shouldRepeat(int attempt) const;
-    std::shared_ptr<SqliteStatement> prepare(const std::string& sql);
+    std::shared_ptr<lumo::sqlite::Statement> prepare(const std::string& sql);
 
-    std::shared_ptr<SqliteConnection> connection;  // which statements share
+    std::shared_ptr<lumo::sqlite::Connection> connection;  // which statements share
 };

@@ -7,6 +7,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+namespace lumo::sqlite {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -59,3 +61,5 @@ bool DatabaseFile::isPlain() const {
     }
     return !nameForSqlite.empty();
 }
+
+}  // namespace lumo::sqlite

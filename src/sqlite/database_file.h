@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <string>
 
+namespace lumo::sqlite {
+
 // A database file as SQLite has to be told of it: by a name that no link changes and that is not too long for it.
 class DatabaseFile {
 public:
@@ -21,3 +23,5 @@ private:
     int directory = -1;  // which a long name begins with
     std::string nameForSqlite;
 };
+
+}  // namespace lumo::sqlite

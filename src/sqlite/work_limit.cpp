@@ -4,6 +4,8 @@
 
 #include "sys/fork_gate.h"
 
+namespace lumo::sqlite {
+
 namespace {
 
 // Steps of SQLite's virtual machine between two looks at the limit: some milliseconds.
@@ -32,7 +34,7 @@ void WorkLimit::watch(sqlite3* connection) {
 }
 
 int WorkLimit::countSteps(void* context) {
-    lumo::sys::letForkPass();
+    sys::letForkPass();
     const auto& limit = *static_cast<const WorkLimit*>(context);
     if (limit.current == nullptr) {
         return 0;
@@ -46,3 +48,5 @@ bool WorkLimit::isExceeded(const Query& query) const {
     return query.used > alwaysAllowed &&
            (query.used - alwaysAllowed) / kStepsPerByteOfFile > sizeOf(file) + sizeOf(log);
 }
+
+}  // namespace lumo::sqlite

@@ -6,6 +6,8 @@
 
 struct sqlite3;
 
+namespace lumo::sqlite {
+
 // How much work a query may be. The schema of a file may hold views of any kind, without end too; what a query on
 // tables needs grows with the size of the file, so that is what it is held against.
 class WorkLimit {
@@ -36,3 +38,5 @@ private:
     std::filesystem::path log;
     Query* current = nullptr;
 };
+
+}  // namespace lumo::sqlite

@@ -27,15 +27,15 @@ bool MetadataQuery::next() {
 }
 
 std::optional<std::int64_t> MetadataQuery::integer(int column) const {
-    if (rows.fieldType(column) != CppSQLite3FieldType::Integer) {
+    if (rows.fieldType(column) != lumo::sqlite::FieldType::Integer) {
         return std::nullopt;
     }
     return rows.getInt64Field(column);
 }
 
 std::optional<double> MetadataQuery::real(int column) const {
-    const CppSQLite3FieldType type = rows.fieldType(column);
-    if (type != CppSQLite3FieldType::Real && type != CppSQLite3FieldType::Integer) {
+    const lumo::sqlite::FieldType type = rows.fieldType(column);
+    if (type != lumo::sqlite::FieldType::Real && type != lumo::sqlite::FieldType::Integer) {
         return std::nullopt;
     }
     return rows.getFloatField(column);

@@ -44,17 +44,17 @@ Number numberField(const CppSQLite3Query& row, int field, Number nullValue, std:
                    const char* column) {
     std::optional<Number> value;
     switch (row.fieldType(field)) {
-        case CppSQLite3FieldType::Null:
+        case sqlite::FieldType::Null:
             return nullValue;
-        case CppSQLite3FieldType::Integer:
+        case sqlite::FieldType::Integer:
             return static_cast<Number>(row.getInt64Field(field));
-        case CppSQLite3FieldType::Real:
+        case sqlite::FieldType::Real:
             value = exactly(row.getFloatField(field), nullValue);
             break;
-        case CppSQLite3FieldType::Text:
+        case sqlite::FieldType::Text:
             value = sqlite::convertLexically<Number>(row.getStringField(field));
             break;
-        case CppSQLite3FieldType::Blob:
+        case sqlite::FieldType::Blob:
             break;
     }
     if (!value) {
