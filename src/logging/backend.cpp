@@ -73,6 +73,8 @@ public:
 
     // Returns when everything that waits is written. Nothing is logged afterwards.
     void stop() {
+        // Both are destroyed after the lock has been given back.
+        // cppcheck-suppress variableScope
         std::unordered_map<std::string, std::shared_ptr<LoggerImpl>> lastLoggers;
         std::shared_ptr<SinkSet> lastSinks;
         {

@@ -197,17 +197,17 @@ void OpenFile::close() noexcept { files.close(*this); }
 ssize_t OpenFile::read(void* buffer, std::size_t count, std::int64_t position) const noexcept {
     std::size_t done = 0;
     while (done < count) {
-        const ssize_t size = repeatedWhenInterrupted([&] {
+        const ssize_t got = repeatedWhenInterrupted([&] {
             return pread(descriptor, static_cast<char*>(buffer) + done, count - done,
                          position + static_cast<std::int64_t>(done));
         });
-        if (size < 0) {
+        if (got < 0) {
             return -1;
         }
-        if (size == 0) {
+        if (got == 0) {
             break;
         }
-        done += static_cast<std::size_t>(size);
+        done += static_cast<std::size_t>(got);
     }
     return static_cast<ssize_t>(done);
 }

@@ -156,12 +156,13 @@ int ReadOnlyFile::open(const char* name, sqlite3_file* memory, int flags, ReadOn
     if (file == nullptr && !isDeletedJournal) {
         return SQLITE_CANTOPEN;
     }
-    auto* const opened = new (memory) ReadOnlyFile{{&kJournalMethods}, &owner, file, false};
+    const sqlite3_io_methods* methods = &kJournalMethods;
     if ((flags & SQLITE_OPEN_MAIN_DB) != 0) {
-        opened->pMethods = &kDatabaseMethods;
+        methods = &kDatabaseMethods;
     } else if ((flags & SQLITE_OPEN_WAL) != 0) {
-        opened->pMethods = &kLogMethods;
+        methods = &kLogMethods;
     }
+    new (memory) ReadOnlyFile{{methods}, &owner, file, false};
     return SQLITE_OK;
 }
 

@@ -58,8 +58,8 @@ Number numberField(const CppSQLite3Query& row, int field, Number nullValue, std:
             break;
     }
     if (!value) {
-        const char* const expected = std::is_integral_v<Number> ? " is not an integer" : " is not a number";
-        LUMO_THROW(CorruptFrameDataError(frameId, column + std::string(expected)));
+        const std::string expected(std::is_integral_v<Number> ? " is not an integer" : " is not a number");
+        LUMO_THROW(CorruptFrameDataError(frameId, column + expected));
     }
     return *value;
 }
