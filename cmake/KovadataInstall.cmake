@@ -1,7 +1,7 @@
 include(CMakePackageConfigHelpers)
 
 # Components are what distributions make packages of: runtime, development, tools.
-install(TARGETS kovadata EXPORT kovadataTargets
+install(TARGETS kovadata kovarun EXPORT kovadataTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY include/kovadata DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
@@ -24,8 +24,10 @@ install(FILES "${PROJECT_BINARY_DIR}/kovadata-config.cmake" "${PROJECT_BINARY_DI
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kovadata COMPONENT development)
 
 file(RELATIVE_PATH pc_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
-configure_file(cmake/kovadata.pc.in kovadata.pc @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/kovadata.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+foreach(library kovadata kovarun)
+  configure_file(cmake/kovadata.pc.in ${library}.pc @ONLY)
+endforeach()
+install(FILES "${PROJECT_BINARY_DIR}/kovadata.pc" "${PROJECT_BINARY_DIR}/kovarun.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
 if(KOVADATA_BUILD_TOOLS)
   # The installed tool finds the library beside it, wherever the prefix is; in a package the linker knows the place.

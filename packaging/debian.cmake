@@ -54,7 +54,7 @@ kovadata_debian_package(runtime NAME ${runtime_package} SECTION libs
   TITLE "read access to ion-mobility time-of-flight raw data"
   TEXT "${about}
 .
-This package has the shared library.")
+This package has the shared libraries.")
 kovadata_debian_package(development NAME libkovadata-dev SECTION libdevel
   DEPENDS "${runtime_package} (= ${debian_version})"
   TITLE "read access to ion-mobility time-of-flight raw data - development files"
@@ -70,10 +70,14 @@ kovadata_debian_package(tools NAME kovadata-tools SECTION science
 makes believable analyses to try programs on.")
 
 # The library brings what finds it, and what programs that link it have to depend on.
-file(READ "${PROJECT_SOURCE_DIR}/packaging/libkovadata.symbols" symbols)
-file(WRITE "${PROJECT_BINARY_DIR}/debian/symbols" "${symbols}")
-file(WRITE "${PROJECT_BINARY_DIR}/debian/shlibs"
-  "libkovadata ${PROJECT_VERSION_MAJOR} ${runtime_package} (>= ${PROJECT_VERSION})\n")
+file(WRITE "${PROJECT_BINARY_DIR}/debian/symbols" "")
+file(WRITE "${PROJECT_BINARY_DIR}/debian/shlibs" "")
+foreach(library libkovadata libkovarun)
+  file(READ "${PROJECT_SOURCE_DIR}/packaging/${library}.symbols" symbols)
+  file(APPEND "${PROJECT_BINARY_DIR}/debian/symbols" "${symbols}")
+  file(APPEND "${PROJECT_BINARY_DIR}/debian/shlibs"
+    "${library} ${PROJECT_VERSION_MAJOR} ${runtime_package} (>= ${PROJECT_VERSION})\n")
+endforeach()
 file(WRITE "${PROJECT_BINARY_DIR}/debian/triggers" "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/symbols"
   "${PROJECT_BINARY_DIR}/debian/shlibs" "${PROJECT_BINARY_DIR}/debian/triggers")

@@ -2,7 +2,7 @@
 
 namespace lumo::io {
 
-// The two families of exported functions differ in the logger they write to and in the slot of their last
+// The families of exported functions differ in the logger they write to and in the slot of their last
 // error.
 struct KovaInterface {
     static constexpr const char* loggerName = "lumo.io.kovadata_dll";
@@ -10,6 +10,10 @@ struct KovaInterface {
 
 struct KvsInterface {
     static constexpr const char* loggerName = "lumo.io.kvsdata_dll";
+};
+
+struct KvrInterface {
+    static constexpr const char* loggerName = "lumo.io.kovarun_dll";
 };
 
 }  // namespace lumo::io

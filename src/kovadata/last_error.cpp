@@ -137,5 +137,6 @@ std::uint32_t LastError<Interface>::copyTo(char* buffer, std::uint32_t size) noe
 
 template class LastError<KovaInterface>;
 template class LastError<KvsInterface>;
+template class LastError<KvrInterface>;
 
 }  // namespace lumo::io

@@ -5,19 +5,18 @@
 #include <functional>
 #include <map>
 #include <optional>
-#include <string>
+#include <span>
+#include <stdexcept>
 #include <unordered_map>
 #include <vector>
 
 #include "kova-data-reader/kvd_reader.h"
 #include "logging/logger.h"
-#include "process-frames/closed_interval.h"
 #include "zorel-msms-reader/precursor_stripe_accumlator.h"
 #include "zorel-msms-reader/stripe_reader.h"
+#include "zorel-msms-reader/stripe_rows.h"
 
 namespace lumo::io::algorithms {
-
-using lumo::algorithm::ClosedInterval;
 
 // Precursor id, m/z values, intensities and areas of the peaks, ascending.
 using lineSpectraCallback =
@@ -28,6 +27,9 @@ using profileSpectraCallback = std::function<void(std::int64_t, std::vector<std:
 
 // How fast the peak finder's widths grow, unless a caller wants it otherwise.
 inline constexpr double kDefaultWidthSlope = 15000.0;
+
+// A frame whose scans cannot be read, and why.
+using StripeFailureCallback = std::function<void(std::int64_t, const std::runtime_error&)>;
 
 // The fragment spectra of precursors that were selected by their mobility: each MS/MS frame holds several
 // precursors, each in its own range of scans, and most precursors are measured in several frames. Frames are
@@ -49,6 +51,9 @@ public:
     // Only precursors whose parent frame was measured in this range of time.
     ZorelMsmsSpectraReader(kova::KvdReader& source, const ClosedInterval<double>& timeRange, double D);
 
+    // Prepared rows of some precursors, those of each complete, in the order of readStripeRows().
+    ZorelMsmsSpectraReader(kova::KvdReader& source, std::span<const StripeRow> rows, double D);
+
     // The number of precursors not yet handed over.
     std::size_t precursorCount() const { return accumulators.size(); }
 
@@ -59,22 +64,27 @@ public:
 
     // The line callback takes precedence. Raises std::runtime_error "Missing callback for extract precursor"
     // when there is a spectrum but no callback. Precursors handed over before a failure stay so; another call
-    // starts the others anew.
-    void extractPrecursorSpectra(const lineSpectraCallback& line, const profileSpectraCallback& profile);
+    // starts the others anew. With a callback for failures, precursors of which scans cannot be read are left out.
+    void extractPrecursorSpectra(const lineSpectraCallback& line, const profileSpectraCallback& profile,
+                                 const StripeFailureCallback& failure = {});
 
 private:
-    ZorelMsmsSpectraReader(kova::KvdReader& source, std::optional<std::vector<std::int64_t>> precursorIds,
-                           const std::optional<ClosedInterval<double>>& timeRange, double D);
+    // Rows of one parent follow each other.
+    struct CurrentParent {
+        std::optional<std::int64_t> frame;
+        ParentCalibration calibration;
+    };
 
-    void requirePrecursorTable() const;
-    void preparePrecursors(const std::optional<ClosedInterval<double>>& timeRange);
-    std::string precursorQuery(const std::optional<ClosedInterval<double>>& timeRange) const;
+    ZorelMsmsSpectraReader(kova::KvdReader& source, const PrecursorFilter& filter, double D);
+
+    void prepare(const StripeRow& row, CurrentParent& parent);
+    bool addStripe(std::int64_t frame, PrecursorStripeAccumlator& accumulator,
+                   const StripeFailureCallback& failure);
     void emit(std::int64_t precursorId, PrecursorStripeAccumlator& accumulator,
               const lineSpectraCallback& line, const profileSpectraCallback& profile) const;
 
-    logging::Logger logger;
+    logging::Logger logger = logging::Logger::getLogger("lumo.io.algorithms.ZorelMsmsSpectraReader");
     kova::KvdReader& reader;
-    std::optional<std::vector<std::int64_t>> ids;
     double widthSlope;
     std::map<std::int64_t, std::vector<std::int64_t>> precursorsOfFrame;
     std::unordered_map<std::int64_t, PrecursorStripeAccumlator> accumulators;

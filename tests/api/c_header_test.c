@@ -1,5 +1,7 @@
-/* The public header is C99: this program is compiled by a C compiler and uses every declaration. */
+/* The public headers are C99: this program is compiled by a C compiler, and linked with the library that has all functions. */
 #include <kovadata/kova.h>
+#include <kovadata/kvr.h>
+#include <kovadata/kvs.h>
 
 #include <stdio.h>
 #include <string.h>
@@ -24,6 +26,11 @@ int main(void) {
     failures += check(kova_get_last_error_string(text, sizeof text) == strlen(text) + 1, "size of the text");
     failures +=
         check(strcmp(text, "Specified analysis directory does not exist.") == 0, "text of the failure");
+    failures += check(kvr_open("no/such/directory", NULL) == NULL, "opening no run fails");
+    failures +=
+        check(kvr_get_last_error_string(text, sizeof text) == strlen(text) + 1, "size of the run's text");
+    failures += check(kvr_peaks(NULL, NULL, 0, NULL, NULL) == 0, "there is no run");
+    kvr_close(NULL);
     kova_set_num_threads(1);
     kova_close(0);
     return failures;

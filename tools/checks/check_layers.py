@@ -21,6 +21,7 @@ ALLOWED = {
     "kova-data-reader": {"calibration-state", "kvd-calibration-reader", "calibration", "sqlite", "diag", "logging", "sys"},
     "process-frames": {"diag", "sys"},
     "zorel-msms-reader": {"process-frames", "kova-data-reader", "calibration", "sqlite", "diag", "logging"},
+    "kovarun": {"kovadata", "zorel-msms-reader", "process-frames", "kova-data-reader", "calibration-state", "calibration", "sqlite", "diag", "logging", "sys"},
     "kovadata": {"zorel-msms-reader", "kova-data-reader", "calibration-state", "calibration", "diag", "logging", "sys"},
 }
 # The interface to the open database is a small layer below the calibration readers.

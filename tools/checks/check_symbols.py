@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Compares the symbols that the shared library exports with the public headers and with the committed list of its interface.
+"""Compares the symbols that a shared library exports with its public headers and with the committed list of its interface.
 
 The list has the format of Debian's symbols files: a line "SONAME PACKAGE #MINVER#", then a line " NAME@NODE VERSION" for each
 symbol, with the node of the version script (Base without one) and the release that had the symbol first. A symbol is added to it
@@ -16,9 +16,9 @@ import subprocess
 import sys
 
 
-def declared(include: pathlib.Path) -> set[str]:
+def declared(headers: list[pathlib.Path]) -> set[str]:
     names: set[str] = set()
-    for header in include.glob("*.h"):
+    for header in headers:
         text = re.sub(r"/\*.*?\*/", "", header.read_text(encoding="utf-8"), flags=re.S)
         names.update(re.findall(r"^KOVADATA_API\b[^;(]*?\b(\w+)\s*\(", text, flags=re.M))
     return names
@@ -76,9 +76,10 @@ def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--library", type=pathlib.Path, required=True)
     parser.add_argument("--include", type=pathlib.Path, required=True)
+    parser.add_argument("--headers", nargs="+", required=True, help="those that declare its functions, in the include folder")
     parser.add_argument("--abi", type=pathlib.Path, required=True, help="committed list of exported symbols")
     arguments = parser.parse_args()
-    in_headers, in_library = declared(arguments.include), exported(arguments.library)
+    in_headers, in_library = declared([arguments.include / name for name in arguments.headers]), exported(arguments.library)
     for name in sorted(in_headers - in_library):
         print(f"declared but not exported: {name}")
     for name in sorted(in_library - in_headers):

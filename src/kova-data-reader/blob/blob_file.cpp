@@ -9,6 +9,7 @@
 
 #include "diag/throw.h"
 #include "sys/interrupted_calls.h"
+#include "sys/work_counters.h"
 
 namespace lumo::io::kova {
 
@@ -42,6 +43,7 @@ BlobFileBuffer::off_type BlobFileBuffer::fileSize() const {
 }
 
 std::streamsize BlobFileBuffer::xsgetn(char* destination, std::streamsize count) {
+    const sys::WorkStopwatch stopwatch(&sys::WorkCounters::reading);
     std::streamsize done = 0;
     while (done < count) {
         const ssize_t got = sys::repeatInterrupted([&] {
@@ -54,6 +56,7 @@ std::streamsize BlobFileBuffer::xsgetn(char* destination, std::streamsize count)
         position += got;
     }
     knownSize = std::max(knownSize, position);
+    stopwatch.add(&sys::WorkCounters::bytesRead, static_cast<std::uint64_t>(done));
     return done;
 }
 

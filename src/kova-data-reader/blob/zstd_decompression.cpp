@@ -10,6 +10,7 @@
 #include "kova-data-reader/blob/byte_buffer.h"
 #include "kova-data-reader/blob/limits.h"
 #include "kova-data-reader/blob/stream_reading.h"
+#include "sys/work_counters.h"
 
 namespace lumo::io::kova::binary {
 
@@ -55,6 +56,8 @@ void readAndDecompress(std::uint32_t compressedSize, std::int64_t frameId, std::
         LUMO_THROW(CorruptFrameDataError(frameId, "Error reading frame data."));
     }
     decompressed.resize(checkedContentSize(compressed, frameId));
+    const sys::WorkStopwatch stopwatch(&sys::WorkCounters::decompression);
+    stopwatch.add(&sys::WorkCounters::blocksDecompressed, 1);
     const std::size_t produced = ZSTD_decompressDCtx(
         handler.context(), decompressed.data(), decompressed.size(), compressed.data(), compressed.size());
     if (ZSTD_isError(produced)) {

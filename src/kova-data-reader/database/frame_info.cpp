@@ -9,6 +9,7 @@
 #include "diag/errors.h"
 #include "diag/throw.h"
 #include "sqlite/lexical_conversion.h"
+#include "sys/work_counters.h"
 
 namespace lumo::io::kova {
 
@@ -80,6 +81,7 @@ const std::pair<const std::int64_t, FrameInfo>& FrameInfoTable::entryOf(std::int
 
 FrameInfo FrameInfoTable::readFrameInfo(std::int64_t frameId) {
     constexpr std::int64_t kNoData = -1;
+    const sys::WorkStopwatch stopwatch(&sys::WorkCounters::queries);
     statement.bind(1, frameId);
     const CppSQLite3Query row = statement.execQuery();
     if (row.eof()) {

@@ -8,6 +8,7 @@
 #include "diag/throw.h"
 #include "kova-data-reader/database/frame_info.h"
 #include "kova-data-reader/scan-decoding/bin_limit.h"
+#include "sys/work_counters.h"
 
 namespace lumo::io::kova {
 
@@ -32,6 +33,7 @@ void FramewiseStorage::read(const ScanRange& range, const DecodingRules& rules, 
         if (batch.peakBound == 0) {
             targets.advanceOverEmptyScans(batch.size());
         } else {
+            const sys::WorkStopwatch stopwatch(&sys::WorkCounters::decoding);
             kernel.decode(scans, batch.begin, batch.end, rules.limit, targets);
         }
         sink.accept(batch, targets);

@@ -10,6 +10,7 @@
 #include "kova-data-reader/blob/lzf.h"
 #include "kova-data-reader/database/frame_info.h"
 #include "kova-data-reader/scan-decoding/bin_limit.h"
+#include "sys/work_counters.h"
 
 namespace lumo::io::kova {
 
@@ -32,7 +33,10 @@ void ScanwiseStorage::read(const ScanRange& range, const DecodingRules& rules, S
         const std::size_t peaks = countRunLengthPeaks(runs);
         const ScanBatch batch{scan, scan + 1, peaks};
         ScanTargets targets = sink.place(batch);
-        kernel.decode({runs, peaks, rules.limit.binCount(), rules.scale}, rules.limit, targets);
+        {
+            const sys::WorkStopwatch stopwatch(&sys::WorkCounters::decoding);
+            kernel.decode({runs, peaks, rules.limit.binCount(), rules.scale}, rules.limit, targets);
+        }
         sink.accept(batch, targets);
     }
 }
@@ -48,6 +52,8 @@ std::span<const std::byte> ScanwiseStorage::decompressedScan(std::int64_t frameI
 
 std::size_t ScanwiseStorage::decompress(std::int64_t frameId, std::uint32_t scan,
                                         std::span<const std::byte> input) {
+    const sys::WorkStopwatch stopwatch(&sys::WorkCounters::decompression);
+    stopwatch.add(&sys::WorkCounters::blocksDecompressed, 1);
     try {
         std::size_t produced = uimf::decompressLzf(input.data(), input.size(), values.data(), values.size());
         while (produced == 0) {

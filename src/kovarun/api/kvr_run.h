@@ -1,0 +1,58 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <variant>
+
+#include "diag/throw.h"
+#include "kovadata/guarded.h"
+#include "kovadata/instance.h"
+#include "kovadata/interface_family.h"
+#include "kovadata/kvr.h"
+#include "kovadata/kvs_instance.h"
+#include "kovarun/arrow/stream.h"
+#include "kovarun/run/run.h"
+
+// What a kvr_run points to.
+struct kvr_run {
+    std::shared_ptr<lumo::run::Run> run;
+    std::string calibrationState;  // key of the state in use, or empty
+
+    std::mutex mutex;  // guards what is lent
+    std::variant<std::monostate, std::unique_ptr<lumo::io::Instance>, std::unique_ptr<lumo::io::KvsInstance>>
+        lent;
+};
+
+namespace lumo::run {
+
+// Raises std::invalid_argument for NULL and std::runtime_error in a child process.
+inline kvr_run& checked(kvr_run* handle) {
+    if (handle == nullptr) {
+        LUMO_THROW(std::invalid_argument("There is no run: kvr_open() failed, or NULL was passed."));
+    }
+    handle->run->requireOwnProcess();
+    return *handle;
+}
+
+// Runs the body of an exported function that returns 1, or 0 on failure.
+template <class Body>
+uint32_t call(Body&& body) {
+    return io::guarded<io::KvrInterface>(uint32_t{0}, [&] {
+        body();
+        return uint32_t{1};
+    });
+}
+
+// The same for one that makes a stream: the body returns its source.
+template <class MakeSource>
+uint32_t callForStream(ArrowArrayStream* stream, MakeSource&& makeSource) {
+    return call([&] {
+        if (stream == nullptr) {
+            LUMO_THROW(std::invalid_argument("There is no stream to receive the result."));
+        }
+        *stream = {};
+        arrow::exportStream(makeSource(), *stream);
+    });
+}
+
+}  // namespace lumo::run

@@ -1,0 +1,63 @@
+#include <system_error>
+
+#include "calibration-state/calibration_reader_sqlite.h"
+#include "kovarun/api/kvr_run.h"
+#include "kovarun/arrow/table_source.h"
+#include "kovarun/tables/metadata_tables.h"
+#include "sqlite/cppsqlite3.h"
+
+namespace lumo::run {
+
+namespace {
+
+constexpr std::int64_t kRowsPerBatch = std::int64_t{1} << 20;
+
+Table readStatesOf(const kvr_run& handle) {
+    const std::filesystem::path file = io::calibration::getCalibrationFile(handle.run->directory());
+    if (std::error_code ignored; !std::filesystem::exists(file, ignored)) {
+        return noStates();
+    }
+    CppSQLite3DB db;
+    db.open(file);
+    db.execDML("PRAGMA busy_timeout=15000");
+    return db.inTransaction([&] { return readStates(db, handle.calibrationState); });
+}
+
+Table readTableOfAnalysis(const Reader& reader, CppSQLite3DB& db, uint32_t kind) {
+    switch (kind) {
+        case KVR_TABLE_METADATA:
+            return readGlobalMetadata(db);
+        case KVR_TABLE_FRAMES:
+            return readFrames(db);
+        case KVR_TABLE_PRECURSORS:
+            return readPrecursors(reader);
+        case KVR_TABLE_ISOLATIONS:
+            return readIsolations(db);
+        default:
+            LUMO_THROW(std::invalid_argument("There is no table " + std::to_string(kind) + "."));
+    }
+}
+
+Table readTableOf(kvr_run& handle, uint32_t kind) {
+    const sys::CountedWork counted(handle.run->counters());
+    const sys::WorkStopwatch stopwatch(&sys::WorkCounters::queries);
+    if (kind == KVR_TABLE_STATES) {
+        return readStatesOf(handle);
+    }
+    const auto reader = handle.run->borrow();
+    CppSQLite3DB& db = *reader->analysis().getSQLiteDb();
+    return db.inTransaction([&] { return readTableOfAnalysis(*reader, db, kind); });
+}
+
+}  // namespace
+
+}  // namespace lumo::run
+
+uint32_t kvr_table(kvr_run* run, uint32_t table, ArrowArrayStream* stream) {
+    using namespace lumo::run;
+    return callForStream(stream, [&] {
+        Table read = readTableOf(checked(run), table);
+        return std::make_unique<arrow::TableSource>(std::move(read.fields), std::move(read.rows),
+                                                    kRowsPerBatch);
+    });
+}

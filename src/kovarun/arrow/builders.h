@@ -1,0 +1,158 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "kovarun/arrow/column.h"
+
+// Columns that grow row by row: tables of metadata and lists. Peaks, of which there are millions, are written straight into
+// buffers of the right size instead.
+namespace lumo::run::arrow {
+
+// One bit per row, kept only once there is a null.
+class Validity {
+public:
+    void append(bool valid) {
+        if (!valid && nulls == 0) {
+            bits.assign(rows / 8 + 1, 0xFF);
+        }
+        if (!valid || nulls != 0) {
+            bits.resize(rows / 8 + 1, 0xFF);
+        }
+        if (!valid) {
+            bits[rows / 8] = static_cast<std::uint8_t>(bits[rows / 8] & ~(1U << rows % 8));
+            ++nulls;
+        }
+        ++rows;
+    }
+    std::size_t length() const { return rows; }
+    // Starts a column with length, number of nulls and validity; the builder is used up.
+    Column intoColumn() {
+        Column column;
+        column.length = static_cast<std::int64_t>(rows);
+        column.nullCount = static_cast<std::int64_t>(nulls);
+        column.buffers.push_back(nulls != 0 ? toBuffer(std::move(bits)) : nullptr);
+        return column;
+    }
+
+private:
+    std::vector<std::uint8_t> bits;
+    std::size_t rows = 0;
+    std::size_t nulls = 0;
+};
+
+template <class T>
+class NumberBuilder {
+public:
+    static_assert(std::is_arithmetic_v<T> && !std::is_same_v<T, bool>);
+
+    void append(T value) {
+        values.push_back(value);
+        validity.append(true);
+    }
+    void append(const std::optional<T>& value) {
+        values.push_back(value.value_or(T{}));
+        validity.append(value.has_value());
+    }
+    std::size_t length() const { return validity.length(); }
+    Column intoColumn() {
+        Column column = validity.intoColumn();
+        column.buffers.push_back(toBuffer(std::move(values)));
+        return column;
+    }
+
+private:
+    std::vector<T> values;
+    Validity validity;
+};
+
+class FlagBuilder {
+public:
+    void append(bool value) {
+        if (validity.length() % 8 == 0) {
+            bits.push_back(0);
+        }
+        bits.back() =
+            static_cast<std::uint8_t>(bits.back() | static_cast<unsigned>(value) << validity.length() % 8);
+        validity.append(true);
+    }
+    Column intoColumn() {
+        Column column = validity.intoColumn();
+        column.buffers.push_back(toBuffer(std::move(bits)));
+        return column;
+    }
+
+private:
+    std::vector<std::uint8_t> bits;
+    Validity validity;
+};
+
+// Offsets of lists and texts. The 32 bits that the format gives them must not overflow: ask hasRoom() before.
+class Offsets {
+public:
+    bool hasRoom(std::size_t more) const {
+        return more <= static_cast<std::size_t>(INT32_MAX - offsets.back());
+    }
+    void append(std::size_t size) { offsets.push_back(offsets.back() + static_cast<std::int32_t>(size)); }
+    Buffer intoBuffer() { return toBuffer(std::move(offsets)); }
+
+private:
+    std::vector<std::int32_t> offsets{0};
+};
+
+class TextBuilder {
+public:
+    void append(std::optional<std::string_view> value) {
+        const std::string_view text = value.value_or(std::string_view());
+        bytes.insert(bytes.end(), text.begin(), text.end());
+        offsets.append(text.size());
+        validity.append(value.has_value());
+    }
+    bool hasRoom(std::size_t more) const { return offsets.hasRoom(more); }
+    Column intoColumn() {
+        Column column = validity.intoColumn();
+        column.buffers.push_back(offsets.intoBuffer());
+        column.buffers.push_back(toBuffer(std::move(bytes)));
+        return column;
+    }
+
+private:
+    std::vector<char> bytes;
+    Offsets offsets;
+    Validity validity;
+};
+
+template <class T>
+class ListBuilder {
+public:
+    void append(const T* values, std::size_t size) {
+        entries.insert(entries.end(), values, values + size);
+        offsets.append(size);
+        validity.append(true);
+    }
+    void appendNull() {
+        offsets.append(0);
+        validity.append(false);
+    }
+    bool hasRoom(std::size_t more) const { return offsets.hasRoom(more); }
+    std::size_t length() const { return validity.length(); }
+    Column intoColumn() {
+        Column column = validity.intoColumn();
+        column.buffers.push_back(offsets.intoBuffer());
+        const std::size_t size = entries.size();
+        column.children.push_back(numbers(size, toBuffer(std::move(entries))));
+        return column;
+    }
+
+private:
+    std::vector<T> entries;
+    Offsets offsets;
+    Validity validity;
+};
+
+}  // namespace lumo::run::arrow

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+// What record batches are made of, as the Arrow columnar format has it: a column is a type (Field) and buffers. Buffers are
+// shared, never copied: whoever holds a column keeps them alive, be it a batch that waits or an array that was exported.
+namespace lumo::run::arrow {
+
+// Name and type of a column. Formats are those of the Arrow C data interface, for example "l" for int64, "+l" for a list.
+struct Field {
+    std::string name;
+    std::string format;
+    bool nullable = false;
+    std::vector<Field> children;
+};
+
+using Buffer = std::shared_ptr<const void>;
+
+struct Column {
+    std::int64_t length = 0;
+    std::int64_t nullCount = 0;
+    std::int64_t offset = 0;       // of the first row in the buffers
+    std::vector<Buffer> buffers;   // validity first; an empty pointer where there is none
+    std::vector<Column> children;  // of lists
+};
+
+// Columns of equal length, in the order of a schema.
+struct RecordBatch {
+    std::int64_t length = 0;
+    std::vector<Column> columns;
+
+    // Rows [begin, begin + count) of it, without a copy.
+    RecordBatch slice(std::int64_t begin, std::int64_t count) const;
+};
+
+// Takes over a vector as a buffer.
+template <class T>
+Buffer toBuffer(std::vector<T>&& values) {
+    auto owner = std::make_shared<std::vector<T>>(std::move(values));
+    const void* data = owner->data();
+    return {std::move(owner), data};
+}
+
+// Memory for `count` values that the caller is about to write; nothing is written before.
+template <class T>
+struct Values {
+    std::shared_ptr<T[]> data;
+    std::size_t count = 0;
+
+    explicit Values(std::size_t size = 0) : data(new T[size]), count(size) {}
+    Buffer buffer() const { return {data, data.get()}; }
+};
+
+// A column of numbers without nulls.
+Column numbers(std::size_t length, Buffer values);
+
+// A column without nulls of `length` lists of `width` values each.
+Column fixedSizeLists(std::size_t length, std::size_t width, Buffer values);
+
+}  // namespace lumo::run::arrow

@@ -1,0 +1,180 @@
+#include "kovarun/peaks/peak_columns.h"
+
+#include <cmath>
+
+#include "diag/assert.h"
+#include "kovadata/kvr.h"
+#include "sys/work_counters.h"
+
+namespace lumo::run {
+
+std::vector<arrow::Field> PeakColumns::schema(std::uint32_t wanted) {
+    std::vector<arrow::Field> fields;
+    const auto add = [&](std::uint32_t column, const char* name, const char* format, bool nullable) {
+        if ((wanted & column) != 0) {
+            fields.push_back({name, format, nullable, {}});
+        }
+    };
+    add(KVR_COLUMN_FRAME, "frame", "l", false);
+    add(KVR_COLUMN_TIME, "time", "g", true);
+    add(KVR_COLUMN_MS_LEVEL, "ms_level", "c", true);
+    add(KVR_COLUMN_SCAN, "scan", "I", false);
+    add(KVR_COLUMN_TOF_INDEX, "tof_index", "I", false);
+    add(KVR_COLUMN_INTENSITY, "intensity", "I", false);
+    add(KVR_COLUMN_MZ, "mz", "g", true);
+    add(KVR_COLUMN_ONE_OVER_K0, "one_over_k0", "g", true);
+    return fields;
+}
+
+void PeakColumns::append(FrameSource& frameSource, const FrameBox& frameBox, const FrameEntry& frame) {
+    source = &frameSource;
+    box = &frameBox;
+    const std::size_t before = size();
+    const std::size_t massNulls = masses.nullCount();
+    const std::size_t mobilityNulls = mobilities.nullCount();
+    try {
+        if (!box->isEmpty()) {
+            source->read(*this);
+        }
+    } catch (...) {
+        takeBack(before, massNulls, mobilityNulls);
+        throw;
+    }
+    addFrame(frame, size() - before);
+}
+
+void PeakColumns::takeBack(std::size_t rows, std::size_t massNulls, std::size_t mobilityNulls) {
+    indices.truncate(rows);
+    intensities.truncate(rows);
+    scans.truncate(std::min(rows, scans.size()));
+    masses.truncate(std::min(rows, masses.size()), massNulls);
+    mobilities.truncate(std::min(rows, mobilities.size()), mobilityNulls);
+}
+
+void PeakColumns::start(const io::kova::LoadedRange& range) {
+    const std::uint64_t bound = box->areAllIndices && box->areAllScans ? range.peakBound.value_or(0) : 0;
+    indices.room(bound);
+    intensities.room(bound);
+}
+
+io::kova::ScanTargets PeakColumns::place(const io::kova::ScanBatch& batch) {
+    if (batch.peakBound == 0) {
+        return {};  // such a frame may claim billions of scans
+    }
+    if (counts.size() < batch.size()) {
+        counts.resize(batch.size());
+    }
+    return {.counts = reinterpret_cast<std::byte*>(counts.data()),
+            .indices = reinterpret_cast<std::byte*>(indices.room(batch.peakBound)),
+            .intensities = reinterpret_cast<std::byte*>(intensities.room(batch.peakBound))};
+}
+
+void PeakColumns::accept(const io::kova::ScanBatch& batch, const io::kova::ScanTargets& after) {
+    if (batch.peakBound == 0) {
+        return;
+    }
+    const bool isWhole = box->areAllIndices && box->areAllScans;
+    const std::size_t peaks = isWhole ? static_cast<std::size_t>(after.peaks) : keepBox(batch);
+    addScans(batch, peaks);
+    addMasses(peaks);
+    addMobilities(batch, peaks);
+    indices.add(peaks);
+    intensities.add(peaks);
+}
+
+// Moves the peaks inside of the box together and corrects the counts.
+std::size_t PeakColumns::keepBox(const io::kova::ScanBatch& batch) {
+    std::uint32_t* const index = indices.room(0);
+    std::uint32_t* const intensity = intensities.room(0);
+    std::size_t read = 0;
+    std::size_t kept = 0;
+    for (std::uint32_t scan = batch.begin; scan < batch.end; ++scan) {
+        std::uint32_t& count = counts[scan - batch.begin];
+        const std::size_t scanEnd = read + count;
+        const std::size_t before = kept;
+        for (; read < scanEnd && box->containsScan(scan); ++read) {
+            index[kept] = index[read];
+            intensity[kept] = intensity[read];
+            kept += box->containsIndex(index[read]) ? std::size_t{1} : std::size_t{0};
+        }
+        read = scanEnd;
+        count = static_cast<std::uint32_t>(kept - before);
+    }
+    return kept;
+}
+
+void PeakColumns::addScans(const io::kova::ScanBatch& batch, std::size_t peaks) {
+    if (!wants(KVR_COLUMN_SCAN)) {
+        return;
+    }
+    scans.room(peaks);
+    for (std::uint32_t scan = batch.begin; scan < batch.end; ++scan) {
+        scans.fill(scan, counts[scan - batch.begin]);
+    }
+}
+
+void PeakColumns::addMasses(std::size_t peaks) {
+    if (!wants(KVR_COLUMN_MZ)) {
+        return;
+    }
+    const MassAxis* const axis = source->massAxis();
+    if (axis == nullptr) {
+        masses.fillNulls(peaks);
+        return;
+    }
+    const sys::WorkStopwatch stopwatch(&sys::WorkCounters::conversion);
+    const std::uint32_t* const index = indices.room(0);
+    double* const mz = masses.room(peaks);
+    std::copy(index, index + peaks, mz);
+    axis->transformator().DIndexToMass(std::span<const double>(mz, peaks), std::span<double>(mz, peaks));
+    masses.add(peaks);
+}
+
+void PeakColumns::addMobilities(const io::kova::ScanBatch& batch, std::size_t peaks) {
+    if (!wants(KVR_COLUMN_ONE_OVER_K0)) {
+        return;
+    }
+    const std::span<const double> ofScans = source->oneOverK0();
+    if (ofScans.empty()) {
+        mobilities.fillNulls(peaks);
+        return;
+    }
+    LUMO_ASSERT(batch.end <= ofScans.size());
+    mobilities.room(peaks);
+    for (std::uint32_t scan = batch.begin; scan < batch.end; ++scan) {
+        mobilities.fill(ofScans[scan], counts[scan - batch.begin]);
+    }
+}
+
+void PeakColumns::addFrame(const FrameEntry& frame, std::size_t peaks) {
+    if (wants(KVR_COLUMN_FRAME)) {
+        frames.fill(frame.id, peaks);
+    }
+    if (wants(KVR_COLUMN_TIME)) {
+        std::isnan(frame.time) ? times.fillNulls(peaks) : times.fill(frame.time, peaks);
+    }
+    if (wants(KVR_COLUMN_MS_LEVEL)) {
+        frame.msLevel == 0 ? levels.fillNulls(peaks) : levels.fill(frame.msLevel, peaks);
+    }
+}
+
+arrow::RecordBatch PeakColumns::toBatch() const {
+    arrow::RecordBatch batch;
+    batch.length = static_cast<std::int64_t>(size());
+    const auto add = [&](std::uint32_t column, auto make) {
+        if (wants(column)) {
+            batch.columns.push_back(make());
+        }
+    };
+    add(KVR_COLUMN_FRAME, [this] { return arrow::numbers(size(), frames.buffer()); });
+    add(KVR_COLUMN_TIME, [this] { return times.toColumn(); });
+    add(KVR_COLUMN_MS_LEVEL, [this] { return levels.toColumn(); });
+    add(KVR_COLUMN_SCAN, [this] { return arrow::numbers(size(), scans.buffer()); });
+    add(KVR_COLUMN_TOF_INDEX, [this] { return arrow::numbers(size(), indices.buffer()); });
+    add(KVR_COLUMN_INTENSITY, [this] { return arrow::numbers(size(), intensities.buffer()); });
+    add(KVR_COLUMN_MZ, [this] { return masses.toColumn(); });
+    add(KVR_COLUMN_ONE_OVER_K0, [this] { return mobilities.toColumn(); });
+    return batch;
+}
+
+}  // namespace lumo::run

@@ -1,0 +1,155 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "kova-data-reader/scan-reading/scan_sink.h"
+#include "kovarun/arrow/column.h"
+#include "kovarun/query/frame_source.h"
+
+namespace lumo::run {
+
+// Values that are written before they are counted: room first, then as many as there were.
+template <class T>
+class GrowingColumn {
+public:
+    std::size_t size() const { return used; }
+    const T* data() const { return values.get(); }
+
+    // Where `more` values may be written.
+    T* room(std::size_t more) {
+        if (used + more > capacity) {
+            grow(std::max(used + more, 2 * capacity));
+        }
+        return values.get() + used;
+    }
+    void add(std::size_t written) { used += written; }
+    void fill(T value, std::size_t count) {
+        std::fill_n(room(count), count, value);
+        used += count;
+    }
+    void truncate(std::size_t size) { used = size; }
+    arrow::Buffer buffer() const { return {values, values.get()}; }
+
+private:
+    void grow(std::size_t size) {
+        std::shared_ptr<T[]> larger(new T[size]);
+        if (used != 0) {
+            std::memcpy(larger.get(), values.get(), used * sizeof(T));
+        }
+        values = std::move(larger);
+        capacity = size;
+    }
+
+    std::shared_ptr<T[]> values;
+    std::size_t used = 0;
+    std::size_t capacity = 0;
+};
+
+// Values of which those of whole frames may be missing. Whether a row has one is noted from the first missing one on.
+template <class T>
+class NullableColumn {
+public:
+    T* room(std::size_t more) { return values.room(more); }
+    void add(std::size_t written) {
+        note(written, true);
+        values.add(written);
+    }
+    void fill(T value, std::size_t count) {
+        note(count, true);
+        values.fill(value, count);
+    }
+    void fillNulls(std::size_t count) {
+        if (nulls == 0) {
+            bits.assign(values.size() / 8 + 1, 0xFF);
+        }
+        nulls += count;
+        note(count, false);
+        values.fill(T{}, count);
+    }
+    // Takes rows back; `nullsBefore` is how many nulls there were without them.
+    void truncate(std::size_t size, std::size_t nullsBefore) {
+        for (std::size_t row = size; nulls != 0 && row < values.size(); ++row) {
+            bits[row / 8] = static_cast<std::uint8_t>(bits[row / 8] | 1U << row % 8);
+        }
+        values.truncate(size);
+        nulls = nullsBefore;
+    }
+    std::size_t size() const { return values.size(); }
+    std::size_t nullCount() const { return nulls; }
+    arrow::Column toColumn() const {
+        arrow::Column column = arrow::numbers(values.size(), values.buffer());
+        column.nullCount = static_cast<std::int64_t>(nulls);
+        if (nulls != 0) {
+            column.buffers[0] = arrow::toBuffer(std::vector<std::uint8_t>(bits));
+        }
+        return column;
+    }
+
+private:
+    void note(std::size_t count, bool areValid) {
+        if (nulls == 0) {
+            return;
+        }
+        bits.resize((values.size() + count) / 8 + 1, 0xFF);
+        for (std::size_t row = values.size(); !areValid && row < values.size() + count; ++row) {
+            bits[row / 8] = static_cast<std::uint8_t>(bits[row / 8] & ~(1U << row % 8));
+        }
+    }
+
+    GrowingColumn<T> values;
+    std::vector<std::uint8_t> bits;
+    std::size_t nulls = 0;
+};
+
+// The peaks of successive frames as columns. The decoder writes indices and intensities where they stay; what else is asked for
+// is added while the batch is in the processor's cache.
+class PeakColumns final : public io::kova::ScanSink {
+public:
+    // Of ::kvr_column, combined.
+    explicit PeakColumns(std::uint32_t wantedColumns) : ScanSink(kPeaksPerBatch), wanted(wantedColumns) {}
+
+    static std::vector<arrow::Field> schema(std::uint32_t wanted);
+
+    // Appends the peaks of the source's current frame: all of them, or none if it fails.
+    void append(FrameSource& frameSource, const FrameBox& frameBox, const FrameEntry& frame);
+
+    std::size_t size() const { return indices.size(); }
+    arrow::RecordBatch toBatch() const;
+
+    void start(const io::kova::LoadedRange& range) override;
+    io::kova::ScanTargets place(const io::kova::ScanBatch& batch) override;
+    void accept(const io::kova::ScanBatch& batch, const io::kova::ScanTargets& after) override;
+
+private:
+    // So few that a conversion is not shared among threads, of which a stream has its own.
+    static constexpr std::uint64_t kPeaksPerBatch = 4000;
+
+    bool wants(std::uint32_t column) const { return (wanted & column) != 0; }
+    std::size_t keepBox(const io::kova::ScanBatch& batch);
+    void addScans(const io::kova::ScanBatch& batch, std::size_t peaks);
+    void addMasses(std::size_t peaks);
+    void addMobilities(const io::kova::ScanBatch& batch, std::size_t peaks);
+    void addFrame(const FrameEntry& frame, std::size_t peaks);
+    void takeBack(std::size_t rows, std::size_t massNulls, std::size_t mobilityNulls);
+
+    std::uint32_t wanted;
+    FrameSource* source = nullptr;  // of the frame that is being read
+    const FrameBox* box = nullptr;
+    std::vector<std::uint32_t> counts;  // peaks per scan of a batch
+
+    GrowingColumn<std::int64_t> frames;
+    NullableColumn<double> times;
+    NullableColumn<std::int8_t> levels;
+    GrowingColumn<std::uint32_t> scans;
+    GrowingColumn<std::uint32_t> indices;
+    GrowingColumn<std::uint32_t> intensities;
+    NullableColumn<double> masses;
+    NullableColumn<double> mobilities;
+};
+
+}  // namespace lumo::run

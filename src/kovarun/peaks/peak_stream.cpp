@@ -1,0 +1,53 @@
+#include "kovarun/peaks/peak_stream.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "kovarun/peaks/peak_columns.h"
+#include "kovarun/pipeline/frame_stream.h"
+
+namespace lumo::run {
+
+namespace {
+
+// Small frames are read together, so that a task is worth being handed to a thread.
+constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
+constexpr std::uint64_t kBytesPerPeak = 48;  // of all columns, about
+
+class PeakGroupReader final : public GroupReader {
+public:
+    PeakGroupReader(const FrameWork& shared, std::uint32_t columns)
+        : work(shared), wanted(columns), source(*shared.run, shared.query) {}
+
+    arrow::RecordBatch read(const FrameGroup& group, std::vector<DamagedFrame>& damaged) override {
+        PeakColumns columns(wanted);
+        for (std::size_t i = group.begin; i < group.end; ++i) {
+            const FrameEntry& frame = work.query.frames[i];
+            doOrNote(frame, work.control.skipsDamaged, damaged,
+                     [&] { columns.append(source, source.open(frame), frame); });
+        }
+        return columns.toBatch();
+    }
+
+private:
+    const FrameWork& work;
+    const std::uint32_t wanted;
+    FrameSource source;
+};
+
+}  // namespace
+
+std::unique_ptr<arrow::BatchSource> makePeakStream(std::shared_ptr<Run> run, Query query,
+                                                   std::uint32_t columns, const Control& control) {
+    const std::uint64_t perGroup =
+        std::min<std::uint64_t>(kPeaksPerGroup, static_cast<std::uint64_t>(control.batchSize));
+    std::vector<FrameGroup> groups = groupFrames(query.frames, perGroup);
+    auto work = std::make_shared<const FrameWork>(
+        FrameWork{std::move(run), std::move(query), control, std::move(groups)});
+    return makeGroupStream(
+        work, {PeakColumns::schema(columns),
+               [work = work.get(), columns] { return std::make_unique<PeakGroupReader>(*work, columns); },
+               [](const FrameGroup& group) { return group.expectedPeaks * kBytesPerPeak; }});
+}
+
+}  // namespace lumo::run

@@ -1,0 +1,117 @@
+#include <algorithm>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "diag/throw.h"
+#include "kovarun/pipeline/frame_stream.h"
+
+namespace lumo::run {
+
+namespace {
+
+using GroupDamage = std::vector<DamagedFrame>;
+
+class FoldStream final : public arrow::BatchSource {
+public:
+    FoldStream(std::shared_ptr<const FrameWork> shared, FoldStreamParts madeOf)
+        : work(std::move(shared)), parts(std::move(madeOf)) {}
+
+    const std::vector<arrow::Field>& schema() const override { return parts.fields; }
+
+    std::optional<arrow::RecordBatch> next() override {
+        if (!isRead) {
+            work->run->requireOwnProcess();
+            result = readAll();
+            isRead = true;
+        }
+        if (given == result.length) {
+            return std::nullopt;
+        }
+        const std::int64_t count = std::min(work->control.batchSize, result.length - given);
+        given += count;
+        return result.slice(given - count, count);
+    }
+
+private:
+    // What one thread works with.
+    struct Share {
+        FrameSource source;
+        Accumulator& sum;
+    };
+
+    arrow::RecordBatch readAll() {
+        std::size_t done = 0;
+        OrderedTasks<GroupDamage> tasks(
+            work->groups.size(), affordableThreads(), [this] { return makeWorker(); },
+            [](std::size_t) { return std::uint64_t{0}; });
+        while (const std::optional<GroupDamage> damaged = tasks.next()) {
+            for (const DamagedFrame& frame : *damaged) {
+                work->control.reportDamage(frame.frame, frame.text.c_str());
+            }
+            work->control.report(work->groups[done++].end, work->groups.back().end);
+        }
+        if (sums.empty()) {
+            sums.push_back(parts.makeAccumulator());
+        }
+        for (std::size_t i = 1; i < sums.size(); ++i) {
+            sums.front()->merge(*sums[i]);
+            sums[i].reset();
+        }
+        arrow::RecordBatch rows = sums.front()->finish();
+        sums.clear();
+        return rows;
+    }
+
+    TaskLimits affordableThreads() const {
+        const std::uint64_t affordable =
+            work->control.limits.memoryBudget / std::max<std::uint64_t>(1, parts.bytesPerAccumulator);
+        if (affordable == 0) {
+            LUMO_THROW(std::runtime_error("The result needs " +
+                                          std::to_string(parts.bytesPerAccumulator >> 20) +
+                                          " MB, which the memory budget does not allow."));
+        }
+        return {static_cast<unsigned>(std::min<std::uint64_t>(work->control.limits.threads, affordable)),
+                work->control.limits.memoryBudget};
+    }
+
+    OrderedTasks<GroupDamage>::Worker makeWorker() {
+        std::unique_ptr<Accumulator> made = parts.makeAccumulator();
+        Accumulator& sum = *made;
+        {
+            const std::lock_guard lock(mutex);
+            sums.push_back(std::move(made));
+        }
+        auto share = std::make_shared<Share>(Share{FrameSource(*work->run, work->query), sum});
+        return [this, share](std::size_t group) { return add(*share, work->groups[group]); };
+    }
+
+    GroupDamage add(Share& share, const FrameGroup& group) const {
+        const sys::CountedWork counted(work->run->counters());
+        GroupDamage damaged;
+        for (std::size_t i = group.begin; i < group.end; ++i) {
+            const FrameEntry& frame = work->query.frames[i];
+            doOrNote(frame, work->control.skipsDamaged, damaged,
+                     [&] { share.sum.add(share.source, share.source.open(frame), frame); });
+        }
+        return damaged;
+    }
+
+    const std::shared_ptr<const FrameWork> work;
+    const FoldStreamParts parts;
+    std::mutex mutex;
+    std::vector<std::unique_ptr<Accumulator>> sums;  // one per thread
+    arrow::RecordBatch result;
+    std::int64_t given = 0;
+    bool isRead = false;
+};
+
+}  // namespace
+
+std::unique_ptr<arrow::BatchSource> makeFoldStream(std::shared_ptr<const FrameWork> work,
+                                                   FoldStreamParts parts) {
+    return std::make_unique<FoldStream>(std::move(work), std::move(parts));
+}
+
+}  // namespace lumo::run

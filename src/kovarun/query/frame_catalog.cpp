@@ -1,0 +1,115 @@
+#include "kovarun/query/frame_catalog.h"
+
+#include <algorithm>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "kovarun/tables/metadata_tables.h"
+
+namespace lumo::run {
+
+namespace {
+
+std::string frameQuery(CppSQLite3DB& db) {
+    const std::set<std::string> names = columnsOf(db, "Frames");
+    std::string sql = "SELECT Id";
+    for (const char* name : {"Time", "NumScans", "NumPeaks", "KovaId"}) {
+        sql += names.contains(name) ? std::string(", ") + name : ", NULL";
+    }
+    return sql + ", " + msLevelExpression(db) + " FROM Frames ORDER BY Id";
+}
+
+std::int64_t countOr(const CppSQLite3Query& row, int field, std::int64_t unknown) {
+    const bool isCount =
+        row.fieldType(field) == sqlite::FieldType::Integer && row.getInt64Field(field) >= 0;
+    return isCount ? row.getInt64Field(field) : unknown;
+}
+
+FrameEntry readEntry(const CppSQLite3Query& row) {
+    FrameEntry entry;
+    entry.id = row.getInt64Field(0);
+    const sqlite::FieldType time = row.fieldType(1);
+    if (time == sqlite::FieldType::Real || time == sqlite::FieldType::Integer) {
+        entry.time = row.getFloatField(1);
+    }
+    entry.scans = countOr(row, 2, -1);
+    entry.peaks = countOr(row, 3, -1);
+    entry.position = countOr(row, 4, -1);
+    const std::int64_t level = countOr(row, 5, 0);
+    entry.msLevel = level == 1 || level == 2 ? static_cast<std::int8_t>(level) : std::int8_t{0};
+    return entry;
+}
+
+// A frame reaches to the one that follows it in the file, or to the file's end.
+void measureFrames(FrameEntries& frames, std::uintmax_t blobSize) {
+    std::vector<FrameEntry*> byPosition;
+    for (FrameEntry& frame : frames) {
+        if (frame.position >= 0) {
+            byPosition.push_back(&frame);
+        }
+    }
+    std::sort(byPosition.begin(), byPosition.end(),
+              [](const FrameEntry* a, const FrameEntry* b) { return a->position < b->position; });
+    auto end = static_cast<std::int64_t>(std::min<std::uintmax_t>(blobSize, INT64_MAX));
+    for (auto frame = byPosition.rbegin(); frame != byPosition.rend(); ++frame) {
+        (*frame)->storedBytes = std::max<std::int64_t>(0, end - (*frame)->position);
+        end = (*frame)->position;
+    }
+}
+
+}  // namespace
+
+std::shared_ptr<const FrameEntries> FrameCatalog::all() { return current(false); }
+
+FrameEntries FrameCatalog::listed(std::span<const std::int64_t> ids) {
+    for (const bool mayBeOld : {true, false}) {
+        const std::shared_ptr<const FrameEntries> known = current(mayBeOld);
+        FrameEntries found;
+        bool areAllThere = true;
+        for (const std::int64_t id : ids) {
+            const auto place = std::lower_bound(
+                known->begin(), known->end(), id,
+                [](const FrameEntry& frame, std::int64_t wanted) { return frame.id < wanted; });
+            const bool isThere = place != known->end() && place->id == id;
+            areAllThere = areAllThere && isThere;
+            found.push_back(isThere ? *place : FrameEntry{.id = id});
+        }
+        if (areAllThere || !mayBeOld) {
+            return found;
+        }
+    }
+    return {};
+}
+
+std::shared_ptr<const FrameEntries> FrameCatalog::current(bool mayBeOld) {
+    const std::lock_guard lock(mutex);
+    if (frames && mayBeOld) {
+        return frames;
+    }
+    if (!db) {
+        db = std::make_unique<CppSQLite3DB>();
+        db->open(file);
+        db->execDML("PRAGMA busy_timeout=15000");
+    }
+    db->inTransaction([this] { update(); });
+    return frames;
+}
+
+void FrameCatalog::update() {
+    const std::int64_t now = db->execQuery("PRAGMA data_version").getInt64Field(0);
+    if (frames && now == version) {
+        return;
+    }
+    auto read = std::make_shared<FrameEntries>();
+    for (CppSQLite3Query row = db->execQuery(frameQuery(*db)); !row.eof(); row.nextRow()) {
+        read->push_back(readEntry(row));
+    }
+    measureFrames(*read, blobSize);
+    frames = std::move(read);
+    version = now;
+}
+
+void FrameCatalog::abandon() { static_cast<void>(db.release()); }
+
+}  // namespace lumo::run

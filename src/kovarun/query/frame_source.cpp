@@ -1,0 +1,177 @@
+#include "kovarun/query/frame_source.h"
+
+#include <algorithm>
+#include <numeric>
+#include <stdexcept>
+
+#include "calibration/transformation.h"
+#include "diag/throw.h"
+#include "sys/work_counters.h"
+
+namespace lumo::run {
+
+namespace {
+
+auto massCalibrationOf(const Reader& reader, std::int64_t frame) {
+    const sys::WorkStopwatch stopwatch(&sys::WorkCounters::queries);
+    return reader.frames().getMzTrafo(frame, false);
+}
+
+auto mobilityCalibrationOf(const Reader& reader, std::int64_t frame) {
+    const sys::WorkStopwatch stopwatch(&sys::WorkCounters::queries);
+    return reader.frames().getMobTrafo(frame);
+}
+
+}  // namespace
+
+FrameSource::FrameSource(Run& run, const Query& preparedQuery)
+    : reader(run.borrow()), query(preparedQuery), scans(reader->frames().scans()) {}
+
+const FrameBox& FrameSource::open(const FrameEntry& frame) {
+    frameId = frame.id;
+    isMassLookedUp = isMobilityLookedUp = false;
+    scanCount = scans.numberOfScans(frameId);
+    box = {};
+    box.scanEnd = std::min(query.scanEnd, scanCount);
+    box.scanBegin = std::min(query.scanBegin, box.scanEnd);
+    if (query.oneOverK0) {
+        chooseScans();
+    }
+    if (query.mz && !box.isEmpty()) {
+        chooseIndices();
+    }
+    return box;
+}
+
+void FrameSource::read(io::kova::ScanSink& sink) {
+    const bool isNormalized = query.intensities == Intensities::Normalized;
+    scans.read(
+        {frameId, box.scanBegin, box.scanEnd},
+        isNormalized ? io::kova::NormalizationType::AnalysisDefault : io::kova::NormalizationType::None,
+        sink);
+}
+
+const MassAxis* FrameSource::massAxis() {
+    if (!isMassLookedUp) {
+        try {
+            lookUpMass();
+        } catch (const std::exception&) {
+            hasMass = false;  // a frame may lack a calibration, which only matters to those who need one
+        }
+        isMassLookedUp = true;
+    }
+    return hasMass ? &*axis : nullptr;
+}
+
+std::span<const double> FrameSource::oneOverK0() {
+    if (!isMobilityLookedUp) {
+        try {
+            lookUpMobility();
+        } catch (const std::exception&) {
+            mobilities.clear();
+        }
+        isMobilityLookedUp = true;
+    }
+    return mobilities;
+}
+
+std::uint64_t FrameSource::requireMassAxis() {
+    if (!hasMass || !isMassLookedUp) {
+        lookUpMass();
+        isMassLookedUp = true;
+    }
+    if (!hasMass) {
+        LUMO_THROW(std::runtime_error("No m/z trafo available."));
+    }
+    return version;
+}
+
+std::span<const double> FrameSource::requireOneOverK0() {
+    if (mobilities.empty() || !isMobilityLookedUp) {
+        lookUpMobility();
+        isMobilityLookedUp = true;
+    }
+    if (mobilities.empty() && scanCount != 0) {
+        LUMO_THROW(std::runtime_error("No mobility trafo available."));
+    }
+    return mobilities;
+}
+
+void FrameSource::lookUpMass() {
+    auto calibration = massCalibrationOf(*reader, frameId);
+    hasMass = calibration != nullptr;
+    if (hasMass && !(axis && axis->transformator().Equals(calibration))) {
+        const sys::WorkStopwatch stopwatch(&sys::WorkCounters::conversion);
+        axis.emplace(std::move(calibration), binCount());
+        ++version;
+        isQueriedKnown = false;
+    }
+}
+
+void FrameSource::lookUpMobility() {
+    mobilities.clear();
+    mobilities = mobilitiesOf(frameId, scanCount);
+}
+
+std::vector<double> FrameSource::mobilitiesOf(std::int64_t frame, std::uint32_t count) const {
+    const auto calibration = mobilityCalibrationOf(*reader, frame);
+    if (calibration == nullptr) {
+        return {};
+    }
+    std::vector<double> values(count);
+    std::iota(values.begin(), values.end(), 0.0);
+    dynamic_cast<const ::lumo::calibration::kova::IArrayTransformator&>(*calibration)
+        .scanNumbersToOneOverK0s(values, values);
+    return values;
+}
+
+std::vector<double> FrameSource::oneOverK0Of(std::int64_t frame, std::uint32_t count) {
+    try {
+        return mobilitiesOf(frame, count);
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
+std::shared_ptr<const MassAxis> FrameSource::massAxisOf(std::int64_t frame) {
+    try {
+        auto calibration = massCalibrationOf(*reader, frame);
+        return calibration == nullptr ? nullptr
+                                      : std::make_shared<const MassAxis>(std::move(calibration), binCount());
+    } catch (const std::exception&) {
+        return nullptr;
+    }
+}
+
+// Whether 1/K0 rises or falls with the scan is the calibration's business, so every scan is asked.
+void FrameSource::chooseScans() {
+    requireOneOverK0();
+    const auto isInside = [this](std::uint32_t scan) { return query.oneOverK0->contains(mobilities[scan]); };
+    while (box.scanBegin < box.scanEnd && !isInside(box.scanBegin)) {
+        ++box.scanBegin;
+    }
+    while (box.scanBegin < box.scanEnd && !isInside(box.scanEnd - 1)) {
+        --box.scanEnd;
+    }
+    for (std::uint32_t scan = box.scanBegin; scan < box.scanEnd; ++scan) {
+        if (!isInside(scan) && box.areAllScans) {
+            box.areAllScans = false;
+            box.scans.assign(box.scanEnd - box.scanBegin, true);
+        }
+        if (!box.areAllScans) {
+            box.scans[scan - box.scanBegin] = isInside(scan);
+        }
+    }
+}
+
+void FrameSource::chooseIndices() {
+    requireMassAxis();
+    if (!isQueriedKnown) {
+        queried = axis->indicesOf(*query.mz);
+        isQueriedKnown = true;
+    }
+    box.areAllIndices = false;
+    box.indices = queried;
+}
+
+}  // namespace lumo::run

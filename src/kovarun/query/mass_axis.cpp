@@ -1,0 +1,183 @@
+#include "kovarun/query/mass_axis.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <stdexcept>
+#include <utility>
+
+#include "diag/assert.h"
+#include "diag/throw.h"
+
+namespace lumo::run {
+
+namespace {
+
+using ::lumo::calibration::ICalibrationTransformator;
+
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+
+double massOf(const ICalibrationTransformator& trafo, double index) {
+    try {
+        return trafo.DIndexToMass(index);
+    } catch (const std::exception&) {
+        return kNone;
+    }
+}
+
+using Conversion = void (ICalibrationTransformator::*)(std::span<const double>, std::span<double>) const;
+
+// So few that a conversion is not shared among threads, of which a stream has its own.
+constexpr std::size_t kPerConversion = 4000;
+
+// A conversion that fails is tried again in halves, until it is known which values fail.
+void convertWhereDefined(const ICalibrationTransformator& trafo, Conversion convert,
+                         std::span<const double> in, std::span<double> out) {
+    if (in.size() > kPerConversion) {
+        for (std::size_t begin = 0; begin < in.size(); begin += kPerConversion) {
+            const std::size_t count = std::min(kPerConversion, in.size() - begin);
+            convertWhereDefined(trafo, convert, in.subspan(begin, count), out.subspan(begin, count));
+        }
+        return;
+    }
+    const std::vector<double> values(in.begin(), in.end());  // a failure may have written some of the results
+    try {
+        (trafo.*convert)(values, out);
+    } catch (const std::exception&) {
+        const std::size_t half = values.size() / 2;
+        if (half == 0) {
+            std::fill(out.begin(), out.end(), kNone);
+            return;
+        }
+        const std::span<const double> given(values);
+        convertWhereDefined(trafo, convert, given.first(half), out.first(half));
+        convertWhereDefined(trafo, convert, given.subspan(half), out.subspan(half));
+    }
+}
+
+// A place to begin looking from; any will do.
+std::uint32_t placeOf(double index, std::uint32_t bins) {
+    if (!(index > 0.0)) {
+        return 0;
+    }
+    return index < bins ? static_cast<std::uint32_t>(std::ceil(index)) : bins;
+}
+
+}  // namespace
+
+MassAxis::MassAxis(io::kova::AnalysisReader::MzTrafoPtr calibration, std::uint32_t bins)
+    : trafo(std::move(calibration)), binCount(bins), monotonic(isIncreasing()) {
+    LUMO_ASSERT(trafo != nullptr && bins > 0);
+}
+
+bool MassAxis::isIncreasing() const {
+    const double lowest = massOf(*trafo, 0.0);
+    const double highest = massOf(*trafo, binCount - 1.0);
+    if (!std::isfinite(lowest) || !std::isfinite(highest) || (binCount > 1 && lowest >= highest)) {
+        return false;
+    }
+    const auto [low, high] = trafo->monotonicMassRange(lowest + (highest - lowest) / 2);
+    return low <= lowest && highest <= high;
+}
+
+// A first guess for all values at once, then the guesses whose neighbours disagree one by one.
+std::vector<std::uint32_t> MassAxis::bounds(std::span<const double> mz, bool above) const {
+    LUMO_ASSERT(monotonic);
+    const auto isBefore = [above](double mass, double value) { return above ? mass <= value : mass < value; };
+    std::vector<double> places(mz.size());
+    placesOf(mz, places);
+    std::vector<std::uint32_t> found(mz.size());
+    std::vector<double> neighbours;  // the index before the guess and the guess itself, of all values
+    neighbours.reserve(2 * mz.size());
+    for (std::size_t i = 0; i < mz.size(); ++i) {
+        found[i] = placeOf(places[i], binCount);
+        neighbours.push_back(std::max(found[i], 1U) - 1.0);
+        neighbours.push_back(std::min(found[i], binCount - 1));
+    }
+    massesOf(neighbours, neighbours);
+    for (std::size_t i = 0; i < mz.size(); ++i) {
+        std::uint32_t& bound = found[i];
+        const bool isAfterLast = bound > 0 && isBefore(neighbours[2 * i], mz[i]);
+        const bool isAtFirst = bound < binCount && !isBefore(neighbours[2 * i + 1], mz[i]);
+        if ((isAfterLast || bound == 0) && (isAtFirst || bound == binCount)) {
+            continue;
+        }
+        while (bound > 0 && !isBefore(massOf(*trafo, bound - 1.0), mz[i])) {
+            --bound;
+        }
+        while (bound < binCount && isBefore(massOf(*trafo, bound), mz[i])) {
+            ++bound;
+        }
+    }
+    return found;
+}
+
+std::vector<IndexRange> MassAxis::indicesOf(const Range& mz) const {
+    std::vector<IndexRange> ranges;
+    if (monotonic) {
+        const IndexRange range = {lowerBounds({&mz.low, 1})[0], upperBounds({&mz.high, 1})[0]};
+        if (range.begin < range.end) {
+            ranges.push_back(range);
+        }
+        return ranges;
+    }
+    const std::span<const double> all = allMasses();
+    for (std::uint32_t index = 0; index < binCount; ++index) {
+        if (!mz.contains(all[index])) {
+            continue;
+        }
+        if (ranges.empty() || ranges.back().end != index) {
+            ranges.push_back({index, index});
+        }
+        ranges.back().end = index + 1;
+    }
+    return ranges;
+}
+
+void MassAxis::massesOf(std::span<const double> indices, std::span<double> mz) const {
+    convertWhereDefined(*trafo, &ICalibrationTransformator::DIndexToMass, indices, mz);
+}
+
+void MassAxis::placesOf(std::span<const double> mz, std::span<double> indices) const {
+    convertWhereDefined(*trafo, &ICalibrationTransformator::MassToDIndex, mz, indices);
+}
+
+void MassAxis::cut(const std::vector<double>& edges, std::vector<IndexRange>& ranges,
+                   std::vector<std::uint32_t>& cells) const {
+    const auto lastCell = static_cast<std::uint32_t>(edges.size() - 2);
+    if (monotonic) {
+        std::vector<std::uint32_t> begins = lowerBounds(edges);
+        begins.back() = upperBounds({&edges.back(), 1})[0];
+        for (std::uint32_t cell = 0; cell <= lastCell; ++cell) {
+            if (begins[cell] < begins[cell + 1]) {
+                ranges.push_back({begins[cell], begins[cell + 1]});
+                cells.push_back(cell);
+            }
+        }
+        return;
+    }
+    for (std::uint32_t cell = 0; cell <= lastCell; ++cell) {
+        const double high =
+            cell == lastCell ? edges.back() : std::nextafter(edges[cell + 1], -Range::kInfinity);
+        for (const IndexRange& range : indicesOf({edges[cell], high})) {
+            ranges.push_back(range);
+            cells.push_back(cell);
+        }
+    }
+}
+
+std::span<const double> MassAxis::allMasses() const {
+    constexpr std::uint32_t kMostBins = 1 << 26;
+    if (binCount > kMostBins) {
+        LUMO_THROW(std::runtime_error("The mass calibration cannot be inverted over so many indices."));
+    }
+    if (masses.empty()) {
+        masses.resize(binCount);
+        std::iota(masses.begin(), masses.end(), 0.0);
+        massesOf(masses, masses);
+    }
+    return masses;
+}
+
+}  // namespace lumo::run

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+
+#include "kovadata/kvr.h"
+#include "kovarun/query/frame_catalog.h"
+#include "kovarun/run/run.h"
+
+namespace lumo::run {
+
+// A closed range of values.
+struct Range {
+    static constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+    double low = -kInfinity;
+    double high = kInfinity;
+
+    bool contains(double value) const { return value >= low && value <= high; }
+    bool isWhole() const { return low == -kInfinity && high == kInfinity; }
+};
+
+// Raises std::invalid_argument unless it is a range; `what` says of what, for the text.
+Range checkedRange(const kvr_range& range, const char* what);
+
+// A query as a stream works on it: the frames are chosen, the box is not applied yet.
+struct Query {
+    FrameEntries frames;
+    std::optional<Range> mz;
+    std::optional<Range> oneOverK0;
+    std::uint32_t scanBegin = 0;
+    std::uint32_t scanEnd = UINT32_MAX;  // scan after the last; beyond what a frame has is no failure
+    Intensities intensities = Intensities::Normalized;
+};
+
+// Checks a query and chooses its frames.
+Query prepareQuery(Run& run, const kvr_query* query);
+
+}  // namespace lumo::run

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "kova-data-reader/scan-reading/scan_sink.h"
+#include "kovarun/query/frame_source.h"
+
+namespace lumo::run {
+
+// Hands decoded scans, one after the other, to a function of (scan, indices, intensities, count) while they are still in the
+// processor's cache. Scans outside of the box are left out; indices outside of it are not.
+//
+// Where scans are compressed one by one, a later scan may turn out to be corrupt when earlier ones have been handed over. Who must not
+// see a part of a frame asks for whole frames: the scans are then kept until all of them have come.
+template <class Use>
+class ScanwiseSink final : public io::kova::ScanSink {
+public:
+    ScanwiseSink(const FrameBox& frameBox, bool wantsWholeFrames, Use function)
+        : ScanSink(kPeaksPerBatch), box(frameBox), whole(wantsWholeFrames), use(std::move(function)) {}
+
+    // Reads the scans of the box.
+    void readFrom(FrameSource& source) {
+        source.read(*this);
+        if (isKept) {
+            handOver(firstScan, firstScan + static_cast<std::uint32_t>(keptScans));
+        }
+    }
+
+    void start(const io::kova::LoadedRange& loaded) override {
+        isKept = whole && !loaded.peakBound;
+        firstScan = loaded.range.begin;
+        keptScans = keptPeaks = 0;
+    }
+
+    io::kova::ScanTargets place(const io::kova::ScanBatch& batch) override {
+        if (batch.peakBound == 0 && !isKept) {
+            return {};  // such a frame may claim billions of scans
+        }
+        grow(counts, keptScans + batch.size());
+        grow(indices, keptPeaks + batch.peakBound);
+        grow(intensities, keptPeaks + batch.peakBound);
+        return {.counts = reinterpret_cast<std::byte*>(counts.data() + keptScans),
+                .indices = reinterpret_cast<std::byte*>(indices.data() + keptPeaks),
+                .intensities = reinterpret_cast<std::byte*>(intensities.data() + keptPeaks)};
+    }
+
+    void accept(const io::kova::ScanBatch& batch, const io::kova::ScanTargets& after) override {
+        if (isKept) {
+            keptScans += batch.size();
+            keptPeaks += after.peaks;
+        } else if (batch.peakBound != 0) {
+            handOver(batch.begin, batch.end);
+        }
+    }
+
+private:
+    static constexpr std::uint64_t kPeaksPerBatch = 8192;
+
+    static void grow(std::vector<std::uint32_t>& buffer, std::uint64_t size) {
+        if (buffer.size() < size) {
+            buffer.resize(size);
+        }
+    }
+
+    void handOver(std::uint32_t begin, std::uint32_t end) {
+        const std::uint32_t* index = indices.data();
+        const std::uint32_t* intensity = intensities.data();
+        for (std::uint32_t scan = begin; scan < end; ++scan) {
+            const std::size_t count = counts[scan - begin];
+            if (count != 0 && box.containsScan(scan)) {
+                use(scan, index, intensity, count);
+            }
+            index += count;
+            intensity += count;
+        }
+    }
+
+    const FrameBox& box;
+    const bool whole;
+    Use use;
+    bool isKept = false;  // until the frame is complete
+    std::uint32_t firstScan = 0;
+    std::uint64_t keptScans = 0;
+    std::uint64_t keptPeaks = 0;
+    std::vector<std::uint32_t> counts;
+    std::vector<std::uint32_t> indices;
+    std::vector<std::uint32_t> intensities;
+};
+
+}  // namespace lumo::run

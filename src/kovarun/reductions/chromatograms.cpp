@@ -1,0 +1,96 @@
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "diag/throw.h"
+#include "kovarun/arrow/builders.h"
+#include "kovarun/pipeline/frame_stream.h"
+#include "kovarun/reductions/reductions.h"
+#include "kovarun/reductions/target_values.h"
+
+namespace lumo::run {
+
+namespace {
+
+constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
+
+template <Reduce kind>
+class ChromatogramReader final : public GroupReader {
+public:
+    ChromatogramReader(const FrameWork& shared, std::span<const Target> wanted)
+        : work(shared),
+          targets(wanted),
+          source(*shared.run, shared.query),
+          values(wanted, shared.control.skipsDamaged) {}
+
+    arrow::RecordBatch read(const FrameGroup& group, std::vector<DamagedFrame>& damaged) override {
+        arrow::NumberBuilder<std::int64_t> ids;
+        arrow::NumberBuilder<double> times;
+        std::vector<std::uint64_t> rows;
+        rows.reserve((group.end - group.begin) * targets.size());
+        for (std::size_t i = group.begin; i < group.end; ++i) {
+            const FrameEntry& frame = work.query.frames[i];
+            doOrNote(frame, work.control.skipsDamaged, damaged, [&] {
+                addRow(frame, rows);
+                ids.append(frame.id);
+                times.append(std::isnan(frame.time) ? std::nullopt : std::optional(frame.time));
+            });
+        }
+        arrow::RecordBatch batch;
+        batch.length = static_cast<std::int64_t>(ids.length());
+        const std::size_t length = ids.length();
+        batch.columns = {ids.intoColumn(), times.intoColumn(),
+                         arrow::fixedSizeLists(length, targets.size(), arrow::toBuffer(std::move(rows)))};
+        return batch;
+    }
+
+private:
+    void addRow(const FrameEntry& frame, std::vector<std::uint64_t>& rows) {
+        const FrameBox& box = source.open(frame);
+        const std::span<const std::uint64_t> ofTargets = values.of(source, box);
+        for (std::size_t t = 0; t < targets.size(); ++t) {
+            const bool isInTime = targets[t].time.isWhole() || targets[t].time.contains(frame.time);
+            rows.push_back(isInTime ? ofTargets[t] : 0);
+        }
+    }
+
+    const FrameWork& work;
+    const std::span<const Target> targets;
+    FrameSource source;
+    TargetValues<kind> values;
+};
+
+}  // namespace
+
+std::unique_ptr<arrow::BatchSource> makeChromatograms(std::shared_ptr<Run> run, Query query,
+                                                      std::vector<Target> targets, Reduce reduce,
+                                                      const Control& control) {
+    const std::uint64_t bytesPerFrame = 8 * (targets.size() + 2);
+    if (bytesPerFrame > control.limits.memoryBudget) {
+        LUMO_THROW(std::runtime_error("One frame of the chromatograms needs " +
+                                      std::to_string(bytesPerFrame >> 20) +
+                                      " MB, which the memory budget does not allow."));
+    }
+    const std::size_t mostFrames =
+        std::max<std::uint64_t>(1, control.limits.memoryBudget / 16 / bytesPerFrame);
+    std::vector<FrameGroup> groups = groupFrames(query.frames, kPeaksPerGroup, mostFrames);
+    auto work = std::make_shared<const FrameWork>(
+        FrameWork{std::move(run), std::move(query), control, std::move(groups)});
+    const std::string list = "+w:" + std::to_string(targets.size());
+    auto wanted = std::make_shared<const std::vector<Target>>(std::move(targets));
+    return makeGroupStream(
+        work,
+        {{{"frame", "l", false, {}},
+          {"time", "g", true, {}},
+          {"intensity", list, false, {{"item", "L", false, {}}}}},
+         [work = work.get(), wanted, reduce] {
+             return withReduce(reduce, [&]<Reduce kind>() -> std::unique_ptr<GroupReader> {
+                 return std::make_unique<ChromatogramReader<kind>>(*work, *wanted);
+             });
+         },
+         [bytesPerFrame](const FrameGroup& group) { return (group.end - group.begin) * bytesPerFrame; }});
+}
+
+}  // namespace lumo::run

@@ -1,0 +1,103 @@
+#include "kovarun/reductions/image_axes.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <string>
+
+#include "diag/throw.h"
+#include "kovarun/query/frame_source.h"
+
+namespace lumo::run {
+
+namespace {
+
+constexpr std::uint32_t kMostCells = 1 << 24;
+
+Range timesOf(const FrameEntries& frames) {
+    Range range = {Range::kInfinity, -Range::kInfinity};
+    for (const FrameEntry& frame : frames) {
+        if (std::isfinite(frame.time)) {
+            range = {std::min(range.low, frame.time), std::max(range.high, frame.time)};
+        }
+    }
+    return range;
+}
+
+Range hullOf(std::span<const double> values) {
+    Range range = {Range::kInfinity, -Range::kInfinity};
+    for (const double value : values) {
+        if (std::isfinite(value)) {
+            range = {std::min(range.low, value), std::max(range.high, value)};
+        }
+    }
+    return range;
+}
+
+// Of the first frame of which it is known.
+Range calibratedRange(Run& run, const Query& query, std::uint32_t kind) {
+    FrameSource source(run, query);
+    for (const FrameEntry& frame : query.frames) {
+        if (kind == KVR_AXIS_MZ) {
+            if (const auto axis = source.massAxisOf(frame.id)) {
+                const double ends[] = {0.0, source.binCount() - 1.0};
+                double masses[2];
+                axis->massesOf(ends, masses);
+                return {std::max(0.0, std::min(masses[0], masses[1])), std::max(masses[0], masses[1])};
+            }
+        } else if (const auto mobilities = source.oneOverK0Of(frame.id, source.numberOfScansOf(frame.id));
+                   !mobilities.empty()) {
+            return hullOf(mobilities);
+        }
+    }
+    return {Range::kInfinity, -Range::kInfinity};
+}
+
+Range naturalRange(Run& run, const Query& query, std::uint32_t kind) {
+    if (kind == KVR_AXIS_TIME) {
+        return timesOf(query.frames);
+    }
+    const std::optional<Range>& asked = kind == KVR_AXIS_MZ ? query.mz : query.oneOverK0;
+    const bool isFinite = asked && std::isfinite(asked->low) && std::isfinite(asked->high);
+    return isFinite ? *asked : calibratedRange(run, query, kind);
+}
+
+}  // namespace
+
+kvr_axis completeAxis(Run& run, const Query& query, const kvr_axis& axis) {
+    static constexpr const char* kNames[] = {"time", "m/z", "1/K0"};
+    if (axis.kind > KVR_AXIS_ONE_OVER_K0) {
+        LUMO_THROW(std::invalid_argument("There is no axis of kind " + std::to_string(axis.kind) + "."));
+    }
+    const std::string name = kNames[axis.kind];
+    if (axis.bins == 0 || axis.bins > kMostCells) {
+        LUMO_THROW(std::invalid_argument("The axis of " + name + " cannot have " + std::to_string(axis.bins) +
+                                         " cells."));
+    }
+    kvr_axis complete = axis;
+    if (std::isnan(axis.low) && std::isnan(axis.high)) {
+        const Range range = naturalRange(run, query, axis.kind);
+        if (range.low > range.high) {
+            LUMO_THROW(std::runtime_error("The frames have no " + name + " to draw."));
+        }
+        complete.low = range.low;
+        complete.high = range.high == range.low ? std::nextafter(range.low, Range::kInfinity) : range.high;
+    }
+    if (!std::isfinite(complete.low) || !std::isfinite(complete.high) || !(complete.low < complete.high)) {
+        LUMO_THROW(std::invalid_argument("The axis of " + name + " has no range."));
+    }
+    return complete;
+}
+
+GridAxis toGridAxis(const kvr_axis& axis) {
+    GridAxis grid;
+    grid.kind = static_cast<GridAxis::Kind>(axis.kind);
+    const double width = (axis.high - axis.low) / axis.bins;
+    for (std::uint32_t cell = 0; cell < axis.bins; ++cell) {
+        grid.edges.push_back(axis.low + cell * width);
+    }
+    grid.edges.push_back(axis.high);
+    return grid;
+}
+
+}  // namespace lumo::run

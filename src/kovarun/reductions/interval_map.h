@@ -1,0 +1,66 @@
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "diag/assert.h"
+#include "kovarun/query/mass_axis.h"
+
+namespace lumo::run {
+
+// Cuts any number of ranges of indices, which may overlap, into pieces that do not, and finds the piece of an index. Thousands of ranges
+// cost no more per peak than one: a bit says whether an index is in any of them, which most are not, and the number of pieces
+// that begin before it says in which.
+class IntervalMap {
+public:
+    // Pieces [begin, end) of a range; none for an empty one.
+    struct Pieces {
+        std::uint32_t begin = 0;
+        std::uint32_t end = 0;
+    };
+
+    // `bins` is the number of indices.
+    void build(std::span<const IndexRange> ranges, std::uint32_t bins);
+
+    std::size_t pieceCount() const { return pieces; }
+    Pieces piecesOf(const IndexRange& range) const {
+        return range.begin < range.end ? Pieces{beginsBefore(range.begin), beginsBefore(range.end)}
+                                       : Pieces{};
+    }
+
+    // Writes the positions of those indices that are in any range, ascending, and returns how many they are.
+    std::size_t findWanted(const std::uint32_t* indices, std::size_t count, std::uint32_t* positions) const {
+        std::size_t found = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            positions[found] = static_cast<std::uint32_t>(i);
+            found += wanted[indices[i] / 64] >> indices[i] % 64 & 1;
+        }
+        return found;
+    }
+
+    // The piece of an index that is in a range.
+    std::uint32_t pieceOf(std::uint32_t index) const { return beginsBefore(index + 1) - 1; }
+
+private:
+    // The number of pieces that begin before an index.
+    std::uint32_t beginsBefore(std::uint32_t index) const {
+        const std::uint64_t below = (std::uint64_t{1} << index % 64) - 1;
+        return beginsBeforeWord[index / 64] +
+               static_cast<std::uint32_t>(std::popcount(begins[index / 64] & below));
+    }
+
+    void markBoundaries(std::span<const IndexRange> ranges);
+    void markWanted();
+
+    std::vector<std::uint64_t> wanted;  // a bit per index: whether it is in a range
+    std::vector<std::uint64_t> begins;  // a bit per index: whether a piece begins there
+    std::vector<std::uint32_t> beginsBeforeWord;
+    std::vector<std::uint32_t> starts;  // of ranges, ascending
+    std::vector<std::uint32_t> ends;
+    std::size_t pieces = 0;
+};
+
+}  // namespace lumo::run

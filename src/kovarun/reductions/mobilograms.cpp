@@ -1,0 +1,114 @@
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "diag/throw.h"
+#include "kovarun/arrow/builders.h"
+#include "kovarun/pipeline/frame_stream.h"
+#include "kovarun/reductions/reductions.h"
+#include "kovarun/reductions/target_values.h"
+
+namespace lumo::run {
+
+namespace {
+
+constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
+
+std::uint64_t mostScans(const FrameEntries& frames) {
+    std::int64_t most = 1;
+    for (const FrameEntry& frame : frames) {
+        most = std::max(most, frame.scans);
+    }
+    return static_cast<std::uint64_t>(most);
+}
+
+template <Reduce kind>
+class MobilogramSum final : public Accumulator {
+public:
+    MobilogramSum(const FrameWork& shared, std::span<const Target> wanted)
+        : work(shared), targets(wanted), values(wanted, shared.control.skipsDamaged) {}
+
+    void add(FrameSource& source, const FrameBox& box, const FrameEntry& frame) override {
+        grow(source.numberOfScans());
+        values.ofScans(source, box, [&](std::uint32_t scan, std::uint32_t target, std::uint64_t value) {
+            if (isInTime(targets[target].time, frame.time)) {
+                reduceInto<kind>(table[scan * targets.size() + target], value);
+            }
+        });
+    }
+
+    void merge(Accumulator& other) override {
+        auto& another = static_cast<MobilogramSum&>(other);
+        grow(another.scans);
+        for (std::size_t i = 0; i < another.table.size(); ++i) {
+            reduceInto<kind>(table[i], another.table[i]);
+        }
+    }
+
+    arrow::RecordBatch finish() override {
+        arrow::NumberBuilder<std::uint32_t> numbers;
+        arrow::NumberBuilder<double> mobilities;
+        const std::vector<double> known =
+            work.query.frames.empty()
+                ? std::vector<double>()
+                : FrameSource(*work.run, work.query).oneOverK0Of(work.query.frames.front().id, scans);
+        for (std::uint32_t scan = 0; scan < scans; ++scan) {
+            numbers.append(scan);
+            mobilities.append(known.empty() ? std::nullopt : std::optional(known[scan]));
+        }
+        arrow::RecordBatch batch;
+        batch.length = scans;
+        batch.columns = {numbers.intoColumn(), mobilities.intoColumn(),
+                         arrow::fixedSizeLists(scans, targets.size(), arrow::toBuffer(std::move(table)))};
+        return batch;
+    }
+
+private:
+    static bool isInTime(const Range& range, double time) { return range.isWhole() || range.contains(time); }
+
+    void grow(std::uint32_t count) {
+        if (count <= scans) {
+            return;
+        }
+        const std::uint64_t bytes = std::uint64_t{8} * count * targets.size();
+        if (bytes > work.control.limits.memoryBudget) {
+            LUMO_THROW(std::logic_error("The mobilograms need " + std::to_string(bytes >> 20) +
+                                        " MB, which the memory budget does not allow."));
+        }
+        table.resize(count * targets.size());
+        scans = count;
+    }
+
+    const FrameWork& work;
+    const std::span<const Target> targets;
+    TargetValues<kind> values;
+    std::vector<std::uint64_t> table;  // scans x targets
+    std::uint32_t scans = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<arrow::BatchSource> makeMobilograms(std::shared_ptr<Run> run, Query query,
+                                                    std::vector<Target> targets, Reduce reduce,
+                                                    const Control& control) {
+    const std::uint64_t bytes = 8 * mostScans(query.frames) * targets.size();
+    std::vector<FrameGroup> groups = groupFrames(query.frames, kPeaksPerGroup);
+    auto work = std::make_shared<const FrameWork>(
+        FrameWork{std::move(run), std::move(query), control, std::move(groups)});
+    const std::string list = "+w:" + std::to_string(targets.size());
+    auto wanted = std::make_shared<const std::vector<Target>>(std::move(targets));
+    return makeFoldStream(work, {{{"scan", "I", false, {}},
+                                  {"one_over_k0", "g", true, {}},
+                                  {"intensity", list, false, {{"item", "L", false, {}}}}},
+                                 [work = work.get(), wanted, reduce] {
+                                     return withReduce(
+                                         reduce, [&]<Reduce kind>() -> std::unique_ptr<Accumulator> {
+                                             return std::make_unique<MobilogramSum<kind>>(*work, *wanted);
+                                         });
+                                 },
+                                 bytes});
+}
+
+}  // namespace lumo::run

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <stdexcept>
+#include <string>
+
+#include "diag/throw.h"
+#include "kovadata/kvr.h"
+
+namespace lumo::run {
+
+// What becomes of intensities that fall together. A value of 0 stands for none, whatever the kind.
+enum class Reduce { Sum, Max, Count };
+
+inline Reduce checkedReduce(std::uint32_t value) {
+    if (value > KVR_REDUCE_COUNT) {
+        LUMO_THROW(std::invalid_argument("There is no reduction " + std::to_string(value) + "."));
+    }
+    return static_cast<Reduce>(value);
+}
+
+template <Reduce kind>
+inline void reduceInto(std::uint64_t& value, std::uint64_t other) {
+    if constexpr (kind == Reduce::Max) {
+        value = std::max(value, other);
+    } else {
+        value += other;
+    }
+}
+
+// What a single peak counts.
+template <Reduce kind>
+inline std::uint64_t worthOf(std::uint32_t intensity) {
+    return kind == Reduce::Count ? 1 : intensity;
+}
+
+template <Reduce kind>
+inline std::uint64_t reduced(std::span<const std::uint64_t> values) {
+    std::uint64_t value = 0;
+    for (const std::uint64_t other : values) {
+        reduceInto<kind>(value, other);
+    }
+    return value;
+}
+
+// Calls a function template for a kind that is known when the program runs.
+template <class Function>
+auto withReduce(Reduce kind, Function&& function) {
+    switch (kind) {
+        case Reduce::Max:
+            return function.template operator()<Reduce::Max>();
+        case Reduce::Count:
+            return function.template operator()<Reduce::Count>();
+        case Reduce::Sum:
+            break;
+    }
+    return function.template operator()<Reduce::Sum>();
+}
+
+}  // namespace lumo::run

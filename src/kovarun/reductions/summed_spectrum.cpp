@@ -1,0 +1,165 @@
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "kovarun/arrow/builders.h"
+#include "kovarun/pipeline/frame_stream.h"
+#include "kovarun/query/scanwise_sink.h"
+#include "kovarun/reductions/reductions.h"
+
+namespace lumo::run {
+
+namespace {
+
+constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
+
+struct Bin {
+    std::uint64_t intensity = 0;
+    std::uint64_t count = 0;
+};
+
+// Sums by index. Frames that convert as the first one are added as they are. What another frame has at an index moves to the index
+// of the same m/z, once per index that occurs in it.
+class SpectrumSum final : public Accumulator {
+public:
+    SpectrumSum(const FrameWork& shared, std::shared_ptr<const MassAxis> firstAxis, std::uint32_t bins)
+        : work(shared), reference(std::move(firstAxis)), sums(bins) {}
+
+    void add(FrameSource& source, const FrameBox& box, const FrameEntry& /*frame*/) override {
+        if (box.isEmpty()) {
+            return;
+        }
+        const MassAxis* const axis = reference ? source.massAxis() : nullptr;
+        if (axis == nullptr || axis->convertsAs(*reference)) {
+            addPeaks(source, box,
+                     [this](std::uint32_t index, std::uint32_t intensity) { addTo(sums[index], intensity); });
+            return;
+        }
+        ofFrame.resize(sums.size());
+        try {
+            addPeaks(source, box, [this](std::uint32_t index, std::uint32_t intensity) {
+                if (ofFrame[index].count == 0) {
+                    occupied.push_back(index);
+                }
+                addTo(ofFrame[index], intensity);
+            });
+        } catch (...) {
+            forgetFrame();
+            throw;
+        }
+        moveFrame(*axis);
+    }
+
+    void merge(Accumulator& other) override {
+        const auto& another = static_cast<const SpectrumSum&>(other);
+        for (std::size_t i = 0; i < sums.size(); ++i) {
+            sums[i].intensity += another.sums[i].intensity;
+            sums[i].count += another.sums[i].count;
+        }
+    }
+
+    arrow::RecordBatch finish() override {
+        std::vector<std::uint32_t> indices;
+        std::vector<std::uint64_t> intensities;
+        std::vector<std::uint64_t> counts;
+        for (std::uint32_t index = 0; index < sums.size(); ++index) {
+            if (sums[index].count != 0) {
+                indices.push_back(index);
+                intensities.push_back(sums[index].intensity);
+                counts.push_back(sums[index].count);
+            }
+        }
+        arrow::RecordBatch batch;
+        const std::size_t length = indices.size();
+        batch.length = static_cast<std::int64_t>(length);
+        arrow::Column masses = massesOf(indices);
+        batch.columns = {arrow::numbers(length, arrow::toBuffer(std::move(indices))), std::move(masses),
+                         arrow::numbers(length, arrow::toBuffer(std::move(intensities))),
+                         arrow::numbers(length, arrow::toBuffer(std::move(counts)))};
+        return batch;
+    }
+
+private:
+    static void addTo(Bin& bin, std::uint32_t intensity) {
+        bin.intensity += intensity;
+        ++bin.count;
+    }
+
+    void addPeaks(FrameSource& source, const FrameBox& box, const auto& addPeak) {
+        ScanwiseSink sink(box, work.control.skipsDamaged,
+                          [&](std::uint32_t, const std::uint32_t* indices, const std::uint32_t* intensities,
+                              std::size_t count) {
+                              for (std::size_t i = 0; i < count; ++i) {
+                                  if (box.containsIndex(indices[i])) {
+                                      addPeak(indices[i], intensities[i]);
+                                  }
+                              }
+                          });
+        sink.readFrom(source);
+    }
+
+    void moveFrame(const MassAxis& axis) {
+        std::vector<double> places(occupied.begin(), occupied.end());
+        axis.massesOf(places, places);
+        reference->placesOf(places, places);
+        const double last = static_cast<double>(sums.size() - 1);
+        for (std::size_t i = 0; i < occupied.size(); ++i) {
+            const double place =
+                std::isnan(places[i]) ? occupied[i] : std::clamp(std::floor(places[i] + 0.5), 0.0, last);
+            Bin& target = sums[static_cast<std::size_t>(place)];
+            target.intensity += ofFrame[occupied[i]].intensity;
+            target.count += ofFrame[occupied[i]].count;
+        }
+        forgetFrame();
+    }
+
+    void forgetFrame() {
+        for (const std::uint32_t index : occupied) {
+            ofFrame[index] = {};
+        }
+        occupied.clear();
+    }
+
+    arrow::Column massesOf(const std::vector<std::uint32_t>& indices) const {
+        std::vector<double> masses(indices.begin(), indices.end());
+        if (reference) {
+            reference->massesOf(masses, masses);
+        }
+        arrow::NumberBuilder<double> column;
+        for (const double mass : masses) {
+            column.append(reference && !std::isnan(mass) ? std::optional(mass) : std::nullopt);
+        }
+        return column.intoColumn();
+    }
+
+    const FrameWork& work;
+    const std::shared_ptr<const MassAxis> reference;  // of the first frame; null if that has none
+    std::vector<Bin> sums;                            // by index of the first frame
+    std::vector<Bin> ofFrame;             // of a frame that converts differently, by its own index
+    std::vector<std::uint32_t> occupied;  // indices of that
+};
+
+}  // namespace
+
+std::unique_ptr<arrow::BatchSource> makeSummedSpectrum(std::shared_ptr<Run> run, Query query,
+                                                       const Control& control) {
+    std::vector<FrameGroup> groups = groupFrames(query.frames, kPeaksPerGroup);
+    auto work = std::make_shared<const FrameWork>(
+        FrameWork{std::move(run), std::move(query), control, std::move(groups)});
+    FrameSource first(*work->run, work->query);
+    std::shared_ptr<const MassAxis> reference;
+    if (!work->query.frames.empty()) {
+        reference = first.massAxisOf(work->query.frames.front().id);
+    }
+    const std::uint32_t bins = first.binCount();
+    return makeFoldStream(work, {{{"tof_index", "I", false, {}},
+                                  {"mz", "g", true, {}},
+                                  {"intensity", "L", false, {}},
+                                  {"count", "L", false, {}}},
+                                 [work = work.get(), reference, bins] {
+                                     return std::make_unique<SpectrumSum>(*work, reference, bins);
+                                 },
+                                 2 * sizeof(Bin) * std::uint64_t{bins}});
+}
+
+}  // namespace lumo::run

@@ -1,0 +1,189 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <numeric>
+#include <span>
+#include <vector>
+
+#include "kovarun/query/scanwise_sink.h"
+#include "kovarun/reductions/interval_map.h"
+#include "kovarun/reductions/reduce.h"
+#include "kovarun/reductions/targets.h"
+
+// Reduces the peaks of a frame to one value per target. Peaks are added to the pieces of the interval map, of which there are few more
+// than targets, and targets are put together from pieces: for a whole frame at its end, for a part of its scans where it begins and
+// ends. So the work per peak does not depend on the number of targets.
+namespace lumo::run {
+
+template <Reduce kind>
+class TargetValues {
+public:
+    TargetValues(std::span<const Target> targets, bool wantsWholeFrames)
+        : boxFinder(targets), whole(wantsWholeFrames), values(targets.size()) {}
+
+    // One value per target, for the current frame of the source; valid until the next call.
+    std::span<const std::uint64_t> of(FrameSource& source, const FrameBox& frameBox) {
+        std::fill(values.begin(), values.end(), 0);
+        if (frameBox.isEmpty() || !prepare(source, frameBox)) {
+            return values;
+        }
+        if (boxFinder.holdAllScans()) {
+            addUp(source, frameBox);
+            addWholeFrame();
+        } else if constexpr (kind == Reduce::Max) {
+            addScanByScan(source, frameBox);
+        } else {
+            addBetweenBoundaries(source, frameBox);
+        }
+        return values;
+    }
+
+    // Calls use(scan, target, value) for the targets that have peaks in a scan.
+    template <class Use>
+    void ofScans(FrameSource& source, const FrameBox& frameBox, const Use& use) {
+        if (frameBox.isEmpty() || !prepare(source, frameBox)) {
+            return;
+        }
+        scanByScan(source, frameBox, [&](std::uint32_t scan) {
+            for (std::size_t i = 0; i < boxes.size(); ++i) {
+                if (scan >= boxes[i].scanBegin && scan < boxes[i].scanEnd) {
+                    if (const std::uint64_t value = valueOf(pieces[i])) {
+                        use(scan, boxes[i].target, value);
+                    }
+                }
+            }
+        });
+    }
+
+private:
+    bool prepare(FrameSource& source, const FrameBox& frameBox) {
+        boxes = boxFinder.find(source, frameBox);
+        if (boxFinder.haveChanged()) {
+            ranges.clear();
+            for (const TargetBox& box : boxes) {
+                ranges.push_back(box.indices);
+            }
+            map.build(ranges, source.binCount());
+            pieces.clear();
+            for (const TargetBox& box : boxes) {
+                pieces.push_back(map.piecesOf(box.indices));
+            }
+            sortBoundaries();
+        }
+        sums.assign(map.pieceCount(), 0);
+        return !boxes.empty();
+    }
+
+    void sortBoundaries() {
+        const auto sorted = [this](std::vector<std::uint32_t>& order, auto boundary) {
+            order.resize(boxes.size());
+            std::iota(order.begin(), order.end(), 0U);
+            std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+                return boundary(boxes[a]) < boundary(boxes[b]);
+            });
+        };
+        if (!boxFinder.holdAllScans()) {
+            sorted(byBegin, [](const TargetBox& box) { return box.scanBegin; });
+            sorted(byEnd, [](const TargetBox& box) { return box.scanEnd; });
+        }
+    }
+
+    void addPeaks(const std::uint32_t* indices, const std::uint32_t* intensities, std::size_t count) {
+        if (positions.size() < count) {
+            positions.resize(count);
+        }
+        const std::size_t found = map.findWanted(indices, count, positions.data());
+        for (std::size_t i = 0; i < found; ++i) {
+            const std::uint32_t position = positions[i];
+            reduceInto<kind>(sums[map.pieceOf(indices[position])], worthOf<kind>(intensities[position]));
+        }
+    }
+
+    std::uint64_t valueOf(const IntervalMap::Pieces& part) const {
+        return reduced<kind>(std::span(sums).subspan(part.begin, part.end - part.begin));
+    }
+
+    void addUp(FrameSource& source, const FrameBox& frameBox) {
+        ScanwiseSink sink(
+            frameBox, whole,
+            [this](std::uint32_t, const std::uint32_t* indices, const std::uint32_t* intensities,
+                   std::size_t count) { addPeaks(indices, intensities, count); });
+        sink.readFrom(source);
+    }
+
+    void addWholeFrame() {
+        if constexpr (kind != Reduce::Max) {
+            std::exclusive_scan(sums.begin(), sums.end(), sums.begin(), std::uint64_t{0});
+        }
+        for (std::size_t i = 0; i < boxes.size(); ++i) {
+            if constexpr (kind == Reduce::Max) {
+                reduceInto<kind>(values[boxes[i].target], valueOf(pieces[i]));
+            } else {
+                values[boxes[i].target] += sums[pieces[i].end] - sums[pieces[i].begin];
+            }
+        }
+    }
+
+    // A target's value is what its pieces have gained between its first scan and its last.
+    void addBetweenBoundaries(FrameSource& source, const FrameBox& frameBox) {
+        bases.resize(boxes.size());
+        std::size_t begun = 0;
+        std::size_t ended = 0;
+        const auto advanceTo = [&](std::uint64_t scan) {
+            for (; begun < boxes.size() && boxes[byBegin[begun]].scanBegin <= scan; ++begun) {
+                bases[byBegin[begun]] = valueOf(pieces[byBegin[begun]]);
+            }
+            for (; ended < boxes.size() && boxes[byEnd[ended]].scanEnd <= scan; ++ended) {
+                const std::uint32_t box = byEnd[ended];
+                values[boxes[box].target] += valueOf(pieces[box]) - bases[box];
+            }
+        };
+        ScanwiseSink sink(frameBox, whole,
+                          [&](std::uint32_t scan, const std::uint32_t* indices,
+                              const std::uint32_t* intensities, std::size_t count) {
+                              advanceTo(scan);
+                              addPeaks(indices, intensities, count);
+                          });
+        sink.readFrom(source);
+        advanceTo(std::uint64_t{frameBox.scanEnd} + 1);
+    }
+
+    template <class Use>
+    void scanByScan(FrameSource& source, const FrameBox& frameBox, const Use& use) {
+        ScanwiseSink sink(frameBox, whole,
+                          [&](std::uint32_t scan, const std::uint32_t* indices,
+                              const std::uint32_t* intensities, std::size_t count) {
+                              std::fill(sums.begin(), sums.end(), 0);
+                              addPeaks(indices, intensities, count);
+                              use(scan);
+                          });
+        sink.readFrom(source);
+    }
+
+    void addScanByScan(FrameSource& source, const FrameBox& frameBox) {
+        scanByScan(source, frameBox, [this](std::uint32_t scan) {
+            for (std::size_t i = 0; i < boxes.size(); ++i) {
+                if (scan >= boxes[i].scanBegin && scan < boxes[i].scanEnd) {
+                    reduceInto<kind>(values[boxes[i].target], valueOf(pieces[i]));
+                }
+            }
+        });
+    }
+
+    TargetBoxes boxFinder;
+    const bool whole;
+    std::span<const TargetBox> boxes;
+    std::vector<IndexRange> ranges;           // of the boxes
+    std::vector<IntervalMap::Pieces> pieces;  // of the boxes
+    IntervalMap map;
+    std::vector<std::uint64_t> sums;     // of the pieces, so far
+    std::vector<std::uint64_t> bases;    // of the boxes: what their pieces had when they began
+    std::vector<std::uint32_t> byBegin;  // boxes by their first scan
+    std::vector<std::uint32_t> byEnd;    // boxes by the scan after their last
+    std::vector<std::uint32_t> positions;
+    std::vector<std::uint64_t> values;
+};
+
+}  // namespace lumo::run

@@ -1,0 +1,137 @@
+#include "kovarun/reductions/targets.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <string>
+
+#include "diag/throw.h"
+
+namespace lumo::run {
+
+namespace {
+
+// Both sorted, and in neither do ranges touch.
+std::vector<IndexRange> intersection(const std::vector<IndexRange>& a, const std::vector<IndexRange>& b) {
+    std::vector<IndexRange> common;
+    for (auto left = a.begin(), right = b.begin(); left != a.end() && right != b.end();) {
+        const IndexRange both = {std::max(left->begin, right->begin), std::min(left->end, right->end)};
+        if (both.begin < both.end) {
+            common.push_back(both);
+        }
+        left->end < right->end ? ++left : ++right;
+    }
+    return common;
+}
+
+}  // namespace
+
+std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t count) {
+    if (targets == nullptr && count != 0) {
+        LUMO_THROW(std::invalid_argument("There are no targets."));
+    }
+    std::vector<Target> checked;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        const std::string of = " of target " + std::to_string(i);
+        checked.push_back({checkedRange(targets[i].mz, ("m/z" + of).c_str()),
+                           checkedRange(targets[i].one_over_k0, ("1/K0" + of).c_str()),
+                           checkedRange(targets[i].time, ("time" + of).c_str())});
+    }
+    return checked;
+}
+
+std::span<const TargetBox> TargetBoxes::find(FrameSource& source, const FrameBox& frameBox) {
+    const bool hasMassRanges =
+        std::any_of(targets.begin(), targets.end(), [](const Target& t) { return !t.mz.isWhole(); });
+    const bool hasMobilityRanges =
+        std::any_of(targets.begin(), targets.end(), [](const Target& t) { return !t.oneOverK0.isWhole(); });
+    const std::uint64_t version = hasMassRanges ? source.requireMassAxis() : source.massVersion();
+    changed =
+        isFirst || version != massVersion || scanBegin != frameBox.scanBegin || scanEnd != frameBox.scanEnd;
+    if (hasMobilityRanges) {
+        const std::span<const double> now = source.requireOneOverK0();
+        if (!std::equal(now.begin(), now.end(), mobilities.begin(), mobilities.end())) {
+            mobilities.assign(now.begin(), now.end());
+            changed = true;
+        }
+    }
+    if (changed) {
+        isFirst = false;
+        massVersion = version;
+        scanBegin = frameBox.scanBegin;
+        scanEnd = frameBox.scanEnd;
+        findIndices(source, frameBox);
+        findScans();
+        combine();
+    }
+    return boxes;
+}
+
+void TargetBoxes::findIndices(FrameSource& source, const FrameBox& frameBox) {
+    const MassAxis* const axis = source.massAxis();
+    indices.assign(targets.size(), {});
+    if (axis != nullptr && axis->isMonotonic()) {
+        findIndicesAtOnce(*axis);
+    }
+    for (std::size_t i = 0; i < targets.size(); ++i) {
+        if (targets[i].mz.isWhole()) {
+            indices[i] = {{0, source.binCount()}};  // also where there is no m/z
+        } else if (!axis->isMonotonic()) {
+            indices[i] = axis->indicesOf(targets[i].mz);
+        }
+        if (!frameBox.areAllIndices) {
+            indices[i] = intersection(indices[i], frameBox.indices);
+        }
+    }
+}
+
+void TargetBoxes::findIndicesAtOnce(const MassAxis& axis) {
+    std::vector<double> low;
+    std::vector<double> high;
+    for (const Target& target : targets) {
+        low.push_back(target.mz.low);
+        high.push_back(target.mz.high);
+    }
+    const std::vector<std::uint32_t> begins = axis.lowerBounds(low);
+    const std::vector<std::uint32_t> ends = axis.upperBounds(high);
+    for (std::size_t i = 0; i < targets.size(); ++i) {
+        if (begins[i] < ends[i]) {
+            indices[i] = {{begins[i], ends[i]}};
+        }
+    }
+}
+
+void TargetBoxes::findScans() {
+    scans.assign(targets.size(), {});
+    allScans = true;
+    for (std::size_t i = 0; i < targets.size(); ++i) {
+        if (targets[i].oneOverK0.isWhole()) {
+            scans[i] = {{scanBegin, scanEnd}};
+            continue;
+        }
+        for (std::uint32_t scan = scanBegin; scan < scanEnd; ++scan) {
+            if (!targets[i].oneOverK0.contains(mobilities[scan])) {
+                continue;
+            }
+            if (scans[i].empty() || scans[i].back().end != scan) {
+                scans[i].push_back({scan, scan});
+            }
+            scans[i].back().end = scan + 1;
+        }
+        allScans =
+            allScans && scans[i].size() == 1 && scans[i][0].begin == scanBegin && scans[i][0].end == scanEnd;
+    }
+}
+
+void TargetBoxes::combine() {
+    boxes.clear();
+    for (std::size_t i = 0; i < targets.size(); ++i) {
+        for (const IndexRange& range : indices[i]) {
+            for (const ScanRun& run : scans[i]) {
+                boxes.push_back({static_cast<std::uint32_t>(i), range, run.begin, run.end});
+            }
+        }
+    }
+}
+
+}  // namespace lumo::run

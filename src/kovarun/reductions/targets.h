@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "kovadata/kvr.h"
+#include "kovarun/query/frame_source.h"
+
+namespace lumo::run {
+
+struct Target {
+    Range mz;
+    Range oneOverK0;
+    Range time;
+};
+
+// Raises std::invalid_argument that names the first target which is no target.
+std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t count);
+
+// A part of a target in one frame: indices and scans as integers. A target has one, unless a calibration goes up and down.
+struct TargetBox {
+    std::uint32_t target;
+    IndexRange indices;
+    std::uint32_t scanBegin;
+    std::uint32_t scanEnd;
+};
+
+// Finds the boxes of targets in frame after frame, anew only where frames convert differently. Used by one thread.
+class TargetBoxes {
+public:
+    explicit TargetBoxes(std::span<const Target> wanted) : targets(wanted) {}
+
+    // The boxes in the current frame of the source, none of them empty. Raises what is wrong with a calibration that they need.
+    std::span<const TargetBox> find(FrameSource& source, const FrameBox& frameBox);
+
+    // Whether find() gave other boxes than before.
+    bool haveChanged() const { return changed; }
+    // Whether all boxes hold all scans that the frame box has.
+    bool holdAllScans() const { return allScans; }
+
+private:
+    struct ScanRun {
+        std::uint32_t begin;
+        std::uint32_t end;
+    };
+
+    void findIndices(FrameSource& source, const FrameBox& frameBox);
+    void findIndicesAtOnce(const MassAxis& axis);
+    void findScans();
+    void combine();
+
+    std::span<const Target> targets;
+    std::vector<std::vector<IndexRange>> indices;  // of each target
+    std::vector<std::vector<ScanRun>> scans;
+    std::vector<TargetBox> boxes;
+
+    std::uint64_t massVersion = 0;   // of the source, for which `indices` are
+    std::vector<double> mobilities;  // for which `scans` are
+    std::uint32_t scanBegin = 0;
+    std::uint32_t scanEnd = 0;
+    bool isFirst = true;
+    bool changed = true;
+    bool allScans = true;
+};
+
+}  // namespace lumo::run

@@ -1,0 +1,76 @@
+#include "kovarun/run/run.h"
+
+#include <unistd.h>
+
+#include <stdexcept>
+#include <utility>
+
+#include "diag/throw.h"
+
+namespace lumo::run {
+
+namespace {
+
+std::filesystem::path databaseOf(const std::filesystem::path& directory, AnalysisFormat format) {
+    return directory / (format == AnalysisFormat::Mobility ? "analysis.kvd" : "analysis.kvs");
+}
+
+std::uintmax_t blobSizeOf(const std::filesystem::path& directory, AnalysisFormat format) {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(databaseOf(directory, format).concat("_bin"), error);
+    return error ? 0 : size;
+}
+
+}  // namespace
+
+Run::Run(std::filesystem::path directory, RunOptions options)
+    : path(std::move(directory)),
+      settings(std::move(options)),
+      kind(formatOf(path)),
+      process(getpid()),
+      frames(databaseOf(path, kind), blobSizeOf(path, kind)) {
+    idle.push_back(std::make_unique<Reader>(path, kind, settings));
+}
+
+Run::~Run() {
+    if (!isInOwnProcess()) {
+        frames.abandon();
+        for (auto& reader : idle) {
+            static_cast<void>(reader.release());  // the parent's connections must not be touched
+        }
+    }
+}
+
+bool Run::isInOwnProcess() const { return getpid() == process; }
+
+void Run::requireOwnProcess() const {
+    if (!isInOwnProcess()) {
+        LUMO_THROW(std::runtime_error("The run was opened by another process; open it in this one."));
+    }
+}
+
+Run::Lease Run::borrow() {
+    requireOwnProcess();
+    {
+        const std::lock_guard lock(mutex);
+        if (!idle.empty()) {
+            std::unique_ptr<Reader> reader = std::move(idle.back());
+            idle.pop_back();
+            return {*this, std::move(reader)};
+        }
+    }
+    return {*this, std::make_unique<Reader>(path, kind, settings)};
+}
+
+void Run::giveBack(std::unique_ptr<Reader> reader) noexcept {
+    if (!isInOwnProcess()) {
+        static_cast<void>(reader.release());
+        return;
+    }
+    const std::lock_guard lock(mutex);
+    if (idle.size() < settings.threads) {
+        idle.push_back(std::move(reader));
+    }
+}
+
+}  // namespace lumo::run

@@ -1,0 +1,65 @@
+#include "kovarun/spectra/msms_plan.h"
+
+#include <algorithm>
+#include <tuple>
+#include <unordered_map>
+
+#include "kova-data-reader/kvd_reader.h"
+#include "sqlite/cppsqlite3.h"
+
+namespace lumo::run {
+
+using io::algorithms::StripeRow;
+
+namespace {
+
+// Where a precursor stands in the order.
+struct Place {
+    std::int64_t lastFrame;
+    std::int64_t parent;
+};
+
+}  // namespace
+
+MsmsPlan::MsmsPlan(const io::kova::KvdReader& reader, const io::algorithms::PrecursorFilter& filter) {
+    std::unordered_map<std::int64_t, Place> places;
+    reader.getSQLiteDb()->inTransaction([&] {
+        sorted.clear();
+        places.clear();
+        io::algorithms::readStripeRows(reader, filter, [&](const StripeRow& row) {
+            sorted.push_back(row);
+            const auto [found, isNew] = places.try_emplace(row.id, Place{row.frame, row.parent});
+            if (!isNew && row.frame > found->second.lastFrame) {
+                found->second = {row.frame, row.parent};
+            }
+        });
+    });
+    const auto keyOf = [&places](const StripeRow& row) {
+        const Place& place = places.at(row.id);
+        return std::tuple(place.lastFrame, place.parent, row.id, row.frame);
+    };
+    std::sort(sorted.begin(), sorted.end(),
+              [&](const StripeRow& a, const StripeRow& b) { return keyOf(a) < keyOf(b); });
+    for (std::size_t i = 0; i < sorted.size(); ++i) {
+        if (i == 0 || sorted[i].id != sorted[i - 1].id) {
+            starts.push_back(i);
+        }
+    }
+    starts.push_back(sorted.size());
+}
+
+std::vector<FrameGroup> groupPrecursors(const MsmsPlan& plan, std::size_t size) {
+    std::vector<FrameGroup> groups;
+    for (std::size_t i = 0; i < plan.precursors(); ++i) {
+        const std::size_t length = groups.empty() ? 0 : i - groups.back().begin;
+        const bool isFull =
+            length >= 2 * size || (length >= size && plan.lastFrame(i) != plan.lastFrame(i - 1));
+        if (groups.empty() || isFull) {
+            groups.push_back({i, i, 0});
+        }
+        groups.back().end = i + 1;
+    }
+    return groups;
+}
+
+}  // namespace lumo::run

@@ -1,0 +1,141 @@
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "diag/throw.h"
+#include "kova-data-reader/scan-reading/scan_reader.h"
+#include "kovarun/arrow/builders.h"
+#include "kovarun/pipeline/frame_stream.h"
+#include "kovarun/spectra/msms_plan.h"
+#include "kovarun/spectra/spectra.h"
+#include "zorel-msms-reader/zorel-msms-reader.h"
+
+namespace lumo::run {
+
+using io::algorithms::StripeRow;
+
+namespace {
+
+// A group reads a few frames twice, those that it shares with its neighbours; more precursors make that a smaller part.
+constexpr std::size_t kLineSpectraPerGroup = 1024;
+constexpr std::uint64_t kBytesOfProfilesPerGroup = std::uint64_t{16} << 20;
+constexpr std::size_t kMostProfilesPerGroup = 16;  // of which the largest fill what a list column can hold
+constexpr std::uint64_t kBytesPerLineSpectrum = 16'384;
+
+const arrow::Field kPrecursor{"precursor", "l", false, {}};
+const arrow::Field kMz{"mz", "+l", false, {{"item", "g", false, {}}}};
+const arrow::Field kLineIntensity{"intensity", "+l", false, {{"item", "f", false, {}}}};
+const arrow::Field kProfileIntensity{"intensity", "+l", false, {{"item", "i", false, {}}}};
+
+void requireRoom(bool hasRoom) {
+    if (!hasRoom) {
+        LUMO_THROW(std::runtime_error("The spectra have more peaks than a batch can hold."));
+    }
+}
+
+class MsmsGroupReader final : public GroupReader {
+public:
+    MsmsGroupReader(const FrameWork& shared, const MsmsPlan& precursors, SpectrumKind spectrumKind)
+        : work(shared), plan(precursors), kind(spectrumKind), reader(shared.run->borrow()) {}
+
+    arrow::RecordBatch read(const FrameGroup& group, std::vector<DamagedFrame>& damaged) override {
+        const std::span<const StripeRow> planned = plan.rows(group.begin, group.end);
+        rows.assign(planned.begin(), planned.end());
+        std::sort(rows.begin(), rows.end(), [](const StripeRow& a, const StripeRow& b) {
+            return std::tie(a.parent, a.frame, a.id) < std::tie(b.parent, b.frame, b.id);
+        });
+        io::algorithms::ZorelMsmsSpectraReader spectra(reader->frames(), rows,
+                                                       io::algorithms::kDefaultWidthSlope);
+        io::algorithms::StripeFailureCallback note;
+        if (work.control.skipsDamaged) {
+            note = [&](std::int64_t frame, const std::runtime_error& error) {
+                damaged.push_back({frame, error.what()});
+            };
+        }
+        return kind == SpectrumKind::Lines ? readLines(spectra, note) : readProfiles(spectra, note);
+    }
+
+private:
+    static arrow::RecordBatch readLines(io::algorithms::ZorelMsmsSpectraReader& spectra,
+                                        const io::algorithms::StripeFailureCallback& note) {
+        arrow::NumberBuilder<std::int64_t> ids;
+        arrow::ListBuilder<double> masses;
+        arrow::ListBuilder<float> intensities;
+        spectra.extractPrecursorSpectra(
+            [&](std::int64_t id, std::vector<double>&& mz, std::vector<float>&& intensity,
+                std::vector<float>&&) {
+                requireRoom(masses.hasRoom(mz.size()));
+                ids.append(id);
+                masses.append(mz.data(), mz.size());
+                intensities.append(intensity.data(), intensity.size());
+            },
+            {}, note);
+        const auto length = static_cast<std::int64_t>(ids.length());
+        return {length, {ids.intoColumn(), masses.intoColumn(), intensities.intoColumn()}};
+    }
+
+    static arrow::RecordBatch readProfiles(io::algorithms::ZorelMsmsSpectraReader& spectra,
+                                           const io::algorithms::StripeFailureCallback& note) {
+        arrow::NumberBuilder<std::int64_t> ids;
+        arrow::ListBuilder<std::int32_t> intensities;
+        spectra.extractPrecursorSpectra(
+            {},
+            [&](std::int64_t id, std::vector<std::int32_t>&& profile) {
+                requireRoom(intensities.hasRoom(profile.size()));
+                ids.append(id);
+                intensities.append(profile.data(), profile.size());
+            },
+            note);
+        const auto length = static_cast<std::int64_t>(ids.length());
+        return {length, {ids.intoColumn(), intensities.intoColumn()}};
+    }
+
+    const FrameWork& work;
+    const MsmsPlan& plan;
+    const SpectrumKind kind;
+    Run::Lease reader;
+    std::vector<StripeRow> rows;
+};
+
+std::vector<arrow::Field> schemaOf(SpectrumKind kind) {
+    if (kind == SpectrumKind::Lines) {
+        return {kPrecursor, kMz, kLineIntensity};
+    }
+    return {kPrecursor, kProfileIntensity};
+}
+
+}  // namespace
+
+std::unique_ptr<arrow::BatchSource> makeMsmsStream(std::shared_ptr<Run> run,
+                                                   const io::algorithms::PrecursorFilter& filter,
+                                                   SpectrumKind kind, const Control& control) {
+    const auto [plan, bytesPerSpectrum] = [&] {
+        const Run::Lease reader = run->borrow();
+        return std::pair(std::make_shared<const MsmsPlan>(reader->frames(), filter),
+                         kind == SpectrumKind::Lines
+                             ? kBytesPerLineSpectrum
+                             : std::uint64_t{reader->frames().scans().binCount()} * 4);
+    }();
+    std::size_t perGroup = kLineSpectraPerGroup;
+    if (kind == SpectrumKind::Profile) {
+        perGroup = std::clamp<std::size_t>(kBytesOfProfilesPerGroup / bytesPerSpectrum, 1,
+                                           kMostProfilesPerGroup / 2);
+    }
+    if (control.limits.threads > 1) {
+        perGroup = std::clamp<std::size_t>(plan->precursors() / (4 * std::size_t{control.limits.threads}), 1,
+                                           perGroup);
+    }
+    auto work = std::make_shared<const FrameWork>(
+        FrameWork{std::move(run), {}, control, groupPrecursors(*plan, perGroup)});
+    return makeGroupStream(work, {schemaOf(kind),
+                                  [work = work.get(), plan = plan, kind] {
+                                      return std::make_unique<MsmsGroupReader>(*work, *plan, kind);
+                                  },
+                                  [bytes = bytesPerSpectrum](const FrameGroup& group) {
+                                      return (group.end - group.begin) * bytes;
+                                  }});
+}
+
+}  // namespace lumo::run

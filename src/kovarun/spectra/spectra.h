@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "kovarun/arrow/stream.h"
+#include "kovarun/query/query.h"
+#include "kovarun/run/control.h"
+#include "zorel-msms-reader/stripe_rows.h"
+
+namespace lumo::run {
+
+enum class SpectrumKind { Lines, Profile };
+
+// Raises std::invalid_argument.
+SpectrumKind checkedSpectrumKind(std::uint32_t kind);
+
+// Fragment spectra of precursors.
+std::unique_ptr<arrow::BatchSource> makeMsmsStream(std::shared_ptr<Run> run,
+                                                   const io::algorithms::PrecursorFilter& filter,
+                                                   SpectrumKind kind, const Control& control);
+
+// Spectra of an analysis without mobility.
+std::unique_ptr<arrow::BatchSource> makeSpectrumStream(std::shared_ptr<Run> run, Query query,
+                                                       SpectrumKind kind, const Control& control);
+
+}  // namespace lumo::run

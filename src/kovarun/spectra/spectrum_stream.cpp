@@ -1,0 +1,177 @@
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "diag/throw.h"
+#include "kovarun/arrow/builders.h"
+#include "kovarun/pipeline/frame_stream.h"
+#include "kovarun/spectra/spectra.h"
+#include "kovarun/tables/analysis_facts.h"
+
+namespace lumo::run {
+
+namespace {
+
+constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
+constexpr std::size_t kMostSpectraPerGroup = 64;
+constexpr std::uint64_t kBytesPerPeak = 24;
+
+const arrow::Field kId{"id", "l", false, {}};
+
+arrow::Field listOf(const char* name, const char* format, bool nullable) {
+    return {name, "+l", nullable, {{"item", format, false, {}}}};
+}
+
+void requireRoom(bool hasRoom) {
+    if (!hasRoom) {
+        LUMO_THROW(std::runtime_error("The spectra have more peaks than a batch can hold."));
+    }
+}
+
+// Copies values from where they may not be aligned.
+template <class T>
+void copyTo(std::vector<T>& values, const std::byte* bytes, std::size_t count) {
+    values.resize(count);
+    if (count != 0) {
+        std::memcpy(values.data(), bytes, count * sizeof(T));
+    }
+}
+
+class LineReader final : public GroupReader {
+public:
+    LineReader(const FrameWork& shared, bool widthsThere)
+        : work(shared), hasWidths(widthsThere), reader(shared.run->borrow()) {}
+
+    arrow::RecordBatch read(const FrameGroup& group, std::vector<DamagedFrame>& damaged) override {
+        Columns columns;
+        for (std::size_t i = group.begin; i < group.end; ++i) {
+            const FrameEntry& frame = work.query.frames[i];
+            doOrNote(frame, work.control.skipsDamaged, damaged, [&] { append(columns, frame.id); });
+        }
+        const auto length = static_cast<std::int64_t>(columns.ids.length());
+        return {length,
+                {columns.ids.intoColumn(), columns.positions.intoColumn(), columns.masses.intoColumn(),
+                 columns.intensities.intoColumn(), columns.widths.intoColumn()}};
+    }
+
+private:
+    struct Columns {
+        arrow::NumberBuilder<std::int64_t> ids;
+        arrow::ListBuilder<double> positions;
+        arrow::ListBuilder<double> masses;
+        arrow::ListBuilder<float> intensities;
+        arrow::ListBuilder<float> widths;
+    };
+
+    void append(Columns& columns, std::int64_t id) {
+        const io::kova::LineSpectrumView view = reader->spectra().viewLineSpectrum(id, hasWidths);
+        requireRoom(columns.positions.hasRoom(view.peaks));
+        copyTo(positions, view.positions, view.peaks);
+        columns.ids.append(id);
+        columns.positions.append(positions.data(), view.peaks);
+        copyTo(values, view.intensities, view.peaks);
+        columns.intensities.append(values.data(), view.peaks);
+        if (hasWidths) {
+            copyTo(values, view.widths, view.peaks);
+            columns.widths.append(values.data(), view.peaks);
+        } else {
+            columns.widths.appendNull();
+        }
+        if (convertPositions(id)) {
+            columns.masses.append(positions.data(), positions.size());
+        } else {
+            columns.masses.appendNull();
+        }
+    }
+
+    // Positions become m/z; false where there is no calibration that converts them.
+    bool convertPositions(std::int64_t id) {
+        try {
+            const auto calibration = reader->spectra().getMzTrafo(id, true);
+            if (calibration != nullptr) {
+                calibration->DIndexToMass(std::span<const double>(positions), std::span<double>(positions));
+            }
+            return calibration != nullptr;
+        } catch (const std::exception&) {
+            return false;
+        }
+    }
+
+    const FrameWork& work;
+    const bool hasWidths;
+    Run::Lease reader;
+    std::vector<double> positions;
+    std::vector<float> values;
+};
+
+class ProfileReader final : public GroupReader {
+public:
+    explicit ProfileReader(const FrameWork& shared) : work(shared), reader(shared.run->borrow()) {}
+
+    arrow::RecordBatch read(const FrameGroup& group, std::vector<DamagedFrame>& damaged) override {
+        arrow::NumberBuilder<std::int64_t> ids;
+        arrow::ListBuilder<std::uint32_t> intensities;
+        for (std::size_t i = group.begin; i < group.end; ++i) {
+            const FrameEntry& frame = work.query.frames[i];
+            doOrNote(frame, work.control.skipsDamaged, damaged, [&] {
+                reader->spectra().readProfileSpectrum(frame.id, profile);
+                requireRoom(intensities.hasRoom(profile.size()));
+                ids.append(frame.id);
+                intensities.append(profile.data(), profile.size());
+            });
+        }
+        const auto length = static_cast<std::int64_t>(ids.length());
+        return {length, {ids.intoColumn(), intensities.intoColumn()}};
+    }
+
+private:
+    const FrameWork& work;
+    Run::Lease reader;
+    std::vector<std::uint32_t> profile;
+};
+
+std::vector<arrow::Field> schemaOf(SpectrumKind kind) {
+    if (kind == SpectrumKind::Profile) {
+        return {kId, listOf("intensity", "I", false)};
+    }
+    return {kId, listOf("position", "g", false), listOf("mz", "g", true), listOf("intensity", "f", false),
+            listOf("width", "f", true)};
+}
+
+// Profiles are stored compressed many times over, so that their number of peaks says little.
+std::vector<FrameGroup> groupSpectra(const FrameEntries& frames, SpectrumKind kind) {
+    constexpr std::size_t kMostProfilesPerGroup = 8;
+    return kind == SpectrumKind::Profile ? groupFrames(frames, UINT64_MAX / 2, kMostProfilesPerGroup)
+                                         : groupFrames(frames, kPeaksPerGroup, kMostSpectraPerGroup);
+}
+
+}  // namespace
+
+SpectrumKind checkedSpectrumKind(std::uint32_t kind) {
+    if (kind > KVR_SPECTRUM_PROFILE) {
+        LUMO_THROW(std::invalid_argument("There are no spectra of kind " + std::to_string(kind) + "."));
+    }
+    return kind == KVR_SPECTRUM_LINES ? SpectrumKind::Lines : SpectrumKind::Profile;
+}
+
+std::unique_ptr<arrow::BatchSource> makeSpectrumStream(std::shared_ptr<Run> run, Query query,
+                                                       SpectrumKind kind, const Control& control) {
+    const kvr_info facts = analysisFacts(*run->borrow(), run->format());
+    std::vector<FrameGroup> groups = groupSpectra(query.frames, kind);
+    auto work = std::make_shared<const FrameWork>(
+        FrameWork{std::move(run), std::move(query), control, std::move(groups)});
+    const auto makeReader = [work = work.get(), kind,
+                             hasWidths = facts.has_line_widths != 0]() -> std::unique_ptr<GroupReader> {
+        if (kind == SpectrumKind::Profile) {
+            return std::make_unique<ProfileReader>(*work);
+        }
+        return std::make_unique<LineReader>(*work, hasWidths);
+    };
+    return makeGroupStream(work, {schemaOf(kind), makeReader, [](const FrameGroup& group) {
+                                      return group.expectedPeaks * kBytesPerPeak;
+                                  }});
+}
+
+}  // namespace lumo::run

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "kovarun/run/reader.h"
+#include "kovarun/tables/table_reader.h"
+
+// The tables of an analysis, as kvr.h describes them.
+namespace lumo::run {
+
+Table readGlobalMetadata(CppSQLite3DB& db);
+Table readFrames(CppSQLite3DB& db);
+Table readPrecursors(const Reader& reader);
+Table readIsolations(CppSQLite3DB& db);
+
+// States of a re-calibration file; `inUse` is the key of the one that converts.
+Table readStates(CppSQLite3DB& db, const std::string& inUse);
+Table noStates();
+
+// "MsMsType" where there is one, else whether fragments were measured in a frame: an SQL expression over "Frames".
+std::string msLevelExpression(CppSQLite3DB& db);
+
+}  // namespace lumo::run

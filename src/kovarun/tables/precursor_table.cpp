@@ -1,0 +1,126 @@
+#include <memory>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+
+#include "calibration/transformation.h"
+#include "kovarun/arrow/builders.h"
+#include "kovarun/tables/metadata_tables.h"
+#include "sqlite/cppsqlite3.h"
+
+namespace lumo::run {
+
+namespace {
+
+// Where the columns are that 1/K0 is computed of.
+constexpr std::size_t kFrameColumn = 1;
+constexpr std::size_t kScanColumn = 2;
+
+// Acquisitions write 0 for an m/z that they could not find.
+std::string firstKnownMz(const std::set<std::string>& names) {
+    std::string cases;
+    for (const char* name : {"MonoisotopicMz", "LargestPeakMz", "AverageMz"}) {
+        if (names.contains(name)) {
+            cases += std::string(" WHEN p.") + name + " > 0 THEN p." + name;
+        }
+    }
+    return cases.empty() ? "NULL" : "CASE" + cases + " END";
+}
+
+// The last column is the mobility calibration of the survey frame, in whose place 1/K0 comes.
+std::vector<TableColumn> precursorColumns(const std::set<std::string>& names,
+                                          const std::set<std::string>& ofFrames) {
+    return {present(names, "id", "Id", CellType::Integer, INT64_MIN, "p."),
+            present(names, "frame", "Parent", CellType::Integer, 0, "p."),
+            present(names, "scan", "ScanNumber", CellType::Real, INT64_MIN, "p."),
+            {.name = "mz", .expression = firstKnownMz(names), .type = CellType::Real},
+            {.name = "charge",
+             .expression = names.contains("Charge") ? "NULLIF(p.Charge, 0)" : "NULL",
+             .type = CellType::Integer},
+            present(names, "intensity", "Intensity", CellType::Real, INT64_MIN, "p."),
+            present(ofFrames, "time", "Time", CellType::Real, INT64_MIN, "f."),
+            present(ofFrames, "one_over_k0", "KovaCalibration", CellType::Integer, INT64_MIN, "f.")};
+}
+
+// The values of a column of a table that was just read.
+template <class T>
+class Values {
+public:
+    explicit Values(const arrow::Column& column)
+        : valid(static_cast<const std::uint8_t*>(column.buffers[0].get())),
+          values(static_cast<const T*>(column.buffers[1].get())) {}
+
+    std::optional<T> at(std::size_t row) const {
+        const bool isThere = valid == nullptr || (valid[row / 8] >> row % 8 & 1U) != 0;
+        return isThere ? std::optional(values[row]) : std::nullopt;
+    }
+
+private:
+    const std::uint8_t* valid;
+    const T* values;
+};
+
+// Converts scans of frames. Frames share calibrations, which are kept: by the id of their row, or, where a re-calibrated state
+// chooses them, by frame.
+class MobilityConverter {
+public:
+    explicit MobilityConverter(const Reader& source)
+        : reader(source.frames()), isByFrame(reader.usingStateFromCalibrationFile()) {}
+
+    std::optional<double> convert(std::int64_t frame, std::optional<std::int64_t> calibration, double scan) {
+        if (!isByFrame && !calibration) {
+            return std::nullopt;
+        }
+        const auto [found, isNew] = known.try_emplace(isByFrame ? frame : *calibration);
+        if (isNew) {
+            found->second = read(frame);
+        }
+        return found->second ? std::optional(found->second->scanNumberToOneOverK0(scan)) : std::nullopt;
+    }
+
+private:
+    io::kova::KvdReader::MobTrafoPtr read(std::int64_t frame) const {
+        try {
+            return reader.getMobTrafo(frame);
+        } catch (const std::exception&) {
+            return nullptr;  // a frame may lack a calibration
+        }
+    }
+
+    io::kova::KvdReader& reader;
+    const bool isByFrame;
+    std::unordered_map<std::int64_t, io::kova::KvdReader::MobTrafoPtr> known;
+};
+
+void replaceCalibrations(const Reader& reader, Table& table) {
+    const Values<std::int64_t> frames(table.rows.columns[kFrameColumn]);
+    const Values<double> scans(table.rows.columns[kScanColumn]);
+    const Values<std::int64_t> calibrations(table.rows.columns.back());
+    MobilityConverter converter(reader);
+    arrow::NumberBuilder<double> oneOverK0;
+    for (std::size_t row = 0; row < static_cast<std::size_t>(table.rows.length); ++row) {
+        const std::optional<std::int64_t> frame = frames.at(row);
+        const std::optional<double> scan = scans.at(row);
+        oneOverK0.append(frame && scan ? converter.convert(*frame, calibrations.at(row), *scan)
+                                       : std::nullopt);
+    }
+    table.fields.back().format = std::string(1, 'g');
+    table.rows.columns.back() = oneOverK0.intoColumn();
+}
+
+}  // namespace
+
+Table readPrecursors(const Reader& reader) {
+    CppSQLite3DB& db = *reader.analysis().getSQLiteDb();
+    const std::set<std::string> names = columnsOf(db, "Precursors");
+    const std::set<std::string> ofFrames = columnsOf(db, "Frames");
+    const std::vector<TableColumn> columns = precursorColumns(names, ofFrames);
+    Table table =
+        names.empty()
+            ? emptyTable(columns)
+            : readTable(db, columns, "FROM Precursors p LEFT JOIN Frames f ON f.Id = p.Parent ORDER BY p.Id");
+    replaceCalibrations(reader, table);
+    return table;
+}
+
+}  // namespace lumo::run

@@ -1,0 +1,175 @@
+#include "kovarun/tables/table_reader.h"
+
+#include <memory>
+#include <optional>
+
+#include "kovarun/arrow/builders.h"
+#include "sqlite/cppsqlite3.h"
+
+namespace lumo::run {
+
+namespace {
+
+// Takes the cells of one column of a query.
+class CellReader {
+public:
+    virtual ~CellReader() = default;
+    virtual void append(const CppSQLite3Query& row, int cell) = 0;
+    virtual arrow::Column intoColumn() = 0;
+};
+
+template <class T>
+class IntegerCells : public CellReader {
+public:
+    IntegerCells(std::int64_t low, std::int64_t high) : lowest(low), highest(high) {}
+
+    void append(const CppSQLite3Query& row, int cell) override {
+        std::optional<T> value;
+        if (row.fieldType(cell) == sqlite::FieldType::Integer) {
+            const std::int64_t found = row.getInt64Field(cell);
+            if (found >= lowest && found <= highest) {
+                value = static_cast<T>(found);
+            }
+        }
+        builder.append(value);
+    }
+    arrow::Column intoColumn() override { return builder.intoColumn(); }
+
+private:
+    std::int64_t lowest;
+    std::int64_t highest;
+    arrow::NumberBuilder<T> builder;
+};
+
+class RealCells : public CellReader {
+public:
+    void append(const CppSQLite3Query& row, int cell) override {
+        const sqlite::FieldType type = row.fieldType(cell);
+        const bool isNumber = type == sqlite::FieldType::Real || type == sqlite::FieldType::Integer;
+        builder.append(isNumber ? std::optional(row.getFloatField(cell)) : std::nullopt);
+    }
+    arrow::Column intoColumn() override { return builder.intoColumn(); }
+
+private:
+    arrow::NumberBuilder<double> builder;
+};
+
+class TextCells : public CellReader {
+public:
+    void append(const CppSQLite3Query& row, int cell) override {
+        if (row.fieldIsNull(cell)) {
+            builder.append(std::nullopt);
+        } else {
+            builder.append(row.getStringField(cell));
+        }
+    }
+    arrow::Column intoColumn() override { return builder.intoColumn(); }
+
+private:
+    arrow::TextBuilder builder;
+};
+
+class FlagCells : public CellReader {
+public:
+    void append(const CppSQLite3Query& row, int cell) override {
+        builder.append(row.getInt64Field(cell) != 0);
+    }
+    arrow::Column intoColumn() override { return builder.intoColumn(); }
+
+private:
+    arrow::FlagBuilder builder;
+};
+
+std::unique_ptr<CellReader> makeReader(const TableColumn& column) {
+    switch (column.type) {
+        case CellType::Real:
+            return std::make_unique<RealCells>();
+        case CellType::Text:
+            return std::make_unique<TextCells>();
+        case CellType::Flag:
+            return std::make_unique<FlagCells>();
+        case CellType::Integer:
+            break;
+    }
+    if (column.isSmall) {
+        return std::make_unique<IntegerCells<std::int8_t>>(column.lowest, column.highest);
+    }
+    return std::make_unique<IntegerCells<std::int64_t>>(column.lowest, column.highest);
+}
+
+std::string formatOf(const TableColumn& column) {
+    switch (column.type) {
+        case CellType::Real:
+            return "g";
+        case CellType::Text:
+            return "u";
+        case CellType::Flag:
+            return "b";
+        case CellType::Integer:
+            break;
+    }
+    return column.isSmall ? "c" : "l";
+}
+
+class TableBuilder {
+public:
+    explicit TableBuilder(const std::vector<TableColumn>& columns) {
+        for (const TableColumn& column : columns) {
+            readers.push_back(makeReader(column));
+            table.fields.push_back({column.name, formatOf(column), column.type != CellType::Flag, {}});
+        }
+    }
+    void append(const CppSQLite3Query& row) {
+        int cell = 0;
+        for (const auto& reader : readers) {
+            reader->append(row, cell++);
+        }
+        ++table.rows.length;
+    }
+    Table intoTable() {
+        for (const auto& reader : readers) {
+            table.rows.columns.push_back(reader->intoColumn());
+        }
+        return std::move(table);
+    }
+
+private:
+    std::vector<std::unique_ptr<CellReader>> readers;
+    Table table;
+};
+
+}  // namespace
+
+std::set<std::string> columnsOf(CppSQLite3DB& db, const std::string& table) {
+    std::set<std::string> names;
+    CppSQLite3Query rows = db.execQuery("SELECT name FROM pragma_table_info('" + table + "')");
+    for (; !rows.eof(); rows.nextRow()) {
+        names.insert(rows.getStringField(0));
+    }
+    return names;
+}
+
+TableColumn present(const std::set<std::string>& names, std::string name, const std::string& inDatabase,
+                    CellType type, std::int64_t lowest, const std::string& prefix) {
+    TableColumn column{.name = std::move(name), .type = type, .lowest = lowest};
+    if (names.contains(inDatabase)) {
+        column.expression = prefix + inDatabase;
+    }
+    return column;
+}
+
+Table readTable(CppSQLite3DB& db, const std::vector<TableColumn>& columns, const std::string& rest) {
+    std::string sql = "SELECT ";
+    for (const TableColumn& column : columns) {
+        sql += (&column == columns.data() ? "" : ", ") + column.expression;
+    }
+    TableBuilder table(columns);
+    for (CppSQLite3Query row = db.execQuery(sql + " " + rest); !row.eof(); row.nextRow()) {
+        table.append(row);
+    }
+    return table.intoTable();
+}
+
+Table emptyTable(const std::vector<TableColumn>& columns) { return TableBuilder(columns).intoTable(); }
+
+}  // namespace lumo::run

@@ -1,0 +1,93 @@
+#include "zorel-msms-reader/stripe_rows.h"
+
+#include <array>
+#include <charconv>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <unordered_set>
+
+#include "diag/throw.h"
+#include "kova-data-reader/kvd_reader.h"
+#include "logging/logger.h"
+#include "sqlite/cppsqlite3.h"
+#include "sqlite/cppsqlite_tools.h"
+
+namespace lumo::io::algorithms {
+
+namespace {
+
+StripeRow readRow(const CppSQLite3Query& query) {
+    return {query.getInt64Field(0), query.getInt64Field(1), query.getInt64Field(2),
+            query.getInt64Field(3), query.getInt64Field(4), query.getFloatField(5)};
+}
+
+// Six digits behind the point, whatever the caller's locale makes of "%f".
+std::string fixedText(double value) {
+    std::array<char, std::numeric_limits<double>::max_exponent10 + 20> text{};
+    const auto result =
+        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, 6);
+    return {text.data(), result.ptr};
+}
+
+std::string joined(const std::vector<std::int64_t>& numbers) {
+    std::string text;
+    for (const std::int64_t number : numbers) {
+        text += (text.empty() ? "" : ", ") + std::to_string(number);
+    }
+    return text;
+}
+
+std::string precursorQuery(const PrecursorFilter& filter) {
+    std::string sql =
+        "SELECT  pre.Id, pre.Parent, fmmi.Frame, fmmi.ScanNumBegin, fmmi.ScanNumEnd, pre.ScanNumber FROM "
+        "Precursors pre "
+        "JOIN ZorelFrameMsMsInfo fmmi ON fmmi.Precursor = pre.Id ";
+    const char* link = " WHERE ";
+    const auto add = [&](const std::string& condition) {
+        sql += link + condition;
+        link = " AND ";
+    };
+    if (filter.time) {
+        add("pre.Id IN (SELECT DISTINCT pre.Id FROM Precursors pre JOIN Frames f ON f.Id = pre.PARENT "
+            "WHERE f.Time BETWEEN " +
+            fixedText(filter.time->lower) + " AND " + fixedText(filter.time->upper) + ")");
+    }
+    if (filter.ids) {
+        add("pre.Id IN (" + joined(*filter.ids) + ")");
+    }
+    if (filter.parent) {
+        add("pre.Parent = " + std::to_string(*filter.parent));
+    }
+    return sql + " ORDER BY pre.Parent, fmmi.Frame, pre.Id";
+}
+
+}  // namespace
+
+void requirePrecursorTable(const kova::KvdReader& reader) {
+    const bool exists = sqlite::simpleCheckedQuery<bool>(
+        *reader.getSQLiteDb(), "SELECT COUNT(*) FROM sqlite_master WHERE name='Precursors'");
+    if (!exists) {
+        const auto logger = logging::Logger::getLogger("lumo.io.algorithms.ZorelMsmsSpectraReader");
+        LUMO_LOG(logger, Warn, "No Precursor table found. This is not a ZOREL analysis.");
+        LUMO_THROW(std::runtime_error("No Precursor table found. This is not a ZOREL analysis"));
+    }
+}
+
+void readStripeRows(const kova::KvdReader& reader, const PrecursorFilter& filter,
+                    const std::function<void(const StripeRow&)>& take) {
+    requirePrecursorTable(reader);
+    std::unordered_set<std::int64_t> wanted;
+    if (filter.ids) {
+        wanted.insert(filter.ids->begin(), filter.ids->end());
+    }
+    const std::shared_ptr<CppSQLite3DB> db = reader.getSQLiteDb();
+    for (CppSQLite3Query query = db->execQuery(precursorQuery(filter)); !query.eof(); query.nextRow()) {
+        const StripeRow row = readRow(query);
+        if (!filter.ids || wanted.contains(row.id)) {
+            take(row);
+        }
+    }
+}
+
+}  // namespace lumo::io::algorithms
