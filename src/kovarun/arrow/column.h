@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "kovarun/arrow/memory.h"
+
 // What record batches are made of, as the Arrow columnar format has it: a column is a type (Field) and buffers. Buffers are
 // shared, never copied: whoever holds a column keeps them alive, be it a batch that waits or an array that was exported.
 namespace lumo::run::arrow {
@@ -52,7 +54,7 @@ struct Values {
     std::shared_ptr<T[]> data;
     std::size_t count = 0;
 
-    explicit Values(std::size_t size = 0) : data(new T[size]), count(size) {}
+    explicit Values(std::size_t size = 0) : data(takeMemoryFor<T>(size)), count(size) {}
     Buffer buffer() const { return {data, data.get()}; }
 };
 

@@ -37,7 +37,7 @@ public:
 
 private:
     void grow(std::size_t size) {
-        std::shared_ptr<T[]> larger(new T[size]);
+        std::shared_ptr<T[]> larger = arrow::takeMemoryFor<T>(size);
         if (used != 0) {
             std::memcpy(larger.get(), values.get(), used * sizeof(T));
         }

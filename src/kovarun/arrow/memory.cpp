@@ -1,0 +1,91 @@
+#include "kovarun/arrow/memory.h"
+
+#include <algorithm>
+#include <mutex>
+#include <new>
+#include <vector>
+
+namespace lumo::run::arrow {
+
+namespace {
+
+// Smaller blocks are what the allocator of the process is good at.
+constexpr std::size_t kLarge = std::size_t{1} << 18;
+constexpr std::size_t kMostIdle = std::size_t{32} << 20;
+
+struct Block {
+    std::byte* address;
+    std::size_t size;
+};
+
+// Blocks that nobody uses. Where another thread has the lock it goes without: a fork in that moment would leave the child a lock
+// that nobody opens.
+class IdleBlocks {
+public:
+    // The smallest that is large enough and not more than half unused, or none.
+    Block take(std::size_t size) {
+        const std::unique_lock lock(mutex, std::try_to_lock);
+        if (!lock) {
+            return {};
+        }
+        const auto first =
+            std::lower_bound(blocks.begin(), blocks.end(), size,
+                             [](const Block& block, std::size_t wanted) { return block.size < wanted; });
+        if (first == blocks.end() || first->size / 2 > size) {
+            return {};
+        }
+        const Block found = *first;
+        blocks.erase(first);
+        idle -= found.size;
+        return found;
+    }
+
+    void giveBack(Block block) noexcept {
+        if (!keep(block)) {
+            ::operator delete(block.address);
+        }
+    }
+
+private:
+    bool keep(Block block) noexcept {
+        const std::unique_lock lock(mutex, std::try_to_lock);
+        if (!lock || idle + block.size > kMostIdle) {
+            return false;
+        }
+        try {
+            blocks.insert(
+                std::lower_bound(blocks.begin(), blocks.end(), block.size,
+                                 [](const Block& one, std::size_t size) { return one.size < size; }),
+                block);
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+        idle += block.size;
+        return true;
+    }
+
+    std::mutex mutex;
+    std::vector<Block> blocks;  // sizes ascending
+    std::size_t idle = 0;       // their sum
+};
+
+// Never destroyed: batches may outlive everything else.
+IdleBlocks& idleBlocks() {
+    static auto* const blocks = new IdleBlocks;
+    return *blocks;
+}
+
+}  // namespace
+
+std::shared_ptr<std::byte[]> takeMemory(std::size_t bytes) {
+    if (bytes < kLarge) {
+        return std::shared_ptr<std::byte[]>(new std::byte[bytes]);
+    }
+    Block block = idleBlocks().take(bytes);
+    if (block.address == nullptr) {
+        block = {static_cast<std::byte*>(::operator new(bytes)), bytes};
+    }
+    return {block.address, [block](const std::byte*) { idleBlocks().giveBack(block); }};
+}
+
+}  // namespace lumo::run::arrow

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <type_traits>
+
+namespace lumo::run::arrow {
+
+// Memory of at least that size, not initialised. Large blocks come from those that consumers have released, which spares the
+// system from clearing pages that were cleared a moment ago: that costs more than decoding the peaks that fill them.
+std::shared_ptr<std::byte[]> takeMemory(std::size_t bytes);
+
+// The same for `count` values.
+template <class T>
+std::shared_ptr<T[]> takeMemoryFor(std::size_t count) {
+    static_assert(std::is_trivial_v<T>);
+    std::shared_ptr<std::byte[]> block = takeMemory(count * sizeof(T));
+    T* values = reinterpret_cast<T*>(block.get());
+    return {std::move(block), values};
+}
+
+}  // namespace lumo::run::arrow
