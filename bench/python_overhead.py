@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """What the Python package adds to the calls of the library: each step beside the bare call on the same frames.
 
-    KOVADATA_LIBRARY=build/bench/src/libkovadata.so PYTHONPATH=python python3 bench/python_overhead.py ANALYSIS...
+    KOVADATA_LIBRARY=build/bench/src/libkovarun.so PYTHONPATH=python python3 bench/python_overhead.py ANALYSIS...
 
 Processor times of the thread, the smallest of many rounds, in ms per frame. Frames take turns, so that each read decompresses.
 """
@@ -29,12 +29,10 @@ def measure(analysis, rounds):
     frames = list(analysis.frames())[:2]
     buffer = np.empty(1 << 24, np.uint32)
     columns = kovadata.PeakBuffer()
-    call = analysis._handle.function("read_scans_v2")
 
     def bare():
-        with analysis._handle as handle:
-            for frame in frames:
-                call(handle, frame.id, 0, frame.num_scans, address(buffer), buffer.nbytes)
+        for frame in frames:
+            analysis._run.call_lent("read_scans_v2", frame.id, 0, frame.num_scans, address(buffer), buffer.nbytes)
 
     def each(read):
         return lambda: [len(read(frame)) for frame in frames]

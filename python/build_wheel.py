@@ -37,7 +37,7 @@ def build(library: pathlib.Path, output: pathlib.Path) -> pathlib.Path:
 
 if __name__ == "__main__":
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--library", type=pathlib.Path, required=True, help="libkovadata.so to put into the wheel")
+    parser.add_argument("--library", type=pathlib.Path, required=True, help="libkovarun.so to put into the wheel")
     parser.add_argument("--output", type=pathlib.Path, required=True, help="folder of the wheel")
     arguments = parser.parse_args()
     print(build(arguments.library, arguments.output))

@@ -6,27 +6,31 @@
 from __future__ import annotations
 
 import os
-from typing import Union
+from typing import Optional, Union
 
 from ._analysis import Analysis
 from ._ccs import ccs_to_one_over_k0, one_over_k0_to_ccs
-from ._errors import BufferTooSmall, KovaError
+from ._errors import BufferTooSmall, DamageWarning, KovaError
 from ._frame import Frame
 from ._library import set_num_threads
 from ._msms import MsmsProfile, MsmsSpectrum
 from ._partitions import Partition
 from ._peaks import PeakBuffer, Peaks, Scan, Scans
 from ._precursors import Precursor
+from ._reductions import Chromatograms, Image, Mobilograms, SummedSpectrum
 from ._spectra import Lines, Spectrum, SpectrumAnalysis
+from ._stream import Stream
 from ._version import __version__
 
 __all__ = [
-    "Analysis", "BufferTooSmall", "Frame", "KovaError", "Lines", "MsmsProfile", "MsmsSpectrum", "Partition",
-    "PeakBuffer", "Peaks", "Precursor", "Scan", "Scans", "Spectrum", "SpectrumAnalysis", "__version__", "ccs_to_one_over_k0",
-    "one_over_k0_to_ccs", "open", "set_num_threads"]
+    "Analysis", "BufferTooSmall", "Chromatograms", "DamageWarning", "Frame", "Image", "KovaError",
+    "Lines", "Mobilograms", "MsmsProfile", "MsmsSpectrum", "Partition", "PeakBuffer", "Peaks",
+    "Precursor", "Scan", "Scans", "Spectrum", "SpectrumAnalysis", "Stream", "SummedSpectrum",
+    "__version__", "ccs_to_one_over_k0", "one_over_k0_to_ccs", "open", "set_num_threads"]
 
 
-def open(path: Union[str, os.PathLike[str]], recalibrated: bool = False) -> Union[Analysis, SpectrumAnalysis]:
+def open(path: Union[str, os.PathLike[str]], recalibrated: bool = False, *,
+         calibration: Optional[str] = None) -> Union[Analysis, SpectrumAnalysis]:
     """Opens an analysis of either kind.
 
     Parameters
@@ -35,6 +39,8 @@ def open(path: Union[str, os.PathLike[str]], recalibrated: bool = False) -> Unio
         Directory of the analysis.
     recalibrated : bool
         Whether to convert with the newest complete re-calibrated state, if there is one.
+    calibration : str, optional
+        Which calibration must be there, see `Analysis`.
 
     Returns
     -------
@@ -46,4 +52,4 @@ def open(path: Union[str, os.PathLike[str]], recalibrated: bool = False) -> Unio
         return os.path.exists(os.path.join(os.fsdecode(path), name))
 
     kind = SpectrumAnalysis if holds("analysis.kvs") and not holds("analysis.kvd") else Analysis
-    return kind(path, recalibrated)
+    return kind(path, recalibrated, calibration=calibration)

@@ -2,25 +2,35 @@
 
 from __future__ import annotations
 
+import ctypes
 import operator
 import os
-from typing import Any, Iterable, Iterator, Literal, Optional, Union, overload
+import warnings
+from typing import Any, Iterable, Iterator, Literal, Optional, Sequence, Tuple, Union, overload
 
 import numpy as np
 
-from . import _precursors
-from ._arrays import Converted, Out, Values
-from ._base import BaseAnalysis, frame_number, frame_numbers
+from ._arrow_c import BatchStream
+from ._base import frame_number, frame_numbers
+from ._errors import KovaError
 from ._frame import Frame
-from ._frame_table import COLUMNS, read_frame_table
+from ._mobility import MobilityAnalysis
 from ._msms import MsmsProfile, MsmsSpectrum, read_msms
 from ._partitions import Partition
+from ._queries import Range, Ranges, Watch, control, query, reduction, targets
 from ._read_ahead import read_ahead
-from ._scan_reader import ScanReader
+from ._reductions import Chromatograms, Image, Mobilograms, Reducer, SummedSpectrum
+from ._stream import Stream
 from ._table import convert
+from ._tables import FRAME_COLUMNS, PRECURSOR_COLUMNS, KnownRows, read_precursors
+
+_PEAK_COLUMNS = {"frame": 1, "time": 2, "ms_level": 4, "scan": 8, "tof_index": 16, "intensity": 32, "mz": 64,
+                 "one_over_k0": 128}
+
+Frames = Union[Partition, Iterable[int], None]
 
 
-class Analysis(BaseAnalysis):
+class Analysis(MobilityAnalysis):
     """An open analysis with ion mobility.
 
     Calls on one analysis take turns: another thread's call waits. For parallel reading, use ``frames(threads=n)``, or an
@@ -34,11 +44,15 @@ class Analysis(BaseAnalysis):
     recalibrated : bool
         Whether to convert with the newest complete re-calibrated state, if there is one, rather than with the
         calibration of the acquisition.
+    calibration : str, optional
+        Which calibration must be there, instead: ``"off"`` (the acquisition's), ``"first"`` or ``"last"`` (the oldest or
+        newest complete state), ``"first:SOURCE"`` or ``"last:SOURCE"`` (of one source), ``"lastIncomplete:SOURCE"``, or
+        ``"uuid:KEY"``.
 
     Raises
     ------
     KovaError
-        The analysis cannot be opened.
+        The analysis cannot be opened, or has no such calibration.
 
     Examples
     --------
@@ -48,21 +62,9 @@ class Analysis(BaseAnalysis):
     ...         print(frame.id, len(peaks), peaks.intensity.sum())
     """
 
-    _family = "kova"
-    _metadata_name = "analysis.kvd"
-
-    def _prepare(self, path: Union[str, os.PathLike[str]], recalibrated: bool) -> None:
-        super()._prepare(path, recalibrated)
-        self._scan_reader = ScanReader(self._handle)
-
-    def _clone(self) -> Analysis:
-        return Analysis(self._path, self._recalibrated)
-
-    @property
-    def recalibrated(self) -> bool:
-        """Whether conversions use a re-calibrated state; False if one was asked for but there is none."""
-        with self._handle as handle:
-            return bool(self._handle.function("has_recalibrated_state")(handle))
+    def _prepare(self, path: Union[str, os.PathLike[str]], recalibrated: bool, calibration: Optional[str]) -> None:
+        super()._prepare(path, recalibrated, calibration)
+        self._known_precursors = KnownRows(lambda: read_precursors(self._run))
 
     def frame_table(self, kind: str = "numpy", *, complete: bool = False) -> Any:
         """What the metadata say about the frames, in ascending order of their ids.
@@ -80,8 +82,8 @@ class Analysis(BaseAnalysis):
         ndarray, pandas.DataFrame, polars.DataFrame or pyarrow.Table
             Columns ``id``, ``time`` in s, ``polarity``, ``ms_level`` (1 or 2), ``scans``, ``peaks``, ``intensity_sum`` of
             the intensities as they were measured, ``accumulation_time`` and ``ramp_time`` in ms, ``mz_calibration`` and
-            ``mobility_calibration`` (ids of calibrations), ``position`` of the frame in the file in bytes. What is not known is NaN, -1 or
-            empty in an array, and null in a data frame.
+            ``mobility_calibration`` (ids of calibrations), ``position`` of the frame in the file in bytes. What is not
+            known is NaN, -1 or empty in an array, and null in a data frame.
         """
         table = self._frame_table()
         if complete:
@@ -90,7 +92,7 @@ class Analysis(BaseAnalysis):
                 total = sum(int(scan.intensity.sum(dtype=np.int64)) for scan in scans)
                 for name, value in (("scans", len(scans)), ("peaks", scans.num_peaks), ("intensity_sum", total)):
                     table[name][position] = value
-        return convert(table, COLUMNS, kind)
+        return convert(table, FRAME_COLUMNS, kind)
 
     def frame(self, frame_id: int) -> Frame:
         """The frame with an id.
@@ -110,13 +112,14 @@ class Analysis(BaseAnalysis):
             There is no such frame.
         """
         number = frame_number(frame_id)
-        rows = read_frame_table(self._metadata, number)
-        if not len(rows):
-            self._handle.call("read_scans_internal", number, 0, 1, None, 0)
-        return Frame(self, rows[0])
+        row = self._row(number)
+        if row is None:
+            self._scan_reader.require(number, 0, 1)  # the library says that there is none
+            raise KovaError(f"frame {number} is not in the metadata")
+        return Frame(self, row)
 
-    def frames(self, which: Union[Partition, Iterable[int], None] = None, *, ms_level: Optional[int] = None,
-               threads: int = 0) -> Iterator[Frame]:
+    def frames(self, which: Frames = None, *, ms_level: Optional[int] = None, threads: int = 0,
+               on_damage: str = "raise") -> Iterator[Frame]:
         """Goes through frames.
 
         Parameters
@@ -126,9 +129,11 @@ class Analysis(BaseAnalysis):
         ms_level : int, optional
             1 or 2: leave out frames of other levels.
         threads : int
-            With 1 or more, that many threads read the peaks of frames ahead, each with a handle of its own; frames
-            come in the same order nevertheless. Up to ``3 * threads`` frames are in memory, at 28 bytes per peak. With 0,
-            nothing is read before it is asked for.
+            With 1 or more, that many threads read the peaks of frames ahead; frames come in the same order nevertheless.
+            What waits is at most 256 MB, or one frame per thread. With 0, nothing is read before it is asked for.
+        on_damage : {"raise", "skip"}
+            What to do about a damaged frame that was read ahead: raise its error, or leave it out and list it in a
+            `DamageWarning` at the end.
 
         Yields
         ------
@@ -136,12 +141,14 @@ class Analysis(BaseAnalysis):
         """
         if threads < 0:
             raise ValueError("the number of threads must not be negative")
-        rows = self._selected(which)
+        rows = self._rows(which)
         if ms_level is not None:
-            rows = rows[rows["ms_level"] == ms_level]
-        if threads and len(rows):
-            return read_ahead(self, rows, min(threads, len(rows)))
-        return (Frame(self, row) for row in rows)
+            chosen = rows[rows["ms_level"] == ms_level]
+            if not len(chosen):
+                _warn_of_levels(rows, stacklevel=3)
+            rows = chosen
+        frames = (Frame(self, row) for row in rows)
+        return read_ahead(self._run, list(frames), threads, on_damage) if threads and len(rows) else frames
 
     def precursor_table(self, kind: str = "numpy") -> Any:
         """What the metadata say about precursors, in ascending order of their ids.
@@ -155,20 +162,21 @@ class Analysis(BaseAnalysis):
         -------
         ndarray, pandas.DataFrame, polars.DataFrame or pyarrow.Table
             Columns ``id``, ``frame`` (id of the survey frame), ``scan``, ``mz`` in Th, ``charge``, ``intensity`` in
-            counts, ``time`` in s. What is not known is NaN, -1 or, for charges, 0 in an array, and null in a data frame.
+            counts, ``time`` in s, ``one_over_k0`` in V s / cm^2. What is not known is NaN, -1 or, for charges,
+            0 in an array, and null in a data frame.
         """
-        return convert(self._precursors(), _precursors.COLUMNS, kind)
+        return convert(read_precursors(self._run), PRECURSOR_COLUMNS, kind)
 
     @overload
     def msms(self, precursors: Optional[Iterable[int]] = ..., frame: Optional[int] = ..., *,
-             profile: Literal[False] = ...) -> Iterator[MsmsSpectrum]: ...
+             profile: Literal[False] = ..., threads: Optional[int] = ..., on_damage: str = ...) -> Iterator[MsmsSpectrum]: ...
 
     @overload
     def msms(self, precursors: Optional[Iterable[int]] = ..., frame: Optional[int] = ..., *,
-             profile: Literal[True]) -> Iterator[MsmsProfile]: ...
+             profile: Literal[True], threads: Optional[int] = ..., on_damage: str = ...) -> Iterator[MsmsProfile]: ...
 
     def msms(self, precursors: Optional[Iterable[int]] = None, frame: Optional[int] = None, *,
-             profile: bool = False) -> Iterator[Any]:
+             profile: bool = False, threads: Optional[int] = None, on_damage: str = "raise") -> Iterator[Any]:
         """Reads MS/MS spectra of precursors, each summed over all frames in which it was fragmented.
 
         Frames are read in ascending order and a spectrum comes when its last frame has been read. Ask for many
@@ -182,6 +190,11 @@ class Analysis(BaseAnalysis):
             "Id" of a survey frame: all precursors that were selected in it. Not together with `precursors`.
         profile : bool
             Whether to read profiles rather than line spectra.
+        threads : int, optional
+            How many threads read; the processors that the process may use by default.
+        on_damage : {"raise", "skip"}
+            Whether a damaged frame is an error, or the precursors that need it are left out and the frame is listed in a
+            `DamageWarning` at the end.
 
         Yields
         ------
@@ -195,90 +208,158 @@ class Analysis(BaseAnalysis):
         if precursors is not None and frame is not None:
             raise TypeError("precursors and frame exclude each other")
         wanted = None if precursors is None else np.unique(np.array(frame_numbers(precursors), np.int64))
-        return read_msms(self, wanted, None if frame is None else frame_number(frame), profile)
+        return read_msms(self, self._known_precursors, wanted, None if frame is None else frame_number(frame), profile,
+                         threads, on_damage)
 
-    def scan_to_one_over_k0(self, frame: int, scan: Values, out: Out = None) -> Converted:
-        """Converts scan numbers to 1/K0.
+    def chromatograms(self, mz_ranges: Ranges, *, mobility_ranges: Ranges = None, time_range: Range = None,
+                      ms_level: Optional[int] = 1, reduce: str = "sum", threads: Optional[int] = None,
+                      normalized: bool = True, on_damage: str = "raise") -> Chromatograms:
+        """Extracted ion chromatograms of any number of targets, in one pass over the frames.
 
-        Parameters
-        ----------
-        frame : int
-            "Id" of the frame, whose calibration is used.
-        scan : array_like of float64
-            Scan numbers, fractional, counted from 0.
-        out : ndarray of float64, optional
-            Receives the result in place; contiguous, of the shape of `scan`. May be `scan` itself.
-
-        Returns
-        -------
-        ndarray of float64
-            1/K0 in V s / cm^2; `out` if that was passed.
-
-        Raises
-        ------
-        KovaError
-            There is no such frame, or it has no mobility calibration.
-        """
-        return self._convert("scannum_to_oneoverk0", frame, scan, out)
-
-    def one_over_k0_to_scan(self, frame: int, one_over_k0: Values, out: Out = None) -> Converted:
-        """Converts 1/K0 in V s / cm^2 to scan numbers; the inverse of `scan_to_one_over_k0`.
+        A peak belongs to a range if its m/z and 1/K0, by the calibration of its frame, lie in it, its ends included.
 
         Parameters
         ----------
-        frame : int
-            "Id" of the frame, whose calibration is used.
-        one_over_k0 : array_like of float64
-            1/K0 in V s / cm^2.
-        out : ndarray of float64, optional
-            Receives the result in place; contiguous, of the shape of `one_over_k0`.
+        mz_ranges : array_like of float64, shape (n, 2), or None
+            Ends of the ranges of m/z in Th, a row per target; None for all m/z.
+        mobility_ranges : array_like of float64, shape (n, 2), optional
+            Ends of the ranges of 1/K0 in V s / cm^2; one pair is for all targets.
+        time_range : (float, float), optional
+            Only frames in this range of retention times in s. An end that is None is open, here and in all ranges.
+        ms_level : int, optional
+            1 or 2, or None for all frames.
+        reduce : {"sum", "max", "count"}
+            What becomes of the peaks of a target in a frame.
+        threads : int, optional
+            How many threads work; the processors that the process may use by default.
+        normalized : bool
+            Whether intensities are normalised as the analysis asks for, or left as they were measured.
+        on_damage : {"raise", "skip"}
+            Whether a damaged frame is an error, or is left out and listed in a `DamageWarning`.
 
         Returns
         -------
-        ndarray of float64
-            Fractional scan numbers, counted from 0; `out` if that was passed.
+        Chromatograms
         """
-        return self._convert("oneoverk0_to_scannum", frame, one_over_k0, out)
+        reducer = self._reducer(None, ms_level, threads, on_damage, normalized, time_range=time_range)
+        return reducer.chromatograms(targets(mz_ranges, mobility_ranges), reduction(reduce))
 
-    def scan_to_voltage(self, frame: int, scan: Values, out: Out = None) -> Converted:
-        """Converts scan numbers to voltages of the mobility ramp, which are negative in negative mode.
+    def mobilograms(self, mz_ranges: Ranges, *, mobility_ranges: Ranges = None, time_range: Range = None,
+                    ms_level: Optional[int] = 1, frames: Frames = None, reduce: str = "sum",
+                    threads: Optional[int] = None, normalized: bool = True, on_damage: str = "raise") -> Mobilograms:
+        """Intensities over the scans, of any number of targets, in one pass over the frames.
 
         Parameters
         ----------
-        frame : int
-            "Id" of the frame, whose calibration is used.
-        scan : array_like of float64
-            Scan numbers, fractional, counted from 0.
-        out : ndarray of float64, optional
-            Receives the result in place; contiguous, of the shape of `scan`.
+        mz_ranges, mobility_ranges, time_range, ms_level, reduce, threads, normalized, on_damage
+            As for `chromatograms`.
+        frames : Partition or iterable of int, optional
+            Only these frames.
 
         Returns
         -------
-        ndarray of float64
-            Voltages in V; `out` if that was passed.
+        Mobilograms
         """
-        return self._convert("scannum_to_voltage", frame, scan, out)
+        reducer = self._reducer(frames, ms_level, threads, on_damage, normalized, time_range=time_range)
+        return reducer.mobilograms(targets(mz_ranges, mobility_ranges), reduction(reduce))
 
-    def voltage_to_scan(self, frame: int, voltage: Values, out: Out = None) -> Converted:
-        """Converts voltages of the mobility ramp in V to scan numbers; the inverse of `scan_to_voltage`.
+    def summed_spectrum(self, *, time_range: Range = None, mobility_range: Range = None, mz_range: Range = None,
+                        ms_level: Optional[int] = 1, frames: Frames = None, threads: Optional[int] = None,
+                        normalized: bool = True, on_damage: str = "raise") -> SummedSpectrum:
+        """The spectrum of all peaks in a box, summed over frames and scans.
+
+        Peaks of frames whose mass calibrations differ are counted at the index of the first frame whose m/z is nearest.
 
         Parameters
         ----------
-        frame : int
-            "Id" of the frame, whose calibration is used.
-        voltage : array_like of float64
-            Voltages in V.
-        out : ndarray of float64, optional
-            Receives the result in place; contiguous, of the shape of `voltage`.
+        time_range, mobility_range, mz_range : (float, float), optional
+            The box: retention times in s, 1/K0 in V s / cm^2, m/z in Th, ends included.
+        ms_level, threads, normalized, on_damage
+            As for `chromatograms`.
+        frames : Partition or iterable of int, optional
+            Only these frames.
 
         Returns
         -------
-        ndarray of float64
-            Fractional scan numbers, counted from 0; `out` if that was passed.
+        SummedSpectrum
         """
-        return self._convert("voltage_to_scannum", frame, voltage, out)
+        return self._reducer(frames, ms_level, threads, on_damage, normalized, time_range=time_range, mz_range=mz_range,
+                             mobility_range=mobility_range).summed_spectrum()
 
-    def _selected(self, which: Union[Partition, Iterable[int], None]) -> np.ndarray:
+    def image(self, x: str = "mz", y: str = "one_over_k0", *, bins: Tuple[int, int] = (800, 400), frames: Frames = None,
+              ms_level: Optional[int] = 1, time_range: Range = None, mz_range: Range = None, mobility_range: Range = None,
+              reduce: str = "sum", threads: Optional[int] = None, normalized: bool = True,
+              on_damage: str = "raise") -> Image:
+        """Intensities on a grid of two of time, m/z and 1/K0.
+
+        Parameters
+        ----------
+        x, y : {"mz", "one_over_k0", "time"}
+            The axes. An axis reaches over its range, or else over what there is.
+        bins : (int, int)
+            Number of cells along x and along y.
+        frames : Partition or iterable of int, optional
+            Only these frames.
+        time_range, mz_range, mobility_range : (float, float), optional
+            Only peaks in these ranges.
+        ms_level, reduce, threads, normalized, on_damage
+            As for `chromatograms`.
+
+        Returns
+        -------
+        Image
+        """
+        reducer = self._reducer(frames, ms_level, threads, on_damage, normalized, time_range=time_range, mz_range=mz_range,
+                                mobility_range=mobility_range)
+        return reducer.image(x, y, bins, reduction(reduce))
+
+    def peaks(self, *, frames: Frames = None, ms_level: Optional[int] = None, time_range: Range = None,
+              mz_range: Range = None, mobility_range: Range = None, columns: Optional[Sequence[str]] = None,
+              batch_size: int = 1 << 20, threads: Optional[int] = None, normalized: bool = True,
+              on_damage: str = "raise") -> Stream:
+        """The peaks in a box of the run, in batches: frames in order, scans ascending, indices ascending.
+
+        Parameters
+        ----------
+        frames : Partition or iterable of int, optional
+            Only these frames, in the order given.
+        ms_level : int, optional
+            1 or 2; all frames by default.
+        time_range, mz_range, mobility_range : (float, float), optional
+            Only peaks in these ranges of retention times in s, m/z in Th and 1/K0 in V s / cm^2, ends included.
+        columns : sequence of str, optional
+            Out of ``frame``, ``time``, ``ms_level``, ``scan``, ``tof_index``, ``intensity``, ``mz`` and
+            ``one_over_k0``, which is the order that they come in; all but ``time`` and ``ms_level`` by default.
+        batch_size : int
+            Number of peaks in a batch at most.
+        threads, normalized, on_damage
+            As for `chromatograms`.
+
+        Returns
+        -------
+        Stream
+            Nothing is read before it is asked for batches, or given to a package that takes Arrow streams.
+
+        Examples
+        --------
+        >>> with kovadata.Analysis("run.d") as analysis:
+        ...     for batch in analysis.peaks(mz_range=(600, 700), columns=["mz", "intensity"]):
+        ...         print(batch["mz"], batch["intensity"])
+        """
+        unknown = [name for name in columns or () if name not in _PEAK_COLUMNS]
+        if unknown or isinstance(columns, str) or (columns is not None and not columns):
+            raise ValueError(f"columns must be a list of some of {', '.join(_PEAK_COLUMNS)}")
+        chosen = sum({_PEAK_COLUMNS[name] for name in columns or ()})
+        wanted = query(self._ids(frames), ms_level=ms_level, time_range=time_range, mz_range=mz_range,
+                       mobility_range=mobility_range, normalized=normalized)
+
+        def begin(watch: Watch) -> BatchStream:
+            settings = control(watch, threads, on_damage, batch_size)
+            return self._run.stream("peaks", ctypes.addressof(wanted), chosen, ctypes.addressof(settings))
+
+        return Stream(begin)
+
+    def _rows(self, which: Frames) -> np.ndarray:
         table = self._frame_table()
         if which is None:
             return table
@@ -291,5 +372,20 @@ class Analysis(BaseAnalysis):
             self.frame(operator.index(missing))  # the library says that there is none
         return table[places]
 
-    def _precursors(self) -> np.ndarray:
-        return _precursors.read_precursor_table(self._metadata)
+    def _ids(self, which: Frames) -> Optional[np.ndarray]:
+        return None if which is None else self._rows(which)["id"]
+
+    def _reducer(self, frames: Frames, ms_level: Optional[int], threads: Optional[int], on_damage: str, normalized: bool,
+                 **ranges: Range) -> Reducer:
+        watch = Watch()
+        if ms_level is not None:
+            _warn_of_levels(self._known_frames.table, stacklevel=4)
+        wanted = query(self._ids(frames), ms_level=ms_level, normalized=normalized, **ranges)
+        return Reducer(self._run, wanted, control(watch, threads, on_damage), watch)
+
+
+def _warn_of_levels(rows: np.ndarray, stacklevel: int) -> None:
+    """Choosing by a level that the metadata do not state chooses nothing, which looks like an empty run."""
+    if len(rows) and (rows["ms_level"] < 0).all():
+        warnings.warn("the metadata do not state the MS level of any of these frames; ms_level=None takes them all",
+                      RuntimeWarning, stacklevel=stacklevel)

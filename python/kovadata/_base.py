@@ -5,16 +5,19 @@ from __future__ import annotations
 import operator
 import os
 import pathlib
-from typing import Any, Iterable, List, Tuple, Type, TypeVar, Union
+from typing import Any, Callable, Iterable, List, Optional, Tuple, Type, TypeVar, Union
 
 import numpy as np
 
 from ._arrays import Converted, Out, Values, address, conversion_arrays
-from ._frame_table import COLUMNS, read_frame_table
-from ._handle import Handle
-from ._metadata import Metadata
+from ._calibration import chosen_calibration
+from ._errors import KovaError
 from ._partitions import Partition, partition
-from ._table import convert
+from ._run import Run
+from ._tables import KnownRows, read_frames, read_metadata
+
+_NO_CALIBRATION = ("is missing MzCalibration/Polarity", "is missing KovaCalibration", "No m/z trafo available.",
+                   "No mobility trafo available.")
 
 A = TypeVar("A", bound="BaseAnalysis")
 
@@ -36,33 +39,46 @@ def frame_numbers(values: Iterable[Any]) -> List[int]:
     return [frame_number(one) for one in wanted]
 
 
+def nan_without_calibration(convert: Callable[[int, np.ndarray, np.ndarray], Any], frame: int,
+                            values: np.ndarray) -> np.ndarray:
+    """Converts in place, to NaN if the frame has no such calibration."""
+    try:
+        convert(frame, values, values)
+    except KovaError as error:
+        if not str(error).endswith(_NO_CALIBRATION):
+            raise
+        values[:] = np.nan
+    return values
+
+
 class BaseAnalysis:
     """An open analysis of either kind."""
 
-    _family = ""
-    _metadata_name = ""
+    _has_mobility = True
+    _blob_name = ""
 
-    def __init__(self, path: Union[str, os.PathLike[str]], recalibrated: bool = False) -> None:
-        self._prepare(path, recalibrated)
-        with self._handle:
+    def __init__(self, path: Union[str, os.PathLike[str]], recalibrated: bool = False, *,
+                 calibration: Optional[str] = None) -> None:
+        self._prepare(path, recalibrated, calibration)
+        with self._run:
             pass
 
-    def _prepare(self, path: Union[str, os.PathLike[str]], recalibrated: bool) -> None:
+    def _prepare(self, path: Union[str, os.PathLike[str]], recalibrated: bool, calibration: Optional[str]) -> None:
         self._path = os.path.abspath(os.fsdecode(path))
         if "\0" in self._path:
             raise ValueError("the path has a null character")  # where the library would see its end
-        self._recalibrated = bool(recalibrated)
-        self._handle = Handle(self._family, self._path, self._recalibrated)
-        self._metadata = Metadata(os.path.join(self._path, self._metadata_name))
+        self._options = bool(recalibrated), calibration
+        self._run = Run(self._path, self._has_mobility, chosen_calibration(*self._options))
+        self._known_frames = KnownRows(self._frame_table)
 
     @classmethod
-    def _opened_later(cls: Type[A], path: str, recalibrated: bool) -> A:
+    def _opened_later(cls: Type[A], path: str, recalibrated: bool, calibration: Optional[str]) -> A:
         analysis = cls.__new__(cls)
-        analysis._prepare(path, recalibrated)
+        analysis._prepare(path, recalibrated, calibration)
         return analysis
 
     def __reduce__(self) -> Tuple[Any, ...]:
-        return type(self)._opened_later, (self._path, self._recalibrated)
+        return type(self)._opened_later, (self._path, *self._options)
 
     def __enter__(self: A) -> A:
         return self
@@ -75,13 +91,12 @@ class BaseAnalysis:
 
     def close(self) -> None:
         """Closes the analysis, after the call that another thread may be in. Closing again does nothing."""
-        self._handle.close()
-        self._metadata.close()
+        self._run.close()
 
     @property
     def closed(self) -> bool:
         """Whether the analysis was closed. Using a closed one is a ValueError."""
-        return self._handle.closed
+        return self._run.closed
 
     @property
     def path(self) -> pathlib.Path:
@@ -91,7 +106,12 @@ class BaseAnalysis:
     @property
     def metadata(self) -> dict[str, str]:
         """Keys and values of table "GlobalMetadata"."""
-        return {str(key): str(value) for key, value in self._metadata.rows("SELECT Key, Value FROM GlobalMetadata")}
+        return read_metadata(self._run)
+
+    @property
+    def recalibrated(self) -> bool:
+        """Whether conversions use a re-calibrated state; False if one was asked for but there is none."""
+        return bool(self._run.info().recalibrated)
 
     def partitions(self, n: int) -> List[Partition]:
         """Splits the frames into ranges of about the same size in the file, without reading any frame.
@@ -107,9 +127,7 @@ class BaseAnalysis:
             At most `n`, in ascending order of frames, none of them empty. Pass one to ``frames`` or ``spectra``, in
             this process or in another.
         """
-        table = self._frame_table()
-        blob = f"{self._metadata.path}_bin"
-        return partition(table, os.path.getsize(blob), n)
+        return partition(self._frame_table(), os.path.getsize(os.path.join(self._path, self._blob_name)), n)
 
     def index_to_mz(self, frame: int, index: Values, out: Out = None) -> Converted:
         """Converts time-of-flight indices to m/z.
@@ -156,11 +174,13 @@ class BaseAnalysis:
 
     def _convert(self, name: str, frame: int, values: Values, out: Out) -> Converted:
         source, target = conversion_arrays(values, out)
-        self._handle.call(name, frame_number(frame), address(source), address(target), source.size)
+        self._run.call_lent(name, frame_number(frame), address(source), address(target), source.size)
         return target if target.ndim or out is not None else np.float64(target)
 
-    def _frame_table(self) -> np.ndarray:
-        return read_frame_table(self._metadata)
+    def _row(self, number: int) -> Optional[np.void]:
+        """The row of a frame; None if there is no such frame."""
+        with self._run:  # refuses a closed analysis
+            return self._known_frames.find(number)
 
-    def _table(self, kind: str) -> Any:
-        return convert(self._frame_table(), COLUMNS, kind)
+    def _frame_table(self) -> np.ndarray:
+        return read_frames(self._run)

@@ -1,4 +1,4 @@
-"""What the package raises when the library refuses."""
+"""What the package raises when the library refuses, and warns of when it leaves something out."""
 
 from __future__ import annotations
 
@@ -7,14 +7,6 @@ class KovaError(RuntimeError):
     """A call of the library failed; the message is the library's last-error text."""
 
     __module__ = "kovadata"  # as users write it
-
-
-def noted(error: KovaError, note: str) -> KovaError:
-    """The error with a line that tracebacks show below its text, as Python can since 3.11."""
-    add_note = getattr(error, "add_note", None)
-    if add_note is not None:
-        add_note(note)
-    return error
 
 
 class BufferTooSmall(KovaError):
@@ -34,3 +26,9 @@ class BufferTooSmall(KovaError):
 
     def __str__(self) -> str:
         return str(self.args[0])
+
+
+class DamageWarning(RuntimeWarning):
+    """Damaged frames were left out, as was asked for; the message lists them."""
+
+    __module__ = "kovadata"

@@ -2,32 +2,14 @@
 
 from __future__ import annotations
 
-from typing import TYPE_CHECKING, Any, Callable, Optional, Tuple
+from typing import Any, Optional, Tuple
 
 import numpy as np
 
 from ._arrays import Converted, Out, Values
-from ._errors import KovaError
-from ._peaks import Columns, PeakBuffer, Peaks, Scans, separate
+from ._mobility import MobilityAnalysis
+from ._peaks import COLUMNS, PeakBuffer, Peaks, Scans
 from ._scan_reader import scan_number
-
-if TYPE_CHECKING:
-    from ._analysis import Analysis
-
-_NO_CALIBRATION = ("is missing MzCalibration/Polarity", "is missing KovaCalibration", "No m/z trafo available.",
-                   "No mobility trafo available.")
-
-
-def nan_without_calibration(convert: Callable[[int, np.ndarray, np.ndarray], Any], frame: int,
-                            values: np.ndarray) -> np.ndarray:
-    """Converts in place, to NaN if the frame has no such calibration."""
-    try:
-        convert(frame, values, values)
-    except KovaError as error:
-        if not str(error).endswith(_NO_CALIBRATION):
-            raise
-        values[:] = np.nan
-    return values
 
 
 def _number(value: Any) -> Optional[int]:
@@ -41,9 +23,10 @@ class Frame:
     pickled; they take the analysis along.
     """
 
-    def __init__(self, analysis: Analysis, row: np.void, peaks: Optional[Peaks] = None) -> None:
-        self._analysis, self._row, self._peaks = analysis, row, peaks
-        self._scan_count = _number(row["scans"]) if peaks is None else len(peaks.offsets) - 1
+    def __init__(self, analysis: MobilityAnalysis, row: np.void) -> None:
+        self._analysis, self._row = analysis, row
+        self._scan_count = _number(row["scans"])
+        self._ahead: Optional[Peaks] = None
 
     def __repr__(self) -> str:
         return f"<kovadata.Frame {self.id} of {str(self._analysis.path)!r}>"
@@ -52,8 +35,8 @@ class Frame:
         return Frame, (self._analysis, self._row)
 
     @property
-    def analysis(self) -> Analysis:
-        """The analysis that the frame belongs to."""
+    def analysis(self) -> MobilityAnalysis:
+        """The `Analysis` that the frame belongs to."""
         return self._analysis
 
     @property
@@ -131,14 +114,13 @@ class Frame:
             The result does not fit into `out`, which was not touched.
         """
         first, last = self._range(begin, end)
-        ready = self._peaks_read_ahead(first, last) if normalized and out is None else None
-        if ready is not None:
-            return ready.scans()
+        if self._ahead is not None and normalized and out is None and self._has(first, last):
+            return self._ahead.between(first, last).scans()
         if end is None and last == 0:
             return Scans.from_words(0, 0, np.empty(0, np.uint32))
-        reader = self._analysis._scan_reader
-        words = (reader.read(self.id, first, last, normalized, np.copy) if out is None
-                 else reader.read_into(self.id, first, last, normalized, out))
+        stated = self.num_peaks if last - first == self.num_scans else None
+        expected = 0 if stated is None or stated > 0x1FFFFFFF else last - first + 2 * stated
+        words = self._analysis._scan_reader.words(self.id, first, last, normalized, out, expected)
         return Scans.from_words(first, last - first, words)
 
     def peaks(self, begin: Optional[int] = None, end: Optional[int] = None, *, normalized: bool = True,
@@ -168,19 +150,17 @@ class Frame:
         KovaError
             There are no such scans, the frame is damaged, or its calibration is.
         """
+        if not isinstance(out, (PeakBuffer, type(None))):
+            raise TypeError("out must be a kovadata.PeakBuffer")
         first, last = self._range(begin, end)
-        ready = self._peaks_read_ahead(first, last) if normalized and mz and one_over_k0 and out is None else None
-        if ready is not None:
-            return ready
-        scans = last - first
-        if end is None and last == 0:
-            offsets, columns = separate(np.empty(0, np.uint32), 0, mz, one_over_k0, out)
+        if self._ahead is not None and normalized and self._has(first, last):
+            peaks = self._ahead if last - first == self.num_scans else self._ahead.between(first, last)
+            peaks = peaks if mz and one_over_k0 else peaks.converted(mz, one_over_k0)
         else:
-            offsets, columns = self._analysis._scan_reader.read(
-                self.id, first, last, normalized, lambda words: separate(words, scans, mz, one_over_k0, out))
-        self._fill(columns, first, np.diff(offsets))
-        return Peaks(self.id, first, offsets, columns.scan, columns.tof_index, columns.intensity, columns.mz,
-                     columns.one_over_k0)
+            if not (end is None and last == 0) and not self._has(first, last):
+                self._analysis._scan_reader.require(self.id, first, last)
+            peaks = self._read(first, last, normalized, mz, one_over_k0)
+        return peaks if out is None else out._fill(peaks)
 
     def index_to_mz(self, index: Values, out: Out = None) -> Converted:
         """Converts time-of-flight indices to m/z in Th, see `Analysis.index_to_mz`."""
@@ -211,18 +191,14 @@ class Frame:
         # A range that begins after the last scan keeps one, so that the library says what is wrong.
         return first, max(self.num_scans, first + (first > 0)) if end is None else scan_number(end)
 
-    def _peaks_read_ahead(self, begin: int, end: int) -> Optional[Peaks]:
-        if self._peaks is None or not (begin < end <= self.num_scans or end == self.num_scans == 0):
-            return None
-        return self._peaks if end - begin == self.num_scans else self._peaks.between(begin, end)
+    def _has(self, begin: int, end: int) -> bool:
+        return begin < end <= self.num_scans or end == self.num_scans == 0
 
-    def _fill(self, columns: Columns, first: int, counts: np.ndarray) -> None:
-        """Fills in what follows from the scans and indices of the peaks."""
-        scans = np.arange(first, first + len(counts), dtype=np.uint32)
-        columns.scan[:] = np.repeat(scans, counts)
-        if columns.mz is not None:
-            columns.mz[:] = columns.tof_index
-            nan_without_calibration(self._analysis.index_to_mz, self.id, columns.mz)
-        if columns.one_over_k0 is not None:
-            mobility = nan_without_calibration(self._analysis.scan_to_one_over_k0, self.id, scans.astype(np.float64))
-            columns.one_over_k0[:] = np.repeat(mobility, counts)
+    def _read(self, begin: int, end: int, normalized: bool, mz: bool, one_over_k0: bool) -> Peaks:
+        columns = self._analysis._scan_reader.peaks(self.id, begin, end, normalized, mz, one_over_k0)
+        return Peaks(self.id, begin, end, *map(columns.get, COLUMNS))  # type: ignore[arg-type]
+
+    def _with_peaks(self, peaks: Peaks) -> Frame:
+        """The frame with all its peaks, which were read ahead."""
+        self._ahead = peaks
+        return self

@@ -1,4 +1,4 @@
-"""Finds ``libkovadata.so``, loads it at the first use and declares its functions.
+"""Finds ``libkovarun.so``, loads it at the first use and declares its functions.
 
 Functions of a ``ctypes.CDLL`` run without the interpreter's lock.
 """
@@ -12,40 +12,43 @@ import pathlib
 from ctypes import c_char_p, c_double, c_int32, c_int64, c_uint32, c_uint64, c_void_p
 from typing import Iterator
 
-SONAME = "libkovadata.so.0"
-
-LineCallback = ctypes.CFUNCTYPE(None, c_int64, c_uint32, c_void_p, c_void_p, c_void_p)
-ProfileCallback = ctypes.CFUNCTYPE(None, c_int64, c_uint32, c_void_p, c_void_p)
+SONAME = "libkovarun.so.0"
 
 _CONVERSION = (c_uint32, [c_uint64, c_int64, c_void_p, c_void_p, c_uint32])
 _READ_SCANS = (c_uint32, [c_uint64, c_int64, c_uint32, c_uint32, c_void_p, c_uint32])
 _CCS = (c_double, [c_double, c_int32, c_double])
-_FAMILY = {
-    "open": (c_uint64, [c_char_p, c_uint32]),
-    "close": (None, [c_uint64]),
-    "has_recalibrated_state": (c_uint32, [c_uint64]),
-    "get_last_error_string": (c_uint32, [c_char_p, c_uint32]),
-    "set_num_threads": (None, [c_uint32]),
-    "index_to_mz": _CONVERSION,
-    "mz_to_index": _CONVERSION,
-}
+_LAST_ERROR = (c_uint32, [c_char_p, c_uint32])
+# Runs, queries, settings and streams are passed as addresses.
 _PROTOTYPES = {
-    **{f"{family}_{name}": prototype for family in ("kova", "kvs") for name, prototype in _FAMILY.items()},
+    "kova_get_last_error_string": _LAST_ERROR,
+    "kova_set_num_threads": (None, [c_uint32]),
     "kova_read_scans_v2": _READ_SCANS,
     "kova_read_scans_internal": _READ_SCANS,
+    "kova_index_to_mz": _CONVERSION,
+    "kova_mz_to_index": _CONVERSION,
     "kova_scannum_to_oneoverk0": _CONVERSION,
     "kova_oneoverk0_to_scannum": _CONVERSION,
     "kova_scannum_to_voltage": _CONVERSION,
     "kova_voltage_to_scannum": _CONVERSION,
     "kova_oneoverk0_to_ccs_for_mz": _CCS,
     "kova_ccs_to_oneoverk0_for_mz": _CCS,
-    "kova_read_zorel_msms_v2": (c_uint32, [c_uint64, c_void_p, c_uint32, LineCallback, c_void_p]),
-    "kova_read_zorel_profile_msms_v2": (c_uint32, [c_uint64, c_void_p, c_uint32, ProfileCallback, c_void_p]),
-    "kova_read_zorel_msms_for_frame_v2": (c_uint32, [c_uint64, c_int64, LineCallback, c_void_p]),
-    "kova_read_zorel_profile_msms_for_frame_v2": (c_uint32, [c_uint64, c_int64, ProfileCallback, c_void_p]),
-    "kvs_read_line_spectrum": (c_uint32, [c_uint64, c_int64, c_void_p, c_void_p, c_uint32]),
-    "kvs_read_line_spectrum_with_width": (c_uint32, [c_uint64, c_int64, c_void_p, c_void_p, c_void_p, c_uint32]),
-    "kvs_read_profile_spectrum": (c_uint32, [c_uint64, c_int64, c_void_p, c_uint32]),
+    "kvs_get_last_error_string": _LAST_ERROR,
+    "kvs_index_to_mz": _CONVERSION,
+    "kvs_mz_to_index": _CONVERSION,
+    "kvr_get_last_error_string": _LAST_ERROR,
+    "kvr_open": (c_void_p, [c_char_p, c_void_p]),
+    "kvr_close": (None, [c_void_p]),
+    "kvr_get_info": (c_uint32, [c_void_p, c_void_p]),
+    "kvr_lend_handle": (c_uint64, [c_void_p]),
+    "kvr_count_scans": (c_uint32, [c_void_p, c_int64, c_void_p]),
+    "kvr_table": (c_uint32, [c_void_p, c_uint32, c_void_p]),
+    "kvr_peaks": (c_uint32, [c_void_p, c_void_p, c_uint32, c_void_p, c_void_p]),
+    "kvr_chromatograms": (c_uint32, [c_void_p, c_void_p, c_void_p, c_uint64, c_uint32, c_void_p, c_void_p]),
+    "kvr_mobilograms": (c_uint32, [c_void_p, c_void_p, c_void_p, c_uint64, c_uint32, c_void_p, c_void_p]),
+    "kvr_summed_spectrum": (c_uint32, [c_void_p, c_void_p, c_void_p, c_void_p]),
+    "kvr_image": (c_uint32, [c_void_p, c_void_p, c_void_p, c_void_p, c_uint32, c_void_p, c_void_p]),
+    "kvr_msms": (c_uint32, [c_void_p, c_void_p, c_uint64, c_void_p, c_uint32, c_void_p, c_void_p]),
+    "kvr_spectra": (c_uint32, [c_void_p, c_void_p, c_uint32, c_void_p, c_void_p]),
 }
 
 
@@ -88,11 +91,11 @@ def library() -> ctypes.CDLL:
             return loaded
         except (OSError, AttributeError) as error:
             failures.append(str(error))
-    raise ImportError("libkovadata cannot be loaded: " + "; ".join(failures))
+    raise ImportError("libkovarun cannot be loaded: " + "; ".join(failures))
 
 
 def last_error(family: str) -> str:
-    """Text of the calling thread's last failure in the functions of one family, ``"kova"`` or ``"kvs"``."""
+    """Text of the calling thread's last failure in the functions of one family: ``"kova"``, ``"kvs"`` or ``"kvr"``."""
     read = getattr(library(), f"{family}_get_last_error_string")
     text = ctypes.create_string_buffer(read(None, 0))
     read(text, len(text))

@@ -4,21 +4,22 @@ from __future__ import annotations
 
 import ctypes
 import dataclasses
-from typing import TYPE_CHECKING, Any, Callable, Dict, Iterator, List, Optional, Tuple, Union
+from ctypes import c_int64
+from typing import Iterator, Optional, Union
 
 import numpy as np
 
 from ._arrays import address, require_out
-from ._errors import BufferTooSmall
-from ._frame import nan_without_calibration
-from ._library import LineCallback, ProfileCallback
-from ._precursors import Precursor, batches
+from ._base import nan_without_calibration
+from ._errors import BufferTooSmall, KovaError
+from ._mobility import MobilityAnalysis
+from ._precursors import Precursor
+from ._queries import Watch, control
+from ._tables import KnownRows
 
-if TYPE_CHECKING:
-    from ._analysis import Analysis
-
-# Spectra of a call wait until it is over. A larger batch reads fewer frames twice, those at its ends.
-_BATCH = 1000
+_LINES, _PROFILES = 0, 1
+# Few, so that the first spectra come soon and profiles stay within memory.
+_SPECTRA_AT_ONCE = {_LINES: 1000, _PROFILES: 20}
 
 
 @dataclasses.dataclass(frozen=True, eq=False, repr=False)
@@ -99,95 +100,33 @@ class MsmsProfile:
         return profile
 
 
-Result = Tuple[int, int, np.ndarray, np.ndarray]
-
-
-class _Receiver:
-    """Keeps what the library hands over in its callbacks. An exception must not pass through the library."""
-
-    def __init__(self) -> None:
-        self.results: List[Result] = []
-        self.failure: Optional[BaseException] = None
-
-    def _guard(self, keep: Callable[..., Result], *arguments: Any) -> None:
-        if self.failure is None:
-            try:
-                self.results.append(keep(*arguments))
-            except BaseException as failure:
-                self.failure = failure
-
-    def line(self, precursor: int, count: int, mz: Optional[int], intensity: Optional[int], _: Any) -> None:
-        self._guard(_copy_lines, precursor, count, mz, intensity)
-
-    def profile(self, precursor: int, count: int, bins: Optional[int], _: Any) -> None:
-        self._guard(_copy_profile, precursor, count, bins)
-
-
-def _copy(source: Optional[int], count: int, dtype: Any) -> np.ndarray:
-    target = np.empty(count, dtype)
-    if count and source is not None:
-        ctypes.memmove(address(target), source, target.nbytes)
-    return target
-
-
-def _copy_lines(precursor: int, count: int, mz: Optional[int], intensity: Optional[int]) -> Result:
-    return precursor, count, _copy(mz, count, np.float64), _copy(intensity, count, np.float32)
-
-
-def _copy_profile(precursor: int, count: int, bins: Optional[int]) -> Result:
-    if not count or bins is None:
-        return precursor, count, np.empty(0, np.uint32), np.empty(0, np.int32)
-    profile = np.frombuffer(memoryview((ctypes.c_int32 * count).from_address(bins)), np.int32)
-    filled = np.flatnonzero(profile)
-    return precursor, count, filled.astype(np.uint32), profile[filled]
-
-
-def read_msms(analysis: Analysis, wanted: Optional[np.ndarray], frame: Optional[int],
-              profile: bool) -> Iterator[Union[MsmsSpectrum, MsmsProfile]]:
+def read_msms(analysis: MobilityAnalysis, known: KnownRows, wanted: Optional[np.ndarray], frame: Optional[int],
+              profile: bool, threads: Optional[int], on_damage: str) -> Iterator[Union[MsmsSpectrum, MsmsProfile]]:
     """The spectra of some precursors, of those of a frame, or of all."""
-    table = analysis._precursors()
-    if frame is not None:
-        yield from _finish(analysis, table, *_call(analysis, profile, "_for_frame", frame))
-        return
-    for ids in batches(analysis._metadata, wanted, _BATCH):
-        yield from _finish(analysis, table, *_call(analysis, profile, "", address(ids), len(ids), keep_alive=ids))
-
-
-def _call(analysis: Analysis, profile: bool, suffix: str, *selection: int,
-          keep_alive: Any = None) -> Tuple[List[Result], Optional[BaseException]]:
-    receiver = _Receiver()
-    name = f"read_zorel_{'profile_' * profile}msms{suffix}_v2"
-    callback = ProfileCallback(receiver.profile) if profile else LineCallback(receiver.line)
+    kind, watch = _PROFILES if profile else _LINES, Watch()
+    settings = control(watch, threads, on_damage, _SPECTRA_AT_ONCE[kind])
+    parent = None if frame is None else c_int64(frame)
+    ids = None if wanted is None else np.append(wanted, 0)  # NULL means all precursors
+    stream = analysis._run.stream("msms", None if ids is None else address(ids), 0 if wanted is None else len(wanted),
+                                  None if parent is None else ctypes.addressof(parent), kind, ctypes.addressof(settings))
     try:
-        analysis._handle.call(name, *selection, callback, None)
-    except Exception as failure:
-        # What came before a failure is good.
-        return receiver.results, receiver.failure or failure
-    return receiver.results, receiver.failure
+        while True:
+            found = watch.wait_for(stream.next_batch)
+            if found is None:
+                break
+            columns = found[1]
+            for row, precursor in enumerate(columns["precursor"].values.tolist()):
+                about = Precursor.of_row(precursor, known.find(precursor))
+                if profile:
+                    yield _profile(analysis, about, columns["intensity"][row])
+                else:
+                    yield MsmsSpectrum(about, columns["mz"][row], columns["intensity"][row])
+        watch.warn()
+    finally:
+        stream.close()
 
 
-def _finish(analysis: Analysis, table: np.ndarray, results: List[Result],
-            failure: Optional[BaseException]) -> Iterator[Union[MsmsSpectrum, MsmsProfile]]:
-    described = _describe(analysis, table, [result[0] for result in results])
-    for precursor, bins, positions, intensity in results:
-        about = described.get(precursor, Precursor.unknown(precursor))
-        if positions.dtype == np.float64:
-            yield MsmsSpectrum(about, positions, intensity)
-        else:
-            mz = positions.astype(np.float64)
-            analysis.index_to_mz(about.frame or 0, mz, mz)
-            yield MsmsProfile(about, bins, positions, intensity, mz)
-    if failure is not None:
-        raise failure
-
-
-def _describe(analysis: Analysis, table: np.ndarray, ids: List[int]) -> Dict[int, Precursor]:
-    rows = table[np.isin(table["id"], np.array(ids, np.int64))]
-    mobilities = np.full(len(rows), np.nan)
-    for parent in np.unique(rows["frame"]):
-        chosen = np.flatnonzero((rows["frame"] == parent) & ~np.isnan(rows["scan"]))
-        if len(chosen):
-            mobilities[chosen] = nan_without_calibration(analysis.scan_to_one_over_k0, int(parent),
-                                                         rows["scan"][chosen].copy())
-    return {int(row["id"]): Precursor.of_row(row)._replace(one_over_k0=float(mobility))
-            for row, mobility in zip(rows, mobilities)}
+def _profile(analysis: MobilityAnalysis, about: Precursor, bins: np.ndarray) -> MsmsProfile:
+    filled = np.flatnonzero(bins)
+    mz = nan_without_calibration(analysis.index_to_mz, about.frame or 0, filled.astype(np.float64))
+    return MsmsProfile(about, len(bins), filled.astype(np.uint32), bins[filled], mz)

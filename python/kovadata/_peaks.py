@@ -3,15 +3,12 @@
 from __future__ import annotations
 
 import dataclasses
-from typing import Any, Iterator, NamedTuple, Optional, Tuple
+import functools
+from typing import Any, Callable, Iterator, NamedTuple, Optional, Union
 
 import numpy as np
 
 from ._table import with_nulls
-
-# Below, picking peaks out one by one is quicker than copying whole scans; see docs/python.md.
-_PEAKS_PER_SCAN_WORTH_COPYING = 128
-
 
 class Scan(NamedTuple):
     """The peaks of one scan.
@@ -77,20 +74,21 @@ class Scans:
         return (self[position] for position in range(len(self.counts)))
 
 
+COLUMNS = ("scan", "tof_index", "intensity", "mz", "one_over_k0")
+
+
 @dataclasses.dataclass(frozen=True, eq=False, repr=False)
 class Peaks:
     """The peaks of a range of scans of one frame, scan by scan, in the order of their indices within a scan.
 
-    The arrays are parts of one block of memory: copy one that is to be kept without the others.
+    ``peaks[mask]`` and ``peaks[a:b]`` are the peaks that numpy would choose.
 
     Attributes
     ----------
     frame_id : int
         "Id" of the frame.
-    begin : int
-        Number of the first scan.
-    offsets : ndarray of int64, shape (scans + 1,)
-        The peaks of scan ``begin + i`` are those from ``offsets[i]`` up to, not including, ``offsets[i + 1]``.
+    begin, end : int
+        Number of the first scan, and of the one after the last.
     scan : ndarray of uint32, shape (n,)
         Number of the scan of each peak.
     tof_index : ndarray of uint32, shape (n,)
@@ -105,7 +103,7 @@ class Peaks:
 
     frame_id: int
     begin: int
-    offsets: np.ndarray
+    end: int
     scan: np.ndarray
     tof_index: np.ndarray
     intensity: np.ndarray
@@ -116,8 +114,16 @@ class Peaks:
         return len(self.tof_index)
 
     def __repr__(self) -> str:
-        end = self.begin + len(self.offsets) - 1
-        return f"<kovadata.Peaks: {len(self)} peaks of scans {self.begin}:{end} of frame {self.frame_id}>"
+        return f"<kovadata.Peaks: {len(self)} peaks of scans {self.begin}:{self.end} of frame {self.frame_id}>"
+
+    def __getitem__(self, which: Union[slice, np.ndarray]) -> Peaks:
+        return self._map(lambda values: values[which])
+
+    @functools.cached_property
+    def offsets(self) -> np.ndarray:
+        """Where scans begin: the peaks of scan ``begin + i`` are those from ``offsets[i]`` up to, not including,
+        ``offsets[i + 1]``."""
+        return np.searchsorted(self.scan, np.arange(self.begin, self.end + 1, dtype=np.uint32)).astype(np.int64)
 
     def scans(self) -> Scans:
         """The same peaks as one view per scan."""
@@ -127,35 +133,37 @@ class Peaks:
 
     def between(self, begin: int, end: int) -> Peaks:
         """The peaks of scans `begin` up to, not including, `end`, as views."""
-        offsets = self.offsets[begin - self.begin:end - self.begin + 1]
-        part = slice(int(offsets[0]), int(offsets[-1]))
+        first, last = np.searchsorted(self.scan, [begin, end])
+        return dataclasses.replace(self[first:last], begin=begin, end=end)
 
-        def cut(values: Optional[np.ndarray]) -> Any:
-            return None if values is None else values[part]
+    def converted(self, mz: bool, one_over_k0: bool) -> Peaks:
+        """The same peaks without columns that were not asked for."""
+        return dataclasses.replace(self, mz=self.mz if mz else None, one_over_k0=self.one_over_k0 if one_over_k0 else None)
 
-        return Peaks(self.frame_id, begin, offsets - offsets[0], self.scan[part], self.tof_index[part],
-                     self.intensity[part], cut(self.mz), cut(self.one_over_k0))
+    def _map(self, change: Callable[[np.ndarray], np.ndarray]) -> Peaks:
+        columns = (getattr(self, name) for name in COLUMNS)
+        return Peaks(self.frame_id, self.begin, self.end,
+                     *(None if values is None else change(values) for values in columns))  # type: ignore[arg-type]
 
-    def table(self, kind: str) -> Any:
-        """The peaks as a data frame, with null values where a frame has no calibration.
+    def table(self, kind: str = "numpy") -> Any:
+        """The peaks as a table, with null values in data frames where a frame has no calibration.
 
         Parameters
         ----------
-        kind : {"pandas", "polars", "arrow"}
-            Package of the data frame.
+        kind : {"numpy", "pandas", "polars", "arrow"}
+            Structured array, or data frame of that package.
 
         Returns
         -------
-        pandas.DataFrame, polars.DataFrame or pyarrow.Table
+        ndarray, pandas.DataFrame, polars.DataFrame or pyarrow.Table
             Columns ``scan``, ``tof_index``, ``intensity``, and ``mz`` and ``one_over_k0`` where they are not None.
         """
-        names = ("scan", "tof_index", "intensity", "mz", "one_over_k0")
-        columns = {name: getattr(self, name) for name in names}
+        columns = {name: getattr(self, name) for name in COLUMNS}
         return with_nulls({name: values for name, values in columns.items() if values is not None}, kind)
 
 
 class PeakBuffer:
-    """Memory for peaks that is used again, which spares the system from finding and clearing new memory for each frame.
+    """Memory for peaks that is used again: the arrays of frame after frame are at the same place.
 
     Pass it to `Frame.peaks` as ``out``. It grows when it has to.
     """
@@ -163,60 +171,20 @@ class PeakBuffer:
     def __init__(self) -> None:
         self._block = np.empty(0, np.uint8)
 
-    def _take(self, size: int) -> np.ndarray:
+    def _fill(self, peaks: Peaks) -> Peaks:
+        size = sum(values.nbytes for values in (getattr(peaks, name) for name in COLUMNS) if values is not None)
         if size > len(self._block):
             self._block = np.empty(size + size // 4, np.uint8)
-        return self._block[:size]
+        used = 0
 
+        def moved(values: np.ndarray) -> np.ndarray:
+            nonlocal used
+            begin, used = used, used + values.nbytes
+            target = self._block[begin:used].view(values.dtype)
+            target[:] = values
+            return target
 
-class Columns:
-    """Arrays with one element per peak, in one block of memory: large blocks get pages that cost less.
-
-    Floating-point columns that are not asked for are None.
-    """
-
-    def __init__(self, peaks: int, mz: bool, one_over_k0: bool, out: Optional[PeakBuffer]) -> None:
-        if not isinstance(out, (PeakBuffer, type(None))):
-            raise TypeError("out must be a kovadata.PeakBuffer")
-        size = peaks * (8 * (mz + one_over_k0) + 12)
-        self._block = np.empty(size, np.uint8) if out is None else out._take(size)
-        self._used = 0
-        self.mz = self._column(peaks, np.float64) if mz else None
-        self.one_over_k0 = self._column(peaks, np.float64) if one_over_k0 else None
-        self.scan = self._column(peaks, np.uint32)
-        self.tof_index = self._column(peaks, np.uint32)
-        self.intensity = self._column(peaks, np.uint32)
-
-    def _column(self, peaks: int, dtype: Any) -> np.ndarray:
-        begin, self._used = self._used, self._used + peaks * np.dtype(dtype).itemsize
-        return self._block[begin:self._used].view(dtype)
-
-
-def separate(words: np.ndarray, scans: int, mz: bool, one_over_k0: bool,
-             out: Optional[PeakBuffer]) -> Tuple[np.ndarray, Columns]:
-    """Takes the library's result apart: where the peaks of each scan begin, their indices and intensities."""
-    counts = words[:scans].astype(np.int64)
-    offsets = np.zeros(scans + 1, np.int64)
-    np.cumsum(counts, out=offsets[1:])
-    columns = Columns(int(offsets[-1]), mz, one_over_k0, out)
-    fill = _copy_scans if offsets[-1] >= _PEAKS_PER_SCAN_WORTH_COPYING * scans else _pick_peaks
-    fill(words, counts, offsets, columns)
-    return offsets, columns
-
-
-def _copy_scans(words: np.ndarray, counts: np.ndarray, offsets: np.ndarray, columns: Columns) -> None:
-    source, index, intensity = words.data[len(counts):], columns.tof_index.data, columns.intensity.data
-    at = 0
-    for begin, end in zip(offsets[:-1].tolist(), offsets[1:].tolist()):
-        middle = at + end - begin
-        index[begin:end] = source[at:middle]
-        at = middle + end - begin
-        intensity[begin:end] = source[middle:at]
-
-
-def _pick_peaks(words: np.ndarray, counts: np.ndarray, offsets: np.ndarray, columns: Columns) -> None:
-    places = np.repeat(offsets[:-1] + len(counts), counts)
-    places += np.arange(len(places))
-    words.take(places, out=columns.tof_index, mode="clip")
-    places += np.repeat(counts, counts)
-    words.take(places, out=columns.intensity, mode="clip")
+        # Numbers of eight bytes come first, where they are aligned.
+        mz, one_over_k0 = (None if values is None else moved(values) for values in (peaks.mz, peaks.one_over_k0))
+        return Peaks(peaks.frame_id, peaks.begin, peaks.end, moved(peaks.scan), moved(peaks.tof_index),
+                     moved(peaks.intensity), mz, one_over_k0)

@@ -1,20 +1,27 @@
-"""Reads packed scans, into a buffer that is used again or into the caller's."""
+"""Reads one frame: packed scans, and peaks as columns."""
 
 from __future__ import annotations
 
+import ctypes
 import operator
-from typing import Callable, Optional, TypeVar
+from ctypes import c_int64, c_uint32
+from typing import Any, Dict, Optional
 
 import numpy as np
 
 from ._arrays import address, require_out
+from ._arrow_c import BatchStream, Field, filled
 from ._errors import BufferTooSmall, KovaError
-from ._handle import Handle
+from ._library import last_error, library
+from ._queries import Control, Query
+from ._run import Run
 
-T = TypeVar("T")
-
-_INITIAL_WORDS = 1 << 18
-_MAX_SCAN = 0xFFFFFFFE
+_SCAN, _TOF_INDEX, _INTENSITY, _MZ, _ONE_OVER_K0 = 8, 16, 32, 64, 128
+_PEAKS = (Field("scan", "I"), Field("tof_index", "I"), Field("intensity", "I"))
+_FIELDS = {(mz, one_over_k0): _PEAKS + (Field("mz", "g"),) * mz + (Field("one_over_k0", "g"),) * one_over_k0
+           for mz in (False, True) for one_over_k0 in (False, True)}
+# A frame comes in one batch.
+_NO_LIMIT = 0x7FFFFFFF
 
 
 def scan_number(value: object) -> int:
@@ -26,78 +33,57 @@ def scan_number(value: object) -> int:
 
 
 class ScanReader:
-    """Reads scans through one handle."""
+    """Reads single frames of a run, on the calling thread."""
 
-    def __init__(self, handle: Handle) -> None:
-        self._handle = handle
-        self._scratch: Optional[np.ndarray] = None
+    def __init__(self, run: Run) -> None:
+        self._run = run
+        self._control = Control(size=ctypes.sizeof(Control), threads=1, batch_size=_NO_LIMIT)
 
-    def read(self, frame: int, begin: int, end: int, normalized: bool, use: Callable[[np.ndarray], T]) -> T:
-        """Hands the result to a function, which must not keep it."""
-        call = self._call(normalized)
-        with self._handle as handle:
-            # Taken away while in use: a signal handler may read in between.
-            scratch, self._scratch = self._scratch, None
-            if scratch is None:
-                scratch = np.empty(_INITIAL_WORDS, np.uint32)
-            while True:
-                size = call(handle, frame, begin, end, address(scratch), scratch.nbytes)
-                if size == 0:
-                    self._scratch = scratch
-                    raise self._handle.failure()
-                if size <= scratch.nbytes:
-                    break
-                scratch = np.empty(max(size // 4, min(len(scratch) * 3 // 2, 0x3FFFFFFF)), np.uint32)
-            try:
-                return use(scratch[:size // 4])
-            finally:
-                self._scratch = scratch
+    def peaks(self, frame: int, begin: int, end: int, normalized: bool, mz: bool,
+              one_over_k0: bool) -> Dict[str, np.ndarray]:
+        """Columns of the peaks of some scans; with end 0, of all from the first on."""
+        stream = BatchStream(_FIELDS[mz, one_over_k0])
+        columns = _SCAN | _TOF_INDEX | _INTENSITY | _MZ * mz | _ONE_OVER_K0 * one_over_k0
+        one = c_int64(frame)
+        query = Query(ctypes.sizeof(Query), 0, ctypes.addressof(one), 1, None, None, None, begin, end, 1 if normalized else 2)
+        with self._run as run:
+            if not library().kvr_peaks(run, ctypes.addressof(query), columns, ctypes.addressof(self._control),
+                                       stream.address):
+                raise KovaError(last_error("kvr"))
+        found = stream.next_batch()
+        if found is None:
+            return {field.name: np.empty(0, field.dtype) for field in _FIELDS[mz, one_over_k0]}
+        return {name: filled(column) for name, column in found[1].items()}
 
-    def read_into(self, frame: int, begin: int, end: int, normalized: bool, out: np.ndarray) -> np.ndarray:
-        """Fills the caller's array and returns the part of it that was filled."""
-        require_out(out, np.uint32)
-        room = min(out.nbytes, 0xFFFFFFFC)
-        with self._handle as handle:
-            size = self._call(normalized)(handle, frame, begin, end, address(out), room)
-            if size == 0:
-                raise self._handle.failure()
-        if size > room:
-            raise BufferTooSmall(f"the scans need {size // 4} values, out has {out.size}", size // 4)
-        return out.reshape(-1)[:size // 4]
+    def words(self, frame: int, begin: int, end: int, normalized: bool, out: Optional[np.ndarray] = None,
+              expected: int = 0) -> np.ndarray:
+        """Packed scans, in the caller's array if there is one: counts, then indices and intensities of each scan.
+
+        Without one, the frame is read once if as many words are needed as were expected, and twice if more are.
+        """
+        if out is not None:
+            require_out(out, np.uint32)
+            room = min(out.nbytes, 0xFFFFFFFC)
+            size = self._call(normalized, frame, begin, end, address(out), room)
+            if size > room:
+                raise BufferTooSmall(f"the scans need {size // 4} values, out has {out.size}", size // 4)
+            return out.reshape(-1)[:size // 4]
+        words = np.empty(expected, np.uint32)
+        size = self._call(normalized, frame, begin, end, address(words), words.nbytes)
+        if size > words.nbytes:
+            words = np.empty(size // 4, np.uint32)
+            self._call(normalized, frame, begin, end, address(words), size)
+        return words[:size // 4]
+
+    def require(self, frame: int, begin: int, end: int) -> None:
+        """Raises what the library says if a frame does not have all these scans."""
+        self._call(False, frame, begin, end, None, 0)
 
     def count_scans(self, frame: int) -> int:
-        """The number of scans of a frame for which the metadata do not state it.
+        """The number of scans of a frame, found out by reading it if need be."""
+        count = c_uint32()
+        self._run.call("count_scans", frame, ctypes.addressof(count))
+        return count.value
 
-        A frame stays decompressed between calls, and asking for the size of one scan is cheap: the step doubles until it
-        is too far, then the interval is halved.
-        """
-        if not self._has_scan(frame, 0):
-            return 0
-        there, beyond = 0, 1
-        while self._has_scan(frame, beyond):
-            there, beyond = beyond, 2 * beyond
-            if beyond > _MAX_SCAN:
-                raise KovaError(f"the number of scans of frame {frame} cannot be found")
-        while beyond - there > 1:
-            middle = (there + beyond) // 2
-            if self._has_scan(frame, middle):
-                there = middle
-            else:
-                beyond = middle
-        return beyond
-
-    def _has_scan(self, frame: int, scan: int) -> bool:
-        with self._handle as handle:
-            if self._call(False)(handle, frame, scan, scan + 1, None, 0):
-                return True
-            failure = self._handle.failure()
-        if str(failure).endswith("out of range."):
-            return False
-        # A scan whose data are damaged exists.
-        if str(failure).startswith("CorruptScanDataError"):
-            return True
-        raise failure
-
-    def _call(self, normalized: bool) -> Callable[..., int]:
-        call: Callable[..., int] = self._handle.function("read_scans_v2" if normalized else "read_scans_internal")
-        return call
+    def _call(self, normalized: bool, *arguments: Any) -> int:
+        return self._run.call_lent("read_scans_v2" if normalized else "read_scans_internal", *arguments)

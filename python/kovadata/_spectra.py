@@ -2,19 +2,22 @@
 
 from __future__ import annotations
 
+import ctypes
 import dataclasses
-from typing import Any, Callable, Iterable, Iterator, Optional, Tuple, Union
+from typing import Any, Iterable, Iterator, Optional, Tuple, Union
 
 import numpy as np
 
-from ._arrays import Converted, Out, Values, address, require_out
+from ._arrays import Converted, Out, Values, require_out
+from ._arrow_c import Batch
 from ._base import BaseAnalysis, frame_number, frame_numbers
-from ._errors import BufferTooSmall
-from ._frame_table import read_frame_table
-from ._frame import nan_without_calibration
-from ._library import last_error, library
+from ._errors import BufferTooSmall, KovaError
 from ._partitions import Partition
-from ._table import with_nulls
+from ._queries import Watch, control, query
+from ._table import convert, with_nulls
+from ._tables import FRAME_COLUMNS
+
+_LINES, _PROFILE = 0, 1
 
 
 @dataclasses.dataclass(frozen=True, eq=False, repr=False)
@@ -100,10 +103,12 @@ class Spectrum:
         BufferTooSmall
             The lines do not fit into `out`, which was not touched.
         """
-        types = (np.float64, np.float32, np.float32)[:3 if self._analysis.has_widths else 2]
-        name = "read_line_spectrum_with_width" if self._analysis.has_widths else "read_line_spectrum"
-        position, intensity, *width = self._read(name, types, out)
-        return Lines(position, intensity, width[0] if width else None, self._mz(position))
+        columns = self._read(_LINES)
+        width, mz = columns["width"], columns["mz"]
+        names = ("position", "intensity") + ("width",) * (width.valid is None)
+        position, intensity, *widths = _moved(tuple(columns[name][0] for name in names), out)
+        known_mz = np.full(len(position), np.nan) if mz.valid is not None else mz[0]
+        return Lines(position, intensity, widths[0] if widths else None, known_mz)
 
     def profile(self, out: Optional[np.ndarray] = None) -> np.ndarray:
         """Reads the profile spectrum.
@@ -125,7 +130,7 @@ class Spectrum:
         BufferTooSmall
             The profile does not fit into `out`, which was not touched.
         """
-        return self._read("read_profile_spectrum", (np.uint32,), None if out is None else (out,))[0]
+        return _moved((self._read(_PROFILE)["intensity"][0],), None if out is None else (out,))[0]
 
     def index_to_mz(self, index: Values, out: Out = None) -> Converted:
         """Converts time-of-flight indices to m/z in Th, see `SpectrumAnalysis.index_to_mz`."""
@@ -135,48 +140,33 @@ class Spectrum:
         """Converts m/z in Th to time-of-flight indices, see `SpectrumAnalysis.mz_to_index`."""
         return self._analysis.mz_to_index(self.id, mz, out)
 
-    def _mz(self, position: np.ndarray) -> np.ndarray:
-        return nan_without_calibration(self._analysis.index_to_mz, self.id, position.copy())
-
-    def _read(self, name: str, types: tuple[Any, ...], out: Optional[tuple[np.ndarray, ...]]) -> Any:
-        handle = self._analysis._handle
-        function = handle.function(name)
-        if out is not None:
-            _check(out, types)
-        with handle as value:
-            # The spectrum is kept by the library: asking for its size first reads the file once.
-            count = _checked(lambda: function(value, self.id, *[None] * len(types), 0), handle.failure)
-            arrays = tuple(np.empty(count, one) for one in types) if out is None else out
-            if count > arrays[0].size:
-                raise BufferTooSmall(f"the spectrum has {count} values, out has {arrays[0].size}", count)
-            if count:
-                function(value, self.id, *map(address, arrays), count)
-        return tuple(array.reshape(-1)[:count] for array in arrays)
+    def _read(self, kind: int) -> Batch:
+        watch, wanted = Watch(), query(np.array([self.id], np.int64))
+        settings = control(watch, 1, "raise")
+        stream = self._analysis._run.stream("spectra", ctypes.addressof(wanted), kind, ctypes.addressof(settings))
+        found = stream.next_batch()
+        if found is None:
+            raise KovaError(f"there is no spectrum {self.id}")
+        return found[1]
 
 
-def _check(out: tuple[np.ndarray, ...], types: tuple[Any, ...]) -> None:
-    if not isinstance(out, tuple) or len(out) != len(types):
-        raise TypeError(f"out must be a tuple of {len(types)} arrays")
-    for array, one in zip(out, types):
-        require_out(array, one)
-    if len({array.size for array in out}) != 1:
+def _moved(arrays: Tuple[np.ndarray, ...], out: Optional[Tuple[np.ndarray, ...]]) -> Tuple[np.ndarray, ...]:
+    """The arrays in the caller's memory, if there is one."""
+    if out is None:
+        return arrays
+    if not isinstance(out, tuple) or len(out) != len(arrays):
+        raise TypeError(f"out must be a tuple of {len(arrays)} arrays")
+    for target, array in zip(out, arrays):
+        require_out(target, array.dtype)
+    if len({target.size for target in out}) != 1:
         raise ValueError("the arrays of out must have the same length")
-
-
-def _checked(call: Callable[[], int], failure: Callable[[], Exception]) -> int:
-    """Calls what gives 0 for an empty spectrum as well as for a failure.
-
-    To tell them apart it is called again after another failure, whose text no reading call gives.
-    """
-    count = call()
-    if count:
-        return count
-    library().kvs_open(None, 0)
-    known = last_error("kvs")
-    count = call()
-    if not count and last_error("kvs") != known:
-        raise failure()
-    return count
+    count = len(arrays[0])
+    if count > out[0].size:
+        raise BufferTooSmall(f"the spectrum has {count} values, out has {out[0].size}", count)
+    filled = tuple(target.reshape(-1)[:count] for target in out)
+    for target, array in zip(filled, arrays):
+        target[:] = array
+    return filled
 
 
 class SpectrumAnalysis(BaseAnalysis):
@@ -197,8 +187,8 @@ class SpectrumAnalysis(BaseAnalysis):
         The analysis cannot be opened.
     """
 
-    _family = "kvs"
-    _metadata_name = "analysis.kvs"
+    _has_mobility = False
+    _blob_name = "analysis.kvs_bin"
 
     def spectrum_table(self, kind: str = "numpy") -> Any:
         """What the metadata say about the spectra; columns as those of `Analysis.frame_table`.
@@ -212,30 +202,31 @@ class SpectrumAnalysis(BaseAnalysis):
         -------
         ndarray, pandas.DataFrame, polars.DataFrame or pyarrow.Table
         """
-        return self._table(kind)
+        return convert(self._frame_table(), FRAME_COLUMNS, kind)
 
     @property
     def has_lines(self) -> bool:
         """Whether the analysis has line spectra."""
-        return self._stated("HasLineSpectra")
+        return bool(self._run.info().has_lines)
 
     @property
     def has_widths(self) -> bool:
         """Whether its line spectra have widths."""
-        return self._stated("HasLineSpectraPeakWidth")
+        return bool(self._run.info().has_line_widths)
 
     @property
     def has_profiles(self) -> bool:
         """Whether the analysis has profile spectra."""
-        return self._stated("HasProfileSpectra")
+        return bool(self._run.info().has_profiles)
 
     def spectrum(self, spectrum_id: int) -> Spectrum:
         """The spectrum with an id; KovaError if there is none."""
         number = frame_number(spectrum_id)
-        rows = read_frame_table(self._metadata, number)
-        if not len(rows):
-            self._handle.call("index_to_mz", number, address(np.zeros(1)), address(np.zeros(1)), 1)
-        return Spectrum(self, rows[0])
+        row = self._row(number)
+        if row is None:
+            self.index_to_mz(number, [0.0])  # the library says that there is none
+            raise KovaError(f"spectrum {number} is not in the metadata")
+        return Spectrum(self, row)
 
     def spectra(self, which: Union[Partition, Iterable[int], None] = None) -> Iterator[Spectrum]:
         """Goes through spectra.
@@ -255,6 +246,3 @@ class SpectrumAnalysis(BaseAnalysis):
                 table = table[(table["id"] >= which.first) & (table["id"] <= which.last)]
             return (Spectrum(self, row) for row in table)
         return (self.spectrum(one) for one in frame_numbers(which))
-
-    def _stated(self, key: str) -> bool:
-        return self._metadata.number(key) != 0

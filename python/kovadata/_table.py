@@ -2,37 +2,41 @@
 
 from __future__ import annotations
 
-from typing import Any, Dict, Iterable, Mapping, NamedTuple, Sequence
+from typing import Any, Dict, Mapping, NamedTuple, Sequence
 
 import numpy as np
+
+from ._arrow_c import Batch
 
 KINDS = ("numpy", "pandas", "polars", "arrow")
 
 
 class Column(NamedTuple):
-    """A column of a table, and what stands in it where the database has nothing of its type."""
+    """A column of a table, and what stands in its arrays where nothing is known."""
 
     name: str
     dtype: str
     missing: Any
-    lowest: int = 0
-
-    def clean(self, value: Any) -> Any:
-        kind = self.dtype[0]
-        if kind == "f":
-            return value if isinstance(value, (int, float)) else self.missing
-        if kind == "i":
-            return value if isinstance(value, int) and value >= self.lowest else self.missing
-        return value if isinstance(value, str) else self.missing
 
     def is_missing(self, values: np.ndarray) -> np.ndarray:
         return np.isnan(values) if self.missing != self.missing else values == self.missing
 
 
-def structured(columns: Sequence[Column], rows: Iterable[Sequence[Any]]) -> np.ndarray:
-    """Rows of a query as a structured array."""
-    cleaned = [tuple(column.clean(value) for column, value in zip(columns, row)) for row in rows]
-    return np.array(cleaned, dtype=[(column.name, column.dtype) for column in columns])
+def structured(columns: Sequence[Column], batches: Sequence[Batch]) -> np.ndarray:
+    """Record batches of the library as a structured array."""
+    dtype = np.dtype([(column.name, column.dtype) for column in columns])
+    lengths = [len(batch[columns[0].name].values) for batch in batches]
+    table = np.empty(sum(lengths), dtype)
+    end = 0
+    for batch, length in zip(batches, lengths):
+        begin, end = end, end + length
+        for column in columns:
+            values, valid = batch[column.name]
+            target = table[column.name][begin:end]
+            target[:] = values
+            if valid is not None:
+                target[~valid] = column.missing
+    return table
 
 
 def convert(table: np.ndarray, columns: Sequence[Column], kind: str) -> Any:
@@ -44,11 +48,19 @@ def convert(table: np.ndarray, columns: Sequence[Column], kind: str) -> Any:
 
 
 def data_frame(kind: str, columns: Mapping[str, np.ndarray], missing: Mapping[str, np.ndarray]) -> Any:
-    """Arrays as a data frame of another package, with its null values where ``missing`` is true."""
-    makers = {"pandas": _pandas, "polars": _polars, "arrow": _arrow}
+    """Arrays as a structured array, or as a data frame with null values where ``missing`` is true."""
+    makers = {"numpy": _numpy, "pandas": _pandas, "polars": _polars, "arrow": _arrow}
     if kind not in makers:
         raise ValueError(f"{kind!r} is none of {', '.join(KINDS)}")
     return makers[kind](columns, {name: mask for name, mask in missing.items() if mask.any()})
+
+
+def _numpy(columns: Mapping[str, np.ndarray], _: Mapping[str, np.ndarray]) -> np.ndarray:
+    dtype = [(name, values.dtype) for name, values in columns.items()]
+    table = np.empty(len(next(iter(columns.values()))), dtype)
+    for name, values in columns.items():
+        table[name] = values
+    return table
 
 
 def _pandas(columns: Mapping[str, np.ndarray], missing: Mapping[str, np.ndarray]) -> Any:

@@ -17,12 +17,11 @@ def test_arrays_are_converted_as_single_values_are(run, there, back, function):
     values = np.linspace(3.25, 190.5, 300).reshape(3, 100)
     converted = getattr(run, there)(1, values)
     assert converted.shape == (3, 100)
-    call = getattr(library(), f"kova_{function}")
     one, result = ctypes.c_double(), ctypes.c_double()
-    with run._handle as handle:
-        for value, expected in zip(values.flat, converted.flat):
-            one.value = value
-            assert call(handle, 1, ctypes.addressof(one), ctypes.addressof(result), 1) and result.value == expected
+    for value, expected in zip(values.flat, converted.flat):
+        one.value = value
+        run._run.call_lent(function, 1, ctypes.addressof(one), ctypes.addressof(result), 1)
+        assert result.value == expected
     np.testing.assert_allclose(getattr(run, back)(1, converted), values, rtol=1e-9)
     single = getattr(run.frame(1), there)(values[0, 0])
     assert isinstance(single, np.float64) and single == converted[0, 0]

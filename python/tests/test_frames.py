@@ -48,6 +48,8 @@ def test_ranges_of_scans(run):
             if getattr(cut, name) is not None:
                 np.testing.assert_array_equal(getattr(cut, name), getattr(whole, name)[chosen])
         assert [len(scan.tof_index) for scan in cut.scans()] == frame.scans(50, 60).counts.tolist()
+    chosen = whole[whole.mz > 800]
+    assert chosen.mz.tolist() == whole.mz[whole.mz > 800].tolist() and whole[:9].table()["scan"].tolist() == whole.scan[:9].tolist()
     assert frame.scans(50, 60)[-1].scan == 59
     with pytest.raises(IndexError):
         frame.scans(50, 60)[10]
@@ -92,12 +94,12 @@ def test_peaks_in_a_buffer_that_is_used_again(simulated):
     (lambda run: run.frame(1).scans(300), "Scan number [300] out of range."),
     (lambda run: next(run.frames(threads=1)).peaks(0, 201), "Scan number [200] out of range."),
     (lambda run: run.index_to_mz(99, [1.0]), "Frame 99 does not exists or is missing MzCalibration/Polarity"),
-    (lambda run: kovadata.Analysis(run.path / "none"), "Specified analysis directory does not exist."),
-    (lambda run: kovadata.SpectrumAnalysis(run.path), "analysis.kvs doesn't exist.")])
+    (lambda run: kovadata.Analysis(run.path / "none"), "Specified analysis directory does not exist. (while opening {}/none)"),
+    (lambda run: kovadata.SpectrumAnalysis(run.path), "analysis.kvs doesn't exist. (kovadata.Analysis or kovadata.open opens {})")])
 def test_failures_have_the_text_of_the_library(run, call, text):
     with pytest.raises(kovadata.KovaError) as failure:
         call(run)
-    assert text in str(failure.value)
+    assert text.replace("{}", str(run.path)) in str(failure.value)
     assert len(run.frame(1).peaks()) > 0, "the analysis stays usable"
 
 
@@ -118,23 +120,14 @@ def test_wrong_types_are_told_in_words(run, call, text):
         call(run)
 
 
-@pytest.mark.skipif(not hasattr(Exception, "add_note"), reason="came with Python 3.11")
-@pytest.mark.parametrize("call, note", [
-    (lambda run: kovadata.Analysis(run.path / "none"), "while opening {}/none"),
-    (lambda run: kovadata.SpectrumAnalysis(run.path), "kovadata.Analysis or kovadata.open opens {}")])
-def test_tracebacks_tell_which_path_was_meant(run, call, note):
-    with pytest.raises(kovadata.KovaError) as failure:
-        call(run)
-    assert failure.value.__notes__ == [note.format(run.path)]
-
-
 def test_closed_analyses(simulated):
     with kovadata.Analysis(simulated("run")) as analysis:
         frame = analysis.frame(1)
     analysis.close()
     assert analysis.closed
     for call in (frame.peaks, analysis.frame_table, lambda: analysis.frame(1),
-                 lambda: analysis.index_to_mz(1, [1.0]), lambda: next(analysis.msms())):
+                 lambda: analysis.index_to_mz(1, [1.0]), lambda: next(analysis.msms()), lambda: next(analysis.frames(threads=2)),
+                 lambda: analysis.chromatograms(None), analysis.peaks):
         with pytest.raises(ValueError, match="closed"):
             call()
 

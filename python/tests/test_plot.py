@@ -102,7 +102,8 @@ def test_spectrum_and_its_labels(run, ax):
 
 def test_module_as_the_tool_calls_it(run, tmp_path):
     assert run_module(tmp_path, "mobilogram", run.path) == (0, "mobilogram.png written\n", "")
-    assert run_module(tmp_path, "tic", "none.d") == (1, "", "kova: Specified analysis directory does not exist.\n")
+    assert run_module(tmp_path, "tic", "none.d") == (
+        1, "", f"kova: Specified analysis directory does not exist. (while opening {tmp_path}/none.d)\n")
 
 
 def test_command_writes_files(run, simulated, command, tmp_path):

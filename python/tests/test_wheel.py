@@ -88,4 +88,4 @@ def test_source_install_with_the_library_of_the_system(run, empty, tmp_path):
 def test_a_library_that_is_not_there(tmp_path):
     done = subprocess.run([sys.executable, "-c", "import kovadata; kovadata.set_num_threads(1)"], text=True,
                           env={**os.environ, "KOVADATA_LIBRARY": str(tmp_path / "none.so")}, capture_output=True)
-    assert "ImportError: libkovadata cannot be loaded" in done.stderr and "none.so" in done.stderr
+    assert "ImportError: libkovarun cannot be loaded" in done.stderr and "none.so" in done.stderr

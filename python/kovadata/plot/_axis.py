@@ -6,8 +6,9 @@ from typing import NamedTuple
 
 import numpy as np
 
+from .._base import nan_without_calibration
 from .._errors import KovaError
-from .._frame import Frame, nan_without_calibration
+from .._frame import Frame
 from .._peaks import Peaks
 from ._style import MOBILITY_LABEL, SCAN_LABEL, Range, within
 
@@ -33,7 +34,7 @@ def mobility_axis(frame: Frame) -> MobilityAxis:
 
 
 def chosen_peaks(frame: Frame, mz_range: Range, mobility_range: Range) -> Peaks:
-    """The peaks of a frame, with those out of range set to intensity 0 in a copy."""
+    """The peaks of a frame that are in both ranges."""
     peaks = frame.peaks()
     assert peaks.mz is not None and peaks.one_over_k0 is not None
     if mz_range is not None and len(peaks) and np.isnan(peaks.mz).all():
@@ -42,9 +43,7 @@ def chosen_peaks(frame: Frame, mz_range: Range, mobility_range: Range) -> Peaks:
         raise KovaError(f"frame {frame.id} has no mobility calibration, which a range of 1/K0 needs")
     if mz_range is None and mobility_range is None:
         return peaks
-    chosen = within(peaks.mz, mz_range) & within(peaks.one_over_k0, mobility_range)
-    return Peaks(peaks.frame_id, peaks.begin, peaks.offsets, peaks.scan, peaks.tof_index,
-                 np.where(chosen, peaks.intensity, np.uint32(0)), peaks.mz, peaks.one_over_k0)
+    return peaks[within(peaks.mz, mz_range) & within(peaks.one_over_k0, mobility_range)]
 
 
 def frame_title(frame: Frame) -> str:

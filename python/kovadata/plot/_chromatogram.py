@@ -9,13 +9,11 @@ import numpy as np
 from .._analysis import Analysis
 from .._errors import KovaError
 from .._spectra import SpectrumAnalysis
-from ._axis import chosen_peaks
 from ._style import BLUE, VERMILLION, Range, axes_or_new, count_axis, range_text, tidy, within
 
 if TYPE_CHECKING:
     from matplotlib.axes import Axes
 
-_READING_THREADS = 2
 _MARKED_POINTS = 80
 
 
@@ -82,10 +80,8 @@ def _sums(analysis: Union[Analysis, SpectrumAnalysis], mz_range: Range,
     if mz_range is None and mobility_range is None:
         table = analysis.frame_table(complete=True)
         return table, table["intensity_sum"].astype(float)
-    table = analysis.frame_table()
-    frames = analysis.frames(threads=_READING_THREADS)
-    return table, np.array([chosen_peaks(frame, mz_range, mobility_range).intensity.sum(dtype=np.int64)
-                            for frame in frames], float)
+    found = analysis.chromatograms(mz_range, mobility_ranges=mobility_range, ms_level=None)
+    return analysis.frame_table(), found.intensity[0].astype(float)
 
 
 def _spectrum_sum(analysis: SpectrumAnalysis, number: int, mz_range: Range) -> float:

@@ -66,10 +66,9 @@ def _histogram(frame: Frame, axis: MobilityAxis, mz_range: Range,
     """Summed intensities by mobility and m/z. A row is a whole number of scans, which leaves no stripes."""
     peaks = chosen_peaks(frame, mz_range, mobility_range)
     assert peaks.mz is not None
-    present = peaks.intensity > 0
-    if not present.any():
+    if not peaks.intensity.any():
         raise KovaError(f"frame {frame.id} has no peaks there")
-    mz, scan, weights = peaks.mz[present], peaks.scan[present], peaks.intensity[present]
+    mz, scan, weights = peaks.mz, peaks.scan, peaks.intensity
     if np.isnan(mz).any():
         raise KovaError(f"frame {frame.id} has no mass calibration")
     low, high = mz_range or (float(mz.min()), float(mz.max()))

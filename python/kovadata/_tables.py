@@ -1,0 +1,81 @@
+"""Tables of the metadata, and look-ups of single rows in them."""
+
+from __future__ import annotations
+
+from typing import Callable, Dict, Optional
+
+import numpy as np
+
+from ._run import Run
+from ._table import Column, structured
+
+_METADATA, _FRAMES, _PRECURSORS = 0, 1, 2
+
+FRAME_COLUMNS = (
+    Column("id", "i8", -1),
+    Column("time", "f8", np.nan),
+    Column("polarity", "U1", ""),
+    Column("ms_level", "i1", -1),
+    Column("scans", "i8", -1),
+    Column("peaks", "i8", -1),
+    Column("intensity_sum", "i8", -1),
+    Column("accumulation_time", "f8", np.nan),
+    Column("ramp_time", "f8", np.nan),
+    Column("mz_calibration", "i8", -1),
+    Column("mobility_calibration", "i8", -1),
+    Column("position", "i8", -1),
+)
+
+PRECURSOR_COLUMNS = (
+    Column("id", "i8", -1),
+    Column("frame", "i8", -1),
+    Column("scan", "f8", np.nan),
+    Column("mz", "f8", np.nan),
+    Column("charge", "i8", 0),
+    Column("intensity", "f8", np.nan),
+    Column("time", "f8", np.nan),
+    Column("one_over_k0", "f8", np.nan),
+)
+
+
+def read_metadata(run: Run) -> Dict[str, str]:
+    """Keys and values of table "GlobalMetadata"."""
+    return {key: value for batch in run.stream("table", _METADATA)
+            for key, value in zip(batch["key"].values, batch["value"].values)}
+
+
+def read_frames(run: Run) -> np.ndarray:
+    """All frames in ascending order of their ids, as the database has them now."""
+    return structured(FRAME_COLUMNS, list(run.stream("table", _FRAMES)))
+
+
+def read_precursors(run: Run) -> np.ndarray:
+    """The same for precursors."""
+    return structured(PRECURSOR_COLUMNS, list(run.stream("table", _PRECURSORS)))
+
+
+class KnownRows:
+    """Rows of a table by id. The table is read again when an id is asked for that it did not have."""
+
+    def __init__(self, read: Callable[[], np.ndarray]) -> None:
+        self._read = read
+        self._table: Optional[np.ndarray] = None
+
+    @property
+    def table(self) -> np.ndarray:
+        """The table as it was when it was read last."""
+        if self._table is None:
+            self._table = self._read()
+        return self._table
+
+    def find(self, row_id: int) -> Optional[np.void]:
+        """The row with an id, None if there is none."""
+        for is_known in (True, False):
+            if not is_known:
+                self._table = None
+            table = self.table
+            place = int(np.searchsorted(table["id"], row_id))
+            if place < len(table) and table["id"][place] == row_id:
+                row: np.void = table[place]
+                return row
+        return None
