@@ -1,7 +1,6 @@
 #include "sqlite/read_only_file.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <new>
 
@@ -135,7 +134,7 @@ constexpr sqlite3_io_methods forReadingDatabases() {
     methods.xShmLock = [](sqlite3_file* file, int offset, int count, int flags) {
         return fileOf(file).owner->lockIndex(offset, count, flags);
     };
-    methods.xShmBarrier = [](sqlite3_file*) { std::atomic_thread_fence(std::memory_order_seq_cst); };
+    methods.xShmBarrier = [](sqlite3_file*) { __sync_synchronize(); };
     methods.xShmUnmap = [](sqlite3_file* file, int) {
         fileOf(file).owner->closeIndex();
         return SQLITE_OK;
