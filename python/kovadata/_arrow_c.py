@@ -8,6 +8,7 @@ reading them one by one through ctypes: batches may be as small as a frame of a 
 from __future__ import annotations
 
 import ctypes
+import dataclasses
 import struct
 from ctypes import c_char_p, c_int, c_int64, c_void_p
 from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union
@@ -65,15 +66,17 @@ class Texts(NamedTuple):
     valid: Optional[np.ndarray]
 
 
-class Lists(NamedTuple):
-    """A column of lists: list ``i`` is ``values[offsets[i]:offsets[i + 1]]``."""
+@dataclasses.dataclass(frozen=True, eq=False)
+class Lists:
+    """A column of lists: list ``i`` is ``values[offsets[i]:offsets[i + 1]]``. Iterating gives views."""
 
     offsets: np.ndarray
     values: np.ndarray
     valid: Optional[np.ndarray]
 
-    def __getitem__(self, row: Any) -> Any:
-        return self.values[self.offsets[row]:self.offsets[row + 1]]
+    def __iter__(self) -> Iterator[Any]:
+        ends = self.offsets.tolist()
+        return (self.values[begin:end] for begin, end in zip(ends, ends[1:]))
 
 
 Column = Union[Numbers, Texts, Lists]

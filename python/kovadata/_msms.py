@@ -115,12 +115,13 @@ def read_msms(analysis: MobilityAnalysis, known: KnownRows, wanted: Optional[np.
             if found is None:
                 break
             columns = found[1]
-            for row, precursor in enumerate(columns["precursor"].values.tolist()):
-                about = Precursor.of_row(precursor, known.find(precursor))
-                if profile:
-                    yield _profile(analysis, about, columns["intensity"][row])
-                else:
-                    yield MsmsSpectrum(about, columns["mz"][row], columns["intensity"][row])
+            precursors = columns["precursor"].values
+            described = map(Precursor.of_row, precursors.tolist(), known.find_all(precursors))
+            if profile:
+                for about, bins in zip(described, columns["intensity"]):
+                    yield _profile(analysis, about, bins)
+            else:
+                yield from map(MsmsSpectrum, described, columns["mz"], columns["intensity"])
         watch.warn()
     finally:
         stream.close()

@@ -3,9 +3,7 @@
 from __future__ import annotations
 
 import math
-from typing import NamedTuple, Optional
-
-import numpy as np
+from typing import Any, NamedTuple, Optional, Tuple
 
 
 class Precursor(NamedTuple):
@@ -41,9 +39,9 @@ class Precursor(NamedTuple):
     one_over_k0: float = math.nan
 
     @classmethod
-    def of_row(cls, precursor_id: int, row: Optional[np.void]) -> Precursor:
+    def of_row(cls, precursor_id: int, row: Optional[Tuple[Any, ...]]) -> Precursor:
         """What a row of the precursor table says, None if there is none."""
         if row is None:
             return cls(precursor_id, None, math.nan, math.nan, None, math.nan, math.nan)
-        _, frame, scan, mz, charge, intensity, time, one_over_k0 = row.item()
+        _, frame, scan, mz, charge, intensity, time, one_over_k0 = row
         return cls(precursor_id, None if frame < 0 else frame, scan, mz, charge or None, intensity, time, one_over_k0)

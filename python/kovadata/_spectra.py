@@ -106,8 +106,8 @@ class Spectrum:
         columns = self._read(_LINES)
         width, mz = columns["width"], columns["mz"]
         names = ("position", "intensity") + ("width",) * (width.valid is None)
-        position, intensity, *widths = _moved(tuple(columns[name][0] for name in names), out)
-        known_mz = np.full(len(position), np.nan) if mz.valid is not None else mz[0]
+        position, intensity, *widths = _moved(tuple(next(iter(columns[name])) for name in names), out)
+        known_mz = np.full(len(position), np.nan) if mz.valid is not None else next(iter(mz))
         return Lines(position, intensity, widths[0] if widths else None, known_mz)
 
     def profile(self, out: Optional[np.ndarray] = None) -> np.ndarray:
@@ -130,7 +130,7 @@ class Spectrum:
         BufferTooSmall
             The profile does not fit into `out`, which was not touched.
         """
-        return _moved((self._read(_PROFILE)["intensity"][0],), None if out is None else (out,))[0]
+        return _moved((next(iter(self._read(_PROFILE)["intensity"])),), None if out is None else (out,))[0]
 
     def index_to_mz(self, index: Values, out: Out = None) -> Converted:
         """Converts time-of-flight indices to m/z in Th, see `SpectrumAnalysis.index_to_mz`."""

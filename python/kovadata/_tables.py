@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from typing import Callable, Dict, Optional
+from typing import Any, Callable, Dict, List, Optional, Tuple
 
 import numpy as np
 
@@ -70,12 +70,24 @@ class KnownRows:
 
     def find(self, row_id: int) -> Optional[np.void]:
         """The row with an id, None if there is none."""
-        for is_known in (True, False):
-            if not is_known:
-                self._table = None
-            table = self.table
-            place = int(np.searchsorted(table["id"], row_id))
-            if place < len(table) and table["id"][place] == row_id:
-                row: np.void = table[place]
-                return row
-        return None
+        places, are_known = self._places(np.array([row_id], np.int64))
+        row: Optional[np.void] = self.table[places[0]] if are_known[0] else None
+        return row
+
+    def find_all(self, ids: np.ndarray) -> List[Optional[Tuple[Any, ...]]]:
+        """The rows with some ids as tuples."""
+        places, are_known = self._places(ids)
+        rows = iter(self.table[places[are_known]].tolist())
+        return [next(rows) if is_known else None for is_known in are_known.tolist()]
+
+    def _places(self, ids: np.ndarray) -> Tuple[np.ndarray, np.ndarray]:
+        """Where rows are in the table, and whether they are."""
+        for is_last in (False, True):
+            known = self.table["id"]
+            places = np.searchsorted(known, ids)
+            are_known = places < len(known)
+            are_known[are_known] = known[places[are_known]] == ids[are_known]
+            if is_last or are_known.all():
+                break
+            self._table = None
+        return places, are_known
