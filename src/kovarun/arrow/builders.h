@@ -73,13 +73,13 @@ private:
 
 class FlagBuilder {
 public:
-    void append(bool value) {
+    void append(std::optional<bool> value) {
         if (validity.length() % 8 == 0) {
             bits.push_back(0);
         }
-        bits.back() =
-            static_cast<std::uint8_t>(bits.back() | static_cast<unsigned>(value) << validity.length() % 8);
-        validity.append(true);
+        const unsigned bit = value.value_or(false) ? 1U : 0U;
+        bits.back() = static_cast<std::uint8_t>(bits.back() | bit << validity.length() % 8);
+        validity.append(value.has_value());
     }
     Column intoColumn() {
         Column column = validity.intoColumn();

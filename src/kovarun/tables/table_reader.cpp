@@ -72,7 +72,8 @@ private:
 class FlagCells : public CellReader {
 public:
     void append(const CppSQLite3Query& row, int cell) override {
-        builder.append(row.getInt64Field(cell) != 0);
+        const bool isStated = row.fieldType(cell) == sqlite::FieldType::Integer;
+        builder.append(isStated ? std::optional(row.getInt64Field(cell) != 0) : std::nullopt);
     }
     arrow::Column intoColumn() override { return builder.intoColumn(); }
 
@@ -116,7 +117,7 @@ public:
     explicit TableBuilder(const std::vector<TableColumn>& columns) {
         for (const TableColumn& column : columns) {
             readers.push_back(makeReader(column));
-            table.fields.push_back({column.name, formatOf(column), column.type != CellType::Flag, {}});
+            table.fields.push_back({column.name, formatOf(column), true, {}});
         }
     }
     void append(const CppSQLite3Query& row) {
