@@ -23,6 +23,8 @@ void catchInterruptions() {
     }
 }
 
+bool isInterrupted() { return caught != 0; }
+
 void stopIfInterrupted() {
     if (caught != 0) {
         throw Interrupted(caught);

@@ -20,5 +20,7 @@ private:
 // once.
 void catchInterruptions();
 void stopIfInterrupted();
+// For places that nothing may be thrown through.
+bool isInterrupted();
 
 }  // namespace kova_tool_common

@@ -6,6 +6,8 @@
 
 #include <unistd.h>
 
+#include "common/terminal.h"
+
 namespace kova_tool_common {
 
 namespace {
@@ -30,8 +32,9 @@ Progress::Progress(std::uint64_t expectedTotal, std::string unit, bool isWanted)
       unitName(std::move(unit)),
       visible(isWanted && isatty(STDERR_FILENO) == 1) {}
 
-void Progress::advance(std::uint64_t steps) {
-    done += steps;
+void Progress::update(std::uint64_t nowDone, std::uint64_t nowTotal) {
+    done = nowDone;
+    total = std::max<std::uint64_t>(nowTotal, 1);
     const Clock::time_point now = Clock::now();
     if (visible && (!drawn || now - *drawn >= kRedrawInterval)) {
         drawn = now;
@@ -47,9 +50,13 @@ void Progress::draw(Clock::time_point now) {
     bar.resize(kBarWidth, '.');
     const std::string left =
         rate > 0.0 ? duration(static_cast<double>(total - std::min(done, total)) / rate) : "?";
-    std::fprintf(stderr, "\r[%s] %3.0f %%  %llu/%llu %s  %.1f/s  %s left\033[K", bar.c_str(),
-                 100.0 * fraction, static_cast<unsigned long long>(done),
-                 static_cast<unsigned long long>(total), unitName.c_str(), rate, left.c_str());
+    char line[256];
+    std::snprintf(line, sizeof line, "[%s] %3.0f %%  %llu/%llu %s  %.1f/s  %s left", bar.c_str(),
+                  100.0 * fraction, static_cast<unsigned long long>(done),
+                  static_cast<unsigned long long>(total), unitName.c_str(), rate, left.c_str());
+    // A line that wraps could not be taken away; the last place of some terminals wraps too.
+    const std::size_t width = terminalWidth(STDERR_FILENO).value_or(sizeof line);
+    std::fprintf(stderr, "\r%.*s\033[K", static_cast<int>(std::max<std::size_t>(width, 2) - 1), line);
     std::fflush(stderr);
     isDrawn = true;
 }

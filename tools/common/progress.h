@@ -17,7 +17,9 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    void advance(std::uint64_t steps = 1);
+    void advance(std::uint64_t steps = 1) { update(done + steps, total); }
+    // So many of so many are done.
+    void update(std::uint64_t nowDone, std::uint64_t nowTotal);
 
     // Takes the bar away.
     void finish();

@@ -8,8 +8,9 @@
 #include "common/interruption.h"
 #include "common/man_page.h"
 #include "common/progress.h"
+#include "common/staged_output.h"
+#include "kova-simulate/analysis_files.h"
 #include "kova-simulate/simulator.h"
-#include "kova-simulate/staged_output.h"
 #include "kovadata/version.h"
 
 namespace {
@@ -96,16 +97,16 @@ simulator::Summary simulateStaged(const Arguments& a) {
     if (!a.force) {
         simulator::refuseToReplace(options.out);
     }
-    simulator::StagedOutput analysis(options.out);
+    kova_tool_common::StagedOutput analysis(options.out);
     options.out = analysis.path();
-    std::optional<simulator::StagedOutput> fragments;
+    std::optional<kova_tool_common::StagedOutput> fragments;
     if (!options.fragmentList.empty()) {
         options.fragmentList = fragments.emplace(options.fragmentList).path();
     }
     const simulator::Summary summary = simulator::simulate(options);
     kova_tool_common::stopIfInterrupted();
     simulator::removeAnalysis(a.options.out);
-    analysis.publish();
+    analysis.publish(simulator::analysisFiles());
     if (fragments) {
         fragments->publish();
     }

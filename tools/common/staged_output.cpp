@@ -1,18 +1,13 @@
-#include "kova-simulate/staged_output.h"
+#include "common/staged_output.h"
 
-#include <stdexcept>
 #include <string>
 #include <system_error>
 
 #include <unistd.h>
 
-namespace simulator {
+namespace kova_tool_common {
 
 namespace {
-
-// Metadata last: an analysis can be opened from then on.
-constexpr const char* kFiles[] = {"analysis.kvd_bin", "analysis.kvs_bin", "calibration.sqlite",
-                                  "analysis.kvd", "analysis.kvs"};
 
 // Free names end in the number of the process, so that simultaneous runs do not meet.
 std::filesystem::path freeName(const std::filesystem::path& place) {
@@ -57,7 +52,7 @@ StagedOutput::~StagedOutput() {
     }
 }
 
-void StagedOutput::publish() {
+void StagedOutput::publish(std::span<const char* const> files) {
     if (stage == place) {
         return;
     }
@@ -65,28 +60,11 @@ void StagedOutput::publish() {
         std::filesystem::rename(stage, place);
         return;
     }
-    for (const char* const name : kFiles) {
+    for (const char* const name : files) {
         if (std::filesystem::exists(stage / name)) {
             std::filesystem::rename(stage / name, place / name);
         }
     }
 }
 
-void refuseToReplace(const std::filesystem::path& directory) {
-    if (std::filesystem::exists(directory) && !std::filesystem::is_directory(directory)) {
-        throw std::runtime_error(directory.string() + " is not a directory");
-    }
-    for (const char* const name : kFiles) {
-        if (std::filesystem::exists(directory / name)) {
-            throw std::runtime_error((directory / name).string() + " exists already; --force replaces it");
-        }
-    }
-}
-
-void removeAnalysis(const std::filesystem::path& directory) {
-    for (const char* const name : kFiles) {
-        std::filesystem::remove(directory / name);
-    }
-}
-
-}  // namespace simulator
+}  // namespace kova_tool_common
