@@ -36,7 +36,6 @@ if(KOVADATA_BUILD_TOOLS)
     set_target_properties(kova PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
   endif()
   install(TARGETS kova kova-simulate RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-  install(TARGETS kova-states RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/kovadata COMPONENT tools)
   install(DIRECTORY "${PROJECT_BINARY_DIR}/man/" DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools
     FILES_MATCHING PATTERN "kova*.1")
   install(FILES "${PROJECT_BINARY_DIR}/completions/kova.bash"

@@ -2,7 +2,7 @@ import json
 import unittest
 import zlib
 
-from kova_testing import FEWEST_COLUMNS, MEASURED_DATA, KovaTest, crc_of, line_arrays, words
+from kova_testing import FEWEST_COLUMNS, MEASURED_DATA, KovaTest, crc_of, line_arrays, lzf_stream, words
 
 FRAMES = [[[(1, 10)], [(2, 20), (900, 30)]], [[], []], [[(7, 1)] * 1, [(8, 2)], [(9, 3)]]]
 
@@ -43,21 +43,38 @@ class Check(CheckTest):
     def test_each_damage_is_reported_with_its_text_and_the_other_frames_are_read(self):
         corrupt = "CorruptFrameDataError for FrameId=2: "
         cases = [
-            (2, {"NumScans": 9}, "Scan number [2] out of range."),
-            (1, {"NumScans": 9}, "Scan number out of range."),
-            (2, {"NumScans": 1}, "the data hold more scans than the 1 that table Frames states"),
+            (2, {"NumScans": 9}, "the data hold 2 scans, but table Frames states 9"),
+            (1, {"NumScans": 9}, "the data hold 2 scans, but table Frames states 9"),
+            (2, {"NumScans": 1}, "the data hold 2 scans, but table Frames states 1"),
             (2, {"KovaId": 1 << 40, "NumScans": None}, corrupt + "Error reading binary header."),
             (1, {"KovaId": 1 << 40}, corrupt + "Error reading 8-byte binary header."),
-            (1, {"KovaId": None}, "Scan number out of range."),
+            (1, {"KovaId": None}, "the data hold 0 scans, but table Frames states 2"),
         ]
         for number, (scheme, damage, text) in enumerate(cases):
             with self.subTest(scheme=scheme, **damage):
                 analysis = self.analysis(f"{number}.d", scheme=scheme)
                 analysis.add_frame(FRAMES[0]).add_frame(FRAMES[0], **damage).add_frame(FRAMES[2]).write()
                 report = self.check(f"{number}.d", status=1)
-                self.assertEqual(report["bad_frames"], [{"id": 2, "error": text}])
+                good = {"scans": 2, "good_scans": 2} if scheme == 1 and "NumScans" in damage else {}
+                self.assertEqual(report["bad_frames"], [{"id": 2, "error": text, **good}])
                 self.assertEqual((report["ok"], report["frames"], report["scans"]), (False, 3, 5))
                 self.assertEqual(report["crc32_raw"], crc_of([FRAMES[0], FRAMES[2]]))
+
+    def test_equal_errors_share_a_line_and_good_scans_are_counted(self):
+        # The stream of the third of four scans ends in the middle of a run.
+        streams = [b"\x1f\x00" if scan == 2 else lzf_stream(words([5, 7])) for scan in range(4)]
+        start = 8 + 4 * 5
+        cut = words([0, 4] + [start + sum(map(len, streams[:i])) for i in range(5)]) + b"".join(streams)
+        analysis = self.analysis(scheme=1)
+        for number in range(14):
+            analysis.add_frame([[(1, 1)]] * 4, **({"KovaId": 1 << 40} if number in (1, 3, 4, 5) else {}))
+        analysis.write()
+        self.assertEqual(self.kova("check", "run.d", status=1)[0].splitlines()[0],
+                         "4 frames, 2, 4 to 6: CorruptFrameDataError: Error reading 8-byte binary header.")
+        self.analysis("cut.d", scheme=1).add_frame([[(1, 1)]] * 4, cut).write()
+        [bad] = json.loads(self.kova("check", "cut.d", "--json", status=1)[0])["bad_frames"]
+        self.assertEqual((bad["scans"], bad["good_scans"]), (4, 3))
+        self.assertTrue(self.kova("check", "cut.d", status=1)[0].splitlines()[0].endswith(" (3 of 4 scans are good)"))
 
 
 LINES = [(0.25, 1.5, 0.125), (3.75, 2.0, 0.25)]

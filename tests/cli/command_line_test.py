@@ -5,7 +5,7 @@ import unittest
 
 from kova_testing import KOVA, KovaTest
 
-VERBS = ("info", "frames", "scans", "spectrum", "msms", "convert", "check", "plot", "completions")
+VERBS = ("info", "frames", "scans", "spectrum", "peaks", "sum", "xic", "msms", "convert", "check", "plot", "completions")
 
 
 class Usage(KovaTest):
@@ -19,13 +19,20 @@ class Usage(KovaTest):
             (["scans", "run.d"], "--frame is required"),
             (["scans", "run.d", "--frame", "one"], "--frame = one"),
             (["frames", "run.d", "--csv", "--json"], "--csv excludes --json"),
-            (["check", "run.d", "--csv"], "not expected: --csv"),
+            (["check", "run.d", "--csv"], "unknown option '--csv'"),
             (["spectrum", "run.d", "--frame", "1", "--nonzero"], "--nonzero requires --profile"),
             (["msms", "run.d", "--frame", "1", "--precursor", "2"], "--precursor excludes --frame"),
             (["msms", "run.d", "--mgf", "out.mgf", "--json"], "--mgf excludes --json"),
             (["convert", "run.d", "--from", "mz"], "--to is required"),
             (["plot", "pie", "run.d"], "KIND: pie not in {"),
             (["plot", "tic", "run.d", "--mz-range", "4", "x"], "'x' is not a number"),
+            (["scans", "run.d", "--fram", "1"], "unknown option '--fram'; is it --frame?"),
+            (["msms", "run.d", "--top", "0"], "--top: '0' is not a whole number from 1"),
+            (["msms", "run.d", "--top", "-1"], "--top: '-1' is not a whole number from 1"),
+            (["xic", "run.d"], "--mz or --targets is required"),
+            (["xic", "run.d", "--mz", "5"], "--mz: '5' is not a range such as 400.5:401"),
+            (["sum", "run.d", "--k0", "2:1"], "--k0: '2:1' ends before it begins"),
+            (["peaks", "run.d", "--time", "nan:"], "--time: 'nan:' is not a range"),
             (["completions", "csh"], "SHELL: csh not in {"),
         ] + [(["scans", "run.d", "--frame", "1", "--scans", scans], f"--scans: '{scans}'")
              for scans in ("", "x", "5:5", "7:3", "1:2:3", "-1:2", "0:4294967295", "1.5", "+1")]
@@ -56,10 +63,10 @@ class Failures(KovaTest):
         (self.folder / "empty").mkdir()
         self.analysis("spectra", scheme=3).write()
         cases = {
-            "nowhere": ("Specified analysis directory does not exist.", None),
-            "lab/run.d/analysis.kvd": ("Specified path is not a directory.",
+            "nowhere": ("nowhere: Specified analysis directory does not exist.", None),
+            "lab/run.d/analysis.kvd": ("lab/run.d/analysis.kvd: Specified path is not a directory.",
                                        "name the directory that holds it: lab/run.d"),
-            "spectra/analysis.kvs": ("Specified path is not a directory.",
+            "spectra/analysis.kvs": ("spectra/analysis.kvs: Specified path is not a directory.",
                                      "name the directory that holds it: spectra"),
             "lab": ("lab/analysis.kvd doesn't exist.", "there is an analysis in it: lab/run.d"),
             "empty": ("empty/analysis.kvd doesn't exist.",
@@ -80,11 +87,11 @@ class Failures(KovaTest):
     def test_a_verb_for_the_other_format_is_told_with_a_hint(self):
         self.analysis("mobility").write()
         self.analysis("spectra", scheme=3).write()
-        for verb in (["scans", "--frame", "1"], ["msms"]):
-            self.check_refused([*verb, "spectra"], "spectra/analysis.kvd doesn't exist.",
-                               "this is an analysis without ion mobility; `kova spectrum` prints its spectra")
-        self.check_refused(["spectrum", "--frame", "1", "mobility"], "mobility/analysis.kvs doesn't exist.",
-                           "this is an analysis with ion mobility; `kova scans` prints its peaks")
+        for verb in (["scans", "--frame", "1"], ["msms"], ["peaks"], ["sum"], ["xic", "--mz", "1:"]):
+            self.check_refused([*verb, "spectra"], "spectra is an analysis without ion mobility",
+                               "`kova spectrum` prints its spectra")
+        self.check_refused(["spectrum", "--frame", "1", "mobility"], "mobility is an analysis with ion mobility",
+                           "`kova scans` prints its peaks")
 
     def test_damaged_metadata_are_an_error_and_no_crash(self):
         mobility = self.analysis().add_frame([[(1, 1)]]).write() / "analysis.kvd"

@@ -1,9 +1,11 @@
 import csv
 import io
 import json
+import signal
+import subprocess
 import unittest
 
-from kova_testing import KovaTest
+from kova_testing import KOVA, KovaTest
 
 CALIBRATED = {"MzCalibration": 1, "KovaCalibration": 1}
 PRECURSOR_COLUMNS = "LargestPeakMz REAL, AverageMz REAL, MonoisotopicMz REAL, Charge INTEGER, Intensity REAL"
@@ -106,31 +108,39 @@ class Msms(KovaTest):
         for arguments, status, ids, err in [
                 (["--precursor", "4", "9", "4"], 0, [9, 4], ""), (["--precursor", "9"], 0, [9], ""),
                 (["--frame", "1"], 0, [9, 4], ""),
-                (["--frame", "2"], 0, [], "kova: no precursor was selected in frame 2\n"),
+                (["--frame", "2"], 1, [], "kova: no precursor was selected in frame 2\n"),
+                (["--frame", "999"], 1, [], "kova: there is no frame 999\n"),
                 (["--precursor", "77", "9", "11"], 1, [9],
                  "kova: precursor 11 has no MS/MS spectrum\nkova: precursor 77 has no MS/MS spectrum\n")]:
             for kind in ([], ["--profile"]):
                 with self.subTest(arguments, kind=kind):
                     out, told = self.kova("msms", "run.d", *arguments, *kind, "--json", status=status)
-                    self.assertEqual([spectrum["precursor"] for spectrum in json.loads(out)], ids)
+                    self.assertEqual([spectrum["precursor"] for spectrum in json.loads(out or "[]")], ids)
                     self.assertEqual(told, err)
 
-    def test_failures_of_the_library_are_printed_as_they_are(self):
+    def test_a_failure_leaves_no_file_and_damaged_frames_can_be_skipped(self):
         self.analysis("plain.d").add_frame([[]]).write()
         self.run_of_two_precursors("cut.d").execute("UPDATE Frames SET KovaId = 1 << 40 WHERE Id = 4").write()
-        for name, text, complete in [
-                ("plain.d", "No Precursor table found. This is not a ZOREL analysis", []),
-                # What was complete before the failure is good: precursor 9, the last frame of which is frame 3.
-                ("cut.d", "CorruptFrameDataError for FrameId=4: Error reading binary header.", [9])]:
+        damage = "CorruptFrameDataError for FrameId=4: Error reading binary header."
+        for name, text in [("plain.d", "No Precursor table found. This is not a ZOREL analysis"), ("cut.d", damage)]:
             with self.subTest(name):
-                out, err = self.kova("msms", name, "--json", status=1)
-                self.assertEqual([spectrum["precursor"] for spectrum in json.loads(out or "[]")], complete)
-                self.assertEqual(err, f"kova: {text}\n")
-                out, err = self.kova("msms", name, "--mgf", f"{name}.mgf", status=1)
-                self.assertEqual((out, err), (f"{name}.mgf: 1 spectra, 1 peaks\n" if complete else "",
-                                              f"kova: {text}\n"))
-                written = self.folder / f"{name}.mgf"
-                self.assertEqual(len(parse_mgf(written.read_text())) if complete else written.exists(), len(complete))
+                self.assertEqual(self.kova("msms", name, "--mgf", "out.mgf", status=1), ("", f"kova: {text}\n"))
+        self.assertEqual([path.name for path in self.folder.glob("*mgf*")], [])
+        # Precursor 9 needs frame 3 only.
+        out, err = self.kova("msms", "cut.d", "--mgf", "out.mgf", "--skip-damaged")
+        self.assertEqual((out, err), ("out.mgf: 1 spectra, 1 peaks\n", f"kova: left out: frame 4: {damage}\n"))
+        self.assertEqual(len(parse_mgf((self.folder / "out.mgf").read_text())), 1)
+
+    def test_an_interruption_leaves_no_file(self):
+        """Ctrl-C once the export has begun to write beside the place of its file."""
+        run = self.simulate("run.d", frames=600, peaks_per_frame=60000, quiet="true")
+        with subprocess.Popen([KOVA, "msms", run, "--mgf", "out.mgf"], cwd=self.folder, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, text=True) as running:
+            while not list(self.folder.glob("out.mgf*")):
+                self.assertIsNone(running.poll())
+            running.send_signal(signal.SIGINT)
+            self.assertEqual(running.communicate(timeout=60), ("", "kova: interrupted\n"))
+        self.assertEqual((running.returncode, list(self.folder.glob("out.mgf*"))), (130, []))
 
     def test_a_file_that_cannot_be_written(self):
         self.run_of_two_precursors().write()

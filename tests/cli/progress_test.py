@@ -1,19 +1,23 @@
 """Progress bars, seen from within a pseudo terminal."""
 
+import fcntl
 import os
 import pty
+import struct
 import subprocess
+import termios
 import unittest
 
 from kova_testing import KOVA, KovaTest
 
 
 class Progress(KovaTest):
-    def standard_error(self, *arguments):
-        """What a terminal gets as standard error while standard output goes elsewhere."""
+    def standard_error(self, *arguments, columns=0, output_too=False):
+        """What a terminal of this width, 0 if it does not tell, gets as standard error while standard output goes elsewhere."""
         terminal, end = pty.openpty()
+        fcntl.ioctl(end, termios.TIOCSWINSZ, struct.pack("4H", 24, columns, 0, 0))
         with open(self.folder / "out", "wb") as out:
-            running = subprocess.Popen([KOVA, *arguments], stdout=out, stderr=end, cwd=self.folder)
+            running = subprocess.Popen([KOVA, *arguments], stdout=end if output_too else out, stderr=end, cwd=self.folder)
         os.close(end)
         shown = b""
         try:
@@ -33,8 +37,15 @@ class Progress(KovaTest):
                 shown = self.standard_error(*verb, "run.d")
                 self.assertRegex(shown, rf"\r\[[#.]+\] +\d+ %  \d+/\d+ {unit} ")
                 self.assertTrue(shown.endswith("\r\x1b[K"), shown)
+                narrow = self.standard_error(*verb, "run.d", columns=40)
+                self.assertEqual({len(line) for line in narrow.replace("\x1b[K", "").split("\r")}, {0, 39})
                 self.assertEqual(self.standard_error(*verb, "run.d", "--quiet"), "")
                 self.assertEqual(self.kova(*verb, "run.d")[1], "")
+
+    def test_tables_are_cut_to_the_width(self):
+        self.analysis().add_frame([[(1, 1)]]).write()
+        shown = self.standard_error("frames", "run.d", columns=30, output_too=True)
+        self.assertEqual(shown.splitlines(), ["    id        time  pol  ms  …", "     1       0.000    +   1  …"])
 
 
 if __name__ == "__main__":

@@ -6,34 +6,30 @@
 #include <exception>
 #include <string>
 
+#include "common/interruption.h"
 #include "common/man_page.h"
-#include "failure.h"
-#include "logging/level.h"
-#include "message.h"
-#include "state_access.h"
-#include "verbs.h"
+#include "kova/cli/command_words.h"
+#include "kova/failure.h"
+#include "kova/output/message.h"
+#include "kova/verbs/verbs.h"
 
 namespace {
 
 using namespace kova_tool;
 
-const std::string kToolNotes =
+constexpr HelpText kToolHelp = {
     R"(`kova VERB --help` tells more about a verb. Numbers in CSV and JSON are exact: they read back as the same
 numbers. Progress is shown on standard error if that is a terminal.
 
 Environment:
-  KOVADATA_LOG_LEVEL  )" +
-    lumo::logging::levelNames() +
-    R"(: switches logging on
+  KOVADATA_LOG_LEVEL  trace, debug, info, warning, error or critical: switches logging on
   KOVADATA_PYTHON     interpreter for `kova plot`, python3 by default
-)";
-
-const HelpText kToolHelp = {
-    kToolNotes.c_str(),
+)",
     R"(  kova info run.d                          what the analysis holds
   kova frames run.d --csv > frames.csv     one line per frame
   kova scans run.d --frame 3 --scans 0:10  the peaks of ten scans
   kova spectrum run.d --frame 3            the lines of a spectrum, without ion mobility
+  kova xic run.d --mz 622.02:622.04        the chromatogram of an ion
   kova msms run.d --mgf run.mgf            export the MS/MS spectra of precursors
   kova convert run.d --frame 3 --from index --to mz 100000
   kova check run.d                         read everything, report damage
@@ -61,6 +57,9 @@ void addVerbs(CLI::App& app, Action& action) {
     addFrames(app, action);
     addScans(app, action);
     addSpectrum(app, action);
+    addPeaks(app, action);
+    addSum(app, action);
+    addXic(app, action);
     addMsms(app, action);
     addConvert(app, action);
     addCheck(app, action);
@@ -72,22 +71,6 @@ void addVerbs(CLI::App& app, Action& action) {
     app.require_subcommand(1);
 }
 
-// The parser's own texts for these speak of subcommands and unexpected arguments.
-void checkVerb(const CLI::App& app, int argc, char** argv) {
-    if (argc < 2) {
-        throw UsageError("a verb is required");
-    }
-    const std::string first = argv[1];
-    if (first.starts_with('-') && first != "-h" && first != "--help" && first != "--version" &&
-        first != "--man-pages") {
-        throw UsageError("unknown option '" + first + "'");
-    }
-    if (!first.starts_with('-') &&
-        app.get_subcommands([&](const CLI::App* verb) { return verb->get_name() == first; }).empty()) {
-        throw UsageError("unknown verb '" + first + "'");
-    }
-}
-
 std::string verbNames(const CLI::App& app) {
     std::string names;
     for (const CLI::App* verb : app.get_subcommands([](const CLI::App*) { return true; })) {
@@ -96,27 +79,35 @@ std::string verbNames(const CLI::App& app) {
     return names;
 }
 
-int reportUsage(const CLI::App& app, const std::string& text) {
-    const auto verbs = app.get_subcommands();
-    const std::string command = verbs.empty() ? "kova" : "kova " + verbs.front()->get_name();
+bool isVerb(const CLI::App& app, const std::string& word) {
+    return !app.get_subcommands([&](const CLI::App* verb) { return verb->get_name() == word; }).empty();
+}
+
+// A verb that there is not is no part of the command to try.
+int reportUsage(const CLI::App& app, const char* verb, const std::string& text) {
+    const bool isKnown = verb != nullptr && isVerb(app, verb);
+    const std::string command = isKnown ? std::string("kova ") + verb : "kova";
     tell(text);
-    if (verbs.empty()) {
+    if (!isKnown) {
         std::fprintf(stderr, "verbs: %s\n", verbNames(app).c_str());
     }
     std::fprintf(stderr, "try: %s --help\n", command.c_str());
     return kExitUsage;
 }
 
-int runAction(const CLI::App& app, const Action& action) {
+int runAction(const CLI::App& app, const char* verb, const Action& action) {
     try {
         return action();
     } catch (const UsageError& error) {
-        return reportUsage(app, error.what());
+        return reportUsage(app, verb, error.what());
     } catch (const Failure& failure) {
         tell(failure.what());
         if (!failure.hint.empty()) {
             std::fprintf(stderr, "hint: %s\n", failure.hint.c_str());
         }
+    } catch (const kova_tool_common::Interrupted& interrupted) {
+        tell(interrupted.what());
+        return interrupted.exitStatus();
     } catch (const std::exception& error) {
         tell(error.what());
     }
@@ -126,22 +117,22 @@ int runAction(const CLI::App& app, const Action& action) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    handOver(argv);
     // Output that nobody reads any more ends the verb by way of the write that fails, not by a signal.
     std::signal(SIGPIPE, SIG_IGN);
     CLI::App app;
     Action action;
+    const char* const verb = argc > 1 ? argv[1] : nullptr;
     describe(app);
     addVerbs(app, action);
     try {
-        checkVerb(app, argc, argv);
+        checkWords(app, argc, argv);
         app.parse(argc, argv);
     } catch (const CLI::Success& request) {
         return app.exit(request);
     } catch (const CLI::ParseError& error) {
-        return reportUsage(app, error.what());
+        return reportUsage(app, verb, error.what());
     } catch (const UsageError& error) {
-        return reportUsage(app, error.what());
+        return reportUsage(app, verb, error.what());
     }
-    return runAction(app, action);
+    return runAction(app, verb, action);
 }

@@ -1,0 +1,94 @@
+#include "kova/cli/python_module.h"
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+
+#include "kova/failure.h"
+
+extern char** environ;
+
+namespace kova_tool {
+namespace {
+
+constexpr const char* kVariable = "KOVADATA_PYTHON";
+
+// Exits with the number of the first argument that names no module. A package that is there but fails to load
+// is left to the module itself, which tells why.
+constexpr const char* kProbe = R"(
+import importlib.util, sys
+for number, name in enumerate(sys.argv[1:]):
+    try:
+        found = importlib.util.find_spec(name) is not None
+    except ModuleNotFoundError as error:
+        found = error.name != name.partition('.')[0]
+    except Exception:
+        found = True
+    if not found:
+        sys.exit(100 + number)
+)";
+constexpr int kFirstMissing = 100;
+
+std::string interpreter() {
+    const char* const named = std::getenv(kVariable);
+    return named == nullptr || *named == '\0' ? "python3" : named;
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& words) {
+    std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
+    for (std::string& word : words) {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+[[noreturn]] void throwNoInterpreter(const std::string& python, int error) {
+    throw Failure(python + " cannot be run: " + std::generic_category().message(error),
+                  std::string("plots need Python 3: install it, or name an interpreter in ") + kVariable);
+}
+
+// Runs a command, returns its exit status; -1 if it ended otherwise.
+int run(std::vector<std::string> command) {
+    const std::vector<char*> words = pointersTo(command);
+    pid_t child = 0;
+    if (const int error = posix_spawnp(&child, words[0], nullptr, nullptr, words.data(), environ)) {
+        throwNoInterpreter(command[0], error);
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+void requireModules(const std::string& python, const std::vector<std::string>& needed) {
+    std::vector<std::string> command = {python, "-c", kProbe};
+    command.insert(command.end(), needed.begin(), needed.end());
+    const int missing = run(command) - kFirstMissing;
+    if (missing >= 0 && static_cast<std::size_t>(missing) < needed.size()) {
+        throw Failure(
+            python + " has no module " + needed[static_cast<std::size_t>(missing)],
+            "install the Python packages kovadata and matplotlib for it, or name another interpreter in " +
+                std::string(kVariable));
+    }
+}
+
+}  // namespace
+
+void runPythonModule(const std::string& module, const std::vector<std::string>& needed,
+                     const std::vector<std::string>& arguments) {
+    const std::string python = interpreter();
+    requireModules(python, needed);
+    std::vector<std::string> command = {python, "-m", module};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    const std::vector<char*> words = pointersTo(command);
+    execvp(words[0], words.data());
+    throwNoInterpreter(python, errno);
+}
+
+}  // namespace kova_tool

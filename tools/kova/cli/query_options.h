@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "kova/cli/command_options.h"
+
+namespace kova_tool {
+
+// The options that choose peaks, as they are on the command line.
+struct QueryOptions : CommonOptions {
+    std::string mz = ":";
+    std::string oneOverK0 = ":";
+    std::string time = ":";
+    std::string scans = ":";
+    std::string msLevel;
+    std::vector<std::int64_t> frames;
+    bool raw = false;
+};
+
+// All of them but --mz, which not every verb has alone.
+void addQuery(CLI::App& verb, QueryOptions& options);
+CLI::Option* addMzRange(CLI::App& verb, QueryOptions& options);
+
+// Which frames are taken when no MS level is asked for.
+enum class UsualFrames { All, Survey };
+
+// A query of the library, with what it points to.
+class Query {
+public:
+    // Throws UsageError for options that make no sense.
+    explicit Query(const QueryOptions& chosen);
+    Query(const Query&) = delete;
+    Query& operator=(const Query&) = delete;
+
+    // Survey frames are all frames where the metadata do not tell.
+    const kvr_query* forRun(const Run& run, UsualFrames usual);
+
+private:
+    const QueryOptions& options;
+    kvr_range mz;
+    kvr_range oneOverK0;
+    kvr_range time;
+    kvr_query query = {};
+};
+
+}  // namespace kova_tool

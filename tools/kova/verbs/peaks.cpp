@@ -1,0 +1,66 @@
+#include <array>
+
+#include "kova/cli/query_options.h"
+#include "kova/failure.h"
+#include "kova/run/long_call.h"
+#include "kova/verbs/stream_table.h"
+#include "kova/verbs/verbs.h"
+
+namespace kova_tool {
+namespace {
+
+constexpr HelpText kPeaksHelp = {
+    R"(Ranges of values are closed: a peak belongs to them if its own m/z, 1/K0 and time lie between the ends or on
+them. Peaks come in the order of frames, scans and indices. Intensities are normalised as the analysis asks
+for, unless --raw is given. A query by m/z or 1/K0 fails at a frame without that calibration.
+)",
+    R"(  kova peaks run.d --mz 622.02:622.04 --k0 0.98:1.02
+  kova peaks run.d --time 600:660 --ms-level 1 --csv > peaks.csv
+  kova peaks run.d --frame 3 --scans 100:110 --raw
+)",
+    "the peaks cannot all be read"};
+
+constexpr std::array<StreamColumn, 7> kPeakColumns = {
+    {{"frame", StreamColumn::Int64, {"frame", "frame", 6}},
+     {"time", StreamColumn::Float64, {"time", "time", 10, 3}},
+     {"scan", StreamColumn::UInt32, {"scan", "scan", 5}},
+     {"tof_index", StreamColumn::UInt32, {"index", "index", 8}},
+     {"intensity", StreamColumn::UInt32, {"intensity", "intensity", 10}},
+     {"mz", StreamColumn::Float64, {"mz", "m/z", 11, 5}},
+     {"one_over_k0", StreamColumn::Float64, {"one_over_k0", "1/K0", 7, 5}}}};
+
+constexpr std::uint32_t kColumns = KVR_COLUMN_FRAME | KVR_COLUMN_TIME | KVR_COLUMN_SCAN |
+                                   KVR_COLUMN_TOF_INDEX | KVR_COLUMN_INTENSITY | KVR_COLUMN_MZ |
+                                   KVR_COLUMN_ONE_OVER_K0;
+// The first peaks come soon, and little is read in vain for a reader that goes away.
+constexpr std::uint64_t kPeaksPerBatch = std::uint64_t{1} << 16;
+
+int runPeaks(const QueryOptions& options) {
+    Query query(options);
+    const Run run(options.directory, options.calibration, AnalysisFormat::Mobility);
+    LongCall call(options.work(options.showsProgressBesideOutput()), "frames", kPeaksPerBatch);
+    ArrowStream stream([&](ArrowArrayStream* filled) {
+        return kvr_peaks(run.get(), query.forRun(run, UsualFrames::All), kColumns, call.control(), filled);
+    });
+    OutputBuffer out;
+    writeStream(stream, kPeakColumns, options.format(), out);
+    out.flush();
+    call.finish();
+    return kExitOk;
+}
+
+}  // namespace
+
+void addPeaks(CLI::App& app, Action& action) {
+    Verb<QueryOptions> verb(app, action, "peaks", "Prints the peaks of a run, or of a box in it", kPeaksHelp);
+    addAnalysis(verb.arguments(), verb.options());
+    addMzRange(verb.arguments(), verb.options());
+    addQuery(verb.arguments(), verb.options());
+    addCsvAndJson(verb.arguments(), verb.options());
+    addCalibration(verb.arguments(), verb.options());
+    addWork(verb.arguments(), verb.options());
+    addQuiet(verb.arguments(), verb.options());
+    verb.runs(runPeaks);
+}
+
+}  // namespace kova_tool

@@ -1,0 +1,46 @@
+#include "kova/verbs/stream_table.h"
+
+#include <vector>
+
+namespace kova_tool {
+namespace {
+
+Cell cellOf(const ArrowColumn& column, StreamColumn::Type type, std::size_t row) {
+    switch (type) {
+        case StreamColumn::Int64:
+            return cell(column.value<std::int64_t>(row));
+        case StreamColumn::UInt32:
+            return cell(column.value<std::uint32_t>(row));
+        case StreamColumn::UInt64:
+            return cell(column.value<std::uint64_t>(row));
+        default:
+            return cell(column.value<double>(row));
+    }
+}
+
+}  // namespace
+
+void writeStream(ArrowStream& stream, std::span<const StreamColumn> columns, OutputFormat format,
+                 OutputBuffer& out) {
+    std::vector<Column> shown;
+    for (const StreamColumn& column : columns) {
+        shown.push_back(column.shown);
+    }
+    TableWriter table(out, format, shown);
+    std::vector<Cell> cells(columns.size());
+    while (!out.closed() && stream.next()) {
+        std::vector<ArrowColumn> values;
+        for (const StreamColumn& column : columns) {
+            values.push_back(stream.column(column.name));
+        }
+        for (std::size_t row = 0; row < stream.rows() && !out.closed(); ++row) {
+            for (std::size_t i = 0; i < columns.size(); ++i) {
+                cells[i] = cellOf(values[i], columns[i].type, row);
+            }
+            table.row(cells);
+        }
+    }
+    table.end();
+}
+
+}  // namespace kova_tool

@@ -1,0 +1,57 @@
+#include <array>
+
+#include "kova/cli/query_options.h"
+#include "kova/failure.h"
+#include "kova/run/long_call.h"
+#include "kova/verbs/stream_table.h"
+#include "kova/verbs/verbs.h"
+
+namespace kova_tool {
+namespace {
+
+constexpr HelpText kSumHelp = {
+    R"(Sums the intensities of all peaks over frames and scans: one line per index at which there is a peak, with
+the number of peaks that came together there. Without --ms-level and --frame it takes the MS1 frames, and all
+frames where the metadata do not tell them apart. Index and m/z are those of the first frame; a peak of a
+frame with another calibration is counted at the index that is nearest to its m/z there.
+)",
+    R"(  kova sum run.d --csv > spectrum.csv
+  kova sum run.d --time 600:660 --k0 0.9:1.1 --mz 400:1200
+)",
+    "the frames cannot all be read"};
+
+constexpr std::array<StreamColumn, 4> kSumColumns = {
+    {{"tof_index", StreamColumn::UInt32, {"index", "index", 9}},
+     {"mz", StreamColumn::Float64, {"mz", "m/z", 12, 5}},
+     {"intensity", StreamColumn::UInt64, {"intensity", "intensity", 14}},
+     {"count", StreamColumn::UInt64, {"count", "count", 9}}}};
+
+int runSum(const QueryOptions& options) {
+    Query query(options);
+    const Run run(options.directory, options.calibration, AnalysisFormat::Mobility);
+    LongCall call(options.work(options.showsProgress()), "frames");
+    ArrowStream stream([&](ArrowArrayStream* filled) {
+        return kvr_summed_spectrum(run.get(), query.forRun(run, UsualFrames::Survey), call.control(), filled);
+    });
+    OutputBuffer out;
+    writeStream(stream, kSumColumns, options.format(), out);
+    call.finish();
+    out.flush();
+    return kExitOk;
+}
+
+}  // namespace
+
+void addSum(CLI::App& app, Action& action) {
+    Verb<QueryOptions> verb(app, action, "sum", "Sums up the spectrum of a run, or of a box in it", kSumHelp);
+    addAnalysis(verb.arguments(), verb.options());
+    addMzRange(verb.arguments(), verb.options());
+    addQuery(verb.arguments(), verb.options());
+    addCsvAndJson(verb.arguments(), verb.options());
+    addCalibration(verb.arguments(), verb.options());
+    addWork(verb.arguments(), verb.options());
+    addQuiet(verb.arguments(), verb.options());
+    verb.runs(runSum);
+}
+
+}  // namespace kova_tool
