@@ -49,10 +49,14 @@ ZorelMsmsSpectraReader::ZorelMsmsSpectraReader(kova::KvdReader& source, const Pr
 ZorelMsmsSpectraReader::ZorelMsmsSpectraReader(kova::KvdReader& source, std::span<const StripeRow> rows,
                                                double D)
     : reader(source), widthSlope(D), stripes(source.scans()) {
-    CurrentParent parent;
-    for (const StripeRow& row : rows) {
-        prepare(row, parent);
-    }
+    reader.getSQLiteDb()->inTransaction([&] {
+        precursorsOfFrame.clear();
+        accumulators.clear();
+        CurrentParent parent;
+        for (const StripeRow& row : rows) {
+            prepare(row, parent);
+        }
+    });
 }
 
 void ZorelMsmsSpectraReader::prepare(const StripeRow& row, CurrentParent& parent) {

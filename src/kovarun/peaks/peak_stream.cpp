@@ -21,6 +21,7 @@ public:
 
     arrow::RecordBatch read(const FrameGroup& group, std::vector<DamagedFrame>& damaged) override {
         PeakColumns columns(wanted);
+        source.announce(std::span(work.query.frames).subspan(group.begin, group.end - group.begin));
         for (std::size_t i = group.begin; i < group.end; ++i) {
             const FrameEntry& frame = work.query.frames[i];
             doOrNote(frame, work.control.skipsDamaged, damaged,

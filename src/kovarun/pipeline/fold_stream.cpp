@@ -90,6 +90,7 @@ private:
     GroupDamage add(Share& share, const FrameGroup& group) const {
         const sys::CountedWork counted(work->run->counters());
         GroupDamage damaged;
+        share.source.announce(std::span(work->query.frames).subspan(group.begin, group.end - group.begin));
         for (std::size_t i = group.begin; i < group.end; ++i) {
             const FrameEntry& frame = work->query.frames[i];
             doOrNote(frame, work->control.skipsDamaged, damaged,

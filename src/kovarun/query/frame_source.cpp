@@ -22,10 +22,27 @@ auto mobilityCalibrationOf(const Reader& reader, std::int64_t frame) {
     return reader.frames().getMobTrafo(frame);
 }
 
+std::vector<double> mobilitiesBy(const io::kova::KvdReader::MobTrafoPtr& calibration, std::uint32_t count) {
+    if (calibration == nullptr) {
+        return {};
+    }
+    std::vector<double> values(count);
+    std::iota(values.begin(), values.end(), 0.0);
+    dynamic_cast<const ::lumo::calibration::kova::IArrayTransformator&>(*calibration)
+        .scanNumbersToOneOverK0s(values, values);
+    return values;
+}
+
 }  // namespace
 
 FrameSource::FrameSource(Run& run, const Query& preparedQuery)
     : reader(run.borrow()), query(preparedQuery), scans(reader->frames().scans()) {}
+
+void FrameSource::announce(std::span<const FrameEntry> next) {
+    announced = next;
+    massesAhead.forget();
+    mobilitiesAhead.forget();
+}
 
 const FrameBox& FrameSource::open(const FrameEntry& frame) {
     frameId = frame.id;
@@ -98,7 +115,9 @@ std::span<const double> FrameSource::requireOneOverK0() {
 }
 
 void FrameSource::lookUpMass() {
-    auto calibration = massCalibrationOf(*reader, frameId);
+    auto calibration =
+        massesAhead.take(frameId, announced, *reader->analysis().getSQLiteDb(),
+                         [this](std::int64_t frame) { return massCalibrationOf(*reader, frame); });
     hasMass = calibration != nullptr;
     if (hasMass && !(axis && axis->transformator().Equals(calibration))) {
         const sys::WorkStopwatch stopwatch(&sys::WorkCounters::conversion);
@@ -110,24 +129,15 @@ void FrameSource::lookUpMass() {
 
 void FrameSource::lookUpMobility() {
     mobilities.clear();
-    mobilities = mobilitiesOf(frameId, scanCount);
-}
-
-std::vector<double> FrameSource::mobilitiesOf(std::int64_t frame, std::uint32_t count) const {
-    const auto calibration = mobilityCalibrationOf(*reader, frame);
-    if (calibration == nullptr) {
-        return {};
-    }
-    std::vector<double> values(count);
-    std::iota(values.begin(), values.end(), 0.0);
-    dynamic_cast<const ::lumo::calibration::kova::IArrayTransformator&>(*calibration)
-        .scanNumbersToOneOverK0s(values, values);
-    return values;
+    mobilities = mobilitiesBy(
+        mobilitiesAhead.take(frameId, announced, *reader->analysis().getSQLiteDb(),
+                             [this](std::int64_t frame) { return mobilityCalibrationOf(*reader, frame); }),
+        scanCount);
 }
 
 std::vector<double> FrameSource::oneOverK0Of(std::int64_t frame, std::uint32_t count) {
     try {
-        return mobilitiesOf(frame, count);
+        return mobilitiesBy(mobilityCalibrationOf(*reader, frame), count);
     } catch (const std::exception&) {
         return {};
     }

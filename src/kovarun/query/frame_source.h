@@ -5,12 +5,14 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <unordered_map>
 #include <vector>
 
 #include "kova-data-reader/scan-reading/scan_reader.h"
 #include "kovarun/query/mass_axis.h"
 #include "kovarun/query/query.h"
 #include "kovarun/run/run.h"
+#include "sqlite/cppsqlite3.h"
 
 namespace lumo::run {
 
@@ -32,12 +34,61 @@ struct FrameBox {
     bool containsScan(std::uint32_t scan) const { return areAllScans || scans[scan - scanBegin]; }
 };
 
+// Calibrations of frames that were looked up together.
+template <class Calibration>
+class LookedUp {
+public:
+    void forget() {
+        found.clear();
+        isTried = false;
+    }
+
+    // That of a frame, by `lookUp`, which raises what is wrong with it.
+    template <class LookUp>
+    Calibration take(std::int64_t frame, std::span<const FrameEntry> announced, CppSQLite3DB& db, const LookUp& lookUp) {
+        if (!isTried) {
+            isTried = true;
+            tryAll(announced, db, lookUp);
+        }
+        const auto entry = found.find(frame);
+        if (entry == found.end()) {
+            return lookUp(frame);
+        }
+        Calibration calibration = std::move(entry->second);
+        found.erase(entry);
+        return calibration;
+    }
+
+private:
+    // Frames that fail are looked up by themselves when their time has come.
+    template <class LookUp>
+    void tryAll(std::span<const FrameEntry> announced, CppSQLite3DB& db, const LookUp& lookUp) {
+        try {
+            db.inTransaction([&] {
+                found.clear();
+                for (const FrameEntry& frame : announced) {
+                    found[frame.id] = lookUp(frame.id);
+                }
+            });
+        } catch (const std::exception&) {
+            return;
+        }
+    }
+
+    std::unordered_map<std::int64_t, Calibration> found;
+    bool isTried = false;
+};
+
 // Reads the frames of a query for one thread, with a reader of its own. Calibrations are looked up only when they are needed, and kept
 // while successive frames convert alike.
 class FrameSource {
 public:
     // The query must outlive it.
     FrameSource(Run& run, const Query& query);
+
+    // Announces the frames that are opened next. Their calibrations are looked up together when the first is needed: a query by
+    // itself costs several times as much as one of many in a transaction.
+    void announce(std::span<const FrameEntry> next);
 
     // Makes a frame the current one and finds its box. Raises what is wrong with the frame, and where the query has a range of m/z or
     // 1/K0, what is wrong with that calibration.
@@ -72,7 +123,6 @@ private:
     void chooseIndices();
     void lookUpMass();
     void lookUpMobility();
-    std::vector<double> mobilitiesOf(std::int64_t frame, std::uint32_t count) const;
 
     Run::Lease reader;
     const Query& query;
@@ -80,6 +130,10 @@ private:
     std::int64_t frameId = 0;
     std::uint32_t scanCount = 0;
     FrameBox box;
+
+    std::span<const FrameEntry> announced;
+    LookedUp<io::kova::AnalysisReader::MzTrafoPtr> massesAhead;
+    LookedUp<io::kova::KvdReader::MobTrafoPtr> mobilitiesAhead;
 
     bool isMassLookedUp = false;
     bool hasMass = false;

@@ -30,6 +30,7 @@ public:
         arrow::NumberBuilder<double> times;
         std::vector<std::uint64_t> rows;
         rows.reserve((group.end - group.begin) * targets.size());
+        source.announce(std::span(work.query.frames).subspan(group.begin, group.end - group.begin));
         for (std::size_t i = group.begin; i < group.end; ++i) {
             const FrameEntry& frame = work.query.frames[i];
             doOrNote(frame, work.control.skipsDamaged, damaged, [&] {
