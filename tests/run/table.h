@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "fixtures/analysis_builder.h"
+#include "fixtures/temp_directory.h"
+#include "kovadata/kvr.h"
+
+namespace run {
+
+std::string lastError();
+
+// An open run in a directory that goes with it.
+class OpenRun {
+public:
+    explicit OpenRun(const fixtures::AnalysisBuilder& builder, kvr_options options = {});
+    OpenRun(const OpenRun&) = delete;
+    OpenRun& operator=(const OpenRun&) = delete;
+    ~OpenRun() { kvr_close(run); }
+
+    void close() { kvr_close(std::exchange(run, nullptr)); }
+
+    fixtures::TempDirectory directory;
+    kvr_run* run;
+};
+
+// A stream that is released in the end.
+struct Stream : ArrowArrayStream {
+    Stream() : ArrowArrayStream{} {}
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+    ~Stream() { end(); }
+
+    void end() {
+        if (release != nullptr) {
+            release(this);
+        }
+    }
+    // 0 or an error code; drops the batch. `rows` is 0 at the end.
+    int next(std::int64_t& rows);
+};
+
+// All that a stream gives: a list of values per row and column, one for columns of numbers, none for null.
+using Table = std::map<std::string, std::vector<std::vector<double>>>;
+
+// Makes a stream and reads it. Requires that batches have at most `batchSize` rows.
+Table read(const std::function<std::uint32_t(ArrowArrayStream*)>& make, std::int64_t batchSize = INT64_MAX);
+
+// The text with which it fails, "" when it does not.
+std::string failureOf(const std::function<std::uint32_t(ArrowArrayStream*)>& make);
+
+kvr_control control(std::uint32_t threads, std::uint64_t batchSize = 0);
+kvr_query emptyQuery();
+
+}  // namespace run
