@@ -45,7 +45,8 @@ public:
 
     // That of a frame, by `lookUp`, which raises what is wrong with it.
     template <class LookUp>
-    Calibration take(std::int64_t frame, std::span<const FrameEntry> announced, CppSQLite3DB& db, const LookUp& lookUp) {
+    Calibration take(std::int64_t frame, std::span<const FrameEntry> announced, CppSQLite3DB& db,
+                     const LookUp& lookUp) {
         if (!isTried) {
             isTried = true;
             tryAll(announced, db, lookUp);
