@@ -51,7 +51,8 @@ public:
           values(static_cast<const T*>(column.buffers[1].get())) {}
 
     std::optional<T> at(std::size_t row) const {
-        const bool isThere = valid == nullptr || (valid[row / 8] >> row % 8 & 1U) != 0;
+        const bool isThere =
+            valid == nullptr || ((static_cast<unsigned>(valid[row / 8]) >> (row % 8)) & 1U) != 0;
         return isThere ? std::optional(values[row]) : std::nullopt;
     }
 
