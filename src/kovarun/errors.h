@@ -7,7 +7,7 @@ namespace lumo::run {
 // The caller's progress callback asked to stop.
 class Cancelled : public std::runtime_error {
 public:
-    Cancelled() : std::runtime_error("Cancelled by the caller.") {}
+    using std::runtime_error::runtime_error;
 };
 
 }  // namespace lumo::run

@@ -34,7 +34,7 @@ const char* hint(int extendedCode) {
 
 }  // namespace
 
-void raise(sqlite3* db, int code) {
+void raiseSqliteError(sqlite3* db, int code) {
     const char* const message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code);
     if (message == nullptr) {
         LUMO_THROW(CppSQLite3Exception(code, "out of memory"));
@@ -59,7 +59,7 @@ Connection::~Connection() {
 void Connection::open() {
     const InsideForkGate gate;
     if (const int code = vfs.connect(&db); code != SQLITE_OK) {
-        raise(db, code);
+        raiseSqliteError(db, code);
     }
     // The file may come from anywhere: nothing in its schema may run functions with side effects.
     sqlite3_db_config(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
@@ -69,7 +69,7 @@ void Connection::open() {
     for (const auto& [text, statement] :
          {std::pair("BEGIN", &beginStatement), std::pair("COMMIT", &endStatement)}) {
         if (const int code = sqlite3_prepare_v2(db, text, -1, statement, nullptr); code != SQLITE_OK) {
-            raise(db, code);
+            raiseSqliteError(db, code);
         }
     }
 }
@@ -79,7 +79,7 @@ void Connection::beginTransaction() {
     if (transactions == 0) {
         writerCame = false;
         if (const int code = run(beginStatement); code != SQLITE_DONE) {
-            raise(db, code);
+            raiseSqliteError(db, code);
         }
     }
     ++transactions;

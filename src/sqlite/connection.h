@@ -15,7 +15,7 @@
 namespace lumo::sqlite {
 
 // Raises CppSQLite3Exception with SQLite's message, of the connection if there is one, and what can be done.
-[[noreturn]] void raise(sqlite3* db, int code);
+[[noreturn]] void raiseSqliteError(sqlite3* db, int code);
 
 // A connection to one database for reading, with what it needs for its lifetime.
 struct Connection {

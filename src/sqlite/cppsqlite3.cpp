@@ -11,7 +11,7 @@
 
 using lumo::sqlite::Connection;
 using lumo::sqlite::FieldType;
-using lumo::sqlite::raise;
+using lumo::sqlite::raiseSqliteError;
 using lumo::sqlite::Statement;
 using lumo::sys::InsideForkGate;
 
@@ -85,7 +85,7 @@ int CppSQLite3Query::step() {
 void CppSQLite3Query::arriveAt(int code) {
     atEnd = code != SQLITE_ROW;
     if (atEnd && code != SQLITE_DONE) {
-        raise(statement->connection->db, code);
+        raiseSqliteError(statement->connection->db, code);
     }
 }
 
@@ -128,7 +128,7 @@ std::string CppSQLite3Query::getStringField(int field, const std::string& nullVa
     const InsideForkGate gate;
     const auto* const text = reinterpret_cast<const char*>(sqlite3_column_text(handle(), field));
     if (text == nullptr) {
-        raise(statement->connection->db, SQLITE_NOMEM);
+        raiseSqliteError(statement->connection->db, SQLITE_NOMEM);
     }
     return {text, static_cast<std::size_t>(sqlite3_column_bytes(handle(), field))};
 }
@@ -148,7 +148,7 @@ std::vector<std::byte> CppSQLite3Query::getBlobField(int field) const {
 
 void CppSQLite3Statement::bind(int parameter, std::int64_t value) {
     if (const int code = sqlite3_bind_int64(statement->handle, parameter, value); code != SQLITE_OK) {
-        raise(statement->connection->db, code);
+        raiseSqliteError(statement->connection->db, code);
     }
 }
 
@@ -189,7 +189,7 @@ std::shared_ptr<Statement> CppSQLite3DB::prepare(const std::string& sql) {
     const int code =
         connection->begin([&] { return sqlite3_prepare_v2(db, sql.c_str(), size, &statement, nullptr); });
     if (code != SQLITE_OK) {
-        raise(db, code);
+        raiseSqliteError(db, code);
     }
     try {
         return std::make_shared<Statement>(connection, statement, sql.size());

@@ -18,7 +18,7 @@ SKIPPED_FOLDERS = {"logging"}
 
 # Texts that no caller of the exported functions can get, by file, with the reason.
 UNREACHABLE = {
-    "src/sqlite/cppsqlite3.cpp": ("SQLite's own messages, which the page tells in prose", ["…"]),
+    "src/sqlite/connection.cpp": ("SQLite's own messages, which the page tells in prose", ["…"]),
     "src/sys/utf8_path.cpp": ("paths are checked before, by `Invalid UTF-8`", [
         "Invalid UTF-8 code unit at index …: …"]),
     "src/calibration-state/calibration_reader_sqlite_impl.cpp": (
@@ -27,10 +27,9 @@ UNREACHABLE = {
             "No matching calibration state found, reason …"]),
     "src/calibration-state/calibration_state_mode.cpp": ("the C interface knows no modes", [
         "Unexpected calibration mode", "Invalid calibration mode …"]),
-    "src/calibration-state/calibration_state_selector_factory.cpp": ("the C interface knows no modes", [
+    "src/calibration-state/calibration_state_selector_factory.cpp": ("the C interface opens one analysis at a time", [
         "Invalid parameter list for recalib mode …, recalibParam must fit […] entries, got […], expected [1], or […]",
-        "Invalid parameter list for recalib mode …, recalibParam must fit […] entries, got […], expected [0], [1], or […]",
-        "Invalid parameter for recalib mode …, recalibParam must not be empty", "Unexpected recalibration mode […]"]),
+        "Invalid parameter list for recalib mode …, recalibParam must fit […] entries, got […], expected [0], [1], or […]"]),
     "src/calibration-state/calibration_state_selector.cpp": (
         "the C interface asks for the latest complete state only, and goes on without one", [
             "Calibration state […] does not exist", "Failed to set Analysis Info frame count before calling getUUID",
@@ -71,9 +70,8 @@ UNREACHABLE = {
         "Unexpected call to getScanBlob for analysis with frame compression"]),
     "src/kova-data-reader/scan-reading/scanwise_storage.cpp": ("stored scans are asked for by their own storage only", [
         "Unexpected call to getDecompressedScanData for analysis with scan compression"]),
-    "src/kova-data-reader/kvd_reader_impl.cpp": ("facades check the compression type, and states are not asked for by key", [
-        "Invalid configuration, no spectra reader supported",
-        "Requested uuid … not found in calibration.sqlite", "Unexpectly missing frame information!"]),
+    "src/kova-data-reader/kvd_reader_impl.cpp": ("facades check the compression type, and a count has a row", [
+        "Invalid configuration, no spectra reader supported", "Unexpectly missing frame information!"]),
     "src/kova-data-reader/scan-reading/normalization.cpp": ("the C interface passes known types only", [
         "decodeScanRange() : Unknown NormalizationType"]),
     "src/process-frames/full_profile_projector.cpp": ("capacities are not fixed here", ["Fixed capacity (…) exceeded."]),

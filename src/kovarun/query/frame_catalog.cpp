@@ -21,8 +21,7 @@ std::string frameQuery(CppSQLite3DB& db) {
 }
 
 std::int64_t countOr(const CppSQLite3Query& row, int field, std::int64_t unknown) {
-    const bool isCount =
-        row.fieldType(field) == sqlite::FieldType::Integer && row.getInt64Field(field) >= 0;
+    const bool isCount = row.fieldType(field) == sqlite::FieldType::Integer && row.getInt64Field(field) >= 0;
     return isCount ? row.getInt64Field(field) : unknown;
 }
 

@@ -87,8 +87,8 @@ std::unique_ptr<arrow::BatchSource> makeChromatograms(std::shared_ptr<Run> run, 
           {"time", "g", true, {}},
           {"intensity", list, false, {{"item", "L", false, {}}}}},
          [work = work.get(), wanted, reduce] {
-             return withReduce(reduce, [&]<Reduce kind>() -> std::unique_ptr<GroupReader> {
-                 return std::make_unique<ChromatogramReader<kind>>(*work, *wanted);
+             return withReduce(reduce, [&](auto kind) -> std::unique_ptr<GroupReader> {
+                 return std::make_unique<ChromatogramReader<decltype(kind)::value>>(*work, *wanted);
              });
          },
          [bytesPerFrame](const FrameGroup& group) { return (group.end - group.begin) * bytesPerFrame; }});

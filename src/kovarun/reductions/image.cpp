@@ -191,14 +191,14 @@ std::unique_ptr<arrow::BatchSource> makeImage(std::shared_ptr<Run> run, Query qu
     const std::string list = "+w:" + std::to_string(x.cells());
     const std::uint64_t bytes = 8 * std::uint64_t{x.cells()} * y.cells();
     auto grid = std::make_shared<const Grid>(Grid{std::move(x), std::move(y)});
-    return makeFoldStream(work, {{{"y", "g", false, {}}, {"values", list, false, {{"item", "L", false, {}}}}},
-                                 [work = work.get(), grid, reduce] {
-                                     return withReduce(
-                                         reduce, [&]<Reduce kind>() -> std::unique_ptr<Accumulator> {
-                                             return std::make_unique<ImageSum<kind>>(*work, *grid);
-                                         });
-                                 },
-                                 bytes});
+    return makeFoldStream(work,
+                          {{{"y", "g", false, {}}, {"values", list, false, {{"item", "L", false, {}}}}},
+                           [work = work.get(), grid, reduce] {
+                               return withReduce(reduce, [&](auto kind) -> std::unique_ptr<Accumulator> {
+                                   return std::make_unique<ImageSum<decltype(kind)::value>>(*work, *grid);
+                               });
+                           },
+                           bytes});
 }
 
 }  // namespace lumo::run

@@ -99,16 +99,16 @@ std::unique_ptr<arrow::BatchSource> makeMobilograms(std::shared_ptr<Run> run, Qu
         FrameWork{std::move(run), std::move(query), control, std::move(groups)});
     const std::string list = "+w:" + std::to_string(targets.size());
     auto wanted = std::make_shared<const std::vector<Target>>(std::move(targets));
-    return makeFoldStream(work, {{{"scan", "I", false, {}},
-                                  {"one_over_k0", "g", true, {}},
-                                  {"intensity", list, false, {{"item", "L", false, {}}}}},
-                                 [work = work.get(), wanted, reduce] {
-                                     return withReduce(
-                                         reduce, [&]<Reduce kind>() -> std::unique_ptr<Accumulator> {
-                                             return std::make_unique<MobilogramSum<kind>>(*work, *wanted);
-                                         });
-                                 },
-                                 bytes});
+    return makeFoldStream(
+        work, {{{"scan", "I", false, {}},
+                {"one_over_k0", "g", true, {}},
+                {"intensity", list, false, {{"item", "L", false, {}}}}},
+               [work = work.get(), wanted, reduce] {
+                   return withReduce(reduce, [&](auto kind) -> std::unique_ptr<Accumulator> {
+                       return std::make_unique<MobilogramSum<decltype(kind)::value>>(*work, *wanted);
+                   });
+               },
+               bytes});
 }
 
 }  // namespace lumo::run

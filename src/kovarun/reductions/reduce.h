@@ -6,6 +6,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 #include "diag/throw.h"
 #include "kovadata/kvr.h"
@@ -34,7 +35,11 @@ inline void reduceInto(std::uint64_t& value, std::uint64_t other) {
 // What a single peak counts.
 template <Reduce kind>
 inline std::uint64_t worthOf(std::uint32_t intensity) {
-    return kind == Reduce::Count ? 1 : intensity;
+    if constexpr (kind == Reduce::Count) {
+        return 1;
+    } else {
+        return intensity;
+    }
 }
 
 template <Reduce kind>
@@ -46,18 +51,18 @@ inline std::uint64_t reduced(std::span<const std::uint64_t> values) {
     return value;
 }
 
-// Calls a function template for a kind that is known when the program runs.
+// Calls a function with the kind as a type, so that it can choose a template.
 template <class Function>
 auto withReduce(Reduce kind, Function&& function) {
     switch (kind) {
         case Reduce::Max:
-            return function.template operator()<Reduce::Max>();
+            return function(std::integral_constant<Reduce, Reduce::Max>());
         case Reduce::Count:
-            return function.template operator()<Reduce::Count>();
+            return function(std::integral_constant<Reduce, Reduce::Count>());
         case Reduce::Sum:
             break;
     }
-    return function.template operator()<Reduce::Sum>();
+    return function(std::integral_constant<Reduce, Reduce::Sum>());
 }
 
 }  // namespace lumo::run

@@ -19,7 +19,7 @@ constexpr std::uint64_t kLargestBatchSize = std::numeric_limits<std::int32_t>::m
 
 void Control::report(std::uint64_t done, std::uint64_t total) const {
     if (progress != nullptr && progress(context, done, total) == 0) {
-        LUMO_THROW(Cancelled());
+        LUMO_THROW(Cancelled("Cancelled by the caller."));
     }
 }
 
