@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "common/interruption.h"
 #include "common/terminal.h"
 #include "kova/failure.h"
 
@@ -52,6 +53,7 @@ OutputBuffer& OutputBuffer::operator<<(char character) { return *this << std::st
 void OutputBuffer::repeat(char character, std::size_t count) { pending.append(count, character); }
 
 void OutputBuffer::flush() {
+    kova_tool_common::stopIfInterrupted();
     std::string_view rest = pending;
     while (!rest.empty() && !readerGone) {
         const ssize_t written = ::write(descriptor, rest.data(), rest.size());

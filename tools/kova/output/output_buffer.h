@@ -42,7 +42,8 @@ private:
 };
 
 // Buffered output to a file descriptor, which stays open. A reader that goes away (`| head`) is no error:
-// closed() becomes true and whatever is written from then on is dropped. Other errors are thrown as Failure.
+// closed() becomes true and whatever is written from then on is dropped. Other errors are thrown as Failure,
+// and Ctrl-C as Interrupted.
 class OutputBuffer {
 public:
     explicit OutputBuffer(int fileDescriptor = STDOUT_FILENO);
