@@ -57,7 +57,8 @@ private:
     }
     bool bit(std::size_t number, std::size_t row) const {
         const std::size_t place = static_cast<std::size_t>(first) + row;
-        return (buffer<std::uint8_t>(*array, number)[place / 8] >> place % 8 & 1U) != 0;
+        const unsigned byte = buffer<std::uint8_t>(*array, number)[place / 8];
+        return (byte >> place % 8 & 1U) != 0;
     }
 
     const ArrowArray* array;
