@@ -208,10 +208,10 @@ class Diagnostics(LoggingTest):
     def test_a_failure_tells_where_and_from_where(self):
         result = self.run_program(KOVA, "info", "/nowhere", variables={"KOVADATA_LOG_LEVEL": "debug"}, status=1)
         text = result.stderr
-        self.assertTrue(text.endswith("kova: Specified analysis directory does not exist.\n"), text)
+        self.assertTrue(text.endswith("kova: /nowhere: Specified analysis directory does not exist.\n"), text)
         first, *rest = text.splitlines()[:-1]
         self.assertEqual(ENTRY.match(first).group(1, 4, 5), (
-            "DEBUG", "lumo.io.kovadata_dll", "Caught std::exception with boost::diagnostic_information = "))
+            "DEBUG", "lumo.io.kovarun_dll", "Caught std::exception with boost::diagnostic_information = "))
         self.assertTrue(all(line.startswith("    ") for line in rest), text)
         self.assertRegex(rest[0], r"^    (\.\./)*src/kova-data-reader/database/analysis_files\.cpp\(\d+\): Throw in function "
                                   r".*\blumo::io::kova::locateAnalysisFiles\(.*\)")
@@ -220,7 +220,7 @@ class Diagnostics(LoggingTest):
         for number, line in enumerate(trace):
             self.assertRegex(line, rf"^    #{number} 0x[0-9a-f]+ ")
         functions = "\n".join(trace)
-        for name in ("lumo::io::kova::locateAnalysisFiles", "lumo::io::kova::KvdReader::KvdReader", "kova_open"):
+        for name in ("lumo::io::kova::locateAnalysisFiles", "lumo::io::kova::KvdReader::KvdReader", "kvr_open"):
             self.assertIn(name, functions)
 
     @unittest.skipIf(os.geteuid() != 0 or SANITIZE, "only the superuser can give a program another user's rights")

@@ -22,7 +22,7 @@ constexpr HelpText kToolHelp = {
 numbers. Progress is shown on standard error if that is a terminal.
 
 Environment:
-  KOVADATA_LOG_LEVEL  trace, debug, info, warning, error or critical: switches logging on
+  KOVADATA_LOG_LEVEL  trace, debug, info, warn, error, fatal or off: switches logging on
   KOVADATA_PYTHON     interpreter for `kova plot`, python3 by default
 )",
     R"(  kova info run.d                          what the analysis holds
