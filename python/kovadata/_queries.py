@@ -163,14 +163,17 @@ def targets(mz_ranges: Ranges, mobility_ranges: Ranges) -> np.ndarray:
 def _pairs(name: str, ranges: Ranges) -> np.ndarray:
     if ranges is None:
         return np.array([[-math.inf, math.inf]])
-    array = np.asarray(ranges, np.float64)
+    array = np.asarray(ranges)
     if array.size == 0:
         return np.empty((0, 2))
     if array.ndim == 1:
         array = array[np.newaxis]
     if array.ndim != 2 or array.shape[1] != 2:
         raise ValueError(f"{name} must have the shape (n, 2), not {array.shape}")
-    return array
+    if array.dtype == object:  # some ends are None, which is open
+        is_open = np.array([end is None for end in array.flat]).reshape(array.shape)
+        array = np.where(is_open, (-math.inf, math.inf), array)
+    return array.astype(np.float64)
 
 
 def reduction(name: str) -> int:

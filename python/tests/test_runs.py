@@ -118,7 +118,7 @@ def test_choices_of_frames_and_intensities(run):
     for source, normalized in ((peaks, True), (raw, False)):
         for level in (1, 2):
             total = source["intensity"][source["ms_level"] == level].sum()
-            assert run.chromatograms(None, ms_level=level, normalized=normalized).intensity.sum() == total
+            assert run.chromatograms([(None, None)], ms_level=level, normalized=normalized).intensity.sum() == total
             assert run.image(ms_level=level, normalized=normalized).values.sum() == total
         assert run.peaks(columns=["intensity"], normalized=normalized).table()["intensity"].sum() == source["intensity"].sum()
     part = run.partitions(3)[1]
