@@ -18,6 +18,7 @@ PRINTED = {
     "start.md": [r"m/z \d+\.\d{4}, intensity \d+\n"] * 2,
     "python.md": [],
     "kovadata.hpp": [r"(\d+: \d+ peaks\n){460}"],
+    "whole-runs.md": [r"(frame \d+: \d+\n){4}", r"[1-9]\d* peaks, sum of intensities [1-9]\d+\n"],
     "recipes.md": [r"(m/z \d+\.\d{4}  \d+\n)+", r"frame 1: [1-9]\d+\n(frame \d: [1-9]\d+\n){3}"],
 }
 FILE = {"c": "program.c", "cpp": "program.cpp", "python": "program.py", "cmake": "CMakeLists.txt"}
@@ -49,8 +50,9 @@ def check_compiled(arguments: argparse.Namespace, folder: pathlib.Path, language
     compiler = {"c": [arguments.cc, "-std=c99"], "cpp": [arguments.cxx, "-std=c++20"]}[language]
     source, program = folder / f"example.{language}", folder / f"by_{language}"
     source.write_text(text, encoding="utf-8")
+    library = arguments.library.replace("libkovadata", "libkovarun") if re.search(r"kvr\.h|run\.hpp", text) else arguments.library
     run(*compiler, "-Wall", "-Wextra", "-Werror", *shlex.split(arguments.flags), f"-I{arguments.include}", source,
-                "-o", program, arguments.library, "-lsqlite3")
+                "-o", program, library, "-lsqlite3")
     environment = {**os.environ, "LD_LIBRARY_PATH": str(pathlib.Path(arguments.library).parent)}
     good = run(program, folder / "run.d", env=environment)
     if not re.fullmatch(printed, good.stdout) or good.stderr:
