@@ -100,7 +100,9 @@ public:
     /**
      * One row of a column of lists that are all equally long: the values of targets, or the cells of a row of an image.
      *
-     * @param width  how many values a row has
+     * @param column  its number, from 0
+     * @param row     which list
+     * @param width   how many values a row has
      * @throws std::out_of_range  if there is no such column or row, or it is not so long
      */
     template <class T>
@@ -315,9 +317,11 @@ public:
     }
 
 private:
+    /** @cond */
     struct Close {
         void operator()(kvr_run* run) const noexcept { kvr_close(run); }
     };
+    /** @endcond */
 
     // None of a list is another thing than no list.
     static const std::int64_t* address(std::span<const std::int64_t> ids) noexcept {
