@@ -32,6 +32,14 @@
 
 namespace kova {
 
+namespace detail {
+
+struct CloseRun {
+    void operator()(kvr_run* run) const noexcept { kvr_close(run); }
+};
+
+}  // namespace detail
+
 /** @defgroup cpp_run Whole runs
  *  @{ */
 
@@ -317,12 +325,6 @@ public:
     }
 
 private:
-    /** @cond */
-    struct Close {
-        void operator()(kvr_run* run) const noexcept { kvr_close(run); }
-    };
-    /** @endcond */
-
     // None of a list is another thing than no list.
     static const std::int64_t* address(std::span<const std::int64_t> ids) noexcept {
         static constexpr std::int64_t none = 0;
@@ -359,7 +361,7 @@ private:
         return stream;
     }
 
-    std::unique_ptr<kvr_run, Close> opened;
+    std::unique_ptr<kvr_run, detail::CloseRun> opened;
 };
 
 /** @} */
