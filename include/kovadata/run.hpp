@@ -331,6 +331,7 @@ private:
         return ids.empty() ? &none : ids.data();
     }
 
+    /** @cond */
     // A query as C has it; it points into the one that it is made of.
     struct Given {
         explicit Given(const Query& from) : query{} {
@@ -347,6 +348,7 @@ private:
         }
         kvr_query query;
     };
+    /** @endcond */
 
     static void require(bool holds) {
         if (!holds) {
