@@ -1,5 +1,6 @@
 #include "kovarun/peaks/peak_columns.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "diag/assert.h"
@@ -52,9 +53,23 @@ void PeakColumns::takeBack(std::size_t rows, std::size_t massNulls, std::size_t 
 }
 
 void PeakColumns::start(const io::kova::LoadedRange& range) {
-    const std::uint64_t bound = box->areAllIndices && box->areAllScans ? range.peakBound.value_or(0) : 0;
+    std::uint64_t bound = box->areAllIndices && box->areAllScans ? range.peakBound.value_or(0) : 0;
+    if (bound != 0 && size() == 0) {
+        bound = std::max(bound, expected);
+    }
+    const auto makeRoom = [&](std::uint32_t column, auto& values) {
+        if (wants(column)) {
+            values.room(bound);
+        }
+    };
     indices.room(bound);
     intensities.room(bound);
+    makeRoom(KVR_COLUMN_SCAN, scans);
+    makeRoom(KVR_COLUMN_MZ, masses);
+    makeRoom(KVR_COLUMN_ONE_OVER_K0, mobilities);
+    makeRoom(KVR_COLUMN_FRAME, frames);
+    makeRoom(KVR_COLUMN_TIME, times);
+    makeRoom(KVR_COLUMN_MS_LEVEL, levels);
 }
 
 io::kova::ScanTargets PeakColumns::place(const io::kova::ScanBatch& batch) {

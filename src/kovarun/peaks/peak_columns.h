@@ -110,8 +110,9 @@ private:
 // is added while the batch is in the processor's cache.
 class PeakColumns final : public io::kova::ScanSink {
 public:
-    // Of ::kvr_column, combined.
-    explicit PeakColumns(std::uint32_t wantedColumns) : ScanSink(kPeaksPerBatch), wanted(wantedColumns) {}
+    // Columns of ::kvr_column, combined. Room for the expected peaks is taken with that of the first frame.
+    PeakColumns(std::uint32_t wantedColumns, std::uint64_t expectedPeaks)
+        : ScanSink(kPeaksPerBatch), wanted(wantedColumns), expected(expectedPeaks) {}
 
     static std::vector<arrow::Field> schema(std::uint32_t wanted);
 
@@ -138,6 +139,7 @@ private:
     void takeBack(std::size_t rows, std::size_t massNulls, std::size_t mobilityNulls);
 
     std::uint32_t wanted;
+    std::uint64_t expected;
     FrameSource* source = nullptr;  // of the frame that is being read
     const FrameBox* box = nullptr;
     std::vector<std::uint32_t> counts;  // peaks per scan of a batch

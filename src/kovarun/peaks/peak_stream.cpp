@@ -20,7 +20,8 @@ public:
         : work(shared), wanted(columns), source(*shared.run, shared.query) {}
 
     arrow::RecordBatch read(const FrameGroup& group, std::vector<DamagedFrame>& damaged) override {
-        PeakColumns columns(wanted);
+        // What the metadata claim is believed as far as a group of several frames goes.
+        PeakColumns columns(wanted, std::min(group.expectedPeaks, kPeaksPerGroup));
         source.announce(std::span(work.query.frames).subspan(group.begin, group.end - group.begin));
         for (std::size_t i = group.begin; i < group.end; ++i) {
             const FrameEntry& frame = work.query.frames[i];

@@ -34,7 +34,7 @@ void IntervalMap::build(std::span<const IndexRange> ranges, std::uint32_t bins) 
     std::uint32_t before = 0;
     for (std::size_t word = 0; word < words; ++word) {
         beginsBeforeWord[word] = before;
-        before += static_cast<std::uint32_t>(std::popcount(begins[word]));
+        before += countBits(begins[word]);
     }
     pieces = before;
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -45,11 +44,18 @@ public:
     std::uint32_t pieceOf(std::uint32_t index) const { return beginsBefore(index + 1) - 1; }
 
 private:
+    // In line: for processors that may lack the instruction, the standard function is a call.
+    static std::uint32_t countBits(std::uint64_t bits) {
+        bits -= bits >> 1 & 0x5555555555555555;
+        bits = (bits & 0x3333333333333333) + (bits >> 2 & 0x3333333333333333);
+        bits = (bits + (bits >> 4)) & 0x0F0F0F0F0F0F0F0F;
+        return static_cast<std::uint32_t>(bits * 0x0101010101010101 >> 56);
+    }
+
     // The number of pieces that begin before an index.
     std::uint32_t beginsBefore(std::uint32_t index) const {
         const std::uint64_t below = (std::uint64_t{1} << index % 64) - 1;
-        return beginsBeforeWord[index / 64] +
-               static_cast<std::uint32_t>(std::popcount(begins[index / 64] & below));
+        return beginsBeforeWord[index / 64] + countBits(begins[index / 64] & below);
     }
 
     void markBoundaries(std::span<const IndexRange> ranges);
