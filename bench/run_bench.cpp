@@ -1,0 +1,233 @@
+// Whole runs through the exported streams, beside what each cannot do without: bare decompression of the same blocks, or
+// reading the same frames one by one. Streams on two threads stand beside the same streams on one.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <zstd.h>
+
+#include "bench_analysis.h"
+#include "kovadata/kova.h"
+#include "kovadata/kvr.h"
+
+namespace {
+
+constexpr std::size_t kBlockHeaderSize = 8;
+constexpr std::uint32_t kScans = 900;
+constexpr std::uint32_t kThreeColumns = KVR_COLUMN_SCAN | KVR_COLUMN_TOF_INDEX | KVR_COLUMN_INTENSITY;
+constexpr std::uint32_t kAllColumns = 255;
+
+struct Input {
+    explicit Input(const bench::Run& simulated)
+        : path(bench::simulatedRun(simulated)), frames(bench::loadFrames(path)), run(open(path)) {}
+    ~Input() { kvr_close(run); }
+    Input(const Input&) = delete;
+    Input& operator=(const Input&) = delete;
+
+    static kvr_run* open(const std::filesystem::path& path) {
+        kvr_run* const opened = kvr_open(path.c_str(), nullptr);
+        if (opened == nullptr) {
+            throw std::runtime_error("a run could not be opened");
+        }
+        return opened;
+    }
+
+    std::filesystem::path path;
+    std::vector<bench::StoredFrame> frames;
+    kvr_run* run;
+};
+
+// Each run is loaded when first asked for, so that a filtered benchmark does not simulate the others.
+const Input& dense() {
+    static const Input input(bench::kDenseRun);
+    return input;
+}
+
+const Input& sparse() {
+    static const Input input(bench::kSparseRun);
+    return input;
+}
+
+using GetInput = const Input& (*)();
+
+void zstdAlone(benchmark::State& state, GetInput get) {
+    const Input& input = get();
+    ZSTD_DCtx* const context = ZSTD_createDCtx();
+    std::vector<std::byte> output(64'000'000);
+    for (auto _ : state) {
+        for (const bench::StoredFrame& frame : input.frames) {
+            const std::size_t produced = ZSTD_decompressDCtx(context, output.data(), output.size(),
+                                                             frame.block.data() + kBlockHeaderSize,
+                                                             frame.block.size() - kBlockHeaderSize);
+            if (ZSTD_isError(produced)) {
+                state.SkipWithError(ZSTD_getErrorName(produced));
+            }
+        }
+        benchmark::ClobberMemory();
+    }
+    ZSTD_freeDCtx(context);
+}
+
+// Reads all frames, or one of them after the other: the handle remembers the last one, so it would not read it again.
+void readFrames(benchmark::State& state, GetInput get, bool isOneFrame) {
+    const Input& input = get();
+    const std::uint64_t handle = kvr_lend_handle(input.run);
+    std::vector<std::uint32_t> buffer(4'000'000);
+    const auto read = [&](const bench::StoredFrame& frame) {
+        if (kova_read_scans_v2(handle, frame.id, 0, frame.scans, buffer.data(),
+                               static_cast<std::uint32_t>(4 * buffer.size())) == 0) {
+            state.SkipWithError("a frame could not be read");
+        }
+    };
+    // The handle's memory is there before the time counts.
+    read(input.frames.back());
+    std::size_t turn = 0;
+    for (auto _ : state) {
+        if (isOneFrame) {
+            read(input.frames[turn++ % input.frames.size()]);
+        } else {
+            std::for_each(input.frames.begin(), input.frames.end(), read);
+        }
+        benchmark::ClobberMemory();
+    }
+}
+
+// Takes a stream to its end. Returns its rows, -1 on failure.
+std::int64_t drain(ArrowArrayStream& stream) {
+    std::int64_t rows = 0;
+    for (;;) {
+        ArrowArray batch = {};
+        if (stream.get_next(&stream, &batch) != 0) {
+            rows = -1;
+            break;
+        }
+        if (batch.release == nullptr) {
+            break;
+        }
+        rows += batch.length;
+        batch.release(&batch);
+    }
+    stream.release(&stream);
+    return rows;
+}
+
+// Makes a stream of a run. What asks for one frame takes the turn's.
+struct Asked {
+    kvr_run* run;
+    std::int64_t frame;
+};
+using Ask = std::uint32_t (*)(const Asked&, const kvr_control&, ArrowArrayStream*);
+
+void readStream(benchmark::State& state, GetInput get, Ask ask, std::uint32_t threads) {
+    const Input& input = get();
+    const kvr_control control = {.size = sizeof control, .threads = threads};
+    std::size_t turn = 0;
+    for (auto _ : state) {
+        const Asked asked = {input.run, input.frames[turn++ % input.frames.size()].id};
+        ArrowArrayStream stream = {};
+        if (ask(asked, control, &stream) == 0 || drain(stream) <= 0) {
+            state.SkipWithError("a stream failed or was empty");
+        }
+        benchmark::ClobberMemory();
+    }
+}
+
+std::uint32_t threeColumns(const Asked& asked, const kvr_control& control, ArrowArrayStream* stream) {
+    return kvr_peaks(asked.run, nullptr, kThreeColumns, &control, stream);
+}
+
+std::uint32_t allColumns(const Asked& asked, const kvr_control& control, ArrowArrayStream* stream) {
+    return kvr_peaks(asked.run, nullptr, kAllColumns, &control, stream);
+}
+
+std::uint32_t oneBox(const Asked& asked, const kvr_control& control, ArrowArrayStream* stream) {
+    const kvr_range mz = {400.0, 800.0};
+    const std::uint32_t begin = kScans / 2;
+    const kvr_query query = {
+        .size = sizeof query, .mz = &mz, .scan_begin = begin, .scan_end = begin + kScans / 50};
+    return kvr_peaks(asked.run, &query, 0, &control, stream);
+}
+
+// Targets 20 ppm wide over the range in which peaks are, half of them limited in mobility too.
+std::vector<kvr_target> thousandTargets() {
+    std::vector<kvr_target> targets;
+    for (int i = 0; i < 1000; ++i) {
+        const double mz = 200.0 + 1.2 * i;
+        const double k0 = 0.7 + 0.0006 * i;
+        const kvr_range everything = {-INFINITY, INFINITY};
+        targets.push_back({.mz = {mz * (1 - 1e-5), mz * (1 + 1e-5)},
+                           .one_over_k0 = i % 2 == 0 ? everything : kvr_range{k0, k0 + 0.05},
+                           .time = everything});
+    }
+    return targets;
+}
+
+std::uint32_t chromatograms(const Asked& asked, const kvr_control& control, ArrowArrayStream* stream) {
+    static const std::vector<kvr_target> targets = thousandTargets();
+    const kvr_query query = {.size = sizeof query, .ms_level = 1};
+    return kvr_chromatograms(asked.run, &query, targets.data(), targets.size(), KVR_REDUCE_SUM, &control,
+                             stream);
+}
+
+std::uint32_t imageOf(const Asked& asked, const kvr_query* query, const kvr_control& control,
+                      ArrowArrayStream* stream) {
+    kvr_axis x = {.kind = KVR_AXIS_MZ, .bins = 800, .low = NAN, .high = NAN};
+    kvr_axis y = {.kind = KVR_AXIS_ONE_OVER_K0, .bins = 400, .low = NAN, .high = NAN};
+    return kvr_image(asked.run, query, &x, &y, KVR_REDUCE_SUM, &control, stream);
+}
+
+std::uint32_t imageOfFrame(const Asked& asked, const kvr_control& control, ArrowArrayStream* stream) {
+    const kvr_query query = {.size = sizeof query, .frames = &asked.frame, .num_frames = 1};
+    return imageOf(asked, &query, control, stream);
+}
+
+std::uint32_t imageOfRun(const Asked& asked, const kvr_control& control, ArrowArrayStream* stream) {
+    return imageOf(asked, nullptr, control, stream);
+}
+
+enum class Floor { decompression, readingFrame, readingFrames };
+constexpr struct {
+    const char* name;
+    Ask ask;
+    Floor floor;
+} kPaths[] = {
+    {"run_peaks", &threeColumns, Floor::decompression},
+    {"run_peaks_all_columns", &allColumns, Floor::decompression},
+    {"run_box", &oneBox, Floor::decompression},
+    {"run_chromatograms", &chromatograms, Floor::readingFrames},
+    {"run_image_of_frame", &imageOfFrame, Floor::readingFrame},
+    {"run_image", &imageOfRun, Floor::readingFrames},
+};
+
+template <class... Arguments>
+void add(const std::string& name, Arguments... arguments) {
+    benchmark::RegisterBenchmark(name.c_str(), arguments...)->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+void addPaths(const std::string& peaks, GetInput get) {
+    for (const auto& path : kPaths) {
+        const std::string name = path.name + peaks;
+        if (path.floor == Floor::decompression) {
+            add(name + "/floor", zstdAlone, get);
+        } else {
+            add(name + "/floor", readFrames, get, path.floor == Floor::readingFrame);
+        }
+        add(name + "/library", readStream, get, path.ask, 1);
+        if (path.floor != Floor::readingFrame) {  // one frame is one thread's work
+            add(name + "_2t/floor", readStream, get, path.ask, 1);
+            add(name + "_2t/library", readStream, get, path.ask, 2);
+        }
+    }
+}
+
+const int registered = [] {
+    addPaths("_300k", &dense);
+    addPaths("_20k", &sparse);
+    return 0;
+}();
+
+}  // namespace
