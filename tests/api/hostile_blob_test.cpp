@@ -160,14 +160,6 @@ TEST(HostileBlob, OtherScansOfADamagedTableStayReadable) {
     EXPECT_EQ(lzf.readRaw(1, 2, 3).peaks(1), Frame(1));
 }
 
-TEST(HostileBlob, IndexSumWrapsIn32Bits) {
-    const TempDirectory directory;
-    // Deltas 0 (index 0xFFFFFFFF, dropped), 6 (index 5), 0xFFFFFFFE (index 3).
-    const Bytes block = words({1, 0, 70, 6, 71, 0xFFFFFFFE, 72}, 1);
-    const api::Analysis analysis(AnalysisBuilder().rawBlock(block).write(directory.path()));
-    EXPECT_EQ(analysis.readRaw(1, 0, 1).peaks(1), (Frame{{{5, 71}, {3, 72}}}));
-}
-
 // Negative ones mean that there are no data; what is beyond the file system's reach is for it to say.
 TEST(HostileBlob, PositionsWithoutAFrame) {
     const std::string header = inFrame("Error reading binary header.");
@@ -226,19 +218,6 @@ TEST(HostileBlob, NumbersOfFramesMayHaveAnyTypeAsLongAsTheyAreExact) {
     }
     EXPECT_EQ(analysis.readRaw(12, 0, 3).peaks(3), kGood);
     EXPECT_EQ(analysis.readRaw(13, 0, 3).peaks(3), kGood);
-}
-
-TEST(TruncatedBlob, NoLengthGivesTheFrame) {
-    for (const int compression : {1, 2}) {
-        const TempDirectory directory;
-        AnalysisBuilder().compression(compression).frame(kGood).write(directory.path());
-        const std::filesystem::path blob = directory / "analysis.kvd_bin";
-        for (auto size = std::filesystem::file_size(blob); size-- > 0;) {
-            std::filesystem::resize_file(blob, size);
-            const std::string error = api::Analysis(directory.path()).errorOf(1, 0, 3);
-            EXPECT_TRUE(error.starts_with(inFrame("Error reading "))) << size << ' ' << error;
-        }
-    }
 }
 
 TEST(GrowingAnalysis, FramesWrittenAfterOpeningAreRead) {

@@ -93,17 +93,6 @@ std::string frameError(const std::string& text) { return "CorruptFrameDataError 
 
 AnalysisBuilder spectra() { return std::move(AnalysisBuilder().compression(3)); }
 
-TEST(Kvs, ReadsLinesWidthsAndProfile) {
-    const Analysis analysis(spectra().spectrum(kSpectrum).spectrum({}));
-    ASSERT_NE(analysis.handle, 0U) << lastError();
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(analysis.lines(1), kLines);
-        EXPECT_EQ(analysis.profile(1), kSpectrum.profile);
-        EXPECT_EQ(analysis.linesWithWidths(1), kLinesWithWidths);
-        EXPECT_EQ(analysis.profile(2), std::vector<std::uint32_t>());
-    }
-}
-
 TEST(Kvs, PartsThatTheAnalysisLacksAreRefused) {
     const Analysis lines(spectra().parts(true, false, false).spectrum(kSpectrum));
     EXPECT_EQ(lines.lines(1), kLines);
@@ -113,16 +102,6 @@ TEST(Kvs, PartsThatTheAnalysisLacksAreRefused) {
     const Analysis profiles(spectra().parts(false, false, true).spectrum(kSpectrum));
     EXPECT_EQ(profiles.profile(1), kSpectrum.profile);
     EXPECT_EQ(profiles.lineError(1), frameError("No line spectra supported in this analysis."));
-}
-
-TEST(Kvs, EmptySpectraLeaveTheLastErrorAlone) {
-    const Analysis analysis(spectra().frameAt(-1).frameAt(-2).frameAt(INT64_MIN).spectrum({}));
-    for (const std::int64_t id : {1, 2, 3, 4}) {
-        EXPECT_EQ(analysis.profile(id), std::vector<std::uint32_t>());
-        EXPECT_EQ(analysis.linesWithWidths(id), Lines());
-        EXPECT_EQ(analysis.lineError(id), "");
-        EXPECT_EQ(analysis.profileError(id), "");
-    }
 }
 
 Bytes blockWith(std::optional<std::uint32_t> blockSize, std::optional<std::uint32_t> lineSize) {

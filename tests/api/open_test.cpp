@@ -14,17 +14,6 @@ using fixtures::TempDirectory;
 
 AnalysisBuilder valid() { return std::move(AnalysisBuilder().frame({{{1, 1}}})); }
 
-TEST(Open, RecalibrationFallsBackWithoutCalibrationFile) {
-    const TempDirectory directory;
-    valid().write(directory.path());
-    for (const bool recalibrated : {false, true}) {
-        const api::Analysis analysis(directory.path(), recalibrated);
-        ASSERT_TRUE(analysis) << api::lastError();
-        EXPECT_EQ(kova_has_recalibrated_state(analysis.handle), 0U);
-    }
-    kova_close(0);
-}
-
 TEST(Open, PathsThatAreNoAnalysisFailWithTheirTexts) {
     const std::pair<const char*, const char*> cases[] = {
         {nullptr, "Analysis directory name must not be NULL."},

@@ -23,23 +23,6 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Compression, ReadScans, testing::Values(1, 2),
                          [](const auto& each) { return "Type" + std::to_string(each.param); });
 
-TEST_P(ReadScans, EveryRangeHoldsExactlyItsPeaks) {
-    const api::Analysis analysis(builder().frame(kFrame));
-    ASSERT_TRUE(analysis) << api::lastError();
-    for (std::uint32_t begin = 0; begin < kScans; ++begin) {
-        for (std::uint32_t end = begin + 1; end <= kScans; ++end) {
-            const Frame expected(kFrame.begin() + begin, kFrame.begin() + end);
-            EXPECT_EQ(analysis.readRaw(1, begin, end).peaks(end - begin), expected) << begin << ' ' << end;
-        }
-    }
-}
-
-TEST_P(ReadScans, LayoutIsCountsThenIndicesThenIntensitiesPerScan) {
-    const api::Analysis analysis(builder().frame({{{3, 30}, {4, 40}}, {{5, 50}}}));
-    const std::vector<std::uint32_t> expected = {2, 1, 3, 4, 30, 40, 5, 50};
-    EXPECT_EQ(analysis.readRaw(1, 0, 2).words, expected);
-}
-
 TEST_P(ReadScans, BufferTooSmallByOneByteStaysUntouched) {
     const api::Analysis analysis(builder().frame(kFrame));
     const std::uint32_t needed = kova_read_scans_internal(analysis.handle, 1, 0, kScans, nullptr, 0);

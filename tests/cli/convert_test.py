@@ -32,14 +32,6 @@ class Convert(KovaTest):
                             self.assertAlmostEqual(shown, expected, delta=1e-9 * expected)
         self.assertEqual(self.convert("mz", "index", [2.25], run="spectra.d"), [1500])
 
-    def test_numbers_are_exact(self):
-        arguments = ["convert", "run.d", "--frame", "1", "--from", "scan", "--to", "mobility", "0.1", "-1e3"]
-        exact = 1 / (100 / (200 - 0.1))
-        self.assertEqual(self.output(*arguments, "--csv"), f"scan,one_over_k0\n0.1,{exact!r}\n-1000,12\n")
-        self.assertEqual(json.loads(self.output(*arguments, "--json")), {
-            "frame": 1, "from": "scan", "to": "one_over_k0", "charge": None, "mz": None, "input": [0.1, -1000],
-            "output": [exact, 12]})
-
     def test_values_from_standard_input(self):
         arguments = ["convert", "run.d", "--frame", "1", "--from", "index", "--to", "mz", "--csv"]
         self.assertEqual(self.kova(*arguments, input="1000 +2000\n\n3e3\t")[0], "index,mz\n1000,1\n2000,4\n3000,9\n")

@@ -10,15 +10,6 @@ HEADER = ("id,time,polarity,ms_level,scans,peaks,intensity_sum,lines,profile_poi
 
 
 class Frames(KovaTest):
-    def test_text(self):
-        self.analysis().add_frame([[(1, 10)], [(2, 20), (3, 30)]]).add_frame([[]], Polarity=None, Time=None,
-                                                                            MsMsType=8).write()
-        self.assertEqual(self.output("frames", "run.d"), """\
-    id        time  pol  ms  scans     peaks     intensity   m/z from     m/z to  1/K0 from   1/K0 to
-     1       0.000    +   1      2         3            60          -          -          -         -
-     2           -    -   2      1         0             0          -          -          -         -
-""")
-
     def test_csv_and_json_give_numbers_back_exactly(self):
         self.analysis().add_frame([[(1, 4294967295)], [(5, 4294967295)]], Id=7, Time=1 / 3).add_frame(
             [[]], Id=-(2 ** 63), Time=1e300, Polarity='a,"b"').write()
@@ -29,12 +20,6 @@ class Frames(KovaTest):
         self.assertEqual(last, {"id": 7, "time": 1 / 3, "polarity": "+", "ms_level": 1, "scans": 2, "peaks": 2,
                                 "intensity_sum": 8589934590, "lines": None, "profile_points": None, "mz_min": None, "mz_max": None,
                                 "one_over_k0_min": None, "one_over_k0_max": None})
-
-    def test_ranges_in_physical_units(self):
-        analysis = self.analysis(bins=2001).calibrate()
-        analysis.add_frame([], MzCalibration=1, KovaCalibration=1).add_frame([[]] * 101, KovaCalibration=1).write()
-        self.assertEqual([row.split(",")[9:] for row in self.output("frames", "run.d", "--csv").splitlines()[1:]],
-                         [["0", "4", "", ""], ["", "", "1", "2"]])
 
     def test_a_bad_calibration_is_told_once_and_leaves_its_columns_empty(self):
         analysis = self.analysis().calibrate()

@@ -57,15 +57,6 @@ class Msms(KovaTest):
         4        801      0.64160           60
 """)
 
-    def test_peaks_are_at_the_maxima_of_the_sum(self):
-        self.run_of_two_precursors().write()
-        [spectrum] = json.loads(self.output("msms", "run.d", "--precursor", "4", "--json"))
-        strongest = spectrum["peak_intensity"].index(60)
-        self.assertTrue(0.8 ** 2 < spectrum["peak_mz"][strongest] < 0.802 ** 2, spectrum)
-        rows = self.output("msms", "run.d", "--precursor", "4", "--peaks", "--csv").splitlines()
-        self.assertEqual([tuple(map(float, row.split(","))) for row in rows[1:]],
-                         [(4, *peak) for peak in zip(spectrum["peak_mz"], spectrum["peak_intensity"])])
-
     def test_mgf(self):
         self.run_of_two_precursors("two words/run.d").write()
         told = self.output("msms", "two words/run.d/", "--mgf", "out.mgf")

@@ -76,11 +76,6 @@ class Scans(KovaTest):
             with self.subTest(arguments):
                 self.assertEqual(self.kova("scans", "run.d", *arguments, status=1), ("", f"kova: {text}\n"))
 
-    def test_a_result_larger_than_the_first_buffer(self):
-        scan = [(index, 3 * index + 1) for index in range(0, 1000, 2)]
-        self.analysis().add_frame([scan] * 500).write()
-        self.assertEqual(self.peaks(), [(number, *peak) for number in range(500) for peak in scan])
-
 
 if __name__ == "__main__":
     unittest.main()

@@ -197,11 +197,6 @@ TEST_F(CppAnalysis, WhatAFunctionThrowsArrivesAfterTheCall) {
     EXPECT_EQ(analysis.readMsMs(ids).size(), 2U);
 }
 
-TEST(CppAnalysisFailures, HaveTheTextOfTheLibrary) {
-    EXPECT_EQ(textOf<std::runtime_error>([] { kova::Analysis("no/such/directory"); }),
-              "Specified analysis directory does not exist.");
-}
-
 TEST_F(CppAnalysis, CalibrationIsChosenWhenOpening) {
     EXPECT_FALSE(analysis.isRecalibrated());
     fixtures::writeSmallCalibrationStore(directory.path());

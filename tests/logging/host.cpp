@@ -95,32 +95,6 @@ void beginChild() {
     alarm(20);  // instead of hanging
 }
 
-// Forks while other threads are in the middle of logging.
-void forkUnderLoad(int forks) {
-    std::atomic<bool> stop = false;
-    std::vector<std::thread> talkers;
-    for (int i = 0; i < 3; ++i) {
-        talkers.emplace_back([&] {
-            while (!stop) {
-                library.say(1);
-            }
-        });
-    }
-    for (int i = 0; i < forks; ++i) {
-        if (const pid_t child = fork(); child != 0) {
-            waitForChild(child);
-        } else {
-            beginChild();
-            library.say(2);
-            std::exit(0);
-        }
-    }
-    stop = true;
-    for (std::thread& talker : talkers) {
-        talker.join();
-    }
-}
-
 // A thread that is cancelled while it logs: whole messages, and nothing ends but the thread.
 void sayUntilCancelled(int rounds) {
     for (int round = 0; round < rounds; ++round) {
@@ -149,7 +123,6 @@ const std::map<std::string, Step> kSteps = {
     {"say", [](int count) { library.say(count); }},
     {"open", [](int use) { library.open("/nowhere", static_cast<std::uint32_t>(use)); }},
     {"threadless", [](int) { checkNoThreads(); }},
-    {"fork-under-load", forkUnderLoad},
     {"chdir", [](int) { std::filesystem::current_path("/"); }},
 };
 

@@ -7,9 +7,6 @@
 #include <limits>
 #include <thread>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "fixtures/small_analyses.h"
 #include "run/table.h"
 
@@ -18,14 +15,10 @@ namespace {
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-fixtures::AnalysisBuilder frames(int count, int damaged = -1) {
+fixtures::AnalysisBuilder frames(int count) {
     fixtures::AnalysisBuilder builder;
     for (int i = 1; i <= count; ++i) {
-        if (i == damaged) {
-            builder.rawBlock({12, 0, 0, 0, 12, 0, 0, 0, 1, 2, 3, 4});
-        } else {
-            builder.frame({{{100, 5}, {2000, 7}}, {}, {{3000, 4}}});
-        }
+        builder.frame({{{100, 5}, {2000, 7}}, {}, {{3000, 4}}});
     }
     return builder;
 }
@@ -108,31 +101,6 @@ TEST(Queries, ByMzNeedACalibrationAndOthersGiveNull) {
               "No m/z trafo available.");
 }
 
-TEST(Streams, EndAtADamagedFrameOrLeaveItOut) {
-    const run::OpenRun opened(frames(9, 5));
-    for (const std::uint32_t threads : {1U, 3U}) {
-        kvr_control control = singly(threads);
-        const auto peaks = [&](ArrowArrayStream* stream) {
-            return kvr_peaks(opened.run, nullptr, KVR_COLUMN_FRAME, &control, stream);
-        };
-        const auto sum = [&](ArrowArrayStream* stream) {
-            return kvr_summed_spectrum(opened.run, nullptr, &control, stream);
-        };
-        EXPECT_NE(run::failureOf(peaks).find("FrameId=5"), std::string::npos);
-        EXPECT_EQ(run::failureOf(peaks), run::lastError());
-        EXPECT_NE(run::failureOf(sum).find("FrameId=5"), std::string::npos);
-        std::vector<std::int64_t> told;
-        control.skip_damaged = 1;
-        control.context = &told;
-        control.damaged = [](void* context, std::int64_t frame, const char*) {
-            static_cast<std::vector<std::int64_t>*>(context)->push_back(frame);
-        };
-        EXPECT_EQ(run::read(peaks)["frame"].size(), 24U);
-        EXPECT_EQ(run::read(sum)["count"], (std::vector<std::vector<double>>{{8}, {8}, {8}}));
-        EXPECT_EQ(told, (std::vector<std::int64_t>{5, 5}));
-    }
-}
-
 TEST(Streams, AreReleasedCancelledAndOutliveTheirRun) {
     for (const std::uint32_t threads : {1U, 3U}) {
         run::OpenRun opened(frames(60));
@@ -201,31 +169,6 @@ TEST(Streams, AreReadOnTwoThreadsAtOnce) {
     std::thread other(work);
     work();
     other.join();
-}
-
-TEST(Streams, AreRefusedInAForkedChild) {
-    run::OpenRun opened(frames(40));
-    run::Stream stream;
-    const kvr_control control = singly(3);
-    ASSERT_EQ(kvr_peaks(opened.run, nullptr, 0, &control, &stream), 1U);
-    std::int64_t rows = 0;
-    ASSERT_EQ(stream.next(rows), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(20);
-        std::uint32_t scans = 0;
-        const bool isRefused = stream.next(rows) != 0 && kvr_count_scans(opened.run, 1, &scans) == 0;
-        stream.end();
-        opened.close();
-        kvr_run* const own = kvr_open(opened.directory.path().c_str(), nullptr);
-        const bool works = own != nullptr && kvr_count_scans(own, 1, &scans) == 1;
-        _exit(isRefused && works ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    ASSERT_EQ(stream.next(rows), 0);
-    EXPECT_EQ(rows, 1);
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
 // What calls leave of the process they are made in, and of its children.
 #include <algorithm>
-#include <atomic>
 #include <cfenv>
 #include <clocale>
 #include <csignal>
 #include <cstdarg>
 #include <filesystem>
-#include <thread>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -168,36 +166,6 @@ std::string lastError() {
     char text[100];
     kova_get_last_error_string(text, sizeof text);
     return text;
-}
-
-std::string problemOfReading(const std::string& folder) {
-    const std::uint64_t handle = kova_open(folder.c_str(), 0);
-    const bool isRead = handle != 0 && kova_read_scans_v2(handle, 1, 0, 3, nullptr, 0) != 0;
-    kova_close(handle);
-    return isRead ? "" : lastError();
-}
-
-TEST(Fork, WhileOtherThreadsOpenAndCloseHurtsNoChild) {
-    const fixtures::TempDirectory folder;
-    kova_close(openSmallRunIn(folder.path()));
-    const auto read = [&] { return problemOfReading(folder.string()); };
-    opened = nullptr;  // is for one thread
-    std::atomic<bool> stop = false;
-    std::vector<std::thread> others;
-    for (int i = 0; i < 3; ++i) {
-        others.emplace_back([&] {
-            while (!stop) {
-                read();
-            }
-        });
-    }
-    for (int i = 0; i < 60; ++i) {
-        EXPECT_EQ(sharing::inChild(read), "") << i;
-    }
-    stop = true;
-    for (std::thread& other : others) {
-        other.join();
-    }
 }
 
 TEST(Fork, ChildCannotUseAHandleOfItsParent) {

@@ -125,17 +125,6 @@ TEST(Index, ThatIsCutCostsAnError) {
     writer.kill();
 }
 
-TEST(Lock, OfAWriterInWriteAheadModeHindersNobody) {
-    const TempDirectory directory;
-    sharing::writeAnalysis(directory.path(), "WAL");
-    WriterProcess writer(directory / "analysis.kvd");
-    ASSERT_EQ(writer.execute("BEGIN EXCLUSIVE; " + insertFrame(2)), "");
-    const api::Analysis analysis(directory.path());
-    expectFrames(analysis, 1);
-    ASSERT_EQ(writer.execute("COMMIT"), "");
-    expectFrames(analysis, 2);
-}
-
 TEST(LeftBehind, IsReadWithoutATrace) {
     for (const sharing::LeftBehind& state : sharing::allLeftBehind()) {
         SCOPED_TRACE(state.name);
