@@ -51,10 +51,11 @@ uint32_t extract(uint64_t handle, const Selection& selection, const auto& run) {
 template <class Callback, class... Context>
 uint32_t extractLines(uint64_t handle, const auto& selection, Callback callback, Context... context) {
     return extract(handle, selection, [&](ZorelMsmsSpectraReader& reader) {
-        reader.extractPrecursorSpectra([&](int64_t id, std::vector<double>&& mz,
-                                           std::vector<float>&& intensities, std::vector<float>&& /*areas*/) {
-            callback(id, static_cast<uint32_t>(mz.size()), mz.data(), intensities.data(), context...);
-        });
+        reader.extractPrecursorSpectra(
+            [&](int64_t id, std::vector<double>&& mz, std::vector<float>&& intensities, auto&&) {
+                callback(id, static_cast<uint32_t>(mz.size()), mz.data(), intensities.data(), context...);
+            },
+            lumo::io::algorithms::PeakAreas::LeaveOut);
     });
 }
 

@@ -26,28 +26,35 @@ namespace lumo::algorithm {
 
 using WidthTable = variableWidth<unsigned long>;
 
-// Receives maxima. Those whose intensity is above the threshold, and only those, are appended to the three
-// vectors, which have their final lengths when the sink goes.
+// Receives maxima. Those whose intensity is above the threshold, and only those, are appended to the vectors,
+// which are equally long before and have their final lengths when the sink goes. A sink without a vector for areas
+// takes none, so nobody needs to compute them for it.
 class PeakSink {
 public:
-    PeakSink(float minimum, std::vector<double>& positionsOut, std::vector<float>& intensitiesOut,
-             std::vector<float>& areasOut)
+    PeakSink(float minimum, std::vector<double>& positionsOut, std::vector<float>& intensitiesOut)
         : threshold(minimum),
           positions(positionsOut),
           intensities(intensitiesOut),
-          areas(areasOut),
           count(positionsOut.size()) {
-        LUMO_ASSERT(intensities.size() == count && areas.size() == count);
+        LUMO_ASSERT(intensities.size() == count);
+    }
+    PeakSink(float minimum, std::vector<double>& positionsOut, std::vector<float>& intensitiesOut,
+             std::vector<float>& areasOut)
+        : PeakSink(minimum, positionsOut, intensitiesOut) {
+        LUMO_ASSERT(areasOut.size() == count);
+        areas = &areasOut;
     }
     PeakSink(const PeakSink&) = delete;
     PeakSink& operator=(const PeakSink&) = delete;
     ~PeakSink() { resize(count); }
 
     bool accepts(float intensity) const { return intensity > threshold; }
+    bool takesAreas() const { return areas != nullptr; }
 
     // Makes room for about this many more.
     void reserve(std::size_t more) { resize(std::max(count + more, positions.size())); }
 
+    // The area may be anything unless the sink takes areas.
     void operator()(double position, float intensity, double area) {
         if (accepts(intensity)) {
             if (count == positions.size()) {
@@ -55,7 +62,9 @@ public:
             }
             positions[count] = position;
             intensities[count] = intensity;
-            areas[count] = static_cast<float>(area);
+            if (takesAreas()) {
+                (*areas)[count] = static_cast<float>(area);
+            }
             ++count;
         }
     }
@@ -66,13 +75,15 @@ private:
     void resize(std::size_t size) {
         positions.resize(size);
         intensities.resize(size);
-        areas.resize(size);
+        if (takesAreas()) {
+            areas->resize(size);
+        }
     }
 
     float threshold;
     std::vector<double>& positions;
     std::vector<float>& intensities;
-    std::vector<float>& areas;
+    std::vector<float>* areas = nullptr;
     std::size_t count;
 };
 

@@ -30,23 +30,32 @@ void detectUnpadded(const FullProfileProjector<int>& projector, const WidthTable
     }
 }
 
-}  // namespace
-
-void PeakDetectionForDataFrames<DataFrame<int, int>, float, true>::detectPeaks(
-    float threshold, std::vector<double>& positions, std::vector<float>& intensities,
-    std::vector<float>& areas) {
+void detect(const FullProfileProjector<int>& projector, variableWidth<unsigned long>& widths,
+            PeakSink&& sink) {
     const std::size_t n = projector.count();
     widths.setWidths(n);
     if (n == 0 || widths.empty()) {
         return;
     }
-    PeakSink sink(threshold, positions, intensities, areas);
     const std::size_t padding = 3 * widths.widthOf(widths.size() - 1) + 3;
     if (n < padding) {
         detectPadded(projector.profile(), padding, widths, sink);
     } else {
         detectUnpadded(projector, widths, sink);
     }
+}
+
+}  // namespace
+
+void PeakDetectionForDataFrames<DataFrame<int, int>, float, true>::detectPeaks(
+    float threshold, std::vector<double>& positions, std::vector<float>& intensities,
+    std::vector<float>& areas) {
+    detect(projector, widths, PeakSink(threshold, positions, intensities, areas));
+}
+
+void PeakDetectionForDataFrames<DataFrame<int, int>, float, false>::detectPeaks(
+    float threshold, std::vector<double>& positions, std::vector<float>& intensities) {
+    detect(projector, widths, PeakSink(threshold, positions, intensities));
 }
 
 }  // namespace lumo::algorithm

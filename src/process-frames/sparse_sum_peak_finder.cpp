@@ -251,7 +251,7 @@ void SparseSumPeakFinder::report(const SmoothingRange& range, std::size_t firstF
     }
     const auto intensity = static_cast<float>(largest);
     if (sink.accepts(intensity)) {
-        sink(position, intensity, largestArea(range, window));
+        sink(position, intensity, sink.takesAreas() ? largestArea(range, window) : 0.0);
     }
 }
 

@@ -82,10 +82,16 @@ void PrecursorStripeAccumlator::add(const Scans& scans) {
     projector.add(scans);
 }
 
-CentroidedSpectrum PrecursorStripeAccumlator::lineSpectrum() {
+CentroidedSpectrum PrecursorStripeAccumlator::lineSpectrum(PeakAreas areas) {
+    using lumo::algorithm::PeakDetectionForDataFrames;
     CentroidedSpectrum spectrum;
-    lumo::algorithm::PeakDetectionForDataFrames<Scans, float, true>(projector, widths)
-        .detectPeaks(0.0F, spectrum.mz, spectrum.intensities, spectrum.areas);
+    if (areas == PeakAreas::Compute) {
+        PeakDetectionForDataFrames<Scans, float, true>(projector, widths)
+            .detectPeaks(0.0F, spectrum.mz, spectrum.intensities, spectrum.areas);
+    } else {
+        PeakDetectionForDataFrames<Scans, float, false>(projector, widths)
+            .detectPeaks(0.0F, spectrum.mz, spectrum.intensities);
+    }
     // Spectra are too short to be shared among threads: waking those costs more than all else.
     transformator->DIndexToMassOnThisThread(spectrum.mz, spectrum.mz);
     return spectrum;

@@ -25,7 +25,10 @@ struct ParentCalibration {
 // "Expected TOF1 or TOF2 functional constants.".
 ParentCalibration makeParentCalibration(::lumo::calibration::ICalibrationTransformatorPtr transformator);
 
-// The peaks of a summed profile, ascending.
+// Areas of peaks take time to compute, and most callers have no use for them.
+enum class PeakAreas { LeaveOut, Compute };
+
+// The peaks of a summed profile, ascending; no areas if they were left out.
 struct CentroidedSpectrum {
     std::vector<double> mz;
     std::vector<float> intensities;
@@ -59,7 +62,7 @@ public:
     std::int64_t lastFrame() const { return finalFrame; }
 
     std::vector<std::int32_t> profile() const { return projector.profile(); }
-    CentroidedSpectrum lineSpectrum();
+    CentroidedSpectrum lineSpectrum(PeakAreas areas);
 
 private:
     std::int64_t parent;

@@ -76,7 +76,7 @@ void ZorelMsmsSpectraReader::prepare(const StripeRow& row, CurrentParent& parent
 
 void ZorelMsmsSpectraReader::extractPrecursorSpectra(const lineSpectraCallback& line,
                                                      const profileSpectraCallback& profile,
-                                                     const StripeFailureCallback& failure) {
+                                                     const StripeFailureCallback& failure, PeakAreas areas) {
     for (auto& [id, accumulator] : accumulators) {
         accumulator.restart();
     }
@@ -90,7 +90,7 @@ void ZorelMsmsSpectraReader::extractPrecursorSpectra(const lineSpectraCallback& 
             if (!addStripe(frame, accumulator, failure)) {
                 accumulators.erase(found);
             } else if (frame == accumulator.lastFrame()) {
-                emit(id, accumulator, line, profile);
+                emit(id, accumulator, line, profile, areas);
                 accumulators.erase(found);
             }
         }
@@ -114,10 +114,10 @@ bool ZorelMsmsSpectraReader::addStripe(std::int64_t frame, PrecursorStripeAccuml
 }
 
 void ZorelMsmsSpectraReader::emit(std::int64_t precursorId, PrecursorStripeAccumlator& accumulator,
-                                  const lineSpectraCallback& line,
-                                  const profileSpectraCallback& profile) const {
+                                  const lineSpectraCallback& line, const profileSpectraCallback& profile,
+                                  PeakAreas areas) const {
     if (line) {
-        CentroidedSpectrum spectrum = accumulator.lineSpectrum();
+        CentroidedSpectrum spectrum = accumulator.lineSpectrum(areas);
         line(precursorId, std::move(spectrum.mz), std::move(spectrum.intensities), std::move(spectrum.areas));
         return;
     }

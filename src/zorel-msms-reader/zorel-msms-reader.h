@@ -18,7 +18,7 @@
 
 namespace lumo::io::algorithms {
 
-// Precursor id, m/z values, intensities and areas of the peaks, ascending.
+// Precursor id, m/z values, intensities and areas of the peaks, ascending; no areas if they were left out.
 using lineSpectraCallback =
     std::function<void(std::int64_t, std::vector<double>&&, std::vector<float>&&, std::vector<float>&&)>;
 
@@ -57,16 +57,19 @@ public:
     // The number of precursors not yet handed over.
     std::size_t precursorCount() const { return accumulators.size(); }
 
-    void extractPrecursorSpectra(const lineSpectraCallback& line) { extractPrecursorSpectra(line, {}); }
+    void extractPrecursorSpectra(const lineSpectraCallback& line, PeakAreas areas = PeakAreas::Compute) {
+        extractPrecursorSpectra(line, {}, {}, areas);
+    }
     void extractPrecursorProfile(const profileSpectraCallback& profile) {
         extractPrecursorSpectra({}, profile);
     }
 
     // The line callback takes precedence. Raises std::runtime_error "Missing callback for extract precursor"
     // when there is a spectrum but no callback. Precursors handed over before a failure stay so; another call
-    // starts the others anew. With a callback for failures, precursors of which scans cannot be read are left out.
+    // starts the others from nothing. With a callback for failures, precursors of which scans cannot be read are left out.
     void extractPrecursorSpectra(const lineSpectraCallback& line, const profileSpectraCallback& profile,
-                                 const StripeFailureCallback& failure = {});
+                                 const StripeFailureCallback& failure = {},
+                                 PeakAreas areas = PeakAreas::Compute);
 
 private:
     // Rows of one parent follow each other.
@@ -81,7 +84,7 @@ private:
     bool addStripe(std::int64_t frame, PrecursorStripeAccumlator& accumulator,
                    const StripeFailureCallback& failure);
     void emit(std::int64_t precursorId, PrecursorStripeAccumlator& accumulator,
-              const lineSpectraCallback& line, const profileSpectraCallback& profile) const;
+              const lineSpectraCallback& line, const profileSpectraCallback& profile, PeakAreas areas) const;
 
     logging::Logger logger = logging::Logger::getLogger("lumo.io.algorithms.ZorelMsmsSpectraReader");
     kova::KvdReader& reader;

@@ -64,14 +64,13 @@ private:
         arrow::ListBuilder<double> masses;
         arrow::ListBuilder<float> intensities;
         spectra.extractPrecursorSpectra(
-            [&](std::int64_t id, std::vector<double>&& mz, std::vector<float>&& intensity,
-                std::vector<float>&&) {
+            [&](std::int64_t id, std::vector<double>&& mz, std::vector<float>&& intensity, auto&&) {
                 requireRoom(masses.hasRoom(mz.size()));
                 ids.append(id);
                 masses.append(mz.data(), mz.size());
                 intensities.append(intensity.data(), intensity.size());
             },
-            {}, note);
+            {}, note, io::algorithms::PeakAreas::LeaveOut);
         const auto length = static_cast<std::int64_t>(ids.length());
         return {length, {ids.intoColumn(), masses.intoColumn(), intensities.intoColumn()}};
     }

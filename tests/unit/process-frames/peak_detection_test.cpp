@@ -23,6 +23,7 @@ using reference::Peaks;
 using reference::WidthModel;
 
 using Detection = lumo::algorithm::PeakDetectionForDataFrames<DataFrame<int, int>, float, true>;
+using DetectionWithoutAreas = lumo::algorithm::PeakDetectionForDataFrames<DataFrame<int, int>, float, false>;
 using Widths = lumo::algorithm::variableWidth<unsigned long>;
 
 struct Outcome {
@@ -52,6 +53,13 @@ Outcome detect(const std::vector<int>& profile, const WidthModel& model, float t
     positions.erase(positions.begin());
     intensities.erase(intensities.begin());
     areas.erase(areas.begin());
+    Peaks others;
+    EXPECT_EQ(failureOf([&] {
+                  DetectionWithoutAreas(projector, widths)
+                      .detectPeaks(threshold, others.positions, others.intensities);
+              }),
+              outcome.error);
+    EXPECT_TRUE(others.positions == positions && others.intensities == intensities);
     return outcome;
 }
 
