@@ -17,7 +17,7 @@ from ._frame import Frame
 from ._mobility import MobilityAnalysis
 from ._msms import MsmsProfile, MsmsSpectrum, read_msms
 from ._partitions import Partition
-from ._queries import Range, Ranges, Watch, control, query, reduction, targets
+from ._queries import Range, Ranges, ScanRange, Watch, control, query, reduction, targets
 from ._read_ahead import read_ahead
 from ._reductions import Chromatograms, Image, Mobilograms, Reducer, SummedSpectrum
 from ._stream import Stream
@@ -28,6 +28,7 @@ _PEAK_COLUMNS = {"frame": 1, "time": 2, "ms_level": 4, "scan": 8, "tof_index": 1
                  "one_over_k0": 128}
 
 Frames = Union[Partition, Iterable[int], None]
+Level = Union[int, Literal["auto"], None]
 
 
 class Analysis(MobilityAnalysis):
@@ -118,7 +119,7 @@ class Analysis(MobilityAnalysis):
             raise KovaError(f"frame {number} is not in the metadata")
         return Frame(self, row)
 
-    def frames(self, which: Frames = None, *, ms_level: Optional[int] = None, threads: int = 0,
+    def frames(self, which: Frames = None, *, ms_level: Level = None, threads: int = 0,
                on_damage: str = "raise") -> Iterator[Frame]:
         """Goes through frames.
 
@@ -126,8 +127,8 @@ class Analysis(MobilityAnalysis):
         ----------
         which : Partition or iterable of int, optional
             A range of frames, or ids of frames in the order wanted; all frames in ascending order by default.
-        ms_level : int, optional
-            1 or 2: leave out frames of other levels.
+        ms_level : int or "auto", optional
+            1 or 2: leave out frames of other levels; "auto" as for `chromatograms`.
         threads : int
             With 1 or more, that many threads read the peaks of frames ahead; frames come in the same order nevertheless.
             What waits is at most 256 MB, or one frame per thread. With 0, nothing is read before it is asked for.
@@ -141,12 +142,9 @@ class Analysis(MobilityAnalysis):
         """
         if threads < 0:
             raise ValueError("the number of threads must not be negative")
-        rows = self._rows(which)
-        if ms_level is not None:
-            chosen = rows[rows["ms_level"] == ms_level]
-            if not len(chosen):
-                _warn_of_levels(rows, stacklevel=3)
-            rows = chosen
+        level, rows = self._level(ms_level, which, stacklevel=3), self._rows(which)
+        if level is not None:
+            rows = rows[rows["ms_level"] == level]
         frames = (Frame(self, row) for row in rows)
         return read_ahead(self._run, list(frames), threads, on_damage) if threads and len(rows) else frames
 
@@ -212,8 +210,8 @@ class Analysis(MobilityAnalysis):
                          threads, on_damage)
 
     def chromatograms(self, mz_ranges: Ranges, *, mobility_ranges: Ranges = None, time_range: Range = None,
-                      ms_level: Optional[int] = 1, reduce: str = "sum", threads: Optional[int] = None,
-                      normalized: bool = True, on_damage: str = "raise") -> Chromatograms:
+                      scan_range: ScanRange = None, ms_level: Level = "auto", reduce: str = "sum",
+                      threads: Optional[int] = None, normalized: bool = True, on_damage: str = "raise") -> Chromatograms:
         """Extracted ion chromatograms of any number of targets, in one pass over the frames.
 
         A peak belongs to a range if its m/z and 1/K0, by the calibration of its frame, lie in it, its ends included.
@@ -226,8 +224,11 @@ class Analysis(MobilityAnalysis):
             Ends of the ranges of 1/K0 in V s / cm^2; one pair is for all targets.
         time_range : (float, float), optional
             Only frames in this range of retention times in s. An end that is None is open, here and in all ranges.
-        ms_level : int, optional
-            1 or 2, or None for all frames.
+        ms_level : int or "auto", optional
+            1 or 2, or None for all frames. "auto" is MS1, and all frames where the metadata do not tell levels or where
+            `frames` lists ids.
+        scan_range : (int, int), optional
+            Only these scans, the last one not included. With None they go on to the end of the frame.
         reduce : {"sum", "max", "count"}
             What becomes of the peaks of a target in a frame.
         threads : int, optional
@@ -241,17 +242,18 @@ class Analysis(MobilityAnalysis):
         -------
         Chromatograms
         """
-        reducer = self._reducer(None, ms_level, threads, on_damage, normalized, time_range=time_range)
+        reducer = self._reducer(None, ms_level, threads, on_damage, normalized, time_range=time_range,
+                                scan_range=scan_range)
         return reducer.chromatograms(targets(mz_ranges, mobility_ranges), reduction(reduce))
 
     def mobilograms(self, mz_ranges: Ranges, *, mobility_ranges: Ranges = None, time_range: Range = None,
-                    ms_level: Optional[int] = 1, frames: Frames = None, reduce: str = "sum",
+                    scan_range: ScanRange = None, ms_level: Level = "auto", frames: Frames = None, reduce: str = "sum",
                     threads: Optional[int] = None, normalized: bool = True, on_damage: str = "raise") -> Mobilograms:
         """Intensities over the scans, of any number of targets, in one pass over the frames.
 
         Parameters
         ----------
-        mz_ranges, mobility_ranges, time_range, ms_level, reduce, threads, normalized, on_damage
+        mz_ranges, mobility_ranges, time_range, scan_range, ms_level, reduce, threads, normalized, on_damage
             As for `chromatograms`.
         frames : Partition or iterable of int, optional
             Only these frames.
@@ -260,12 +262,13 @@ class Analysis(MobilityAnalysis):
         -------
         Mobilograms
         """
-        reducer = self._reducer(frames, ms_level, threads, on_damage, normalized, time_range=time_range)
+        reducer = self._reducer(frames, ms_level, threads, on_damage, normalized, time_range=time_range,
+                                scan_range=scan_range)
         return reducer.mobilograms(targets(mz_ranges, mobility_ranges), reduction(reduce))
 
     def summed_spectrum(self, *, time_range: Range = None, mobility_range: Range = None, mz_range: Range = None,
-                        ms_level: Optional[int] = 1, frames: Frames = None, threads: Optional[int] = None,
-                        normalized: bool = True, on_damage: str = "raise") -> SummedSpectrum:
+                        scan_range: ScanRange = None, ms_level: Level = "auto", frames: Frames = None,
+                        threads: Optional[int] = None, normalized: bool = True, on_damage: str = "raise") -> SummedSpectrum:
         """The spectrum of all peaks in a box, summed over frames and scans.
 
         Peaks of frames whose mass calibrations differ are counted at the index of the first frame whose m/z is nearest.
@@ -274,7 +277,7 @@ class Analysis(MobilityAnalysis):
         ----------
         time_range, mobility_range, mz_range : (float, float), optional
             The box: retention times in s, 1/K0 in V s / cm^2, m/z in Th, ends included.
-        ms_level, threads, normalized, on_damage
+        scan_range, ms_level, threads, normalized, on_damage
             As for `chromatograms`.
         frames : Partition or iterable of int, optional
             Only these frames.
@@ -284,11 +287,11 @@ class Analysis(MobilityAnalysis):
         SummedSpectrum
         """
         return self._reducer(frames, ms_level, threads, on_damage, normalized, time_range=time_range, mz_range=mz_range,
-                             mobility_range=mobility_range).summed_spectrum()
+                             mobility_range=mobility_range, scan_range=scan_range).summed_spectrum()
 
     def image(self, x: str = "mz", y: str = "one_over_k0", *, bins: Tuple[int, int] = (800, 400), frames: Frames = None,
-              ms_level: Optional[int] = 1, time_range: Range = None, mz_range: Range = None, mobility_range: Range = None,
-              reduce: str = "sum", threads: Optional[int] = None, normalized: bool = True,
+              ms_level: Level = "auto", time_range: Range = None, mz_range: Range = None, mobility_range: Range = None,
+              scan_range: ScanRange = None, reduce: str = "sum", threads: Optional[int] = None, normalized: bool = True,
               on_damage: str = "raise") -> Image:
         """Intensities on a grid of two of time, m/z and 1/K0.
 
@@ -302,7 +305,7 @@ class Analysis(MobilityAnalysis):
             Only these frames.
         time_range, mz_range, mobility_range : (float, float), optional
             Only peaks in these ranges.
-        ms_level, reduce, threads, normalized, on_damage
+        scan_range, ms_level, reduce, threads, normalized, on_damage
             As for `chromatograms`.
 
         Returns
@@ -310,21 +313,21 @@ class Analysis(MobilityAnalysis):
         Image
         """
         reducer = self._reducer(frames, ms_level, threads, on_damage, normalized, time_range=time_range, mz_range=mz_range,
-                                mobility_range=mobility_range)
+                                mobility_range=mobility_range, scan_range=scan_range)
         return reducer.image(x, y, bins, reduction(reduce))
 
-    def peaks(self, *, frames: Frames = None, ms_level: Optional[int] = None, time_range: Range = None,
-              mz_range: Range = None, mobility_range: Range = None, columns: Optional[Sequence[str]] = None,
-              batch_size: int = 1 << 20, threads: Optional[int] = None, normalized: bool = True,
-              on_damage: str = "raise") -> Stream:
+    def peaks(self, *, frames: Frames = None, ms_level: Level = None, time_range: Range = None,
+              mz_range: Range = None, mobility_range: Range = None, scan_range: ScanRange = None,
+              columns: Optional[Sequence[str]] = None, batch_size: int = 1 << 20, threads: Optional[int] = None,
+              normalized: bool = True, on_damage: str = "raise") -> Stream:
         """The peaks in a box of the run, in batches: frames in order, scans ascending, indices ascending.
 
         Parameters
         ----------
         frames : Partition or iterable of int, optional
             Only these frames, in the order given.
-        ms_level : int, optional
-            1 or 2; all frames by default.
+        ms_level : int or "auto", optional
+            1 or 2, or "auto" as for `chromatograms`; all frames by default.
         time_range, mz_range, mobility_range : (float, float), optional
             Only peaks in these ranges of retention times in s, m/z in Th and 1/K0 in V s / cm^2, ends included.
         columns : sequence of str, optional
@@ -332,7 +335,7 @@ class Analysis(MobilityAnalysis):
             ``one_over_k0``, which is the order that they come in; all but ``time`` and ``ms_level`` by default.
         batch_size : int
             Number of peaks in a batch at most.
-        threads, normalized, on_damage
+        scan_range, threads, normalized, on_damage
             As for `chromatograms`.
 
         Returns
@@ -350,8 +353,9 @@ class Analysis(MobilityAnalysis):
         if unknown or isinstance(columns, str) or (columns is not None and not columns):
             raise ValueError(f"columns must be a list of some of {', '.join(_PEAK_COLUMNS)}")
         chosen = sum({_PEAK_COLUMNS[name] for name in columns or ()})
-        wanted = query(self._ids(frames), ms_level=ms_level, time_range=time_range, mz_range=mz_range,
-                       mobility_range=mobility_range, normalized=normalized)
+        level = self._level(ms_level, frames, stacklevel=3)
+        wanted = query(self._ids(frames), ms_level=level, time_range=time_range, mz_range=mz_range,
+                       mobility_range=mobility_range, scan_range=scan_range, normalized=normalized)
 
         def begin(watch: Watch) -> BatchStream:
             settings = control(watch, threads, on_damage, batch_size)
@@ -375,17 +379,22 @@ class Analysis(MobilityAnalysis):
     def _ids(self, which: Frames) -> Optional[np.ndarray]:
         return None if which is None else self._rows(which)["id"]
 
-    def _reducer(self, frames: Frames, ms_level: Optional[int], threads: Optional[int], on_damage: str, normalized: bool,
-                 **ranges: Range) -> Reducer:
+    def _reducer(self, frames: Frames, ms_level: Level, threads: Optional[int], on_damage: str, normalized: bool,
+                 **ranges: Any) -> Reducer:
         watch = Watch()
-        if ms_level is not None:
-            _warn_of_levels(self._known_frames.table, stacklevel=4)
-        wanted = query(self._ids(frames), ms_level=ms_level, normalized=normalized, **ranges)
+        level = self._level(ms_level, frames, stacklevel=4)
+        wanted = query(self._ids(frames), ms_level=level, normalized=normalized, **ranges)
         return Reducer(self._run, wanted, control(watch, threads, on_damage), watch)
 
-
-def _warn_of_levels(rows: np.ndarray, stacklevel: int) -> None:
-    """Choosing by a level that the metadata do not state chooses nothing, which looks like an empty run."""
-    if len(rows) and (rows["ms_level"] < 0).all():
-        warnings.warn("the metadata do not state the MS level of any of these frames; ms_level=None takes them all",
-                      RuntimeWarning, stacklevel=stacklevel)
+    def _level(self, asked: Level, frames: Frames, stacklevel: int) -> Optional[int]:
+        """The MS level to choose by. One that the metadata do not state chooses nothing, which looks like an empty run."""
+        if asked is None:
+            return None
+        levels = self._known_frames.table["ms_level"]
+        is_stated = bool((levels > 0).any())
+        if asked == "auto":
+            return 1 if is_stated and (frames is None or isinstance(frames, Partition)) else None
+        if len(levels) and not is_stated:
+            warnings.warn("the metadata do not state the MS level of any frame, so none is chosen; ms_level=None takes them all",
+                          RuntimeWarning, stacklevel=stacklevel)
+        return asked

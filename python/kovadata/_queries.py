@@ -9,6 +9,7 @@ import concurrent.futures
 import ctypes
 import itertools
 import math
+import operator
 import threading
 import warnings
 import weakref
@@ -25,9 +26,11 @@ T = TypeVar("T")
 
 Range = Optional[Tuple[Optional[float], Optional[float]]]
 Ranges = Union[Range, npt.ArrayLike]
+ScanRange = Optional[Tuple[int, Optional[int]]]
 
 _REDUCTIONS = {"sum": 0, "max": 1, "count": 2}
 _NORMALIZED, _RAW = 1, 2
+_LAST_SCAN = 2 ** 32 - 1
 
 
 class _Range(ctypes.Structure):
@@ -128,12 +131,18 @@ def pair(name: str, limits: Range) -> Tuple[float, float]:
 
 
 def query(frames: Optional[np.ndarray] = None, *, ms_level: Optional[int] = None, time_range: Range = None,
-          mz_range: Range = None, mobility_range: Range = None, normalized: bool = True) -> Query:
+          mz_range: Range = None, mobility_range: Range = None, scan_range: ScanRange = None,
+          normalized: bool = True) -> Query:
     """A query of the library."""
     if ms_level not in (None, 1, 2):
-        raise ValueError(f"ms_level must be 1, 2 or None, not {ms_level!r}")
+        raise ValueError(f"ms_level must be 1, 2, 'auto' or None, not {ms_level!r}")
     made = Query(size=ctypes.sizeof(Query), ms_level=ms_level or 0, intensities=_NORMALIZED if normalized else _RAW)
     made.kept = []
+    if scan_range is not None:
+        begin, end = operator.index(scan_range[0]), scan_range[1]
+        if not 0 <= begin < (_LAST_SCAN if end is None else operator.index(end)) <= _LAST_SCAN:
+            raise ValueError(f"scan_range must be a pair (begin, end) of ascending numbers of scans, not {scan_range!r}")
+        made.scan_begin, made.scan_end = begin, end or 0
     for name, argument, limits in (("time", "time_range", time_range), ("mz", "mz_range", mz_range),
                                    ("one_over_k0", "mobility_range", mobility_range)):
         if limits is not None:

@@ -31,6 +31,11 @@ def inside(values, limits):
     return (values >= low) & (values <= high)
 
 
+def in_scans(peaks, box):
+    begin, end = box.get("scan_range", (0, None))
+    return (peaks["scan"] >= begin) & (peaks["scan"] < (math.inf if end is None else end))
+
+
 def reduced(reduce, shape, cells, intensity):
     result = np.zeros(shape, np.uint64)
     REDUCTIONS[reduce].at(result, cells, intensity.astype(np.uint64) if reduce != "count" else np.uint64(1))
@@ -49,6 +54,9 @@ def boxes(peaks, count):
         chosen = np.ones(len(peaks["mz"]), bool)
         for name, column in (("mz_range", "mz"), ("mobility_range", "one_over_k0"), ("time_range", "time")):
             chosen &= inside(peaks[column], box.get(name))
+        if number % 3 == 1:
+            box["scan_range"] = (20, 70 if number == 1 else None)
+            chosen &= in_scans(peaks, box)
         yield box, chosen
 
 
@@ -100,12 +108,13 @@ def check_targets(analysis, box, part, table, peaks, reduce):
     ranges = np.sort(random.choice(peaks["mz"], (20, 2)), axis=1)
     mobility = box.get("mobility_range")
     rows = table["id"][inside(table["time"], box.get("time_range"))]
-    settings = {"mobility_ranges": mobility, "time_range": box.get("time_range"), "ms_level": None, "reduce": reduce}
+    settings = {"mobility_ranges": mobility, "time_range": box.get("time_range"), "scan_range": box.get("scan_range"),
+                "ms_level": None, "reduce": reduce}
     chromatograms, mobilograms = (call(ranges, **settings) for call in (analysis.chromatograms, analysis.mobilograms))
     assert chromatograms.frame.tolist() == rows.tolist() and len(chromatograms.table()) == 20 * len(rows)
     scan_mobility = analysis.scan_to_one_over_k0(int(rows[0]), mobilograms.scan) if len(rows) else []
     np.testing.assert_array_equal(mobilograms.one_over_k0, scan_mobility)
-    whole = inside(peaks["time"], box.get("time_range")) & inside(peaks["one_over_k0"], mobility)
+    whole = inside(peaks["time"], box.get("time_range")) & inside(peaks["one_over_k0"], mobility) & in_scans(peaks, box)
     for target, limits in enumerate(ranges):
         mine = {name: values[whole & inside(peaks["mz"], limits)] for name, values in peaks.items()}
         for cells, found in ((np.searchsorted(rows, mine["frame"]), chromatograms), (mine["scan"], mobilograms)):
@@ -125,7 +134,7 @@ def test_choices_of_frames_and_intensities(run):
     assert set(run.peaks(frames=part).table()["frame"]) == set(range(part.first, part.last + 1))
     assert run.peaks(frames=[5, 2]).table()["frame"].tolist() == [5] * len(run.frame(5).peaks()) + [2] * len(run.frame(2).peaks())
     assert len(run.peaks(frames=[]).table()) == len(run.chromatograms(np.empty((0, 2)))) == 0
-    assert run.mobilograms(None, frames=[1, 2], ms_level=None).intensity.sum() == sum(
+    assert run.mobilograms(None, frames=[1, 2]).intensity.sum() == sum(  # those that are listed, whatever their level
         int(run.frame(number).peaks().intensity.sum()) for number in (1, 2))
 
 
@@ -134,6 +143,7 @@ def test_choices_of_frames_and_intensities(run):
     (lambda run: run.peaks(mz_range=5), TypeError, "pair"), (lambda run: run.peaks(mz_range=(2, 1)), kovadata.KovaError, "."),
     (lambda run: run.peaks(mz_range=(math.nan, 1)), kovadata.KovaError, "."), (lambda run: run.image("mz", "mass"), ValueError, "mass"),
     (lambda run: run.image("mz", "mz"), kovadata.KovaError, "."), (lambda run: run.image(bins=(0, 4)), ValueError, "cell"),
+    (lambda run: run.peaks(scan_range=(3, 3)), ValueError, "scan_range"), (lambda run: run.peaks(scan_range=(-1, 3)), ValueError, "scan_range"),
     (lambda run: run.chromatograms([1, 2, 3]), ValueError, "shape"), (lambda run: run.chromatograms(None, reduce="mean"), ValueError, "sum"),
     (lambda run: run.chromatograms([[1, 2]] * 3, mobility_ranges=[[1, 2]] * 2), ValueError, "lengths"),
     (lambda run: run.chromatograms(None, ms_level=3), ValueError, "ms_level"), (lambda run: run.peaks(frames=[99]), kovadata.KovaError, "99"),
@@ -211,10 +221,11 @@ def test_unknown_levels_are_warned_of(small):
     analysis = small(columns=("Time", "NumScans", "AccumulationTime", "RampTime", "Polarity", "T1", "T2", "MzCalibration",
                               "KovaCalibration")).add_frame([[(5, 3)]])
     with kovadata.Analysis(analysis.write()) as read:
-        for call in (lambda: read.chromatograms(None), lambda: list(read.frames(ms_level=1))):
+        for count in (lambda level: read.chromatograms(None, ms_level=level).intensity.size,
+                      lambda level: len(list(read.frames(ms_level=level))), lambda level: len(read.peaks(ms_level=level).table())):
             with pytest.warns(RuntimeWarning, match="ms_level=None"):
-                call()
-        assert read.chromatograms(None, ms_level=None).intensity.tolist() == [[3]]
+                assert count(1) == 0
+            assert count("auto") == 1
 
 
 def test_every_calibration_can_be_chosen(simulated):
