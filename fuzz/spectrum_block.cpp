@@ -35,7 +35,7 @@ void readProfile(const KvsSpectraReader& reader) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static KvsSpectraReader reader(true, true, true);
+    static KvsSpectraReader reader({true, true, true});
     fuzz::ByteSource source(data, size);
     const bool profileFirst = source.take<std::uint8_t>() % 2 == 1;
     const auto peaks = static_cast<std::int64_t>(source.take<std::uint64_t>());
@@ -51,6 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::succeeds([&] { reader.fillProfileSpectrum(stream, 1, 0); });
     readProfile(reader);
     reader.fillLineSpectrum(stream, 2, -1);
-    fuzz::require(reader.viewLineSpectrum(0, false).peaks == 0, "a spectrum without data is empty");
+    fuzz::require(reader.viewLineSpectrum(0, lumo::io::kova::LineWidths::LeaveOut).peaks == 0,
+                  "a spectrum without data is empty");
     return 0;
 }

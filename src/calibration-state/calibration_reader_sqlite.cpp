@@ -10,10 +10,11 @@ std::filesystem::path getCalibrationFile(const std::filesystem::path& directory)
 }
 
 std::optional<CalibrationReaderSqlite> CalibrationReaderSqlite::getCalibrationReaderSqlite(
-    const std::filesystem::path& file, const CalibrationStateSelector& selector, bool withMobility) {
+    const std::filesystem::path& file, const CalibrationStateSelector& selector,
+    kova::AnalysisFormat format) {
     try {
         return CalibrationReaderSqlite(
-            std::make_unique<CalibrationReaderSqliteImpl>(file.parent_path(), selector, withMobility));
+            std::make_unique<CalibrationReaderSqliteImpl>(file.parent_path(), selector, format));
     } catch (const NoMatchingCalibrationStateError& e) {
         const auto logger = logging::Logger::getLogger("io.calibration.CalibrationReaderSqlite");
         LUMO_LOG(logger, Info, e.what());
@@ -33,29 +34,29 @@ CalibrationReaderSqlite::MzTrafoPtr CalibrationReaderSqlite::getMzTrafo(std::int
     return impl->getMzTrafo(frameId);
 }
 
-CalibrationReaderSqlite::MzTrafoPtr CalibrationReaderSqlite::getMzTrafo(std::int64_t frameId, bool negative,
-                                                                        double t1, double t2,
-                                                                        bool raw) const {
-    return impl->getMzTrafo(frameId, negative, {t1, t2}, raw);
+CalibrationReaderSqlite::MzTrafoPtr CalibrationReaderSqlite::getMzTrafo(
+    std::int64_t frameId, Polarity polarity, double t1, double t2,
+    ::lumo::calibration::TemperatureCompensation compensation) const {
+    return impl->getMzTrafo(frameId, polarity, {t1, t2}, compensation);
 }
 
-CalibrationReaderSqlite::MzTrafoPtr CalibrationReaderSqlite::getReferenceMzTrafo(bool negative) const {
-    return impl->getRefMzTrafo(negative).transformator;
+CalibrationReaderSqlite::MzTrafoPtr CalibrationReaderSqlite::getReferenceMzTrafo(Polarity polarity) const {
+    return impl->getRefMzTrafo(polarity).transformator;
 }
 
 CalibrationReaderSqlite::MobTrafoPtr CalibrationReaderSqlite::getMobTrafo(std::int64_t frameId) const {
     return impl->getMobTrafo(frameId);
 }
 
-std::optional<std::string> CalibrationReaderSqlite::getCalibrationInfoString(bool negative,
+std::optional<std::string> CalibrationReaderSqlite::getCalibrationInfoString(Polarity polarity,
                                                                              const std::string& key) const {
-    const auto row = impl->getCalibrationInfoValue(negative, key);
+    const auto row = impl->getCalibrationInfoValue(polarity, key);
     return row ? std::optional<std::string>(row->getStringField(0)) : std::nullopt;
 }
 
 std::optional<std::vector<std::byte>> CalibrationReaderSqlite::getCalibrationInfoBlob(
-    bool negative, const std::string& key) const {
-    const auto row = impl->getCalibrationInfoValue(negative, key);
+    Polarity polarity, const std::string& key) const {
+    const auto row = impl->getCalibrationInfoValue(polarity, key);
     return row ? std::optional<std::vector<std::byte>>(row->getBlobField(0)) : std::nullopt;
 }
 

@@ -11,7 +11,10 @@
 #include "calibration-state/calibration_state_selector.h"
 #include "calibration-state/lock_mass_diagnostics.h"
 #include "calibration/i_calibration_transformator.h"
+#include "calibration/polarity.h"
+#include "calibration/temperature_compensation.h"
 #include "calibration/transformation.h"
+#include "kova-data-reader/database/analysis_format.h"
 #include "kova-data-reader/database/i_sqlite_reader.h"
 
 namespace lumo::io::calibration {
@@ -24,13 +27,15 @@ std::filesystem::path getCalibrationFile(const std::filesystem::path& directory)
 // One state of the external calibration database of an analysis. Movable. Used by one thread at a time.
 class CalibrationReaderSqlite final : public ::lumo::io::kova::ISqliteReader {
 public:
+    using Polarity = ::lumo::calibration::Polarity;
     using MzTrafoPtr = ::lumo::calibration::ICalibrationTransformatorPtr;
     using MobTrafoPtr = std::unique_ptr<::lumo::calibration::kova::ITransformator>;
 
     // The state that the selector chooses; empty when none fits. A database that is broken or of another kind
-    // fails. Without mobility, tables that only frames with mobility need may be missing.
+    // fails. In an analysis without mobility, tables that only frames with mobility need may be missing.
     static std::optional<CalibrationReaderSqlite> getCalibrationReaderSqlite(
-        const std::filesystem::path& file, const CalibrationStateSelector& selector, bool withMobility);
+        const std::filesystem::path& file, const CalibrationStateSelector& selector,
+        kova::AnalysisFormat format);
 
     CalibrationReaderSqlite(CalibrationReaderSqlite&&) noexcept;
     CalibrationReaderSqlite& operator=(CalibrationReaderSqlite&&) noexcept;
@@ -43,18 +48,20 @@ public:
     MzTrafoPtr getMzTrafo(std::int64_t frameId) const;
 
     // The frame's own mass transformator where the state has them, else the polarity's reference, which may
-    // be empty; compensated for the frame's measured temperatures unless `raw`.
-    MzTrafoPtr getMzTrafo(std::int64_t frameId, bool negative, double t1, double t2, bool raw) const;
+    // be empty; compensated, if asked for, for the temperatures t1 and t2 that the frame was measured at.
+    MzTrafoPtr getMzTrafo(std::int64_t frameId, Polarity polarity, double t1, double t2,
+                          ::lumo::calibration::TemperatureCompensation compensation) const;
 
     // Empty when the state has no reference for the polarity.
-    MzTrafoPtr getReferenceMzTrafo(bool negative) const;
+    MzTrafoPtr getReferenceMzTrafo(Polarity polarity) const;
 
     // Empty when the frame is not mapped to a mobility calibration.
     MobTrafoPtr getMobTrafo(std::int64_t frameId) const;
 
     // Rows of table "CalibrationInfo" of this state, looked up as in the analysis database.
-    std::optional<std::string> getCalibrationInfoString(bool negative, const std::string& key) const;
-    std::optional<std::vector<std::byte>> getCalibrationInfoBlob(bool negative, const std::string& key) const;
+    std::optional<std::string> getCalibrationInfoString(Polarity polarity, const std::string& key) const;
+    std::optional<std::vector<std::byte>> getCalibrationInfoBlob(Polarity polarity,
+                                                                 const std::string& key) const;
 
     std::vector<LockMassCalibrationDiagnostic> getLockMassCalibrationDiagnostics() const;
 

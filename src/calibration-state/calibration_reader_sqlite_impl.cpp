@@ -52,19 +52,21 @@ fs::path existingCalibrationFile(const fs::path& directory) {
     LUMO_THROW(CorruptDataError(std::string("m/z calibration model ") + model + " is not supported."));
 }
 
-const char* polarityName(bool negative) { return negative ? "negative" : "positive"; }
+const char* nameOf(models::Polarity polarity) {
+    return polarity == models::Polarity::Negative ? "negative" : "positive";
+}
 
 }  // namespace
 
 CalibrationReaderSqliteImpl::CalibrationReaderSqliteImpl(const fs::path& directory,
                                                          const CalibrationStateSelector& selector,
-                                                         bool withMobility) {
+                                                         kova::AnalysisFormat format) {
     db->open(existingCalibrationFile(directory));
-    db->inTransaction([&] { readState(selector, directory, withMobility); });
+    db->inTransaction([&] { readState(selector, directory, format); });
 }
 
 void CalibrationReaderSqliteImpl::readState(const CalibrationStateSelector& selector,
-                                            const fs::path& directory, bool withMobility) {
+                                            const fs::path& directory, kova::AnalysisFormat format) {
     for (StateTable* const table : {&refMzTable, &frameMzTable, &mobilityTable}) {
         table->reader.reset();
     }
@@ -82,12 +84,12 @@ void CalibrationReaderSqliteImpl::readState(const CalibrationStateSelector& sele
         *db, "SELECT HasFrameCalibrators FROM CalibrationState WHERE Id=" + std::to_string(stateId));
     frameMapping.emplace(*db, "FrameMzCalibrationMapping", "FrameMzCalibrationId", stateId);
     mobilityMapping.emplace(*db, "KovaCalibrationMapping", "KovaCalibrationId", stateId);
-    requireTables(withMobility);
+    requireTables(format);
 }
 
-void CalibrationReaderSqliteImpl::requireTables(bool withMobility) {
+void CalibrationReaderSqliteImpl::requireTables(kova::AnalysisFormat format) {
     readerOf(hasFrameCalibrators ? frameMzTable : refMzTable);
-    if (withMobility) {
+    if (format == kova::AnalysisFormat::Mobility) {
         readerOf(mobilityTable);
     }
     readDigitizerConstants();
@@ -148,19 +150,19 @@ const CalibrationReaderSqliteImpl::DigitizerConstants& CalibrationReaderSqliteIm
     return *digitizerConstants;
 }
 
-const ReferenceMzTrafo& CalibrationReaderSqliteImpl::getRefMzTrafo(bool negative) {
-    std::optional<ReferenceMzTrafo>& reference = references[negative ? 1 : 0];
+const ReferenceMzTrafo& CalibrationReaderSqliteImpl::getRefMzTrafo(Polarity polarity) {
+    std::optional<ReferenceMzTrafo>& reference = references[static_cast<std::size_t>(polarity)];
     if (!reference) {
-        reference = db->inTransaction([&] { return loadRefMzTrafo(negative); });
+        reference = db->inTransaction([&] { return loadRefMzTrafo(polarity); });
     }
     return *reference;
 }
 
-ReferenceMzTrafo CalibrationReaderSqliteImpl::loadRefMzTrafo(bool negative) {
-    const CppSQLite3Query reference =
-        db->execQuery(std::string("SELECT ") +
-                      (negative ? "NegativeReferenceCalibratorId" : "PositiveReferenceCalibratorId") +
-                      " FROM CalibrationState WHERE Id=" + std::to_string(stateId));
+ReferenceMzTrafo CalibrationReaderSqliteImpl::loadRefMzTrafo(Polarity polarity) {
+    const CppSQLite3Query reference = db->execQuery(
+        std::string("SELECT ") +
+        (polarity == Polarity::Negative ? "NegativeReferenceCalibratorId" : "PositiveReferenceCalibratorId") +
+        " FROM CalibrationState WHERE Id=" + std::to_string(stateId));
     if (reference.eof() || reference.fieldIsNull(0)) {
         return {};
     }
@@ -168,14 +170,14 @@ ReferenceMzTrafo CalibrationReaderSqliteImpl::loadRefMzTrafo(bool negative) {
     CppSQLite3Query row;
     if (!readerOf(refMzTable).getCalibratorCoefficients(id, row)) {
         LUMO_THROW(CorruptDataError("Calibration state " + key + " has no reference m/z calibration " +
-                                    std::to_string(id) + " for " + polarityName(negative) + " polarity."));
+                                    std::to_string(id) + " for " + nameOf(polarity) + " polarity."));
     }
     ReferenceMzTrafo result{buildReference(row), {}};
     result.temperatureInfo.reference = {row.getFloatField(kT1), row.getFloatField(kT2)};
     result.temperatureInfo.coefficients = {row.getFloatField(kDC1), row.getFloatField(kDC2)};
     models::addTemperatureCompensationInfo(*result.transformator, result.temperatureInfo);
     result.transformator->SetMeasurementModeInfo(
-        models::createMeasurementModeInfo(kMeasurementMode, negative ? 1 : 0, 0, 0));
+        models::createMeasurementModeInfo(kMeasurementMode, polarity == Polarity::Negative ? 1 : 0, 0, 0));
     return result;
 }
 
@@ -242,17 +244,19 @@ CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::getMzTrafo(
 }
 
 CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::getMzTrafo(
-    std::int64_t frameId, bool negative, const models::Temperatures& measured, bool raw) {
+    std::int64_t frameId, Polarity polarity, const models::Temperatures& measured,
+    models::TemperatureCompensation compensation) {
     if (hasFrameCalibrators) {
         // A frame's own calibration was made at the frame's own temperatures.
         MzTrafoPtr own = loadFrameMzTrafo(frameId);
         models::addTemperatureCompensationInfo(*own, {.reference = measured, .coefficients = {}});
         return own;
     }
-    const ReferenceMzTrafo& reference = getRefMzTrafo(negative);
+    const ReferenceMzTrafo& reference = getRefMzTrafo(polarity);
     const models::Temperatures& coefficients = reference.temperatureInfo.coefficients;
     MzTrafoPtr result = reference.transformator;
-    if (result && !raw && (coefficients.t1 != 0.0 || coefficients.t2 != 0.0)) {
+    const bool dependsOnTemperature = coefficients.t1 != 0.0 || coefficients.t2 != 0.0;
+    if (result && compensation == models::TemperatureCompensation::On && dependsOnTemperature) {
         models::performTemperatureCompensation(result, measured);  // makes a transformator of its own
     }
     return result;
@@ -265,17 +269,17 @@ std::unique_ptr<models::kova::ITransformator> CalibrationReaderSqliteImpl::getMo
     });
 }
 
-std::optional<CppSQLite3Query> CalibrationReaderSqliteImpl::getCalibrationInfoValue(bool negative,
+std::optional<CppSQLite3Query> CalibrationReaderSqliteImpl::getCalibrationInfoValue(Polarity polarity,
                                                                                     const std::string& name) {
-    const std::string polarity = negative ? "-" : "+";
+    const std::string sign(1, models::signOf(polarity));
     try {
         CppSQLite3Query row = db->execQuery(
             "SELECT Value FROM CalibrationInfo WHERE CalibrationState=" + std::to_string(stateId) +
-            " AND KeyPolarity='" + polarity + "' AND KeyName=" + sqlLiteral(name));
+            " AND KeyPolarity='" + sign + "' AND KeyName=" + sqlLiteral(name));
         return row.eof() ? std::nullopt : std::optional<CppSQLite3Query>(std::move(row));
     } catch (const CppSQLite3Exception& e) {
-        LUMO_THROW(CorruptDataError("SQLite error retrieving calibration info " + name + " / " + polarity +
-                                    ": " + e.what()));
+        LUMO_THROW(CorruptDataError("SQLite error retrieving calibration info " + name + " / " + sign + ": " +
+                                    e.what()));
     }
 }
 

@@ -12,8 +12,10 @@
 #include "calibration-state/frame_mapping.h"
 #include "calibration-table-reader/calibration_builders.h"
 #include "calibration-table-reader/calibration_table_reader.h"
+#include "calibration/polarity.h"
 #include "calibration/temperature_compensation.h"
 #include "calibration/transformation.h"
+#include "kova-data-reader/database/analysis_format.h"
 #include "logging/logger.h"
 #include "sqlite/cppsqlite3.h"
 
@@ -27,13 +29,14 @@ struct ReferenceMzTrafo {
 
 class CalibrationReaderSqliteImpl {
 public:
+    using Polarity = ::lumo::calibration::Polarity;
     using MzTrafoPtr = ::lumo::calibration::ICalibrationTransformatorPtr;
 
     // Raises NoMatchingCalibrationStateError when the selector finds no state, std::runtime_error on anything
     // else. Tables that such an analysis or the chosen state does without are looked at only when a call needs
     // them.
     CalibrationReaderSqliteImpl(const std::filesystem::path& directory,
-                                const CalibrationStateSelector& selector, bool withMobility);
+                                const CalibrationStateSelector& selector, kova::AnalysisFormat format);
 
     const std::shared_ptr<CppSQLite3DB>& getSQLiteDb() const { return db; }
     const std::string& getKey() const { return key; }
@@ -41,15 +44,16 @@ public:
     bool hasFrameMzTrafos() const { return hasFrameCalibrators; }
 
     MzTrafoPtr getMzTrafo(std::int64_t frameId);
-    MzTrafoPtr getMzTrafo(std::int64_t frameId, bool negative,
-                          const ::lumo::calibration::Temperatures& measured, bool raw);
+    MzTrafoPtr getMzTrafo(std::int64_t frameId, Polarity polarity,
+                          const ::lumo::calibration::Temperatures& measured,
+                          ::lumo::calibration::TemperatureCompensation compensation);
 
     // Loaded when first asked for.
-    const ReferenceMzTrafo& getRefMzTrafo(bool negative);
+    const ReferenceMzTrafo& getRefMzTrafo(Polarity polarity);
 
     std::unique_ptr<::lumo::calibration::kova::ITransformator> getMobTrafo(std::int64_t frameId);
 
-    std::optional<CppSQLite3Query> getCalibrationInfoValue(bool negative, const std::string& name);
+    std::optional<CppSQLite3Query> getCalibrationInfoValue(Polarity polarity, const std::string& name);
 
 private:
     struct DigitizerConstants {
@@ -58,7 +62,7 @@ private:
     };
 
     void readState(const CalibrationStateSelector& selector, const std::filesystem::path& directory,
-                   bool withMobility);
+                   kova::AnalysisFormat format);
 
     // A table of calibrations, of which this state's rows are seen.
     struct StateTable {
@@ -69,12 +73,12 @@ private:
     };
     const CalibrationTableReader& readerOf(StateTable& table);
 
-    void requireTables(bool withMobility);
+    void requireTables(kova::AnalysisFormat format);
     void selectState(const CalibrationStateSelector& selector, const std::filesystem::path& directory);
     void checkSchemaVersion();
     void readDigitizerConstants();
     const DigitizerConstants& requireDigitizerConstants(const char* models) const;
-    ReferenceMzTrafo loadRefMzTrafo(bool negative);
+    ReferenceMzTrafo loadRefMzTrafo(Polarity polarity);
     MzTrafoPtr loadFrameMzTrafo(std::int64_t frameId);
     MzTrafoPtr buildReference(CppSQLite3Query& row) const;
     MzTrafoPtr buildForFrame(CppSQLite3Query& row) const;
@@ -90,7 +94,7 @@ private:
     std::optional<DigitizerConstants> digitizerConstants;
     std::optional<FrameMapping> frameMapping;
     std::optional<FrameMapping> mobilityMapping;
-    std::array<std::optional<ReferenceMzTrafo>, 2> references;  // positive, negative
+    std::array<std::optional<ReferenceMzTrafo>, 2> references;  // by polarity
 };
 
 }  // namespace lumo::io::calibration

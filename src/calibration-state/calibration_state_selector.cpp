@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "diag/assert.h"
 #include "diag/throwable.h"
 #include "sqlite/cppsqlite_tools.h"
 #include "sqlite/quoting.h"
@@ -39,14 +40,6 @@ bool CalibrationStateSelector::analysisInfoRequired() const {
     return !request.key && !request.allowIncomplete;
 }
 
-void CalibrationStateSelector::setAnalysisInfo(std::size_t frames, bool positive, bool negative,
-                                               bool mobility) {
-    frameCount = static_cast<std::int64_t>(frames);
-    positivePresent = positive;
-    negativePresent = negative;
-    mobilityRequired = mobility;
-}
-
 std::string CalibrationStateSelector::getUUID(CppSQLite3DB& db) const {
     if (request.key) {
         requireKey(db);
@@ -72,10 +65,10 @@ void CalibrationStateSelector::requireKey(CppSQLite3DB& db) const {
 }
 
 void CalibrationStateSelector::requireAnalysisInfo() const {
-    if (frameCount < 0) {
+    if (!coverage) {
         LUMO_THROW(std::runtime_error("Failed to set Analysis Info frame count before calling getUUID"));
     }
-    if (!positivePresent && !negativePresent) {
+    if (!coverage->hasPositive && !coverage->hasNegative) {
         LUMO_THROW(std::runtime_error("Failed to set Analysis Info polarity before calling getUUID"));
     }
 }
@@ -90,7 +83,8 @@ std::string CalibrationStateSelector::anyStateQuery() const {
 // own, or there is a reference calibration for each polarity; and every frame is mapped to a mobility
 // calibration.
 std::string CalibrationStateSelector::completeStateQuery() const {
-    const std::string frames = std::to_string(frameCount);
+    LUMO_ASSERT(coverage);
+    const std::string frames = std::to_string(coverage->frameCount);
     std::string query = "SELECT c.Key FROM CalibrationState c WHERE (";
     if (request.source) {
         query += "c.Source=" + sqlLiteral(*request.source) + " AND ";
@@ -102,9 +96,9 @@ std::string CalibrationStateSelector::completeStateQuery() const {
         " AND (SELECT COUNT(*) FROM FrameMzCalibrationMapping mp WHERE mp.CalibrationState=c.Id)=" + frames +
         ")";
     query += " OR (c.HasFrameCalibrators=0 ";
-    query += negativePresent ? "AND c.NegativeReferenceCalibratorId IS NOT NULL " : " ";
-    query += positivePresent ? "AND c.PositiveReferenceCalibratorId IS NOT NULL) )" : ") )";
-    if (mobilityRequired) {
+    query += coverage->hasNegative ? "AND c.NegativeReferenceCalibratorId IS NOT NULL " : " ";
+    query += coverage->hasPositive ? "AND c.PositiveReferenceCalibratorId IS NOT NULL) )" : ") )";
+    if (coverage->format == kova::AnalysisFormat::Mobility) {
         query +=
             " AND (SELECT MAX(FrameId) FROM KovaCalibrationMapping"
             " WHERE KovaCalibrationMapping.CalibrationState=c.Id)=" +

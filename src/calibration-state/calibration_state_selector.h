@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "calibration-state/calibration_state_mode.h"
+#include "kova-data-reader/database/analysis_format.h"
 
 class CppSQLite3DB;
 
@@ -27,6 +28,14 @@ struct RequestedCalibrationStateInformation {
     bool allowIncomplete = false;
 };
 
+// What a complete state of an analysis has to cover.
+struct AnalysisCoverage {
+    std::size_t frameCount = 0;
+    bool hasPositive = false;  // frames of this polarity,
+    bool hasNegative = false;  // and of this one
+    kova::AnalysisFormat format = kova::AnalysisFormat::Mobility;
+};
+
 // Describes which calibration state a reader is to use, and resolves that to the key of one row of table
 // "CalibrationState". A value.
 class CalibrationStateSelector {
@@ -38,11 +47,11 @@ public:
     static CalibrationStateSelector useFirst(const std::string& source);
     static CalibrationStateSelector useLastIncomplete(const std::string& source);
 
-    // Whether complete states have to be told from incomplete ones, which takes what setAnalysisInfo() gives:
-    // the number of frames that a complete state maps, the polarities that need a reference calibration, and
-    // whether the frames need a mobility calibration.
+    // Whether complete states have to be told from incomplete ones, which takes what setAnalysisInfo() gives: a
+    // complete state maps every frame, has a reference calibration for each polarity, and mobility calibrations if
+    // the format needs them.
     bool analysisInfoRequired() const;
-    void setAnalysisInfo(std::size_t frameCount, bool positive, bool negative, bool mobility);
+    void setAnalysisInfo(const AnalysisCoverage& needed) { coverage = needed; }
 
     // Key of the chosen state. Raises NoMatchingCalibrationStateError when there is none.
     std::string getUUID(CppSQLite3DB& db) const;
@@ -64,10 +73,7 @@ private:
     [[noreturn]] void raiseNotFound(const char* kind) const;
 
     RequestedCalibrationStateInformation request;
-    std::int64_t frameCount = -1;
-    bool positivePresent = false;
-    bool negativePresent = false;
-    bool mobilityRequired = false;
+    std::optional<AnalysisCoverage> coverage;
 };
 
 // The selector of a mode: `parameter` is the source for "first", "last" (may be empty) and "lastIncomplete",

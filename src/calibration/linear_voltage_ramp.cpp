@@ -57,8 +57,9 @@ std::string toString(const LinearVoltageRamp& ramp) {
     return text.str();
 }
 
-LinearVoltageRamp makeDummyLinearVoltageRampForPolarity(bool negative) {
-    return negative ? LinearVoltageRamp(0, 100, -240.0, -40.0) : LinearVoltageRamp(0, 100, 240.0, 40.0);
+LinearVoltageRamp makeDummyLinearVoltageRampForPolarity(Polarity polarity) {
+    return polarity == Polarity::Negative ? LinearVoltageRamp(0, 100, -240.0, -40.0)
+                                          : LinearVoltageRamp(0, 100, 240.0, 40.0);
 }
 
 }  // namespace lumo::calibration::kova

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "calibration/polarity.h"
+
 namespace lumo::calibration::kova {
 
 // The voltage of a mobility ramp as a linear function of the scan number. A value; never invalid. Both
@@ -39,6 +41,6 @@ bool operator!=(const LinearVoltageRamp& a, const LinearVoltageRamp& b);
 
 std::string toString(const LinearVoltageRamp& ramp);
 
-LinearVoltageRamp makeDummyLinearVoltageRampForPolarity(bool negative);
+LinearVoltageRamp makeDummyLinearVoltageRampForPolarity(Polarity polarity);
 
 }  // namespace lumo::calibration::kova

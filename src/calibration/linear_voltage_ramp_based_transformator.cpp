@@ -179,8 +179,8 @@ std::unique_ptr<ILinearVoltageRampBasedTransformator> makeLvrTransformator(
 }
 
 std::unique_ptr<ILinearVoltageRampBasedTransformator> makeLvrTransformatorDummyRamp(
-    const std::vector<double>& coefficients, bool negative) {
-    return makeLvrTransformator(makeDummyLinearVoltageRampForPolarity(negative), 0.0, coefficients);
+    const std::vector<double>& coefficients, Polarity polarity) {
+    return makeLvrTransformator(makeDummyLinearVoltageRampForPolarity(polarity), 0.0, coefficients);
 }
 
 std::unique_ptr<ILinearVoltageRampBasedTransformator> makeLvrTransformatorLinear(

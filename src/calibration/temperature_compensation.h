@@ -8,6 +8,10 @@
 
 namespace lumo::calibration {
 
+// Whether a transformator is to be one for the temperatures at which a frame was measured, or that of the calibration
+// as it is stored, "raw".
+enum class TemperatureCompensation { Off, On };
+
 struct Temperatures {
     double t1 = 0.0;
     double t2 = 0.0;

@@ -89,7 +89,7 @@ std::unique_ptr<ITransformator> makeScanNumberLinearTransformator(double a, doub
 std::unique_ptr<ILinearVoltageRampBasedTransformator> makeLvrTransformator(
     const LinearVoltageRamp& ramp, double transitTime, const std::vector<double>& coefficients);
 std::unique_ptr<ILinearVoltageRampBasedTransformator> makeLvrTransformatorDummyRamp(
-    const std::vector<double>& coefficients, bool negative);
+    const std::vector<double>& coefficients, Polarity polarity);
 std::unique_ptr<ILinearVoltageRampBasedTransformator> makeLvrTransformatorLinear(
     const LinearVoltageRamp& ramp, double transitTime, double c0, double c1, double vmin, double vmax);
 

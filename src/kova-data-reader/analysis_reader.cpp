@@ -5,9 +5,9 @@
 namespace lumo::io::kova {
 
 AnalysisReader::AnalysisReader(const std::filesystem::path& directory,
-                               std::optional<calibration::CalibrationStateSelector> selector, bool isKvd,
-                               const char* loggerName)
-    : impl(std::make_unique<KvdReaderImpl>(directory, std::move(selector), isKvd)),
+                               std::optional<calibration::CalibrationStateSelector> selector,
+                               AnalysisFormat format, const char* loggerName)
+    : impl(std::make_unique<KvdReaderImpl>(directory, std::move(selector), format)),
       logger(logging::Logger::getLogger(loggerName)) {
     LUMO_LOG(logger, Debug,
              "Opened " << directory.string() << ", schema version " << impl->getSchemaVersionMajor() << '.'
@@ -20,32 +20,33 @@ AnalysisReader::~AnalysisReader() = default;
 
 std::shared_ptr<CppSQLite3DB> AnalysisReader::getSQLiteDb() const { return impl->getSQLiteDb(); }
 
-std::optional<std::string> AnalysisReader::getCalibrationInfoString(bool negative,
+std::optional<std::string> AnalysisReader::getCalibrationInfoString(Polarity polarity,
                                                                     const std::string& key) const {
     const auto& external = impl->getExternalReader();
-    return external ? external->getCalibrationInfoString(negative, key)
-                    : impl->getCalibrationReader().getCalibrationInfoString(negative, key);
+    return external ? external->getCalibrationInfoString(polarity, key)
+                    : impl->getCalibrationReader().getCalibrationInfoString(polarity, key);
 }
 
-std::optional<std::vector<std::byte>> AnalysisReader::getCalibrationInfoBlob(bool negative,
+std::optional<std::vector<std::byte>> AnalysisReader::getCalibrationInfoBlob(Polarity polarity,
                                                                              const std::string& key) const {
     const auto& external = impl->getExternalReader();
-    return external ? external->getCalibrationInfoBlob(negative, key)
-                    : impl->getCalibrationReader().getCalibrationInfoBlob(negative, key);
+    return external ? external->getCalibrationInfoBlob(polarity, key)
+                    : impl->getCalibrationReader().getCalibrationInfoBlob(polarity, key);
 }
 
-AnalysisReader::MzTrafoPtr AnalysisReader::getMzTrafo(std::int64_t frameId, bool raw) const {
-    return impl->getMzTrafo(frameId, raw);
+AnalysisReader::MzTrafoPtr AnalysisReader::getMzTrafo(std::int64_t frameId, Compensation compensation) const {
+    return impl->getMzTrafo(frameId, compensation);
 }
 
-AnalysisReader::MzTrafoPtr AnalysisReader::getRawMzTrafo(std::int64_t frameId, bool /*flag*/) const {
-    return impl->getCalibrationReader().getMzTrafo(frameId, true);
+AnalysisReader::MzTrafoPtr AnalysisReader::getRawMzTrafo(std::int64_t frameId,
+                                                         Compensation /*ignored*/) const {
+    return impl->getCalibrationReader().getMzTrafo(frameId, Compensation::On);
 }
 
-AnalysisReader::MzTrafoPtr AnalysisReader::getReferenceMzTrafo(bool negative) const {
+AnalysisReader::MzTrafoPtr AnalysisReader::getReferenceMzTrafo(Polarity polarity) const {
     const auto& external = impl->getExternalReader();
-    return external ? external->getReferenceMzTrafo(negative)
-                    : impl->getCalibrationReader().getReferenceMzTrafo(negative);
+    return external ? external->getReferenceMzTrafo(polarity)
+                    : impl->getCalibrationReader().getReferenceMzTrafo(polarity);
 }
 
 bool AnalysisReader::usingStateFromCalibrationFile() const { return impl->getExternalReader().has_value(); }

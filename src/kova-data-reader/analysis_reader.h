@@ -10,6 +10,9 @@
 
 #include "calibration-state/calibration_state_selector.h"
 #include "calibration/i_calibration_transformator.h"
+#include "calibration/polarity.h"
+#include "calibration/temperature_compensation.h"
+#include "kova-data-reader/database/analysis_format.h"
 #include "kova-data-reader/database/frame_info.h"
 #include "kova-data-reader/database/i_sqlite_reader.h"
 #include "logging/logger.h"
@@ -22,6 +25,8 @@ class KvdReaderImpl;
 // moved-from reader may only be destroyed or assigned to. Used by one thread at a time.
 class AnalysisReader : public ISqliteReader {
 public:
+    using Polarity = ::lumo::calibration::Polarity;
+    using Compensation = ::lumo::calibration::TemperatureCompensation;
     using MzTrafoPtr = ::lumo::calibration::ICalibrationTransformatorPtr;
 
     AnalysisReader(AnalysisReader&&) noexcept;
@@ -35,20 +40,22 @@ public:
     // was made, else the calibration that was stored during acquisition.
 
     // Text and bytes of table "CalibrationInfo"; empty when the key has no row.
-    virtual std::optional<std::string> getCalibrationInfoString(bool negative, const std::string& key) const;
-    virtual std::optional<std::vector<std::byte>> getCalibrationInfoBlob(bool negative,
+    virtual std::optional<std::string> getCalibrationInfoString(Polarity polarity,
+                                                                const std::string& key) const;
+    virtual std::optional<std::vector<std::byte>> getCalibrationInfoBlob(Polarity polarity,
                                                                          const std::string& key) const;
 
-    // Mass transformator of a frame; empty when its calibration id has no row. `raw` asks for one without
-    // compensation of temperatures; it matters only to re-calibrated states.
-    virtual MzTrafoPtr getMzTrafo(std::int64_t frameId, bool raw) const;
+    // Mass transformator of a frame; empty when its calibration id has no row. The compensation matters only to
+    // re-calibrated states; calibrations of the acquisition are always compensated.
+    virtual MzTrafoPtr getMzTrafo(std::int64_t frameId, Compensation compensation) const;
 
-    // Mass transformator of the calibration stored during acquisition. Deliberate: the flag is ignored.
-    virtual MzTrafoPtr getRawMzTrafo(std::int64_t frameId, bool flag) const;
+    // Mass transformator of the calibration stored during acquisition. Deliberate: always compensated,
+    // whatever the argument says.
+    virtual MzTrafoPtr getRawMzTrafo(std::int64_t frameId, Compensation ignored) const;
 
     // The transformator that all frames of a polarity share; a calibration of the acquisition fails when
     // there is none or more than one, a re-calibrated state without one gives an empty pointer.
-    virtual MzTrafoPtr getReferenceMzTrafo(bool negative) const;
+    virtual MzTrafoPtr getReferenceMzTrafo(Polarity polarity) const;
 
     // True when conversions use a state of the external calibration file, and which one.
     virtual bool usingStateFromCalibrationFile() const;
@@ -59,7 +66,7 @@ public:
 
 protected:
     AnalysisReader(const std::filesystem::path& directory,
-                   std::optional<calibration::CalibrationStateSelector> selector, bool isKvd,
+                   std::optional<calibration::CalibrationStateSelector> selector, AnalysisFormat format,
                    const char* loggerName);
 
     std::unique_ptr<KvdReaderImpl> impl;

@@ -27,7 +27,7 @@ std::uint32_t readBinCount(const ISqliteReader& reader) {
 
 KvdReader::KvdReader(const std::filesystem::path& directory,
                      std::optional<calibration::CalibrationStateSelector> selector)
-    : AnalysisReader(directory, std::move(selector), true, "lumo.io.kova.KvdReader") {
+    : AnalysisReader(directory, std::move(selector), AnalysisFormat::Mobility, "lumo.io.kova.KvdReader") {
     if (impl->getCompressionType() == CompressionType::Spectra) {
         raiseUnsupportedCompressionType(static_cast<std::int32_t>(impl->getCompressionType()));
     }

@@ -12,26 +12,30 @@
 
 namespace lumo::io::kova {
 
+using ::lumo::calibration::Polarity;
+using ::lumo::calibration::TemperatureCompensation;
+
 namespace {
 
 constexpr std::int32_t kNewestSchemaMajor = 3;
 
 }  // namespace
 
-KvdReaderImpl::KvdReaderImpl(const std::filesystem::path& directory, Selector selector, bool withMobility)
-    : isKvd(withMobility) {
-    const AnalysisFiles files = locateAnalysisFiles(directory, isKvd);
+KvdReaderImpl::KvdReaderImpl(const std::filesystem::path& directory, Selector selector,
+                             AnalysisFormat analysisFormat)
+    : format(analysisFormat) {
+    const AnalysisFiles files = locateAnalysisFiles(directory, format);
     db->open(files.database);
     db->execDML("PRAGMA busy_timeout=15000");
     db->inTransaction([&] {
         checkSchemaVersion();
         blobFile.emplace(files.blob);
-        frames.emplace(*db, isKvd, schemaMajor);
+        frames.emplace(*db, format, schemaMajor);
         createStorageReader();
         if (selector) {
             openExternalCalibration(calibration::getCalibrationFile(directory), *selector);
         }
-        calibrationReader.emplace(db, isKvd);
+        calibrationReader.emplace(db, format);
     });
     if (!externalReader) {
         LUMO_LOG(logger, Info, "Reading data using instrument calibration");
@@ -49,7 +53,7 @@ void KvdReaderImpl::openExternalCalibration(const std::filesystem::path& file,
     if (selector.analysisInfoRequired()) {
         describeAnalysis(selector);
     }
-    externalReader = calibration::CalibrationReaderSqlite::getCalibrationReaderSqlite(file, selector, isKvd);
+    externalReader = calibration::CalibrationReaderSqlite::getCalibrationReaderSqlite(file, selector, format);
     if (externalReader) {
         LUMO_LOG(logger, Info,
                  "Reading data using calibration state " << externalReader->getCalibrationStateId());
@@ -75,12 +79,12 @@ void KvdReaderImpl::describeAnalysis(calibration::CalibrationStateSelector& sele
     if (polarity.eof()) {
         LUMO_THROW(std::runtime_error("Unexpectly missing frame polarity information!"));
     }
-    bool anyPositive = false;
-    bool anyOther = false;
+    calibration::AnalysisCoverage needed{.frameCount = static_cast<std::size_t>(*frameCount),
+                                         .format = format};
     for (; !polarity.eof(); polarity.nextRow()) {
-        (polarity.getStringField(0) == "+" ? anyPositive : anyOther) = true;
+        (polarity.getStringField(0) == "+" ? needed.hasPositive : needed.hasNegative) = true;
     }
-    selector.setAnalysisInfo(static_cast<std::size_t>(*frameCount), anyPositive, anyOther, isKvd);
+    selector.setAnalysisInfo(needed);
 }
 
 void KvdReaderImpl::checkSchemaVersion() {
@@ -103,10 +107,11 @@ void KvdReaderImpl::createStorageReader() {
             scans = std::make_unique<FramewiseStorage>(blobFile->stream(), *frames);
             return;
         case CompressionType::Spectra: {
-            const bool hasLine = sqlite::getProperty<bool>(*db, "HasLineSpectra");
-            const bool hasLineWidth = sqlite::getProperty<bool>(*db, "HasLineSpectraPeakWidth");
-            const bool hasProfile = sqlite::getProperty<bool>(*db, "HasProfileSpectra");
-            spectra = std::make_unique<KvsSpectraReader>(hasLine, hasLineWidth, hasProfile);
+            SpectrumParts stored;
+            stored.lines = sqlite::getProperty<bool>(*db, "HasLineSpectra");
+            stored.lineWidths = sqlite::getProperty<bool>(*db, "HasLineSpectraPeakWidth");
+            stored.profiles = sqlite::getProperty<bool>(*db, "HasProfileSpectra");
+            spectra = std::make_unique<KvsSpectraReader>(stored);
             return;
         }
         default:
@@ -114,13 +119,13 @@ void KvdReaderImpl::createStorageReader() {
     }
 }
 
-::lumo::calibration::ICalibrationTransformatorPtr KvdReaderImpl::getMzTrafo(std::int64_t frameId,
-                                                                            bool raw) const {
+::lumo::calibration::ICalibrationTransformatorPtr KvdReaderImpl::getMzTrafo(
+    std::int64_t frameId, TemperatureCompensation compensation) const {
     if (!externalReader) {
-        // Deliberate: always compensated, whatever `raw` says.
-        return calibrationReader->getMzTrafo(frameId, true);
+        // Deliberate: always compensated, whatever the caller asks for.
+        return calibrationReader->getMzTrafo(frameId, TemperatureCompensation::On);
     }
-    if (!raw && externalReader->hasFrameMzTrafos()) {
+    if (compensation == TemperatureCompensation::On && externalReader->hasFrameMzTrafos()) {
         return externalReader->getMzTrafo(frameId);
     }
     const std::string id = std::to_string(frameId);
@@ -128,8 +133,9 @@ void KvdReaderImpl::createStorageReader() {
     if (row.eof()) {
         LUMO_THROW(std::runtime_error("Frame " + id + " does not exist."));
     }
-    const bool negative = row.getStringField(0) == "-";
-    return externalReader->getMzTrafo(frameId, negative, row.getFloatField(1), row.getFloatField(2), raw);
+    const auto polarity = row.getStringField(0) == "-" ? Polarity::Negative : Polarity::Positive;
+    return externalReader->getMzTrafo(frameId, polarity, row.getFloatField(1), row.getFloatField(2),
+                                      compensation);
 }
 
 KvsSpectraReader& KvdReaderImpl::spectraReader() {

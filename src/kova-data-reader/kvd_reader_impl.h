@@ -9,6 +9,7 @@
 #include "kova-data-reader/blob/blob_file.h"
 #include "kova-data-reader/blob/kvs_spectra_reader.h"
 #include "kova-data-reader/compression_type.h"
+#include "kova-data-reader/database/analysis_format.h"
 #include "kova-data-reader/database/frame_info.h"
 #include "kova-data-reader/scan-reading/scan_storage.h"
 #include "kvd-calibration-reader/kvd_calibration_reader_impl.h"
@@ -26,7 +27,7 @@ public:
 
     // Checks everything that can be checked without reading a frame. The selector, if any, chooses a state of
     // the external calibration file.
-    KvdReaderImpl(const std::filesystem::path& directory, Selector selector, bool withMobility);
+    KvdReaderImpl(const std::filesystem::path& directory, Selector selector, AnalysisFormat analysisFormat);
 
     const std::shared_ptr<CppSQLite3DB>& getSQLiteDb() const { return db; }
     std::int32_t getSchemaVersionMajor() const { return schemaMajor; }
@@ -51,7 +52,8 @@ public:
         return externalReader;
     }
 
-    ::lumo::calibration::ICalibrationTransformatorPtr getMzTrafo(std::int64_t frameId, bool raw) const;
+    ::lumo::calibration::ICalibrationTransformatorPtr getMzTrafo(
+        std::int64_t frameId, ::lumo::calibration::TemperatureCompensation compensation) const;
 
 private:
     void checkSchemaVersion();
@@ -65,7 +67,7 @@ private:
     std::shared_ptr<CppSQLite3DB> db = std::make_shared<CppSQLite3DB>();
     std::int32_t schemaMajor = 0;
     std::int32_t schemaMinor = 0;
-    bool isKvd;
+    AnalysisFormat format;
     std::optional<BlobFile> blobFile;
     std::optional<FrameInfoTable> frames;
     CompressionType compressionType = {};

@@ -10,7 +10,7 @@ namespace lumo::io::kova {
 
 KvsReader::KvsReader(const std::filesystem::path& directory,
                      std::optional<calibration::CalibrationStateSelector> selector)
-    : AnalysisReader(directory, std::move(selector), false, "lumo.io.kova.KvsReader") {
+    : AnalysisReader(directory, std::move(selector), AnalysisFormat::Spectra, "lumo.io.kova.KvsReader") {
     if (impl->getCompressionType() != CompressionType::Spectra) {
         raiseUnsupportedCompressionType(static_cast<std::int32_t>(impl->getCompressionType()));
     }
@@ -32,8 +32,8 @@ void KvsReader::readLineSpectrum(std::int64_t frameId, std::vector<double>& posi
                                                     &widths);
 }
 
-LineSpectrumView KvsReader::viewLineSpectrum(std::int64_t frameId, bool withWidths) const {
-    return impl->loadLineSpectrum(frameId).viewLineSpectrum(getFrameInfo(frameId).numPeaks, withWidths);
+LineSpectrumView KvsReader::viewLineSpectrum(std::int64_t frameId, LineWidths widths) const {
+    return impl->loadLineSpectrum(frameId).viewLineSpectrum(getFrameInfo(frameId).numPeaks, widths);
 }
 
 void KvsReader::readProfileSpectrum(std::int64_t frameId, std::vector<std::uint32_t>& intensities) const {

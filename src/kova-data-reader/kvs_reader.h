@@ -23,7 +23,7 @@ public:
                           std::vector<float>& intensities) const;
     void readLineSpectrum(std::int64_t frameId, std::vector<double>& positions,
                           std::vector<float>& intensities, std::vector<float>& widths) const;
-    LineSpectrumView viewLineSpectrum(std::int64_t frameId, bool withWidths) const;
+    LineSpectrumView viewLineSpectrum(std::int64_t frameId, LineWidths widths) const;
 
     // One intensity per index from 0.
     void readProfileSpectrum(std::int64_t frameId, std::vector<std::uint32_t>& intensities) const;

@@ -17,7 +17,7 @@ void Instance::mzConversionFunc(std::int64_t frameId, std::span<const double> in
         return;
     }
     if (frameId != mzTrafoFrameId) {
-        mzTrafo = reader.getMzTrafo(frameId, false);
+        mzTrafo = reader.getMzTrafo(frameId, kova::KvdReader::Compensation::On);
         mzTrafoFrameId = frameId;  // also when there is none, so that the next call need not look again
     }
     convertMasses(mzTrafo, in, out, conversion, FailingOutput::WrittenInPart);

@@ -20,13 +20,13 @@ std::uint32_t checkedCount(std::size_t count) {
 }  // namespace
 
 std::uint32_t KvsInstance::readLineSpectrum(std::int64_t spectrumId, const LineSpectrumOutput& output,
-                                            bool withWidths) {
-    const kova::LineSpectrumView view = reader.viewLineSpectrum(spectrumId, withWidths);
+                                            kova::LineWidths widths) {
+    const kova::LineSpectrumView view = reader.viewLineSpectrum(spectrumId, widths);
     const std::uint32_t count = checkedCount(view.peaks);
     if (count != 0 && output.length >= count) {
         std::memcpy(output.positions, view.positions, view.peaks * sizeof(double));
         std::memcpy(output.intensities, view.intensities, view.peaks * sizeof(float));
-        if (withWidths) {
+        if (widths == kova::LineWidths::Read) {
             std::memcpy(output.widths, view.widths, view.peaks * sizeof(float));
         }
     }
@@ -46,7 +46,8 @@ std::uint32_t KvsInstance::readProfileSpectrum(std::int64_t spectrumId,
 void KvsInstance::mzConversionFunc(std::int64_t spectrumId, std::span<const double> in, std::span<double> out,
                                    MassConversion conversion) {
     if (!in.empty()) {
-        convertMasses(reader.getMzTrafo(spectrumId, true), in, out, conversion, FailingOutput::Untouched);
+        convertMasses(reader.getMzTrafo(spectrumId, kova::KvsReader::Compensation::Off), in, out, conversion,
+                      FailingOutput::Untouched);
     }
 }
 

@@ -25,7 +25,7 @@ public:
 
     // Number of values that the result needs per array; they are copied only when they fit.
     std::uint32_t readLineSpectrum(std::int64_t spectrumId, const LineSpectrumOutput& output,
-                                   bool withWidths);
+                                   kova::LineWidths widths);
     std::uint32_t readProfileSpectrum(std::int64_t spectrumId, std::span<std::uint32_t> intensities);
 
     // Fractional index to m/z and back; the arrays may overlap. Nothing is looked at when they are empty. A

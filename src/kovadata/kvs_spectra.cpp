@@ -7,10 +7,12 @@ namespace {
 using lumo::io::KvsInstance;
 using lumo::io::KvsInterface;
 using lumo::io::MassConversion;
+using lumo::io::kova::LineWidths;
 
-uint32_t readLines(uint64_t handle, int64_t id, const lumo::io::LineSpectrumOutput& output, bool withWidths) {
+uint32_t readLines(uint64_t handle, int64_t id, const lumo::io::LineSpectrumOutput& output,
+                   LineWidths widths) {
     return lumo::io::guarded<KvsInterface>(uint32_t{0}, [&] {
-        return lumo::io::instanceOf<KvsInstance>(handle).readLineSpectrum(id, output, withWidths);
+        return lumo::io::instanceOf<KvsInstance>(handle).readLineSpectrum(id, output, widths);
     });
 }
 
@@ -26,12 +28,12 @@ uint32_t convert(uint64_t handle, int64_t id, const double* in, double* out, uin
 
 uint32_t kvs_read_line_spectrum(uint64_t handle, int64_t spectrum_id, double* positions, float* intensities,
                                 uint32_t length) {
-    return readLines(handle, spectrum_id, {positions, intensities, nullptr, length}, false);
+    return readLines(handle, spectrum_id, {positions, intensities, nullptr, length}, LineWidths::LeaveOut);
 }
 
 uint32_t kvs_read_line_spectrum_with_width(uint64_t handle, int64_t spectrum_id, double* positions,
                                            float* intensities, float* widths, uint32_t length) {
-    return readLines(handle, spectrum_id, {positions, intensities, widths, length}, true);
+    return readLines(handle, spectrum_id, {positions, intensities, widths, length}, LineWidths::Read);
 }
 
 uint32_t kvs_read_profile_spectrum(uint64_t handle, int64_t spectrum_id, uint32_t* intensities,

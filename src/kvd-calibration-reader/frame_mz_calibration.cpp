@@ -13,11 +13,11 @@ namespace models = ::lumo::calibration;
 
 namespace {
 
-bool isNegativePolarity(const std::string& polarity) {
-    if (polarity != "+" && polarity != "-") {
+models::Polarity polarityOf(const std::string& text) {
+    if (text != "+" && text != "-") {
         LUMO_THROW(std::runtime_error("Polarity has wrong format in KVD."));
     }
-    return polarity == "-";
+    return text == "-" ? models::Polarity::Negative : models::Polarity::Positive;
 }
 
 // Fields of a row of "MzCalibration" as it is queried.
@@ -51,7 +51,7 @@ FrameMzCalibration readFrameMzCalibration(std::int64_t frameId, CppSQLite3DB& db
         LUMO_THROW(std::runtime_error(text));
     }
     return {row.getInt64Field(0),
-            isNegativePolarity(row.getStringField(1)),
+            polarityOf(row.getStringField(1)),
             {row.getFloatField(2), row.getFloatField(3)}};
 }
 

@@ -4,6 +4,7 @@
 
 #include "calibration-table-reader/calibration_table_reader.h"
 #include "calibration/i_calibration_transformator.h"
+#include "calibration/polarity.h"
 #include "calibration/temperature_compensation.h"
 #include "logging/logger.h"
 #include "sqlite/cppsqlite3.h"
@@ -13,7 +14,7 @@ namespace lumo::io::kova_calibration {
 // What a row of "Frames" says about mass calibration.
 struct FrameMzCalibration {
     std::int64_t calibrationId = 0;
-    bool negative = false;
+    ::lumo::calibration::Polarity polarity = {};
     ::lumo::calibration::Temperatures measured;
 };
 

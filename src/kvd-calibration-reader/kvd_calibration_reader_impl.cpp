@@ -21,8 +21,6 @@ namespace {
 constexpr const char* kLoggerName = "lumo.io.kova_calibration.KvdCalibrationReaderImpl";
 constexpr int kMeasurementMode = 2;
 
-char polarityCharacter(bool negative) { return negative ? '-' : '+'; }
-
 // The transformator is the caller's own, so that it may be changed.
 void compensate(models::ICalibrationTransformatorPtr& transformator,
                 const models::TemperatureCompensationInfo& info, const models::Temperatures& measured,
@@ -37,17 +35,18 @@ void compensate(models::ICalibrationTransformatorPtr& transformator,
 
 }  // namespace
 
-KvdCalibrationReaderImpl::KvdCalibrationReaderImpl(std::shared_ptr<CppSQLite3DB> database, bool hasMobility)
+KvdCalibrationReaderImpl::KvdCalibrationReaderImpl(std::shared_ptr<CppSQLite3DB> database,
+                                                   ::lumo::io::kova::AnalysisFormat format)
     : logger(logging::Logger::getLogger(kLoggerName)),
       db(std::move(database)),
       mzTable(*db, "MzCalibration", kNumExtraMzColumns, kExtraMzColumns, std::nullopt) {
-    if (hasMobility) {
+    if (format == ::lumo::io::kova::AnalysisFormat::Mobility) {
         mobilityTable.emplace(*db, "KovaCalibration", std::size_t{0}, "", std::nullopt);
     }
 }
 
-models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getMzTrafo(std::int64_t frameId,
-                                                                          bool compensateTemperature) const {
+models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getMzTrafo(
+    std::int64_t frameId, models::TemperatureCompensation compensation) const {
     FrameMzCalibration frame;
     auto [transformator, temperatureInfo] = db->inTransaction([&] {
         frame = readFrameMzCalibration(frameId, *db, logger);
@@ -56,11 +55,11 @@ models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getMzTrafo(std::i
     if (!transformator) {
         return nullptr;
     }
-    if (compensateTemperature) {
+    if (compensation == models::TemperatureCompensation::On) {
         compensate(transformator, temperatureInfo, frame.measured, logger);
     } else {
-        transformator->SetMeasurementModeInfo(
-            models::createMeasurementModeInfo(kMeasurementMode, frame.negative ? 1 : 0, 0, 0));
+        transformator->SetMeasurementModeInfo(models::createMeasurementModeInfo(
+            kMeasurementMode, frame.polarity == Polarity::Negative ? 1 : 0, 0, 0));
     }
     return transformator;
 }
@@ -92,36 +91,36 @@ CppSQLite3Query KvdCalibrationReaderImpl::queryMobCalibId(std::int64_t frameId) 
     return mobCalibIdStatement.execQuery();
 }
 
-models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getReferenceMzTrafo(bool negative) const {
-    const std::optional<std::int64_t> frameId = readRefMzTrafoId(*db, negative);
+models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getReferenceMzTrafo(Polarity polarity) const {
+    const std::optional<std::int64_t> frameId = readRefMzTrafoId(*db, polarity);
     if (!frameId) {
         LUMO_THROW(std::runtime_error("No m/z calibration available for specified polarity."));
     }
-    return getMzTrafo(*frameId, false);
+    return getMzTrafo(*frameId, models::TemperatureCompensation::Off);
 }
 
 std::optional<CppSQLite3Query> KvdCalibrationReaderImpl::getCalibrationInfoValue(
-    bool negative, const std::string& key) const {
-    const std::string polarity(1, polarityCharacter(negative));
+    Polarity polarity, const std::string& key) const {
+    const std::string sign(1, models::signOf(polarity));
     try {
-        CppSQLite3Query row = db->execQuery("SELECT Value FROM CalibrationInfo WHERE KeyPolarity='" +
-                                            polarity + "' AND KeyName=" + sqlite::sqlLiteral(key));
+        CppSQLite3Query row = db->execQuery("SELECT Value FROM CalibrationInfo WHERE KeyPolarity='" + sign +
+                                            "' AND KeyName=" + sqlite::sqlLiteral(key));
         return row.eof() ? std::nullopt : std::optional<CppSQLite3Query>(std::move(row));
     } catch (const CppSQLite3Exception& e) {
         LUMO_THROW(calibration::CorruptDataError("SQLite error retrieving calibration info " + key + " / " +
-                                                 polarity + ": " + e.what()));
+                                                 sign + ": " + e.what()));
     }
 }
 
-std::optional<std::string> KvdCalibrationReaderImpl::getCalibrationInfoString(bool negative,
+std::optional<std::string> KvdCalibrationReaderImpl::getCalibrationInfoString(Polarity polarity,
                                                                               const std::string& key) const {
-    const std::optional<CppSQLite3Query> row = getCalibrationInfoValue(negative, key);
+    const std::optional<CppSQLite3Query> row = getCalibrationInfoValue(polarity, key);
     return row ? std::optional<std::string>(row->getStringField(0)) : std::nullopt;
 }
 
 std::optional<std::vector<std::byte>> KvdCalibrationReaderImpl::getCalibrationInfoBlob(
-    bool negative, const std::string& key) const {
-    const std::optional<CppSQLite3Query> row = getCalibrationInfoValue(negative, key);
+    Polarity polarity, const std::string& key) const {
+    const std::optional<CppSQLite3Query> row = getCalibrationInfoValue(polarity, key);
     return row ? std::optional<std::vector<std::byte>>(row->getBlobField(0)) : std::nullopt;
 }
 
@@ -138,8 +137,8 @@ std::int64_t getMobCalibId(std::int64_t frameId, CppSQLite3DB& db, const logging
     return sqlite::simpleCheckedQuery<std::int64_t>(db, sql);
 }
 
-std::optional<std::int64_t> readRefMzTrafoId(CppSQLite3DB& db, bool negative) {
-    const std::string condition = " WHERE Polarity = '" + std::string(1, polarityCharacter(negative)) + "'";
+std::optional<std::int64_t> readRefMzTrafoId(CppSQLite3DB& db, models::Polarity polarity) {
+    const std::string condition = " WHERE Polarity = '" + std::string(1, models::signOf(polarity)) + "'";
     const auto count = sqlite::simpleCheckedOptionalQuery<std::int32_t>(
         db, "SELECT COUNT(DISTINCT MzCalibration) FROM frames" + condition);
     if (count.value_or(0) > 1) {

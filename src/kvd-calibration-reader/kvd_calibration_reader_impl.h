@@ -9,7 +9,10 @@
 
 #include "calibration-table-reader/calibration_table_reader.h"
 #include "calibration/i_calibration_transformator.h"
+#include "calibration/polarity.h"
+#include "calibration/temperature_compensation.h"
 #include "calibration/transformation.h"
+#include "kova-data-reader/database/analysis_format.h"
 #include "kova-data-reader/database/i_sqlite_reader.h"
 #include "logging/logger.h"
 #include "sqlite/cppsqlite3.h"
@@ -21,26 +24,29 @@ namespace lumo::io::kova_calibration {
 // connection.
 class KvdCalibrationReaderImpl final : public ::lumo::io::kova::ISqliteReader {
 public:
-    // Without `hasMobility` the table "KovaCalibration" is not looked at, and mobility requests fail.
-    KvdCalibrationReaderImpl(std::shared_ptr<CppSQLite3DB> db, bool hasMobility);
+    using Polarity = ::lumo::calibration::Polarity;
+
+    // In an analysis without mobility the table "KovaCalibration" is not looked at, and mobility requests fail.
+    KvdCalibrationReaderImpl(std::shared_ptr<CppSQLite3DB> db, ::lumo::io::kova::AnalysisFormat format);
 
     // Empty when the frame's calibration id has no row. Without compensation the transformator carries the
     // polarity as measurement mode information; with it, its constants are those for the frame's measured
     // temperatures.
-    ::lumo::calibration::ICalibrationTransformatorPtr getMzTrafo(std::int64_t frameId,
-                                                                 bool compensateTemperature) const;
+    ::lumo::calibration::ICalibrationTransformatorPtr getMzTrafo(
+        std::int64_t frameId, ::lumo::calibration::TemperatureCompensation compensation) const;
 
     // Empty when the frame's calibration id has no row.
     std::unique_ptr<::lumo::calibration::kova::ITransformator> getMobTrafo(std::int64_t frameId) const;
 
     // The one mass calibration that all frames of a polarity share; fails when there are several or none.
-    ::lumo::calibration::ICalibrationTransformatorPtr getReferenceMzTrafo(bool negative) const;
+    ::lumo::calibration::ICalibrationTransformatorPtr getReferenceMzTrafo(Polarity polarity) const;
 
     // Row of table "CalibrationInfo", its "Value" in field 0; empty when there is none. Deliberate: the key is
     // escaped, whatever it contains.
-    std::optional<CppSQLite3Query> getCalibrationInfoValue(bool negative, const std::string& key) const;
-    std::optional<std::string> getCalibrationInfoString(bool negative, const std::string& key) const;
-    std::optional<std::vector<std::byte>> getCalibrationInfoBlob(bool negative, const std::string& key) const;
+    std::optional<CppSQLite3Query> getCalibrationInfoValue(Polarity polarity, const std::string& key) const;
+    std::optional<std::string> getCalibrationInfoString(Polarity polarity, const std::string& key) const;
+    std::optional<std::vector<std::byte>> getCalibrationInfoBlob(Polarity polarity,
+                                                                 const std::string& key) const;
 
     std::shared_ptr<CppSQLite3DB> getSQLiteDb() const override { return db; }
 
@@ -59,6 +65,6 @@ std::int64_t getMobCalibId(std::int64_t frameId, CppSQLite3DB& db, const logging
 
 // Id of the first frame of a polarity, if all its frames share one mass calibration; empty when there is
 // none.
-std::optional<std::int64_t> readRefMzTrafoId(CppSQLite3DB& db, bool negative);
+std::optional<std::int64_t> readRefMzTrafoId(CppSQLite3DB& db, ::lumo::calibration::Polarity polarity);
 
 }  // namespace lumo::io::kova_calibration

@@ -63,7 +63,8 @@ void ZorelMsmsSpectraReader::prepare(const StripeRow& row, CurrentParent& parent
     precursorsOfFrame[row.frame].push_back(row.id);
     // Fragments are calibrated as the frame in which the precursor was selected.
     if (parent.frame != row.parent) {
-        parent.calibration = makeParentCalibration(reader.getMzTrafo(row.parent, false));
+        parent.calibration =
+            makeParentCalibration(reader.getMzTrafo(row.parent, kova::KvdReader::Compensation::On));
         parent.frame = row.parent;
     }
     const auto [found, isNew] = accumulators.try_emplace(row.id, row.parent, row.scanBegin, row.scanEnd,

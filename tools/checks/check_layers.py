@@ -24,11 +24,13 @@ ALLOWED = {
     "kovarun": {"kovadata", "zorel-msms-reader", "process-frames", "kova-data-reader", "calibration-state", "calibration", "sqlite", "diag", "logging", "sys"},
     "kovadata": {"zorel-msms-reader", "kova-data-reader", "calibration-state", "calibration", "diag", "logging", "sys"},
 }
-# The interface to the open database is a small layer below the calibration readers.
+# The interface to the open database and the name of its format are a small layer below the calibration readers.
 EXCEPTIONS = {
     ("calibration-table-reader", "kova-data-reader/database/i_sqlite_reader.h"),
     ("kvd-calibration-reader", "kova-data-reader/database/i_sqlite_reader.h"),
     ("calibration-state", "kova-data-reader/database/i_sqlite_reader.h"),
+    ("kvd-calibration-reader", "kova-data-reader/database/analysis_format.h"),
+    ("calibration-state", "kova-data-reader/database/analysis_format.h"),
 }
 # Rooms inside a folder, and which other rooms of it each may include. What lies in the folder itself, its facade, may
 # include every room; no room may include the facade.

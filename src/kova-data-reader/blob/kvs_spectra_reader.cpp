@@ -26,7 +26,7 @@ struct KvsSpectraReader::Part {
 void KvsSpectraReader::fillLineSpectrum(std::istream& stream, std::int64_t newFrameId,
                                         std::int64_t position) {
     frameId = newFrameId;
-    fill({.supported = hasLine,
+    fill({.supported = stored.lines,
           .unsupportedText = "No line spectra supported in this analysis.",
           .read = &KvsSpectraReader::lineRead,
           .size = &KvsSpectraReader::lineSize,
@@ -38,7 +38,7 @@ void KvsSpectraReader::fillLineSpectrum(std::istream& stream, std::int64_t newFr
 void KvsSpectraReader::fillProfileSpectrum(std::istream& stream, std::int64_t newFrameId,
                                            std::int64_t position) {
     frameId = newFrameId;
-    fill({.supported = hasProfile,
+    fill({.supported = stored.profiles,
           .unsupportedText = "No profile spectra supported in this analysis.",
           .read = &KvsSpectraReader::profileRead,
           .size = &KvsSpectraReader::profileSize,
@@ -99,11 +99,12 @@ void KvsSpectraReader::fill(const Part& part, std::istream& stream, std::int64_t
     loadedPosition = position;
 }
 
-LineSpectrumView KvsSpectraReader::viewLineSpectrum(std::int64_t peaks, bool withWidths) const {
+LineSpectrumView KvsSpectraReader::viewLineSpectrum(std::int64_t peaks, LineWidths widths) const {
     if (!loadedPosition || !lineRead) {
         LUMO_THROW(CorruptDataError("Invalid call to getLineSpectrum(), line spectrum not read"));
     }
-    if (withWidths && !hasLineWidth) {
+    const bool withWidths = widths == LineWidths::Read;
+    if (withWidths && !stored.lineWidths) {
         LUMO_THROW(CorruptDataError("Invalid call to getLineSpectrum(), peak width are not available"));
     }
     if (peaks < 0) {
@@ -124,7 +125,8 @@ LineSpectrumView KvsSpectraReader::viewLineSpectrum(std::int64_t peaks, bool wit
 
 void KvsSpectraReader::getLineSpectrum(std::int64_t peaks, std::vector<double>& positions,
                                        std::vector<float>& intensities, std::vector<float>* widths) const {
-    const LineSpectrumView view = viewLineSpectrum(peaks, widths != nullptr);
+    const LineSpectrumView view =
+        viewLineSpectrum(peaks, widths != nullptr ? LineWidths::Read : LineWidths::LeaveOut);
     const auto copy = [&view](auto& values, const std::byte* bytes) {
         values.resize(view.peaks);
         if (view.peaks != 0) {

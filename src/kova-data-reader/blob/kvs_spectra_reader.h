@@ -11,6 +11,16 @@
 
 namespace lumo::io::kova {
 
+// What the spectra of an analysis consist of, as its database says.
+struct SpectrumParts {
+    bool lines = false;
+    bool lineWidths = false;
+    bool profiles = false;
+};
+
+// Whether a caller wants the widths of peaks. Not all line spectra have them.
+enum class LineWidths { LeaveOut, Read };
+
 // The arrays of a line spectrum where they were decompressed: doubles, floats, floats, at any address.
 struct LineSpectrumView {
     std::size_t peaks = 0;
@@ -23,8 +33,7 @@ struct LineSpectrumView {
 // independently and kept until another position is asked for. Views are valid until the next fill.
 class KvsSpectraReader {
 public:
-    KvsSpectraReader(bool withLines, bool withLineWidths, bool withProfiles)
-        : hasLine(withLines), hasLineWidth(withLineWidths), hasProfile(withProfiles) {}
+    explicit KvsSpectraReader(const SpectrumParts& storedParts) : stored(storedParts) {}
 
     // Make the part of the spectrum at `position` the decompressed one; nothing is read when it already is. A
     // negative position is an empty spectrum. Raise CorruptFrameDataError, and hold nothing then.
@@ -34,7 +43,7 @@ public:
     // The line spectrum of `peaks` peaks, a number that is stored apart from it; a negative one means that it
     // is not. Raises CorruptDataError when there is no such part, CorruptFrameDataError when the number
     // contradicts it.
-    LineSpectrumView viewLineSpectrum(std::int64_t peaks, bool withWidths) const;
+    LineSpectrumView viewLineSpectrum(std::int64_t peaks, LineWidths widths) const;
     void getLineSpectrum(std::int64_t peaks, std::vector<double>& positions, std::vector<float>& intensities,
                          std::vector<float>* widths) const;
 
@@ -50,9 +59,7 @@ private:
     void readHeader(std::istream& stream, std::int64_t position);
     void fill(const Part& part, std::istream& stream, std::int64_t position);
 
-    bool hasLine;
-    bool hasLineWidth;
-    bool hasProfile;
+    SpectrumParts stored;
     ByteBuffer compressed{limits::kCompressedBufferSizeBytes};
     ByteBuffer line{limits::kDecompressedSpectrumBufferSizeBytes};
     ByteBuffer profile{limits::kDecompressedSpectrumBufferSizeBytes};

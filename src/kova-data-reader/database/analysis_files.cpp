@@ -19,7 +19,7 @@ void requireExisting(const fs::path& file) {
 
 }  // namespace
 
-AnalysisFiles locateAnalysisFiles(const fs::path& directory, bool isKvd) {
+AnalysisFiles locateAnalysisFiles(const fs::path& directory, AnalysisFormat format) {
     std::error_code error;
     const fs::file_status status = fs::status(directory, error);
     if (status.type() == fs::file_type::not_found || status.type() == fs::file_type::none) {
@@ -28,8 +28,10 @@ AnalysisFiles locateAnalysisFiles(const fs::path& directory, bool isKvd) {
     if (!fs::is_directory(status)) {
         LUMO_THROW(std::runtime_error("Specified path is not a directory."));
     }
-    AnalysisFiles files{directory / (isKvd ? "analysis.kvd" : "analysis.kvs"),
-                        directory / (isKvd ? "analysis.kvd_bin" : "analysis.kvs_bin")};
+    const AnalysisFiles files =
+        format == AnalysisFormat::Mobility
+            ? AnalysisFiles{directory / "analysis.kvd", directory / "analysis.kvd_bin"}
+            : AnalysisFiles{directory / "analysis.kvs", directory / "analysis.kvs_bin"};
     requireExisting(files.database);
     requireExisting(files.blob);
     return files;

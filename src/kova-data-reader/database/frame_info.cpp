@@ -15,8 +15,9 @@ namespace lumo::io::kova {
 
 namespace {
 
-CppSQLite3Statement prepareFrameInfoStatement(CppSQLite3DB& db, bool isKvd, std::int32_t schemaMajor) {
-    if (!isKvd) {
+CppSQLite3Statement prepareFrameInfoStatement(CppSQLite3DB& db, AnalysisFormat format,
+                                              std::int32_t schemaMajor) {
+    if (format == AnalysisFormat::Spectra) {
         return db.compileStatement("SELECT KovaId, NumPeaks FROM Frames WHERE Id = ?");
     }
     switch (schemaMajor) {
@@ -67,10 +68,10 @@ Number numberField(const CppSQLite3Query& row, int field, Number nullValue, std:
 
 }  // namespace
 
-FrameInfoTable::FrameInfoTable(CppSQLite3DB& db, bool withMobility, std::int32_t majorVersion)
-    : isKvd(withMobility),
+FrameInfoTable::FrameInfoTable(CppSQLite3DB& db, AnalysisFormat analysisFormat, std::int32_t majorVersion)
+    : format(analysisFormat),
       schemaMajor(majorVersion),
-      statement(prepareFrameInfoStatement(db, withMobility, majorVersion)) {}
+      statement(prepareFrameInfoStatement(db, analysisFormat, majorVersion)) {}
 
 const std::pair<const std::int64_t, FrameInfo>& FrameInfoTable::entryOf(std::int64_t frameId) {
     if (const auto found = cache.find(frameId); found != cache.end()) {
@@ -88,7 +89,7 @@ FrameInfo FrameInfoTable::readFrameInfo(std::int64_t frameId) {
         LUMO_THROW(CorruptFrameDataError(frameId, "Frame doesn't exist"));
     }
     FrameInfo info;
-    if (!isKvd) {
+    if (format == AnalysisFormat::Spectra) {
         info.blobOffset = numberField(row, 0, std::int64_t{0}, frameId, "KovaId");
         info.numPeaks = numberField(row, 1, std::int64_t{-1}, frameId, "NumPeaks");
     } else if (schemaMajor == 1) {

@@ -4,6 +4,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "kova-data-reader/database/analysis_format.h"
 #include "sqlite/cppsqlite3.h"
 
 namespace lumo::io::kova {
@@ -22,7 +23,7 @@ struct FrameInfo {
 class FrameInfoTable {
 public:
     // Raises std::runtime_error on a schema version that it cannot read.
-    FrameInfoTable(CppSQLite3DB& db, bool withMobility, std::int32_t majorVersion);
+    FrameInfoTable(CppSQLite3DB& db, AnalysisFormat analysisFormat, std::int32_t majorVersion);
 
     // Raises CorruptFrameDataError. The reference is valid as long as this object.
     const FrameInfo& getFrameInfo(std::int64_t frameId) {
@@ -36,7 +37,7 @@ private:
     const std::pair<const std::int64_t, FrameInfo>& entryOf(std::int64_t frameId);
     FrameInfo readFrameInfo(std::int64_t frameId);
 
-    bool isKvd;
+    AnalysisFormat format;
     std::int32_t schemaMajor;
     CppSQLite3Statement statement;
     std::unordered_map<std::int64_t, FrameInfo> cache;

@@ -59,11 +59,11 @@ void measureFrames(FrameEntries& frames, std::uintmax_t blobSize) {
 
 }  // namespace
 
-std::shared_ptr<const FrameEntries> FrameCatalog::all() { return current(false); }
+std::shared_ptr<const FrameEntries> FrameCatalog::all() { return read(Freshness::AsStoredNow); }
 
 FrameEntries FrameCatalog::listed(std::span<const std::int64_t> ids) {
-    for (const bool mayBeOld : {true, false}) {
-        const std::shared_ptr<const FrameEntries> known = current(mayBeOld);
+    for (const Freshness freshness : {Freshness::AsKnown, Freshness::AsStoredNow}) {
+        const std::shared_ptr<const FrameEntries> known = read(freshness);
         FrameEntries found;
         bool areAllThere = true;
         for (const std::int64_t id : ids) {
@@ -74,16 +74,16 @@ FrameEntries FrameCatalog::listed(std::span<const std::int64_t> ids) {
             areAllThere = areAllThere && isThere;
             found.push_back(isThere ? *place : FrameEntry{.id = id});
         }
-        if (areAllThere || !mayBeOld) {
+        if (areAllThere || freshness == Freshness::AsStoredNow) {
             return found;
         }
     }
     return {};
 }
 
-std::shared_ptr<const FrameEntries> FrameCatalog::current(bool mayBeOld) {
+std::shared_ptr<const FrameEntries> FrameCatalog::read(Freshness freshness) {
     const std::lock_guard lock(mutex);
-    if (frames && mayBeOld) {
+    if (frames && freshness == Freshness::AsKnown) {
         return frames;
     }
     if (!db) {
@@ -100,12 +100,12 @@ void FrameCatalog::update() {
     if (frames && now == version) {
         return;
     }
-    auto read = std::make_shared<FrameEntries>();
+    auto stored = std::make_shared<FrameEntries>();
     for (CppSQLite3Query row = db->execQuery(frameQuery(*db)); !row.eof(); row.nextRow()) {
-        read->push_back(readEntry(row));
+        stored->push_back(readEntry(row));
     }
-    measureFrames(*read, blobSize);
-    frames = std::move(read);
+    measureFrames(*stored, blobSize);
+    frames = std::move(stored);
     version = now;
 }
 

@@ -41,7 +41,9 @@ public:
     void abandon();
 
 private:
-    std::shared_ptr<const FrameEntries> current(bool mayBeOld);
+    enum class Freshness { AsKnown, AsStoredNow };
+
+    std::shared_ptr<const FrameEntries> read(Freshness freshness);
     void update();
 
     std::filesystem::path file;

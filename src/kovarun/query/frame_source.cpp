@@ -14,7 +14,7 @@ namespace {
 
 auto massCalibrationOf(const Reader& reader, std::int64_t frame) {
     const sys::WorkStopwatch stopwatch(&sys::WorkCounters::queries);
-    return reader.frames().getMzTrafo(frame, false);
+    return reader.frames().getMzTrafo(frame, io::kova::KvdReader::Compensation::On);
 }
 
 auto mobilityCalibrationOf(const Reader& reader, std::int64_t frame) {

@@ -82,9 +82,11 @@ bool MassAxis::isIncreasing() const {
 }
 
 // A first guess for all values at once, then the guesses whose neighbours disagree one by one.
-std::vector<std::uint32_t> MassAxis::bounds(std::span<const double> mz, bool above) const {
+std::vector<std::uint32_t> MassAxis::bounds(std::span<const double> mz, Bound kind) const {
     LUMO_ASSERT(monotonic);
-    const auto isBefore = [above](double mass, double value) { return above ? mass <= value : mass < value; };
+    const auto isBefore = [kind](double mass, double value) {
+        return kind == Bound::Upper ? mass <= value : mass < value;
+    };
     std::vector<double> places(mz.size());
     placesOf(mz, places);
     std::vector<std::uint32_t> found(mz.size());

@@ -43,9 +43,13 @@ public:
              std::vector<std::uint32_t>& cells) const;
 
     // Of each value the first index whose m/z is at least the value; `bins` if there is none. Only where isMonotonic().
-    std::vector<std::uint32_t> lowerBounds(std::span<const double> mz) const { return bounds(mz, false); }
+    std::vector<std::uint32_t> lowerBounds(std::span<const double> mz) const {
+        return bounds(mz, Bound::Lower);
+    }
     // Of each value the first index whose m/z is above it.
-    std::vector<std::uint32_t> upperBounds(std::span<const double> mz) const { return bounds(mz, true); }
+    std::vector<std::uint32_t> upperBounds(std::span<const double> mz) const {
+        return bounds(mz, Bound::Upper);
+    }
 
     // The indices whose m/z lies in a range, in ranges that ascend and do not touch. None is empty.
     std::vector<IndexRange> indicesOf(const Range& mz) const;
@@ -54,7 +58,9 @@ public:
     std::span<const double> allMasses() const;
 
 private:
-    std::vector<std::uint32_t> bounds(std::span<const double> mz, bool above) const;
+    enum class Bound { Lower, Upper };  // the first index at the value, or above it
+
+    std::vector<std::uint32_t> bounds(std::span<const double> mz, Bound kind) const;
     bool isIncreasing() const;
 
     io::kova::AnalysisReader::MzTrafoPtr trafo;

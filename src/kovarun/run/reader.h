@@ -4,13 +4,14 @@
 #include <memory>
 #include <optional>
 
+#include "kova-data-reader/database/analysis_format.h"
 #include "kova-data-reader/kvd_reader.h"
 #include "kova-data-reader/kvs_reader.h"
 #include "kovarun/run/run_options.h"
 
 namespace lumo::run {
 
-enum class AnalysisFormat { Mobility, Spectra };
+using io::kova::AnalysisFormat;
 
 // The format of the analysis in a directory: that without mobility only if its database is there and the other is not.
 AnalysisFormat formatOf(const std::filesystem::path& directory);

@@ -41,8 +41,8 @@ void copyTo(std::vector<T>& values, const std::byte* bytes, std::size_t count) {
 
 class LineReader final : public GroupReader {
 public:
-    LineReader(const FrameWork& shared, bool widthsThere)
-        : work(shared), hasWidths(widthsThere), reader(shared.run->borrow()) {}
+    LineReader(const FrameWork& shared, io::kova::LineWidths lineWidths)
+        : work(shared), widths(lineWidths), reader(shared.run->borrow()) {}
 
     arrow::RecordBatch read(const FrameGroup& group, std::vector<DamagedFrame>& damaged) override {
         Columns columns;
@@ -66,14 +66,14 @@ private:
     };
 
     void append(Columns& columns, std::int64_t id) {
-        const io::kova::LineSpectrumView view = reader->spectra().viewLineSpectrum(id, hasWidths);
+        const io::kova::LineSpectrumView view = reader->spectra().viewLineSpectrum(id, widths);
         requireRoom(columns.positions.hasRoom(view.peaks));
         copyTo(positions, view.positions, view.peaks);
         columns.ids.append(id);
         columns.positions.append(positions.data(), view.peaks);
         copyTo(values, view.intensities, view.peaks);
         columns.intensities.append(values.data(), view.peaks);
-        if (hasWidths) {
+        if (widths == io::kova::LineWidths::Read) {
             copyTo(values, view.widths, view.peaks);
             columns.widths.append(values.data(), view.peaks);
         } else {
@@ -89,7 +89,7 @@ private:
     // Positions become m/z; false where there is no calibration that converts them.
     bool convertPositions(std::int64_t id) {
         try {
-            const auto calibration = reader->spectra().getMzTrafo(id, true);
+            const auto calibration = reader->spectra().getMzTrafo(id, io::kova::KvsReader::Compensation::Off);
             if (calibration != nullptr) {
                 calibration->DIndexToMass(std::span<const double>(positions), std::span<double>(positions));
             }
@@ -100,7 +100,7 @@ private:
     }
 
     const FrameWork& work;
-    const bool hasWidths;
+    const io::kova::LineWidths widths;
     Run::Lease reader;
     std::vector<double> positions;
     std::vector<float> values;
@@ -163,11 +163,14 @@ std::unique_ptr<arrow::BatchSource> makeSpectrumStream(std::shared_ptr<Run> run,
     auto work = std::make_shared<const FrameWork>(
         FrameWork{std::move(run), std::move(query), control, std::move(groups)});
     const auto makeReader = [work = work.get(), kind,
-                             hasWidths = facts.has_line_widths != 0]() -> std::unique_ptr<GroupReader> {
+                             widths =
+                                 facts.has_line_widths != 0
+                                     ? io::kova::LineWidths::Read
+                                     : io::kova::LineWidths::LeaveOut]() -> std::unique_ptr<GroupReader> {
         if (kind == SpectrumKind::Profile) {
             return std::make_unique<ProfileReader>(*work);
         }
-        return std::make_unique<LineReader>(*work, hasWidths);
+        return std::make_unique<LineReader>(*work, widths);
     };
     return makeGroupStream(work, {schemaOf(kind), makeReader, [](const FrameGroup& group) {
                                       return group.expectedPeaks * kBytesPerPeak;

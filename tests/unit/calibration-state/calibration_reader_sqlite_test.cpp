@@ -15,6 +15,8 @@ namespace {
 
 using analysis_writer::CalibrationStore;
 using fixtures::failureOf;
+using lumo::calibration::Polarity;
+using Compensation = lumo::calibration::TemperatureCompensation;
 using lumo::io::calibration::CalibrationReaderSqlite;
 using lumo::io::calibration::CalibrationStateSelector;
 using lumo::io::calibration::getCalibrationFile;
@@ -55,8 +57,9 @@ protected:
     }
 
     CalibrationReaderSqlite open() {
-        return *CalibrationReaderSqlite::getCalibrationReaderSqlite(
-            getCalibrationFile(directory.path()), CalibrationStateSelector::useByUUID("k"), true);
+        return *CalibrationReaderSqlite::getCalibrationReaderSqlite(getCalibrationFile(directory.path()),
+                                                                    CalibrationStateSelector::useByUUID("k"),
+                                                                    lumo::io::kova::AnalysisFormat::Mobility);
     }
 
     KvdReader read(const CalibrationStateSelector& selector) { return KvdReader(directory.path(), selector); }
@@ -70,11 +73,15 @@ TEST_F(Store, ReferencesServeEachPolarityOfTheAnalysis) {
     const KvdReader recalibrated = read(CalibrationStateSelector::useLast());
     EXPECT_TRUE(recalibrated.usingStateFromCalibrationFile());
     EXPECT_EQ(recalibrated.getCalibrationStateId(), "k");
-    EXPECT_EQ(massOf(recalibrated.getMzTrafo(1, false)), massOf(recalibrated.getReferenceMzTrafo(false)));
-    EXPECT_EQ(massOf(recalibrated.getMzTrafo(2, false)), massOf(recalibrated.getReferenceMzTrafo(true)));
-    EXPECT_NE(massOf(recalibrated.getMzTrafo(1, false)), massOf(recalibrated.getMzTrafo(2, false)));
-    EXPECT_EQ(massOf(recalibrated.getRawMzTrafo(1, false)), massOf(own.getMzTrafo(1, false)));
-    EXPECT_EQ(failureOf([&] { recalibrated.getMzTrafo(99, false); }), "Frame 99 does not exist.");
+    EXPECT_EQ(massOf(recalibrated.getMzTrafo(1, Compensation::On)),
+              massOf(recalibrated.getReferenceMzTrafo(Polarity::Positive)));
+    EXPECT_EQ(massOf(recalibrated.getMzTrafo(2, Compensation::On)),
+              massOf(recalibrated.getReferenceMzTrafo(Polarity::Negative)));
+    EXPECT_NE(massOf(recalibrated.getMzTrafo(1, Compensation::On)),
+              massOf(recalibrated.getMzTrafo(2, Compensation::On)));
+    EXPECT_EQ(massOf(recalibrated.getRawMzTrafo(1, Compensation::On)),
+              massOf(own.getMzTrafo(1, Compensation::On)));
+    EXPECT_EQ(failureOf([&] { recalibrated.getMzTrafo(99, Compensation::On); }), "Frame 99 does not exist.");
     EXPECT_NE(recalibrated.getMobTrafo(1), nullptr);
     EXPECT_EQ(recalibrated.getMobTrafo(99), nullptr);
 }
@@ -85,13 +92,15 @@ TEST_F(Store, TemperaturesAreCompensatedUnlessRaw) {
         store.addRefMzCalibration({.id = 2});
     });
     const CalibrationReaderSqlite store = open();
-    const double reference = massOf(store.getReferenceMzTrafo(false));
-    EXPECT_EQ(massOf(store.getMzTrafo(1, false, 30.0, 25.0, true)), reference);
-    EXPECT_EQ(massOf(store.getMzTrafo(1, false, 20.0, 25.0, false)), reference);
-    const double warmer = massOf(store.getMzTrafo(1, false, 30.0, 25.0, false));
+    const double reference = massOf(store.getReferenceMzTrafo(Polarity::Positive));
+    EXPECT_EQ(massOf(store.getMzTrafo(1, Polarity::Positive, 30.0, 25.0, Compensation::Off)), reference);
+    EXPECT_EQ(massOf(store.getMzTrafo(1, Polarity::Positive, 20.0, 25.0, Compensation::On)), reference);
+    const double warmer = massOf(store.getMzTrafo(1, Polarity::Positive, 30.0, 25.0, Compensation::On));
     EXPECT_NEAR(warmer / reference - 1.0, 100e-6, 5e-6);  // masses go with C1, here up by 10 ppm/K * 10 K
-    EXPECT_EQ(massOf(store.getReferenceMzTrafo(false)), reference) << "the reference must stay as it is";
-    EXPECT_EQ(massOf(store.getMzTrafo(1, true, 30.0, 25.0, false)), massOf(store.getReferenceMzTrafo(true)));
+    EXPECT_EQ(massOf(store.getReferenceMzTrafo(Polarity::Positive)), reference)
+        << "the reference must stay as it is";
+    EXPECT_EQ(massOf(store.getMzTrafo(1, Polarity::Negative, 30.0, 25.0, Compensation::On)),
+              massOf(store.getReferenceMzTrafo(Polarity::Negative)));
 }
 
 TEST_F(Store, FramesWithCalibratorsOfTheirOwn) {
@@ -111,8 +120,9 @@ TEST_F(Store, FramesWithCalibratorsOfTheirOwn) {
     const CalibrationReaderSqlite store = open();
     EXPECT_NE(store.getMobTrafo(1), nullptr) << "tables are found in any case of letters";
     EXPECT_TRUE(store.hasFrameMzTrafos());
-    EXPECT_EQ(massOf(store.getMzTrafo(1)), massOf(store.getMzTrafo(1, false, 1.0, 2.0, false)));
-    EXPECT_NE(massOf(store.getMzTrafo(1)), massOf(store.getReferenceMzTrafo(false)));
+    EXPECT_EQ(massOf(store.getMzTrafo(1)),
+              massOf(store.getMzTrafo(1, Polarity::Positive, 1.0, 2.0, Compensation::On)));
+    EXPECT_NE(massOf(store.getMzTrafo(1)), massOf(store.getReferenceMzTrafo(Polarity::Positive)));
     EXPECT_EQ(failureOf([&] { store.getMzTrafo(2); }), "No m/z trafo for id [2] available");
     EXPECT_EQ(failureOf([&] { store.getMzTrafo(3); }), "No m/z trafo for id [3] available");
 }
@@ -142,9 +152,9 @@ TEST_F(Store, ModelsThatCannotBeUsedAreNamed) {
             },
             true, false);
         const CalibrationReaderSqlite store = open();
-        EXPECT_EQ(failureOf([&] { store.getReferenceMzTrafo(false); }), c.reference);
+        EXPECT_EQ(failureOf([&] { store.getReferenceMzTrafo(Polarity::Positive); }), c.reference);
         EXPECT_EQ(failureOf([&] { store.getMzTrafo(1); }), c.frame);
-        EXPECT_EQ(failureOf([&] { store.getReferenceMzTrafo(true); }),
+        EXPECT_EQ(failureOf([&] { store.getReferenceMzTrafo(Polarity::Negative); }),
                   "Calibration state k has no reference m/z calibration 2 for negative polarity.");
     }
 }
@@ -212,9 +222,9 @@ TEST_F(Store, InformationAndDiagnostics) {
             "'), (1, 1, 0, NULL, NULL)");
     });
     const CalibrationReaderSqlite store = open();
-    EXPECT_EQ(store.getCalibrationInfoString(false, "it's"), "fine");
-    EXPECT_EQ(store.getCalibrationInfoString(true, "it's"), std::nullopt);
-    EXPECT_EQ(store.getCalibrationInfoBlob(false, "it's")->size(), 4U);
+    EXPECT_EQ(store.getCalibrationInfoString(Polarity::Positive, "it's"), "fine");
+    EXPECT_EQ(store.getCalibrationInfoString(Polarity::Negative, "it's"), std::nullopt);
+    EXPECT_EQ(store.getCalibrationInfoBlob(Polarity::Positive, "it's")->size(), 4U);
     const auto records = store.getLockMassCalibrationDiagnostics();
     ASSERT_EQ(records.size(), 3U);
     EXPECT_EQ(records[0].massDeviationInDa, (std::vector<double>{1e-3, -2e-3}));

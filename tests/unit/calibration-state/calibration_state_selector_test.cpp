@@ -11,6 +11,8 @@
 
 namespace {
 
+using Format = lumo::io::kova::AnalysisFormat;
+
 using namespace lumo::io::calibration;
 using analysis_writer::CalibrationStore;
 using S = CalibrationStateSelector;
@@ -74,7 +76,8 @@ TEST(CalibrationStateSelector, ChoosesStates) {
         S selector = c.selector;
         const auto has = [&c](char feature) { return std::strchr(c.analysis, feature) != nullptr; };
         if (*c.analysis != '\0') {
-            selector.setAnalysisInfo(c.frames, has('+'), has('-'), has('m'));
+            selector.setAnalysisInfo(
+                {c.frames, has('+'), has('-'), has('m') ? Format::Mobility : Format::Spectra});
         }
         std::string chosen;
         const std::string failure = fixtures::failureOf([&] { chosen = selector.getUUID(db); });

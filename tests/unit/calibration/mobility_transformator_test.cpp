@@ -13,6 +13,7 @@
 namespace {
 
 using fixtures::failureOf;
+using lumo::calibration::Polarity;
 using namespace lumo::calibration::kova;
 
 constexpr double kC0 = 0.01737;
@@ -63,12 +64,14 @@ TEST(RampTransformator, CoefficientChecksInOrder) {
         {{1e80, 1, 10, 100}, "slopes must be non-zero and have same sign."},
     };
     for (const auto& [coefficients, text] : cases) {
-        EXPECT_EQ(failureOf([&given = coefficients] { makeLvrTransformatorDummyRamp(given, false); }), text);
+        EXPECT_EQ(
+            failureOf([&given = coefficients] { makeLvrTransformatorDummyRamp(given, Polarity::Positive); }),
+            text);
     }
 }
 
 TEST(RampTransformator, RefusedCoefficientsLeaveTheOldOnesUnlessTheContinuationRefuses) {
-    const auto trafo = makeLvrTransformatorDummyRamp({0, 1, 100, 200}, false);
+    const auto trafo = makeLvrTransformatorDummyRamp({0, 1, 100, 200}, Polarity::Positive);
     EXPECT_THROW(trafo->setCoefficients({0, 1, 200, 100}), std::invalid_argument);
     EXPECT_EQ(trafo->getCoefficients(), (std::vector<double>{0, 1, 100, 200}));
     EXPECT_THROW(trafo->setCoefficients({1e80, 1, 10, 100}), std::invalid_argument);
@@ -93,8 +96,8 @@ TEST(RampTransformator, RationalInsideAndStraightOutsideTheInterval) {
 }
 
 TEST(RampTransformator, NegativeModeMirrorsTheVoltageAndArraysGiveTheSingleValues) {
-    const auto positive = makeLvrTransformatorDummyRamp({kC0, kC1, 60.0, 200.0}, false);
-    const auto negative = makeLvrTransformatorDummyRamp({kC0, kC1, 60.0, 200.0}, true);
+    const auto positive = makeLvrTransformatorDummyRamp({kC0, kC1, 60.0, 200.0}, Polarity::Positive);
+    const auto negative = makeLvrTransformatorDummyRamp({kC0, kC1, 60.0, 200.0}, Polarity::Negative);
     std::vector<double> range;
     positive->scanNumberToOneOverK0(range, -5, 205);
     ASSERT_EQ(range.size(), 210U);

@@ -131,10 +131,10 @@ TEST_F(BlockReader, RangeOfScansIsOneReadAndReplacesTheOneBefore) {
 
 TEST_F(BlockReader, LinesThenProfileReadTheHeaderOnceAndFailuresLeaveNothingLoaded) {
     put(textOf(analysis_writer::spectrumBlock({{{1.0, 2.0}, {3.0F, 4.0F}, {5.0F, 6.0F}}, {7, 8, 9}})));
-    lumo::io::kova::KvsSpectraReader reader(true, true, true);
+    lumo::io::kova::KvsSpectraReader reader({true, true, true});
     const auto lines = [&] { reader.fillLineSpectrum(stream, 1, 16); };
     const auto profile = [&] { reader.fillProfileSpectrum(stream, 1, 16); };
-    const auto view = [&] { reader.viewLineSpectrum(2, false); };
+    const auto view = [&] { reader.viewLineSpectrum(2, lumo::io::kova::LineWidths::LeaveOut); };
     const std::string noLines = "Invalid call to getLineSpectrum(), line spectrum not read";
     EXPECT_EQ(failureAt(0, 1, lines), inFrame + "Can't seek to binary header." + flags);
     EXPECT_EQ(failureOf(view), noLines);
@@ -157,7 +157,7 @@ TEST_F(BlockReader, LinesThenProfileReadTheHeaderOnceAndFailuresLeaveNothingLoad
     EXPECT_EQ(reader.numberOfProfilePoints(), 3U);
     EXPECT_EQ(failureAt(0, 1, lines), inFrame + "Can't seek to profile block start." + flags);
     lines();
-    EXPECT_EQ(reader.viewLineSpectrum(2, false).peaks, 2U);
+    EXPECT_EQ(reader.viewLineSpectrum(2, lumo::io::kova::LineWidths::LeaveOut).peaks, 2U);
 }
 
 }  // namespace

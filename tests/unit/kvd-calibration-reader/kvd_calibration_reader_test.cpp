@@ -11,15 +11,19 @@ namespace {
 
 using fixtures::AnalysisBuilder;
 using fixtures::failureOf;
+using lumo::calibration::Polarity;
+using Compensation = lumo::calibration::TemperatureCompensation;
+using lumo::io::kova::AnalysisFormat;
 using lumo::io::kova_calibration::KvdCalibrationReaderImpl;
 
 class CalibrationReader : public testing::Test {
 protected:
     // Of an analysis in a directory of its own.
-    KvdCalibrationReaderImpl open(const AnalysisBuilder& builder, bool hasMobility = true) {
+    KvdCalibrationReaderImpl open(const AnalysisBuilder& builder,
+                                  AnalysisFormat format = AnalysisFormat::Mobility) {
         auto db = std::make_shared<CppSQLite3DB>();
         db->open(builder.write(directory / std::to_string(++analyses)) / "analysis.kvd");
-        return {db, hasMobility};
+        return {db, format};
     }
 
     fixtures::TempDirectory directory;
@@ -32,14 +36,16 @@ TEST_F(CalibrationReader, CompensationFollowsTheFramesTemperatures) {
     builder.frame({}, {.t1 = std::nullopt, .t2 = 25.0}).frame({}, {.t1 = 30.0, .mzCalibration = 2});
     builder.mzCalibration({.dC1 = 2.0}).mzCalibration({.id = 2});
     const KvdCalibrationReaderImpl reader = open(builder);
-    const auto mass = [&](std::int64_t frame, bool compensate) {
-        return reader.getMzTrafo(frame, compensate)->DIndexToMass(100'000.0);
+    const auto mass = [&](std::int64_t frame, Compensation compensation) {
+        return reader.getMzTrafo(frame, compensation)->DIndexToMass(100'000.0);
     };
-    const double plain = mass(1, false);
-    EXPECT_EQ(mass(2, true), plain) << "at the reference temperatures";
-    EXPECT_NEAR((mass(1, true) / plain - 1.0) * 1e6, 2.0 * 5.0, 0.5);
-    EXPECT_NEAR((mass(3, true) / plain - 1.0) * 1e6, 2.0 * -25.0, 2.0) << "a missing temperature reads as 0";
-    EXPECT_EQ(mass(4, true), mass(4, false)) << "coefficients of 0 change nothing, not even a bit";
+    const double plain = mass(1, Compensation::Off);
+    EXPECT_EQ(mass(2, Compensation::On), plain) << "at the reference temperatures";
+    EXPECT_NEAR((mass(1, Compensation::On) / plain - 1.0) * 1e6, 2.0 * 5.0, 0.5);
+    EXPECT_NEAR((mass(3, Compensation::On) / plain - 1.0) * 1e6, 2.0 * -25.0, 2.0)
+        << "a missing temperature reads as 0";
+    EXPECT_EQ(mass(4, Compensation::On), mass(4, Compensation::Off))
+        << "coefficients of 0 change nothing, not even a bit";
 }
 
 TEST_F(CalibrationReader, ReferenceNeedsExactlyOneCalibrationPerPolarity) {
@@ -47,15 +53,16 @@ TEST_F(CalibrationReader, ReferenceNeedsExactlyOneCalibrationPerPolarity) {
     builder.frame({}).frame({}).frame({}, {.polarity = "-"}).frame({}, {.polarity = "-", .mzCalibration = 2});
     builder.mzCalibration({}).mzCalibration({.id = 2});
     const KvdCalibrationReaderImpl reader = open(builder);
-    EXPECT_TRUE(reader.getReferenceMzTrafo(false)->Equals(reader.getMzTrafo(1, false)));
-    EXPECT_EQ(reader.getMzTrafo(1, false)->GetMeasurementModeInfo()->GetPolarity(), 0);
-    EXPECT_NE(reader.getMzTrafo(3, false)->GetMeasurementModeInfo()->GetPolarity(), 0);
+    EXPECT_TRUE(
+        reader.getReferenceMzTrafo(Polarity::Positive)->Equals(reader.getMzTrafo(1, Compensation::Off)));
+    EXPECT_EQ(reader.getMzTrafo(1, Compensation::Off)->GetMeasurementModeInfo()->GetPolarity(), 0);
+    EXPECT_NE(reader.getMzTrafo(3, Compensation::Off)->GetMeasurementModeInfo()->GetPolarity(), 0);
     EXPECT_EQ(
-        failureOf([&] { reader.getReferenceMzTrafo(true); }),
+        failureOf([&] { reader.getReferenceMzTrafo(Polarity::Negative); }),
         "Multiple m/z calibrations available for specified polarity, no reference calibrator available.");
     const KvdCalibrationReaderImpl empty = open(AnalysisBuilder().frame({}, {.mzCalibration = std::nullopt}));
-    for (const bool negative : {false, true}) {
-        EXPECT_EQ(failureOf([&] { empty.getReferenceMzTrafo(negative); }),
+    for (const auto polarity : {Polarity::Positive, Polarity::Negative}) {
+        EXPECT_EQ(failureOf([&] { empty.getReferenceMzTrafo(polarity); }),
                   "No m/z calibration available for specified polarity.");
     }
 }
@@ -63,7 +70,8 @@ TEST_F(CalibrationReader, ReferenceNeedsExactlyOneCalibrationPerPolarity) {
 TEST_F(CalibrationReader, UnknownModelsAndMissingMobility) {
     AnalysisBuilder builder;
     builder.frame({}).mzCalibration({.modelType = 3}).kovaCalibration({.modelType = 3});
-    EXPECT_EQ(failureOf([&] { open(builder).getMzTrafo(1, true); }), "Unknown m/z calibration model 3");
+    EXPECT_EQ(failureOf([&] { open(builder).getMzTrafo(1, Compensation::On); }),
+              "Unknown m/z calibration model 3");
     EXPECT_EQ(failureOf([&] { open(builder).getMobTrafo(1); }), "Unknown KOVA calibration model 3");
     const AnalysisBuilder twice = AnalysisBuilder(builder).sql(
         "ALTER TABLE Frames RENAME TO F; CREATE VIEW Frames AS SELECT * FROM F UNION ALL SELECT * FROM F");
@@ -72,7 +80,7 @@ TEST_F(CalibrationReader, UnknownModelsAndMissingMobility) {
                   "Query resulted in more than one result: SELECT KovaCalibration FROM Frames WHERE Id=1");
     }
     const AnalysisBuilder other = AnalysisBuilder().frame({}).withoutTable("KovaCalibration");
-    EXPECT_EQ(failureOf([&] { open(other, false).getMobTrafo(1); }),
+    EXPECT_EQ(failureOf([&] { open(other, AnalysisFormat::Spectra).getMobTrafo(1); }),
               "Mobility calibration is not supported.");
     EXPECT_EQ(failureOf([&] { open(other); }), "Too few columns in table KovaCalibration");
 }
@@ -81,12 +89,12 @@ TEST_F(CalibrationReader, InformationIsLookedUpByPolarityAndAnyName) {
     AnalysisBuilder builder;
     builder.calibrationInfo("+", "it's", "plus").calibrationInfo("-", "it's", "minus");
     const KvdCalibrationReaderImpl reader = open(builder);
-    EXPECT_EQ(reader.getCalibrationInfoString(false, "it's"), "plus");
-    EXPECT_EQ(reader.getCalibrationInfoString(true, "it's"), "minus");
-    EXPECT_EQ(reader.getCalibrationInfoBlob(true, "it's")->size(), 5U);
-    EXPECT_EQ(reader.getCalibrationInfoString(false, "' OR '1'='1"), std::nullopt);
+    EXPECT_EQ(reader.getCalibrationInfoString(Polarity::Positive, "it's"), "plus");
+    EXPECT_EQ(reader.getCalibrationInfoString(Polarity::Negative, "it's"), "minus");
+    EXPECT_EQ(reader.getCalibrationInfoBlob(Polarity::Negative, "it's")->size(), 5U);
+    EXPECT_EQ(reader.getCalibrationInfoString(Polarity::Positive, "' OR '1'='1"), std::nullopt);
     const KvdCalibrationReaderImpl without = open(AnalysisBuilder().withoutTable("CalibrationInfo"));
-    EXPECT_EQ(failureOf([&] { without.getCalibrationInfoString(true, "a"); }),
+    EXPECT_EQ(failureOf([&] { without.getCalibrationInfoString(Polarity::Negative, "a"); }),
               "SQLite error retrieving calibration info a / -: no such table: CalibrationInfo");
 }
 

@@ -87,7 +87,7 @@ TEST_F(ZorelReader, LineSpectraHoldAreasAndTheWidthsFollowTheSlope) {
     profile[5002] = 24;
     profile[7000] = 6;
     profile[7001] = 8;
-    const auto trafo = analysis.getMzTrafo(2, false);
+    const auto trafo = analysis.getMzTrafo(2, KvdReader::Compensation::On);
     using lumo::io::algorithms::PeakAreas;
     for (const auto& [slope, request] :
          {std::pair{15000.0, PeakAreas::Compute}, {6000.0, PeakAreas::LeaveOut}}) {
