@@ -97,7 +97,7 @@ void addBlocks(Seeds& seeds) {
 
 void addNumbers(Seeds& seeds) {
     for (std::uint64_t seed = 1; seed <= 20; ++seed) {
-        for (const char* const target : {"calibration_rows", "peak_finder", "zorel_tables"}) {
+        for (const char* const target : {"calibration_rows", "peak_finder", "run_queries", "zorel_tables"}) {
             seeds.add(target, noise(seed, 40 * seed));
         }
     }

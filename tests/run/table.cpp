@@ -31,6 +31,8 @@ double numberAt(const char* format, const ArrowArray& array, std::int64_t place)
             return valueAt<float>(array, place);
         case 'g':
             return valueAt<double>(array, place);
+        case 'b':
+            return static_cast<const std::uint8_t*>(array.buffers[1])[place / 8] >> place % 8 & 1;
         default:
             throw std::logic_error(std::string("format ") + format);
     }
@@ -41,6 +43,12 @@ std::vector<double> cellAt(const ArrowSchema& schema, const ArrowArray& array, s
     const auto* const valid = static_cast<const std::uint8_t*>(array.buffers[0]);
     if (valid != nullptr && (valid[place / 8] >> place % 8 & 1) == 0) {
         return {};
+    }
+    if (schema.format[0] == 'u') {
+        const auto* const ends = static_cast<const std::int32_t*>(array.buffers[1]) + place;
+        const auto* const bytes = static_cast<const std::uint8_t*>(array.buffers[2]);
+        return ends[0] == ends[1] ? std::vector<double>{-1}
+                                  : std::vector<double>(bytes + ends[0], bytes + ends[1]);
     }
     if (schema.format[0] != '+') {
         return {numberAt(schema.format, array, place)};
@@ -79,8 +87,16 @@ std::string lastError() {
 }
 
 OpenRun::OpenRun(const fixtures::AnalysisBuilder& builder, kvr_options options) : run(nullptr) {
+    open(builder.write(directory.path()), options);
+}
+
+OpenRun::OpenRun(const std::filesystem::path& analysis, kvr_options options) : run(nullptr) {
+    open(analysis, options);
+}
+
+void OpenRun::open(const std::filesystem::path& analysis, kvr_options options) {
     options.size = sizeof options;
-    run = kvr_open(builder.write(directory.path()).c_str(), &options);
+    run = kvr_open(analysis.c_str(), &options);
     require(run != nullptr, lastError());
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -16,10 +17,11 @@ namespace run {
 
 std::string lastError();
 
-// An open run in a directory that goes with it.
+// An open run, of a builder in a directory that goes with it.
 class OpenRun {
 public:
     explicit OpenRun(const fixtures::AnalysisBuilder& builder, kvr_options options = {});
+    explicit OpenRun(const std::filesystem::path& analysis, kvr_options options = {});
     OpenRun(const OpenRun&) = delete;
     OpenRun& operator=(const OpenRun&) = delete;
     ~OpenRun() { kvr_close(run); }
@@ -28,6 +30,9 @@ public:
 
     fixtures::TempDirectory directory;
     kvr_run* run;
+
+private:
+    void open(const std::filesystem::path& analysis, kvr_options options);
 };
 
 // A stream that is released in the end.
@@ -46,7 +51,8 @@ struct Stream : ArrowArrayStream {
     int next(std::int64_t& rows);
 };
 
-// All that a stream gives: a list of values per row and column, one for columns of numbers, none for null.
+// All that a stream gives: a list of values per row and column, one for columns of numbers, none for null, the bytes of a
+// text or -1 for an empty one.
 using Table = std::map<std::string, std::vector<std::vector<double>>>;
 
 // Makes a stream and reads it. Requires that batches have at most `batchSize` rows.
