@@ -1,5 +1,6 @@
 """The Python programs of the documentation run as they stand."""
 
+import operator
 import pathlib
 import re
 import subprocess
@@ -8,6 +9,7 @@ import textwrap
 
 import pytest
 
+import kova_testing  # of the command line tool's tests
 import kovadata
 import kovadata.plot
 
@@ -43,3 +45,21 @@ def test_the_reference_has_every_name():
     listed = set(re.findall(r"^\.\. auto\w+:: (?:kovadata\.)?(\S+)$", (PROJECT / "docs" / "api" / "python.md").read_text(), re.M))
     names = {*kovadata.__all__, *(f"plot.{name}" for name in kovadata.plot.__all__)} - {"__version__"}
     assert listed == names
+
+
+def is_there(name, headers):
+    """Whether a verb with options, a name of Python, or one of a header exists."""
+    if name.startswith("kova "):
+        verb, *words = name.split()[1:]
+        done = subprocess.run([kova_testing.KOVA, verb, "--help"], text=True, capture_output=True)
+        return done.returncode == 0 and all(word in done.stdout for word in words)
+    if re.fullmatch(r"(kova|kvs|kvr)_\w+", name):
+        return re.search(rf"\b{name}\b", headers)
+    return not re.fullmatch(r"\w+\.\w+", name) or operator.attrgetter(name.removeprefix("kovadata."))(kovadata)
+
+
+def test_what_the_page_of_questions_names_is_there():
+    headers = "".join(path.read_text() for path in (PROJECT / "include" / "kovadata").glob("*.h"))
+    names = re.findall(r"^\|.*", (PROJECT / "docs" / "which.md").read_text(), re.M)
+    names = [name for name in re.findall(r"`([^`]+)`", "".join(names)) if not is_there(name, headers)]
+    assert not names
