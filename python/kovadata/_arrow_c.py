@@ -1,8 +1,8 @@
 """Takes Arrow C streams of the library apart into numpy arrays, without pyarrow and without copying.
 
 An array is a view of a buffer of the library. It holds its record batch, which is released with the last such array, and
-may outlive the stream and the run. Fields of the C structures are unpacked from their bytes, which is several times quicker than
-reading them one by one through ctypes: batches may be as small as a frame of a few peaks.
+may outlive the stream and the run. Structures and buffers are read by their addresses from one buffer that is the memory of
+the process: batches may be as small as a frame of a few peaks, for which an object of ctypes per structure takes too long.
 """
 
 from __future__ import annotations
@@ -49,7 +49,7 @@ class Field(NamedTuple):
     @property
     def dtype(self) -> np.dtype:
         """Type of the elements of a column of numbers."""
-        return np.dtype(_NUMBER_TYPES[self.format])
+        return _NUMBER_TYPES[self.format]
 
 
 class Numbers(NamedTuple):
@@ -82,11 +82,14 @@ class Lists:
 Column = Union[Numbers, Texts, Lists]
 Batch = Dict[str, Any]
 
-_NUMBER_TYPES = {"c": "|i1", "C": "|u1", "s": "<i2", "S": "<u2", "i": "<i4", "I": "<u4", "l": "<i8", "L": "<u8",
-                 "f": "<f4", "g": "<f8"}
+_NUMBER_TYPES = {letter: np.dtype(kind) for letter, kind in (
+    ("c", "i1"), ("C", "u1"), ("s", "i2"), ("S", "u2"), ("i", "i4"), ("I", "u4"), ("l", "i8"), ("L", "u8"), ("f", "f4"),
+    ("g", "f8"))}
+_BYTE, _OFFSET = np.dtype("u1"), np.dtype("i4")
 # What stands in an array of integers where nothing is known; in one of floating-point numbers it is NaN.
 UNKNOWN = -1
-_TEN_WORDS = struct.Struct("=10q")
+# length, null_count, offset, n_buffers, n_children, buffers and children of an ArrowArray; as many pointers.
+_ARRAY, _POINTERS = struct.Struct("=7q"), [struct.Struct(f"={count}q") for count in range(4)]
 
 
 def filled(column: Numbers) -> np.ndarray:
@@ -97,116 +100,72 @@ def filled(column: Numbers) -> np.ndarray:
     return values
 
 
-class _RecordBatch:
-    """Owns a record batch."""
+class _RecordBatch(ctypes.Array):
+    """Owns a record batch. As a buffer it is the whole memory of the process, so that any array in it keeps the batch."""
 
-    def __init__(self) -> None:
-        self.structure = ArrowArray()
-        self.address = ctypes.addressof(self.structure)
+    _type_, _length_ = ctypes.c_ubyte, 1 << 62
+    structure: ArrowArray
+
+    @classmethod
+    def empty(cls) -> _RecordBatch:
+        batch = cls.from_address(0)
+        batch.structure = ArrowArray()
+        return batch
+
+    @property
+    def address(self) -> int:
+        return ctypes.addressof(self.structure)
 
     def __del__(self) -> None:
         if self.structure.release:
             self.structure.release(self.address)
 
 
-class _Memory:
-    """A part of a record batch, as numpy takes it. Arrays that are made of it keep the batch."""
-
-    __slots__ = ("__array_interface__", "batch")
-
-    def __init__(self, batch: _RecordBatch, address: int, shape: Tuple[int, ...], dtype: str) -> None:
-        self.batch = batch
-        self.__array_interface__ = {"data": (address, False), "shape": shape, "typestr": dtype, "version": 3}
+def _view(batch: Any, address: int, first: int, count: int, dtype: np.dtype) -> np.ndarray:
+    return np.frombuffer(batch, dtype, count, address + first * dtype.itemsize) if count else np.empty(0, dtype)
 
 
-class _Array(NamedTuple):
-    """The fields of an ArrowArray that lie at an address."""
-
-    length: int
-    null_count: int
-    offset: int
-    buffers: Tuple[int, ...]
-    children: Tuple[int, ...]
-
-
-def _pointers(address: int, count: int) -> Tuple[int, ...]:
-    return struct.unpack(f"={count}q", ctypes.string_at(address, 8 * count)) if count else ()
-
-
-def _array(address: int) -> _Array:
-    length, nulls, offset, n_buffers, n_children, buffers, children, _, _, _ = _TEN_WORDS.unpack(
-        ctypes.string_at(address, 80))
-    return _Array(length, nulls, offset, _pointers(buffers, n_buffers), _pointers(children, n_children))
-
-
-def _view(batch: _RecordBatch, address: int, first: int, count: int, dtype: str) -> np.ndarray:
-    if count == 0:
-        return np.empty(0, dtype)
-    return np.asarray(_Memory(batch, address + first * int(dtype[2]), (count,), dtype))
-
-
-def _valid(batch: _RecordBatch, array: _Array) -> Optional[np.ndarray]:
-    if array.null_count == 0 or array.length == 0 or not array.buffers[0]:
-        return None
-    first = array.offset // 8
-    bits = _view(batch, array.buffers[0] + first, 0, (array.offset + array.length + 7) // 8 - first, "|u1")
-    valid = np.unpackbits(bits, bitorder="little")[array.offset % 8:][:array.length].astype(bool)
-    return None if valid.all() else valid
-
-
-def _numbers(batch: _RecordBatch, array: _Array, dtype: str) -> Numbers:
-    return Numbers(_view(batch, array.buffers[1], array.offset, array.length, dtype), _valid(batch, array))
-
-
-def _flags(batch: _RecordBatch, array: _Array) -> Numbers:
-    bits = _view(batch, array.buffers[1], 0, (array.offset + array.length + 7) // 8, "|u1")
-    values = np.unpackbits(bits, bitorder="little")[array.offset:array.offset + array.length].astype(bool)
-    return Numbers(values, _valid(batch, array))
-
-
-def _texts(batch: _RecordBatch, array: _Array) -> Texts:
-    if array.length == 0:
-        return Texts([], None)
-    ends = _view(batch, array.buffers[1], array.offset, array.length + 1, "<i4").tolist()
-    letters = ctypes.string_at(array.buffers[2] + ends[0], ends[-1] - ends[0]) if ends[-1] > ends[0] else b""
-    first = ends[0]
-    return Texts([letters[begin - first:end - first].decode("utf-8", "replace") for begin, end in zip(ends, ends[1:])],
-                 _valid(batch, array))
-
-
-def _lists(batch: _RecordBatch, array: _Array, field: Field) -> Lists:
-    values = _column(batch, array.children[0], field.children[0])
-    offsets = (_view(batch, array.buffers[1], array.offset, array.length + 1, "<i4") if array.length
-               else np.zeros(1, np.int32))
-    return Lists(offsets, values.values, _valid(batch, array))
-
-
-def _fixed_size_lists(batch: _RecordBatch, array: _Array, field: Field) -> Numbers:
-    width = int(field.format[3:])
-    values = _column(batch, array.children[0], field.children[0]).values
-    rows = values[array.offset * width:(array.offset + array.length) * width]
-    return Numbers(rows.reshape(array.length, width), _valid(batch, array))
+def _bits(batch: _RecordBatch, address: int, first: int, count: int) -> np.ndarray:
+    start = first // 8
+    return np.unpackbits(_view(batch, address, start, (first + count + 7) // 8 - start, _BYTE),
+                         bitorder="little")[first % 8:][:count].astype(bool)
 
 
 def _column(batch: _RecordBatch, address: int, field: Field) -> Any:
-    array = _array(address)
+    """The column whose ArrowArray lies at an address."""
+    count, nulls, first, n_buffers, _, buffers, children = _ARRAY.unpack_from(batch, address)
+    mask, *data = _POINTERS[n_buffers].unpack_from(batch, buffers)
+    valid = _bits(batch, mask, first, count) if nulls and count and mask else None
+    if valid is not None and valid.all():
+        valid = None
     dtype = _NUMBER_TYPES.get(field.format)
     if dtype is not None:
-        return _numbers(batch, array, dtype)
+        return Numbers(_view(batch, data[0], first, count, dtype), valid)
     if field.format == "b":
-        return _flags(batch, array)
+        return Numbers(_bits(batch, data[0], first, count), valid)
     if field.format == "u":
-        return _texts(batch, array)
+        return Texts(_texts(batch, data[0], data[1], first, count), valid)
+    if not field.format.startswith(("+l", "+w:")):
+        raise KovaError(f"column {field.name!r} has the type {field.format!r}, which this package does not know")
+    (child,) = _POINTERS[1].unpack_from(batch, children)
+    values = _column(batch, child, field.children[0]).values
     if field.format == "+l":
-        return _lists(batch, array, field)
-    if field.format.startswith("+w:"):
-        return _fixed_size_lists(batch, array, field)
-    raise KovaError(f"column {field.name!r} has the type {field.format!r}, which this package does not know")
+        return Lists(_view(batch, data[0], first, count + 1, _OFFSET) if count else np.zeros(1, _OFFSET), values, valid)
+    width = int(field.format[3:])
+    return Numbers(values[first * width:(first + count) * width].reshape(count, width), valid)
+
+
+def _texts(batch: _RecordBatch, offsets: int, letters: int, first: int, count: int) -> List[str]:
+    if count == 0:
+        return []
+    begin, *ends = _view(batch, offsets, first, count + 1, _OFFSET).tolist()
+    found = ctypes.string_at(letters + begin, ends[-1] - begin)
+    return [found[one - begin:other - begin].decode("utf-8", "replace") for one, other in zip([begin, *ends], ends)]
 
 
 def _fields_of(address: int) -> Tuple[Field, ...]:
     schema = ArrowSchema.from_address(address)
-    return tuple(_field(child) for child in _pointers(schema.children or 0, schema.n_children))
+    return tuple(map(_field, (c_int64 * schema.n_children).from_address(schema.children or 0)))
 
 
 def _field(address: int) -> Field:
@@ -252,13 +211,13 @@ class BatchStream:
         """Number of rows and columns of the next batch, None after the last one."""
         if not self.structure.release:
             return None
-        fields, batch = self.fields, _RecordBatch()
+        fields, batch = self.fields, _RecordBatch.empty()
         if self.structure.get_next(self.address, batch.address):
             raise self.failure()
         if not batch.structure.release:
             return None
-        rows = _array(batch.address)
-        return rows.length, {field.name: _column(batch, child, field) for field, child in zip(fields, rows.children)}
+        children = struct.unpack_from(f"={len(fields)}q", batch, batch.structure.children)
+        return batch.structure.length, {field.name: _column(batch, child, field) for field, child in zip(fields, children)}
 
     def __iter__(self) -> Iterator[Batch]:
         while True:

@@ -25,6 +25,7 @@ class Frame:
 
     def __init__(self, analysis: MobilityAnalysis, row: np.void) -> None:
         self._analysis, self._row = analysis, row
+        self._id = int(row["id"])
         self._scan_count = _number(row["scans"])
         self._ahead: Optional[Peaks] = None
 
@@ -42,7 +43,7 @@ class Frame:
     @property
     def id(self) -> int:
         """ "Id" of the frame."""
-        return int(self._row["id"])
+        return self._id
 
     @property
     def time(self) -> float:

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import ctypes
 import operator
-from ctypes import c_int64, c_uint32
+from ctypes import addressof, c_int64, c_uint32
 from typing import Any, Dict, Optional
 
 import numpy as np
@@ -18,8 +18,10 @@ from ._run import Run
 
 _SCAN, _TOF_INDEX, _INTENSITY, _MZ, _ONE_OVER_K0 = 8, 16, 32, 64, 128
 _PEAKS = (Field("scan", "I"), Field("tof_index", "I"), Field("intensity", "I"))
-_FIELDS = {(mz, one_over_k0): _PEAKS + (Field("mz", "g"),) * mz + (Field("one_over_k0", "g"),) * one_over_k0
-           for mz in (False, True) for one_over_k0 in (False, True)}
+_COLUMNS = {(mz, one_over_k0): (_SCAN | _TOF_INDEX | _INTENSITY | _MZ * mz | _ONE_OVER_K0 * one_over_k0,
+                                _PEAKS + (Field("mz", "g"),) * mz + (Field("one_over_k0", "g"),) * one_over_k0)
+            for mz in (False, True) for one_over_k0 in (False, True)}
+_QUERY_SIZE = ctypes.sizeof(Query)
 # A frame comes in one batch.
 _NO_LIMIT = 0x7FFFFFFF
 
@@ -38,21 +40,20 @@ class ScanReader:
     def __init__(self, run: Run) -> None:
         self._run = run
         self._control = Control(size=ctypes.sizeof(Control), threads=1, batch_size=_NO_LIMIT)
+        self._control_address = addressof(self._control)
 
     def peaks(self, frame: int, begin: int, end: int, normalized: bool, mz: bool,
               one_over_k0: bool) -> Dict[str, np.ndarray]:
         """Columns of the peaks of some scans; with end 0, of all from the first on."""
-        stream = BatchStream(_FIELDS[mz, one_over_k0])
-        columns = _SCAN | _TOF_INDEX | _INTENSITY | _MZ * mz | _ONE_OVER_K0 * one_over_k0
-        one = c_int64(frame)
-        query = Query(ctypes.sizeof(Query), 0, ctypes.addressof(one), 1, None, None, None, begin, end, 1 if normalized else 2)
+        columns, fields = _COLUMNS[bool(mz), bool(one_over_k0)]
+        stream, one = BatchStream(fields), c_int64(frame)
+        query = Query(_QUERY_SIZE, 0, addressof(one), 1, None, None, None, begin, end, 1 if normalized else 2)
         with self._run as run:
-            if not library().kvr_peaks(run, ctypes.addressof(query), columns, ctypes.addressof(self._control),
-                                       stream.address):
+            if not library().kvr_peaks(run, addressof(query), columns, self._control_address, stream.address):
                 raise KovaError(last_error("kvr"))
         found = stream.next_batch()
         if found is None:
-            return {field.name: np.empty(0, field.dtype) for field in _FIELDS[mz, one_over_k0]}
+            return {field.name: np.empty(0, field.dtype) for field in fields}
         return {name: filled(column) for name, column in found[1].items()}
 
     def words(self, frame: int, begin: int, end: int, normalized: bool, out: Optional[np.ndarray] = None,
@@ -82,7 +83,7 @@ class ScanReader:
     def count_scans(self, frame: int) -> int:
         """The number of scans of a frame, found out by reading it if need be."""
         count = c_uint32()
-        self._run.call("count_scans", frame, ctypes.addressof(count))
+        self._run.call("count_scans", frame, addressof(count))
         return count.value
 
     def _call(self, normalized: bool, *arguments: Any) -> int:
