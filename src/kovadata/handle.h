@@ -29,7 +29,7 @@ std::uint64_t openInstance(const char* directoryName, std::uint32_t useRecalibra
                            const typename InstanceType::Selector& selector) {
     using Interface = typename InstanceType::Interface;
     return guarded<Interface>(std::uint64_t{0}, [&] {
-        const auto logger = logging::Logger::getLogger(Interface::loggerName);
+        const auto logger = logging::Logger::getLogger(Interface::kLoggerName);
         const std::filesystem::path directory = checkedAnalysisPath(directoryName);
         LUMO_LOG(logger, Trace, "Opening " << directoryName << ", recal = " << useRecalibratedState);
         auto instance = std::make_unique<InstanceType>(directory, selector);
@@ -43,7 +43,7 @@ void closeInstance(std::uint64_t handle) {
         const std::unique_ptr<InstanceType> instance(handle != 0 ? &instanceOf<InstanceType>(handle)
                                                                  : nullptr);
         try {
-            const auto logger = logging::Logger::getLogger(InstanceType::Interface::loggerName);
+            const auto logger = logging::Logger::getLogger(InstanceType::Interface::kLoggerName);
             LUMO_LOG(logger, Trace, "Closing handle " << handle);
             if (instance) {
                 LUMO_LOG(instance->getLogger(), Debug, "destroying...");

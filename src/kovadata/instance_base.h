@@ -17,7 +17,7 @@ public:
     using Selector = std::optional<calibration::CalibrationStateSelector>;
 
     InstanceBase(const std::filesystem::path& directory, const Selector& selector)
-        : logger(logging::Logger::getLogger(Interface::loggerName)), reader(directory, selector) {
+        : logger(logging::Logger::getLogger(Interface::kLoggerName)), reader(directory, selector) {
         LUMO_LOG(logger, Debug, "instantiated.");
     }
 

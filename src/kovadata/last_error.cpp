@@ -100,7 +100,7 @@ Slot<Interface> slot;
 
 template <class Interface>
 void logDiagnostics(const std::exception& error) {
-    const auto logger = logging::Logger::getLogger(Interface::loggerName);
+    const auto logger = logging::Logger::getLogger(Interface::kLoggerName);
     if (!logger.isEnabled(logging::Level::Debug)) {
         return;
     }

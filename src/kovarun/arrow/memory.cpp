@@ -71,8 +71,8 @@ private:
 
 // Never destroyed: batches may outlive everything else.
 IdleBlocks& idleBlocks() {
-    static auto* const blocks = new IdleBlocks;
-    return *blocks;
+    static auto* const kBlocks = new IdleBlocks;
+    return *kBlocks;
 }
 
 }  // namespace

@@ -138,12 +138,12 @@ private:
             }
         }
 
-        void finish(std::size_t task, std::optional<Result> result, std::exception_ptr failure) {
+        void finish(std::size_t task, std::optional<Result> result, const std::exception_ptr& failure) {
             const std::lock_guard lock(mutex);
             LUMO_ASSERT(task >= firstTask && task < nextTask);
             Slot& slot = slotOf(task);
             slot.result = std::move(result);
-            slot.failure = std::move(failure);
+            slot.failure = failure;
             changed.notify_all();
         }
 
@@ -177,7 +177,7 @@ private:
                 } catch (...) {
                     failure = std::current_exception();
                 }
-                finish(*task, std::move(result), std::move(failure));
+                finish(*task, std::move(result), failure);
             }
         }
     };

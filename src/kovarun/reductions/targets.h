@@ -20,10 +20,10 @@ std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t coun
 
 // A part of a target in one frame: indices and scans as integers. A target has one, unless a calibration goes up and down.
 struct TargetBox {
-    std::uint32_t target;
+    std::uint32_t target = 0;
     IndexRange indices;
-    std::uint32_t scanBegin;
-    std::uint32_t scanEnd;
+    std::uint32_t scanBegin = 0;
+    std::uint32_t scanEnd = 0;
 };
 
 // Finds the boxes of targets in frame after frame, anew only where frames convert differently. Used by one thread.
