@@ -18,14 +18,20 @@ PROGRAM = re.compile(r"^```python\n(.*?)^```", re.M | re.S)
 PAGES = [path for path in (PROJECT / "README.md", PROJECT / "python" / "README.md", *sorted((PROJECT / "docs").glob("*.md")))
          if PROGRAM.search(path.read_text())]
 ANALYSES = {"run.d": "long", "scanwise.d": "by_scan", "spectra.d": "spectra"}
+MEASURED = PROJECT.parent / "shared" / "data" / "analyses"
+# Pages whose programs say something about any run, and which they read.
+ANY_RUN = [(page, number) for page in PAGES if page.name in ("README.md", "start.md", "recipes.md")
+           for number in range(len(PROGRAM.findall(page.read_text())))]
+READ = {"kovadata.Analysis(": "analysis.kvd", "kovadata.SpectrumAnalysis(": "analysis.kvs", "kovadata.open(": "analysis.kv?"}
 
 
-def run_program(folder, simulated, program):
+def run_program(folder, simulated, program, **others):
     for name, analysis in ANALYSES.items():
-        (folder / name).symlink_to(simulated(analysis))
+        (folder / name).symlink_to(others.get(name) or simulated(analysis))
     (folder / "program.py").write_text(program)
     done = subprocess.run([sys.executable, "-W", "error", "program.py"], cwd=folder, text=True, capture_output=True)
     assert done.returncode == 0, f"{program}\n{done.stderr}"
+    return done.stdout
 
 
 @pytest.mark.parametrize(("page", "number"), [
@@ -33,6 +39,22 @@ def run_program(folder, simulated, program):
     for page in PAGES for number in range(len(PROGRAM.findall(page.read_text())))])
 def test_programs(simulated, tmp_path, page, number):
     run_program(tmp_path, simulated, PROGRAM.findall(page.read_text())[number])
+
+
+@pytest.mark.parametrize(("page", "number"), [pytest.param(*one, id=f"{one[0].relative_to(PROJECT)}-{one[1]}") for one in ANY_RUN])
+def test_programs_on_other_runs(simulated, tmp_path, page, number):
+    if not MEASURED.exists():
+        pytest.skip("the measured analyses are not there")
+    program = PROGRAM.findall(page.read_text())[number]
+    read = next(files for opened, files in READ.items() if opened in program)
+    runs = [path.parent for path in sorted(MEASURED.glob(f"*/{read}"))]
+    runs += [simulated(name) for name in ("run", "spectra") if list(simulated(name).glob(read))]
+    assert len(runs) >= 2
+    for place, run in enumerate(runs):
+        folder = tmp_path / str(place)
+        folder.mkdir()
+        printed = run_program(folder, simulated, program, **{"run.d": run, "spectra.d": run})
+        assert (0 < printed.count("\n") <= 200) or list(folder.glob("*.parquet")), f"{run} {printed[:300]}"
 
 
 @pytest.mark.parametrize("name", [name for name in kovadata.__all__ if ">>>" in str(getattr(kovadata, name).__doc__)])
