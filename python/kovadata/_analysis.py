@@ -210,7 +210,7 @@ class Analysis(MobilityAnalysis):
                          threads, on_damage)
 
     def chromatograms(self, mz_ranges: Ranges, *, mobility_ranges: Ranges = None, time_range: Range = None,
-                      scan_range: ScanRange = None, ms_level: Level = "auto", reduce: str = "sum",
+                      scan_range: ScanRange = None, ms_level: Level = "auto", frames: Frames = None, reduce: str = "sum",
                       threads: Optional[int] = None, normalized: bool = True, on_damage: str = "raise") -> Chromatograms:
         """Extracted ion chromatograms of any number of targets, in one pass over the frames.
 
@@ -229,6 +229,8 @@ class Analysis(MobilityAnalysis):
             `frames` lists ids.
         scan_range : (int, int), optional
             Only these scans, the last one not included. With None they go on to the end of the frame.
+        frames : Partition or iterable of int, optional
+            Only these frames.
         reduce : {"sum", "max", "count"}
             What becomes of the peaks of a target in a frame.
         threads : int, optional
@@ -242,7 +244,7 @@ class Analysis(MobilityAnalysis):
         -------
         Chromatograms
         """
-        reducer = self._reducer(None, ms_level, threads, on_damage, normalized, time_range=time_range,
+        reducer = self._reducer(frames, ms_level, threads, on_damage, normalized, time_range=time_range,
                                 scan_range=scan_range)
         return reducer.chromatograms(targets(mz_ranges, mobility_ranges), reduction(reduce))
 
