@@ -1,6 +1,7 @@
 """Read access to the raw data of ion-mobility time-of-flight mass spectrometers.
 
-`Analysis` is an analysis with ion mobility, `SpectrumAnalysis` one without; `open` finds out which it is.
+`Analysis` is an analysis with ion mobility, `SpectrumAnalysis` one without; `open` finds out which it is. `scan` reads many as
+one table; `kovadata.study` and `kovadata.engines` are for other engines.
 """
 
 from __future__ import annotations
@@ -20,13 +21,15 @@ from ._precursors import Precursor
 from ._reductions import Chromatograms, Image, Mobilograms, SummedSpectrum
 from ._spectra import Lines, Spectrum, SpectrumAnalysis
 from ._stream import Stream
+from ._stage import stage
 from ._version import __version__
+from .engines.polars import scan
 
 __all__ = [
     "Analysis", "BufferTooSmall", "Chromatograms", "DamageWarning", "Frame", "Image", "KovaError",
     "Lines", "Mobilograms", "MsmsProfile", "MsmsSpectrum", "Partition", "PeakBuffer", "Peaks",
     "Precursor", "Scan", "Scans", "Spectrum", "SpectrumAnalysis", "Stream", "SummedSpectrum",
-    "__version__", "ccs_to_one_over_k0", "one_over_k0_to_ccs", "open", "set_num_threads"]
+    "__version__", "ccs_to_one_over_k0", "one_over_k0_to_ccs", "open", "scan", "set_num_threads", "stage"]
 
 
 def open(path: Union[str, os.PathLike[str]], recalibrated: bool = False, *,

@@ -45,10 +45,15 @@ def nan_without_calibration(convert: Callable[[int, np.ndarray, np.ndarray], Any
     try:
         convert(frame, values, values)
     except KovaError as error:
-        if not str(error).endswith(_NO_CALIBRATION):
+        if not is_lack_of_calibration(str(error)):
             raise
         values[:] = np.nan
     return values
+
+
+def is_lack_of_calibration(text: str) -> bool:
+    """Whether a text of the library says that a frame has no calibration, rather than that something is broken."""
+    return text.endswith(_NO_CALIBRATION)
 
 
 class BaseAnalysis:

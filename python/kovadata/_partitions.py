@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from typing import List, NamedTuple, Optional
+from typing import List, NamedTuple, Optional, Tuple
 
 import numpy as np
 
@@ -42,15 +42,20 @@ def partition(table: np.ndarray, file_size: int, n: int) -> List[Partition]:
     """Splits a frame table into at most n ranges whose blocks are about the same size."""
     if n < 1:
         raise ValueError(f"the number of partitions must be at least 1, not {n}")
-    if not len(table):
-        return []
     sizes = block_sizes(table["position"], file_size)
+    return [_range(table[begin:end], sizes[begin:end]) for begin, end in cuts(sizes, n)]
+
+
+def cuts(sizes: np.ndarray, n: int) -> List[Tuple[int, int]]:
+    """Where to cut successive blocks into at most n ranges of about the same size, none of them empty."""
+    if not len(sizes):
+        return []
     # Empty frames cost something as well.
     ends = np.cumsum(sizes.astype(np.float64) + 1.0)
     middles = ends - (sizes + 1.0) / 2
     number = np.minimum((middles * n / ends[-1]).astype(np.int64), n - 1)
-    bounds = np.append(np.flatnonzero(np.diff(number, prepend=-1)), len(table))
-    return [_range(table[begin:end], sizes[begin:end]) for begin, end in zip(bounds, bounds[1:])]
+    bounds = np.append(np.flatnonzero(np.diff(number, prepend=-1)), len(sizes)).tolist()
+    return list(zip(bounds, bounds[1:]))
 
 
 def _range(rows: np.ndarray, sizes: np.ndarray) -> Partition:

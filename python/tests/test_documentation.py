@@ -66,7 +66,7 @@ def test_examples_of_docstrings(simulated, tmp_path, name):
 def test_the_reference_has_every_name():
     listed = set(re.findall(r"^\.\. auto\w+:: (?:kovadata\.)?(\S+)$", (PROJECT / "docs" / "api" / "python.md").read_text(), re.M))
     names = {*kovadata.__all__, *(f"plot.{name}" for name in kovadata.plot.__all__)} - {"__version__"}
-    assert listed == names
+    assert {name for name in listed if not name.startswith(("study.", "engines."))} == names
 
 
 def is_there(name, headers):

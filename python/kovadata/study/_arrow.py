@@ -1,0 +1,62 @@
+"""Partitions as Arrow record batches, for the engines that read with pyarrow."""
+
+from __future__ import annotations
+
+import dataclasses
+from typing import Any, Iterator, List, Optional, Sequence
+
+import numpy as np
+import pyarrow as pa
+import pyarrow.parquet
+
+from ._expressions import bounds_of, fields_of
+from ._partition import COLUMNS, StudyPartition
+from ._study import Study
+
+_TYPES = {"run": pa.dictionary(pa.int32(), pa.string()), "frame": pa.int64(), "time": pa.float64(), "ms_level": pa.int8(),
+          "scan": pa.uint32(), "tof_index": pa.uint32(), "intensity": pa.uint32(), "mz": pa.float64(),
+          "one_over_k0": pa.float64()}
+
+
+def schema(columns: Optional[Sequence[str]] = None) -> pa.Schema:
+    """Types of columns, in the order of the table."""
+    return pa.schema([(name, _TYPES[name]) for name in COLUMNS if columns is None or name in columns])
+
+
+def expression(filters: Any) -> Optional[Any]:
+    """Filters as an expression of pyarrow: lists as ``pyarrow.parquet.read_table`` takes them are turned into one."""
+    if filters is None or isinstance(filters, pa.compute.Expression):
+        return filters
+    return pyarrow.parquet.filters_to_expression(filters)
+
+
+def plan(study: Study, columns: Optional[Sequence[str]], condition: Optional[Any], **how: Any) -> List[StudyPartition]:
+    """The partitions that hold what a condition lets through, with the columns wanted and those that it is about."""
+    if columns is not None and condition is not None:
+        columns = [*columns, *fields_of(condition)]
+    return study.partitions(bounds_of(condition), columns=columns, **how)
+
+
+def record_batches(part: StudyPartition, threads: Optional[int] = 1) -> Iterator[pa.RecordBatch]:
+    """The peaks of a partition with all of its columns."""
+    types = schema(part.columns)
+    names = pa.array([part.run.name])
+    with part.stream(threads) as stream:
+        try:
+            for batch in pa.RecordBatchReader.from_stream(stream):
+                run = pa.DictionaryArray.from_arrays(np.zeros(batch.num_rows, np.int32), names)
+                yield pa.record_batch([run if name == "run" else batch.column(name) for name in types.names], schema=types)
+        except (OSError, pa.ArrowException) as error:
+            raise part.failed(error) from error
+
+
+def filtered(batches: Iterator[pa.RecordBatch], columns: Sequence[str], condition: Optional[Any]) -> Iterator[pa.RecordBatch]:
+    """The rows of batches that meet a condition, and some of their columns."""
+    for batch in batches:
+        yield (batch if condition is None else batch.filter(condition)).select(list(columns))
+
+
+def narrowed(part: StudyPartition, columns: Sequence[str], condition: Optional[Any]) -> StudyPartition:
+    """The same partition with no more columns than are wanted and a condition is about."""
+    fields = frozenset() if condition is None else fields_of(condition)
+    return dataclasses.replace(part, columns=tuple(name for name in COLUMNS if name in columns or name in fields))
