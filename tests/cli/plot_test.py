@@ -33,14 +33,23 @@ class Plot(KovaTest):
 
     def test_the_command_line_is_passed_on_as_it_is(self):
         options = ["--frame", "3", "--precursor", "7", "--mz-range", "400", "1e3", "--mobility-range", "0.60", "1.4",
-                   "--recalibrated"]
+                   "--time-range", "1", "2.50", "--labels", "4", "--size", "3", "2", "--dpi", "99", "--recalibrated"]
         for given, passed in [(["tic", "run.d"], ["tic", "run.d"]),
                               (["heatmap", "a run.d", *options, "--output=a b.png"],
-                               ["heatmap", "a run.d", "-o", "a b.png", *options])]:
+                               ["heatmap", "a run.d", "-o", "a b.png", *options]),
+                              (["spectrum", "run.d", "--form", "lines"], ["spectrum", "run.d", "--form", "lines"])]:
             self.assertEqual(json.loads(self.plot(*given)[0]), passed)
 
     def test_the_exit_status_is_that_of_the_module(self):
         self.plot("msms", "fail.d", status=3)
+
+    def test_ctrl_c_while_the_interpreter_starts(self):
+        (self.folder / "site" / "kovadata" / "plot.py").write_text(
+            "import signal, sys\nsys.exit(5 if signal.SIGINT in signal.pthread_sigmask(signal.SIG_BLOCK, []) else 6)")
+        self.plot("tic", "run.d", status=5)
+        (self.folder / "site" / "kovadata" / "__init__.py").write_text(
+            "import os, signal\nos.kill(os.getpid(), signal.SIGINT)\nraise SystemExit(7)")
+        self.assertEqual(self.plot("tic", "run.d", status=130), ("", "kova: interrupted\n"))
 
     def test_what_is_missing_is_told(self):
         for remove, text in (("matplotlib.py", "has no module matplotlib\n"), ("kovadata/plot.py", "no module kovadata.plot\n"),

@@ -1,15 +1,20 @@
-"""The mobility axis of a frame: 1/K0, or scan numbers where the frame has no mobility calibration."""
+"""Which frames and peaks are plotted, what titles say about them, and the mobility axis.
+
+That has 1/K0, or scan numbers where a frame has no mobility calibration.
+"""
 
 from __future__ import annotations
 
-from typing import NamedTuple
+from typing import NamedTuple, Optional
 
 import numpy as np
 
+from .._analysis import Analysis
 from .._base import nan_without_calibration
 from .._errors import KovaError
 from .._frame import Frame
 from .._peaks import Peaks
+from ._map import map_view
 from ._style import MOBILITY_LABEL, SCAN_LABEL, Range, within
 
 
@@ -33,6 +38,26 @@ def mobility_axis(frame: Frame) -> MobilityAxis:
     return MobilityAxis(mobility, MOBILITY_LABEL, True)
 
 
+def scan_rows(scan: np.ndarray, intensity: np.ndarray, num_scans: int, show_all: bool, most: int) -> np.ndarray:
+    """Edges of about so many rows of a map where the signal is. Each is a whole number of scans, which leaves no stripes."""
+    low, high = map_view(scan, intensity, (scan.min(), scan.max()) if show_all else None)
+    first, last = max(int(low), 0), min(int(high) + 1, num_scans)
+    return np.append(np.arange(first, last, max(1, round((last - first) / most))), last)
+
+
+def survey_level(table: np.ndarray) -> Optional[int]:
+    """The MS level of survey frames; None where the metadata state no levels."""
+    return 1 if (table["ms_level"] == 1).any() else None
+
+
+def survey_frames(analysis: Analysis, time_range: Range) -> np.ndarray:
+    """Rows of the survey frames in a range of times; of all frames where the metadata state no levels."""
+    table = analysis.frame_table()
+    chosen = within(table["time"], time_range) & (np.array(survey_level(table) is None) | (table["ms_level"] == 1))
+    rows: np.ndarray = table[chosen]
+    return rows
+
+
 def chosen_peaks(frame: Frame, mz_range: Range, mobility_range: Range) -> Peaks:
     """The peaks of a frame that are in both ranges."""
     peaks = frame.peaks()
@@ -51,3 +76,9 @@ def frame_title(frame: Frame) -> str:
     level = f"MS{frame.ms_level} " if frame.ms_level else ""
     time = "" if np.isnan(frame.time) else f", {frame.time:.2f} s"
     return f"{frame.analysis.path.name}, {level}frame {frame.id}{time}"
+
+
+def run_title(analysis: Analysis, table: np.ndarray) -> str:
+    """Name of the analysis and how many frames of which level are summed."""
+    level = survey_level(table)
+    return f"{analysis.path.name}, {len(table):,} {'' if level is None else f'MS{level} '}frame{'s' * (len(table) != 1)}"

@@ -8,7 +8,7 @@ import numpy as np
 
 from .._frame import Frame
 from ._axis import chosen_peaks, frame_title, mobility_axis
-from ._style import BLUE, SCAN_LABEL, Range, axes_or_new, count_axis, range_text, tidy
+from ._style import BLUE, SCAN_LABEL, Range, axes_or_new, count_axis, range_text, tidy, view
 
 if TYPE_CHECKING:
     from matplotlib.axes import Axes
@@ -42,7 +42,8 @@ def mobilogram(frame: Frame, ax: Optional[Axes] = None, *, mz_range: Range = Non
     x = axis.centres
     ax.fill_between(x, sums, color=BLUE, alpha=0.25, linewidth=0)
     ax.plot(x, sums, color=BLUE, linewidth=1.1)
-    ax.set_xlim(mobility_range or (axis.edges.min(), axis.edges.max()))
+    low, high = view(x, sums, mobility_range) if sums.any() else (axis.edges.min(), axis.edges.max())
+    ax.set_xlim((low, high) if mobility_range else (max(low, axis.edges.min()), min(high, axis.edges.max())))
     ax.margins(y=0.08)
     tidy(ax, f"Mobilogram, {frame_title(frame)}{range_text(mz_range, mobility_range)}", axis.label,
          "summed intensity")
@@ -54,10 +55,12 @@ def mobilogram(frame: Frame, ax: Optional[Axes] = None, *, mz_range: Range = Non
 
 def _add_scan_axis(ax: Axes, one_over_k0: np.ndarray) -> None:
     scans = np.arange(len(one_over_k0), dtype=float)
-    order = np.argsort(one_over_k0)
-    x, number = one_over_k0[order], scans[order]
-    by_scan = np.argsort(number)
+    # Straight on at both ends, where the axis goes a little further.
+    ends = np.array([-1.0, 2.0]) * len(scans)
+    beyond = one_over_k0[0] + (one_over_k0[-1] - one_over_k0[0]) / max(len(scans) - 1, 1) * ends
+    number, x = np.concatenate([ends[:1], scans, ends[1:]]), np.concatenate([beyond[:1], one_over_k0, beyond[1:]])
+    order = np.argsort(x)
     second = ax.secondary_xaxis("top", functions=(
-        lambda values: np.interp(np.asarray(values, float), x, number),
-        lambda values: np.interp(np.asarray(values, float), number[by_scan], x[by_scan])))
+        lambda values: np.interp(np.asarray(values, float), x[order], number[order]),
+        lambda values: np.interp(np.asarray(values, float), number, x)))
     second.set_xlabel(SCAN_LABEL)

@@ -8,8 +8,9 @@ import numpy as np
 
 from .._errors import KovaError
 from .._msms import MsmsSpectrum
-from ._labels import label_peaks
-from ._style import BLUE, MZ_LABEL, VERMILLION, Range, axes_or_new, tidy, within
+from ._labels import headroom, label_peaks
+from ._spectrum import Trace, draw_trace
+from ._style import BLUE, MZ_LABEL, VERMILLION, Range, axes_or_new, tidy, view, within
 
 if TYPE_CHECKING:
     from matplotlib.axes import Axes
@@ -43,21 +44,25 @@ def msms(spectrum: MsmsSpectrum, ax: Optional[Axes] = None, *, mz_range: Range =
     mz, intensity = spectrum.mz[chosen], spectrum.intensity[chosen].astype(float)
     if not len(mz) or intensity.max() <= 0:
         raise KovaError(f"the spectrum of precursor {spectrum.precursor.id} has no peaks there")
-    relative = 100 * intensity / intensity.max()
-    ax.vlines(mz, 0, relative, color=BLUE, linewidth=0.9)
+    order = np.argsort(mz)
+    mz, relative = mz[order], 100 * intensity[order] / intensity.max()
     ax.axhline(0, color="black", linewidth=0.8)
     about = spectrum.precursor
-    margin = 0.02 * np.ptp(mz) + 1
-    ends = [mz.min(), mz.max()] + ([] if np.isnan(about.mz) else [about.mz])
-    ax.set_xlim(mz_range or (min(ends) - margin, max(ends) + margin))
-    ax.set_ylim(0, 112)
+    low, high = view(mz, relative, mz_range)
+    if mz_range is None and not np.isnan(about.mz):
+        low, high = min(low, about.mz - 5), max(high, about.mz + 5)
+    ax.set_xlim(low, high)
+    draw_trace(ax, Trace(mz, relative, None), 1, BLUE)
+    ax.set_ylim(0)
     ax.set_yticks(range(0, 101, 20))
-    if within(np.array([about.mz]), mz_range)[0]:
-        ax.axvline(about.mz, color=VERMILLION, linestyle=(0, (4, 2)), linewidth=1, zorder=0)
-        ax.annotate("precursor", (about.mz, 1), (3, -1), xycoords=("data", "axes fraction"),
-                    textcoords="offset points", color=VERMILLION, fontsize=8, va="top")
-    tidy(ax, _title(spectrum, name), MZ_LABEL, f"relative intensity (%), 100 % = {intensity.max():,.0f} counts")
-    label_peaks(ax, mz, relative, labels)
+    precursor = [about.mz] if within(np.array([about.mz]), mz_range)[0] else []
+    for place in precursor:
+        ax.axvline(place, color=VERMILLION, linestyle=(0, (4, 2)), linewidth=1, zorder=0)
+        ax.annotate("precursor", (place, 1), (3, -1), xycoords=("data", "axes fraction"),
+                    textcoords="offset points", color=VERMILLION, fontsize="small", va="top")
+    tidy(ax, f"{_title(spectrum, name)}, 100 % = {intensity.max():,.0f} counts", MZ_LABEL, "relative intensity (%)")
+    headroom(ax, 100, 2)
+    label_peaks(ax, mz, relative, labels, lambda peak: float(mz[peak]), upright=precursor)
     return ax
 
 

@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <system_error>
 
+#include "common/interruption.h"
 #include "kova/failure.h"
 
 extern char** environ;
@@ -18,9 +20,12 @@ namespace {
 constexpr const char* kVariable = "KOVADATA_PYTHON";
 
 // Exits with the number of the first argument that names no module. A package that is there but fails to load
-// is left to the module itself, which tells why.
+// is left to the module itself, which tells why. When it is interrupted it ends without a trace.
 constexpr const char* kProbe = R"(
-import importlib.util, sys
+import importlib.util, signal, sys
+if signal.getsignal(signal.SIGINT) is not signal.SIG_IGN:
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+signal.pthread_sigmask(signal.SIG_UNBLOCK, {signal.SIGINT})
 for number, name in enumerate(sys.argv[1:]):
     try:
         found = importlib.util.find_spec(name) is not None
@@ -63,7 +68,18 @@ int run(std::vector<std::string> command) {
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) {
+        throw kova_tool_common::Interrupted(SIGINT);
+    }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// The interpreter would answer Ctrl-C with a trace while it starts. What runs in it lets the signal through.
+void holdBackInterruptions() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
 }
 
 void requireModules(const std::string& python, const std::vector<std::string>& needed) {
@@ -83,6 +99,7 @@ void requireModules(const std::string& python, const std::vector<std::string>& n
 void runPythonModule(const std::string& module, const std::vector<std::string>& needed,
                      const std::vector<std::string>& arguments) {
     const std::string python = interpreter();
+    holdBackInterruptions();
     requireModules(python, needed);
     std::vector<std::string> command = {python, "-m", module};
     command.insert(command.end(), arguments.begin(), arguments.end());
