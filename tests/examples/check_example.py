@@ -5,6 +5,7 @@ import argparse
 import csv
 import io
 import pathlib
+import re
 import shlex
 import shutil
 import sys
@@ -12,8 +13,13 @@ import tempfile
 
 from installation import environment_of, install, run
 
-SCANS = 120
 FRAME = 1
+SIMULATED = {
+    "run.d": ("--frames=8", "--scans=120", "--peaks-per-frame=6000"),
+    "surveys.d": ("--frames=2", "--scans=120", "--peaks-per-frame=3000", "--msms-per-ms1=0", "--compression=1", "--schema=2.0"),
+    "spectra.d": ("--frames=2", "--format=kvs", "--peaks-per-frame=3000"),
+}
+MEASURED = pathlib.Path(__file__).resolve().parents[3] / "shared" / "data" / "analyses"
 
 
 class Builder:
@@ -30,7 +36,7 @@ class Builder:
         return run(*command, env=self.environment, cwd=self.folder).stdout
 
     def compiled(self, compiler: str, standard: str, name: str) -> list:
-        flags = shlex.split(self.run("pkg-config", "--cflags", "--libs", "kovadata"))
+        flags = shlex.split(self.run("pkg-config", "--cflags", "--libs", "kovarun"))
         self.run(compiler, f"-std={standard}", "-Wall", "-Wextra", "-Werror", *shlex.split(self.arguments.flags),
                  *self.copy(name), "-o", "frame", *flags)
         return [self.folder / "frame"]
@@ -51,7 +57,7 @@ class Builder:
     def r(self) -> list:
         self.copy("kova_r.c", "frame.R")
         for variable, flag in (("PKG_CPPFLAGS", "--cflags"), ("PKG_LIBS", "--libs")):
-            self.environment[variable] = self.run("pkg-config", flag, "kovadata").strip()
+            self.environment[variable] = self.run("pkg-config", flag, "kovarun").strip()
         self.run("R", "CMD", "SHLIB", "kova_r.c")
         return ["Rscript", "frame.R"]
 
@@ -61,15 +67,20 @@ class Builder:
 
 
 def expected_output(kova: pathlib.Path, analysis: pathlib.Path) -> str:
+    """A pattern of what is printed."""
     def rows(*command) -> list[dict]:
-        return list(csv.DictReader(io.StringIO(run(kova, *command, "--csv").stdout)))
+        return list(csv.DictReader(io.StringIO(run(kova, *command, "--frame", FRAME, "--csv").stdout)))
 
-    best = max(rows("scans", analysis, "--frame", FRAME), key=lambda row: int(row["intensity"]))
-    lines = [f"intensity {best['intensity']}, m/z {float(best['mz']):.4f}\n", f"1/K0 {float(best['one_over_k0']):.4f}\n"]
-    for row in rows("msms", analysis, "--frame", FRAME):
-        strongest = row["strongest"].split(":")[0]
-        lines.append(f"precursor {row['precursor']}: {row['peaks']} peaks, m/z {float(strongest):.4f}\n")
-    return "".join(lines)
+    has_mobility = (analysis / "analysis.kvd").exists()
+    best = max(rows("scans" if has_mobility else "spectrum", analysis), key=lambda row: float(row["intensity"]))
+    lines = [f"intensity {float(best['intensity']):.0f}, m/z {float(best['mz']):.4f}"]
+    if has_mobility:
+        lines.append(f"1/K0 {float(best['one_over_k0']):.4f}" if best["one_over_k0"] else f"scan {best['scan']}")
+        if not re.search(r"[1-9]\d* MS/MS", run(kova, "info", analysis).stdout):
+            return re.escape("\n".join(lines)) + r"(\nno MS/MS spectra: .+)?\n"
+        for row in rows("msms", analysis):
+            lines.append(f"precursor {row['precursor']}: {row['peaks']} peaks, m/z {float(row['strongest'].split(':')[0]):.4f}")
+    return re.escape("\n".join(lines)) + r"\n"
 
 
 def main() -> None:
@@ -84,19 +95,19 @@ def main() -> None:
         folder, prefix = pathlib.Path(temporary, "example"), pathlib.Path(temporary, "prefix")
         folder.mkdir()
         install(arguments.build, prefix)
-        analysis = folder / "run.d"
-        run(prefix / "bin" / "kova-simulate", analysis, "--frames=8", f"--scans={SCANS}", "--peaks-per-frame=6000")
-        expected = expected_output(prefix / "bin" / "kova", analysis)
-        if expected.count("precursor") < 2:
-            sys.exit(f"the simulated run has too few precursors:\n{expected}")
-
+        for name, options in SIMULATED.items():
+            run(prefix / "bin" / "kova-simulate", folder / name, "--quiet", *options)
+        analyses = [folder / name for name in SIMULATED] + sorted(path.parent for path in MEASURED.glob("*/analysis.kv?"))
+        if len(analyses) == len(SIMULATED):
+            print("without the measured analyses, which are not there")
         builder = Builder(arguments, folder, prefix)
         program = getattr(builder, arguments.language)()
-        numbers = [FRAME] if arguments.language == "cpp" else [FRAME, SCANS]
-        printed = builder.run(*program, analysis, *numbers)
-        if printed != expected:
-            sys.exit(f"printed:\n{printed}\nexpected:\n{expected}")
-        failed = run(*program, "no/such/directory", *numbers, status=1, env=builder.environment, cwd=folder)
+        for analysis in analyses:
+            printed = builder.run(*program, analysis, FRAME)
+            expected = expected_output(prefix / "bin" / "kova", analysis)
+            if not re.fullmatch(expected, printed) or (analysis.name == "run.d" and expected.count("precursor") < 2):
+                sys.exit(f"printed for {analysis}:\n{printed}\nexpected:\n{expected}")
+        failed = run(*program, "no/such/directory", FRAME, status=1, env=builder.environment, cwd=folder)
         if "Specified analysis directory does not exist." not in failed.stderr:
             sys.exit(f"unexpected error text: {failed.stderr}")
 
