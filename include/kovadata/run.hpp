@@ -327,8 +327,8 @@ public:
 private:
     // None of a list is another thing than no list.
     static const std::int64_t* address(std::span<const std::int64_t> ids) noexcept {
-        static constexpr std::int64_t none = 0;
-        return ids.empty() ? &none : ids.data();
+        static constexpr std::int64_t kNone = 0;
+        return ids.empty() ? &kNone : ids.data();
     }
 
     /** @cond */
