@@ -82,7 +82,7 @@ def _count_text(value: float, _: Any = None) -> str:
 
 def _marginal(ax: Axes, sums: np.ndarray, edges: np.ndarray, orientation: Any) -> Axes:
     order = slice(None, None, -1) if edges[0] > edges[-1] else slice(None)
-    ax.stairs(sums[order], edges[order], fill=True, color=BLUE, orientation=orientation)
+    ax.stairs(sums[order], edges[order], fill=True, color=BLUE, linewidth=0.5, orientation=orientation)
     ax.tick_params(labelbottom=False, labelleft=False, left=False, bottom=False)
     ax.spines[:].set_visible(False)
     return ax

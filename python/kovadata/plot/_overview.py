@@ -8,7 +8,7 @@ import numpy as np
 
 from .._analysis import Analysis
 from .._errors import KovaError
-from ._axis import chosen_peaks, mobility_axis, run_title, scan_rows, survey_frames, survey_level
+from ._axis import chosen_peaks, mobility_axis, run_title, scan_rows, survey_frames
 from ._map import Grid, draw_map, map_view
 from ._style import MZ_LABEL, Range, axes_or_new, number_ticks, range_text, time_axis, write_title
 
@@ -45,7 +45,7 @@ def overview(analysis: Analysis, ax: Optional[Axes] = None, *, mz_range: Range =
     table = survey_frames(analysis, time_range)
     if not len(table):
         raise KovaError("there are no frames there")
-    box = _Box(analysis, table, mz_range, mobility_range, time_range)
+    box = _Box(analysis, table, mz_range, mobility_range)
     by_mass, by_mobility, label = _by_mass(box), *_by_mobility(box)
     ax = axes_or_new(ax, (9, 8))
     ax.set_axis_off()
@@ -74,7 +74,6 @@ class _Box(NamedTuple):
     table: np.ndarray
     mz_range: Range
     mobility_range: Range
-    time_range: Range
 
     @property
     def sample(self) -> np.ndarray:
@@ -85,8 +84,8 @@ class _Box(NamedTuple):
 
     def chromatograms(self, mz_ranges: Any, mobility_ranges: Any) -> np.ndarray:
         """One row per range, one column per frame."""
-        return self.analysis.chromatograms(mz_ranges, mobility_ranges=mobility_ranges, time_range=self.time_range,
-                                           ms_level=survey_level(self.table)).intensity
+        return self.analysis.chromatograms(mz_ranges, mobility_ranges=mobility_ranges, frames=self.table["id"],
+                                           ms_level=None).intensity
 
 
 def _by_mass(box: _Box) -> Tuple[np.ndarray, np.ndarray]:
