@@ -26,10 +26,10 @@ struct Analysis {
 
     const std::filesystem::path& write() const {
         const auto row = [](std::int64_t id, const bench::TofConstants& c) {
-            return analysis_writer::MzCalibrationRow{.id = id,
-                                                     .digitizerTimebase = c.timebase,
-                                                     .digitizerDelay = c.delay,
-                                                     .coefficients = {c.c0, c.c1, c.c2, c.c3, c.c4}};
+            return analysis_writer::MzCalibrationRecord{.id = id,
+                                                        .digitizerTimebase = c.timebase,
+                                                        .digitizerDelay = c.delay,
+                                                        .coefficients = {c.c0, c.c1, c.c2, c.c3, c.c4}};
         };
         return fixtures::AnalysisBuilder()
             .frame({})

@@ -32,7 +32,7 @@ protected:
         return b.frame({}, {.polarity = "pos"});
     }
 
-    std::filesystem::path spectrum(const analysis_writer::MzCalibrationRow& row) const {
+    std::filesystem::path spectrum(const analysis_writer::MzCalibrationRecord& row) const {
         return AnalysisBuilder().compression(3).frameAt(-1).mzCalibration(row).write(directory / "spectra");
     }
 
@@ -127,7 +127,7 @@ TEST_F(Conversions, ArraysMayOverlap) {
 
 TEST_F(Conversions, WithoutSolutionFailWithTheTextOfTheirNumber) {
     // A falling quadratic term leaves late times without a solution.
-    const analysis_writer::MzCalibrationRow falling = {.coefficients = {300.0, 160000.0, -10.0, 0.0, 0.0}};
+    const analysis_writer::MzCalibrationRecord falling = {.coefficients = {300.0, 160000.0, -10.0, 0.0, 0.0}};
     const api::Analysis frames(
         AnalysisBuilder().frame({}).mzCalibration(falling).write(directory / "frames"));
     const std::uint64_t spectra = kvs_open(spectrum(falling).c_str(), 0);

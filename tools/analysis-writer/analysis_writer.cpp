@@ -48,17 +48,17 @@ void AnalysisWriter::writeGlobalMetadata() {
     }
 }
 
-void AnalysisWriter::addFrame(FrameRow row, const Frame& frame) {
+void AnalysisWriter::addFrame(FrameRecord row, const Frame& frame) {
     addFrame(encoder.encode(std::move(row), frame));
 }
 
-void AnalysisWriter::addSpectrum(FrameRow row, const Spectrum& spectrum) {
+void AnalysisWriter::addSpectrum(FrameRecord row, const Spectrum& spectrum) {
     addFrame(encoder.encode(std::move(row), spectrum));
 }
 
 void AnalysisWriter::addFrame(EncodedFrame encoded) { addBlock(std::move(encoded.row), encoded.block); }
 
-void AnalysisWriter::addBlock(FrameRow row, ByteView block) {
+void AnalysisWriter::addBlock(FrameRecord row, ByteView block) {
     row.kovaId = blobFile.append(block);
     metadata.addFrame(row);
 }

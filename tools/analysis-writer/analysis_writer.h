@@ -1,7 +1,7 @@
 #pragma once
 
 #include "analysis-writer/analysis_settings.h"
-#include "analysis-writer/blob_file.h"
+#include "analysis-writer/blob_writer.h"
 #include "analysis-writer/frame_encoder.h"
 #include "analysis-writer/metadata_database.h"
 
@@ -16,15 +16,15 @@ public:
 
     // Appends the frame's block and its row. KovaId is set here; NumPeaks, NumScans, SummedIntensities and
     // MaxIntensity are set unless the row states them.
-    void addFrame(FrameRow row, const Frame& frame);
-    void addSpectrum(FrameRow row, const Spectrum& spectrum);
+    void addFrame(FrameRecord row, const Frame& frame);
+    void addSpectrum(FrameRecord row, const Spectrum& spectrum);
     void addFrame(EncodedFrame encoded);
 
     // Appends any bytes as the frame's block.
-    void addBlock(FrameRow row, ByteView block);
+    void addBlock(FrameRecord row, ByteView block);
 
     MetadataDatabase& database() { return metadata; }
-    BlobFile& blob() { return blobFile; }
+    BlobWriter& blob() { return blobFile; }
 
     void finish();
 
@@ -33,7 +33,7 @@ private:
 
     AnalysisSettings settings;
     MetadataDatabase metadata;
-    BlobFile blobFile;
+    BlobWriter blobFile;
     FrameEncoder encoder;
 };
 

@@ -47,19 +47,19 @@ void CalibrationStore::setGlobalMetadatum(const std::string& key, const std::str
     database.run("INSERT INTO GlobalMetadata VALUES (?,?)", {key, value});
 }
 
-void CalibrationStore::addState(const CalibrationStateRow& row) {
+void CalibrationStore::addState(const CalibrationStateRecord& row) {
     database.run("INSERT INTO CalibrationState VALUES (?,?,?,?,?,?)",
                  {row.id, sqlValue(row.key), sqlValue(row.source), row.hasFrameCalibrators,
                   sqlValue(row.positiveReferenceCalibratorId), sqlValue(row.negativeReferenceCalibratorId)});
 }
 
-void CalibrationStore::addRefMzCalibration(const RefMzCalibrationRow& row) {
+void CalibrationStore::addRefMzCalibration(const RefMzCalibrationRecord& row) {
     refMzCalibration->insert({row.id, sqlValue(row.modelType), row.state, sqlValue(row.t1), sqlValue(row.t2),
                               sqlValue(row.dC1), sqlValue(row.dC2)},
                              row.coefficients);
 }
 
-void CalibrationStore::addFrameMzCalibration(const FrameMzCalibrationRow& row) {
+void CalibrationStore::addFrameMzCalibration(const FrameMzCalibrationRecord& row) {
     frameMzCalibration->insert({row.id, sqlValue(row.modelType), row.state}, row.coefficients);
 }
 
@@ -68,7 +68,7 @@ void CalibrationStore::mapFrameMzCalibration(std::int64_t state, std::int64_t fr
     insertMzMapping->run({state, frameId, calibrationId});
 }
 
-void CalibrationStore::addKovaCalibration(std::int64_t state, const KovaCalibrationRow& row) {
+void CalibrationStore::addKovaCalibration(std::int64_t state, const KovaCalibrationRecord& row) {
     kovaCalibration->insert({row.id, sqlValue(row.modelType), state}, row.coefficients);
 }
 
@@ -81,11 +81,11 @@ void CalibrationStore::addDigitizerConstants(std::int64_t state, double timebase
     database.run("INSERT INTO DigitizerConstants VALUES (?,?,?)", {state, timebase, delay});
 }
 
-void CalibrationStore::addCalibrationInfo(std::int64_t state, const CalibrationInfoRow& row) {
+void CalibrationStore::addCalibrationInfo(std::int64_t state, const CalibrationInfoRecord& row) {
     database.run("INSERT INTO CalibrationInfo VALUES (?,?,?,?)", {state, row.polarity, row.name, row.value});
 }
 
-void CalibrationStore::addLockMassDiagnostic(const LockMassDiagnosticRow& row) {
+void CalibrationStore::addLockMassDiagnostic(const LockMassDiagnosticRecord& row) {
     database.run("INSERT INTO LcMsLockMassCalibrationDiagnostic VALUES (?,?,?,?,?)",
                  {row.state, row.lockMass, row.percentFound, doubles(row.retentionTimesInSeconds),
                   doubles(row.massDeviationInDa)});

@@ -1,14 +1,14 @@
 #pragma once
 
 #include "analysis-writer/coefficient_table.h"
-#include "analysis-writer/metadata_rows.h"
+#include "analysis-writer/metadata_records.h"
 #include "analysis-writer/sqlite_database.h"
 
 namespace analysis_writer {
 
 // Rows of "calibration.sqlite". `state` is the Id of the calibration state that the row belongs to.
 
-struct CalibrationStateRow {
+struct CalibrationStateRecord {
     std::int64_t id = 1;
     std::optional<std::string> key = {};
     std::optional<std::string> source = {};
@@ -17,7 +17,7 @@ struct CalibrationStateRow {
     std::optional<std::int64_t> negativeReferenceCalibratorId = {};
 };
 
-struct RefMzCalibrationRow {
+struct RefMzCalibrationRecord {
     std::int64_t state = 1;
     std::int64_t id = 1;
     std::optional<std::int64_t> modelType = 1;
@@ -25,17 +25,17 @@ struct RefMzCalibrationRow {
     std::optional<double> t2 = 25.0;
     std::optional<double> dC1 = 0.0;
     std::optional<double> dC2 = 0.0;
-    Coefficients coefficients = MzCalibrationRow().coefficients;
+    Coefficients coefficients = MzCalibrationRecord().coefficients;
 };
 
-struct FrameMzCalibrationRow {
+struct FrameMzCalibrationRecord {
     std::int64_t state = 1;
     std::int64_t id = 1;
     std::optional<std::int64_t> modelType = 1;
-    Coefficients coefficients = MzCalibrationRow().coefficients;
+    Coefficients coefficients = MzCalibrationRecord().coefficients;
 };
 
-struct LockMassDiagnosticRow {
+struct LockMassDiagnosticRecord {
     std::int64_t state = 1;
     double lockMass = 0.0;
     double percentFound = 0.0;
@@ -56,15 +56,15 @@ public:
                               const CalibrationStoreLayout& layout = {});
 
     void setGlobalMetadatum(const std::string& key, const std::string& value);
-    void addState(const CalibrationStateRow& row);
-    void addRefMzCalibration(const RefMzCalibrationRow& row);
-    void addFrameMzCalibration(const FrameMzCalibrationRow& row);
+    void addState(const CalibrationStateRecord& row);
+    void addRefMzCalibration(const RefMzCalibrationRecord& row);
+    void addFrameMzCalibration(const FrameMzCalibrationRecord& row);
     void mapFrameMzCalibration(std::int64_t state, std::int64_t frameId, std::int64_t calibrationId);
-    void addKovaCalibration(std::int64_t state, const KovaCalibrationRow& row);
+    void addKovaCalibration(std::int64_t state, const KovaCalibrationRecord& row);
     void mapKovaCalibration(std::int64_t state, std::int64_t frameId, std::int64_t calibrationId);
     void addDigitizerConstants(std::int64_t state, double timebase, double delay);
-    void addCalibrationInfo(std::int64_t state, const CalibrationInfoRow& row);
-    void addLockMassDiagnostic(const LockMassDiagnosticRow& row);
+    void addCalibrationInfo(std::int64_t state, const CalibrationInfoRecord& row);
+    void addLockMassDiagnostic(const LockMassDiagnosticRecord& row);
 
     void execute(const std::string& sql) { database.execute(sql); }
     void commit();

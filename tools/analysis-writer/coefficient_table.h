@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "analysis-writer/metadata_rows.h"
+#include "analysis-writer/metadata_records.h"
 #include "analysis-writer/sqlite_database.h"
 
 namespace analysis_writer {

@@ -17,14 +17,14 @@ using Frame = std::vector<Scan>;
 
 // One spectrum of an analysis without mobility. The three line arrays have the same length; widths may be
 // empty.
-struct LineSpectrum {
+struct SpectrumLines {
     std::vector<double> positions;
     std::vector<float> intensities;
     std::vector<float> widths;
 };
 
 struct Spectrum {
-    LineSpectrum lines;
+    SpectrumLines lines;
     std::vector<std::uint32_t> profile;
 };
 

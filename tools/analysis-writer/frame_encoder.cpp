@@ -15,7 +15,7 @@ void setUnlessGiven(std::optional<T>& field, T value) {
         field = value;
 }
 
-void summarise(const Frame& frame, FrameRow& row) {
+void summarise(const Frame& frame, FrameRecord& row) {
     std::int64_t peaks = 0;
     std::int64_t sum = 0;
     std::int64_t largest = 0;
@@ -32,7 +32,7 @@ void summarise(const Frame& frame, FrameRow& row) {
     setUnlessGiven(row.maxIntensity, largest);
 }
 
-void summarise(const Spectrum& spectrum, FrameRow& row) {
+void summarise(const Spectrum& spectrum, FrameRecord& row) {
     std::int64_t sum = 0;
     std::int64_t largest = 0;
     for (const std::uint32_t intensity : spectrum.profile) {
@@ -46,7 +46,7 @@ void summarise(const Spectrum& spectrum, FrameRow& row) {
 
 }  // namespace
 
-EncodedFrame FrameEncoder::encode(FrameRow row, const Frame& frame) {
+EncodedFrame FrameEncoder::encode(FrameRecord row, const Frame& frame) {
     summarise(frame, row);
     if (settings.compressionType == 1) {
         return {std::move(row), scanFrameBlock(frame)};
@@ -55,7 +55,7 @@ EncodedFrame FrameEncoder::encode(FrameRow row, const Frame& frame) {
     return {std::move(row), Bytes(block.begin(), block.end())};
 }
 
-EncodedFrame FrameEncoder::encode(FrameRow row, const Spectrum& spectrum) const {
+EncodedFrame FrameEncoder::encode(FrameRecord row, const Spectrum& spectrum) const {
     summarise(spectrum, row);
     return {std::move(row), spectrumBlock(spectrum, settings.parts, settings.zstdLevel)};
 }

@@ -3,12 +3,12 @@
 #include "analysis-writer/analysis_settings.h"
 #include "analysis-writer/frame.h"
 #include "analysis-writer/frame_block.h"
-#include "analysis-writer/metadata_rows.h"
+#include "analysis-writer/metadata_records.h"
 
 namespace analysis_writer {
 
 struct EncodedFrame {
-    FrameRow row;  // KovaId is set when the block is written
+    FrameRecord row;  // KovaId is set when the block is written
     Bytes block;
 };
 
@@ -19,8 +19,8 @@ public:
     explicit FrameEncoder(const AnalysisSettings& given) : settings(given), frameEncoder(given.zstdLevel) {}
 
     // NumPeaks, NumScans, SummedIntensities and MaxIntensity are set unless the row states them.
-    EncodedFrame encode(FrameRow row, const Frame& frame);
-    EncodedFrame encode(FrameRow row, const Spectrum& spectrum) const;
+    EncodedFrame encode(FrameRecord row, const Frame& frame);
+    EncodedFrame encode(FrameRecord row, const Spectrum& spectrum) const;
 
 private:
     AnalysisSettings settings;

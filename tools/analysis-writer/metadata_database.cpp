@@ -55,7 +55,7 @@ void MetadataDatabase::setGlobalMetadatum(const std::string& key, const std::str
     database.run("INSERT INTO GlobalMetadata VALUES (?,?)", {key, value});
 }
 
-void MetadataDatabase::addFrame(const FrameRow& row) {
+void MetadataDatabase::addFrame(const FrameRecord& row) {
     int position = 1;
     for (const SqlValue& value :
          {SqlValue(row.id), sqlValue(row.time), sqlValue(row.polarity), SqlValue(row.scanMode),
@@ -71,28 +71,28 @@ void MetadataDatabase::addFrame(const FrameRow& row) {
     insertFrame->execute();
 }
 
-void MetadataDatabase::addMzCalibration(const MzCalibrationRow& row) {
+void MetadataDatabase::addMzCalibration(const MzCalibrationRecord& row) {
     mzCalibration->insert(
         {row.id, sqlValue(row.modelType), sqlValue(row.digitizerTimebase), sqlValue(row.digitizerDelay),
          sqlValue(row.t1), sqlValue(row.t2), sqlValue(row.dC1), sqlValue(row.dC2)},
         row.coefficients);
 }
 
-void MetadataDatabase::addKovaCalibration(const KovaCalibrationRow& row) {
+void MetadataDatabase::addKovaCalibration(const KovaCalibrationRecord& row) {
     kovaCalibration->insert({row.id, sqlValue(row.modelType)}, row.coefficients);
 }
 
-void MetadataDatabase::addCalibrationInfo(const CalibrationInfoRow& row) {
+void MetadataDatabase::addCalibrationInfo(const CalibrationInfoRecord& row) {
     database.run("INSERT INTO CalibrationInfo VALUES (?,?,?)", {row.polarity, row.name, row.value});
 }
 
-void MetadataDatabase::addPrecursor(const PrecursorRow& row) {
+void MetadataDatabase::addPrecursor(const PrecursorRecord& row) {
     insertPrecursor->run({row.id, sqlValue(row.parent), sqlValue(row.scanNumber), sqlValue(row.largestPeakMz),
                           sqlValue(row.averageMz), sqlValue(row.monoisotopicMz), sqlValue(row.charge),
                           sqlValue(row.intensity)});
 }
 
-void MetadataDatabase::addZorelFrameMsMsInfo(const ZorelFrameMsMsInfoRow& row) {
+void MetadataDatabase::addZorelFrameMsMsInfo(const ZorelFrameMsMsInfoRecord& row) {
     insertMsMsInfo->run({row.frame, row.precursor, sqlValue(row.scanNumBegin), sqlValue(row.scanNumEnd)});
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "analysis-writer/coefficient_table.h"
-#include "analysis-writer/metadata_rows.h"
+#include "analysis-writer/metadata_records.h"
 #include "analysis-writer/sqlite_database.h"
 
 namespace analysis_writer {
@@ -21,12 +21,12 @@ public:
 
     // Replaces an earlier value of the key.
     void setGlobalMetadatum(const std::string& key, const std::string& value);
-    void addFrame(const FrameRow& row);
-    void addMzCalibration(const MzCalibrationRow& row);
-    void addKovaCalibration(const KovaCalibrationRow& row);
-    void addCalibrationInfo(const CalibrationInfoRow& row);
-    void addPrecursor(const PrecursorRow& row);
-    void addZorelFrameMsMsInfo(const ZorelFrameMsMsInfoRow& row);
+    void addFrame(const FrameRecord& row);
+    void addMzCalibration(const MzCalibrationRecord& row);
+    void addKovaCalibration(const KovaCalibrationRecord& row);
+    void addCalibrationInfo(const CalibrationInfoRecord& row);
+    void addPrecursor(const PrecursorRecord& row);
+    void addZorelFrameMsMsInfo(const ZorelFrameMsMsInfoRecord& row);
 
     void execute(const std::string& sql) { database.execute(sql); }
     void commit();

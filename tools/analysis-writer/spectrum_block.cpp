@@ -4,7 +4,7 @@
 
 namespace analysis_writer {
 
-Bytes linePart(const LineSpectrum& lines, bool withWidths) {
+Bytes linePart(const SpectrumLines& lines, bool withWidths) {
     const std::size_t count = lines.positions.size();
     if (lines.intensities.size() != count || (withWidths && lines.widths.size() != count)) {
         throw std::invalid_argument("the arrays of a line spectrum differ in length");

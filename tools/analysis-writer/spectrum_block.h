@@ -10,7 +10,7 @@ namespace analysis_writer {
 // absent.
 
 // Positions, intensities and, when asked for, widths, each array as it is.
-Bytes linePart(const LineSpectrum& lines, bool withWidths);
+Bytes linePart(const SpectrumLines& lines, bool withWidths);
 
 // The block of two parts that are already compressed. The line part's size is the second header entry.
 Bytes spectrumBlock(ByteView compressedLines, ByteView compressedProfile,

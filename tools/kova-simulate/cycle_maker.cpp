@@ -18,8 +18,8 @@ std::uint32_t msmsPeaks(const Options& options) {
     return options.msmsPeaksPerFrame != 0 ? options.msmsPeaksPerFrame : options.peaksPerFrame / 4;
 }
 
-analysis_writer::FrameRow rowOf(std::size_t frame, double time, bool isMs1) {
-    analysis_writer::FrameRow row;
+analysis_writer::FrameRecord rowOf(std::size_t frame, double time, bool isMs1) {
+    analysis_writer::FrameRecord row;
     row.id = static_cast<std::int64_t>(frame) + 1;
     row.time = time;
     row.msMsType = isMs1 ? 0 : 8;
@@ -87,7 +87,7 @@ void CycleMaker::add(MadeCycle& made, std::size_t frame, bool isMs1, std::span<c
     for (const analysis_writer::Scan& scan : peaks) {
         made.peaks += scan.size();
     }
-    analysis_writer::FrameRow row = rowOf(frame, acquisition.timeOf(frame), isMs1);
+    analysis_writer::FrameRecord row = rowOf(frame, acquisition.timeOf(frame), isMs1);
     if (options.format == analysis_writer::Format::kvs) {
         made.frames.push_back(encoder.encode(std::move(row), spectrumOf(peaks, kSamples)));
     } else {

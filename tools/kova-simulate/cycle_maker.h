@@ -3,7 +3,7 @@
 #include "analysis-writer/frame_encoder.h"
 #include "kova-simulate/acquisition.h"
 #include "kova-simulate/frame_synthesis.h"
-#include "kova-simulate/simulator.h"
+#include "kova-simulate/options.h"
 
 namespace simulator {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "analysis-writer/metadata_rows.h"
+#include "analysis-writer/metadata_records.h"
 
 namespace simulator {
 
@@ -14,8 +14,8 @@ public:
 
     std::uint32_t scanCount() const { return scans; }
     std::uint32_t sampleCount() const { return samples; }
-    const analysis_writer::MzCalibrationRow& mzCalibration() const { return mzRow; }
-    const analysis_writer::KovaCalibrationRow& mobilityCalibration() const { return mobilityRow; }
+    const analysis_writer::MzCalibrationRecord& mzCalibration() const { return mzRow; }
+    const analysis_writer::KovaCalibrationRecord& mobilityCalibration() const { return mobilityRow; }
 
     double indexOf(double mz) const;
     double scanOf(double oneOverK0) const;
@@ -32,8 +32,8 @@ public:
 private:
     std::uint32_t scans;
     std::uint32_t samples;
-    analysis_writer::MzCalibrationRow mzRow;
-    analysis_writer::KovaCalibrationRow mobilityRow;
+    analysis_writer::MzCalibrationRecord mzRow;
+    analysis_writer::KovaCalibrationRecord mobilityRow;
 };
 
 }  // namespace simulator

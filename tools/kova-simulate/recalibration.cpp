@@ -36,7 +36,7 @@ void writeState(CalibrationStore& store, std::uint32_t state, bool isComplete, b
     store.addRefMzCalibration({.state = state, .id = state, .coefficients = shifted(instrument, ppm)});
     store.addDigitizerConstants(state, *instrument.mzCalibration().digitizerTimebase,
                                 *instrument.mzCalibration().digitizerDelay);
-    analysis_writer::KovaCalibrationRow mobility = instrument.mobilityCalibration();
+    analysis_writer::KovaCalibrationRecord mobility = instrument.mobilityCalibration();
     mobility.id = state;
     store.addKovaCalibration(state, mobility);
     const std::uint64_t mapped = isComplete ? frames : frames - 1;

@@ -23,7 +23,7 @@ using lumo::io::calibration::getCalibrationFile;
 using lumo::io::kova::KvdReader;
 
 analysis_writer::Coefficients withC1(double c1) {
-    analysis_writer::Coefficients coefficients = analysis_writer::RefMzCalibrationRow().coefficients;
+    analysis_writer::Coefficients coefficients = analysis_writer::RefMzCalibrationRecord().coefficients;
     coefficients[1] = c1;
     return coefficients;
 }

@@ -18,7 +18,7 @@ using analysis_writer::CalibrationStore;
 using S = CalibrationStateSelector;
 using Frames = std::vector<std::int64_t>;
 
-void addState(CalibrationStore& store, const analysis_writer::CalibrationStateRow& row,
+void addState(CalibrationStore& store, const analysis_writer::CalibrationStateRecord& row,
               const Frames& mobilityFrames, const Frames& massFrames) {
     store.addState(row);
     for (const std::int64_t frame : mobilityFrames) {

@@ -20,9 +20,9 @@ ArrowStream& SpectrumReader::read(std::int64_t spectrum, kvr_spectrum_kind kind)
     return *stream;
 }
 
-LineSpectrum SpectrumReader::readLines(std::int64_t spectrum) {
+LineColumns SpectrumReader::readLines(std::int64_t spectrum) {
     const ArrowStream& read = this->read(spectrum, KVR_SPECTRUM_LINES);
-    LineSpectrum lines{
+    LineColumns lines{
         read.column("position").list<double>(0), {}, read.column("intensity").list<float>(0), {}};
     if (const ArrowColumn mz = read.column("mz"); !mz.isNull(0)) {
         lines.mz = mz.list<double>(0);

@@ -9,7 +9,7 @@
 namespace kova_tool {
 
 // The lines of one spectrum. A view into the SpectrumReader that read them: valid until its next read.
-struct LineSpectrum {
+struct LineColumns {
     std::span<const double> positions;
     std::optional<std::span<const double>> mz;  // if there is a calibration
     std::span<const float> intensities;
@@ -22,7 +22,7 @@ public:
     // The run must outlive the reader.
     explicit SpectrumReader(const Run& openRun) : run(openRun) {}
 
-    LineSpectrum readLines(std::int64_t spectrum);
+    LineColumns readLines(std::int64_t spectrum);
     std::span<const std::uint32_t> readProfile(std::int64_t spectrum);
 
 private:

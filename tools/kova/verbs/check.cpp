@@ -82,7 +82,7 @@ private:
     void checkSpectrum(std::int64_t id, CheckTally& tally) {
         // Both are read before either counts.
         const Clock::time_point start = Clock::now();
-        LineSpectrum lines;
+        LineColumns lines;
         if (run.info().has_lines != 0) {
             lines = spectra.readLines(id);
         }

@@ -63,7 +63,7 @@ public:
     }
 
 private:
-    void printLines(const LineSpectrum& lines) {
+    void printLines(const LineColumns& lines) {
         if (options.json) {
             writeJson("lines", lines.positions, lines.mz, lines.intensities, lines.widths);
             return;

@@ -9,11 +9,11 @@ namespace analysis_writer {
 
 // The blob file of an analysis. It starts with a few bytes that belong to no block, so that a position lost
 // on the way (0) never leads to a frame by accident.
-class BlobFile {
+class BlobWriter {
 public:
     static constexpr std::size_t kLeadingBytes = 16;
 
-    explicit BlobFile(const std::filesystem::path& path);
+    explicit BlobWriter(const std::filesystem::path& path);
 
     // Returns the position at which the bytes lie.
     std::int64_t append(ByteView bytes);

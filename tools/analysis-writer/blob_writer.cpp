@@ -1,11 +1,11 @@
-#include "analysis-writer/blob_file.h"
+#include "analysis-writer/blob_writer.h"
 
 #include <algorithm>
 #include <array>
 
 namespace analysis_writer {
 
-BlobFile::BlobFile(const std::filesystem::path& file)
+BlobWriter::BlobWriter(const std::filesystem::path& file)
     : path(file), stream(file, std::ios::binary | std::ios::trunc) {
     if (!stream)
         throw std::runtime_error("cannot create " + path.string());
@@ -14,19 +14,19 @@ BlobFile::BlobFile(const std::filesystem::path& file)
     append(leading);
 }
 
-std::int64_t BlobFile::append(ByteView bytes) {
+std::int64_t BlobWriter::append(ByteView bytes) {
     const std::int64_t position = end;
     put(position, bytes);
     return position;
 }
 
-void BlobFile::writeAt(std::int64_t position, ByteView bytes) {
+void BlobWriter::writeAt(std::int64_t position, ByteView bytes) {
     if (position < 0)
         throw std::invalid_argument("negative position in " + path.string());
     put(position, bytes);
 }
 
-void BlobFile::put(std::int64_t position, ByteView bytes) {
+void BlobWriter::put(std::int64_t position, ByteView bytes) {
     if (position != writePosition)
         stream.seekp(position);
     // The stream takes char; the bytes themselves are only copied.
@@ -37,7 +37,7 @@ void BlobFile::put(std::int64_t position, ByteView bytes) {
     end = std::max(end, writePosition);
 }
 
-void BlobFile::flush() {
+void BlobWriter::flush() {
     stream.flush();
     if (!stream)
         throw std::runtime_error("cannot write to " + path.string());

@@ -10,7 +10,7 @@ namespace analysis_writer {
 // Rows of the metadata tables. An empty optional is stored as NULL. The defaults make up a plausible analysis
 // in positive mode: m/z 100 to 1700 over 400,000 samples, 1/K0 1.6 to 0.6 over 900 scans.
 
-struct FrameRow {
+struct FrameRecord {
     std::int64_t id = 0;
     std::optional<double> time = 0.0;
     std::optional<std::string> polarity = "+";
@@ -31,7 +31,7 @@ struct FrameRow {
 
 using Coefficients = std::vector<std::optional<double>>;
 
-struct MzCalibrationRow {
+struct MzCalibrationRecord {
     std::int64_t id = 1;
     std::optional<std::int64_t> modelType = 1;
     std::optional<double> digitizerTimebase = 0.2;
@@ -45,19 +45,19 @@ struct MzCalibrationRow {
 
 // Coefficients of the voltage ramp model: delay, cycles, start and end voltage, transit time, degree, c0, c1
 // and the voltage interval in which the calibration holds.
-struct KovaCalibrationRow {
+struct KovaCalibrationRecord {
     std::int64_t id = 1;
     std::optional<std::int64_t> modelType = 2;
     Coefficients coefficients = {1.0, 900.0, 190.0, 70.0, 33.0, 1.0, 0.01737, 115.45, 60.0, 200.0};
 };
 
-struct CalibrationInfoRow {
+struct CalibrationInfoRecord {
     std::string polarity = "+";
     std::string name;
     std::string value;
 };
 
-struct PrecursorRow {
+struct PrecursorRecord {
     std::int64_t id = 0;
     std::optional<std::int64_t> parent = {};
     std::optional<double> scanNumber = {};
@@ -68,7 +68,7 @@ struct PrecursorRow {
     std::optional<double> intensity = {};
 };
 
-struct ZorelFrameMsMsInfoRow {
+struct ZorelFrameMsMsInfoRecord {
     std::int64_t frame = 0;
     std::int64_t precursor = 0;
     std::optional<std::int64_t> scanNumBegin = {};
