@@ -6,7 +6,7 @@
 #include <boost/property_tree/ini_parser.hpp>
 
 #include "diag/throw.h"
-#include "logging/settings.h"
+#include "logging/configuration_error.h"
 
 namespace lumo::logging {
 

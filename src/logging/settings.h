@@ -2,10 +2,10 @@
 
 #include <cstddef>
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "logging/configuration_error.h"
 #include "logging/level.h"
 
 namespace lumo::logging {
@@ -40,11 +40,6 @@ struct SinkSettings {
 struct Settings {
     std::map<std::string, Level, std::less<>> levels;
     std::vector<SinkSettings> sinks;
-};
-
-class ConfigurationError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
 };
 
 // Understanding a text and acting on it are two steps (sink_factory.h does the second), so that a configuration with a

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "logging/backend.h"
+#include "logging/configuration.h"
 #include "logging/settings.h"
 
 namespace lumo::logging {

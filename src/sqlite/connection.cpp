@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "diag/throwable.h"
-#include "sqlite/cppsqlite3.h"
+#include "sqlite/exception.h"
 
 namespace lumo::sqlite {
 

@@ -4,11 +4,11 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "sqlite/exception.h"
 #include "sqlite/work_limit.h"
 
 struct sqlite3_stmt;
@@ -21,18 +21,6 @@ struct Statement;
 enum class FieldType { Integer, Real, Text, Blob, Null };
 
 }  // namespace lumo::sqlite
-
-// Carries SQLite's own message as what().
-class CppSQLite3Exception : public std::runtime_error {
-public:
-    CppSQLite3Exception(int errorCode, const std::string& message)
-        : std::runtime_error(message), code(errorCode) {}
-
-    int errorCode() const { return code; }
-
-private:
-    int code;
-};
 
 // Rows of one executed statement, standing on the first row. Move-only; resets the statement in its
 // destructor, and shares it, so that it may outlive the CppSQLite3Statement or connection it came from. Text

@@ -4,8 +4,6 @@
 #include <cerrno>
 #include <new>
 
-#include "sqlite/read_only_vfs.h"
-
 namespace lumo::sqlite {
 
 namespace {
@@ -148,7 +146,7 @@ constexpr sqlite3_io_methods kDatabaseMethods = forReadingDatabases();
 
 }  // namespace
 
-int ReadOnlyFile::open(const char* name, sqlite3_file* memory, int flags, ReadOnlyVfs& owner) {
+int ReadOnlyFile::open(const char* name, sqlite3_file* memory, int flags, FileOwner& owner) {
     memory->pMethods = nullptr;
     OpenFile* const file = OpenFile::open(name);
     const bool isDeletedJournal = (flags & SQLITE_OPEN_MAIN_JOURNAL) != 0 && errno == ENOENT;

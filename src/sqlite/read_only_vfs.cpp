@@ -7,7 +7,6 @@
 
 #include <sys/stat.h>
 
-#include "sqlite/read_only_file.h"
 #include "sys/fork_gate.h"
 
 namespace lumo::sqlite {

@@ -5,7 +5,7 @@
 #include <sqlite3.h>
 
 #include "sqlite/log_index.h"
-#include "sqlite/open_file.h"
+#include "sqlite/read_only_file.h"
 
 namespace lumo::sqlite {
 
@@ -22,12 +22,10 @@ namespace lumo::sqlite {
 // Database, log, index and journal are files of this layer's own (OpenFile): nothing of them is known to SQLite's tables of
 // the process, which a forked child would inherit. Pages are read, never mapped: a file that is cut costs an error and not
 // the process. What SQLite sorts with, its temporary files, is left to SQLite.
-class ReadOnlyVfs {
+class ReadOnlyVfs final : private FileOwner {
 public:
     // For the database of this absolute name, which is no symbolic link.
     explicit ReadOnlyVfs(const std::string& database);
-    ReadOnlyVfs(const ReadOnlyVfs&) = delete;
-    ReadOnlyVfs& operator=(const ReadOnlyVfs&) = delete;
 
     // This object must live until the connection is closed.
     int connect(sqlite3** connection);
@@ -35,14 +33,13 @@ public:
     // To be called before anything that may begin a transaction.
     void noticeWriters() noexcept { index.update(); }
 
-    // What its files ask. The codes are SQLite's.
-    int present(void* bytes, int count, sqlite3_int64 position);  // what was read of the database
-    int checkForWriter() const;
-    int mapIndex(int region, int size, void volatile** memory);
-    int lockIndex(int offset, int count, int flags);
-    void closeIndex() noexcept { index.close(); }
-
 private:
+    int present(void* bytes, int count, sqlite3_int64 position) override;
+    int checkForWriter() const override;
+    int mapIndex(int region, int size, void volatile** memory) override;
+    int lockIndex(int offset, int count, int flags) override;
+    void closeIndex() noexcept override { index.close(); }
+
     static ReadOnlyVfs& ownerOf(sqlite3_vfs* vfs);
     void forwardTheRest();
 

@@ -1,11 +1,16 @@
 #!/usr/bin/env python3
-"""Checks the rules of the source tree that a compiler does not: who may include whom, and how errors are raised."""
+"""Checks the rules of the source tree that a compiler does not: who may include whom, and how errors are raised.
 
+Folders and the rooms inside them include only what lies below. So do files: a header and the source file of the same name
+are one unit, and no units may include each other in a circle, in src/ and in tools/.
+"""
+
+import graphlib
 import pathlib
 import re
 import sys
 
-SOURCE = pathlib.Path(__file__).resolve().parents[2] / "src"
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 # Folders that each folder of src/ may include besides itself; see ARCHITECTURE.md.
 ALLOWED = {
@@ -40,7 +45,23 @@ ROOMS = {
     "kova-data-reader/scan-decoding": {"blob"},
     "kova-data-reader/scan-reading": {"blob", "database", "scan-decoding"},
     "process-frames/algorithm": set(),
+    "kovarun/arrow": set(),
+    "kovarun/run": set(),
+    "kovarun/query": {"run"},
+    "kovarun/pipeline": {"query", "run", "arrow"},
+    "kovarun/tables": {"run", "arrow"},
+    "kovarun/peaks": {"pipeline", "query", "run", "arrow"},
+    "kovarun/reductions": {"pipeline", "query", "run", "arrow"},
+    "kovarun/spectra": {"pipeline", "query", "tables", "run", "arrow"},
+    "kovarun/api": {"peaks", "reductions", "spectra", "tables", "run", "arrow"},
+    "kova/output": set(),
+    "kova/run": {"output"},
+    "kova/cli": {"run", "output"},
+    "kova/completions": set(),
+    "kova/verbs": {"completions", "cli", "run", "output"},
 }
+# What is in a folder itself and nevertheless below its rooms.
+BELOW_ROOMS = {"kovarun/errors.h", "kova/failure.h"}
 # What else a folder or room must do without: no metadata where bytes are decoded, no files where peaks are.
 FORBIDDEN = [
     ("kova-data-reader/blob/", re.compile(r"^sqlite3?[/.]")),
@@ -56,11 +77,11 @@ COMMENT = re.compile(r"//.*$|\"(?:\\.|[^\"\\])*\"")
 
 def include_problems(path: str, included: str, is_system: bool):
     folder, target = path.split("/")[0], included.split("/")[0]
-    if target in ALLOWED and target != folder and not is_system:
+    if folder in ALLOWED and target in ALLOWED and target != folder and not is_system:
         if target not in ALLOWED[folder] and (folder, included) not in EXCEPTIONS:
             yield f"{folder}/ may not include {target}/"
     room = path.rpartition("/")[0]
-    if room in ROOMS and target == folder and not is_system:
+    if room in ROOMS and target == folder and not is_system and included not in BELOW_ROOMS:
         other = included.rpartition("/")[0]
         if other != room and other.removeprefix(folder + "/") not in ROOMS[room]:
             yield f"{room}/ may not include {included}"
@@ -69,21 +90,35 @@ def include_problems(path: str, included: str, is_system: bool):
             yield f"{place} may not include {included}"
 
 
-def problems():
-    for file in sorted(SOURCE.rglob("*")):
+def unit(path: str) -> str:
+    return path.rpartition(".")[0]
+
+
+def problems(tree: str):
+    source = ROOT / tree
+    includes: dict[str, set[str]] = {}  # by unit
+    for file in sorted(source.rglob("*")):
         if file.suffix not in (".h", ".cpp"):
             continue
-        path = file.relative_to(SOURCE).as_posix()
+        path = file.relative_to(source).as_posix()
+        own = includes.setdefault(unit(path), set())
         for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
             if match := INCLUDE.match(line):
-                for problem in include_problems(path, match.group(2), match.group(1) == "<"):
-                    yield f"src/{path}:{number}: {problem}"
-            elif not path.startswith("diag/throw") and BARE_THROW.search(COMMENT.sub("", line)):
-                yield f"src/{path}:{number}: raise with LUMO_THROW"
+                included = match.group(2)
+                for problem in include_problems(path, included, match.group(1) == "<"):
+                    yield f"{tree}/{path}:{number}: {problem}"
+                if (source / included).exists() and unit(included) != unit(path):
+                    own.add(unit(included))
+            elif tree == "src" and not path.startswith("diag/throw") and BARE_THROW.search(COMMENT.sub("", line)):
+                yield f"{tree}/{path}:{number}: raise with LUMO_THROW"
+    try:
+        graphlib.TopologicalSorter(includes).prepare()
+    except graphlib.CycleError as error:
+        yield f"{tree}/: files include each other in a circle: " + " <- ".join(error.args[1])
 
 
 def main() -> int:
-    found = list(problems())
+    found = [*problems("src"), *problems("tools")]
     print("\n".join(found) if found else "layers and raising are in order")
     return 1 if found else 0
 

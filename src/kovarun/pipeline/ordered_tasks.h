@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "diag/assert.h"
+#include "kovarun/run/task_limits.h"
 #include "sys/thread.h"
 
 // Worker threads read ahead, and their results come in the order of the tasks, so that who asks sees the same whatever the number of
@@ -24,11 +25,6 @@
 // Each thread makes its own worker (a reader, buffers) and uses no other. With one thread, or where none is to be had, tasks are done on
 // the calling thread when they are asked for.
 namespace lumo::run {
-
-struct TaskLimits {
-    unsigned threads = 1;
-    std::uint64_t memoryBudget = 0;  // bytes
-};
 
 template <class Result>
 class OrderedTasks {

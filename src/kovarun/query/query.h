@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "kovadata/kvr.h"
-#include "kovarun/query/frame_catalog.h"
+#include "kovarun/run/frame_catalog.h"
 #include "kovarun/run/run.h"
 
 namespace lumo::run {

@@ -4,8 +4,8 @@
 #include <exception>
 
 #include "kovadata/kvr.h"
-#include "kovarun/pipeline/ordered_tasks.h"
 #include "kovarun/run/run.h"
+#include "kovarun/run/task_limits.h"
 
 namespace lumo::run {
 

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <vector>
 
-#include "kovarun/query/frame_catalog.h"
+#include "kovarun/run/frame_catalog.h"
 #include "kovarun/run/reader.h"
 #include "kovarun/run/run_options.h"
 #include "sys/work_counters.h"

@@ -23,16 +23,6 @@ std::vector<TableColumn> stateColumns(const std::set<std::string>& names) {
 
 }  // namespace
 
-std::string msLevelExpression(CppSQLite3DB& db) {
-    if (columnsOf(db, "Frames").contains("MsMsType")) {
-        return "CASE WHEN MsMsType = 0 THEN 1 WHEN MsMsType > 0 THEN 2 END";
-    }
-    if (!columnsOf(db, "ZorelFrameMsMsInfo").empty()) {
-        return "CASE WHEN Id IN (SELECT Frame FROM ZorelFrameMsMsInfo) THEN 2 ELSE 1 END";
-    }
-    return "NULL";
-}
-
 Table readGlobalMetadata(CppSQLite3DB& db) {
     return readTable(db,
                      {{.name = "key", .expression = "Key", .type = CellType::Text},

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "kovarun/run/reader.h"
+#include "kovarun/run/stored_columns.h"
 #include "kovarun/tables/table_reader.h"
 
 // The tables of an analysis, as kvr.h describes them.
@@ -17,8 +18,5 @@ Table readIsolations(CppSQLite3DB& db);
 // States of a re-calibration file; `inUse` is the key of the one that converts.
 Table readStates(CppSQLite3DB& db, const std::string& inUse);
 Table noStates();
-
-// "MsMsType" where there is one, else whether fragments were measured in a frame: an SQL expression over "Frames".
-std::string msLevelExpression(CppSQLite3DB& db);
 
 }  // namespace lumo::run

@@ -141,15 +141,6 @@ private:
 
 }  // namespace
 
-std::set<std::string> columnsOf(CppSQLite3DB& db, const std::string& table) {
-    std::set<std::string> names;
-    CppSQLite3Query rows = db.execQuery("SELECT name FROM pragma_table_info('" + table + "')");
-    for (; !rows.eof(); rows.nextRow()) {
-        names.insert(rows.getStringField(0));
-    }
-    return names;
-}
-
 TableColumn present(const std::set<std::string>& names, std::string name, const std::string& inDatabase,
                     CellType type, std::int64_t lowest, const std::string& prefix) {
     TableColumn column{.name = std::move(name), .type = type, .lowest = lowest};

@@ -35,9 +35,6 @@ struct Table {
     arrow::RecordBatch rows;
 };
 
-// The names of a table's columns; none when there is no such table.
-std::set<std::string> columnsOf(CppSQLite3DB& db, const std::string& table);
-
 // Runs "SELECT <expressions> <rest>".
 Table readTable(CppSQLite3DB& db, const std::vector<TableColumn>& columns, const std::string& rest);
 

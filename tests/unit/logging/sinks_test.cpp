@@ -10,6 +10,7 @@
 
 #include "fixtures/temp_directory.h"
 #include "logging/async_sink.h"
+#include "logging/backend.h"
 #include "logging/line_formatter.h"
 #include "logging/logger.h"
 #include "logging/sink_factory.h"

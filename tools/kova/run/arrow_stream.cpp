@@ -4,7 +4,7 @@
 
 #include "common/interruption.h"
 #include "kova/failure.h"
-#include "kova/run/run.h"
+#include "kova/run/last_error.h"
 
 namespace kova_tool {
 namespace {

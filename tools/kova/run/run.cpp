@@ -7,19 +7,11 @@
 #include <map>
 
 #include "kova/failure.h"
+#include "kova/run/last_error.h"
 #include "kova/run/open_hint.h"
 
 namespace kova_tool {
 namespace {
-
-using LastError = std::uint32_t (*)(char*, std::uint32_t);
-
-std::string textOf(LastError lastError) {
-    std::string text(lastError(nullptr, 0), '\0');
-    lastError(text.data(), static_cast<std::uint32_t>(text.size()));
-    text.pop_back();
-    return text;
-}
 
 struct Mode {
     kvr_calibration calibration;
@@ -67,8 +59,6 @@ std::string withPath(const std::string& directory, const std::string& text) {
 }
 
 }  // namespace
-
-std::string lastRunError() { return textOf(kvr_get_last_error_string); }
 
 const char* formatName(AnalysisFormat format) { return format == AnalysisFormat::Mobility ? "kvd" : "kvs"; }
 
@@ -151,8 +141,8 @@ std::uint64_t Run::handle() const {
 }
 
 std::string Run::lastHandleError() const {
-    return textOf(format() == AnalysisFormat::Mobility ? kova_get_last_error_string
-                                                       : kvs_get_last_error_string);
+    return lastErrorOf(format() == AnalysisFormat::Mobility ? kova_get_last_error_string
+                                                            : kvs_get_last_error_string);
 }
 
 }  // namespace kova_tool

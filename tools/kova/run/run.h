@@ -68,7 +68,4 @@ private:
     kvr_info facts = {};
 };
 
-// Text of the last failure of the run interface.
-std::string lastRunError();
-
 }  // namespace kova_tool

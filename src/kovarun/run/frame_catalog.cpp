@@ -1,11 +1,11 @@
-#include "kovarun/query/frame_catalog.h"
+#include "kovarun/run/frame_catalog.h"
 
 #include <algorithm>
 #include <set>
 #include <string>
 #include <utility>
 
-#include "kovarun/tables/metadata_tables.h"
+#include "kovarun/run/stored_columns.h"
 
 namespace lumo::run {
 

@@ -1,8 +1,9 @@
-#include "diag/errors.h"
 #include "diag/throwable.h"
 
 #include <new>
 #include <stdexcept>
+
+#include "diag/errors.h"
 
 namespace lumo::diag {
 
