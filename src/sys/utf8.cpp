@@ -1,5 +1,6 @@
 #include "sys/utf8.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -61,6 +62,26 @@ std::size_t findInvalidUtf8(std::string_view text) {
         i += lead->continuationBytes + 1;
     }
     return std::string_view::npos;
+}
+
+std::string repairedUtf8(std::string text) {
+    std::string repaired;
+    std::string_view rest = text;
+    for (std::size_t bad = findInvalidUtf8(rest); bad != std::string_view::npos;
+         bad = findInvalidUtf8(rest)) {
+        // A sequence that is cut off begins before the byte at which that shows.
+        std::size_t begin = bad;
+        while (begin > 0 && (static_cast<std::uint8_t>(rest[begin - 1]) & 0xC0) == 0x80) {
+            --begin;
+        }
+        begin -= begin > 0 ? 1 : 0;
+        if (findInvalidUtf8(rest.substr(begin, bad - begin)) == std::string_view::npos) {
+            begin = bad;
+        }
+        repaired.append(rest.substr(0, begin)).append("\xEF\xBF\xBD");
+        rest.remove_prefix(std::max(bad, begin + 1));
+    }
+    return repaired.empty() ? text : repaired.append(rest);
 }
 
 }  // namespace lumo::sys

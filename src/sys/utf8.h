@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace lumo::sys {
@@ -13,5 +14,8 @@ namespace lumo::sys {
 // Paths are checked because the C interface promises UTF-8, and what is not would reach the file system and error texts
 // as bytes that nobody can print.
 std::size_t findInvalidUtf8(std::string_view text);
+
+// The text with U+FFFD in place of what is not well-formed.
+std::string repairedUtf8(std::string text);
 
 }  // namespace lumo::sys

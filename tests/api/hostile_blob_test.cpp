@@ -8,6 +8,7 @@
 #include "analysis-writer/scan_blocks.h"
 #include "api/analysis.h"
 #include "fixtures/analysis_builder.h"
+#include "fixtures/every_call.h"
 #include "fixtures/temp_directory.h"
 #include "fixtures/writer_process.h"
 
@@ -49,6 +50,7 @@ void expectFailures(int compression, const std::vector<HostileBlock>& cases) {
             EXPECT_EQ(analysis.errorOf(1, 0, c.scans), c.text);
             EXPECT_EQ(analysis.readRaw(2, 0, 3).peaks(3), kGood) << "the handle stays usable";
         }
+        EXPECT_NO_THROW(fixtures::makeEveryRunCall(directory.path(), {}));
     }
 }
 
@@ -78,6 +80,7 @@ TEST(HostileBlob, FramesCompressedAsAWhole) {
     const std::string impossible = " is impossible for 16 compressed bytes";
     const std::vector<HostileBlock> cases = {
         {"HeaderCutShort", {1, 2, 3}, inFrame("Error reading binary header.")},
+        {"BlockOfZeros", Bytes(8), inFrame("Error reading frame data.")},
         {"BlockSizeSeven", claiming({.blockSize = 7}), inFrame("Error reading frame data.")},
         {"BlockSizeAtLimit", claiming({.blockSize = 0x40000000}), inFrame("Error reading frame data.")},
         {"BlockSizeAboveLimit", claiming({.blockSize = 0x40000001}),

@@ -110,23 +110,19 @@ int Stream::next(std::int64_t& rows) {
     return code;
 }
 
-Table read(const std::function<std::uint32_t(ArrowArrayStream*)>& make, std::int64_t batchSize) {
-    Stream stream;
-    const bool isMade = make(&stream) == 1;
-    require(isMade, lastError());
+int Stream::readAll(Table& table, std::int64_t batchSize) {
     ArrowSchema schema{};
-    require(stream.get_schema(&stream, &schema) == 0, "no schema");
-    Table table;
+    if (const int code = get_schema(this, &schema)) {
+        return code;
+    }
     for (std::int64_t i = 0; i < schema.n_children; ++i) {
         table[schema.children[i]->name];
     }
+    int code = 0;
     for (;;) {
         ArrowArray batch{};
-        if (stream.get_next(&stream, &batch) != 0) {
-            schema.release(&schema);
-            throw std::runtime_error(stream.get_last_error(&stream));
-        }
-        if (batch.release == nullptr) {
+        code = get_next(this, &batch);
+        if (code != 0 || batch.release == nullptr) {
             break;
         }
         require(batch.length <= batchSize, "batch too long");
@@ -139,6 +135,16 @@ Table read(const std::function<std::uint32_t(ArrowArrayStream*)>& make, std::int
         batch.release(&batch);
     }
     schema.release(&schema);
+    return code;
+}
+
+Table read(const std::function<std::uint32_t(ArrowArrayStream*)>& make, std::int64_t batchSize) {
+    Stream stream;
+    const bool isMade = make(&stream) == 1;
+    require(isMade, lastError());
+    Table table;
+    const bool isRead = stream.readAll(table, batchSize) == 0;
+    require(isRead, isRead ? "" : stream.get_last_error(&stream));
     return table;
 }
 

@@ -35,6 +35,10 @@ private:
     void open(const std::filesystem::path& analysis, kvr_options options);
 };
 
+// All that a stream gives: a list of values per row and column, one for columns of numbers, none for null, the bytes of a
+// text or -1 for an empty one.
+using Table = std::map<std::string, std::vector<std::vector<double>>>;
+
 // A stream that is released in the end.
 struct Stream : ArrowArrayStream {
     Stream() : ArrowArrayStream{} {}
@@ -49,13 +53,11 @@ struct Stream : ArrowArrayStream {
     }
     // 0 or an error code; drops the batch. `rows` is 0 at the end.
     int next(std::int64_t& rows);
+    // Adds all that comes to the table. 0 or an error code. Requires that batches have at most `batchSize` rows.
+    int readAll(Table& table, std::int64_t batchSize = INT64_MAX);
 };
 
-// All that a stream gives: a list of values per row and column, one for columns of numbers, none for null, the bytes of a
-// text or -1 for an empty one.
-using Table = std::map<std::string, std::vector<std::vector<double>>>;
-
-// Makes a stream and reads it. Requires that batches have at most `batchSize` rows.
+// Makes a stream and reads it.
 Table read(const std::function<std::uint32_t(ArrowArrayStream*)>& make, std::int64_t batchSize = INT64_MAX);
 
 // The text with which it fails, "" when it does not.

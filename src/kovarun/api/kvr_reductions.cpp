@@ -29,7 +29,8 @@ uint32_t kvr_chromatograms(kvr_run* run, const kvr_query* query, const kvr_targe
                            ArrowArrayStream* stream) {
     return callForStream(stream, [&] {
         Prepared with(run, query, control);
-        return makeChromatograms(with.run, std::move(with.query), checkedTargets(targets, num_targets),
+        return makeChromatograms(with.run, std::move(with.query),
+                                 checkedTargets(targets, num_targets, with.control.limits.memoryBudget),
                                  checkedReduce(reduce), with.control);
     });
 }
@@ -39,7 +40,8 @@ uint32_t kvr_mobilograms(kvr_run* run, const kvr_query* query, const kvr_target*
                          ArrowArrayStream* stream) {
     return callForStream(stream, [&] {
         Prepared with(run, query, control);
-        return makeMobilograms(with.run, std::move(with.query), checkedTargets(targets, num_targets),
+        return makeMobilograms(with.run, std::move(with.query),
+                               checkedTargets(targets, num_targets, with.control.limits.memoryBudget),
                                checkedReduce(reduce), with.control);
     });
 }

@@ -77,13 +77,14 @@ private:
     }
 
     OrderedTasks<GroupDamage>::Worker makeWorker() {
+        // The reader first: a thread that cannot open one tries again with each task, and must leave nothing behind.
+        FrameSource source(*work->run, work->query);
         std::unique_ptr<Accumulator> made = parts.makeAccumulator();
-        Accumulator& sum = *made;
+        auto share = std::make_shared<Share>(Share{std::move(source), *made});
         {
             const std::lock_guard lock(mutex);
             sums.push_back(std::move(made));
         }
-        auto share = std::make_shared<Share>(Share{FrameSource(*work->run, work->query), sum});
         return [this, share](std::size_t group) { return add(*share, work->groups[group]); };
     }
 

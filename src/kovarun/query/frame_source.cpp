@@ -6,6 +6,7 @@
 
 #include "calibration/transformation.h"
 #include "diag/throw.h"
+#include "kovarun/run/optional_calibration.h"
 #include "sys/work_counters.h"
 
 namespace lumo::run {
@@ -22,9 +23,15 @@ auto mobilityCalibrationOf(const Reader& reader, std::int64_t frame) {
     return reader.frames().getMobTrafo(frame);
 }
 
+// A frame without peaks may claim billions of scans.
+constexpr std::uint32_t kMostScansConverted = 1 << 20;
+
 std::vector<double> mobilitiesBy(const io::kova::KvdReader::MobTrafoPtr& calibration, std::uint32_t count) {
     if (calibration == nullptr) {
         return {};
+    }
+    if (count > kMostScansConverted) {
+        LUMO_THROW(std::runtime_error("The frame has too many scans for a mobility axis."));
     }
     std::vector<double> values(count);
     std::iota(values.begin(), values.end(), 0.0);
@@ -48,6 +55,9 @@ const FrameBox& FrameSource::open(const FrameEntry& frame) {
     frameId = frame.id;
     isMassLookedUp = isMobilityLookedUp = false;
     scanCount = scans.numberOfScans(frameId);
+    if (scanCount == 0) {
+        scans.loadFrame(frameId);  // nothing will be read, so this is where a damaged one is noticed
+    }
     box = {};
     box.scanEnd = std::min(query.scanEnd, scanCount);
     box.scanBegin = std::min(query.scanBegin, box.scanEnd);
@@ -70,11 +80,10 @@ void FrameSource::read(io::kova::ScanSink& sink) {
 
 const MassAxis* FrameSource::massAxis() {
     if (!isMassLookedUp) {
-        try {
+        hasMass = calibrationOrNone([this] {
             lookUpMass();
-        } catch (const std::exception&) {
-            hasMass = false;  // a frame may lack a calibration, which only matters to those who need one
-        }
+            return hasMass;
+        });
         isMassLookedUp = true;
     }
     return hasMass ? &*axis : nullptr;
@@ -82,11 +91,10 @@ const MassAxis* FrameSource::massAxis() {
 
 std::span<const double> FrameSource::oneOverK0() {
     if (!isMobilityLookedUp) {
-        try {
+        calibrationOrNone([this] {
             lookUpMobility();
-        } catch (const std::exception&) {
-            mobilities.clear();
-        }
+            return true;
+        });
         isMobilityLookedUp = true;
     }
     return mobilities;
@@ -136,21 +144,15 @@ void FrameSource::lookUpMobility() {
 }
 
 std::vector<double> FrameSource::oneOverK0Of(std::int64_t frame, std::uint32_t count) {
-    try {
-        return mobilitiesBy(mobilityCalibrationOf(*reader, frame), count);
-    } catch (const std::exception&) {
-        return {};
-    }
+    return calibrationOrNone([&] { return mobilitiesBy(mobilityCalibrationOf(*reader, frame), count); });
 }
 
 std::shared_ptr<const MassAxis> FrameSource::massAxisOf(std::int64_t frame) {
-    try {
+    return calibrationOrNone([&] {
         auto calibration = massCalibrationOf(*reader, frame);
         return calibration == nullptr ? nullptr
                                       : std::make_shared<const MassAxis>(std::move(calibration), binCount());
-    } catch (const std::exception&) {
-        return nullptr;
-    }
+    });
 }
 
 // Whether 1/K0 rises or falls with the scan is the calibration's business, so every scan is asked.

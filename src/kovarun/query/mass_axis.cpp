@@ -19,41 +19,27 @@ using ::lumo::calibration::ICalibrationTransformator;
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 double massOf(const ICalibrationTransformator& trafo, double index) {
-    try {
-        return trafo.DIndexToMass(index);
-    } catch (const std::exception&) {
-        return kNone;
-    }
+    return trafo.DIndexToMassFails({&index, 1}) ? kNone : trafo.DIndexToMass(index);
 }
-
-using Conversion = void (ICalibrationTransformator::*)(std::span<const double>, std::span<double>) const;
 
 // So few that a conversion is not shared among threads, of which a stream has its own.
 constexpr std::size_t kPerConversion = 4000;
 
-// A conversion that fails is tried again in halves, until it is known which values fail.
-void convertWhereDefined(const ICalibrationTransformator& trafo, Conversion convert,
-                         std::span<const double> in, std::span<double> out) {
-    if (in.size() > kPerConversion) {
-        for (std::size_t begin = 0; begin < in.size(); begin += kPerConversion) {
-            const std::size_t count = std::min(kPerConversion, in.size() - begin);
-            convertWhereDefined(trafo, convert, in.subspan(begin, count), out.subspan(begin, count));
-        }
+// Where some indices fail, those that do are found by halves: without exceptions, since a damaged calibration may convert none
+// of millions.
+void convertWhereDefined(const ICalibrationTransformator& trafo, std::span<const double> in,
+                         std::span<double> out) {
+    if (!trafo.DIndexToMassFails(in)) {
+        trafo.DIndexToMassOnThisThread(in, out);
         return;
     }
-    const std::vector<double> values(in.begin(), in.end());  // a failure may have written some of the results
-    try {
-        (trafo.*convert)(values, out);
-    } catch (const std::exception&) {
-        const std::size_t half = values.size() / 2;
-        if (half == 0) {
-            std::fill(out.begin(), out.end(), kNone);
-            return;
-        }
-        const std::span<const double> given(values);
-        convertWhereDefined(trafo, convert, given.first(half), out.first(half));
-        convertWhereDefined(trafo, convert, given.subspan(half), out.subspan(half));
+    const std::size_t half = in.size() / 2;
+    if (half == 0) {
+        out[0] = kNone;
+        return;
     }
+    convertWhereDefined(trafo, in.first(half), out.first(half));
+    convertWhereDefined(trafo, in.subspan(half), out.subspan(half));
 }
 
 // A place to begin looking from; any will do.
@@ -138,11 +124,17 @@ std::vector<IndexRange> MassAxis::indicesOf(const Range& mz) const {
 }
 
 void MassAxis::massesOf(std::span<const double> indices, std::span<double> mz) const {
-    convertWhereDefined(*trafo, &ICalibrationTransformator::DIndexToMass, indices, mz);
+    for (std::size_t begin = 0; begin < indices.size(); begin += kPerConversion) {
+        const std::size_t count = std::min(kPerConversion, indices.size() - begin);
+        convertWhereDefined(*trafo, indices.subspan(begin, count), mz.subspan(begin, count));
+    }
 }
 
 void MassAxis::placesOf(std::span<const double> mz, std::span<double> indices) const {
-    convertWhereDefined(*trafo, &ICalibrationTransformator::MassToDIndex, mz, indices);
+    for (std::size_t begin = 0; begin < mz.size(); begin += kPerConversion) {
+        const std::size_t count = std::min(kPerConversion, mz.size() - begin);
+        trafo->MassToDIndex(mz.subspan(begin, count), indices.subspan(begin, count));
+    }
 }
 
 void MassAxis::cut(const std::vector<double>& edges, std::vector<IndexRange>& ranges,

@@ -83,7 +83,7 @@ kvr_axis completeAxis(Run& run, const Query& query, const kvr_axis& axis) {
         complete.low = range.low;
         complete.high = range.high == range.low ? std::nextafter(range.low, Range::kInfinity) : range.high;
     }
-    if (!std::isfinite(complete.low) || !std::isfinite(complete.high) || !(complete.low < complete.high)) {
+    if (!std::isfinite(complete.high - complete.low) || !(complete.low < complete.high)) {
         LUMO_THROW(std::invalid_argument("The axis of " + name + " has no range."));
     }
     return complete;
@@ -93,6 +93,7 @@ GridAxis toGridAxis(const kvr_axis& axis) {
     GridAxis grid;
     grid.kind = static_cast<GridAxis::Kind>(axis.kind);
     const double width = (axis.high - axis.low) / axis.bins;
+    grid.edges.reserve(std::size_t{axis.bins} + 1);
     for (std::uint32_t cell = 0; cell < axis.bins; ++cell) {
         grid.edges.push_back(axis.low + cell * width);
     }

@@ -1,6 +1,9 @@
 #include "kovarun/reductions/interval_map.h"
 
 #include <algorithm>
+#include <stdexcept>
+
+#include "diag/throw.h"
 
 namespace lumo::run {
 
@@ -25,6 +28,10 @@ void setBits(std::vector<std::uint64_t>& bits, std::uint32_t begin, std::uint32_
 }  // namespace
 
 void IntervalMap::build(std::span<const IndexRange> ranges, std::uint32_t bins) {
+    constexpr std::uint32_t kMostBins = 1 << 26;  // what a file claims sizes memory here
+    if (bins > kMostBins) {
+        LUMO_THROW(std::runtime_error("The analysis has too many indices for chromatograms and images."));
+    }
     const std::size_t words = bins / 64 + 2;  // ranges end one after the last index
     wanted.assign(words, 0);
     begins.assign(words, 0);

@@ -24,6 +24,9 @@ std::uint64_t mostScans(const FrameEntries& frames) {
     return static_cast<std::uint64_t>(most);
 }
 
+// Of a scan: its number, 1/K0, and a value per target.
+std::uint64_t bytesPerScan(std::size_t targets) { return 16 + 8 * std::uint64_t{targets}; }
+
 template <Reduce kind>
 class MobilogramSum final : public Accumulator {
 public:
@@ -72,7 +75,7 @@ private:
         if (count <= scans) {
             return;
         }
-        const std::uint64_t bytes = std::uint64_t{8} * count * targets.size();
+        const std::uint64_t bytes = count * bytesPerScan(targets.size());
         if (bytes > work.control.limits.memoryBudget) {
             LUMO_THROW(std::logic_error("The mobilograms need " + std::to_string(bytes >> 20) +
                                         " MB, which the memory budget does not allow."));
@@ -93,7 +96,7 @@ private:
 std::unique_ptr<arrow::BatchSource> makeMobilograms(std::shared_ptr<Run> run, Query query,
                                                     std::vector<Target> targets, Reduce reduce,
                                                     const Control& control) {
-    const std::uint64_t bytes = 8 * mostScans(query.frames) * targets.size();
+    const std::uint64_t bytes = mostScans(query.frames) * bytesPerScan(targets.size());
     std::vector<FrameGroup> groups = groupFrames(query.frames, kPeaksPerGroup);
     auto work = std::make_shared<const FrameWork>(
         FrameWork{std::move(run), std::move(query), control, std::move(groups)});

@@ -26,16 +26,25 @@ std::vector<IndexRange> intersection(const std::vector<IndexRange>& a, const std
 
 }  // namespace
 
-std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t count) {
+std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t count,
+                                   std::uint64_t memoryBudget) {
     if (targets == nullptr && count != 0) {
         LUMO_THROW(std::invalid_argument("There are no targets."));
     }
+    if (count > memoryBudget / sizeof(Target)) {
+        LUMO_THROW(
+            std::runtime_error("The memory budget does not allow " + std::to_string(count) + " targets."));
+    }
     std::vector<Target> checked;
+    checked.reserve(count);
     for (std::uint64_t i = 0; i < count; ++i) {
-        const std::string of = " of target " + std::to_string(i);
-        checked.push_back({checkedRange(targets[i].mz, ("m/z" + of).c_str()),
-                           checkedRange(targets[i].one_over_k0, ("1/K0" + of).c_str()),
-                           checkedRange(targets[i].time, ("time" + of).c_str())});
+        const auto checkedOf = [i](const kvr_range& range, const char* what) {
+            return range.low <= range.high
+                       ? Range{range.low, range.high}
+                       : checkedRange(range, (what + (" of target " + std::to_string(i))).c_str());
+        };
+        checked.push_back({checkedOf(targets[i].mz, "m/z"), checkedOf(targets[i].one_over_k0, "1/K0"),
+                           checkedOf(targets[i].time, "time")});
     }
     return checked;
 }

@@ -15,8 +15,10 @@ struct Target {
     Range time;
 };
 
-// Raises std::invalid_argument that names the first target which is no target.
-std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t count);
+// Raises std::invalid_argument that names the first target which is no target, and std::runtime_error for more than the budget
+// has room for.
+std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t count,
+                                   std::uint64_t memoryBudget);
 
 // A part of a target in one frame: indices and scans as integers. A target has one, unless a calibration goes up and down.
 struct TargetBox {

@@ -7,6 +7,7 @@
 #include "diag/throw.h"
 #include "kovarun/arrow/builders.h"
 #include "kovarun/pipeline/frame_stream.h"
+#include "kovarun/run/optional_calibration.h"
 #include "kovarun/spectra/spectra.h"
 #include "kovarun/tables/analysis_facts.h"
 
@@ -88,15 +89,13 @@ private:
 
     // Positions become m/z; false where there is no calibration that converts them.
     bool convertPositions(std::int64_t id) {
-        try {
+        return calibrationOrNone([&] {
             const auto calibration = reader->spectra().getMzTrafo(id, io::kova::KvsReader::Compensation::Off);
             if (calibration != nullptr) {
                 calibration->DIndexToMass(std::span<const double>(positions), std::span<double>(positions));
             }
             return calibration != nullptr;
-        } catch (const std::exception&) {
-            return false;
-        }
+        });
     }
 
     const FrameWork& work;

@@ -5,6 +5,7 @@
 
 #include "calibration/transformation.h"
 #include "kovarun/arrow/builders.h"
+#include "kovarun/run/optional_calibration.h"
 #include "kovarun/tables/metadata_tables.h"
 #include "sqlite/cppsqlite3.h"
 
@@ -81,11 +82,7 @@ public:
 
 private:
     io::kova::KvdReader::MobTrafoPtr read(std::int64_t frame) const {
-        try {
-            return reader.getMobTrafo(frame);
-        } catch (const std::exception&) {
-            return nullptr;  // a frame may lack a calibration
-        }
+        return calibrationOrNone([&] { return reader.getMobTrafo(frame); });
     }
 
     io::kova::KvdReader& reader;

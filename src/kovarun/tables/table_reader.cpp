@@ -2,9 +2,12 @@
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
 
+#include "diag/throw.h"
 #include "kovarun/arrow/builders.h"
 #include "sqlite/cppsqlite3.h"
+#include "sys/utf8.h"
 
 namespace lumo::run {
 
@@ -60,7 +63,11 @@ public:
         if (row.fieldIsNull(cell)) {
             builder.append(std::nullopt);
         } else {
-            builder.append(row.getStringField(cell));
+            const std::string text = sys::repairedUtf8(row.getStringField(cell));
+            if (!builder.hasRoom(text.size())) {
+                LUMO_THROW(std::runtime_error("The table has more text than a batch can hold."));
+            }
+            builder.append(text);
         }
     }
     arrow::Column intoColumn() override { return builder.intoColumn(); }

@@ -8,6 +8,7 @@
 namespace {
 
 using lumo::sys::findInvalidUtf8;
+using lumo::sys::repairedUtf8;
 
 TEST(Utf8, FirstInvalidByteIsFound) {
     constexpr std::size_t valid = std::string_view::npos;
@@ -33,8 +34,12 @@ TEST(Utf8, FirstInvalidByteIsFound) {
         {"\xE2\x28\xA1", 1},
         {"\xE2\x82\x28", 2},
     };
+    const std::string sign = "\xEF\xBF\xBD";
+    EXPECT_EQ(repairedUtf8("a\xFF\xE2\x28\xC3\xA4\xA1z\xE2\x82"),
+              "a" + sign + sign + "(\xC3\xA4" + sign + "z" + sign);
     for (const auto& [text, invalidAt] : cases) {
         EXPECT_EQ(findInvalidUtf8(text), invalidAt) << text;
+        EXPECT_EQ(repairedUtf8(text) == text, invalidAt == valid) << text;
         EXPECT_EQ(findInvalidUtf8("x" + text), invalidAt == valid ? valid : invalidAt + 1) << text;
     }
 }
