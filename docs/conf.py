@@ -40,7 +40,7 @@ ELSEWHERE = {r"include/kovadata/(\w+)\.(h|hpp)": r"reference/\1_8\2.html#details
              "CHANGELOG.md": "project/changelog.md", "examples/README.md": "project/examples.md"}
 # Pages in which every name must lead to its place in a reference.
 COMPLETE = {"api/c", "which"}
-NAME = re.compile(r"(kova|kvs|kvr)_\w+[a-z0-9]|\w+::.+|[A-Z]\w+\.\w+|(kovadata|plot)\.\w+|kova .*|[a-z]+[A-Z]\w+")
+NAME = re.compile(r"(kova|kvs|kvr)_\w+[a-z0-9]|\w+::.+|[A-Z]\w+\.\w+|(kovadata|plot|study)\.\w+|kova .*|[a-z]+[A-Z]\w+")
 
 
 def lead_elsewhere(app, docname, source):
