@@ -93,17 +93,23 @@ def meshes_of(ax):
     return [one for one in ax.collections if one.get_array() is not None]
 
 
-def test_heat_map_holds_all_intensity(run, ax):
-    frame = run.frame(1)
-    peaks = frame.peaks()
-    kovadata.plot.heatmap(frame, ax, mz_range=(0, 5000))
-    [mesh] = meshes_of(ax)
-    assert mesh.get_array().sum() == peaks.intensity.sum()
-    row, column = np.unravel_index(mesh.get_array().argmax(), mesh.get_array().shape)
-    corners = mesh.get_coordinates()[row:row + 2, column:column + 2].reshape(4, 2)
+@pytest.mark.parametrize("name, kind", [("dense", "QuadMesh"), ("run", "PathCollection")])
+def test_heat_map_holds_all_intensity(simulated, ax, name, kind):
+    with kovadata.Analysis(simulated(name)) as analysis:
+        frame = analysis.frame(1)
+        peaks = frame.peaks()
+        kovadata.plot.heatmap(frame, ax, mz_range=(50, 2000), mobility_range=(0, 5))
+    [drawn] = meshes_of(ax)
+    assert type(drawn).__name__ == kind and drawn.get_array().sum() == peaks.intensity.sum()
+    if kind == "PathCollection":
+        at_dots = [abs(peaks.mz - x) + abs(peaks.one_over_k0 - y) * 300 < 4 for x, y in drawn.get_offsets()[::100]]
+        assert all(near.any() for near in at_dots)
+        return
+    row, column = np.unravel_index(drawn.get_array().argmax(), drawn.get_array().shape)
+    corners = drawn.get_coordinates()[row:row + 2, column:column + 2].reshape(4, 2)
     (left, low), (right, high) = corners.min(axis=0), corners.max(axis=0)
     inside = (peaks.mz >= left) & (peaks.mz < right) & (peaks.one_over_k0 > low) & (peaks.one_over_k0 < high)
-    assert peaks.intensity[inside].sum() == mesh.get_array().max() > 100
+    assert peaks.intensity[inside].sum() == drawn.get_array().max() > 100
 
 
 def test_mobilogram(run, ax):
@@ -213,7 +219,8 @@ def test_command_writes_files(run, simulated, command, tmp_path):
     (("tic", "RUN", "-o", "none/a.png"), "No such file"), (("heatmap", "SPECTRA"), "without ion mobility"),
     (("overview", "SPECTRA"), "without ion mobility"), (("overview", "RUN", "--time-range", 900, 901), "no frames there"),
     (("spectrum", "RUN", "--mz-range", 5000, 6000), "no peaks there"),
-    (("spectrum", "RUN", "--form", "lines"), "no line spectra"),
+    (("spectrum", "RUN", "--form", "lines"), "no line spectra"), (("mobilogram", "RUN", "--mz-range", 1, 2), "no peaks there"),
+    (("spectrum", "RUN", "--time-range", 900, 901), "no frames there"),
     (("spectrum", "SPECTRA", "--mobility-range", 0, 1), "without ion mobility")])
 def test_failures_are_one_line(simulated, command, tmp_path, arguments, text):
     paths = {"RUN": simulated("run"), "SPECTRA": simulated("spectra")}

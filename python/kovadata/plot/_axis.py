@@ -55,6 +55,8 @@ def survey_frames(analysis: Analysis, time_range: Range) -> np.ndarray:
     table = analysis.frame_table()
     chosen = within(table["time"], time_range) & (np.array(survey_level(table) is None) | (table["ms_level"] == 1))
     rows: np.ndarray = table[chosen]
+    if not len(rows):
+        raise KovaError("there are no frames there")
     return rows
 
 

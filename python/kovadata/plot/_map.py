@@ -12,7 +12,7 @@ if TYPE_CHECKING:
     from matplotlib.axes import Axes
 
 # Fewer filled cells than this share of a map would hardly be seen.
-_SPARSE = 0.02
+_SPARSE = 0.05
 _PLAIN_COUNTS = 10000
 
 
@@ -54,12 +54,13 @@ def draw_map(ax: Axes, grid: Grid, label: str, *, top: bool = True, side: bool =
 
 
 def _draw_dots(ax: Axes, grid: Grid, norm: Any) -> Any:
-    """Cells as dots, the strongest on top."""
+    """Cells as dots, the fewer the larger, and the strongest on top."""
     rows, columns = np.nonzero(grid.counts)
     x, y = (((edges[:-1] + edges[1:]) / 2)[cells] for edges, cells in ((grid.x_edges, columns), (grid.y_edges, rows)))
     values = grid.counts[rows, columns]
     order = np.argsort(values, kind="stable")
-    return ax.scatter(x[order], y[order], c=values[order], s=9, norm=norm, cmap=COLOUR_MAP, linewidths=0)
+    size = np.clip(9 * np.sqrt(1500 / len(values)), 4, 12)
+    return ax.scatter(x[order], y[order], c=values[order], s=size, norm=norm, cmap=COLOUR_MAP, linewidths=0)
 
 
 def _add_colour_bar(ax: Axes, drawn: Any, label: str, left: float) -> None:
@@ -82,7 +83,7 @@ def _count_text(value: float, _: Any = None) -> str:
 
 def _marginal(ax: Axes, sums: np.ndarray, edges: np.ndarray, orientation: Any) -> Axes:
     order = slice(None, None, -1) if edges[0] > edges[-1] else slice(None)
-    ax.stairs(sums[order], edges[order], fill=True, color=BLUE, linewidth=0.5, orientation=orientation)
+    ax.stairs(sums[order], edges[order], fill=True, facecolor=BLUE, edgecolor=BLUE, linewidth=0.5, orientation=orientation)
     ax.tick_params(labelbottom=False, labelleft=False, left=False, bottom=False)
     ax.spines[:].set_visible(False)
     return ax

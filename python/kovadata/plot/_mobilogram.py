@@ -6,6 +6,7 @@ from typing import TYPE_CHECKING, Optional
 
 import numpy as np
 
+from .._errors import KovaError
 from .._frame import Frame
 from ._axis import chosen_peaks, frame_title, mobility_axis
 from ._style import BLUE, SCAN_LABEL, Range, axes_or_new, count_axis, range_text, tidy, view
@@ -39,10 +40,12 @@ def mobilogram(frame: Frame, ax: Optional[Axes] = None, *, mz_range: Range = Non
     axis = mobility_axis(frame)
     peaks = chosen_peaks(frame, mz_range, mobility_range)
     sums = np.bincount(peaks.scan, peaks.intensity, minlength=frame.num_scans)
+    if not sums.any():
+        raise KovaError(f"frame {frame.id} has no peaks there")
     x = axis.centres
     ax.fill_between(x, sums, color=BLUE, alpha=0.25, linewidth=0)
     ax.plot(x, sums, color=BLUE, linewidth=1.1)
-    low, high = view(x, sums, mobility_range) if sums.any() else (axis.edges.min(), axis.edges.max())
+    low, high = view(x, sums, mobility_range)
     ax.set_xlim((low, high) if mobility_range else (max(low, axis.edges.min()), min(high, axis.edges.max())))
     ax.margins(y=0.08)
     tidy(ax, f"Mobilogram, {frame_title(frame)}{range_text(mz_range, mobility_range)}", axis.label,

@@ -43,8 +43,6 @@ def overview(analysis: Analysis, ax: Optional[Axes] = None, *, mz_range: Range =
         The axes of the maps.
     """
     table = survey_frames(analysis, time_range)
-    if not len(table):
-        raise KovaError("there are no frames there")
     box = _Box(analysis, table, mz_range, mobility_range)
     by_mass, by_mobility, label = _by_mass(box), *_by_mobility(box)
     ax = axes_or_new(ax, (9, 8))
