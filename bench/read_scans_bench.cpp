@@ -67,7 +67,7 @@ std::uint32_t wordAt(const std::vector<std::byte>& block, std::size_t word) {
     return value;
 }
 
-// The streams lie behind a table of their offsets; those of scans without peaks are empty.
+// The streams come after a table of their offsets; those of scans without peaks are empty.
 void lzfAlone(benchmark::State& state, GetInput get) {
     const Input& input = get();
     std::vector<std::byte> output(4'000'000);

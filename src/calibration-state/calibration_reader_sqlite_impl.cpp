@@ -9,6 +9,14 @@
 #include "sqlite/cppsqlite_tools.h"
 #include "sqlite/quoting.h"
 
+// One state of the external calibration file. What is read when it is opened: the state's row, the
+// digitizer's constants and which mapping tables there are. Calibrations themselves are read when a frame
+// asks for them; the references of the two polarities are kept, since all frames share them, and calibrations
+// of single frames are not.
+//
+// A state either has a mass calibration for each frame, made at that frame's temperatures and therefore not
+// compensated any more, or one for each polarity, which is compensated. The models are numbered as in the
+// analysis database but their rows have other columns, hence the two enumerations of fields.
 namespace lumo::io::calibration {
 
 namespace models = ::lumo::calibration;
@@ -65,6 +73,8 @@ CalibrationReaderSqliteImpl::CalibrationReaderSqliteImpl(const fs::path& directo
     db->inTransaction([&] { readState(selector, directory, format); });
 }
 
+// The order is that of the failures: kind of file, state, schema version, tables. May run twice when a writer
+// comes between, so it begins by forgetting what the first run has made.
 void CalibrationReaderSqliteImpl::readState(const CalibrationStateSelector& selector,
                                             const fs::path& directory, kova::AnalysisFormat format) {
     for (StateTable* const table : {&refMzTable, &frameMzTable, &mobilityTable}) {
@@ -87,6 +97,7 @@ void CalibrationReaderSqliteImpl::readState(const CalibrationStateSelector& sele
     requireTables(format);
 }
 
+// Only tables that this state needs have to be there; a file of another year may lack the others.
 void CalibrationReaderSqliteImpl::requireTables(kova::AnalysisFormat format) {
     readerOf(hasFrameCalibrators ? frameMzTable : refMzTable);
     if (format == kova::AnalysisFormat::Mobility) {
@@ -105,6 +116,8 @@ const CalibrationTableReader& CalibrationReaderSqliteImpl::readerOf(StateTable& 
     return *table.reader;
 }
 
+// The selector gives a key; it must belong to exactly one row, since everything else is looked up by that
+// row's id.
 void CalibrationReaderSqliteImpl::selectState(const CalibrationStateSelector& selector,
                                               const fs::path& directory) {
     try {
@@ -130,6 +143,7 @@ void CalibrationReaderSqliteImpl::checkSchemaVersion() {
     }
 }
 
+// They are missed only by models that need them.
 void CalibrationReaderSqliteImpl::readDigitizerConstants() {
     const std::string id = std::to_string(stateId);
     const CppSQLite3Query row = db->execQuery(
@@ -158,6 +172,8 @@ const ReferenceMzTrafo& CalibrationReaderSqliteImpl::getRefMzTrafo(Polarity pola
     return *reference;
 }
 
+// A state without a reference for this polarity is usable, for frames of the other one; a reference that
+// points to no row is damage.
 ReferenceMzTrafo CalibrationReaderSqliteImpl::loadRefMzTrafo(Polarity polarity) {
     const CppSQLite3Query reference = db->execQuery(
         std::string("SELECT ") +
@@ -269,6 +285,7 @@ std::unique_ptr<models::kova::ITransformator> CalibrationReaderSqliteImpl::getMo
     });
 }
 
+// Keys may contain anything; they are quoted.
 std::optional<CppSQLite3Query> CalibrationReaderSqliteImpl::getCalibrationInfoValue(Polarity polarity,
                                                                                     const std::string& name) {
     const std::string sign(1, models::signOf(polarity));

@@ -33,8 +33,8 @@ public:
     using MzTrafoPtr = ::lumo::calibration::ICalibrationTransformatorPtr;
 
     // Raises NoMatchingCalibrationStateError when the selector finds no state, std::runtime_error on anything
-    // else. Tables that such an analysis or the chosen state does without are looked at only when a call needs
-    // them.
+    // else. Tables that such an analysis or the chosen state does without are looked at only when a call
+    // needs them.
     CalibrationReaderSqliteImpl(const std::filesystem::path& directory,
                                 const CalibrationStateSelector& selector, kova::AnalysisFormat format);
 

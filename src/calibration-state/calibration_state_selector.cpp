@@ -7,6 +7,9 @@
 #include "sqlite/cppsqlite_tools.h"
 #include "sqlite/quoting.h"
 
+// Requests for a state as SQL. Newest and oldest go by the id of the state's row, since that is the order in
+// which states were added; time stamps are texts of whoever wrote them. Sources and keys are quoted, whatever
+// they contain.
 namespace lumo::io::calibration {
 
 using sqlite::sqlLiteral;

@@ -47,9 +47,9 @@ public:
     static CalibrationStateSelector useFirst(const std::string& source);
     static CalibrationStateSelector useLastIncomplete(const std::string& source);
 
-    // Whether complete states have to be told from incomplete ones, which takes what setAnalysisInfo() gives: a
-    // complete state maps every frame, has a reference calibration for each polarity, and mobility calibrations if
-    // the format needs them.
+    // Whether complete states have to be told from incomplete ones, which takes what setAnalysisInfo() gives:
+    // a complete state maps every frame, has a reference calibration for each polarity, and mobility
+    // calibrations if the format needs them.
     bool analysisInfoRequired() const;
     void setAnalysisInfo(const AnalysisCoverage& needed) { coverage = needed; }
 

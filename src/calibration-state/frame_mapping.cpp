@@ -4,6 +4,9 @@
 
 #include "sqlite/quoting.h"
 
+// Look-ups by frame, each a bound parameter of one prepared statement. The name of the table is searched
+// without regard to case because files have been seen with either; SQLite itself would find it, but the
+// message for a missing table would not be ours.
 namespace lumo::io::calibration {
 
 FrameMapping::FrameMapping(CppSQLite3DB& database, std::string table, const std::string& idColumn,

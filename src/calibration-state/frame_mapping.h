@@ -8,8 +8,9 @@
 
 namespace lumo::io::calibration {
 
-// Which calibration of a state each frame is mapped to, from one mapping table. The table is looked at when it is first
-// needed; its name may be written in any case of letters, and a table that is absent counts as no mapping.
+// Which calibration of a state each frame is mapped to, from one mapping table. The table is looked at when
+// it is first needed; its name may be written in any case of letters, and a table that is absent counts as no
+// mapping.
 class FrameMapping {
 public:
     // `idColumn` holds the calibration ids. The connection must outlive the mapping.

@@ -11,6 +11,8 @@
 #include "diag/throw.h"
 #include "sqlite/cppsqlite3.h"
 
+// Series of numbers, which programs have written as blobs or as texts. Both are read strictly: half a number
+// at the end of either is damage and not a shorter series.
 namespace lumo::io::calibration {
 
 namespace {

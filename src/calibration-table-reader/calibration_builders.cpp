@@ -12,6 +12,9 @@
 #include "diag/throw.h"
 #include "sqlite/cppsqlite3.h"
 
+// Rows of coefficients become models. How many columns a table has is known only at run time, and differs
+// from file to file; each model says how many it needs and refuses a table with fewer, since SQLite would
+// give NULL, which reads as 0, for a column that is not there.
 namespace lumo::io::calibration {
 
 namespace models = ::lumo::calibration;
@@ -42,6 +45,7 @@ ICalibrationTransformatorPtr makeQuadratic(const CppSQLite3Query& q, int firstCo
                                                          q.getFloatField(firstColumn + 2)));
 }
 
+// A count, then as many numbers; a count below 1 stands for none.
 std::vector<double> readCounted(const CppSQLite3Query& q, int countColumn) {
     const std::int64_t count = q.getInt64Field(countColumn);
     if (count <= 0) {
@@ -58,6 +62,7 @@ std::vector<double> readCounted(const CppSQLite3Query& q, int countColumn) {
 
 constexpr int kRampCoefficients = 10;
 
+// Texts and order of these failures are those of the conversion that writers of such tables know.
 int readUnsigned16(const CppSQLite3Query& q, int firstColumn, int offset) {
     if (const int present = countCoefficientFields(q, firstColumn); present <= offset) {
         raiseTooFewCoefficients(kRampCoefficients, present);
@@ -74,6 +79,7 @@ int readUnsigned16(const CppSQLite3Query& q, int firstColumn, int offset) {
 
 }  // namespace
 
+// Both higher coefficients 0 mean the quadratic model, which has an exact inverse.
 ICalibrationTransformatorPtr getMzTrafoTof(CppSQLite3Query& q, int firstColumn, double digitizerDelay,
                                            double digitizerTimebase) {
     requireCoefficients(q, firstColumn, 3);

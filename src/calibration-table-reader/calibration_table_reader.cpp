@@ -22,8 +22,8 @@ std::size_t countCoefficientColumns(CppSQLite3DB& db, const std::string& tableNa
     if (numColumns < numFixedColumns + 1) {
         LUMO_THROW(std::runtime_error("Too few columns in table " + tableName));
     }
-    // Extra columns do not count here. Where some are missing, the number of coefficients is not known and does not
-    // matter: the query will fail with the name of one that it does not find.
+    // Extra columns do not count here. Where some are missing, the number of coefficients is not known and
+    // does not matter: the query will fail with the name of one that it does not find.
     const std::size_t numOtherColumns = numFixedColumns + numExtraColumns;
     return numColumns < numOtherColumns ? 1 : numColumns - numOtherColumns;
 }

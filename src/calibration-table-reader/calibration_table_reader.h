@@ -16,9 +16,9 @@ class CalibrationTableReader {
 public:
     // `extraColumns` names the columns between "ModelType" and the coefficients, each with the table alias
     // "c." and a trailing ", "; `numExtraColumns` is their number. With a calibration state only its rows are
-    // seen, and the table has a column for it. A table of no more than "Id", "ModelType" and that column, or none at
-    // all, fails with std::runtime_error "Too few columns in table ..." followed by its name. Whatever else is missing
-    // makes the first query fail with SQLite's own text.
+    // seen, and the table has a column for it. A table of no more than "Id", "ModelType" and that column, or
+    // none at all, fails with std::runtime_error "Too few columns in table ..." followed by its name.
+    // Whatever else is missing makes the first query fail with SQLite's own text.
     CalibrationTableReader(CppSQLite3DB& db, const std::string& tableName, std::size_t numExtraColumns,
                            const std::string& extraColumns, std::optional<int> calibrationState);
 

@@ -12,8 +12,9 @@ namespace lumo::calibration {
 
 namespace {
 
-// Waking a thread takes as long as converting about this many values, so no piece is smaller. Pieces begin on cache lines
-// of their own as far as the array does, and are many, so that a thread that wakes late or is slow costs little.
+// Waking a thread takes as long as converting about this many values, so no piece is smaller. Pieces begin on
+// cache lines of their own as far as the array does, and are many, so that a thread that wakes late or is
+// slow costs little.
 constexpr std::size_t kValuesWorthAThread = 2048;
 constexpr std::size_t kMaxPiece = 32 * kValuesWorthAThread;
 constexpr std::size_t kPiecesPerThread = 8;

@@ -8,7 +8,8 @@
 namespace lumo::calibration {
 
 // Coefficients C0, C1, C2, ... of a calibration row, stored unchanged, with the temperatures that go with
-// them. A1 is derived at each call rather than stored, so that a scaled C1 cannot disagree with it. `Interface` is the model's interface, `Derived` the concrete class that is cloned.
+// them. A1 is derived at each call rather than stored, so that a scaled C1 cannot disagree with it.
+// `Interface` is the model's interface, `Derived` the concrete class that is cloned.
 template <class Derived, class Interface, std::size_t Count>
 class CalibrationConstantsFunctionalTOF : public Interface,
                                           public ICalibrationConstantsFunctionalTemperatureCompensation {

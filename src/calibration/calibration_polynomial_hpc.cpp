@@ -20,8 +20,8 @@ CalibrationPolynomialHPC::CalibrationPolynomialHPC(std::vector<double> values, d
     }
 }
 
-// Comparisons rather than std::clamp, whose behaviour is undefined when the bounds are in the wrong order or not numbers;
-// they come from a file.
+// Comparisons rather than std::clamp, whose behaviour is undefined when the bounds are in the wrong order or
+// not numbers; they come from a file.
 double CalibrationPolynomialHPC::Factor(double baseMass) const {
     const double atLeast = baseMass < lowestArgument ? lowestArgument : baseMass;
     const double argument = atLeast > highestArgument ? highestArgument : atLeast;

@@ -15,9 +15,10 @@ namespace lumo::calibration {
 // million), p0 and p1 the bounds of its argument, p2 and p3 the mass range in which the correction applies.
 // Without coefficients, or with all of them 0, masses stay bit for bit as they are. Immutable.
 //
-// The inverse has no closed form. A fixed point finds it in a few steps, because a correction is a few parts per million
-// and its slope is far below 1. Coefficients come from a file and may be anything, so a search by halving the range
-// answers where the fixed point does not settle; it ends after a bounded number of steps for every input.
+// The inverse has no closed form. A fixed point finds it in a few steps, because a correction is a few parts
+// per million and its slope is far below 1. Coefficients come from a file and may be anything, so a search by
+// halving the range answers where the fixed point does not settle; it ends after a bounded number of steps
+// for every input.
 class CalibrationPolynomialHPC {
 public:
     CalibrationPolynomialHPC(std::vector<double> coefficients, double p0, double p1, double p2, double p3);

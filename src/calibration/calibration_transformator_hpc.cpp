@@ -11,8 +11,8 @@
 namespace lumo::calibration {
 namespace {
 
-// A raw-mass model whose masses are corrected: the polynomial comes last on the way to a mass, and first on the way back.
-// It is shared, since kernels copy the model and a polynomial owns memory.
+// A raw-mass model whose masses are corrected: the polynomial comes last on the way to a mass, and first on
+// the way back. It is shared, since kernels copy the model and a polynomial owns memory.
 template <class Model>
 class RMCorrected {
 public:

@@ -19,9 +19,9 @@ using ICalibrationTransformatorPtr = std::shared_ptr<ICalibrationTransformator>;
 // 0 for NaN. Transformators are not modified once they are built; conversions are const and may run in any
 // number of threads.
 //
-// Vector operations resize the output to the input's length; the output may be the input. Long arrays are shared
-// among worker threads, unless the caller is in a parallel region already. A conversion that has no real
-// solution fails with std::logic_error, or, from 100 elements on outside of a parallel region, with
+// Vector operations resize the output to the input's length; the output may be the input. Long arrays are
+// shared among worker threads, unless the caller is in a parallel region already. A conversion that has no
+// real solution fails with std::logic_error, or, from 100 elements on outside of a parallel region, with
 // std::runtime_error; the output may then be partly written.
 //
 // The order of the virtual functions is fixed; new ones go to the end.
@@ -103,8 +103,8 @@ public:
     virtual void MassToDIndex(std::span<const double> masses, std::span<double> indices) const = 0;
     virtual void DIndexToMass(std::span<const double> indices, std::span<double> masses) const = 0;
 
-    // Whether the conversion of these indices fails because one of them has no real solution. With constants that leave
-    // none without, which is the rule, no index is looked at.
+    // Whether the conversion of these indices fails because one of them has no real solution. With constants
+    // that leave none without, which is the rule, no index is looked at.
     virtual bool DIndexToMassFails(std::span<const double> indices) const = 0;
 
     // On the calling thread, whatever the number of values; a failure reads as that of DIndexToMass().

@@ -17,9 +17,9 @@ constexpr const char* kLoggerName = "lumo.calibration.kova.LinearVoltageRampBase
 
 // From a scan to 1/K0 in three steps:
 //     scan --ramp--> voltage --amount--> u --rational function--> 1/K0.
-// Ions leave the trap at a voltage, so the mobility calibration is a function of the voltage, and the ramp says which
-// scan has which voltage. The rational function is used between vmin and vmax and is continued outside by straight
-// lines, so that every scan has a 1/K0 and every 1/K0 a scan.
+// Ions leave the trap at a voltage, so the mobility calibration is a function of the voltage, and the ramp
+// says which scan has which voltage. The rational function is used between vmin and vmax and is continued
+// outside by straight lines, so that every scan has a 1/K0 and every 1/K0 a scan.
 
 // 1/K0 as a rational function of the amount of the voltage.
 struct RationalFunction {

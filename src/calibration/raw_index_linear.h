@@ -4,8 +4,8 @@
 
 namespace lumo::calibration {
 
-// Raw time as a linear function of the index: the digitizer takes a sample every `timeBase`, the first one after
-// `timeDelay`. The order of the operations fixes the rounding of all masses.
+// Raw time as a linear function of the index: the digitizer takes a sample every `timeBase`, the first one
+// after `timeDelay`. The order of the operations fixes the rounding of all masses.
 class RILinear {
 public:
     // Fails with std::invalid_argument when the constants are not linear ones.

@@ -10,9 +10,9 @@ namespace lumo::calibration {
 // t = A3 * s^3 + A2 * s^2 + S(A1) * s + A0 with the signed root s of the mass. The quadratic term is s * s,
 // always positive, unlike that of the quadratic model.
 //
-// The inverse is an approximation with a fixed number of steps, which starts from the quadratic solution: A3 is small in
-// practice, and two Newton steps reach the last digits. Its result is defined by these steps, not by the exact zero, so
-// neither the number of steps nor the order of the operations may change.
+// The inverse is an approximation with a fixed number of steps, which starts from the quadratic solution: A3
+// is small in practice, and two Newton steps reach the last digits. Its result is defined by these steps, not
+// by the exact zero, so neither the number of steps nor the order of the operations may change.
 template <class Root>
 class RMCubic : private RMStart<Root> {
 public:

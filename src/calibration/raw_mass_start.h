@@ -11,7 +11,8 @@ namespace lumo::calibration {
 //     A2 * s^2 + S(A1) * s + (A0 - t) = 0
 // for the signed root s of the mass. The quadratic model's answer is this s; the cubic model starts from it.
 //
-// C1 of a calibration row is 1e12 / A1. Roots of A1 are taken once, when constants are set, and not per element.
+// C1 of a calibration row is 1e12 / A1. Roots of A1 are taken once, when constants are set, and not per
+// element.
 template <class Root>
 class RMStart {
 public:

@@ -25,8 +25,8 @@ void convertScanRange(std::vector<double>& out, int begin, int end, const Conver
     }
 }
 
-// Converts an array, value by value in this order, which counts where the arrays overlap. `convert` is a copy, so that
-// the compiler may keep its constants in registers.
+// Converts an array, value by value in this order, which counts where the arrays overlap. `convert` is a
+// copy, so that the compiler may keep its constants in registers.
 template <class Conversion>
 void convertArray(std::span<const double> in, std::span<double> out, const Conversion convert) {
     LUMO_ASSERT(in.size() == out.size());

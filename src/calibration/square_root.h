@@ -5,7 +5,8 @@
 namespace lumo::calibration {
 
 // Square root that passes signs through, so that negative masses and times convert as well. Both functions
-// are free of branches so that loops over them use vector instructions. They are inverses of each other up to rounding.
+// are free of branches so that loops over them use vector instructions. They are inverses of each other up to
+// rounding.
 struct SquareRoot {
     // sqrt(x) for x >= 0, -sqrt(-x) for x < 0. Equal to that definition for every double, -0 and NaN
     // included.

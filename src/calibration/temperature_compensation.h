@@ -8,8 +8,8 @@
 
 namespace lumo::calibration {
 
-// Whether a transformator is to be one for the temperatures at which a frame was measured, or that of the calibration
-// as it is stored, "raw".
+// Whether a transformator is to be one for the temperatures at which a frame was measured, or that of the
+// calibration as it is stored, "raw".
 enum class TemperatureCompensation { Off, On };
 
 struct Temperatures {
@@ -17,8 +17,9 @@ struct Temperatures {
     double t2 = 0.0;
 };
 
-// How a calibration depends on two temperature sensors. The flight path and the voltages of an instrument change with its
-// temperature, and with them the scale factor C1 of its calibration; each frame has its own measured temperatures.
+// How a calibration depends on two temperature sensors. The flight path and the voltages of an instrument
+// change with its temperature, and with them the scale factor C1 of its calibration; each frame has its own
+// measured temperatures.
 //
 // This library's convention: a coefficient is the change of C1 in parts per million per kelvin,
 //     C1' = C1 * (1 + 1e-6 * (dC1 * (T1 - T1ref) + dC2 * (T2 - T2ref))),

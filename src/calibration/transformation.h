@@ -15,8 +15,8 @@ namespace lumo::calibration::kova {
 // give extrapolated values, and what cannot be divided gives infinity or NaN. They are const and may run in
 // any number of threads; setters must not run at the same time. Held by unique ownership.
 //
-// The order of the virtual functions is fixed, and those of ILinearVoltageRampBasedTransformator follow directly: new
-// ones go to its end or to an interface of their own.
+// The order of the virtual functions is fixed, and those of ILinearVoltageRampBasedTransformator follow
+// directly: new ones go to its end or to an interface of their own.
 class ITransformator {
 public:
     ITransformator() = default;
@@ -64,10 +64,10 @@ public:
     virtual void setCoefficients(const std::vector<double>& coefficients) = 0;
 };
 
-// The single-value operations on arrays of equal length. Each value is written right after its input was read, so that
-// arrays may overlap. Single values and arrays give the same bits. Arrays are converted on the calling thread: a frame has
-// about a thousand scans, which is not worth waking another one. Every transformator made below has this interface beside
-// its own; dynamic_cast finds it.
+// The single-value operations on arrays of equal length. Each value is written right after its input was
+// read, so that arrays may overlap. Single values and arrays give the same bits. Arrays are converted on the
+// calling thread: a frame has about a thousand scans, which is not worth waking another one. Every
+// transformator made below has this interface beside its own; dynamic_cast finds it.
 class IArrayTransformator {
 public:
     IArrayTransformator() = default;

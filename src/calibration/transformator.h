@@ -19,16 +19,16 @@ namespace lumo::calibration {
 
 // A mass transformator made of
 // - Policy: the model's name `kName` and strategy id `kStrategyId`,
-// - RawMassModel: MassToRaw(m), RawToMass(t, failed), AlwaysSolvable, UpdateFunctionalConstants, MonotonicRange,
-//   CentreOfUsableRange, SameCorrection, DescribeCorrection,
+// - RawMassModel: MassToRaw(m), RawToMass(t, failed), AlwaysSolvable, UpdateFunctionalConstants,
+//   MonotonicRange, CentreOfUsableRange, SameCorrection, DescribeCorrection,
 // - RawIndexModel: IndexToRaw(i), RawToIndex(t), UpdatePhysicalConstants and the index offset.
 // The models are plain values, and the loops of the vector operations are compiled for them: no call per
 // element.
 //
 // An index becomes a mass in two steps, by way of the raw time:
 //     index --RawIndexModel--> raw time --RawMassModel--> mass.
-// Each step can be inverted, and each public conversion is one of the kernels below, or two of them in one loop, so that
-// the raw time is never written to memory.
+// Each step can be inverted, and each public conversion is one of the kernels below, or two of them in one
+// loop, so that the raw time is never written to memory.
 template <class Policy, class RawMassModel, class RawIndexModel>
 class Transformator final : public ICalibrationTransformator {
     using Doubles = std::vector<double>;

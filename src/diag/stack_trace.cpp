@@ -39,8 +39,8 @@ const char* fileName(const char* path) {
 
 // Looks up the functions of consecutive frames, which tend to come from the same file.
 //
-// The dynamic linker knows exported functions only, and this library exports few. So names come from the full symbol
-// table of the file first, if it is not stripped, and from the dynamic linker otherwise.
+// The dynamic linker knows exported functions only, and this library exports few. So names come from the full
+// symbol table of the file first, if it is not stripped, and from the dynamic linker otherwise.
 class FrameRenderer {
 public:
     void render(std::ostream& out, void* address) {

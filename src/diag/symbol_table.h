@@ -8,11 +8,12 @@
 
 namespace lumo::diag {
 
-// Names of the functions in an ELF file by its full symbol table, which holds the internal ones too as long as the file is
-// not stripped. Files may be anything: what makes no sense counts as having no symbols.
+// Names of the functions in an ELF file by its full symbol table, which holds the internal ones too as long
+// as the file is not stripped. Files may be anything: what makes no sense counts as having no symbols.
 //
-// The file is read, not mapped: it may change on disk while the program runs, and a mapping that loses its file ends the
-// process. Look-ups go through all symbols in order, which is fast enough for the few dozen frames of a trace.
+// The file is read, not mapped: it may change on disk while the program runs, and a mapping that loses its
+// file ends the process. Look-ups go through all symbols in order, which is fast enough for the few dozen
+// frames of a trace.
 class SymbolTable {
 public:
     explicit SymbolTable(const std::string& path);

@@ -2,6 +2,8 @@
 
 #include "kova-data-reader/kvd_reader_impl.h"
 
+// What both formats share: each question about calibrations goes to the re-calibrated state if one is in use,
+// else to the tables of the acquisition.
 namespace lumo::io::kova {
 
 AnalysisReader::AnalysisReader(const std::filesystem::path& directory,

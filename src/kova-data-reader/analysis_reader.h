@@ -45,8 +45,8 @@ public:
     virtual std::optional<std::vector<std::byte>> getCalibrationInfoBlob(Polarity polarity,
                                                                          const std::string& key) const;
 
-    // Mass transformator of a frame; empty when its calibration id has no row. The compensation matters only to
-    // re-calibrated states; calibrations of the acquisition are always compensated.
+    // Mass transformator of a frame; empty when its calibration id has no row. The compensation matters only
+    // to re-calibrated states; calibrations of the acquisition are always compensated.
     virtual MzTrafoPtr getMzTrafo(std::int64_t frameId, Compensation compensation) const;
 
     // Mass transformator of the calibration stored during acquisition. Deliberate: always compensated,

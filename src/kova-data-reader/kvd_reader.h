@@ -27,15 +27,16 @@ public:
     KvdReader& operator=(KvdReader&&) noexcept;
     ~KvdReader() override;
 
-    // Mobility transformator of a frame, built anew by each call; empty when its calibration id has no row.
+    // Mobility transformator of a frame, built again by each call; empty when its calibration id has no row.
     MobTrafoPtr getMobTrafo(std::int64_t frameId) const;
 
     // Peaks: ranges of scans decoded into a sink.
     ScanReader& scans() const { return *scanReader; }
     NormalizationType getDefaultNormalizationType() const;
 
-    // Stored scans as they are: compressed bytes of one scan, (null, 0) for an empty one, with compression type 1 only;
-    // byte-shuffled words of a frame and the word range [start, end) of one of its scans, with compression type 2 only.
+    // Stored scans as they are: compressed bytes of one scan, (null, 0) for an empty one, with compression
+    // type 1 only; byte-shuffled words of a frame and the word range [start, end) of one of its scans, with
+    // compression type 2 only.
     std::pair<const std::byte*, std::uint32_t> getScanBlob(std::int64_t frameId, std::uint32_t scan) const;
     const ByteBuffer& getDecompressedScanData(std::int64_t frameId, std::uint32_t scan, std::uint32_t& start,
                                               std::uint32_t& end) const;

@@ -10,6 +10,10 @@
 #include "kova-data-reader/scan-reading/scanwise_storage.h"
 #include "sqlite/cppsqlite_tools.h"
 
+// Opening an analysis, in the order in which callers rely on the failures: files, schema version, blob file,
+// statement for frames, storage, calibration. All rows are read in one transaction, so an analysis that is
+// being written is seen at one moment. What is made here is kept; nothing is looked up again but what a call
+// asks for.
 namespace lumo::io::kova {
 
 using ::lumo::calibration::Polarity;

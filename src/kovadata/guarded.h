@@ -19,7 +19,8 @@ auto uncancelled(Body&& body) {
 }
 
 // Runs the body of an exported function. No exception passes: its text becomes the thread's last error and
-// the result is `failure`. Only the unwinding of a thread that a callback ends, which must not be stopped, goes through.
+// the result is `failure`. Only the unwinding of a thread that a callback ends, which must not be stopped,
+// goes through.
 template <class Interface, class Result, class Body>
 Result guarded(Result failure, Body&& body) {
     return uncancelled([&] {

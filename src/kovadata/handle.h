@@ -23,7 +23,8 @@ inline std::optional<calibration::CalibrationStateSelector> stateFor(std::uint32
                                      : std::optional(calibration::CalibrationStateSelector::useLast());
 }
 
-// `useRecalibratedState` is what the caller asked for, to be logged as it is; the selector is what follows from it.
+// `useRecalibratedState` is what the caller asked for, to be logged as it is; the selector is what follows
+// from it.
 template <class InstanceType>
 std::uint64_t openInstance(const char* directoryName, std::uint32_t useRecalibratedState,
                            const typename InstanceType::Selector& selector) {

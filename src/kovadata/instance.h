@@ -25,7 +25,8 @@ public:
     void mzConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,
                           MassConversion conversion);
 
-    // Scan number to 1/K0 or voltage and back, one value after the other. Nothing is looked at when there is none.
+    // Scan number to 1/K0 or voltage and back, one value after the other. Nothing is looked at when there is
+    // none.
     using MobConversion = void (::lumo::calibration::kova::IArrayTransformator::*)(std::span<const double>,
                                                                                    std::span<double>) const;
     void mobConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,

@@ -3,6 +3,8 @@
 #include "kovadata/instance.h"
 #include "kovadata/kova.h"
 
+// Conversions of frames. Each exported function says which conversion it is and nothing else; what they have
+// in common, handles, exceptions and last errors, is in the two functions on top.
 namespace {
 
 using lumo::calibration::kova::IArrayTransformator;

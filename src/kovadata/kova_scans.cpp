@@ -2,6 +2,8 @@
 #include "kovadata/instance.h"
 #include "kovadata/kova.h"
 
+// Packed scans: a count for each scan, then indices and intensities scan by scan. The documented function
+// normalises as the analysis implies; the internal one gives intensities as they are stored.
 namespace {
 
 using lumo::io::kova::NormalizationType;

@@ -8,6 +8,9 @@
 #include "zorel-msms-reader/precursor_ids.h"
 #include "zorel-msms-reader/zorel-msms-reader.h"
 
+// MS/MS spectra through callbacks. Eight exported functions are two kinds of spectra, by two ways to choose
+// precursors, in two versions: the second versions carry the caller's context and refuse null pointers, which
+// the first ones leave to the caller.
 namespace {
 
 using lumo::io::KovaInterface;
@@ -47,7 +50,7 @@ uint32_t extract(uint64_t handle, const Selection& selection, const auto& run) {
     });
 }
 
-// The arguments behind the arrays are the caller's context, where the function has one.
+// The arguments after the arrays are the caller's context, where the function has one.
 template <class Callback, class... Context>
 uint32_t extractLines(uint64_t handle, const auto& selection, Callback callback, Context... context) {
     return extract(handle, selection, [&](ZorelMsmsSpectraReader& reader) {

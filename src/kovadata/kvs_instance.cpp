@@ -6,6 +6,8 @@
 
 #include "diag/throw.h"
 
+// Spectra copied to the caller: nothing is written unless all of it fits, and the size that is needed is
+// always told.
 namespace lumo::io {
 
 namespace {

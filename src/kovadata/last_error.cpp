@@ -21,9 +21,9 @@ namespace {
 
 constexpr std::string_view kNone = "<no error>";
 
-// The texts of one family: per thread a block of the C library's memory, which the C library frees when the thread ends.
-// Nothing of this library is called then, so a thread that once failed does not keep it from being unloaded. Where there
-// is no memory for a block, a mark that needs none stands for it.
+// The texts of one family: per thread a block of the C library's memory, which the C library frees when the
+// thread ends. Nothing of this library is called then, so a thread that once failed does not keep it from
+// being unloaded. Where there is no memory for a block, a mark that needs none stands for it.
 template <class Interface>
 class Slot {
 public:

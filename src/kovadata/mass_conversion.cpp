@@ -7,6 +7,9 @@
 
 #include "diag/throw.h"
 
+// Arrays of m/z and indices. Callers may convert an array in its own place, or into one that overlaps it in
+// any way; the two interfaces differ in what a failure leaves in the output. Both are solved by converting
+// aside and copying, but only in the cases that need it.
 namespace lumo::io {
 
 namespace {

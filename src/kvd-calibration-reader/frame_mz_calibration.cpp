@@ -7,6 +7,8 @@
 #include "diag/errors.h"
 #include "diag/throw.h"
 
+// Rows of frames and of mass calibrations. Model 1 is quadratic or cubic, by its coefficients; model 2 adds a
+// polynomial correction. Other numbers are refused, as a calibration that is misread gives plausible masses.
 namespace lumo::io::kova_calibration {
 
 namespace models = ::lumo::calibration;

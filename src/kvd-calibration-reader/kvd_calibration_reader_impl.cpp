@@ -12,6 +12,9 @@
 #include "sqlite/cppsqlite_tools.h"
 #include "sqlite/quoting.h"
 
+// The calibration that was stored during acquisition. A frame's row names its calibration and says at which
+// temperatures it was measured; the calibration's row gives the model. Both are read in one transaction, so a
+// writer cannot come between them, and again at each call, so what a writer adds is seen.
 namespace lumo::io::kova_calibration {
 
 namespace models = ::lumo::calibration;
@@ -64,6 +67,8 @@ models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getMzTrafo(
     return transformator;
 }
 
+// The prepared statement serves the usual case, one row with a whole number. Any other is asked again through
+// the checked query, which knows what to say of it.
 std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTrafo(
     std::int64_t frameId) const {
     if (!mobilityTable) {

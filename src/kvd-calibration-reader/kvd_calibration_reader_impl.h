@@ -26,7 +26,8 @@ class KvdCalibrationReaderImpl final : public ::lumo::io::kova::ISqliteReader {
 public:
     using Polarity = ::lumo::calibration::Polarity;
 
-    // In an analysis without mobility the table "KovaCalibration" is not looked at, and mobility requests fail.
+    // In an analysis without mobility the table "KovaCalibration" is not looked at, and mobility requests
+    // fail.
     KvdCalibrationReaderImpl(std::shared_ptr<CppSQLite3DB> db, ::lumo::io::kova::AnalysisFormat format);
 
     // Empty when the frame's calibration id has no row. Without compensation the transformator carries the
@@ -41,8 +42,8 @@ public:
     // The one mass calibration that all frames of a polarity share; fails when there are several or none.
     ::lumo::calibration::ICalibrationTransformatorPtr getReferenceMzTrafo(Polarity polarity) const;
 
-    // Row of table "CalibrationInfo", its "Value" in field 0; empty when there is none. Deliberate: the key is
-    // escaped, whatever it contains.
+    // Row of table "CalibrationInfo", its "Value" in field 0; empty when there is none. Deliberate: the key
+    // is escaped, whatever it contains.
     std::optional<CppSQLite3Query> getCalibrationInfoValue(Polarity polarity, const std::string& key) const;
     std::optional<std::string> getCalibrationInfoString(Polarity polarity, const std::string& key) const;
     std::optional<std::vector<std::byte>> getCalibrationInfoBlob(Polarity polarity,

@@ -4,6 +4,10 @@
 #include <string>
 #include <utility>
 
+// A queue and one thread that writes. The thread begins with the first message, so a library that never logs
+// has none; where none can be started, messages are written by whoever logs them. The lock of the queue is
+// not held while a message is written: a slow disk delays the thread and not the callers, until the queue is
+// full.
 namespace lumo::logging {
 
 namespace {

@@ -31,7 +31,8 @@ public:
 
 namespace {
 
-// Set in a child whose parent was interrupted in the middle of logging: locks may be held by threads that are not there.
+// Set in a child whose parent was interrupted in the middle of logging: locks may be held by threads that are
+// not there.
 std::atomic<bool> abandoned{false};
 
 bool covers(std::string_view prefix, std::string_view name) {
@@ -50,7 +51,8 @@ Level levelFor(const Configuration& configuration, std::string_view name) {
     return configuration.sinks.empty() ? Level::Off : level;
 }
 
-// What the environment asks for. A host program with more rights than its user must not write where the user says.
+// What the environment asks for. A host program with more rights than its user must not write where the user
+// says.
 Configuration environmentConfiguration() {
     if (sys::runsWithElevatedRights()) {
         return {};
@@ -64,9 +66,9 @@ Configuration environmentConfiguration() {
     }
 }
 
-// Own registry instead of the back end's global one, which the host program may be using with other settings. It is never
-// destroyed, since at exit other threads may still be calling; stop() releases what it holds, and what callers use then
-// lives as long as they do.
+// Own registry instead of the back end's global one, which the host program may be using with other settings.
+// It is never destroyed, since at exit other threads may still be calling; stop() releases what it holds, and
+// what callers use then lives as long as they do.
 class Registry {
 public:
     Registry() { pthread_atfork(&beforeFork, &afterForkInParent, &afterForkInChild); }
@@ -112,7 +114,8 @@ public:
     }
 
 private:
-    // The registry's lock comes before the locks of sinks. The C library drops the handlers when the library is unloaded.
+    // The registry's lock comes before the locks of sinks. The C library drops the handlers when the library
+    // is unloaded.
     static void beforeFork();
     static void afterForkInParent();
     static void afterForkInChild();
@@ -137,7 +140,8 @@ private:
     bool configured = false;
 };
 
-// Made when the library is loaded: a first use in two threads, one of which forks, would leave it half made in the child.
+// Made when the library is loaded: a first use in two threads, one of which forks, would leave it half made
+// in the child.
 sys::NeverDestroyed<Registry> registry;
 
 void Registry::beforeFork() {

@@ -4,11 +4,11 @@
 
 namespace lumo::logging {
 
-// The state of logging: which loggers there are, and what applies to them. Nothing is read or opened when the library is
-// loaded; the first logger that is asked for reads the configuration of the environment.
+// The state of logging: which loggers there are, and what applies to them. Nothing is read or opened when the
+// library is loaded; the first logger that is asked for reads the configuration of the environment.
 
-// Applies to every logger, existing or still to come, in place of what the environment asks for. An empty configuration
-// switches logging off.
+// Applies to every logger, existing or still to come, in place of what the environment asks for. An empty
+// configuration switches logging off.
 void configure(Configuration configuration);
 
 }  // namespace lumo::logging

@@ -11,8 +11,8 @@
 
 namespace lumo::logging {
 
-// What decides where messages go: sinks, and levels by dotted name prefix. The longest matching prefix counts; the empty
-// prefix is the root.
+// What decides where messages go: sinks, and levels by dotted name prefix. The longest matching prefix
+// counts; the empty prefix is the root.
 struct Configuration {
     std::map<std::string, Level, std::less<>> levels;
     std::vector<spdlog::sink_ptr> sinks;

@@ -4,8 +4,8 @@
 
 namespace lumo::logging {
 
-// Linked through the objects themselves: the list is needed until the last of them is gone, which may be after the static
-// objects of this library.
+// Linked through the objects themselves: the list is needed until the last of them is gone, which may be
+// after the static objects of this library.
 class ForkList {
 public:
     template <class Action>
@@ -38,7 +38,8 @@ public:
 
 namespace {
 
-// Without a constructor at run time, so that objects may enlist before and after all others of this library exist.
+// Without a constructor at run time, so that objects may enlist before and after all others of this library
+// exist.
 constinit ForkList list;
 
 }  // namespace

@@ -8,8 +8,8 @@
 
 namespace lumo::logging {
 
-// From the least to the most important one; `Off` is above all messages, and no message has it. The order is that of the
-// back end (spdlog_level.h), and the names are those of the configuration.
+// From the least to the most important one; `Off` is above all messages, and no message has it. The order is
+// that of the back end (spdlog_level.h), and the names are those of the configuration.
 enum class Level : int { Trace = 0, Debug = 1, Info = 2, Warn = 3, Error = 4, Fatal = 5, Off = 6 };
 
 inline constexpr int kLevels = 7;

@@ -10,13 +10,14 @@
 
 namespace lumo::logging {
 
-// One place where messages end up: a sink of the back end without a lock, and the lock for it, which a fork can take.
-// Every message is out when log() returns, so no process ever writes what another one left in a buffer. A sink that fails
-// says so once on standard error and is silent from then on.
+// One place where messages end up: a sink of the back end without a lock, and the lock for it, which a fork
+// can take. Every message is out when log() returns, so no process ever writes what another one left in a
+// buffer. A sink that fails says so once on standard error and is silent from then on.
 class LockedSink final : public spdlog::sinks::sink, private ForkAware {
 public:
     using Make = std::function<std::unique_ptr<spdlog::sinks::sink>()>;
-    // What a forked child does: it writes to the same file as the parent, or makes a sink of its own at its first message.
+    // What a forked child does: it writes to the same file as the parent, or makes a sink of its own at its
+    // first message.
     enum class InChild { Share, MakeAnew };
 
     LockedSink(Make makeSink, InChild whatInChild);

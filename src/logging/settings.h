@@ -12,8 +12,8 @@ namespace lumo::logging {
 
 enum class SinkType { Console, StandardOutput, StandardError, RollingFile };
 
-// What happens to a message when the queue of an asynchronous sink is full: the caller waits for room, or the message is
-// dropped, counted, and the count written when there is room again.
+// What happens to a message when the queue of an asynchronous sink is full: the caller waits for room, or the
+// message is dropped, counted, and the count written when there is room again.
 enum class Overflow { Block, Drop };
 
 struct SinkSettings {
@@ -27,7 +27,8 @@ struct SinkSettings {
     Overflow overflow = Overflow::Block;
 };
 
-// Contents of a configuration file: levels by dotted prefix, the root being the empty one, and sinks. For instance
+// Contents of a configuration file: levels by dotted prefix, the root being the empty one, and sinks. For
+// instance
 //
 //     [levels]
 //     root = info
@@ -42,11 +43,11 @@ struct Settings {
     std::vector<SinkSettings> sinks;
 };
 
-// Understanding a text and acting on it are two steps (sink_factory.h does the second), so that a configuration with a
-// mistake opens no file at all.
+// Understanding a text and acting on it are two steps (sink_factory.h does the second), so that a
+// configuration with a mistake opens no file at all.
 //
-// Fails with ConfigurationError, which names what is wrong, on anything it does not know. Without a sink everything goes
-// to standard error; without a root level that is INFO.
+// Fails with ConfigurationError, which names what is wrong, on anything it does not know. Without a sink
+// everything goes to standard error; without a root level that is INFO.
 Settings parseSettings(const std::string& text);
 
 }  // namespace lumo::logging

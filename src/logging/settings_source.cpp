@@ -59,7 +59,8 @@ std::string contentsOf(const Descriptor& descriptor, const fs::path& file) {
     return text;
 }
 
-// Where a file was looked for decides what is an error: a file that was named must be there, others need not be.
+// Where a file was looked for decides what is an error: a file that was named must be there, others need not
+// be.
 enum class Place { Named, CurrentDirectory, UserDirectory };
 
 std::optional<std::string> readFile(const fs::path& file, Place place) {

@@ -32,7 +32,8 @@ fs::path absoluteFile(const std::string& file) {
     return file.starts_with("~/") && home ? *home / file.substr(2) : fs::absolute(file);
 }
 
-// Such a file belongs to one process, so a forked child opens its own; all other sinks are shared with the parent.
+// Such a file belongs to one process, so a forked child opens its own; all other sinks are shared with the
+// parent.
 bool namesProcess(const std::string& file) { return file.find(kProcessId) != std::string::npos; }
 
 std::string withProcessId(std::string file) {

@@ -8,6 +8,8 @@
 #include "logging/async_sink.h"
 #include "logging/spdlog_level.h"
 
+// Where messages go, for all loggers. Each message works on a copy of the list, so a configuration can be
+// replaced while others log, and a sink lives until the last message to it is written.
 namespace lumo::logging {
 
 namespace {

@@ -11,11 +11,12 @@
 
 namespace lumo::logging {
 
-// Where every logger writes to. Owned by all loggers together: some may outlive the static objects of this library.
+// Where every logger writes to. Owned by all loggers together: some may outlive the static objects of this
+// library.
 //
-// The lock protects the list and not the writing: log() copies the list and lets go of the lock, so that a slow sink holds
-// up nobody who writes elsewhere, and a configuration can be replaced while messages are under way. Each sink has a lock
-// of its own.
+// The lock protects the list and not the writing: log() copies the list and lets go of the lock, so that a
+// slow sink holds up nobody who writes elsewhere, and a configuration can be replaced while messages are
+// under way. Each sink has a lock of its own.
 class SinkSet final : private ForkAware {
 public:
     void log(const std::string& name, Level level, const std::string& message);

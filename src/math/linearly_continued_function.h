@@ -7,8 +7,9 @@
 
 namespace lumo::math {
 
-// A calibration is measured in an interval, and extrapolating its formula may run into a pole or turn round. Straight
-// lines in its place keep the function monotonic and invertible everywhere. The value at an end is that of the line.
+// A calibration is measured in an interval, and extrapolating its formula may run into a pole or turn round.
+// Straight lines in its place keep the function monotonic and invertible everywhere. The value at an end is
+// that of the line.
 
 // One end of the interval in which the inner function is used: where it is, and the function's value and
 // slope there.

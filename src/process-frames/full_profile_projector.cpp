@@ -12,8 +12,8 @@ namespace lumo::algorithm {
 
 namespace {
 
-// Whether all of them are in [0, end). Without a branch, so that it becomes vector code: an index that is negative or
-// beyond the last one sets the highest bit.
+// Whether all of them are in [0, end). Without a branch, so that it becomes vector code: an index that is
+// negative or beyond the last one sets the highest bit.
 bool areBelow(std::span<const int> indices, std::size_t end) {
     constexpr std::size_t kMaxEnd = std::size_t{1} << 31;
     const auto last = static_cast<std::uint32_t>(std::min(end, kMaxEnd)) - 1;

@@ -8,6 +8,8 @@
 #include "diag/throw.h"
 #include "process-frames/full_profile_projector.h"
 
+// The definition of a peak as plain loops over all bins, in the order of operations that fixes the bits of
+// every result. Nothing here is made faster: what is fast is elsewhere, and compared with this.
 namespace lumo::algorithm {
 
 namespace {

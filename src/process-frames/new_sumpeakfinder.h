@@ -12,23 +12,24 @@ namespace lumo::algorithm {
 
 // The sum peak finder, which says what a peak of a profile is.
 //
-// Peaks become wider with the flight time, so a profile is smoothed with windows whose width comes from a table
-// (algorithm/variable_width.h). The smoothed slope at a bin is the mean of the bins above it minus the mean of those up
-// to it. A maximum lies between the last bin with a positive slope and the first one with a negative slope after it. Its
-// position is where the straight line between these slopes crosses 0, or the middle if they are far from each other.
+// Peaks become wider with the flight time, so a profile is smoothed with windows whose width comes from a
+// table (algorithm/variable_width.h). The smoothed slope at a bin is the mean of the bins above it minus the
+// mean of those up to it. A maximum lies between the last bin with a positive slope and the first one with a
+// negative slope after it. Its position is where the straight line between these slopes crosses 0, or the
+// middle if they are far from each other.
 //
-// All sums are differences of running sums, in 32 bits that wrap: that is part of the definition, as are the order of
-// the floating-point operations and the bins that are left out at both ends of a profile. What is marked "deliberate"
-// looks like an oversight and fixes results; it must stay.
+// All sums are differences of running sums, in 32 bits that wrap: that is part of the definition, as are the
+// order of the floating-point operations and the bins that are left out at both ends of a profile. What is
+// marked "deliberate" looks like an oversight and fixes results; it must stay.
 //
-// The functions in this file look at every bin. sparse_sum_peak_finder.h gives the same peaks in a fraction of the time;
-// profiles that are too short for it are padded and come here.
+// The functions in this file look at every bin. sparse_sum_peak_finder.h gives the same peaks in a fraction
+// of the time; profiles that are too short for it are padded and come here.
 
 using WidthTable = variableWidth<unsigned long>;
 
 // Receives maxima. Those whose intensity is above the threshold, and only those, are appended to the vectors,
-// which are equally long before and have their final lengths when the sink goes. A sink without a vector for areas
-// takes none, so nobody needs to compute them for it.
+// which are equally long before and have their final lengths when the sink goes. A sink without a vector for
+// areas takes none, so nobody needs to compute them for it.
 class PeakSink {
 public:
     PeakSink(float minimum, std::vector<double>& positionsOut, std::vector<float>& intensitiesOut)

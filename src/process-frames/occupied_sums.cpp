@@ -15,8 +15,9 @@ namespace {
 
 using Parts = std::span<const FullProfileProjector<int>::Part>;
 
-// Groups answer which of the next 64 words have a bit set, one bit each. Both forms give the same mask; everything
-// else is one template, compiled once per instruction set, since counting bits is a single instruction in one of them.
+// Groups answer which of the next 64 words have a bit set, one bit each. Both forms give the same mask;
+// everything else is one template, compiled once per instruction set, since counting bits is a single
+// instruction in one of them.
 struct PlainGroup {
     static LUMO_INLINE std::uint64_t nonZeroWords(const std::uint64_t* words) {
         std::uint64_t mask = 0;

@@ -6,11 +6,14 @@
 #include "process-frames/sparse_sum_peak_finder.h"
 #include "process-frames/working_profile.h"
 
+// Which of the two peak finders a profile goes to. Nearly all go to the sparse one; those that are shorter
+// than the widest windows are padded and go to the plain one, whose results define both.
 namespace lumo::algorithm {
 
 namespace {
 
-// A profile that is shorter than its widest windows is given empty bins on both sides, or it would have no range at all.
+// A profile that is shorter than its widest windows is given empty bins on both sides, or it would have no
+// range at all.
 void detectPadded(const std::vector<int>& profile, std::size_t padding, const WidthTable& widths,
                   PeakSink& sink) {
     std::vector<int> padded(profile.size() + 2 * padding);
@@ -18,7 +21,8 @@ void detectPadded(const std::vector<int>& profile, std::size_t padding, const Wi
     NewSPF::findPeaks(padded, widths, padding, sink);
 }
 
-// The usual case. The finder and the memory for sums stay with the thread: they are as large as its longest profile.
+// The usual case. The finder and the memory for sums stay with the thread: they are as large as its longest
+// profile.
 void detectUnpadded(const FullProfileProjector<int>& projector, const WidthTable& widths, PeakSink& sink) {
     thread_local SparseSumPeakFinder finder;
     thread_local WorkingProfile workingProfile;

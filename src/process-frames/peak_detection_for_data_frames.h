@@ -8,9 +8,9 @@
 
 namespace lumo::algorithm {
 
-// Finds the peaks of a summed profile, with their areas or without, which takes less time. Positions are fractional
-// bins, counted from the first one. The profile and the width table must outlive it; scratch memory belongs to the
-// calling thread, as large as its longest profile needs.
+// Finds the peaks of a summed profile, with their areas or without, which takes less time. Positions are
+// fractional bins, counted from the first one. The profile and the width table must outlive it; scratch
+// memory belongs to the calling thread, as large as its longest profile needs.
 template <class Frame, class Intensity, bool WithAreas>
 class PeakDetectionForDataFrames;
 

@@ -27,8 +27,8 @@ SlopeSigns slopeSignsOfAscending(const std::int32_t* sum, std::size_t half, std:
     const auto h = static_cast<std::ptrdiff_t>(half);
     SlopeSigns signs;
     for (std::size_t group = 0; group < count; group += kSlopeGroup, sum += kSlopeGroup) {
-        // 16 slopes of 32 bits are narrowed to 16 bytes, whose top bits can be read at once. Narrowing saturates, so it
-        // keeps the signs.
+        // 16 slopes of 32 bits are narrowed to 16 bytes, whose top bits can be read at once. Narrowing
+        // saturates, so it keeps the signs.
         const __m128i low = _mm_packs_epi32(fourSlopes(sum, h), fourSlopes(sum + 4, h));
         const __m128i high = _mm_packs_epi32(fourSlopes(sum + 8, h), fourSlopes(sum + 12, h));
         const __m128i slopes = _mm_packs_epi16(low, high);

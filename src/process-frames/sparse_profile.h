@@ -13,8 +13,8 @@ struct BinInterval {
     std::size_t size() const { return end - begin; }
 };
 
-// A profile of which only some bins can hold anything but 0. Runs are not necessarily as long as they could be: one
-// may begin where the one before it ends.
+// A profile of which only some bins can hold anything but 0. Runs are not necessarily as long as they could
+// be: one may begin where the one before it ends.
 struct SparseProfile {
     std::size_t count;                  // of all bins
     std::span<const BinInterval> runs;  // of occupied bins, ascending and disjoint

@@ -127,8 +127,8 @@ bool SparseSumPeakFinder::scanWithinOneRange(PeakSink& sink) {
     return true;
 }
 
-// The slow way, which needs no assumption. Runs that scanWithinOneRange() has passed may reach into the windows of this
-// stretch, so it steps back to them first.
+// The slow way, which needs no assumption. Runs that scanWithinOneRange() has passed may reach into the
+// windows of this stretch, so it steps back to them first.
 void SparseSumPeakFinder::scanAllRanges(PeakSink& sink) {
     const Runs neighbours = nextNeighbours(halo);
     const BinInterval interval{neighbours.front().begin, neighbours.back().end};
@@ -143,8 +143,8 @@ void SparseSumPeakFinder::scanAllRanges(PeakSink& sink) {
     step({before.data(), before.size() + neighbours.size()});
 }
 
-// Goes back to the first run that ends after the bin, and takes what it held off the total again. Returns the runs that
-// were done with before.
+// Goes back to the first run that ends after the bin, and takes what it held off the total again. Returns the
+// runs that were done with before.
 SparseSumPeakFinder::Runs SparseSumPeakFinder::stepBackBefore(std::size_t bin) {
     const std::size_t end = nextRun;
     while (nextRun > 0 && runs[nextRun - 1].end > bin) {
@@ -187,8 +187,8 @@ void SparseSumPeakFinder::appendEmpty(std::size_t binCount) {
     summedUp += binCount;
 }
 
-// The highest bit of `signs` shows whether any bin or any total was negative; a total that wraps becomes negative
-// before it can become positive again.
+// The highest bit of `signs` shows whether any bin or any total was negative; a total that wraps becomes
+// negative before it can become positive again.
 void SparseSumPeakFinder::append(std::span<const int> binValues) {
     std::int32_t signs = 0;
     for (const int value : binValues) {

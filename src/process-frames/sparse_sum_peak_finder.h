@@ -11,11 +11,12 @@
 
 namespace lumo::algorithm {
 
-// Both steps of the sum peak finder (new_sumpeakfinder.h) in one, for a profile without padding of which only some
-// intervals can hold anything but 0. Finds bit for bit what partial_sum_calculations and localMaxima find, without
-// looking at the empty bins, which are 99 % of a profile.
+// Both steps of the sum peak finder (new_sumpeakfinder.h) in one, for a profile without padding of which only
+// some intervals can hold anything but 0. Finds bit for bit what partial_sum_calculations and localMaxima
+// find, without looking at the empty bins, which are 99 % of a profile.
 //
-// Three ways through a profile, from the fastest to the most general; each leaves what it cannot do to the next:
+// Three ways through a profile, from the fastest to the most general; each leaves what it cannot do to the
+// next:
 //   reportSingleBins    a bin with nothing around it is a peak by itself;
 //   scanWithinOneRange  neighbouring runs inside one range of the width table;
 //   scanAllRanges       anything: several ranges, negative bins, totals that wrap, the ends of the profile.
@@ -31,12 +32,12 @@ namespace lumo::algorithm {
 // difference of 0 at i makes the sum at i - h equal to those at i and i + h; going down from there, the sum
 // is constant from r + 1 - h on, and the maximum, which lies above r, has intensity 0 and area 0.
 //
-// While no bin is negative and the total does not wrap, runs that are `reach` bins from each other and from the
-// ends of their range are looked at one by one, and not even the bins around them but for begin - 1. With A(i)
-// the sum of the h bins above i and B(i) that of the h bins up to i, the difference is (A - B) / h. Between two
-// runs A only grows and B only shrinks, so nothing falls there once something has risen. At begin - 1 B is 0 and
-// A is largest, so begin - 1 rises if anything does. At end - 1 A is 0, so what has risen has fallen there. Nor
-// do intensity and area look further than `reach`, which is not less than h.
+// While no bin is negative and the total does not wrap, runs that are `reach` bins from each other and from
+// the ends of their range are looked at one by one, and not even the bins around them but for begin - 1. With
+// A(i) the sum of the h bins above i and B(i) that of the h bins up to i, the difference is (A - B) / h.
+// Between two runs A only grows and B only shrinks, so nothing falls there once something has risen. At begin
+// - 1 B is 0 and A is largest, so begin - 1 rises if anything does. At end - 1 A is 0, so what has risen has
+// fallen there. Nor do intensity and area look further than `reach`, which is not less than h.
 //
 // A bin of v > 0 with nothing around it needs no sums at all then: its A is v up to the bin before it, its B
 // from the bin itself on, so the slopes v / h and -v / h meet there, the position is the bin, and intensity

@@ -37,8 +37,8 @@ SparseProfile WorkingProfile::sumUp(Parts parts, std::size_t binCount) {
                 {hit.get(), hitWords.data(), occupiedBefore.data(), runs.data(), sums.data()});
 }
 
-// Must be the last step that can fail, see working_profile.h. Capacities are powers of two so that profiles of slowly
-// growing length do not take new memory each time.
+// Must be the last step that can fail, see working_profile.h. Capacities are powers of two so that profiles
+// of slowly growing length do not take new memory each time.
 void WorkingProfile::reserve(std::size_t binCount, std::size_t occupiedCount) {
     growTo(runs, occupiedCount);
     growTo(sums, occupiedCount);

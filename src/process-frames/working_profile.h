@@ -12,11 +12,11 @@
 
 namespace lumo::algorithm {
 
-// Memory for occupied_sums.h that is kept from one profile to the next, so that summing up a profile takes no memory
-// once the thread has seen its longest one. One per thread.
+// Memory for occupied_sums.h that is kept from one profile to the next, so that summing up a profile takes no
+// memory once the thread has seen its longest one. One per thread.
 //
-// Memory is taken before the first bit is set. Nothing fails from there on, so no bit of a profile can be left for the
-// next one.
+// Memory is taken before the first bit is set. Nothing fails from there on, so no bit of a profile can be
+// left for the next one.
 class WorkingProfile {
 public:
     using Parts = std::span<const FullProfileProjector<int>::Part>;

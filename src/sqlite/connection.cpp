@@ -43,6 +43,7 @@ void raiseSqliteError(sqlite3* db, int code) {
     LUMO_THROW(CppSQLite3Exception(code, std::string(message) + explanation));
 }
 
+// The first repetition comes at once: mostly the writer is done by then.
 void Connection::pauseBefore(int attempt) {
     if (attempt > 2) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -74,6 +75,7 @@ void Connection::open() {
     }
 }
 
+// SQLite begins to read with the first statement and not here, so the pages seen are those of that moment.
 void Connection::beginTransaction() {
     requireOwnProcess();
     if (transactions == 0) {
@@ -85,6 +87,8 @@ void Connection::beginTransaction() {
     ++transactions;
 }
 
+// Ending may fail when a statement is still in the middle of its rows; it is tried again once, and an
+// unfinished transaction ends with the connection.
 void Connection::endTransaction() noexcept {
     --transactions;
     for (int attempt = 0; attempt < 2 && transactions == 0 && sqlite3_get_autocommit(db) == 0; ++attempt) {
@@ -92,6 +96,8 @@ void Connection::endTransaction() noexcept {
     }
 }
 
+// SQLite says the same, "busy" or "read-only", of failures that pass and of those that stay; the extended
+// code tells them apart.
 bool Connection::notice(int code) noexcept {
     writerCame = false;
     if ((code & 0xFF) == SQLITE_BUSY || (code & 0xFF) == SQLITE_READONLY) {

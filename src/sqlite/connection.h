@@ -34,8 +34,8 @@ struct Connection {
     void beginTransaction();
     void endTransaction() noexcept;
 
-    // Does something, and does it again while a writer that comes or goes in the middle of it stands in its way. Within a
-    // transaction that is of no use.
+    // Does something, and does it again while a writer that comes or goes in the middle of it stands in its
+    // way. Within a transaction that is of no use.
     template <class Something>
     int begin(const Something& something) {
         requireOwnProcess();

@@ -9,6 +9,13 @@
 #include "sqlite/connection.h"
 #include "sys/fork_gate.h"
 
+// Rows, statements and connections, with errors as exceptions. A query and a statement share the connection,
+// which lives as long as the longest of them, so that the order in which a caller destroys them does not
+// matter.
+//
+// Every call into SQLite that can take one of its locks is made inside the fork gate. Copies of texts and
+// blobs are made there too, since SQLite may convert a value in its own memory when it is asked for it.
+
 using lumo::sqlite::Connection;
 using lumo::sqlite::FieldType;
 using lumo::sqlite::raiseSqliteError;
@@ -56,6 +63,8 @@ void CppSQLite3Query::release() noexcept {
     atEnd = true;
 }
 
+// A failure that a writer made is only noticed here: rows have been given out, and whoever took them must
+// begin again, as inTransaction() does.
 void CppSQLite3Query::nextRow() {
     if (!atEnd) {
         statement->connection->requireOwnProcess();
@@ -65,6 +74,7 @@ void CppSQLite3Query::nextRow() {
     }
 }
 
+// Nothing of the result has been seen yet, so a writer who comes between costs no more than beginning again.
 void CppSQLite3Query::first() {
     arriveAt(statement->connection->begin([this] {
         sqlite3_reset(handle());
@@ -72,6 +82,7 @@ void CppSQLite3Query::first() {
     }));
 }
 
+// What a query costs is charged to it, however its rows are interleaved with those of others.
 int CppSQLite3Query::step() {
     lumo::sqlite::WorkLimit& workLimit = statement->connection->workLimit;
     work.textLength = statement->textLength;
@@ -91,6 +102,7 @@ void CppSQLite3Query::arriveAt(int code) {
 
 int CppSQLite3Query::numFields() const { return statement != nullptr ? sqlite3_column_count(handle()) : 0; }
 
+// SQLite leaves the type of a column that does not exist undefined, so it is not asked.
 FieldType CppSQLite3Query::fieldType(int field) const {
     if (atEnd || field < 0 || field >= numFields()) {
         return FieldType::Null;
@@ -221,6 +233,7 @@ CppSQLite3DB::ReadTransaction::ReadTransaction(std::shared_ptr<Connection> ofCon
 
 CppSQLite3DB::ReadTransaction::~ReadTransaction() { connection->endTransaction(); }
 
+// Only the outermost transaction can begin again, since the inner ones have seen its rows.
 bool CppSQLite3DB::shouldRepeat(int attempt) const {
     if (connection == nullptr || connection->transactions > 0 || attempt == Connection::kAttempts ||
         !std::exchange(connection->writerCame, false)) {

@@ -79,8 +79,9 @@ private:
     std::shared_ptr<lumo::sqlite::Statement> statement;
 };
 
-// A read-only connection: nothing is ever written. The file may be hostile: queries that do not come to an end are
-// interrupted, values of absurd size refused. To be used by one thread at a time, and in the process that opened it.
+// A read-only connection: nothing is ever written. The file may be hostile: queries that do not come to an
+// end are interrupted, values of absurd size refused. To be used by one thread at a time, and in the process
+// that opened it.
 class CppSQLite3DB {
 public:
     CppSQLite3DB() = default;
@@ -96,9 +97,10 @@ public:
     CppSQLite3Query execQuery(const std::string& sql);
     CppSQLite3Statement compileStatement(const std::string& sql);
 
-    // Runs an operation in one transaction: all that it reads is of one state of the database. When a writer comes or goes
-    // in the middle of it, which ends the transaction, the operation runs again from its start, so it begins with
-    // clearing what it fills, and leaves no query standing on a row. Operations within operations are part of them.
+    // Runs an operation in one transaction: all that it reads is of one state of the database. When a writer
+    // comes or goes in the middle of it, which ends the transaction, the operation runs again from its start,
+    // so it begins with clearing what it fills, and leaves no query standing on a row. Operations within
+    // operations are part of them.
     template <class Operation>
     auto inTransaction(const Operation& operation) {
         for (int attempt = 1;; ++attempt) {

@@ -26,7 +26,7 @@ T simpleCheckedQuery(CppSQLite3DB& db, const std::string& sql);
 template <class T>
 T getProperty(CppSQLite3DB& db, const std::string& key);
 
-// The query behind every look-up in "GlobalMetadata"; keys are constants of the program.
+// The query that every look-up makes in "GlobalMetadata"; keys are constants of the program.
 std::string globalMetadatumQuery(const std::string& key);
 
 }  // namespace lumo::sqlite

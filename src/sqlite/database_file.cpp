@@ -7,6 +7,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+// SQLite builds the names of the files beside a database by adding suffixes to its name, and takes names of a
+// limited length. A name that is resolved first leads to the same files as the writer uses; one that is too
+// long is reached through a descriptor of its directory, which the object keeps open.
 namespace lumo::sqlite {
 
 namespace fs = std::filesystem;
@@ -53,6 +56,7 @@ DatabaseFile::~DatabaseFile() {
     }
 }
 
+// Opening a pipe or a device in the place of one of the files could wait forever or do harm.
 bool DatabaseFile::isPlain() const {
     for (const char* const suffix : {"", "-wal", "-shm", "-journal"}) {
         if (!isPlainOrAbsent(nameForSqlite + suffix)) {

@@ -5,7 +5,8 @@
 
 namespace lumo::sqlite {
 
-// A database file as SQLite has to be told of it: by a name that no link changes and that is not too long for it.
+// A database file as SQLite has to be told of it: by a name that no link changes and that is not too long for
+// it.
 class DatabaseFile {
 public:
     explicit DatabaseFile(const std::filesystem::path& file);
@@ -13,7 +14,8 @@ public:
     DatabaseFile& operator=(const DatabaseFile&) = delete;
     ~DatabaseFile();
 
-    // False when the file, or one that SQLite reads beside it, is something that could block: a pipe or a device.
+    // False when the file, or one that SQLite reads beside it, is something that could block: a pipe or a
+    // device.
     bool isPlain() const;
 
     // Valid during the lifetime of the object. Empty when there is no such file.

@@ -5,6 +5,9 @@
 
 #include <boost/lexical_cast/try_lexical_convert.hpp>
 
+// The whole text must be the value, without blanks, and what is out of range is refused: a file's metadata
+// are either what they should be or an error. A number with a fraction is independent of the locale, and
+// infinity and not-a-number are none.
 namespace lumo::sqlite {
 
 template <class T>

@@ -10,13 +10,22 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+// A copy of the index that a writer keeps beside its log. SQLite would map the file; a file that is cut while
+// it is mapped ends the process, and a mapping of it is inherited by children. So the regions are read into
+// memory, and read again, as far as they may have changed, whenever SQLite has taken a lock by which it makes
+// sure that they are current.
+//
+// The index is of use only while a writer keeps it in order. Whoever has it open holds a shared lock on one
+// byte, and so does this reader, from then on. Without such a lock the file may be left over from a process
+// that has died, and SQLite is told to make an index of its own.
 namespace lumo::sqlite {
 
 namespace {
 
 constexpr std::size_t kRegionBytes = 32768;
 
-// The first region begins with two copies of a header and what the locks stand for; then come hash tables of frames.
+// The first region begins with two copies of a header and what the locks stand for; then come hash tables of
+// frames.
 constexpr std::size_t kHeaderBytes = 48;
 constexpr std::size_t kLocksBytes = 40;
 constexpr std::size_t kBeforeFrames = 2 * kHeaderBytes + kLocksBytes;
@@ -45,6 +54,7 @@ std::size_t firstChanged(const std::byte* before, const std::byte* now) {
 
 }  // namespace
 
+// What cannot be asked about counts as there, so that nobody relies on its absence.
 bool LogIndex::exists() const noexcept {
     struct stat status {};
     return stat(name.c_str(), &status) == 0 || errno != ENOENT;
@@ -76,6 +86,8 @@ int LogIndex::trust() noexcept {
     return SQLITE_IOERR_LOCK;
 }
 
+// SQLITE_READONLY is success here: it is how SQLite expects to hear that it may read the memory and must not
+// write it.
 int LogIndex::map(int region, int size, void volatile** memory) noexcept {
     *memory = nullptr;
     if (static_cast<std::size_t>(size) != kRegionBytes) {
@@ -139,6 +151,8 @@ void LogIndex::update() noexcept {
     }
 }
 
+// Exclusive locks are for writers and refused. When a shared one is granted or refused, the copy is brought
+// up to date, since SQLite looks at it next.
 int LogIndex::lock(int offset, int count, int flags) noexcept {
     const int position = kFirstLock + offset;
     if ((flags & SQLITE_SHM_UNLOCK) != 0) {

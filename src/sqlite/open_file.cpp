@@ -9,10 +9,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+// Descriptors of databases, with their locks. The system drops all locks that a process has on a file when
+// any of its descriptors for that file is closed, unless they are locks of descriptors; and another copy of
+// SQLite in this process may hold some of the other kind. So a descriptor is not closed while anybody has a
+// lock on its file, and is used again for the next connection to the same file, which is told by device and
+// inode and not by name.
+//
+// What must stay true: nothing here throws, since SQLite calls it; every list operation is done under the
+// mutex; and whoever holds the mutex is inside the fork gate, so a forked child never inherits it locked. The
+// list is short, one entry for each database that is open or was lately, and is searched from its beginning.
 namespace lumo::sqlite {
 
 namespace {
 
+// A signal may end a call before it has done anything.
 template <class Call>
 auto repeatedWhenInterrupted(const Call& call) noexcept {
     auto result = call();
@@ -22,6 +32,7 @@ auto repeatedWhenInterrupted(const Call& call) noexcept {
     return result;
 }
 
+// A request for SQLite's kind of lock on some bytes; 0 bytes reach to the end of the file.
 struct flock bytesFrom(std::int64_t position, std::int64_t count, short type) noexcept {
     struct flock bytes {};
     bytes.l_type = type;
@@ -33,10 +44,12 @@ struct flock bytesFrom(std::int64_t position, std::int64_t count, short type) no
 
 }  // namespace
 
-// All open files of the process, those not used in the order in which they will be closed. Never destroyed: the
-// program's other threads may still read while it exits.
+// All open files of the process, those not used in the order in which they will be closed. Never destroyed:
+// the program's other threads may still read while it exits.
 class OpenFiles {
 public:
+    // Null, and errno says why, if it cannot be opened. Where the process has no descriptor left, those that
+    // are only kept are given up first.
     OpenFile* open(const char* name) noexcept {
         struct stat status {};
         if (stat(name, &status) != 0) {
@@ -53,6 +66,8 @@ public:
         return descriptor < 0 ? nullptr : add(descriptor);
     }
 
+    // Moves it to the end of the list, where it is the last to be closed. A file that a forked child
+    // inherited has no descriptor any more and goes.
     void keep(OpenFile& file) noexcept {
         const std::lock_guard lock(mutex);
         remove(file);
@@ -89,6 +104,7 @@ private:
         return repeatedWhenInterrupted([name] { return ::open(name, O_RDONLY | O_CLOEXEC); });
     }
 
+    // Somebody may have put another file in the place of the one with this name, so the name does not tell.
     OpenFile* takeUnused(const struct stat& status) noexcept {
         const std::lock_guard lock(mutex);
         for (OpenFile* file = first; file != nullptr; file = file->next) {
@@ -140,6 +156,7 @@ private:
         delete &file;
     }
 
+    // Nobody opens a file again that has been deleted.
     static bool isUseless(const OpenFile& file) noexcept {
         struct stat status {};
         return file.descriptor < 0 || (fstat(file.descriptor, &status) == 0 && status.st_nlink == 0);
@@ -150,6 +167,8 @@ private:
         return lock == OpenFile::Lock::Shared || lock == OpenFile::Lock::Exclusive;
     }
 
+    // Oldest first, until no more than `mostKept` are left. Files that somebody has locked stay, whatever
+    // their number: closing one could drop a lock.
     void closeUnused(int mostKept) noexcept {
         int tooMany = -mostKept;
         for (const OpenFile* file = first; file != nullptr; file = file->next) {

@@ -8,7 +8,8 @@ namespace lumo::sqlite {
 
 namespace {
 
-// What is locked of a database: one byte by a writer that is about to have it alone, one by a writer, many by readers.
+// What is locked of a database: one byte by a writer that is about to have it alone, one by a writer, many by
+// readers.
 constexpr std::int64_t kPending = 0x40000000;
 constexpr std::int64_t kReserved = kPending + 1;
 constexpr std::int64_t kShared = kPending + 2;
@@ -18,6 +19,7 @@ constexpr int kSectorBytes = 4096;
 
 ReadOnlyFile& fileOf(sqlite3_file* file) { return *static_cast<ReadOnlyFile*>(file); }
 
+// SQLite wants the rest of its buffer zeroed when a file ends early.
 int read(sqlite3_file* file, void* buffer, int count, sqlite3_int64 position) {
     const OpenFile* const open = fileOf(file).file;
     const ssize_t size = open != nullptr ? open->read(buffer, static_cast<std::size_t>(count), position) : 0;
@@ -35,10 +37,13 @@ int fileSize(sqlite3_file* file, sqlite3_int64* size) {
     return *size >= 0 ? SQLITE_OK : SQLITE_IOERR_FSTAT;
 }
 
+// Busy is what SQLite tries again; everything else ends the query.
 int codeOfFailedLock() {
     return errno == EAGAIN || errno == EACCES || errno == ENOLCK ? SQLITE_BUSY : SQLITE_IOERR_LOCK;
 }
 
+// Readers take the shared bytes while they hold the pending one, which a writer who waits for them keeps
+// locked: so no new reader comes, and the writer gets its turn. Nothing beyond a shared lock is ever wanted.
 int lock(sqlite3_file* file, int level) {
     ReadOnlyFile& own = fileOf(file);
     if (level > SQLITE_LOCK_SHARED) {
@@ -71,6 +76,8 @@ int checkReservedLock(sqlite3_file* file, int* isReserved) {
     return found == OpenFile::Lock::Unknown ? SQLITE_IOERR_CHECKRESERVEDLOCK : SQLITE_OK;
 }
 
+// For a journal, which is read and neither locked nor watched; what the others need is put in its place
+// below.
 constexpr sqlite3_io_methods forReading() {
     sqlite3_io_methods methods{};
     methods.iVersion = 1;

@@ -4,6 +4,10 @@
 
 #include "sys/fork_gate.h"
 
+// What a query may cost. A schema can hide a view that computes for hours under the name of a table, so each
+// query has an allowance that grows with its text and with the size of the database: more than any honest
+// query needs, and reached in seconds. SQLite calls back now and then, which is also when a waiting fork is
+// let pass.
 namespace lumo::sqlite {
 
 namespace {
@@ -12,8 +16,8 @@ namespace {
 constexpr int kStepsPerLook = 1'000'000;
 
 constexpr std::uint64_t kFreeSteps = 10'000'000;
-// A byte of text stands for a few steps at most, a byte of the file for far fewer, even when each row is compared with
-// many others.
+// A byte of text stands for a few steps at most, a byte of the file for far fewer, even when each row is
+// compared with many others.
 constexpr std::uint64_t kStepsPerByteOfText = 10;
 constexpr std::uint64_t kStepsPerByteOfFile = 1'000;
 
@@ -43,6 +47,8 @@ int WorkLimit::countSteps(void* context) {
     return limit.isExceeded(*limit.current) ? 1 : 0;
 }
 
+// The size of the files is asked for only when the free part is used up, which honest queries on small files
+// never reach.
 bool WorkLimit::isExceeded(const Query& query) const {
     const std::uint64_t alwaysAllowed = kFreeSteps + kStepsPerByteOfText * query.textLength;
     return query.used > alwaysAllowed &&

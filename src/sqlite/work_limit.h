@@ -8,8 +8,8 @@ struct sqlite3;
 
 namespace lumo::sqlite {
 
-// How much work a query may be. The schema of a file may hold views of any kind, without end too; what a query on
-// tables needs grows with the size of the file, so that is what it is held against.
+// How much work a query may be. The schema of a file may hold views of any kind, without end too; what a
+// query on tables needs grows with the size of the file, so that is what it is held against.
 class WorkLimit {
 public:
     // For a connection to this file. `file` may still be growing.
@@ -17,7 +17,8 @@ public:
     WorkLimit(const WorkLimit&) = delete;
     WorkLimit& operator=(const WorkLimit&) = delete;
 
-    // The connection interrupts whatever exceeds the limit. The limit must live as long as it runs statements.
+    // The connection interrupts whatever exceeds the limit. The limit must live as long as it runs
+    // statements.
     void watch(sqlite3* connection);
 
     // What one query has used; long texts may do more.

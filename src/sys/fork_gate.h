@@ -2,12 +2,13 @@
 
 namespace lumo::sys {
 
-// A forked child has the forking thread alone. A lock that another thread holds at that moment, in a library that knows
-// nothing of forks, is never released there. Whoever calls such a library does so inside the gate: a fork waits until
-// nobody is inside, and nobody enters while it goes on.
+// A forked child has the forking thread alone. A lock that another thread holds at that moment, in a library
+// that knows nothing of forks, is never released there. Whoever calls such a library does so inside the gate:
+// a fork waits until nobody is inside, and nobody enters while it goes on.
 //
-// Inside, take no lock that a fork handler takes, call nobody back, and do not stay long: ForkGateOpened is for waiting,
-// letForkPass() for long work. A signal handler that forks in a thread that is inside does not wait.
+// Inside, take no lock that a fork handler takes, call nobody back, and do not stay long: ForkGateOpened is
+// for waiting, letForkPass() for long work. A signal handler that forks in a thread that is inside does not
+// wait.
 class InsideForkGate {
 public:
     InsideForkGate() noexcept;

@@ -4,8 +4,9 @@
 
 namespace lumo::sys {
 
-// A thread of the library's own. It has a name that users see in their tools, and takes no signals: those are the host
-// program's. That no thread can be had is an answer and not an error, so that the caller does the work itself.
+// A thread of the library's own. It has a name that users see in their tools, and takes no signals: those are
+// the host program's. That no thread can be had is an answer and not an error, so that the caller does the
+// work itself.
 //
 // Who starts one joins it before the library ends, or forgets it in a forked child, where it does not exist.
 class Thread {

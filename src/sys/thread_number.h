@@ -7,9 +7,9 @@
 
 namespace lumo::sys {
 
-// A static number of which every thread has its own, 0 at first. In place of thread_local data: those of a library that
-// was loaded late take memory at a thread's first access, for want of which the C library ends the process, and room that
-// is not had back when the library is unloaded.
+// A static number of which every thread has its own, 0 at first. In place of thread_local data: those of a
+// library that was loaded late take memory at a thread's first access, for want of which the C library ends
+// the process, and room that is not had back when the library is unloaded.
 class ThreadNumber {
 public:
     ThreadNumber() { isMade = pthread_key_create(&key, nullptr) == 0; }

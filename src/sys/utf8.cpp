@@ -8,7 +8,8 @@ namespace lumo::sys {
 
 namespace {
 
-// How the first byte of a sequence tells its length: the bits under `mask` equal `pattern`, the others belong to the value.
+// How the first byte of a sequence tells its length: the bits under `mask` equal `pattern`, the others belong
+// to the value.
 struct LeadByte {
     std::uint8_t mask;
     std::uint8_t pattern;

@@ -11,8 +11,8 @@ namespace lumo::sys {
 // above U+10FFFF); text.size() when it ends inside a sequence; npos when all of it is well-formed.
 // Independent of any locale.
 //
-// Paths are checked because the C interface promises UTF-8, and what is not would reach the file system and error texts
-// as bytes that nobody can print.
+// Paths are checked because the C interface promises UTF-8, and what is not would reach the file system and
+// error texts as bytes that nobody can print.
 std::size_t findInvalidUtf8(std::string_view text);
 
 // The text with U+FFFD in place of what is not well-formed.

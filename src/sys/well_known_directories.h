@@ -5,8 +5,8 @@
 
 namespace lumo::sys {
 
-// By the XDG base directory rules: $XDG_CONFIG_HOME if that is an absolute path, otherwise ~/.config. Nothing when the
-// environment names neither, or may not be trusted.
+// By the XDG base directory rules: $XDG_CONFIG_HOME if that is an absolute path, otherwise ~/.config. Nothing
+// when the environment names neither, or may not be trusted.
 std::optional<std::filesystem::path> userConfigurationDirectory();
 
 // $HOME if that is an absolute path.

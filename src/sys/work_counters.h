@@ -4,8 +4,8 @@
 #include <chrono>
 #include <cstdint>
 
-// What reading costs, for those who want to know. A thread that works for somebody who counts says so by a CountedWork; all
-// others find no counters, and measuring costs them one look at a pointer per block.
+// What reading costs, for those who want to know. A thread that works for somebody who counts says so by a
+// CountedWork; all others find no counters, and measuring costs them one look at a pointer per block.
 namespace lumo::sys {
 
 // Sums over threads; times in nanoseconds.

@@ -22,7 +22,7 @@ StripeRow readRow(const CppSQLite3Query& query) {
             query.getInt64Field(3), query.getInt64Field(4), query.getFloatField(5)};
 }
 
-// Six digits behind the point, whatever the caller's locale makes of "%f".
+// Six digits after the point, whatever the caller's locale makes of "%f".
 std::string fixedText(double value) {
     std::array<char, std::numeric_limits<double>::max_exponent10 + 20> text{};
     const auto result =

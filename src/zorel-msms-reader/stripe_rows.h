@@ -15,7 +15,8 @@ namespace lumo::io::algorithms {
 
 using lumo::algorithm::ClosedInterval;
 
-// A precursor in one of the frames in which it was fragmented: a row of the join of "Precursors" and "ZorelFrameMsMsInfo".
+// A precursor in one of the frames in which it was fragmented: a row of the join of "Precursors" and
+// "ZorelFrameMsMsInfo".
 struct StripeRow {
     std::int64_t id;
     std::int64_t parent;

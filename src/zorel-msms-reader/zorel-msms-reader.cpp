@@ -6,10 +6,15 @@
 #include "diag/throw.h"
 #include "sqlite/cppsqlite3.h"
 
+// Two steps. Preparing reads the rows of the precursors, in one transaction, and makes an accumulator for
+// each; extracting goes through the frames in ascending order and touches each stripe once. A frame's block
+// is decompressed once for all precursors in it, which is why the order is that of frames and not of
+// precursors.
 namespace lumo::io::algorithms {
 
 namespace {
 
+// A precursor's scans are summed over frames, which has a meaning only if they are the same scans.
 void requireSameRange(const PrecursorStripeAccumlator& accumulator, const StripeRow& row) {
     if (accumulator.scanBegin() != row.scanBegin || accumulator.scanEnd() != row.scanEnd) {
         LUMO_THROW(
@@ -98,6 +103,7 @@ void ZorelMsmsSpectraReader::extractPrecursorSpectra(const lineSpectraCallback& 
     }
 }
 
+// False if the precursor is to be left out.
 bool ZorelMsmsSpectraReader::addStripe(std::int64_t frame, PrecursorStripeAccumlator& accumulator,
                                        const StripeFailureCallback& failure) {
     try {

@@ -66,7 +66,8 @@ public:
 
     // The line callback takes precedence. Raises std::runtime_error "Missing callback for extract precursor"
     // when there is a spectrum but no callback. Precursors handed over before a failure stay so; another call
-    // starts the others from nothing. With a callback for failures, precursors of which scans cannot be read are left out.
+    // starts the others from nothing. With a callback for failures, precursors of which scans cannot be read
+    // are left out.
     void extractPrecursorSpectra(const lineSpectraCallback& line, const profileSpectraCallback& profile,
                                  const StripeFailureCallback& failure = {},
                                  PeakAreas areas = PeakAreas::Compute);

@@ -56,7 +56,7 @@ TEST_F(Conversions, FollowTheCalibrationAndItsInverse) {
     for (const double scan : {0.0, 34.0, 450.5, 899.0, 5000.0}) {
         const double voltage = 190.0 + (scan - 33.0 - 1.0) * (70.0 - 190.0) / 900.0;
         expectPair(kova_scannum_to_voltage, scan, kova_voltage_to_scannum, voltage);
-        if (voltage > 0.0) {  // nothing is clipped, and behind the ramp there is no 1/K0
+        if (voltage > 0.0) {  // nothing is clipped, and after the ramp there is no 1/K0
             expectPair(kova_scannum_to_oneoverk0, scan, kova_oneoverk0_to_scannum,
                        1.0 / (115.45 / voltage + 0.01737));
         }

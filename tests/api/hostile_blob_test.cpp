@@ -105,7 +105,7 @@ TEST(HostileBlob, FramesCompressedAsAWhole) {
     expectFailures(2, cases);
 }
 
-// A header for three scans with these offsets, and 16 bytes of data behind it.
+// A header for three scans with these offsets, and 16 bytes of data after it.
 Bytes withOffsets(std::vector<std::uint32_t> offsets) {
     Bytes block = scanFrameHeader(0, 3, offsets);
     block.insert(block.end(), 16, 0);

@@ -57,7 +57,7 @@ def shuffled_block(scan_count, values):
 
 
 def line_arrays(lines):
-    """Positions, intensities and widths, if the lines have them, one array behind the other."""
+    """Positions, intensities and widths, if the lines have them, one array after the other."""
     return b"".join(struct.pack(f"<{len(lines)}{letter}", *values) for letter, values in zip("dff", zip(*lines)))
 
 

@@ -232,7 +232,7 @@ TEST_P(Faults, CallsFailWithATextAndLeaveTheHandleUsable) {
         close(reference);
         unsigned n = 0;
         for (bool reached = true; reached;) {
-            const std::uint64_t handle = open();  // anew, so that nothing is cached
+            const std::uint64_t handle = open();  // again, so that nothing is cached
             faults::failNth(GetParam().kind, ++n);
             const std::uint32_t result = call.run(handle);
             reached = faults::stop();

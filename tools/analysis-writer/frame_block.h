@@ -12,8 +12,8 @@ namespace analysis_writer {
 // The scan table: the table's own length, then the sizes in words of all scans but the last.
 std::vector<std::uint32_t> scanTable(const Frame& frame);
 
-// Index deltas and intensities alternate; the first delta is counted from index -1. Deltas wrap, so descending
-// indices can be written too.
+// Index deltas and intensities alternate; the first delta is counted from index -1. Deltas wrap, so
+// descending indices can be written too.
 std::vector<std::uint32_t> pairWords(const Scan& scan);
 
 // Scan table and peak data of a whole frame.

@@ -12,8 +12,8 @@ struct EncodedFrame {
     Bytes block;
 };
 
-// Makes the block and the row of a frame. Frames are independent of each other, so threads may encode with an encoder
-// each while one of them writes.
+// Makes the block and the row of a frame. Frames are independent of each other, so threads may encode with an
+// encoder each while one of them writes.
 class FrameEncoder {
 public:
     explicit FrameEncoder(const AnalysisSettings& given) : settings(given), frameEncoder(given.zstdLevel) {}

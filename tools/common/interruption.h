@@ -4,7 +4,8 @@
 
 namespace kova_tool_common {
 
-// Raised by stopIfInterrupted(), so that everything on the stack is closed and unfinished output is taken away.
+// Raised by stopIfInterrupted(), so that everything on the stack is closed and unfinished output is taken
+// away.
 class Interrupted : public std::runtime_error {
 public:
     explicit Interrupted(int signal) : std::runtime_error("interrupted"), number(signal) {}
@@ -16,8 +17,8 @@ private:
     int number;
 };
 
-// From now on Ctrl-C and a request to terminate end the program at its next stopIfInterrupted(); a second one ends it at
-// once.
+// From now on Ctrl-C and a request to terminate end the program at its next stopIfInterrupted(); a second one
+// ends it at once.
 void catchInterruptions();
 void stopIfInterrupted();
 // For places that nothing may be thrown through.

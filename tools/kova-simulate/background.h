@@ -11,8 +11,8 @@ struct BackgroundPeak {
     analysis_writer::Peak peak;
 };
 
-// One peak of what is always there: mostly single ions of solvents and impurities, singly charged, at masses that organic
-// molecules have, more of the light ones; and noise of the digitizer anywhere.
+// One peak of what is always there: mostly single ions of solvents and impurities, singly charged, at masses
+// that organic molecules have, more of the light ones; and noise of the digitizer anywhere.
 BackgroundPeak backgroundPeak(const Instrument& instrument, Random& random);
 
 }  // namespace simulator

@@ -24,7 +24,8 @@ struct Isotope {
     double abundance;  // all together 1
 };
 
-// Isotope pattern from the monoisotopic peak on, down to `smallest` abundance, by convolution of the elements' own.
+// Isotope pattern from the monoisotopic peak on, down to `smallest` abundance, by convolution of the
+// elements' own.
 std::vector<Isotope> isotopePattern(const Composition& composition, double smallest = 0.005);
 
 double monoisotopicMass(const Composition& composition);

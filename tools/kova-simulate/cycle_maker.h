@@ -21,8 +21,8 @@ struct MadeCycle {
     std::uint64_t peaks = 0;
 };
 
-// Makes the frames of cycles, ready to be written. Each thread has a maker of its own; the result of a cycle depends on its
-// number only.
+// Makes the frames of cycles, ready to be written. Each thread has a maker of its own; the result of a cycle
+// depends on its number only.
 class CycleMaker {
 public:
     CycleMaker(const Acquisition& acquisition, const Instrument& instrument, const Recipes& recipes,

@@ -11,8 +11,9 @@
 
 namespace simulator {
 
-// Turns arrivals into the peaks of frames: mobility and time-of-flight peak shapes, counting statistics, background. Work
-// grows with the peaks of a frame: ions of weak arrivals are placed one by one, those of strong ones sample by sample.
+// Turns arrivals into the peaks of frames: mobility and time-of-flight peak shapes, counting statistics,
+// background. Work grows with the peaks of a frame: ions of weak arrivals are placed one by one, those of
+// strong ones sample by sample.
 class FrameSynthesis {
 public:
     FrameSynthesis(const Instrument& instrument, const FrameRecipe& recipe);

@@ -11,8 +11,9 @@
 
 namespace simulator {
 
-// Makes results 0 ... count - 1 on several threads and hands them out in their order. Workers run ahead of the reader by a
-// few results, which bounds the memory. Each thread makes its worker by itself, worker(number) gives a result.
+// Makes results 0 ... count - 1 on several threads and hands them out in their order. Workers run ahead of
+// the reader by a few results, which bounds the memory. Each thread makes its worker by itself,
+// worker(number) gives a result.
 template <typename Result>
 class OrderedWorkers {
 public:

@@ -8,11 +8,11 @@
 
 namespace simulator {
 
-// Peptides that trypsin makes of a protein: cut behind K and R unless P follows, with `missedCleavages` cuts left out
-// in each; lengths from 6 to 40.
+// Peptides that trypsin makes of a protein: cut after K and R unless P follows, with `missedCleavages` cuts
+// left out in each; lengths from 6 to 40.
 std::vector<std::string> tryptic(std::string_view protein, int missedCleavages);
 
-// A fragment of a peptide: the b ion ends behind `position` residues, the y ion begins there.
+// A fragment of a peptide: the b ion ends after `position` residues, the y ion begins there.
 struct Fragment {
     std::string_view sequence;
     bool isY;
@@ -20,8 +20,8 @@ struct Fragment {
     double intensity;  // relative; all fragments of a peptide together 1
 };
 
-// b and y ions of a peptide ion. Intensities follow the usual rules (y before b, stronger in front of proline and in the
-// middle) and vary from bond to bond, the same way each time.
+// b and y ions of a peptide ion. Intensities follow the usual rules (y before b, stronger in front of proline
+// and in the middle) and vary from bond to bond, the same way each time.
 std::vector<Fragment> fragments(std::string_view peptide, int precursorCharge);
 
 // Of the neutral fragment: its m/z is mass / charge + the mass of a proton.

@@ -9,7 +9,8 @@
 
 namespace simulator {
 
-// One precursor: an ion that is fragmented in its range of scans in several of the MS/MS frames behind an MS1 frame.
+// One precursor: an ion that is fragmented in its range of scans in several of the MS/MS frames after an MS1
+// frame.
 struct ScheduledPrecursor {
     const Ion* ion;
     double intensity;  // of the ion in the parent frame, relative
@@ -27,8 +28,8 @@ struct ScheduleRules {
     std::size_t maxRepetitions = 8;
 };
 
-// Candidates are ions with their intensity in the parent frame, the strongest first. Each gets a free range of scans in
-// three to eight frames, the same range in each; ranges in one frame do not overlap.
+// Candidates are ions with their intensity in the parent frame, the strongest first. Each gets a free range
+// of scans in three to eight frames, the same range in each; ranges in one frame do not overlap.
 std::vector<ScheduledPrecursor> schedulePrecursors(std::span<const ElutingIon> candidates,
                                                    const ScheduleRules& rules, Random& random);
 

@@ -33,8 +33,8 @@ struct Ion {
 // An ion and its intensity at some time.
 using ElutingIon = std::pair<const Ion*, double>;
 
-// All ions of the digested proteins that the instrument can see. Small samples are a mixture of known proteins; invented
-// ones are added until there are as many ions as planned.
+// All ions of the digested proteins that the instrument can see. Small samples are a mixture of known
+// proteins; invented ones are added until there are as many ions as planned.
 class Sample {
 public:
     Sample(const Instrument& instrument, const Chromatography& plan, Random& random);

@@ -13,8 +13,8 @@ struct Summary {
     std::uint64_t precursors = 0;
 };
 
-// Writes a simulated liquid chromatography run with ion mobility to a new directory. The same options give the same
-// analysis, whatever the number of threads. Memory is bounded, however many frames there are. Raises
+// Writes a simulated liquid chromatography run with ion mobility to a new directory. The same options give
+// the same analysis, whatever the number of threads. Memory is bounded, however many frames there are. Raises
 // std::exception-derived errors.
 Summary simulate(const Options& options);
 

@@ -14,8 +14,8 @@ constexpr double kSignalShare = 0.8;     // of the peaks of a frame
 constexpr double kTrapCapacity = 3e5;    // ions of a kind in one frame
 constexpr double kMostOverfilled = 100;  // how many times the strongest arrival may exceed that
 
-// How many samples in how many scans a line of so many ions reaches on average: a peak for each that gets an ion. Tabulated
-// over the logarithm of the number of ions.
+// How many samples in how many scans a line of so many ions reaches on average: a peak for each that gets an
+// ion. Tabulated over the logarithm of the number of ions.
 class LineResponse {
 public:
     explicit LineResponse(double scanWidth) {

@@ -14,8 +14,9 @@ struct FrameRecipe {
     double background = 0.0;  // peaks of each frame that belong to no arrival
 };
 
-// The recipe with which frames like these have `peaks` peaks on average, four fifths of them signal. One yield for the whole
-// run keeps intensities comparable from frame to frame. It is bounded: what the arrivals cannot give is background.
+// The recipe with which frames like these have `peaks` peaks on average, four fifths of them signal. One
+// yield for the whole run keeps intensities comparable from frame to frame. It is bounded: what the arrivals
+// cannot give is background.
 FrameRecipe findRecipe(std::span<const std::vector<Arrival>> frames, std::uint32_t peaks, double scanWidth);
 
 // Expected number of ions of an arrival. The trap holds only so many of a kind.

@@ -34,7 +34,8 @@ private:
 
     int descriptor = -1;
     off_type position = 0;
-    // The file goes at least so far. Only positions beyond may be more than the file system takes, and are tried.
+    // The file goes at least so far. Only positions beyond may be more than the file system takes, and are
+    // tried.
     off_type knownSize = 0;
 };
 

@@ -5,6 +5,8 @@
 #include "kova-data-reader/blob/little_endian.h"
 #include "kova-data-reader/blob/stream_reading.h"
 
+// Eight bytes in front of each block of types 2 and 3: its size, header included, and a number that depends
+// on the type.
 namespace lumo::io::kova::binary {
 
 std::array<std::uint32_t, 2> readBlockHeader(std::istream& stream, std::int64_t position,

@@ -7,6 +7,9 @@
 
 #include "diag/throw.h"
 
+// Memory for frames, from the system page by page. What is never touched costs nothing, so a buffer may be as
+// large as the largest frame could be; growing moves pages and not bytes; and nothing is cleared that will be
+// overwritten.
 namespace lumo::io::kova {
 
 namespace {
@@ -25,7 +28,7 @@ ByteBuffer::~ByteBuffer() {
 
 void ByteBuffer::resize(std::size_t newSize) {
     if (newSize > mapped) {
-        // Half as much again: untouched pages cost nothing, and frames that grow slowly do not map anew each
+        // Half as much again: untouched pages cost nothing, and frames that grow slowly do not map again each
         // time.
         grow(std::max({newSize, mapped + mapped / 2, firstCapacity}));
     }

@@ -23,8 +23,8 @@ public:
 
     bool isLoadedFrom(std::int64_t position) const { return blockPosition == position; }
 
-    // Absolute position and length in bytes of a scan's compressed data, as the offsets say: a length wraps when they run
-    // backwards. Raises std::invalid_argument "Scan number out of range.".
+    // Absolute position and length in bytes of a scan's compressed data, as the offsets say: a length wraps
+    // when they run backwards. Raises std::invalid_argument "Scan number out of range.".
     std::pair<std::uint64_t, std::uint32_t> getScanStartOffset(std::uint32_t scan) const;
 
     std::uint32_t numberOfScans() const;

@@ -10,8 +10,15 @@
 #include "kova-data-reader/blob/block_header.h"
 #include "kova-data-reader/blob/byte_shuffling.h"
 
+// The frame that is decompressed, for compression type 2, and where its scans begin. The block's words are
+// stored byte by byte, all lowest bytes first; only the table of scans is put together here, peaks are put
+// together when they are decoded.
+//
+// What must stay true: everything that a scan's position is computed of is checked here or in `get`, so that
+// the kernels need no check of their own.
 namespace lumo::io::kova {
 
+// A block that fails leaves no frame loaded, not even the one before.
 void KvdFrameReader::fill(std::istream& stream, std::int64_t newFrameId, std::int64_t position) {
     frameId = newFrameId;
     if (loadedPosition == position) {
@@ -52,6 +59,8 @@ void KvdFrameReader::readBlock(std::istream& stream, std::int64_t position) {
     buildScanStarts();
 }
 
+// The first words of a frame hold, for each scan, by how much its words begin later than those of the scan
+// before it.
 void KvdFrameReader::buildScanStarts() {
     const std::span<const std::byte> buffer(decompressed.data(), decompressed.size());
     const std::size_t words = buffer.size() / 4;

@@ -20,7 +20,8 @@ public:
     // is a frame without scans. Raises CorruptFrameDataError, and holds no frame then.
     void fill(std::istream& stream, std::int64_t frameId, std::int64_t position);
 
-    // The number of scans of the frame at `position`, from its header alone unless it is the loaded one, which stays.
+    // The number of scans of the frame at `position`, from its header alone unless it is the loaded one,
+    // which stays.
     std::uint32_t readNumberOfScans(std::istream& stream, std::int64_t frameId, std::int64_t position) const;
 
     // Word range [start, end) of a scan in the returned byte-shuffled buffer. Raises std::invalid_argument
@@ -43,8 +44,8 @@ public:
         return decompressed;
     }
 
-    // The whole byte-shuffled frame, and the first word of each scan with one more entry after the last. Scans
-    // lie inside the frame only where get() says so.
+    // The whole byte-shuffled frame, and the first word of each scan with one more entry after the last.
+    // Scans lie inside the frame only where get() says so.
     const ByteBuffer& shuffledWords() const { return decompressed; }
     std::span<const std::uint32_t> scanStarts() const { return starts; }
 

@@ -7,6 +7,13 @@
 #include "diag/throw.h"
 #include "kova-data-reader/blob/stream_reading.h"
 
+// Compressed scans of one frame, for compression type 1. A range is fetched with one read, from the first
+// byte of its first scan to the last of its last, since scans of a frame mostly follow each other. The
+// offsets come from the file: where they do not ascend, the difference wraps to a size that no limit allows;
+// where scans lie outside of what was fetched, asking for one of them is an error of that scan alone.
+//
+// What must stay true: until everything has been read the cache says that it holds nothing, so that a failed
+// read is not taken for its result later.
 namespace lumo::io::kova {
 
 // What differs between filling for a range of scans and for a single scan.
@@ -66,6 +73,7 @@ void KvdReaderCache::fillScan(std::istream& stream, std::int64_t frameId, std::i
     fill(rules, stream, blockPosition, scan, scan + 1);
 }
 
+// A frame without data has a header too, of no scans, so that nobody needs to tell the two cases apart.
 void KvdReaderCache::ensureFrameHeaderLoaded(std::istream& stream, std::int64_t frameId,
                                              std::int64_t blockPosition) {
     constexpr std::int64_t kNoData = -1;
@@ -83,6 +91,7 @@ void KvdReaderCache::ensureFrameHeaderLoaded(std::istream& stream, std::int64_t 
     frameHeader.initFromStream(frameId, blockPosition, stream);
 }
 
+// Before memory is taken for a range, the file is asked whether it is that long.
 void KvdReaderCache::fill(const FillRules& rules, std::istream& stream, std::int64_t blockPosition,
                           std::uint32_t begin, std::uint32_t end) {
     if (end < begin) {
@@ -95,7 +104,8 @@ void KvdReaderCache::fill(const FillRules& rules, std::istream& stream, std::int
         return;
     }
     const auto [lastPosition, lastLength] = frameHeader.getScanStartOffset(end - 1);
-    // Wraps to a size far beyond the limit when the last scan lies before the first, whatever lies between them.
+    // Wraps to a size far beyond the limit when the last scan lies before the first, whatever lies between
+    // them.
     const std::uint64_t size = lastPosition + lastLength - rangeStart;
     if (size == 0) {
         return;

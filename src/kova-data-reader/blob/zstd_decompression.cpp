@@ -12,6 +12,10 @@
 #include "kova-data-reader/blob/stream_reading.h"
 #include "sys/work_counters.h"
 
+// Blocks compressed with zstd. The size that a block claims for its content is held against a limit, and
+// against what this form of compression can reach from that many bytes, before memory is taken for it: a few
+// bytes cannot claim gigabytes. The decompression context is made when the first block comes and kept, since
+// making one costs more than decompressing a small frame.
 namespace lumo::io::kova::binary {
 
 namespace {
@@ -46,6 +50,7 @@ ZSTD_DCtx_s* ZStdDeompressionHandler::context() {
 
 void ZStdDeompressionHandler::Release::operator()(ZSTD_DCtx_s* context) const { ZSTD_freeDCtx(context); }
 
+// What was produced counts, not what the block said.
 void readAndDecompress(std::uint32_t compressedSize, std::int64_t frameId, std::istream& stream,
                        ZStdDeompressionHandler& handler, ByteBuffer& compressed, ByteBuffer& decompressed) {
     if (!holdsAtLeast(stream, compressedSize)) {

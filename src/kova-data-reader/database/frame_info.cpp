@@ -11,6 +11,8 @@
 #include "sqlite/lexical_conversion.h"
 #include "sys/work_counters.h"
 
+// Rows of frames, as far as reading their data needs them. Which columns there are depends on the schema
+// version; numbers are taken in whatever type a program has stored them, as long as they are exactly numbers.
 namespace lumo::io::kova {
 
 namespace {
@@ -34,6 +36,7 @@ CppSQLite3Statement prepareFrameInfoStatement(CppSQLite3DB& db, AnalysisFormat f
 
 std::optional<double> exactly(double value, double /*wanted*/) { return value; }
 
+// The bounds are the powers of two beyond which the conversion would be undefined.
 std::optional<std::int64_t> exactly(double value, std::int64_t /*wanted*/) {
     constexpr double kBeyond = 9223372036854775808.0;
     const bool whole = value >= -kBeyond && value < kBeyond && value == std::trunc(value);

@@ -9,9 +9,10 @@
 
 namespace lumo::io::kova {
 
-// What reading a frame's data needs of its row in table "Frames". A number may be stored as INTEGER, as REAL or as TEXT
-// that is nothing but this number; the offset and the number of peaks must be whole. NULL stands for the defaults below,
-// except that an offset is 0 where the schema allows no NULL. Everything else is refused.
+// What reading a frame's data needs of its row in table "Frames". A number may be stored as INTEGER, as REAL
+// or as TEXT that is nothing but this number; the offset and the number of peaks must be whole. NULL stands
+// for the defaults below, except that an offset is 0 where the schema allows no NULL. Everything else is
+// refused.
 struct FrameInfo {
     std::int64_t blobOffset = -1;   // bytes from the start of the blob file; negative: no data
     double accumulationTime = 0.0;  // ms; 0 where the schema has none

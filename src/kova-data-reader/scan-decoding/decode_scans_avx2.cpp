@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::size_t kPeaks = 16;  // of a block
 
-// In the order that interleaving two vectors gives: values 0 ... 3 and 8 ... 11, values 4 ... 7 and 12 ... 15.
+// In the order that interleaving two vectors gives: values 0 ... 3 and 8 ... 11, values 4 ... 7 and 12 ...
+// 15.
 struct Sixteen {
     __m256i low;
     __m256i high;
@@ -87,7 +88,8 @@ LUMO_AVX2 inline std::uint32_t laneOf(const Sixteen& values, std::size_t lane) {
     return words[lane];
 }
 
-// Sixteen peaks or more, in the manner of lanes::decodeIndicesByEight() and lanes::decodeIntensitiesByEight().
+// Sixteen peaks or more, in the manner of lanes::decodeIndicesByEight() and
+// lanes::decodeIntensitiesByEight().
 LUMO_AVX2 inline bool decodeIndicesBySixteen(const FrameScans& frame, std::size_t start, std::size_t peaks,
                                              std::byte* target) {
     const __m256i bins = _mm256_set1_epi32(static_cast<int>(frame.bins));

@@ -8,13 +8,14 @@
 #include "kova-data-reader/scan-decoding/frame_scans.h"
 #include "kova-data-reader/scan-decoding/lanes.h"
 
-// Decoding in blocks of eight peaks, for files that are compiled for several instruction sets: everything here belongs
-// to the file that includes it.
+// Decoding in blocks of eight peaks, for files that are compiled for several instruction sets: everything
+// here belongs to the file that includes it.
 //
-// The bytes of a frame's words lie in four planes, so a block is four loads, and unshuffling is a matter of joining
-// lanes. All indices of a scan are decoded and compared with the bin limit before the first intensity is stored: only
-// then it is certain how many peaks the scan keeps, and so where its intensities go and where the room for it ends. That
-// the planes are loaded twice costs next to nothing, as a scan fits the processor's cache.
+// The bytes of a frame's words lie in four planes, so a block is four loads, and unshuffling is a matter of
+// joining lanes. All indices of a scan are decoded and compared with the bin limit before the first intensity
+// is stored: only then it is certain how many peaks the scan keeps, and so where its intensities go and where
+// the room for it ends. That the planes are loaded twice costs next to nothing, as a scan fits the
+// processor's cache.
 namespace lumo::io::kova::lanes {
 namespace {
 
@@ -31,8 +32,8 @@ inline void storeEight(std::byte* target, const Eight& values) {
     store(target + 16, values.high);
 }
 
-// The four planes of 16 words. Words alternate between index delta and intensity, and so do the bytes of each plane:
-// taken as 16-bit lanes, low bytes belong to deltas and high bytes to intensities.
+// The four planes of 16 words. Words alternate between index delta and intensity, and so do the bytes of each
+// plane: taken as 16-bit lanes, low bytes belong to deltas and high bytes to intensities.
 struct Planes {
     Planes(const FrameScans& frame, std::size_t word)
         : p0(load<U16x8>(frame.shuffled + word)),
@@ -110,9 +111,9 @@ inline std::uint32_t laneOf(const Eight& values, std::size_t lane) {
     return words[lane];
 }
 
-// The indices of eight peaks or more, stored unless `target` is null. The last block overlaps the one before, so that no
-// store depends on how many peaks are left. False when one is to be dropped; what is stored then is inside of what the
-// indices before it take.
+// The indices of eight peaks or more, stored unless `target` is null. The last block overlaps the one before,
+// so that no store depends on how many peaks are left. False when one is to be dropped; what is stored then
+// is inside of what the indices before it take.
 inline bool decodeIndicesByEight(const FrameScans& frame, std::size_t start, std::size_t peaks,
                                  std::byte* target) {
     const U32x4 bins = broadcast(frame.bins);

@@ -14,8 +14,8 @@ void storeWord(std::byte* words, std::size_t i, std::uint32_t value) {
     std::memcpy(words + 4 * i, &value, 4);
 }
 
-// The rule by which a scan's words become peaks: calls `keep` with the index of each peak and the word that holds its
-// intensity, and `drop` with each index beyond the bins.
+// The rule by which a scan's words become peaks: calls `keep` with the index of each peak and the word that
+// holds its intensity, and `drop` with each index beyond the bins.
 template <class Keep, class Drop>
 void forEachPeak(const FrameScans& frame, std::uint32_t scan, const Keep& keep, const Drop& drop) {
     const std::span<const std::byte> shuffled(frame.shuffled, 4 * frame.planeSize);

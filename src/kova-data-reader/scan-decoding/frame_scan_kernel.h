@@ -9,8 +9,8 @@ namespace lumo::io::kova {
 
 class BinLimit;
 
-// Decodes scans of byte-shuffled frames with the instructions of a level. All levels give the same bits. Peaks whose
-// index is at or beyond the bin limit are dropped.
+// Decodes scans of byte-shuffled frames with the instructions of a level. All levels give the same bits.
+// Peaks whose index is at or beyond the bin limit are dropped.
 class FrameScanKernel {
 public:
     explicit FrameScanKernel(sys::SimdLevel level = sys::simdLevel());

@@ -19,8 +19,8 @@ class RunLengthKernel {
 public:
     explicit RunLengthKernel(sys::SimdLevel level = sys::simdLevel());
 
-    // Stores the peaks whose index is below the bin limit, which is the scan's. There is room for all peaks of the scan,
-    // and more than those kept may be overwritten.
+    // Stores the peaks whose index is below the bin limit, which is the scan's. There is room for all peaks
+    // of the scan, and more than those kept may be overwritten.
     void decode(const RunLengthScan& scan, BinLimit& limit, ScanTargets& targets) const;
 
 private:

@@ -9,8 +9,8 @@
 
 namespace lumo::io::kova {
 
-// Run-length coded bins, little-endian signed 32-bit values: -k skips k bins, any other value is the intensity
-// of the current bin.
+// Run-length coded bins, little-endian signed 32-bit values: -k skips k bins, any other value is the
+// intensity of the current bin.
 struct RunLengthScan {
     std::span<const std::byte> values;
     std::size_t peaks = 0;   // among the values

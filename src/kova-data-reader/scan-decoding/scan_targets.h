@@ -6,12 +6,12 @@
 
 namespace lumo::io::kova {
 
-// Where the peaks of successive scans go, one scan after the other. Addresses need not be aligned. Targets move on with
-// each scan, so they also tell what has been decoded.
+// Where the peaks of successive scans go, one scan after the other. Addresses need not be aligned. Targets
+// move on with each scan, so they also tell what has been decoded.
 //
-// Two forms are needed: indices and intensities in arrays of their own, or the intensities of each scan right after its
-// indices. In the second form the place of a scan's intensities follows from the number of its peaks, which is not
-// known before all its indices have been compared with the bin limit.
+// Two forms are needed: indices and intensities in arrays of their own, or the intensities of each scan right
+// after its indices. In the second form the place of a scan's intensities follows from the number of its
+// peaks, which is not known before all its indices have been compared with the bin limit.
 struct ScanTargets {
     std::byte* counts = nullptr;       // the next scan's number of peaks; null: not wanted
     std::byte* indices = nullptr;      // its indices; null: peaks are only counted

@@ -10,8 +10,9 @@ namespace lumo::io::kova {
 
 class FrameInfoTable;
 
-// Frames that are compressed as a whole. Once a frame is decompressed and the bounds of the scans asked for are checked,
-// nothing can fail any more, so peaks go from the shuffled buffer straight to where the sink wants them.
+// Frames that are compressed as a whole. Once a frame is decompressed and the bounds of the scans asked for
+// are checked, nothing can fail any more, so peaks go from the shuffled buffer straight to where the sink
+// wants them.
 class FramewiseStorage final : public ScanStorage {
 public:
     // Both must outlive it.

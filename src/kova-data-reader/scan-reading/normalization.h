@@ -9,7 +9,8 @@ namespace lumo::io::kova {
 
 struct FrameInfo;
 
-// How intensities are made comparable between frames. The default of an analysis follows from its schema version.
+// How intensities are made comparable between frames. The default of an analysis follows from its schema
+// version.
 enum class NormalizationType : std::uint32_t {
     None = 0,
     AnalysisDefault = 1,

@@ -9,16 +9,16 @@
 
 namespace lumo::io::kova {
 
-// Packs the peaks of a range of scans into one buffer of 32-bit words: the peak count of each scan, then for each scan
-// its indices and its intensities.
+// Packs the peaks of a range of scans into one buffer of 32-bit words: the peak count of each scan, then for
+// each scan its indices and its intensities.
 class PackedScanReader {
 public:
     // The reader must outlive it.
     explicit PackedScanReader(ScanReader& scanReader) : scans(scanReader) {}
 
-    // Returns the size in bytes that the result needs; it is written only when it fits `buffer`, and nothing else is.
-    // Nothing is written when the call fails. Raises std::invalid_argument "scan_end must be > scan_begin" and
-    // std::runtime_error "Maximum decompressed frame size exceeded.".
+    // Returns the size in bytes that the result needs; it is written only when it fits `buffer`, and nothing
+    // else is. Nothing is written when the call fails. Raises std::invalid_argument "scan_end must be >
+    // scan_begin" and std::runtime_error "Maximum decompressed frame size exceeded.".
     std::uint64_t read(const ScanRange& range, NormalizationType type, std::span<std::byte> buffer);
 
 private:

@@ -20,13 +20,13 @@ struct ScanRange {
 // A range that is about to be decoded, after everything that can be checked before has been checked.
 struct LoadedRange {
     ScanRange range;
-    // How many peaks come at most, where nothing can fail any more. Without it each scan can still turn out to be
-    // corrupt, and only the scans before it will have arrived.
+    // How many peaks come at most, where nothing can fail any more. Without it each scan can still turn out
+    // to be corrupt, and only the scans before it will have arrived.
     std::optional<std::uint64_t> peakBound;
 };
 
-// Successive scans that are decoded at once: with frames that are compressed as a whole as many as the sink wants, else
-// one.
+// Successive scans that are decoded at once: with frames that are compressed as a whole as many as the sink
+// wants, else one.
 struct ScanBatch {
     std::uint32_t begin = 0;
     std::uint32_t end = 0;
@@ -35,15 +35,15 @@ struct ScanBatch {
     std::uint64_t size() const { return std::uint64_t{end} - begin; }
 };
 
-// Decides where decoded peaks go. The decoder writes to the places that it is given, so nothing is copied on the way;
-// what the peaks are for is known to the sink alone. Calls come in the order start, then place and accept for each
-// batch. A sink may throw, which ends the reading.
+// Decides where decoded peaks go. The decoder writes to the places that it is given, so nothing is copied on
+// the way; what the peaks are for is known to the sink alone. Calls come in the order start, then place and
+// accept for each batch. A sink may throw, which ends the reading.
 class ScanSink {
 public:
     static constexpr std::uint64_t kWholeRange = std::numeric_limits<std::uint64_t>::max();
 
-    // The greatest number of peaks that a batch should be able to hold; a batch is at least one scan all the same. Small
-    // batches stay in the processor's cache until accept() looks at them.
+    // The greatest number of peaks that a batch should be able to hold; a batch is at least one scan all the
+    // same. Small batches stay in the processor's cache until accept() looks at them.
     explicit ScanSink(std::uint64_t mostPeaksOfBatch = kWholeRange) : peaksOfBatch(mostPeaksOfBatch) {}
     virtual ~ScanSink() = default;
 
@@ -51,8 +51,8 @@ public:
 
     virtual void start(const LoadedRange& range) = 0;
 
-    // Room for batch.size() counts and batch.peakBound peaks. Null addresses are allowed, see ScanTargets. The frame may
-    // claim billions of scans when the bound is 0.
+    // Room for batch.size() counts and batch.peakBound peaks. Null addresses are allowed, see ScanTargets.
+    // The frame may claim billions of scans when the bound is 0.
     virtual ScanTargets place(const ScanBatch& batch) = 0;
 
     // The batch has been decoded; `after` is what place() returned, moved on.

@@ -12,6 +12,9 @@
 #include "kova-data-reader/scan-decoding/bin_limit.h"
 #include "sys/work_counters.h"
 
+// Compression type 1: each scan is compressed by itself with LZF, and holds runs of intensities and gaps. A
+// scan's size is only known once it is decompressed, and decompressing it can fail, so each scan is a batch
+// of its own and sinks are told that no bound is known beforehand.
 namespace lumo::io::kova {
 
 std::uint32_t ScanwiseStorage::numberOfScans(std::int64_t frameId) {
@@ -19,6 +22,7 @@ std::uint32_t ScanwiseStorage::numberOfScans(std::int64_t frameId) {
     return cache.numberOfScans();
 }
 
+// The scans of a range follow each other in the file, so one read fetches them all.
 void ScanwiseStorage::hintWillReadScanRange(const ScanRange& range) {
     const std::int64_t position = frames.getFrameInfo(range.frameId).blobOffset;
     cache.fillRange(stream, range.frameId, position, range.begin, range.end);
@@ -50,6 +54,7 @@ std::span<const std::byte> ScanwiseStorage::decompressedScan(std::int64_t frameI
     return {values.data(), size};
 }
 
+// The size is not stored: the buffer is doubled until the scan fits, and keeps the size of the largest one.
 std::size_t ScanwiseStorage::decompress(std::int64_t frameId, std::uint32_t scan,
                                         std::span<const std::byte> input) {
     const sys::WorkStopwatch stopwatch(&sys::WorkCounters::decompression);

@@ -6,6 +6,9 @@
 #include "kovarun/tables/analysis_facts.h"
 #include "sys/cancellation.h"
 
+// Opening a run and asking about it. A handle of the interface for single frames is lent from the run, and
+// made when it is first asked for; it is closed with the run.
+
 using lumo::run::AnalysisFormat;
 
 namespace {

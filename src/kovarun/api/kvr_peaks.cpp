@@ -1,6 +1,8 @@
 #include "kovarun/api/kvr_run.h"
 #include "kovarun/peaks/peak_stream.h"
 
+// Arguments of the stream of peaks. Columns that do not exist are refused, so that a program built for a
+// later release does not miss one without noticing.
 namespace {
 
 constexpr uint32_t kDefaultColumns = KVR_COLUMN_FRAME | KVR_COLUMN_SCAN | KVR_COLUMN_TOF_INDEX |

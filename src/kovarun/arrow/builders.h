@@ -10,8 +10,8 @@
 
 #include "kovarun/arrow/column.h"
 
-// Columns that grow row by row: tables of metadata and lists. Peaks, of which there are millions, are written straight into
-// buffers of the right size instead.
+// Columns that grow row by row: tables of metadata and lists. Peaks, of which there are millions, are written
+// straight into buffers of the right size instead.
 namespace lumo::run::arrow {
 
 // One bit per row, kept only once there is a null.

@@ -4,12 +4,15 @@
 #include <string>
 #include <utility>
 
+// Record batches and schemas as the C structures of the Arrow interface. Whoever consumes them calls
+// `release`, in any order and in any thread; a structure owns its texts and shares the buffers of its
+// columns, so nothing is copied and nothing depends on this library's objects being alive.
 namespace lumo::run::arrow {
 
 namespace {
 
-// What an exported structure owns. Children are structures of their own, since a consumer may move one out and release it
-// apart from its parent.
+// What an exported structure owns. Children are structures of their own, since a consumer may move one out
+// and release it apart from its parent.
 template <class Structure>
 struct Children {
     std::vector<std::unique_ptr<Structure>> owned;

@@ -9,11 +9,13 @@
 
 #include "kovarun/arrow/memory.h"
 
-// What record batches are made of, as the Arrow columnar format has it: a column is a type (Field) and buffers. Buffers are
-// shared, never copied: whoever holds a column keeps them alive, be it a batch that waits or an array that was exported.
+// What record batches are made of, as the Arrow columnar format has it: a column is a type (Field) and
+// buffers. Buffers are shared, never copied: whoever holds a column keeps them alive, be it a batch that
+// waits or an array that was exported.
 namespace lumo::run::arrow {
 
-// Name and type of a column. Formats are those of the Arrow C data interface, for example "l" for int64, "+l" for a list.
+// Name and type of a column. Formats are those of the Arrow C data interface, for example "l" for int64, "+l"
+// for a list.
 struct Field {
     std::string name;
     std::string format;

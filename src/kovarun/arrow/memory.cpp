@@ -5,6 +5,10 @@
 #include <new>
 #include <vector>
 
+// Memory for columns. A batch has columns of megabytes, which the allocator of the process would take from
+// the system and give back each time; clearing those pages would cost more than decoding the peaks that fill
+// them. So large blocks that a consumer has released are kept for the next batch, up to a bound. Contents are
+// not cleared: every column is written before anybody sees it.
 namespace lumo::run::arrow {
 
 namespace {
@@ -18,8 +22,8 @@ struct Block {
     std::size_t size;
 };
 
-// Blocks that nobody uses. Where another thread has the lock it goes without: a fork in that moment would leave the child a lock
-// that nobody opens.
+// Blocks that nobody uses. Where another thread has the lock it goes without: a fork in that moment would
+// leave the child a lock that nobody opens.
 class IdleBlocks {
 public:
     // The smallest that is large enough and not more than half unused, or none.

@@ -6,8 +6,9 @@
 
 namespace lumo::run::arrow {
 
-// Memory of at least that size, not initialised. Large blocks come from those that consumers have released, which spares the
-// system from clearing pages that were cleared a moment ago: that costs more than decoding the peaks that fill them.
+// Memory of at least that size, not initialised. Large blocks come from those that consumers have released,
+// which spares the system from clearing pages that were cleared a moment ago: that costs more than decoding
+// the peaks that fill them.
 std::shared_ptr<std::byte[]> takeMemory(std::size_t bytes);
 
 // The same for `count` values.

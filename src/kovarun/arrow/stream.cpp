@@ -14,6 +14,10 @@
 #include "kovarun/errors.h"
 #include "sys/cancellation.h"
 
+// A stream of batches as C functions. Nothing may be thrown through them, so each step catches what it
+// raises, keeps the text for get_last_error() and gives an errno code; after a failure the stream stays
+// failed, and what it held is released at once. The code tells the kinds of failure apart that a caller
+// treats differently: ECANCELED, ENOMEM, EINVAL, and EIO for everything that is wrong with the data.
 namespace lumo::run::arrow {
 
 namespace {

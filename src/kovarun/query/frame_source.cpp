@@ -9,6 +9,14 @@
 #include "kovarun/run/optional_calibration.h"
 #include "sys/work_counters.h"
 
+// One frame after the other, as one thread reads them. Opening a frame looks up only what the query needs:
+// with neither a range of m/z nor one of 1/K0, the database is not asked for a calibration. A calibration
+// that fails is an error for a query that needs it, and a missing column for one that only shows it; hence
+// the two forms of asking, with "require" and without.
+//
+// Frames mostly share a calibration. As long as the next one converts as the last one did, the mass axis, and
+// the ranges of indices that were found with it, are used again; `version` tells others when that has
+// changed.
 namespace lumo::run {
 
 namespace {
@@ -26,6 +34,7 @@ auto mobilityCalibrationOf(const Reader& reader, std::int64_t frame) {
 // A frame without peaks may claim billions of scans.
 constexpr std::uint32_t kMostScansConverted = 1 << 20;
 
+// 1/K0 of every scan of a frame: some hundred values, converted once, in place of one per peak.
 std::vector<double> mobilitiesBy(const io::kova::KvdReader::MobTrafoPtr& calibration, std::uint32_t count) {
     if (calibration == nullptr) {
         return {};
@@ -51,6 +60,8 @@ void FrameSource::announce(std::span<const FrameEntry> next) {
     mobilitiesAhead.forget();
 }
 
+// Scans first: where the query leaves none of them, the mass calibration is not looked up, and a frame
+// without one is no error.
 const FrameBox& FrameSource::open(const FrameEntry& frame) {
     frameId = frame.id;
     isMassLookedUp = isMobilityLookedUp = false;
@@ -122,6 +133,8 @@ std::span<const double> FrameSource::requireOneOverK0() {
     return mobilities;
 }
 
+// A change of calibration is told by comparing what converts and not by its id: two rows may hold the same
+// numbers, and the same row is compensated for other temperatures in another frame.
 void FrameSource::lookUpMass() {
     auto calibration =
         massesAhead.take(frameId, announced, *reader->analysis().getSQLiteDb(),
@@ -176,6 +189,7 @@ void FrameSource::chooseScans() {
     }
 }
 
+// The ranges stay valid until a frame with another mass axis comes.
 void FrameSource::chooseIndices() {
     requireMassAxis();
     if (!isQueriedKnown) {

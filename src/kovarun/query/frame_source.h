@@ -80,32 +80,35 @@ private:
     bool isTried = false;
 };
 
-// Reads the frames of a query for one thread, with a reader of its own. Calibrations are looked up only when they are needed, and kept
-// while successive frames convert alike.
+// Reads the frames of a query for one thread, with a reader of its own. Calibrations are looked up only when
+// they are needed, and kept while successive frames convert alike.
 class FrameSource {
 public:
     // The query must outlive it.
     FrameSource(Run& run, const Query& query);
 
-    // Announces the frames that are opened next. Their calibrations are looked up together when the first is needed: a query by
-    // itself costs several times as much as one of many in a transaction.
+    // Announces the frames that are opened next. Their calibrations are looked up together when the first is
+    // needed: a query by itself costs several times as much as one of many in a transaction.
     void announce(std::span<const FrameEntry> next);
 
-    // Makes a frame the current one and finds its box. Raises what is wrong with the frame, and where the query has a range of m/z or
-    // 1/K0, what is wrong with that calibration.
+    // Makes a frame the current one and finds its box. Raises what is wrong with the frame, and where the
+    // query has a range of m/z or 1/K0, what is wrong with that calibration.
     const FrameBox& open(const FrameEntry& frame);
 
-    // Hands the peaks in the scans of the box to a sink. Peaks outside of its indices are the sink's to leave out.
+    // Hands the peaks in the scans of the box to a sink. Peaks outside of its indices are the sink's to leave
+    // out.
     void read(io::kova::ScanSink& sink);
 
     // The mass calibration of the current frame; null if it has none that works.
     const MassAxis* massAxis();
 
-    // Raises what is wrong with it instead. The number returned changes whenever successive frames convert differently.
+    // Raises what is wrong with it instead. The number returned changes whenever successive frames convert
+    // differently.
     std::uint64_t requireMassAxis();
     std::uint64_t massVersion() const { return version; }
 
-    // 1/K0 of the scans of the current frame, from the first; empty if it has no mobility calibration that works.
+    // 1/K0 of the scans of the current frame, from the first; empty if it has no mobility calibration that
+    // works.
     std::span<const double> oneOverK0();
     // Raises what is wrong with it instead.
     std::span<const double> requireOneOverK0();

@@ -18,6 +18,8 @@ using ::lumo::calibration::ICalibrationTransformator;
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
+// A model raises where an index has no m/z, which to a search is just one more value that is not in the
+// range.
 double massOf(const ICalibrationTransformator& trafo, double index) {
     return trafo.DIndexToMassFails({&index, 1}) ? kNone : trafo.DIndexToMass(index);
 }
@@ -25,8 +27,8 @@ double massOf(const ICalibrationTransformator& trafo, double index) {
 // So few that a conversion is not shared among threads, of which a stream has its own.
 constexpr std::size_t kPerConversion = 4000;
 
-// Where some indices fail, those that do are found by halves: without exceptions, since a damaged calibration may convert none
-// of millions.
+// Where some indices fail, those that do are found by halves: without exceptions, since a damaged calibration
+// may convert none of millions.
 void convertWhereDefined(const ICalibrationTransformator& trafo, std::span<const double> in,
                          std::span<double> out) {
     if (!trafo.DIndexToMassFails(in)) {
@@ -57,6 +59,8 @@ MassAxis::MassAxis(io::kova::AnalysisReader::MzTrafoPtr calibration, std::uint32
     LUMO_ASSERT(trafo != nullptr && bins > 0);
 }
 
+// The ends alone would not do, since a cubic calibration may turn back between them; the model says how far
+// it is monotonic around the middle.
 bool MassAxis::isIncreasing() const {
     const double lowest = massOf(*trafo, 0.0);
     const double highest = massOf(*trafo, binCount - 1.0);
@@ -101,6 +105,7 @@ std::vector<std::uint32_t> MassAxis::bounds(std::span<const double> mz, Bound ki
     return found;
 }
 
+// Two look-ups, or a walk over all indices where the axis is not monotonic.
 std::vector<IndexRange> MassAxis::indicesOf(const Range& mz) const {
     std::vector<IndexRange> ranges;
     if (monotonic) {
@@ -137,6 +142,8 @@ void MassAxis::placesOf(std::span<const double> mz, std::span<double> indices) c
     }
 }
 
+// Each inner edge belongs to the cell that begins there; the last edge is inside, so that a peak at the upper
+// end of a range is not lost.
 void MassAxis::cut(const std::vector<double>& edges, std::vector<IndexRange>& ranges,
                    std::vector<std::uint32_t>& cells) const {
     const auto lastCell = static_cast<std::uint32_t>(edges.size() - 2);
@@ -161,6 +168,8 @@ void MassAxis::cut(const std::vector<double>& edges, std::vector<IndexRange>& ra
     }
 }
 
+// The number of indices comes from the metadata, so it is held against a limit before memory is taken: half a
+// gigabyte.
 std::span<const double> MassAxis::allMasses() const {
     constexpr std::uint32_t kMostBins = 1 << 26;
     if (binCount > kMostBins) {

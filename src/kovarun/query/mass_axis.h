@@ -8,12 +8,13 @@
 #include "calibration/i_calibration_transformator.h"
 #include "kovarun/query/query.h"
 
-// Ranges of m/z become ranges of whole indices, so that peaks are compared as integers and never converted. A peak is in the range of
-// indices exactly if its own m/z, as the conversion of its index gives it, is in the range of m/z: the inverse function only says
-// where to look, and the indices around that place decide.
+// Ranges of m/z become ranges of whole indices, so that peaks are compared as integers and never converted. A
+// peak is in the range of indices exactly if its own m/z, as the conversion of its index gives it, is in the
+// range of m/z: the inverse function only says where to look, and the indices around that place decide.
 //
-// This takes an m/z that grows with the index, as that of every sound calibration does. Coefficients may be such that it does not,
-// or that indices have no m/z at all; then all indices are converted once, and a range of m/z may be several ranges of indices.
+// This takes an m/z that grows with the index, as that of every sound calibration does. Coefficients may be
+// such that it does not, or that indices have no m/z at all; then all indices are converted once, and a range
+// of m/z may be several ranges of indices.
 namespace lumo::run {
 
 // Indices [begin, end).
@@ -33,16 +34,18 @@ public:
     bool isMonotonic() const { return monotonic; }
     bool convertsAs(const MassAxis& other) const { return trafo->Equals(other.trafo); }
 
-    // m/z of indices, and indices of m/z, on the calling thread; NaN where there is none. Both arrays may be the same.
+    // m/z of indices, and indices of m/z, on the calling thread; NaN where there is none. Both arrays may be
+    // the same.
     void massesOf(std::span<const double> indices, std::span<double> mz) const;
     void placesOf(std::span<const double> mz, std::span<double> indices) const;
 
-    // Cuts the indices into the cells between successive edges, the last of which belongs to the last cell. A cell may have no
-    // range, or several.
+    // Cuts the indices into the cells between successive edges, the last of which belongs to the last cell. A
+    // cell may have no range, or several.
     void cut(const std::vector<double>& edges, std::vector<IndexRange>& ranges,
              std::vector<std::uint32_t>& cells) const;
 
-    // Of each value the first index whose m/z is at least the value; `bins` if there is none. Only where isMonotonic().
+    // Of each value the first index whose m/z is at least the value; `bins` if there is none. Only where
+    // isMonotonic().
     std::vector<std::uint32_t> lowerBounds(std::span<const double> mz) const {
         return bounds(mz, Bound::Lower);
     }

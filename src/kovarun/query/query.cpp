@@ -7,6 +7,10 @@
 #include "diag/throw.h"
 #include "kovarun/run/sized.h"
 
+// What a caller asks for, checked once and put into the form that reading needs. Ranges with a bound that is
+// not a number, or that end before they begin, are mistakes of the caller and refused here, so that nothing
+// below has to think about them. The frames are chosen from the catalog now: a query that is under way does
+// not see frames that a writer adds meanwhile.
 namespace lumo::run {
 
 namespace {

@@ -10,11 +10,12 @@
 
 namespace lumo::run {
 
-// Hands decoded scans, one after the other, to a function of (scan, indices, intensities, count) while they are still in the
-// processor's cache. Scans outside of the box are left out; indices outside of it are not.
+// Hands decoded scans, one after the other, to a function of (scan, indices, intensities, count) while they
+// are still in the processor's cache. Scans outside of the box are left out; indices outside of it are not.
 //
-// Where scans are compressed one by one, a later scan may turn out to be corrupt when earlier ones have been handed over. Who must not
-// see a part of a frame asks for whole frames: the scans are then kept until all of them have come.
+// Where scans are compressed one by one, a later scan may turn out to be corrupt when earlier ones have been
+// handed over. Who must not see a part of a frame asks for whole frames: the scans are then kept until all of
+// them have come.
 template <class Use>
 class ScanwiseSink final : public io::kova::ScanSink {
 public:

@@ -8,6 +8,8 @@
 #include "kovarun/errors.h"
 #include "kovarun/run/sized.h"
 
+// How one call is to work: what the caller states, else what the run was opened with, else constants. Batches
+// are limited to what 32-bit offsets of lists can address.
 namespace lumo::run {
 
 namespace {

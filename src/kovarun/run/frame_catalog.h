@@ -12,7 +12,8 @@
 
 namespace lumo::run {
 
-// What selecting frames and planning their reading takes of the metadata. What these do not state is NaN, 0 or -1.
+// What selecting frames and planning their reading takes of the metadata. What these do not state is NaN, 0
+// or -1.
 struct FrameEntry {
     std::int64_t id = 0;
     double time = std::numeric_limits<double>::quiet_NaN();  // s
@@ -25,7 +26,8 @@ struct FrameEntry {
 
 using FrameEntries = std::vector<FrameEntry>;
 
-// The frames of a run. They are read once, and again when a writer has changed the database since. Used by any number of threads.
+// The frames of a run. They are read once, and again when a writer has changed the database since. Used by
+// any number of threads.
 class FrameCatalog {
 public:
     FrameCatalog(std::filesystem::path database, std::uintmax_t bytesOfFrames)

@@ -8,9 +8,9 @@
 
 namespace lumo::run {
 
-// What `lookUp` gives, or nothing where it raises what is wrong with a calibration: a frame may lack one that works, which only
-// matters to those who need it. Other failures are raised: no memory, or a database that cannot be read, must not look like a
-// missing calibration.
+// What `lookUp` gives, or nothing where it raises what is wrong with a calibration: a frame may lack one that
+// works, which only matters to those who need it. Other failures are raised: no memory, or a database that
+// cannot be read, must not look like a missing calibration.
 template <class LookUp>
 auto calibrationOrNone(const LookUp& lookUp) -> decltype(lookUp()) {
     try {

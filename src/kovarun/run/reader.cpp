@@ -5,6 +5,8 @@
 
 #include "diag/throw.h"
 
+// An opened analysis of either format. Whether a caller may go on with the calibration of the acquisition,
+// when the state asked for is not there, is decided here and not in the readers below, which always may.
 namespace lumo::run {
 
 namespace {

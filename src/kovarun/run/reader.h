@@ -13,7 +13,8 @@ namespace lumo::run {
 
 using io::kova::AnalysisFormat;
 
-// The format of the analysis in a directory: that without mobility only if its database is there and the other is not.
+// The format of the analysis in a directory: that without mobility only if its database is there and the
+// other is not.
 AnalysisFormat formatOf(const std::filesystem::path& directory);
 
 // An analysis as one thread reads it: connection, blob file and caches of its own.

@@ -7,6 +7,10 @@
 
 #include "diag/throw.h"
 
+// A run that several threads read. A reader of an analysis serves one thread at a time, and opening one costs
+// some milliseconds, so readers are lent, and those that come back are kept, as many as threads may work for
+// a call. A forked child has the parent's readers in its memory but must not touch their connections: it
+// leaks them rather than closing them.
 namespace lumo::run {
 
 namespace {
@@ -49,6 +53,7 @@ void Run::requireOwnProcess() const {
     }
 }
 
+// Never waits for a reader to come back: a thread that holds one may want a second.
 Run::Lease Run::borrow() {
     requireOwnProcess();
     {

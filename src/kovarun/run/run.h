@@ -15,8 +15,8 @@
 
 namespace lumo::run {
 
-// What all streams of a run share, and what lives until the last of them is released: where the analysis is, how it was opened,
-// and readers that no thread uses at the moment. Used by any number of threads.
+// What all streams of a run share, and what lives until the last of them is released: where the analysis is,
+// how it was opened, and readers that no thread uses at the moment. Used by any number of threads.
 class Run : public std::enable_shared_from_this<Run> {
 public:
     // Opens the first reader, so that what is wrong is told at once.

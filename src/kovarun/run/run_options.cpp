@@ -10,6 +10,9 @@
 #include "diag/throw.h"
 #include "kovarun/run/sized.h"
 
+// Options of the caller, checked and completed. All cores are used unless the caller says otherwise, as far
+// as the process may run on them: in a container or under a batch system these are fewer than the machine
+// has.
 namespace lumo::run {
 
 namespace {

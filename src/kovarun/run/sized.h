@@ -10,8 +10,8 @@
 
 namespace lumo::run {
 
-// A structure of the caller as this version of the library knows it: members that the caller's version lacks are 0, and so is
-// everything when there is none.
+// A structure of the caller as this version of the library knows it: members that the caller's version lacks
+// are 0, and so is everything when there is none.
 template <class Structure>
 Structure sized(const Structure* given, const char* name) {
     Structure known = {};

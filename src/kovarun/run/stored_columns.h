@@ -11,7 +11,8 @@ namespace lumo::run {
 // The names of a table's columns; none when there is no such table.
 std::set<std::string> columnsOf(CppSQLite3DB& db, const std::string& table);
 
-// "MsMsType" where there is one, else whether fragments were measured in a frame: an SQL expression over "Frames".
+// "MsMsType" where there is one, else whether fragments were measured in a frame: an SQL expression over
+// "Frames".
 std::string msLevelExpression(CppSQLite3DB& db);
 
 }  // namespace lumo::run

@@ -7,6 +7,10 @@
 #include "kova-data-reader/kvd_reader.h"
 #include "sqlite/cppsqlite3.h"
 
+// In which order precursors are extracted. Each is complete after its last frame, so sorting by that frame,
+// as one extraction over all precursors would give them out, lets groups be cut anywhere and still come in
+// the same order. Precursors of the same last frame stay in one group if that is not twice too large, since
+// each group reads its frames for itself.
 namespace lumo::run {
 
 using io::algorithms::StripeRow;

@@ -10,8 +10,8 @@
 
 namespace lumo::run {
 
-// Precursors in the order in which their spectra are given, which is that of their last frames, and what each is summed of.
-// The metadata are read once for all of them: 300,000 precursors have a million rows and more.
+// Precursors in the order in which their spectra are given, which is that of their last frames, and what each
+// is summed of. The metadata are read once for all of them: 300,000 precursors have a million rows and more.
 class MsmsPlan {
 public:
     MsmsPlan(const io::kova::KvdReader& reader, const io::algorithms::PrecursorFilter& filter);
@@ -29,8 +29,8 @@ private:
     std::vector<std::size_t> starts;
 };
 
-// Cuts the precursors into groups of about `size`, where it can between those of one last frame and the next: each group reads
-// the frames of its precursors again.
+// Cuts the precursors into groups of about `size`, where it can between those of one last frame and the next:
+// each group reads the frames of its precursors again.
 std::vector<FrameGroup> groupPrecursors(const MsmsPlan& plan, std::size_t size);
 
 }  // namespace lumo::run

@@ -11,6 +11,9 @@
 #include "kovarun/spectra/spectra.h"
 #include "kovarun/tables/analysis_facts.h"
 
+// Stored spectra without mobility as batches: a task is a group of frames, and a spectrum is a row with
+// lists. Positions are given as they are stored and as m/z; where a frame has no calibration, or one that
+// does not convert them, the list of m/z is null and the rest is there.
 namespace lumo::run {
 
 namespace {

@@ -5,6 +5,8 @@
 #include "sqlite/cppsqlite3.h"
 #include "sqlite/cppsqlite_tools.h"
 
+// What opening an analysis has found out already, or what one row of the metadata says. No frame is read, so
+// asking costs next to nothing.
 namespace lumo::run {
 
 namespace {

@@ -5,6 +5,8 @@
 #include "sqlite/cppsqlite3.h"
 #include "sqlite/quoting.h"
 
+// Which columns the tables have and where in the database they come from. The names on the left are the
+// library's and do not change; those on the right have been written by acquisition programs of many years.
 namespace lumo::run {
 
 namespace {

@@ -9,6 +9,9 @@
 #include "kovarun/tables/metadata_tables.h"
 #include "sqlite/cppsqlite3.h"
 
+// The table of precursors, with what other tables say about them: the time of their survey frame, and 1/K0 of
+// their scan by that frame's calibration. Rows that point to a frame that does not exist keep their place,
+// with nulls.
 namespace lumo::run {
 
 namespace {
@@ -62,8 +65,8 @@ private:
     const T* values;
 };
 
-// Converts scans of frames. Frames share calibrations, which are kept: by the id of their row, or, where a re-calibrated state
-// chooses them, by frame.
+// Converts scans of frames. Frames share calibrations, which are kept: by the id of their row, or, where a
+// re-calibrated state chooses them, by frame.
 class MobilityConverter {
 public:
     explicit MobilityConverter(const Reader& source)
@@ -108,6 +111,8 @@ void replaceCalibrations(const Reader& reader, Table& table) {
 
 }  // namespace
 
+// The survey frame's mobility calibration is read as the last column, in the same query, and replaced by the
+// 1/K0 that it gives.
 Table readPrecursors(const Reader& reader) {
     CppSQLite3DB& db = *reader.analysis().getSQLiteDb();
     const std::set<std::string> names = columnsOf(db, "Precursors");

@@ -9,14 +9,15 @@
 
 class CppSQLite3DB;
 
-// Reads rows of a metadata database into columns. Programs of many years and makes write these databases: which columns
-// there are differs, and a cell may hold anything. A column that is not there, and a value of the wrong type or below what
-// makes sense, become null.
+// Reads rows of a metadata database into columns. Programs of many years and makes write these databases:
+// which columns there are differs, and a cell may hold anything. A column that is not there, and a value of
+// the wrong type or below what makes sense, become null.
 namespace lumo::run {
 
 enum class CellType { Integer, Real, Text, Flag };
 
-// A column of a table: its name, how it is computed (NULL where the metadata do not have it) and what it holds.
+// A column of a table: its name, how it is computed (NULL where the metadata do not have it) and what it
+// holds.
 struct TableColumn {
     std::string name;
     std::string expression = "NULL";

@@ -135,7 +135,7 @@ std::vector<int> randomProfile(Random& random) {
     return profile;
 }
 
-// Segments of any length, from a single bin to all bins, starting in front of the first bin or behind it.
+// Segments of any length, from a single bin to all bins, starting before the first bin or after it.
 WidthModel randomModel(Random& random) {
     if (random.below(20) == 0) {
         return {300, 24000, 0.2, 15000};
