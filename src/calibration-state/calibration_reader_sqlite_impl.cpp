@@ -16,7 +16,7 @@
 //
 // A state either has a mass calibration for each frame, made at that frame's temperatures and therefore not
 // compensated any more, or one for each polarity, which is compensated. The models are numbered as in the
-// analysis database but their rows have other columns, hence the two enumerations of fields.
+// analysis database but their rows have other columns, hence two sets of fields.
 namespace lumo::io::calibration {
 
 namespace models = ::lumo::calibration;

@@ -4,9 +4,8 @@
 
 #include "sqlite/quoting.h"
 
-// Look-ups by frame, each a bound parameter of one prepared statement. The name of the table is searched
-// without regard to case because files have been seen with either; SQLite itself would find it, but the
-// message for a missing table would not be ours.
+// Look-ups by frame, each a bound parameter of one prepared statement. Whether the table is there is asked of
+// the schema first: a file may lack it, which is no error, and its name has been written in different ways.
 namespace lumo::io::calibration {
 
 FrameMapping::FrameMapping(CppSQLite3DB& database, std::string table, const std::string& idColumn,

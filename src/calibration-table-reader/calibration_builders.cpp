@@ -62,7 +62,8 @@ std::vector<double> readCounted(const CppSQLite3Query& q, int countColumn) {
 
 constexpr int kRampCoefficients = 10;
 
-// Texts and order of these failures are those of the conversion that writers of such tables know.
+// Numbers of scans and degrees are 16 bits wide. Anything else is refused, with a text that says on which
+// side of the range it is.
 int readUnsigned16(const CppSQLite3Query& q, int firstColumn, int offset) {
     if (const int present = countCoefficientFields(q, firstColumn); present <= offset) {
         raiseTooFewCoefficients(kRampCoefficients, present);
@@ -79,7 +80,7 @@ int readUnsigned16(const CppSQLite3Query& q, int firstColumn, int offset) {
 
 }  // namespace
 
-// Both higher coefficients 0 mean the quadratic model, which has an exact inverse.
+// Both higher coefficients 0 mean the quadratic model.
 ICalibrationTransformatorPtr getMzTrafoTof(CppSQLite3Query& q, int firstColumn, double digitizerDelay,
                                            double digitizerTimebase) {
     requireCoefficients(q, firstColumn, 3);

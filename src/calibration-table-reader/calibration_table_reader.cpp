@@ -4,6 +4,8 @@
 
 #include "diag/throw.h"
 
+// Look-ups in a table of calibrations: a prepared statement per table, with as many coefficients as it has
+// columns for, "C0" and on.
 namespace lumo::io::calibration {
 namespace {
 

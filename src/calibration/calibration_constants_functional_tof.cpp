@@ -2,6 +2,8 @@
 
 #include <sstream>
 
+// Coefficients of the mass models as values that can be compared, cloned and told; they convert nothing
+// themselves.
 namespace lumo::calibration {
 
 template <class Derived, class Interface, std::size_t Count>

@@ -2,6 +2,7 @@
 
 #include <sstream>
 
+// How indices become times: a delay and a step.
 namespace lumo::calibration {
 
 bool CalibrationConstantsPhysicalTOF::Equals(const ICalibrationConstantsPhysical& other) const {

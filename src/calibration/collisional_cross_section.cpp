@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+// Cross sections from mobilities and back, by the Mason-Schamp equation for nitrogen at a fixed temperature.
+// The constants are multiplied in a written order, which fixes the last bit.
 namespace lumo::calibration::kova {
 namespace {
 

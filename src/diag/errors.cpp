@@ -1,5 +1,7 @@
 #include "diag/errors.h"
 
+// Texts of errors in frames and scans begin with the class and the place, so that a caller who only has the
+// text can tell which frame it was.
 namespace lumo::io::kova {
 
 CorruptFrameDataError::CorruptFrameDataError(std::int64_t frameId, const std::string& text)

@@ -15,6 +15,8 @@
 #include "diag/assert.h"
 #include "diag/symbol_table.h"
 
+// Call chains for diagnostics. Capturing one is cheap, addresses and nothing else, since every exception does
+// it; names are looked up only when somebody wants to see them.
 namespace lumo::diag {
 
 namespace {

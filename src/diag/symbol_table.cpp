@@ -5,6 +5,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+// Functions of an ELF file by address, from its full symbol table. The file is that of a running program or
+// library, but it may have been replaced since: everything is held against the size of the file, and whatever
+// does not fit means no names.
 namespace lumo::diag {
 
 namespace {

@@ -9,7 +9,7 @@
 #include "sys/iso8601.h"
 
 // One message as one line: time, level, process and thread, logger, text. Bytes that a terminal could take
-// for commands are written as \\x and two digits, because texts contain names of files and values from
+// for commands are written as \x and two digits, because texts contain names of files and values from
 // databases; the lines of a longer text are indented, so that each message begins at the left.
 namespace lumo::logging {
 

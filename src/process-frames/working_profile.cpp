@@ -5,6 +5,7 @@
 
 #include "diag/assert.h"
 
+// Keeps the memory that summing up needs, and takes more only before anything is written to it.
 namespace lumo::algorithm {
 
 namespace {

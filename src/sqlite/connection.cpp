@@ -87,8 +87,6 @@ void Connection::beginTransaction() {
     ++transactions;
 }
 
-// Ending may fail when a statement is still in the middle of its rows; it is tried again once, and an
-// unfinished transaction ends with the connection.
 void Connection::endTransaction() noexcept {
     --transactions;
     for (int attempt = 0; attempt < 2 && transactions == 0 && sqlite3_get_autocommit(db) == 0; ++attempt) {

@@ -6,6 +6,8 @@
 
 #include "sys/environment.h"
 
+// What the processor can do is asked once. The environment may ask for less, so that every form of every
+// kernel can be tested on one machine, but never for more.
 namespace lumo::sys {
 
 namespace {

@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdio>
 
+// Time stamps without the C library's functions for time zones, whose lock a forked child could inherit
+// locked.
 namespace lumo::sys {
 
 std::string iso8601(std::chrono::system_clock::time_point time) {

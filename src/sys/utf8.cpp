@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdint>
 
+// A check of UTF-8 as the standard defines it: the shortest form of each character only, no halves of pairs,
+// nothing beyond the last code point.
 namespace lumo::sys {
 
 namespace {

@@ -8,6 +8,8 @@
 #include "diag/throw.h"
 #include "kova-data-reader/blob/limits.h"
 
+// Scans of a stripe, decoded to the end of those before it. The buffer keeps the size of the largest stripe,
+// and offsets follow from the counts that the decoder gives.
 namespace lumo::io::algorithms {
 
 namespace {

@@ -42,6 +42,8 @@ LUMO_AVX2 inline Sixteen add(const Sixteen& values, __m256i base) {
     return {_mm256_add_epi32(values.low, base), _mm256_add_epi32(values.high, base)};
 }
 
+// In three steps: inside of four values, from the first four of a half to the second, and from one half to
+// the other.
 LUMO_AVX2 inline Sixteen runningSum(const Sixteen& values) {
     const __m256i low = lanes::runningSumOfHalves(values.low);
     const __m256i high =
@@ -56,6 +58,7 @@ LUMO_AVX2 inline __m256i lastInAllLanes(const Sixteen& values) {
     return _mm256_permute2x128_si256(last, last, 0x11);
 }
 
+// There is no unsigned comparison; the larger of both being the value itself says the same.
 LUMO_AVX2 inline bool anyAtOrAbove(const Sixteen& values, __m256i bound) {
     const __m256i largest = _mm256_max_epu32(values.low, values.high);
     const __m256i atOrAbove = _mm256_cmpeq_epi32(_mm256_max_epu32(largest, bound), largest);
@@ -69,6 +72,7 @@ LUMO_AVX2 inline WidePlanes loadPlanes(const FrameScans& frame, std::size_t word
             lanes::load256(first + 3 * n)};
 }
 
+// Even words are differences of indices, odd words intensities; the planes hold them by turns.
 LUMO_AVX2 inline Sixteen sumsOf(const WidePlanes& planes) {
     const __m256i mask = _mm256_set1_epi16(0x00FF);
     return runningSum(
@@ -122,6 +126,7 @@ LUMO_AVX2 inline bool decodeIndicesBySixteen(const FrameScans& frame, std::size_
     return true;
 }
 
+// The last block overlaps the one before it rather than being shorter, which writes some values twice.
 template <bool kIsScaled>
 LUMO_AVX2 inline void decodeIntensitiesBySixteen(const FrameScans& frame, __m256d factor, std::size_t start,
                                                  std::size_t peaks, std::byte* target) {

@@ -46,6 +46,7 @@ private:
     std::size_t nulls = 0;
 };
 
+// Numbers, some of which may be null; nulls have the value 0.
 template <class T>
 class NumberBuilder {
 public:
@@ -71,6 +72,7 @@ private:
     Validity validity;
 };
 
+// Flags take a bit each, as the format has them.
 class FlagBuilder {
 public:
     void append(std::optional<bool> value) {
@@ -105,6 +107,7 @@ private:
     std::vector<std::int32_t> offsets{0};
 };
 
+// Texts in UTF-8, end to end, with the offset of each.
 class TextBuilder {
 public:
     void append(std::optional<std::string_view> value) {
@@ -127,6 +130,7 @@ private:
     Validity validity;
 };
 
+// Lists of different lengths, end to end.
 template <class T>
 class ListBuilder {
 public:

@@ -7,6 +7,9 @@
 #include "kovadata/kvr.h"
 #include "sys/work_counters.h"
 
+// Peaks as columns. The decoder writes indices and intensities to their final place; the other columns are
+// computed batch by batch, while a batch is still in the processor's cache. Whatever a frame has appended is
+// taken back if the frame fails, so a batch holds whole frames.
 namespace lumo::run {
 
 std::vector<arrow::Field> PeakColumns::schema(std::uint32_t wanted) {
@@ -44,6 +47,7 @@ void PeakColumns::append(FrameSource& frameSource, const FrameBox& frameBox, con
     addFrame(frame, size() - before);
 }
 
+// A column that has not come as far as the others keeps what it has.
 void PeakColumns::takeBack(std::size_t rows, std::size_t massNulls, std::size_t mobilityNulls) {
     indices.truncate(rows);
     intensities.truncate(rows);
@@ -52,6 +56,8 @@ void PeakColumns::takeBack(std::size_t rows, std::size_t massNulls, std::size_t 
     mobilities.truncate(std::min(rows, mobilities.size()), mobilityNulls);
 }
 
+// Room for the whole frame at once, so that columns are not moved in the middle of it. Only if no peak will
+// be dropped: else the bound could be far too high.
 void PeakColumns::start(const io::kova::LoadedRange& range) {
     std::uint64_t bound = box->areAllIndices && box->areAllScans ? range.peakBound.value_or(0) : 0;
     if (bound != 0 && size() == 0) {
@@ -128,6 +134,7 @@ void PeakColumns::addScans(const io::kova::ScanBatch& batch, std::size_t peaks) 
     }
 }
 
+// Indices are copied as numbers and converted in their place, by the conversion that everybody else uses.
 void PeakColumns::addMasses(std::size_t peaks) {
     if (!wants(KVR_COLUMN_MZ)) {
         return;
@@ -145,6 +152,7 @@ void PeakColumns::addMasses(std::size_t peaks) {
     masses.add(peaks);
 }
 
+// All peaks of a scan have the same 1/K0.
 void PeakColumns::addMobilities(const io::kova::ScanBatch& batch, std::size_t peaks) {
     if (!wants(KVR_COLUMN_ONE_OVER_K0)) {
         return;

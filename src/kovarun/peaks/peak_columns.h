@@ -50,7 +50,8 @@ private:
     std::size_t capacity = 0;
 };
 
-// Values of which those of whole frames may be missing. Whether a row has one is noted from the first missing one on.
+// Values of which those of whole frames may be missing. Whether a row has one is noted from the first missing
+// one on.
 template <class T>
 class NullableColumn {
 public:
@@ -106,8 +107,8 @@ private:
     std::size_t nulls = 0;
 };
 
-// The peaks of successive frames as columns. The decoder writes indices and intensities where they stay; what else is asked for
-// is added while the batch is in the processor's cache.
+// The peaks of successive frames as columns. The decoder writes indices and intensities where they stay; what
+// else is asked for is added while the batch is in the processor's cache.
 class PeakColumns final : public io::kova::ScanSink {
 public:
     // Columns of ::kvr_column, combined. Room for the expected peaks is taken with that of the first frame.

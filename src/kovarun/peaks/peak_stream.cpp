@@ -6,6 +6,8 @@
 #include "kovarun/peaks/peak_columns.h"
 #include "kovarun/pipeline/frame_stream.h"
 
+// The stream of peaks: groups of frames are tasks, each with columns of its own. A group of several frames is
+// expected to fit into a batch, so that a batch need not wait for more than it holds.
 namespace lumo::run {
 
 namespace {

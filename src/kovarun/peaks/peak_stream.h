@@ -8,7 +8,8 @@
 
 namespace lumo::run {
 
-// The peaks of a query, in batches of at most `control.batchSize` rows. Successive small frames share a batch.
+// The peaks of a query, in batches of at most `control.batchSize` rows. Successive small frames share a
+// batch.
 std::unique_ptr<arrow::BatchSource> makePeakStream(std::shared_ptr<Run> run, Query query,
                                                    std::uint32_t columns, const Control& control);
 

@@ -7,6 +7,10 @@
 #include "diag/throw.h"
 #include "kovarun/pipeline/frame_stream.h"
 
+// Streams of one result that all frames make together. Each thread adds the frames of its groups to a sum of
+// its own; when all are read, the sums are merged. They are integers, and every merge gives the same whatever
+// thread read which group, so the result does not depend on the number of threads. That number is limited by
+// how many such sums the memory budget has room for.
 namespace lumo::run {
 
 namespace {
@@ -77,7 +81,8 @@ private:
     }
 
     OrderedTasks<GroupDamage>::Worker makeWorker() {
-        // The reader first: a thread that cannot open one tries again with each task, and must leave nothing behind.
+        // The reader first: a thread that cannot open one tries again with each task, and must leave nothing
+        // behind.
         FrameSource source(*work->run, work->query);
         std::unique_ptr<Accumulator> made = parts.makeAccumulator();
         auto share = std::make_shared<Share>(Share{std::move(source), *made});

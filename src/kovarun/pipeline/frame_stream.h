@@ -11,9 +11,9 @@
 #include "kovarun/query/frame_source.h"
 #include "kovarun/run/control.h"
 
-// The streams that read frames: what they give is either made of each group of frames by itself (peaks, chromatograms), or of all frames
-// together (sums, images). Either way threads take groups of frames, and the caller's thread tells of progress and damage in the order of
-// the frames.
+// The streams that read frames: what they give is either made of each group of frames by itself (peaks,
+// chromatograms), or of all frames together (sums, images). Either way threads take groups of frames, and the
+// caller's thread tells of progress and damage in the order of the frames.
 namespace lumo::run {
 
 // A query and how it is worked on. Lives as long as the stream.
@@ -45,7 +45,8 @@ std::unique_ptr<arrow::BatchSource> makeGroupStream(std::shared_ptr<const FrameW
 class Accumulator {
 public:
     virtual ~Accumulator() = default;
-    // Adds the current frame of the source: all of it, or nothing if it fails and damaged frames are to be left out.
+    // Adds the current frame of the source: all of it, or nothing if it fails and damaged frames are to be
+    // left out.
     virtual void add(FrameSource& source, const FrameBox& box, const FrameEntry& frame) = 0;
     // Adds what another thread has added up.
     virtual void merge(Accumulator& other) = 0;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+// How frames are put together into tasks. A frame that the metadata say nothing about is taken for a
+// middle-sized one; a guess that is wrong costs time and no correctness.
 namespace lumo::run {
 
 std::uint64_t expectedPeaks(const FrameEntry& frame) {

@@ -27,11 +27,13 @@ struct FrameGroup {
 // About how many peaks a frame has, as far as the metadata tell.
 std::uint64_t expectedPeaks(const FrameEntry& frame);
 
-// Successive frames, together as long as they are expected to have no more than `peaks` peaks and are no more than `most`.
+// Successive frames, together as long as they are expected to have no more than `peaks` peaks and are no more
+// than `most`.
 std::vector<FrameGroup> groupFrames(const FrameEntries& frames, std::uint64_t peaks,
                                     std::size_t most = SIZE_MAX);
 
-// Does `work` for a frame. What is wrong with the frame is raised, or, where damaged frames are to be left out, noted.
+// Does `work` for a frame. What is wrong with the frame is raised, or, where damaged frames are to be left
+// out, noted.
 template <class Work>
 void doOrNote(const FrameEntry& frame, bool skipsDamaged, std::vector<DamagedFrame>& damaged,
               const Work& work) {

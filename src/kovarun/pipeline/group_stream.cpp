@@ -4,6 +4,9 @@
 
 #include "kovarun/pipeline/frame_stream.h"
 
+// Streams in which each group of frames makes its own rows. Groups come in order, however many threads read
+// them; a group is cut into batches of the size that was asked for, without copying. Progress and damage are
+// told here, by the thread that asks for batches, and never by those that read ahead.
 namespace lumo::run {
 
 namespace {

@@ -18,12 +18,13 @@
 #include "kovarun/run/task_limits.h"
 #include "sys/thread.h"
 
-// Worker threads read ahead, and their results come in the order of the tasks, so that who asks sees the same whatever the number of
-// threads. What waits is bounded twice: by its number, and by the memory that the results are expected to need. The task that is asked
-// for next may always begin, so a single large result cannot stop everything.
+// Worker threads read ahead, and their results come in the order of the tasks, so that who asks sees the same
+// whatever the number of threads. What waits is bounded twice: by its number, and by the memory that the
+// results are expected to need. The task that is asked for next may always begin, so a single large result
+// cannot stop everything.
 //
-// Each thread makes its own worker (a reader, buffers) and uses no other. With one thread, or where none is to be had, tasks are done on
-// the calling thread when they are asked for.
+// Each thread makes its own worker (a reader, buffers) and uses no other. With one thread, or where none is
+// to be had, tasks are done on the calling thread when they are asked for.
 namespace lumo::run {
 
 template <class Result>

@@ -10,6 +10,9 @@
 #include "kovarun/reductions/reductions.h"
 #include "kovarun/reductions/target_values.h"
 
+// Intensity over time: a row for each frame, with a value for each target. Frames do not depend on each
+// other, so groups of them are tasks, and rows come in the order of the query. A frame outside of a target's
+// range of time has the value 0 there.
 namespace lumo::run {
 
 namespace {

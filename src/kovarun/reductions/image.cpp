@@ -9,6 +9,10 @@
 #include "kovarun/reductions/interval_map.h"
 #include "kovarun/reductions/reductions.h"
 
+// Images: two of time, m/z and 1/K0 as axes, and what falls into a cell reduced to one value. Edges are found
+// as integers wherever that is possible, once per calibration and not per peak: the cells of m/z as ranges of
+// indices, those of 1/K0 as a cell for each scan, that of time as one cell for a frame. An axis that the
+// image does not have counts as one cell.
 namespace lumo::run {
 
 namespace {
@@ -16,6 +20,7 @@ namespace {
 constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
 constexpr std::uint32_t kOutside = std::numeric_limits<std::uint32_t>::max();
 
+// A cell holds its lower edge, and the last one its upper edge too. A value that is not a number is in none.
 std::uint32_t cellOf(const std::vector<double>& edges, double value) {
     if (!(value >= edges.front() && value <= edges.back())) {
         return kOutside;
@@ -59,6 +64,7 @@ public:
     std::uint32_t cell(std::uint32_t index) const { return cellOfPiece[map.pieceOf(index)]; }
 
 private:
+    // What a query's range of m/z leaves of the cells.
     static void restrict(std::vector<IndexRange>& ranges, std::vector<std::uint32_t>& cells,
                          const std::vector<IndexRange>& allowed) {
         std::vector<IndexRange> keptRanges;
@@ -96,6 +102,8 @@ struct Grid {
     }
 };
 
+// One thread's image. Images of several threads are merged cell by cell; values are integers, so the order of
+// merging does not matter.
 template <Reduce kind>
 class ImageSum final : public Accumulator {
 public:
@@ -143,6 +151,8 @@ public:
     }
 
 private:
+    // Compared value by value: scans of two frames may have the same 1/K0 though their calibrations are
+    // different rows.
     void findScanCells(FrameSource& source) {
         const GridAxis* const axis = grid.axisOf(GridAxis::Kind::OneOverK0);
         if (axis == nullptr) {

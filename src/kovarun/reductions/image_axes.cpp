@@ -8,6 +8,9 @@
 #include "diag/throw.h"
 #include "kovarun/query/frame_source.h"
 
+// The range of an axis that the caller has left open: of the query, if that is bounded, else of the frames.
+// For m/z and 1/K0 that is what a frame can hold and not what happens to be in it, so images of parts of a
+// run have the same axes.
 namespace lumo::run {
 
 namespace {
@@ -89,6 +92,7 @@ kvr_axis completeAxis(Run& run, const Query& query, const kvr_axis& axis) {
     return complete;
 }
 
+// The last edge is the upper end itself, whatever rounding makes of the sum.
 GridAxis toGridAxis(const kvr_axis& axis) {
     GridAxis grid;
     grid.kind = static_cast<GridAxis::Kind>(axis.kind);

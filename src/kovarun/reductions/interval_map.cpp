@@ -5,6 +5,9 @@
 
 #include "diag/throw.h"
 
+// The bits of an interval map. Pieces are counted through the bits that mark their beginnings, so building it
+// costs as much as there are indices, divided by 64, and looking an index up costs two loads and a count of
+// bits.
 namespace lumo::run {
 
 namespace {

@@ -10,9 +10,9 @@
 
 namespace lumo::run {
 
-// Cuts any number of ranges of indices, which may overlap, into pieces that do not, and finds the piece of an index. Thousands of ranges
-// cost no more per peak than one: a bit says whether an index is in any of them, which most are not, and the number of pieces
-// that begin before it says in which.
+// Cuts any number of ranges of indices, which may overlap, into pieces that do not, and finds the piece of an
+// index. Thousands of ranges cost no more per peak than one: a bit says whether an index is in any of them,
+// which most are not, and the number of pieces that begin before it says in which.
 class IntervalMap {
 public:
     // Pieces [begin, end) of a range; none for an empty one.

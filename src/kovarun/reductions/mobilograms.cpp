@@ -10,12 +10,16 @@
 #include "kovarun/reductions/reductions.h"
 #include "kovarun/reductions/target_values.h"
 
+// Intensity by scan, summed over all frames, for each target. Scans are the rows since frames share them;
+// 1/K0 beside them is that of the first frame. The table grows with the frame that has the most scans, a
+// number from a file, so its size is held against the memory budget before it is taken.
 namespace lumo::run {
 
 namespace {
 
 constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
 
+// As the metadata state it, for planning; the frames themselves may have more.
 std::uint64_t mostScans(const FrameEntries& frames) {
     std::int64_t most = 1;
     for (const FrameEntry& frame : frames) {

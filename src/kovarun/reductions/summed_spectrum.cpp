@@ -7,6 +7,9 @@
 #include "kovarun/query/scanwise_sink.h"
 #include "kovarun/reductions/reductions.h"
 
+// One spectrum of all frames. Indices of frames that convert alike mean the same m/z and are added up as
+// integers, which is the usual case; where a frame converts differently, its sums are moved to the indices of
+// the first frame that have the nearest m/z, so the result has one mass axis.
 namespace lumo::run {
 
 namespace {
@@ -18,8 +21,8 @@ struct Bin {
     std::uint64_t count = 0;
 };
 
-// Sums by index. Frames that convert as the first one are added as they are. What another frame has at an index moves to the index
-// of the same m/z, once per index that occurs in it.
+// Sums by index. Frames that convert as the first one are added as they are. What another frame has at an
+// index moves to the index of the same m/z, once per index that occurs in it.
 class SpectrumSum final : public Accumulator {
 public:
     SpectrumSum(const FrameWork& shared, std::shared_ptr<const MassAxis> firstAxis, std::uint32_t bins)
@@ -98,6 +101,8 @@ private:
         sink.readFrom(source);
     }
 
+    // What has no m/z in this frame stays at its index, and what lies beyond the axis goes to its end: no
+    // intensity is lost.
     void moveFrame(const MassAxis& axis) {
         std::vector<double> places(occupied.begin(), occupied.end());
         axis.massesOf(places, places);
@@ -113,6 +118,7 @@ private:
         forgetFrame();
     }
 
+    // Only what was touched is cleared, since a frame occupies a small part of the indices.
     void forgetFrame() {
         for (const std::uint32_t index : occupied) {
             ofFrame[index] = {};
@@ -120,6 +126,7 @@ private:
         occupied.clear();
     }
 
+    // By the first frame's calibration, null where that gives none.
     arrow::Column massesOf(const std::vector<std::uint32_t>& indices) const {
         std::vector<double> masses(indices.begin(), indices.end());
         if (reference) {

@@ -12,9 +12,10 @@
 #include "kovarun/reductions/reduce.h"
 #include "kovarun/reductions/targets.h"
 
-// Reduces the peaks of a frame to one value per target. Peaks are added to the pieces of the interval map, of which there are few more
-// than targets, and targets are put together from pieces: for a whole frame at its end, for a part of its scans where it begins and
-// ends. So the work per peak does not depend on the number of targets.
+// Reduces the peaks of a frame to one value per target. Peaks are added to the pieces of the interval map, of
+// which there are few more than targets, and targets are put together from pieces: for a whole frame at its
+// end, for a part of its scans where it begins and ends. So the work per peak does not depend on the number
+// of targets.
 namespace lumo::run {
 
 template <Reduce kind>

@@ -7,6 +7,9 @@
 
 #include "diag/throw.h"
 
+// Targets of a caller, ranges of m/z, 1/K0 and time, become boxes of integers for a frame. That is done again
+// only when something that converts has changed, so a run with one calibration finds its boxes once, and
+// thousands of targets are looked up in the mass axis together.
 namespace lumo::run {
 
 namespace {
@@ -49,6 +52,8 @@ std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t coun
     return checked;
 }
 
+// Calibrations are asked for only if a target has a range that needs them, so targets without ranges work
+// where a frame has none.
 std::span<const TargetBox> TargetBoxes::find(FrameSource& source, const FrameBox& frameBox) {
     const bool hasMassRanges =
         std::any_of(targets.begin(), targets.end(), [](const Target& t) { return !t.mz.isWhole(); });
@@ -110,6 +115,8 @@ void TargetBoxes::findIndicesAtOnce(const MassAxis& axis) {
     }
 }
 
+// 1/K0 falls or rises with the scan as the calibration says, so a target may hold several runs of scans;
+// hardly ever more than one.
 void TargetBoxes::findScans() {
     scans.assign(targets.size(), {});
     allScans = true;
@@ -132,6 +139,7 @@ void TargetBoxes::findScans() {
     }
 }
 
+// A target with several ranges of indices and of scans has a box for each pair of them.
 void TargetBoxes::combine() {
     boxes.clear();
     for (std::size_t i = 0; i < targets.size(); ++i) {

@@ -15,12 +15,13 @@ struct Target {
     Range time;
 };
 
-// Raises std::invalid_argument that names the first target which is no target, and std::runtime_error for more than the budget
-// has room for.
+// Raises std::invalid_argument that names the first target which is no target, and std::runtime_error for
+// more than the budget has room for.
 std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t count,
                                    std::uint64_t memoryBudget);
 
-// A part of a target in one frame: indices and scans as integers. A target has one, unless a calibration goes up and down.
+// A part of a target in one frame: indices and scans as integers. A target has one, unless a calibration goes
+// up and down.
 struct TargetBox {
     std::uint32_t target = 0;
     IndexRange indices;
@@ -28,12 +29,14 @@ struct TargetBox {
     std::uint32_t scanEnd = 0;
 };
 
-// Finds the boxes of targets in frame after frame, anew only where frames convert differently. Used by one thread.
+// Finds the boxes of targets in frame after frame, anew only where frames convert differently. Used by one
+// thread.
 class TargetBoxes {
 public:
     explicit TargetBoxes(std::span<const Target> wanted) : targets(wanted) {}
 
-    // The boxes in the current frame of the source, none of them empty. Raises what is wrong with a calibration that they need.
+    // The boxes in the current frame of the source, none of them empty. Raises what is wrong with a
+    // calibration that they need.
     std::span<const TargetBox> find(FrameSource& source, const FrameBox& frameBox);
 
     // Whether find() gave other boxes than before.

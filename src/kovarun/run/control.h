@@ -23,6 +23,8 @@ struct Control {
     void reportDamage(std::int64_t frame, const char* text) const;
 };
 
+// The caller's wishes, with those of the run where it states none. Raises std::invalid_argument for a
+// structure that does not state its size.
 Control checkedControl(const Run& run, const kvr_control* control);
 
 }  // namespace lumo::run
