@@ -54,13 +54,17 @@ def draw_map(ax: Axes, grid: Grid, label: str, *, top: bool = True, side: bool =
 
 
 def _draw_dots(ax: Axes, grid: Grid, norm: Any) -> Any:
-    """Cells as dots, the fewer the larger, and the strongest on top."""
+    """Cells as dots, the fewer the larger, and the strongest on top. The lightest colours would not be seen."""
+    import matplotlib
+    from matplotlib.colors import ListedColormap
+
+    colours = ListedColormap(matplotlib.colormaps[COLOUR_MAP](np.linspace(0.15, 1, 256)))
     rows, columns = np.nonzero(grid.counts)
     x, y = (((edges[:-1] + edges[1:]) / 2)[cells] for edges, cells in ((grid.x_edges, columns), (grid.y_edges, rows)))
     values = grid.counts[rows, columns]
     order = np.argsort(values, kind="stable")
     size = np.clip(9 * np.sqrt(1500 / len(values)), 4, 12)
-    return ax.scatter(x[order], y[order], c=values[order], s=size, norm=norm, cmap=COLOUR_MAP, linewidths=0)
+    return ax.scatter(x[order], y[order], c=values[order], s=size, norm=norm, cmap=colours, linewidths=0)
 
 
 def _add_colour_bar(ax: Axes, drawn: Any, label: str, left: float) -> None:
