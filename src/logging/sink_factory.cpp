@@ -5,7 +5,6 @@
 
 #include <spdlog/sinks/ansicolor_sink.h>
 #include <spdlog/sinks/rotating_file_sink.h>
-#include <spdlog/sinks/stdout_sinks.h>
 #include <unistd.h>
 
 #include "diag/assert.h"
@@ -13,6 +12,7 @@
 #include "logging/async_sink.h"
 #include "logging/locked_sink.h"
 #include "logging/spdlog_level.h"
+#include "logging/stream_sink.h"
 #include "sys/environment.h"
 #include "sys/well_known_directories.h"
 
@@ -73,13 +73,14 @@ std::shared_ptr<sinks::sink> makeShared(Arguments... arguments) {
 std::shared_ptr<sinks::sink> makeEnd(const SinkSettings& settings) {
     switch (settings.type) {
         case SinkType::Console:
-            return makeShared<sinks::ansicolor_stderr_sink_st>(sys::environmentVariable("NO_COLOR")
-                                                                   ? spdlog::color_mode::never
-                                                                   : spdlog::color_mode::automatic);
+            if (isatty(STDERR_FILENO) != 0 && !sys::environmentVariable("NO_COLOR")) {
+                return makeShared<sinks::ansicolor_stderr_sink_st>();
+            }
+            return makeShared<StreamSink>(stderr);
         case SinkType::StandardOutput:
-            return makeShared<sinks::stdout_sink_st>();
+            return makeShared<StreamSink>(stdout);
         case SinkType::StandardError:
-            return makeShared<sinks::stderr_sink_st>();
+            return makeShared<StreamSink>(stderr);
         case SinkType::RollingFile:
             return makeRollingFile(settings);
     }

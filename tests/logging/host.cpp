@@ -1,6 +1,7 @@
 // A host program that loads the library at run time and makes it log, for logging_test.py. Its arguments are steps; after
 // "fork", the steps up to "end" are the child's, who then ends. "say N" makes N calls that each log one message.
 #include <atomic>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +16,7 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -114,6 +116,15 @@ void sayUntilCancelled(int rounds) {
     }
 }
 
+// From now on a signal interrupts what the process does, and nothing is restarted.
+void interruptAllTheTime() {
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval often = {{0, 2000}, {0, 2000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+}
+
 using Step = std::function<void(int)>;
 
 const std::map<std::string, Step> kSteps = {
@@ -122,6 +133,7 @@ const std::map<std::string, Step> kSteps = {
     {"cancelled", [](int count) { sayUntilCancelled(count); }},
     {"say", [](int count) { library.say(count); }},
     {"open", [](int use) { library.open("/nowhere", static_cast<std::uint32_t>(use)); }},
+    {"signals", [](int) { interruptAllTheTime(); }},
     {"threadless", [](int) { checkNoThreads(); }},
     {"chdir", [](int) { std::filesystem::current_path("/"); }},
 };

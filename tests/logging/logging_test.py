@@ -6,6 +6,7 @@ import pty
 import re
 import subprocess
 import tempfile
+import time
 import unittest
 
 HOST = os.environ["KOVADATA_LOGGING_HOST"]
@@ -125,6 +126,12 @@ class Streams(LoggingTest):
                 result = self.host("say 5", **self.sink(type=name, **more))
                 self.assertEqual(self.said(getattr(result, name)), [5])
                 self.assertEqual(result.stdout + result.stderr, getattr(result, name))
+
+    def test_nothing_is_lost_when_signals_interrupt_a_slow_pipe(self):
+        environment = {**os.environ, **self.sink(type="stdout")}
+        with subprocess.Popen([HOST, "load", "signals", "say 2000"], stdout=subprocess.PIPE, env=environment) as host:
+            time.sleep(0.3)  # the pipe is full
+            self.assertEqual(self.said(host.stdout.read().decode()), [2000])
 
     def on_terminal(self, **variables):
         ours, theirs = pty.openpty()
