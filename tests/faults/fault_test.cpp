@@ -1,4 +1,4 @@
-// The n-th read, allocation, mapping or database step fails, for every n until a call gets through: each failure has a
+// The n-th read, allocation, mapping, database step or thread fails, for every n until a call gets through: each failure has a
 // text and leaves either a usable handle or, when opening, nothing at all.
 #include <cstdlib>
 #include <cstring>
@@ -14,7 +14,9 @@
 #include "fixtures/small_analyses.h"
 #include "fixtures/temp_directory.h"
 #include "kovadata/kova.h"
+#include "kovadata/kvr.h"
 #include "kovadata/kvs.h"
+#include "run/table.h"
 
 namespace {
 
@@ -42,7 +44,6 @@ Words bitsOf(const auto& values, std::size_t count) {
 // Calls a function and keeps its result for after the fault is over: comparing takes memory as well.
 struct ApiCall {
     const char* name;
-    bool spectra;
     std::function<std::uint32_t(std::uint64_t)> run;
     std::function<Words(std::uint32_t)> result;
 };
@@ -84,16 +85,16 @@ std::vector<ApiCall> frameCalls() {
             return function(handle, 1, buffers.in.data(), buffers.out.data(), 3U);
         };
     };
-    return {{"scans", false, scans(kova_read_scans_v2), words},
-            {"index to m/z", false, conversion(kova_index_to_mz), doubles},
-            {"scan number to 1/K0", false, conversion(kova_scannum_to_oneoverk0), doubles},
-            {"MS/MS lines", false,
+    return {{"scans", scans(kova_read_scans_v2), words},
+            {"index to m/z", conversion(kova_index_to_mz), doubles},
+            {"scan number to 1/K0", conversion(kova_scannum_to_oneoverk0), doubles},
+            {"MS/MS lines",
              [](std::uint64_t handle) {
                  sum = {};
                  return kova_read_zorel_msms_v2(handle, buffers.precursors.data(), 2, addLine, nullptr);
              },
              spectra},
-            {"MS/MS profiles of a frame", false,
+            {"MS/MS profiles of a frame",
              [](std::uint64_t handle) {
                  sum = {};
                  return kova_read_zorel_profile_msms_for_frame_v2(handle, 1, addProfile, nullptr);
@@ -102,27 +103,118 @@ std::vector<ApiCall> frameCalls() {
 }
 
 std::vector<ApiCall> spectrumCalls() {
-    return {{"lines", true,
+    return {{"lines",
              [](std::uint64_t handle) {
                  return kvs_read_line_spectrum(handle, 1, buffers.out.data(), buffers.floats.data(), 64);
              },
              [](std::uint32_t count) { return bitsOf(buffers.out, count); }},
-            {"profile", true,
+            {"profile",
              [](std::uint64_t handle) {
                  return kvs_read_profile_spectrum(handle, 1, buffers.words.data(), 4096);
              },
              [](std::uint32_t count) { return bitsOf(buffers.words, count); }},
-            {"index to m/z", true,
+            {"index to m/z",
              [](std::uint64_t handle) {
                  return kvs_index_to_mz(handle, 1, buffers.in.data(), buffers.out.data(), 3);
              },
              [](std::uint32_t) { return bitsOf(buffers.out, 3); }}};
 }
 
+// Adds up all bytes that a stream gives, without memory of its own. 0 when making or reading it fails.
+std::uint32_t streamed(const std::function<std::uint32_t(ArrowArrayStream*)>& make);
+
+// The n-th thread of a stream may be one that cannot be made; otherwise streams have none, so that each fault has its place.
+std::uint32_t threads = 1;
+
+std::vector<ApiCall> runCalls() {
+    static kvr_control control;
+    control = run::control(threads, threads == 1 ? 0 : 1);
+    static kvr_query box;
+    static constexpr kvr_range mz = {100, 2000};
+    static constexpr kvr_range mobility = {0.5, 1.5};
+    box = run::emptyQuery();
+    box.mz = &mz;
+    box.one_over_k0 = &mobility;
+    static constexpr kvr_target target = {mz, mobility, {0, 1e9}};
+    const auto stream = [](auto make) {
+        return [make](std::uint64_t handle) {
+            return streamed([make, handle](ArrowArrayStream* out) {
+                return make(reinterpret_cast<kvr_run*>(handle), out);  // NOLINT(performance-no-int-to-ptr)
+            });
+        };
+    };
+    const auto bytes = [](std::uint32_t) { return bitsOf(buffers.words, 256); };
+    return {
+        {"peaks", stream([](kvr_run* run, auto* out) { return kvr_peaks(run, nullptr, 255, &control, out); }),
+         bytes},
+        {"chromatograms", stream([](kvr_run* run, auto* out) {
+             return kvr_chromatograms(run, &box, &target, 1, KVR_REDUCE_SUM, &control, out);
+         }),
+         bytes},
+        {"summed spectrum",
+         stream([](kvr_run* run, auto* out) { return kvr_summed_spectrum(run, &box, &control, out); }),
+         bytes},
+        {"MS/MS", stream([](kvr_run* run, auto* out) {
+             return kvr_msms(run, nullptr, 0, nullptr, KVR_SPECTRUM_LINES, &control, out);
+         }),
+         bytes},
+        {"precursors",
+         stream([](kvr_run* run, auto* out) { return kvr_table(run, KVR_TABLE_PRECURSORS, out); }), bytes}};
+}
+
+std::size_t bytesOf(const char* format, const ArrowArray& array) {
+    const auto rows = static_cast<std::size_t>(array.length + array.offset);
+    return *format == 'c'                     ? rows
+           : *format == 'I' || *format == 'f' ? 4 * rows
+           : *format == '+'                   ? 0
+                                              : 8 * rows;
+}
+
+// The bits that columns of numbers hold go into the words of the caller, as many as fit.
+void keep(const ArrowSchema& schema, const ArrowArray& array, std::size_t& used) {
+    for (std::int64_t i = 0; i < array.n_children; ++i) {
+        keep(*schema.children[i], *array.children[i], used);
+    }
+    const std::size_t size = std::min(bytesOf(schema.format, array), 1024 - used);
+    if (array.n_buffers == 2 && size != 0) {
+        std::memcpy(reinterpret_cast<std::byte*>(buffers.words.data()) + used, array.buffers[1], size);
+        used += size;
+    }
+    if (array.n_buffers > 0 && array.buffers[0] != nullptr && used < 1024) {
+        std::memcpy(reinterpret_cast<std::byte*>(buffers.words.data()) + used++, array.buffers[0], 1);
+    }
+}
+
+std::uint32_t streamed(const std::function<std::uint32_t(ArrowArrayStream*)>& make) {
+    run::Stream stream;
+    if (make(&stream) == 0) {
+        return 0;
+    }
+    ArrowSchema schema{};
+    int code = stream.get_schema(&stream, &schema);
+    std::fill_n(buffers.words.begin(), 256, 0U);
+    for (std::size_t used = 0; code == 0;) {
+        ArrowArray batch{};
+        code = stream.get_next(&stream, &batch);
+        if (batch.release == nullptr) {
+            break;
+        }
+        keep(schema, batch, used);
+        batch.release(&batch);
+    }
+    if (schema.release != nullptr) {
+        schema.release(&schema);
+    }
+    const char* const text = stream.get_last_error(&stream);
+    EXPECT_EQ(code != 0, text != nullptr && *text != '\0');
+    return code == 0 ? 1 : 0;
+}
+
 struct AnalysisCase {
     const char* name;
     int compression;
     bool recalibrated;
+    bool isRun = false;
 };
 
 struct FaultCase {
@@ -131,7 +223,7 @@ struct FaultCase {
 };
 
 const char* nameOf(Kind kind) {
-    constexpr const char* names[] = {"Reads", "ShortReads", "Allocations", "Mappings", "Steps"};
+    constexpr const char* names[] = {"Reads", "ShortReads", "Allocations", "Mappings", "Steps", "Threads"};
     return names[static_cast<std::size_t>(kind)];
 }
 
@@ -170,16 +262,28 @@ protected:
         if (c.recalibrated) {
             fixtures::writeSmallCalibrationStore(directory.path());
         }
-        calls = isSpectra() ? spectrumCalls() : frameCalls();
+        threads = GetParam().kind == Kind::Thread ? 3 : 1;
+        calls = isRun() ? runCalls() : isSpectra() ? spectrumCalls() : frameCalls();
         warmUp();
     }
 
     bool isSpectra() const { return GetParam().analysis.compression == 3; }
 
+    bool isRun() const { return GetParam().analysis.isRun; }
+
     std::uint64_t open() const {
+        if (isRun()) {
+            return reinterpret_cast<std::uint64_t>(kvr_open(path.c_str(), nullptr));
+        }
         return (isSpectra() ? kvs_open : kova_open)(path.c_str(), GetParam().analysis.recalibrated ? 1 : 0);
     }
-    void close(std::uint64_t handle) const { (isSpectra() ? kvs_close : kova_close)(handle); }
+    void close(std::uint64_t handle) const {
+        if (isRun()) {
+            kvr_close(reinterpret_cast<kvr_run*>(handle));  // NOLINT(performance-no-int-to-ptr)
+        } else {
+            (isSpectra() ? kvs_close : kova_close)(handle);
+        }
+    }
 
     // What libraries make once and keep: loggers, the text of the last error, symbol tables of the unwinder.
     void warmUp() const {
@@ -189,6 +293,7 @@ protected:
         for (const auto openAny : {kova_open, kvs_open}) {
             EXPECT_EQ(openAny(longPath.c_str(), 0), 0U);
         }
+        EXPECT_EQ(kvr_open(longPath.c_str(), nullptr), nullptr);
         const std::uint64_t handle = open();
         for (const ApiCall& call : calls) {
             EXPECT_NE(call.run(handle), 0U) << call.name;
@@ -197,7 +302,9 @@ protected:
     }
 
     std::string lastError() const {
-        return lastErrorBy(isSpectra() ? kvs_get_last_error_string : kova_get_last_error_string);
+        return lastErrorBy(isRun()       ? kvr_get_last_error_string
+                           : isSpectra() ? kvs_get_last_error_string
+                                         : kova_get_last_error_string);
     }
 
     fixtures::MemoryDirectory directory;
@@ -221,7 +328,8 @@ TEST_P(Faults, OpeningLeavesNothingBehind) {
         ASSERT_EQ(faults::bytesInUse(), memory) << nameOf(GetParam().kind) << ' ' << n << ": " << lastError();
         ASSERT_EQ(fixtures::openDescriptors(), descriptors) << nameOf(GetParam().kind) << ' ' << n;
     }
-    EXPECT_EQ(n > 1, GetParam().kind != Kind::Mapping) << "opening maps nothing and does all the rest";
+    const bool isDone = GetParam().kind != Kind::Mapping && GetParam().kind != Kind::Thread;
+    EXPECT_EQ(n > 1, isDone) << "opening maps nothing, begins no thread and does all the rest";
 }
 
 TEST_P(Faults, CallsFailWithATextAndLeaveTheHandleUsable) {
@@ -251,7 +359,7 @@ TEST_P(Faults, CallsFailWithATextAndLeaveTheHandleUsable) {
 }
 
 TEST_P(Faults, ReadingFramesAndConvertingAgainAllocatesNothing) {
-    if (isSpectra()) {
+    if (isSpectra() || isRun()) {
         return;
     }
     const std::uint64_t handle = open();
@@ -274,11 +382,13 @@ std::vector<FaultCase> allCases() {
     std::vector<FaultCase> cases;
     for (const AnalysisCase& analysis :
          {AnalysisCase{"Scans", 1, false}, AnalysisCase{"Frames", 2, false},
-          AnalysisCase{"Spectra", 3, false}, AnalysisCase{"Recalibrated", 2, true}}) {
+          AnalysisCase{"Spectra", 3, false}, AnalysisCase{"Recalibrated", 2, true},
+          AnalysisCase{"RunOfFrames", 2, false, true}, AnalysisCase{"RunOfScans", 1, false, true}}) {
         for (const Kind kind : {Kind::Read, Kind::ShortRead, Kind::Allocation, Kind::Mapping, Kind::Step}) {
             cases.push_back({analysis, kind});
         }
     }
+    cases.push_back({{"RunOfFrames", 2, false, true}, Kind::Thread});
     return cases;
 }
 

@@ -1,11 +1,13 @@
 #include "faults/faults.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
 
 #include <dlfcn.h>
 #include <malloc.h>
+#include <pthread.h>
 #include <sqlite3.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
@@ -25,9 +27,9 @@ namespace {
 
 bool armed = false;
 Kind armedKind{};
-unsigned callsLeft = 0;
-std::size_t allocated = 0;
-std::size_t mapped = 0;
+std::atomic<unsigned> callsLeft = 0;
+std::atomic<std::size_t> allocated = 0;
+std::atomic<std::size_t> mapped = 0;
 
 bool fails(Kind kind) { return armed && kind == armedKind && callsLeft != 0 && --callsLeft == 0; }
 
@@ -159,11 +161,25 @@ int munmap(void* address, std::size_t size) {
 }
 
 int sqlite3_step(sqlite3_stmt* statement) {
-    if (faults::fails(faults::Kind::Step)) {
+    // The steps that a step takes itself fail inside of SQLite, which then knows of it.
+    static thread_local int depth = 0;
+    if (depth == 0 && faults::fails(faults::Kind::Step)) {
         return SQLITE_IOERR;
     }
     static const auto step = reinterpret_cast<int (*)(sqlite3_stmt*)>(dlsym(RTLD_NEXT, "sqlite3_step"));
-    return step(statement);
+    ++depth;
+    const int code = step(statement);
+    --depth;
+    return code;
+}
+
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*), void* argument) {
+    if (faults::fails(faults::Kind::Thread)) {
+        return EAGAIN;
+    }
+    static const auto create =
+        reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+    return create(thread, attributes, run, argument);
 }
 
 }  // extern "C"
