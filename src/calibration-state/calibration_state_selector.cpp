@@ -59,6 +59,7 @@ std::string CalibrationStateSelector::getUUID(CppSQLite3DB& db) const {
     return *key;
 }
 
+// A key that was asked for must be there, complete or not.
 void CalibrationStateSelector::requireKey(CppSQLite3DB& db) const {
     const std::string query = "SELECT COUNT(*) FROM CalibrationState WHERE Key=" + sqlLiteral(*request.key);
     if (sqlite::simpleCheckedQuery<std::int64_t>(db, query) == 0) {

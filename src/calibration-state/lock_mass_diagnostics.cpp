@@ -23,6 +23,7 @@ constexpr std::string_view kSeparators = " ,;\t\n\r";
     LUMO_THROW(CorruptDataError(std::string("Column ") + column + " holds no series of numbers."));
 }
 
+// A number ends at a separator or at the end of the text; anything else after it is damage.
 std::vector<double> seriesFromText(std::string_view text, const char* column) {
     std::vector<double> series;
     for (std::size_t begin = text.find_first_not_of(kSeparators); begin != std::string_view::npos;

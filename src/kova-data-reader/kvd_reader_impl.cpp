@@ -100,6 +100,7 @@ void KvdReaderImpl::checkSchemaVersion() {
     }
 }
 
+// The one place where the compression type decides what reads scans or spectra.
 void KvdReaderImpl::createStorageReader() {
     const auto type = sqlite::getProperty<std::int32_t>(*db, "KovaCompressionType");
     compressionType = static_cast<CompressionType>(type);

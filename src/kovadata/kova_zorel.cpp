@@ -39,6 +39,7 @@ struct PrecursorsOfFrame {
     void check() const {}
 };
 
+// What all of them do: choose precursors, prepare their extraction, run it.
 template <class Selection>
 uint32_t extract(uint64_t handle, const Selection& selection, const auto& run) {
     return lumo::io::guarded<KovaInterface>(uint32_t{0}, [&] {

@@ -25,6 +25,7 @@ models::Polarity polarityOf(const std::string& text) {
 // Fields of a row of "MzCalibration" as it is queried.
 enum Field : int { kModelType = 1, kTimebase, kDelay, kT1, kT2, kDC1, kDC2, kFirstCoefficient };
 
+// Each call makes a transformator that its caller owns alone and may change.
 models::ICalibrationTransformatorPtr buildTransformator(CppSQLite3Query& row) {
     const double timebase = row.getFloatField(kTimebase);
     const double delay = row.getFloatField(kDelay);

@@ -142,6 +142,7 @@ std::int64_t getMobCalibId(std::int64_t frameId, CppSQLite3DB& db, const logging
     return sqlite::simpleCheckedQuery<std::int64_t>(db, sql);
 }
 
+// The frames of a polarity must agree on one calibration, since a reference stands for all of them.
 std::optional<std::int64_t> readRefMzTrafoId(CppSQLite3DB& db, models::Polarity polarity) {
     const std::string condition = " WHERE Polarity = '" + std::string(1, models::signOf(polarity)) + "'";
     const auto count = sqlite::simpleCheckedOptionalQuery<std::int32_t>(

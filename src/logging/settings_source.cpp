@@ -13,6 +13,8 @@
 #include "sys/interrupted_calls.h"
 #include "sys/well_known_directories.h"
 
+// Where a configuration comes from. It is looked for once, when the first logger is asked for, and in this
+// order: what the environment names, the current directory, the user's configuration directory.
 namespace lumo::logging {
 
 namespace {
@@ -133,6 +135,8 @@ Surroundings Surroundings::ofThisProcess() {
             sys::userConfigurationDirectory()};
 }
 
+// A level from the environment changes the root alone, so levels that the file gives to parts of the library
+// stay.
 std::optional<Settings> findSettings(const Surroundings& surroundings) {
     const std::optional<Level> level = levelFrom(surroundings);
     if (level == Level::Off) {

@@ -8,6 +8,8 @@
 #include "diag/assert.h"
 #include "diag/throw.h"
 
+// Collecting peaks is copying them: two arrays per frame, of exactly the right size. Only where peaks may lie
+// outside of the profile they are looked at one by one.
 namespace lumo::algorithm {
 
 namespace {

@@ -47,6 +47,8 @@ LUMO_AVX2 inline void store(std::byte* target, __m256i values) {
 
 }  // namespace
 
+// Stops before the first block that is not simple, a step that is too large or an index beyond the bins, and
+// leaves the rest to the plain form.
 LUMO_AVX2 void decodeRunsByAvx2(const RunLengthScan& scan, const PeakOutput& output, RunLengthPosition& at) {
     LUMO_ASSERT(at.value == 0 && at.index == 0 && at.kept == 0);
     // Sums of eight such steps, begun below the bound, stay within 32 bits.

@@ -13,6 +13,7 @@ using lumo::run::AnalysisFormat;
 
 namespace {
 
+// The same directory and calibration as the run's, opened once more: the two interfaces share no state.
 template <class InstanceType>
 uint64_t lend(kvr_run& handle) {
     if (!std::holds_alternative<std::unique_ptr<InstanceType>>(handle.lent)) {

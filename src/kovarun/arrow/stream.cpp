@@ -22,6 +22,8 @@ namespace lumo::run::arrow {
 
 namespace {
 
+// What the caller asked for wrongly, what it ended itself, and what lack of memory ended; the rest is the
+// data's fault.
 int errorCodeOf(const std::exception& error) {
     if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
         return ENOMEM;
@@ -105,6 +107,7 @@ int getNext(ArrowArrayStream* stream, ArrowArray* out) {
 
 const char* getLastError(ArrowArrayStream* stream) { return streamOf(stream).lastError(); }
 
+// Ends the threads that read ahead; batches that were given out stay valid.
 void releaseStream(ArrowArrayStream* stream) {
     const sys::CancellationDisabled untilReturn;
     delete static_cast<ExportedStream*>(stream->private_data);

@@ -7,6 +7,10 @@
 
 #include "kovarun/run/stored_columns.h"
 
+// The frames of a run, read by a connection of the catalog's own. SQLite counts the changes that other
+// connections make, so asking whether the frames are still what they were costs a look at the file and no
+// query over the frames. A frame that is asked for by its id and is not known may have been written since, so
+// its absence is believed only after a second look.
 namespace lumo::run {
 
 namespace {
@@ -25,6 +29,8 @@ std::int64_t countOr(const CppSQLite3Query& row, int field, std::int64_t unknown
     return isCount ? row.getInt64Field(field) : unknown;
 }
 
+// A cell that is not what it should be counts as not stated: planning goes on without it, and reading the
+// frame will tell.
 FrameEntry readEntry(const CppSQLite3Query& row) {
     FrameEntry entry;
     entry.id = row.getInt64Field(0);

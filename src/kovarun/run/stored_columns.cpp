@@ -2,6 +2,7 @@
 
 #include "sqlite/cppsqlite3.h"
 
+// Asked of the database itself, since no version number tells which columns a program has written.
 namespace lumo::run {
 
 std::set<std::string> columnsOf(CppSQLite3DB& db, const std::string& table) {

@@ -52,6 +52,7 @@ MsmsPlan::MsmsPlan(const io::kova::KvdReader& reader, const io::algorithms::Prec
     starts.push_back(sorted.size());
 }
 
+// Groups end where the last frame changes, if they are large enough, so that neighbours share few frames.
 std::vector<FrameGroup> groupPrecursors(const MsmsPlan& plan, std::size_t size) {
     std::vector<FrameGroup> groups;
     for (std::size_t i = 0; i < plan.precursors(); ++i) {

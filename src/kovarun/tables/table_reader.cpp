@@ -162,6 +162,7 @@ TableColumn present(const std::set<std::string>& names, std::string name, const 
     return column;
 }
 
+// One query; the order of its columns is that of the table.
 Table readTable(CppSQLite3DB& db, const std::vector<TableColumn>& columns, const std::string& rest) {
     std::string sql = "SELECT ";
     for (const TableColumn& column : columns) {
