@@ -17,10 +17,10 @@ namespace lumo::algorithm {
 // per profile. So the work is done in two passes over the peaks and with one bit per bin, 50 KB, which stay
 // in the cache:
 //
-//   1. Each peak sets the bit of its bin. Then the words that are not 0 are listed, and for each of them how many bits
-//      there are in all words before it: its rank.
-//   2. A bin's sum is entry "rank of its word + number of bits below its own" of `sums`, which is therefore dense and in
-//      ascending order of bins. Each peak is added there.
+//   1. Each peak sets the bit of its bin. Then the words that are not 0 are listed, and for each of them how
+//      many bits there are in all words before it: its rank.
+//   2. A bin's sum is entry "rank of its word + number of bits below its own" of `sums`, which is therefore
+//      dense and in ascending order of bins. Each peak is added there.
 //
 // Finally the runs of ones are read off as intervals of occupied bins, and the bits are cleared word by word.
 //

@@ -66,8 +66,8 @@ private:
     std::size_t length;
 };
 
-// A stream of record batches from the library, one batch at a time. Failures are thrown as Failure; a call that the user
-// ended by Ctrl-C as Interrupted.
+// A stream of record batches from the library, one batch at a time. Failures are thrown as Failure; a call
+// that the user ended by Ctrl-C as Interrupted.
 class ArrowStream {
 public:
     // The call of the library that fills in the stream.

@@ -30,8 +30,8 @@ struct WorkSetting {
     bool showsProgress = true;
 };
 
-// Follows a long call of the library: draws its progress, ends it when the user interrupts, and keeps the frames that it
-// leaves out because they are damaged.
+// Follows a long call of the library: draws its progress, ends it when the user interrupts, and keeps the
+// frames that it leaves out because they are damaged.
 class LongCall {
 public:
     LongCall(const WorkSetting& setting, const std::string& unit, std::uint64_t batchSize = 0);

@@ -32,8 +32,8 @@ struct CalibrationChoice {
         state;  // a state that must be there, such as "last:SOURCE" or "uuid:KEY"; goes before `newest`
 };
 
-// An open run of either format. Throws Failure with the library's text, and a hint where one is known, if it cannot be
-// opened.
+// An open run of either format. Throws Failure with the library's text, and a hint where one is known, if it
+// cannot be opened.
 class Run {
 public:
     explicit Run(const std::string& directory, const CalibrationChoice& calibration = {});

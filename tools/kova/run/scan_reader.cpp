@@ -39,7 +39,8 @@ bool holdsScan(const Run& run, std::int64_t frame, std::uint32_t scan) {
 
 }  // namespace
 
-// The stated number is mostly right, and asking whether there is one scan more costs nothing then: the frame is loaded.
+// The stated number is mostly right, and asking whether there is one scan more costs nothing then: the frame
+// is loaded.
 ScanData ScanReader::read(const FrameRow& frame) {
     if (const std::uint32_t stated = frame.scans.value_or(0); stated != 0 && stated != UINT32_MAX) {
         const auto words = readBelow(frame.id, stated);

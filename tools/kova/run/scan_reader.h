@@ -9,8 +9,8 @@
 
 namespace kova_tool {
 
-// The peaks of all scans of a frame with their measured intensities, in the layout in which the library returns them. A view
-// into the ScanReader that read them: valid until its next read.
+// The peaks of all scans of a frame with their measured intensities, in the layout in which the library
+// returns them. A view into the ScanReader that read them: valid until its next read.
 struct ScanData {
     std::span<const std::uint32_t> words;
     std::uint32_t scans = 0;
@@ -18,7 +18,8 @@ struct ScanData {
     std::uint64_t intensitySum = 0;
 };
 
-// Reads frames into one buffer that grows to the largest result. Failures of the library are thrown as Failure.
+// Reads frames into one buffer that grows to the largest result. Failures of the library are thrown as
+// Failure.
 class ScanReader {
 public:
     // The run must outlive the reader.
@@ -27,7 +28,8 @@ public:
     // As many scans as the data hold, whatever the metadata state.
     ScanData read(const FrameRow& frame);
 
-    // How many of the scans of a damaged frame can be read. Only where they are compressed one by one can that be some.
+    // How many of the scans of a damaged frame can be read. Only where they are compressed one by one can
+    // that be some.
     std::uint32_t countGoodScans(std::int64_t frame, std::uint32_t scans) const;
 
 private:
