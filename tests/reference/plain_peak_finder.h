@@ -93,6 +93,24 @@ inline Smoothed smooth(const std::vector<int>& y, const std::vector<WidthSegment
     return result;
 }
 
+inline std::size_t startOfWideWindows(const std::vector<WidthSegment>& segments) {
+    std::size_t start = 0;
+    for (auto segment = segments.rbegin(); segment != segments.rend(); ++segment) {
+        start = segment->width >= 3 ? segment->start : start;
+    }
+    return start;
+}
+
+inline double positionOf(std::int32_t lastPos, double posVal, std::int32_t lastNeg, double negVal) {
+    if (lastPos == lastNeg) {
+        return lastPos + 0.5 + posVal / (posVal - negVal);
+    }
+    if (lastNeg == lastPos + 1) {
+        return lastPos + 0.5 + 2 * posVal / (posVal - negVal);
+    }
+    return lastPos + 1.0 + (lastNeg - lastPos) * 0.5;
+}
+
 inline Peaks maxima(const std::vector<int>& y, const Smoothed& smoothed,
                     const std::vector<WidthSegment>& segments, std::size_t shift, float threshold) {
     const std::size_t n = y.size();
@@ -111,10 +129,7 @@ inline Peaks maxima(const std::vector<int>& y, const Smoothed& smoothed,
         report(0.0, static_cast<float>(y[shift]), y[shift]);
         return peaks;
     }
-    std::size_t wideStart = 0;
-    for (auto segment = segments.rbegin(); segment != segments.rend(); ++segment) {
-        wideStart = segment->width >= 3 ? segment->start : wideStart;
-    }
+    const std::size_t wideStart = startOfWideWindows(segments);
     std::int32_t lastPos = -1;
     std::int32_t lastNeg = -1;
     double posVal = 0;
@@ -132,15 +147,7 @@ inline Peaks maxima(const std::vector<int>& y, const Smoothed& smoothed,
         if (lastPos == -1 || lastNeg == -1 || lastPos > lastNeg) {
             continue;
         }
-        double p = 0;
-        if (lastPos == lastNeg) {
-            p = lastPos + 0.5 + posVal / (posVal - negVal);
-        } else if (lastNeg == lastPos + 1) {
-            p = lastPos + 0.5 + 2 * posVal / (posVal - negVal);
-        } else {
-            p = lastPos + 1.0 + (lastNeg - lastPos) * 0.5;
-        }
-        const double position = p - static_cast<double>(shift);
+        const double position = positionOf(lastPos, posVal, lastNeg, negVal) - static_cast<double>(shift);
         const auto k = static_cast<std::uint64_t>(static_cast<std::int64_t>(position));
         std::uint64_t first = k + shift;
         std::uint64_t last = k + shift + 1;

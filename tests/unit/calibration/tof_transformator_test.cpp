@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "calibration/monotonic_range.h"
 #include "fixtures/failure.h"
 #include "fixtures/random.h"
 #include "tof_transformators.h"
@@ -121,6 +122,8 @@ TEST(Transformator, IndicesAreShiftedScaledAndRounded) {
                 4.0, 1e-3);
     const auto [low, high] = trafo->monotonicMassRange(500.0);
     EXPECT_TRUE(low < 500.0 && 500.0 < high);
+    const auto turning = turningRootsOfCubic(2.0, -6.0, -90.0);  // where 6 (s + 3) (s - 5) is 0
+    EXPECT_TRUE(turning.any && turning.low == -3.0 && turning.high == 5.0);
     const double shifted = trafo->DIndexToMass(1010.0);
     trafo->SetIndexOffset(10.0);
     EXPECT_EQ(trafo->DIndexToMass(1000.0), shifted);
