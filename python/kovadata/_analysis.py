@@ -160,8 +160,8 @@ class Analysis(MobilityAnalysis):
         -------
         ndarray, pandas.DataFrame, polars.DataFrame or pyarrow.Table
             Columns ``id``, ``frame`` (id of the survey frame), ``scan``, ``mz`` in Th, ``charge``, ``intensity`` in
-            counts, ``time`` in s, ``one_over_k0`` in V s / cm^2. What is not known is NaN, -1 or, for charges,
-            0 in an array, and null in a data frame.
+            counts, ``time`` in s, ``one_over_k0`` in V s / cm^2, ``ccs`` in square angstrom. What is not known is NaN, -1
+            or, for charges, 0 in an array, and null in a data frame.
         """
         return convert(read_precursors(self._run), PRECURSOR_COLUMNS, kind)
 

@@ -2,14 +2,62 @@
 
 from __future__ import annotations
 
-from typing import Any, Optional, Union
+from typing import Any, Callable, Optional, Protocol, Type, TypeVar, Union, cast, overload
 
 import numpy as np
 import numpy.typing as npt
 
-Out = Optional[np.ndarray]
+UInt32 = npt.NDArray[np.uint32]
+Float32 = npt.NDArray[np.float32]
+Float64 = npt.NDArray[np.float64]
+UInt64 = npt.NDArray[np.uint64]
+Int32 = npt.NDArray[np.int32]
+Int64 = npt.NDArray[np.int64]
+
+Out = Optional[Float64]
 Values = npt.ArrayLike
-Converted = Union[np.ndarray, np.float64]
+Converted = Union[Float64, np.float64]
+
+
+class OfFrame(Protocol):
+    """A conversion by the calibration of a frame: of a number to a number, of anything else to an array."""
+
+    @overload
+    def __call__(self, frame: int, values: float, /) -> np.float64: ...
+
+    @overload
+    def __call__(self, frame: int, values: Values, /, out: Out = ...) -> Float64: ...
+
+    def __call__(self, frame: int, values: Any, /, out: Out = ...) -> Any: ...
+
+
+class OfValues(Protocol):
+    """The same where the frame is known."""
+
+    @overload
+    def __call__(self, values: float, /) -> np.float64: ...
+
+    @overload
+    def __call__(self, values: Values, /, out: Out = ...) -> Float64: ...
+
+    def __call__(self, values: Any, /, out: Out = ...) -> Any: ...
+
+
+Call = TypeVar("Call", OfFrame, OfValues, covariant=True)
+
+
+class _Method(Protocol[Call]):
+    def __get__(self, instance: object, owner: Optional[Type[Any]] = None) -> Call: ...
+
+
+def conversion(method: Callable[[Any, int, Values, Out], Converted]) -> _Method[OfFrame]:
+    """Types a method as a conversion."""
+    return cast("_Method[OfFrame]", method)
+
+
+def frame_conversion(method: Callable[[Any, Values, Out], Converted]) -> _Method[OfValues]:
+    """The same for one frame."""
+    return cast("_Method[OfValues]", method)
 
 
 def address(array: np.ndarray) -> int:

@@ -9,8 +9,9 @@ from typing import Any, Callable, Iterable, List, Optional, Tuple, Type, TypeVar
 
 import numpy as np
 
-from ._arrays import Converted, Out, Values, address, conversion_arrays
+from ._arrays import Converted, Out, Values, address, conversion, conversion_arrays
 from ._calibration import chosen_calibration
+from ._description import Described, Facts, frames_fact
 from ._errors import KovaError
 from ._partitions import Partition, partition
 from ._run import Run
@@ -56,7 +57,7 @@ def is_lack_of_calibration(text: str) -> bool:
     return text.endswith(_NO_CALIBRATION)
 
 
-class BaseAnalysis:
+class BaseAnalysis(Described):
     """An open analysis of either kind."""
 
     _has_mobility = True
@@ -91,8 +92,18 @@ class BaseAnalysis:
     def __exit__(self, *exception: object) -> None:
         self.close()
 
-    def __repr__(self) -> str:
-        return f"<kovadata.{type(self).__name__} {self._path!r}{' closed' * self.closed}>"
+    def _title(self) -> str:
+        return f"{type(self).__name__} {self._path!r}{' closed' * self.closed}"
+
+    def _facts(self) -> Facts:
+        """Costs as much as reading the table of frames."""
+        table = self._frame_table()
+        return frames_fact("frames" if self._has_mobility else "spectra", table) + (
+            self._ranges(int(table["id"][0]), int(table["scans"].max())) if len(table) else [])
+
+    def _ranges(self, frame: int, scans: int) -> Facts:
+        """What the axes of a frame reach over."""
+        return []
 
     def close(self) -> None:
         """Closes the analysis, after the call that another thread may be in. Closing again does nothing."""
@@ -134,47 +145,34 @@ class BaseAnalysis:
         """
         return partition(self._frame_table(), os.path.getsize(os.path.join(self._path, self._blob_name)), n)
 
+    @conversion
     def index_to_mz(self, frame: int, index: Values, out: Out = None) -> Converted:
-        """Converts time-of-flight indices to m/z.
+        """Converts time-of-flight indices, fractional and counted from 0, to m/z in Th.
 
         Parameters
         ----------
         frame : int
             "Id" of the frame, whose calibration is used.
         index : array_like of float64
-            Indices, fractional, counted from 0.
+            What is to be converted.
         out : ndarray of float64, optional
-            Receives the result in place; contiguous, of the shape of `index`. May be `index` itself.
+            Receives the result in place; contiguous, of the shape of the input. May be the input itself.
 
         Returns
         -------
-        ndarray of float64
-            m/z in Th, of the shape of `index`; `out` if that was passed.
+        ndarray of float64 or float64
+            Of the shape of the input; `out` if that was passed.
 
         Raises
         ------
         KovaError
-            There is no such frame, or it has no mass calibration.
+            There is no such frame, or it has no such calibration.
         """
         return self._convert("index_to_mz", frame, index, out)
 
+    @conversion
     def mz_to_index(self, frame: int, mz: Values, out: Out = None) -> Converted:
-        """Converts m/z in Th to time-of-flight indices; the inverse of `index_to_mz`.
-
-        Parameters
-        ----------
-        frame : int
-            "Id" of the frame, whose calibration is used.
-        mz : array_like of float64
-            m/z in Th.
-        out : ndarray of float64, optional
-            Receives the result in place; contiguous, of the shape of `mz`. May be `mz` itself.
-
-        Returns
-        -------
-        ndarray of float64
-            Fractional indices, counted from 0; `out` if that was passed.
-        """
+        """The inverse of `index_to_mz`, called in the same way."""
         return self._convert("mz_to_index", frame, mz, out)
 
     def _convert(self, name: str, frame: int, values: Values, out: Out) -> Converted:

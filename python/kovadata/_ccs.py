@@ -2,16 +2,26 @@
 
 from __future__ import annotations
 
+from typing import overload
+
 import numpy as np
 import numpy.typing as npt
 
-from ._arrays import Converted
+from ._arrays import Converted, Float64
 
 # The values and the order of operations are those of the library, so that results are the same to the last bit.
 _ELECTRON_MASS = 0.00054857990946
 _GAS_MASS = 28.0134
 _TEMPERATURE = 305.0
 _FACTOR = 18509.863216340458
+
+
+@overload
+def one_over_k0_to_ccs(one_over_k0: float, charge: int, mz: float) -> np.float64: ...
+
+
+@overload
+def one_over_k0_to_ccs(one_over_k0: npt.ArrayLike, charge: npt.ArrayLike, mz: npt.ArrayLike) -> Float64: ...
 
 
 def one_over_k0_to_ccs(one_over_k0: npt.ArrayLike, charge: npt.ArrayLike, mz: npt.ArrayLike) -> Converted:
@@ -37,6 +47,14 @@ def one_over_k0_to_ccs(one_over_k0: npt.ArrayLike, charge: npt.ArrayLike, mz: np
     with np.errstate(all="ignore"):
         k0 = 1.0 / np.asarray(one_over_k0, np.float64)
         return _scaled_charge(charge) / (k0 * _root_of_reduced_mass(charge, mz))
+
+
+@overload
+def ccs_to_one_over_k0(ccs: float, charge: int, mz: float) -> np.float64: ...
+
+
+@overload
+def ccs_to_one_over_k0(ccs: npt.ArrayLike, charge: npt.ArrayLike, mz: npt.ArrayLike) -> Float64: ...
 
 
 def ccs_to_one_over_k0(ccs: npt.ArrayLike, charge: npt.ArrayLike, mz: npt.ArrayLike) -> Converted:

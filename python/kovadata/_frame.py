@@ -6,7 +6,9 @@ from typing import Any, Optional, Tuple
 
 import numpy as np
 
-from ._arrays import Converted, Out, Values
+from ._arrays import Converted, Out, Values, frame_conversion
+from ._description import Described, Facts
+from ._errors import KovaError
 from ._mobility import MobilityAnalysis
 from ._peaks import COLUMNS, PeakBuffer, Peaks, Scans
 from ._scan_reader import scan_number
@@ -16,7 +18,7 @@ def _number(value: Any) -> Optional[int]:
     return None if value < 0 else int(value)
 
 
-class Frame:
+class Frame(Described):
     """One frame: an accumulation followed by a mobility ramp, a series of scans.
 
     Made by `Analysis.frame` and `Analysis.frames`. Reading goes through the analysis that it came from. Frames can be
@@ -29,8 +31,14 @@ class Frame:
         self._scan_count = _number(row["scans"])
         self._ahead: Optional[Peaks] = None
 
-    def __repr__(self) -> str:
-        return f"<kovadata.Frame {self.id} of {str(self._analysis.path)!r}>"
+    def _title(self) -> str:
+        return f"Frame {self.id} of {str(self._analysis.path)!r}"
+
+    def _facts(self) -> Facts:
+        stated = (("MS level", self.ms_level), ("scans", self._scan_count), ("peaks", self.num_peaks))
+        return [*((name, str(value)) for name, value in stated if value is not None),
+                *(("time", f"{time:.1f} s") for time in [self.time] if time == time),
+                *self._analysis._ranges(self.id, self._scan_count or 0)]
 
     def __reduce__(self) -> Tuple[Any, ...]:
         return Frame, (self._analysis, self._row)
@@ -158,31 +166,35 @@ class Frame:
             peaks = self._ahead if last - first == self.num_scans else self._ahead.between(first, last)
             peaks = peaks if mz and one_over_k0 else peaks.converted(mz, one_over_k0)
         else:
-            if not (end is None and last == 0) and not self._has(first, last):
-                self._analysis._scan_reader.require(self.id, first, last)
             peaks = self._read(first, last, normalized, mz, one_over_k0)
         return peaks if out is None else out._fill(peaks)
 
+    @frame_conversion
     def index_to_mz(self, index: Values, out: Out = None) -> Converted:
         """Converts time-of-flight indices to m/z in Th, see `Analysis.index_to_mz`."""
         return self._analysis.index_to_mz(self.id, index, out)
 
+    @frame_conversion
     def mz_to_index(self, mz: Values, out: Out = None) -> Converted:
         """Converts m/z in Th to time-of-flight indices, see `Analysis.mz_to_index`."""
         return self._analysis.mz_to_index(self.id, mz, out)
 
+    @frame_conversion
     def scan_to_one_over_k0(self, scan: Values, out: Out = None) -> Converted:
         """Converts scan numbers to 1/K0 in V s / cm^2, see `Analysis.scan_to_one_over_k0`."""
         return self._analysis.scan_to_one_over_k0(self.id, scan, out)
 
+    @frame_conversion
     def one_over_k0_to_scan(self, one_over_k0: Values, out: Out = None) -> Converted:
         """Converts 1/K0 in V s / cm^2 to scan numbers, see `Analysis.one_over_k0_to_scan`."""
         return self._analysis.one_over_k0_to_scan(self.id, one_over_k0, out)
 
+    @frame_conversion
     def scan_to_voltage(self, scan: Values, out: Out = None) -> Converted:
         """Converts scan numbers to voltages of the ramp in V, see `Analysis.scan_to_voltage`."""
         return self._analysis.scan_to_voltage(self.id, scan, out)
 
+    @frame_conversion
     def voltage_to_scan(self, voltage: Values, out: Out = None) -> Converted:
         """Converts voltages of the ramp in V to scan numbers, see `Analysis.voltage_to_scan`."""
         return self._analysis.voltage_to_scan(self.id, voltage, out)
@@ -190,7 +202,19 @@ class Frame:
     def _range(self, begin: Optional[int], end: Optional[int]) -> Tuple[int, int]:
         first = 0 if begin is None else scan_number(begin)
         # A range that begins after the last scan keeps one, so that the library says what is wrong.
-        return first, max(self.num_scans, first + (first > 0)) if end is None else scan_number(end)
+        last = max(self.num_scans, first + (first > 0)) if end is None else scan_number(end)
+        if not self._has(first, last):
+            self._require(first, last)
+        return first, last
+
+    def _require(self, begin: int, end: int) -> None:
+        """Raises what the library says of scans that the frame does not have; the metadata may know fewer than there are."""
+        try:
+            self._analysis._scan_reader.require(self.id, begin, end)
+        except KovaError as error:
+            if not str(error).endswith("out of range."):
+                raise
+            raise KovaError(f"{error} (frame {self.id} of {self._analysis.path} has scans 0 to {self.num_scans - 1})") from None
 
     def _has(self, begin: int, end: int) -> bool:
         return begin < end <= self.num_scans or end == self.num_scans == 0

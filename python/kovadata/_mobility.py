@@ -5,8 +5,11 @@ from __future__ import annotations
 import os
 from typing import Optional, Union
 
-from ._arrays import Converted, Out, Values
-from ._base import BaseAnalysis
+import numpy as np
+
+from ._arrays import Converted, Out, Values, conversion
+from ._base import BaseAnalysis, nan_without_calibration
+from ._description import Facts, range_fact
 from ._scan_reader import ScanReader
 
 
@@ -19,83 +22,30 @@ class MobilityAnalysis(BaseAnalysis):
         super()._prepare(path, recalibrated, calibration)
         self._scan_reader = ScanReader(self._run)
 
+    def _ranges(self, frame: int, scans: int) -> Facts:
+        """By the calibration of the frame."""
+        ends = np.array([0.0, self._run.info().num_bins - 1.0]), np.arange(0.0, max(scans, 0), max(scans - 1, 1))
+        mz, one_over_k0 = (nan_without_calibration(convert, frame, values)
+                           for convert, values in zip((self.index_to_mz, self.scan_to_one_over_k0), ends))
+        return range_fact("m/z", mz, 1, "") + range_fact("1/K0", one_over_k0, 3, "")
+
+    @conversion
     def scan_to_one_over_k0(self, frame: int, scan: Values, out: Out = None) -> Converted:
-        """Converts scan numbers to 1/K0.
-
-        Parameters
-        ----------
-        frame : int
-            "Id" of the frame, whose calibration is used.
-        scan : array_like of float64
-            Scan numbers, fractional, counted from 0.
-        out : ndarray of float64, optional
-            Receives the result in place; contiguous, of the shape of `scan`. May be `scan` itself.
-
-        Returns
-        -------
-        ndarray of float64
-            1/K0 in V s / cm^2; `out` if that was passed.
-
-        Raises
-        ------
-        KovaError
-            There is no such frame, or it has no mobility calibration.
-        """
+        """Converts scan numbers, fractional and counted from 0, to 1/K0 in V s / cm^2, as `index_to_mz` does to m/z."""
         return self._convert("scannum_to_oneoverk0", frame, scan, out)
 
+    @conversion
     def one_over_k0_to_scan(self, frame: int, one_over_k0: Values, out: Out = None) -> Converted:
-        """Converts 1/K0 in V s / cm^2 to scan numbers; the inverse of `scan_to_one_over_k0`.
-
-        Parameters
-        ----------
-        frame : int
-            "Id" of the frame, whose calibration is used.
-        one_over_k0 : array_like of float64
-            1/K0 in V s / cm^2.
-        out : ndarray of float64, optional
-            Receives the result in place; contiguous, of the shape of `one_over_k0`.
-
-        Returns
-        -------
-        ndarray of float64
-            Fractional scan numbers, counted from 0; `out` if that was passed.
-        """
+        """The inverse of `scan_to_one_over_k0`, called in the same way."""
         return self._convert("oneoverk0_to_scannum", frame, one_over_k0, out)
 
+    @conversion
     def scan_to_voltage(self, frame: int, scan: Values, out: Out = None) -> Converted:
-        """Converts scan numbers to voltages of the mobility ramp, which are negative in negative mode.
-
-        Parameters
-        ----------
-        frame : int
-            "Id" of the frame, whose calibration is used.
-        scan : array_like of float64
-            Scan numbers, fractional, counted from 0.
-        out : ndarray of float64, optional
-            Receives the result in place; contiguous, of the shape of `scan`.
-
-        Returns
-        -------
-        ndarray of float64
-            Voltages in V; `out` if that was passed.
-        """
+        """Converts scan numbers to voltages of the mobility ramp in V, which are negative in negative mode; called as
+        `scan_to_one_over_k0` is."""
         return self._convert("scannum_to_voltage", frame, scan, out)
 
+    @conversion
     def voltage_to_scan(self, frame: int, voltage: Values, out: Out = None) -> Converted:
-        """Converts voltages of the mobility ramp in V to scan numbers; the inverse of `scan_to_voltage`.
-
-        Parameters
-        ----------
-        frame : int
-            "Id" of the frame, whose calibration is used.
-        voltage : array_like of float64
-            Voltages in V.
-        out : ndarray of float64, optional
-            Receives the result in place; contiguous, of the shape of `voltage`.
-
-        Returns
-        -------
-        ndarray of float64
-            Fractional scan numbers, counted from 0; `out` if that was passed.
-        """
+        """The inverse of `scan_to_voltage`, called in the same way."""
         return self._convert("voltage_to_scannum", frame, voltage, out)

@@ -4,17 +4,19 @@ from __future__ import annotations
 
 import ctypes
 import dataclasses
+import importlib
 from ctypes import c_int64
-from typing import Iterator, Optional, Union
+from typing import Any, Iterator, Optional, Union
 
 import numpy as np
 
-from ._arrays import address, require_out
+from ._arrays import Float32, Float64, Int32, UInt32, address, require_out
 from ._base import nan_without_calibration
 from ._errors import BufferTooSmall, KovaError
 from ._mobility import MobilityAnalysis
 from ._precursors import Precursor
 from ._queries import Watch, control
+from ._table import with_nulls
 from ._tables import KnownRows
 
 _LINES, _PROFILES = 0, 1
@@ -37,14 +39,32 @@ class MsmsSpectrum:
     """
 
     precursor: Precursor
-    mz: np.ndarray
-    intensity: np.ndarray
+    mz: Float64
+    intensity: Float32
 
     def __len__(self) -> int:
         return len(self.mz)
 
     def __repr__(self) -> str:
         return f"<kovadata.MsmsSpectrum: {len(self)} peaks of precursor {self.precursor.id}>"
+
+    def table(self, kind: str = "numpy") -> Any:
+        """Columns ``mz`` and ``intensity``; `kind` as for `Peaks.table`."""
+        return with_nulls({"mz": self.mz, "intensity": self.intensity}, kind)
+
+    def to_spectrum_utils(self) -> Any:
+        """The spectrum as a ``spectrum_utils.spectrum.MsmsSpectrum``. A charge that is not known is 0 there."""
+        about = self.precursor
+        return _package("spectrum_utils.spectrum").MsmsSpectrum(
+            str(about.id), about.mz, about.charge or 0, self.mz, self.intensity, retention_time=about.time)
+
+    def to_matchms(self) -> Any:
+        """The spectrum as a ``matchms.Spectrum``, with what is known of its precursor as metadata."""
+        about = self.precursor
+        known = {"id": str(about.id), "precursor_mz": about.mz, "charge": about.charge, "retention_time": about.time,
+                 "precursor_intensity": about.intensity, "inverse_reduced_mobility": about.one_over_k0, "ccs": about.ccs}
+        return _package("matchms").Spectrum(self.mz.astype(np.float64), self.intensity.astype(np.float64), {
+            name: value for name, value in known.items() if value is not None and value == value})
 
 
 @dataclasses.dataclass(frozen=True, eq=False, repr=False)
@@ -67,9 +87,9 @@ class MsmsProfile:
 
     precursor: Precursor
     bins: int
-    tof_index: np.ndarray
-    intensity: np.ndarray
-    mz: np.ndarray
+    tof_index: UInt32
+    intensity: Int32
+    mz: Float64
 
     def __len__(self) -> int:
         return len(self.tof_index)
@@ -98,6 +118,14 @@ class MsmsProfile:
         profile[:] = 0
         profile[self.tof_index] = self.intensity
         return profile
+
+
+def _package(name: str) -> Any:
+    try:
+        return importlib.import_module(name)
+    except ModuleNotFoundError as error:
+        package = name.partition(".")[0]
+        raise ImportError(f"this needs the package {package}, which is not installed: pip install {package}") from error
 
 
 def read_msms(analysis: MobilityAnalysis, known: KnownRows, wanted: Optional[np.ndarray], frame: Optional[int],

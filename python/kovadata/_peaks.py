@@ -8,6 +8,7 @@ from typing import Any, Callable, Iterator, NamedTuple, Optional, Union
 
 import numpy as np
 
+from ._arrays import Float64, UInt32
 from ._table import with_nulls
 
 class Scan(NamedTuple):
@@ -24,8 +25,8 @@ class Scan(NamedTuple):
     """
 
     scan: int
-    tof_index: np.ndarray
-    intensity: np.ndarray
+    tof_index: UInt32
+    intensity: UInt32
 
 
 class Scans:
@@ -104,11 +105,12 @@ class Peaks:
     frame_id: int
     begin: int
     end: int
-    scan: np.ndarray
-    tof_index: np.ndarray
-    intensity: np.ndarray
-    mz: Optional[np.ndarray]
-    one_over_k0: Optional[np.ndarray]
+    scan: UInt32
+    tof_index: UInt32
+    intensity: UInt32
+    # None if not asked for; typed so that who asked need not check.
+    mz: Union[Float64, Any]
+    one_over_k0: Union[Float64, Any]
 
     def __len__(self) -> int:
         return len(self.tof_index)

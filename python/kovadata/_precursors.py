@@ -27,6 +27,8 @@ class Precursor(NamedTuple):
         Retention time of the survey frame in s; NaN if it is not known.
     one_over_k0 : float
         1/K0 in V s / cm^2; NaN if it is not known.
+    ccs : float
+        Collisional cross section in square angstrom; NaN if 1/K0, charge or m/z are not known.
     """
 
     id: int
@@ -37,11 +39,12 @@ class Precursor(NamedTuple):
     intensity: float
     time: float
     one_over_k0: float = math.nan
+    ccs: float = math.nan
 
     @classmethod
     def of_row(cls, precursor_id: int, row: Optional[Tuple[Any, ...]]) -> Precursor:
         """What a row of the precursor table says, None if there is none."""
         if row is None:
             return cls(precursor_id, None, math.nan, math.nan, None, math.nan, math.nan)
-        _, frame, scan, mz, charge, intensity, time, one_over_k0 = row
-        return cls(precursor_id, None if frame < 0 else frame, scan, mz, charge or None, intensity, time, one_over_k0)
+        _, frame, scan, mz, charge, *others = row
+        return cls(precursor_id, None if frame < 0 else frame, scan, mz, charge or None, *others)

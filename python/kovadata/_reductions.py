@@ -9,7 +9,7 @@ from typing import Any, Dict, List, Optional, Sequence, Tuple
 
 import numpy as np
 
-from ._arrays import address
+from ._arrays import Float64, Int64, UInt32, UInt64, address
 from ._arrow_c import Batch, filled
 from ._queries import Control, Query, Watch
 from ._run import Run
@@ -37,9 +37,9 @@ class Chromatograms:
         One row per target.
     """
 
-    frame: np.ndarray
-    time: np.ndarray
-    intensity: np.ndarray
+    frame: Int64
+    time: Float64
+    intensity: UInt64
 
     def __len__(self) -> int:
         return len(self.intensity)
@@ -68,9 +68,9 @@ class Mobilograms:
         One row per target.
     """
 
-    scan: np.ndarray
-    one_over_k0: np.ndarray
-    intensity: np.ndarray
+    scan: UInt32
+    one_over_k0: Float64
+    intensity: UInt64
 
     def __len__(self) -> int:
         return len(self.intensity)
@@ -101,10 +101,10 @@ class SummedSpectrum:
         How many peaks were summed.
     """
 
-    tof_index: np.ndarray
-    mz: np.ndarray
-    intensity: np.ndarray
-    count: np.ndarray
+    tof_index: UInt32
+    mz: Float64
+    intensity: UInt64
+    count: UInt64
 
     def __len__(self) -> int:
         return len(self.tof_index)
@@ -129,9 +129,9 @@ class Image:
         Limits of the cells, one more than there are cells.
     """
 
-    values: np.ndarray
-    x_edges: np.ndarray
-    y_edges: np.ndarray
+    values: UInt64
+    x_edges: Float64
+    y_edges: Float64
 
     def __repr__(self) -> str:
         return f"<kovadata.Image of {self.values.shape[1]} x {self.values.shape[0]} cells>"

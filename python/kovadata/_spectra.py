@@ -4,13 +4,14 @@ from __future__ import annotations
 
 import ctypes
 import dataclasses
-from typing import Any, Iterable, Iterator, Optional, Tuple, Union
+from typing import Any, Dict, Iterable, Iterator, Optional, Tuple, Union
 
 import numpy as np
 
-from ._arrays import Converted, Out, Values, require_out
+from ._arrays import Converted, Float32, Float64, Out, Values, frame_conversion, require_out
 from ._arrow_c import Batch
 from ._base import BaseAnalysis, frame_number, frame_numbers
+from ._description import Described, Facts
 from ._errors import BufferTooSmall, KovaError
 from ._partitions import Partition
 from ._queries import Watch, control, query
@@ -36,10 +37,10 @@ class Lines:
         m/z of each peak in Th; NaN if the spectrum has no mass calibration.
     """
 
-    position: np.ndarray
-    intensity: np.ndarray
-    width: Optional[np.ndarray]
-    mz: np.ndarray
+    position: Float64
+    intensity: Float32
+    width: Optional[Float32]
+    mz: Float64
 
     def __len__(self) -> int:
         return len(self.position)
@@ -47,22 +48,25 @@ class Lines:
     def __repr__(self) -> str:
         return f"<kovadata.Lines: {len(self)} peaks>"
 
-    def table(self, kind: str) -> Any:
-        """The lines as a data frame, ``kind`` being ``"pandas"``, ``"polars"`` or ``"arrow"``."""
-        columns = {"position": self.position, "intensity": self.intensity, "mz": self.mz}
+    def table(self, kind: str = "numpy") -> Any:
+        """The lines as a structured array, or as a data frame: ``"pandas"``, ``"polars"`` or ``"arrow"``."""
+        columns: Dict[str, np.ndarray] = {"position": self.position, "intensity": self.intensity, "mz": self.mz}
         if self.width is not None:
             columns["width"] = self.width
         return with_nulls(columns, kind)
 
 
-class Spectrum:
+class Spectrum(Described):
     """One spectrum of an analysis without ion mobility. Made by `SpectrumAnalysis`."""
 
     def __init__(self, analysis: SpectrumAnalysis, row: np.void) -> None:
         self._analysis, self._row = analysis, row
 
-    def __repr__(self) -> str:
-        return f"<kovadata.Spectrum {self.id} of {str(self._analysis.path)!r}>"
+    def _title(self) -> str:
+        return f"Spectrum {self.id} of {str(self._analysis.path)!r}"
+
+    def _facts(self) -> Facts:
+        return [("time", f"{self.time:.1f} s")] if self.time == self.time else []
 
     def __reduce__(self) -> Tuple[Any, ...]:
         return Spectrum, (self._analysis, self._row)
@@ -132,10 +136,12 @@ class Spectrum:
         """
         return _moved((next(iter(self._read(_PROFILE)["intensity"])),), None if out is None else (out,))[0]
 
+    @frame_conversion
     def index_to_mz(self, index: Values, out: Out = None) -> Converted:
         """Converts time-of-flight indices to m/z in Th, see `SpectrumAnalysis.index_to_mz`."""
         return self._analysis.index_to_mz(self.id, index, out)
 
+    @frame_conversion
     def mz_to_index(self, mz: Values, out: Out = None) -> Converted:
         """Converts m/z in Th to time-of-flight indices, see `SpectrumAnalysis.mz_to_index`."""
         return self._analysis.mz_to_index(self.id, mz, out)

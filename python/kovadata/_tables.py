@@ -6,6 +6,7 @@ from typing import Any, Callable, Dict, List, Optional, Tuple
 
 import numpy as np
 
+from ._ccs import one_over_k0_to_ccs
 from ._run import Run
 from ._table import Column, structured
 
@@ -35,6 +36,7 @@ PRECURSOR_COLUMNS = (
     Column("intensity", "f8", np.nan),
     Column("time", "f8", np.nan),
     Column("one_over_k0", "f8", np.nan),
+    Column("ccs", "f8", np.nan),
 )
 
 
@@ -51,7 +53,10 @@ def read_frames(run: Run) -> np.ndarray:
 
 def read_precursors(run: Run) -> np.ndarray:
     """The same for precursors."""
-    return structured(PRECURSOR_COLUMNS, list(run.stream("table", _PRECURSORS)))
+    table = structured(PRECURSOR_COLUMNS, [{**batch, "ccs": batch["one_over_k0"]} for batch in run.stream("table", _PRECURSORS)])
+    area = one_over_k0_to_ccs(table["one_over_k0"], table["charge"], table["mz"])
+    table["ccs"] = np.where(table["charge"] == 0, np.nan, area)
+    return table
 
 
 class KnownRows:

@@ -1,6 +1,7 @@
 """The Python programs of the documentation run as they stand."""
 
 import operator
+import os
 import pathlib
 import re
 import subprocess
@@ -61,6 +62,19 @@ def test_programs_on_other_runs(simulated, tmp_path, page, number):
 def test_examples_of_docstrings(simulated, tmp_path, name):
     lines = re.findall(r"^ *(?:>>>|\.\.\.) ?(.*)$", getattr(kovadata, name).__doc__, re.M)
     run_program(tmp_path, simulated, "import kovadata\n" + textwrap.dedent("\n".join(lines)))
+
+
+def test_lines_of_recipes_are_typed(tmp_path):
+    """In a typed function; functions that a program defines for itself, and other packages, need no types."""
+    for page in PAGES:
+        for number, program in enumerate(PROGRAM.findall(page.read_text())):
+            text = "def program() -> None:\n" + textwrap.indent(program, "    ")
+            (tmp_path / f"{page.parent.name}_{page.stem}_{number}.py".replace("-", "_")).write_text(text)
+    (tmp_path / "mypy.ini").write_text("[mypy]\n[mypy-matplotlib.*]\nfollow_imports = skip\nfollow_imports_for_stubs = True\n")
+    options = ["--strict", "--ignore-missing-imports", "--follow-imports=silent", "--allow-untyped-defs", "--allow-untyped-calls"]
+    done = subprocess.run([sys.executable, "-m", "mypy", *options, "--config-file=mypy.ini", *sorted(file.name for file in tmp_path.glob("*.py"))],
+                          cwd=tmp_path, text=True, capture_output=True, env={**os.environ, "MYPYPATH": str(PROJECT / "python")})
+    assert done.returncode == 0, done.stdout + done.stderr
 
 
 def test_the_reference_has_every_name():

@@ -90,7 +90,7 @@ def test_peaks_in_a_buffer_that_is_used_again(simulated):
     (lambda run: list(run.frames([1, 99])), "CorruptFrameDataError for FrameId=99: Frame doesn't exist"),
     (lambda run: run.frame(1).peaks(5, 5), "scan_end must be > scan_begin"),
     (lambda run: run.frame(1).scans(5, 4), "scan_end must be > scan_begin"),
-    (lambda run: run.frame(1).peaks(0, 201), "Scan number [200] out of range."),
+    (lambda run: run.frame(1).peaks(0, 201), "Scan number [200] out of range. (frame 1 of {} has scans 0 to 199)"),
     (lambda run: run.frame(1).scans(300), "Scan number [300] out of range."),
     (lambda run: next(run.frames(threads=1)).peaks(0, 201), "Scan number [200] out of range."),
     (lambda run: run.index_to_mz(99, [1.0]), "Frame 99 does not exists or is missing MzCalibration/Polarity"),
@@ -175,6 +175,21 @@ def test_peaks_as_data_frames(run):
         table = peaks.table(kind)
         for name in ("scan", "tof_index", "intensity", "mz", "one_over_k0"):
             np.testing.assert_array_equal(np.asarray(table[name]), getattr(peaks, name))
+
+
+def test_what_analyses_and_frames_say_of_themselves(simulated, small):
+    odd = small(columns=kova_testing.FEWEST_COLUMNS).add_frame([[(5, 3)]]).write()
+    said = {}
+    for name, path in (("run", simulated("run")), ("spectra", simulated("spectra")), ("<odd>", odd.rename(odd.with_name("<odd>.d")))):
+        with kovadata.open(path) as analysis:
+            first = next(analysis.frames() if name != "spectra" else analysis.spectra())
+            for one in (analysis, first):
+                said[name, type(one).__name__] = repr(one)
+                assert "<odd>" not in one._repr_html_() and one._repr_html_().count("<tr>") >= 4 * (name == "run")
+        assert repr(analysis).endswith("closed>")
+    assert "14 (2 MS1, 12 MS/MS), time 0.0 to 1.4 s, m/z 89.9 to 1720.3, 1/K0 0.778 to 1.767>" in said["run", "Analysis"]
+    assert "MS level 1, scans 200, " in said["run", "Frame"] and "m/z 89.9" in said["run", "Frame"]
+    assert "spectra 3 (" in said["spectra", "SpectrumAnalysis"] and said["<odd>", "Analysis"].endswith(": frames 1>")
 
 
 def test_partitions_cover_all_frames_once(run):

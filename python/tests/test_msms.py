@@ -1,5 +1,7 @@
 """MS/MS spectra, held against what the command line tool prints."""
 
+import sys
+
 import numpy as np
 import pytest
 
@@ -41,9 +43,27 @@ def test_precursor_table(run, kova):
     table = {row["id"]: row for row in run.precursor_table()}
     for row in kova("msms", run.path):
         mine = table[row["precursor"]]
-        assert (mine["frame"], mine["mz"], mine["charge"], mine["one_over_k0"]) == (
-            row["frame"], row["mz"], row["charge"], row["one_over_k0"])
+        area = kovadata.one_over_k0_to_ccs(row["one_over_k0"], row["charge"], row["mz"])
+        assert (mine["frame"], mine["mz"], mine["charge"], mine["one_over_k0"], mine["ccs"]) == (
+            row["frame"], row["mz"], row["charge"], row["one_over_k0"], area)
     assert len(run.precursor_table("polars")) == len(table)
+
+
+@pytest.mark.parametrize("package, convert, described", [
+    ("spectrum_utils", "to_spectrum_utils", lambda one: (one.precursor_mz, one.precursor_charge, one.retention_time, one.mz, one.intensity)),
+    ("matchms", "to_matchms", lambda one: (one.get("precursor_mz"), one.get("charge"), one.get("retention_time"), one.peaks.mz,
+                                           one.peaks.intensities))])
+def test_spectra_for_other_packages(run, monkeypatch, package, convert, described):
+    spectrum = next(one for one in run.msms() if one.precursor.charge)
+    with monkeypatch.context() as context:
+        context.setitem(sys.modules, package, None)
+        with pytest.raises(ImportError, match=f"pip install {package}"):
+            getattr(spectrum, convert)()
+    pytest.importorskip(package)
+    *about, mz, intensity = described(getattr(spectrum, convert)())
+    assert about == [spectrum.precursor.mz, spectrum.precursor.charge, spectrum.precursor.time]
+    np.testing.assert_allclose(mz, spectrum.mz, rtol=1e-6)
+    np.testing.assert_array_equal(intensity, spectrum.table()["intensity"])
 
 
 def test_analyses_without_precursors(simulated, small):
