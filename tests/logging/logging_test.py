@@ -130,8 +130,11 @@ class Streams(LoggingTest):
     def test_nothing_is_lost_when_signals_interrupt_a_slow_pipe(self):
         environment = {**os.environ, **self.sink(type="stdout")}
         with subprocess.Popen([HOST, "load", "signals", "say 2000"], stdout=subprocess.PIPE, env=environment) as host:
-            time.sleep(0.3)  # the pipe is full
-            self.assertEqual(self.said(host.stdout.read().decode()), [2000])
+            text = b""
+            while part := os.read(host.stdout.fileno(), 4096):
+                time.sleep(0.01)  # so that the pipe is full
+                text += part
+        self.assertEqual(self.said(text.decode()), [2000])
 
     def on_terminal(self, **variables):
         ours, theirs = pty.openpty()
