@@ -1,6 +1,8 @@
 // What callers may do wrong, and may do at any time.
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cmath>
@@ -8,6 +10,7 @@
 #include <thread>
 
 #include "fixtures/small_analyses.h"
+#include "fixtures/writer_process.h"
 #include "run/table.h"
 
 namespace {
@@ -137,6 +140,67 @@ TEST(Streams, AreReleasedCancelledAndOutliveTheirRun) {
         EXPECT_EQ(calls, 3);
     }
 }
+
+TEST(Streams, AreRefusedInAForkedChildAndGoOnInTheParent) {
+    for (const std::uint32_t threads : {1U, 3U}) {
+        const run::OpenRun opened(frames(60));
+        const kvr_control control = singly(threads);
+        run::Stream stream;
+        std::int64_t rows = 0;
+        ASSERT_EQ(kvr_peaks(opened.run, nullptr, 0, &control, &stream), 1U);
+        ASSERT_EQ(stream.next(rows), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(20);  // instead of hanging
+            const bool isRefused =
+                stream.next(rows) == EIO && run::lastError().find("another process") != std::string::npos;
+            stream.end();
+            kvr_run* const anew = kvr_open(opened.directory.path().c_str(), nullptr);
+            _exit(isRefused && anew != nullptr ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+        run::Table rest;
+        EXPECT_EQ(stream.readAll(rest), 0);
+        EXPECT_EQ(rest["mz"].size(), 179U);
+    }
+}
+
+class StreamsBesideWriters : public testing::TestWithParam<const char*> {};
+
+TEST_P(StreamsBesideWriters, GiveTheFramesThatThereWereAndTheNextOnesGiveMore) {
+    const run::OpenRun opened(frames(40));
+    const kvr_control control = singly(2);
+    run::Stream stream;
+    std::int64_t rows = 0;
+    fixtures::WriterProcess writer(opened.directory.path() / "analysis.kvd");
+    EXPECT_EQ(writer.execute("PRAGMA busy_timeout=10000"), "");
+    EXPECT_EQ(writer.execute(std::string("PRAGMA journal_mode=") + GetParam()), "");
+    ASSERT_EQ(kvr_peaks(opened.run, nullptr, 0, &control, &stream), 1U);
+    ASSERT_EQ(stream.next(rows), 0);
+    EXPECT_EQ(writer.execute("INSERT INTO Frames (Id, Time, KovaId, MzCalibration, KovaCalibration, "
+                             "AccumulationTime, RampTime) "
+                             "SELECT Id + 100, Time, KovaId, MzCalibration, KovaCalibration, "
+                             "AccumulationTime, RampTime FROM Frames"),
+              "");
+    ASSERT_EQ(stream.next(rows), 0);
+    EXPECT_EQ(writer.execute("PRAGMA wal_checkpoint(TRUNCATE)"), "");
+    ASSERT_EQ(stream.next(rows), 0);
+    writer.kill();
+    run::Table rest;
+    EXPECT_EQ(stream.readAll(rest), 0) << run::lastError();
+    EXPECT_EQ(rest["frame"].size(), 117U);
+    EXPECT_EQ(rest["frame"].back()[0], 40);
+    EXPECT_EQ(run::read([&](ArrowArrayStream* out) {
+                  return kvr_peaks(opened.run, nullptr, 0, &control, out);
+              })["frame"]
+                  .size(),
+              240U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, StreamsBesideWriters,
+                         testing::Values("DELETE", "TRUNCATE", "PERSIST", "WAL"));
 
 TEST(Streams, NeedMemoryThatTheBudgetAllows) {
     const run::OpenRun opened(frames(3), {.memory_budget = 1000});
