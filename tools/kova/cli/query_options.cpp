@@ -43,6 +43,10 @@ void addQuery(CLI::App& verb, QueryOptions& options) {
     restrictTo(*verb.add_option("--ms-level", options.msLevel, "only frames of this level, or all"),
                {"1", "2", "all"});
     verb.add_flag("--raw", options.raw, "intensities as they were measured");
+    addCsvAndJson(verb, options);
+    addCalibration(verb, options);
+    addWork(verb, options);
+    addQuiet(verb, options);
 }
 
 Query::Query(const QueryOptions& chosen)

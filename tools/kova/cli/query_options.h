@@ -19,7 +19,7 @@ struct QueryOptions : CommonOptions {
     bool raw = false;
 };
 
-// All of them but --mz, which not every verb has alone.
+// All of them but --mz, which not every verb has alone, and what else verbs of queries take.
 void addQuery(CLI::App& verb, QueryOptions& options);
 CLI::Option* addMzRange(CLI::App& verb, QueryOptions& options);
 

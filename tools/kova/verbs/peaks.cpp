@@ -1,8 +1,7 @@
 #include <array>
 
-#include "kova/cli/query_options.h"
 #include "kova/failure.h"
-#include "kova/run/long_call.h"
+#include "kova/verbs/query_verb.h"
 #include "kova/verbs/stream_table.h"
 #include "kova/verbs/verbs.h"
 
@@ -36,17 +35,14 @@ constexpr std::uint32_t kColumns = KVR_COLUMN_FRAME | KVR_COLUMN_TIME | KVR_COLU
 constexpr std::uint64_t kPeaksPerBatch = std::uint64_t{1} << 16;
 
 int runPeaks(const QueryOptions& options) {
-    Query query(options);
-    const Run run(options.directory, options.calibration, AnalysisFormat::Mobility);
-    LongCall call(options.work(options.showsProgressBesideOutput()), "frames", kPeaksPerBatch);
-    ArrowStream stream([&](ArrowArrayStream* filled) {
-        return kvr_peaks(run.get(), query.forRun(run, UsualFrames::All), kColumns, call.control(), filled);
-    });
-    OutputBuffer out;
-    writeStream(stream, kPeakColumns, options.format(), out);
-    out.flush();
-    call.finish();
-    return kExitOk;
+    return answer(
+        options, {UsualFrames::All, QueryWork::WhileWriting, kPeaksPerBatch},
+        [](kvr_run* run, const kvr_query* query, const kvr_control* control, ArrowArrayStream* filled) {
+            return kvr_peaks(run, query, kColumns, control, filled);
+        },
+        [&](ArrowStream& stream, OutputBuffer& out) {
+            writeStream(stream, kPeakColumns, options.format(), out);
+        });
 }
 
 }  // namespace
@@ -56,10 +52,6 @@ void addPeaks(CLI::App& app, Action& action) {
     addAnalysis(verb.arguments(), verb.options());
     addMzRange(verb.arguments(), verb.options());
     addQuery(verb.arguments(), verb.options());
-    addCsvAndJson(verb.arguments(), verb.options());
-    addCalibration(verb.arguments(), verb.options());
-    addWork(verb.arguments(), verb.options());
-    addQuiet(verb.arguments(), verb.options());
     verb.runs(runPeaks);
 }
 

@@ -1,8 +1,7 @@
 #include <array>
 
-#include "kova/cli/query_options.h"
 #include "kova/failure.h"
-#include "kova/run/long_call.h"
+#include "kova/verbs/query_verb.h"
 #include "kova/verbs/stream_table.h"
 #include "kova/verbs/verbs.h"
 
@@ -27,17 +26,10 @@ constexpr std::array<StreamColumn, 4> kSumColumns = {
      {"count", StreamColumn::UInt64, {"count", "count", 9}}}};
 
 int runSum(const QueryOptions& options) {
-    Query query(options);
-    const Run run(options.directory, options.calibration, AnalysisFormat::Mobility);
-    LongCall call(options.work(options.showsProgress()), "frames");
-    ArrowStream stream([&](ArrowArrayStream* filled) {
-        return kvr_summed_spectrum(run.get(), query.forRun(run, UsualFrames::Survey), call.control(), filled);
-    });
-    OutputBuffer out;
-    writeStream(stream, kSumColumns, options.format(), out);
-    call.finish();
-    out.flush();
-    return kExitOk;
+    return answer(options, {UsualFrames::Survey, QueryWork::BeforeWriting}, kvr_summed_spectrum,
+                  [&](ArrowStream& stream, OutputBuffer& out) {
+                      writeStream(stream, kSumColumns, options.format(), out);
+                  });
 }
 
 }  // namespace
@@ -47,10 +39,6 @@ void addSum(CLI::App& app, Action& action) {
     addAnalysis(verb.arguments(), verb.options());
     addMzRange(verb.arguments(), verb.options());
     addQuery(verb.arguments(), verb.options());
-    addCsvAndJson(verb.arguments(), verb.options());
-    addCalibration(verb.arguments(), verb.options());
-    addWork(verb.arguments(), verb.options());
-    addQuiet(verb.arguments(), verb.options());
     verb.runs(runSum);
 }
 

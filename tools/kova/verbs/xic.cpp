@@ -1,12 +1,11 @@
 #include <string>
 #include <vector>
 
-#include "kova/cli/query_options.h"
 #include "kova/cli/ranges.h"
 #include "kova/failure.h"
 #include "kova/output/json_object.h"
 #include "kova/output/table_writer.h"
-#include "kova/run/long_call.h"
+#include "kova/verbs/query_verb.h"
 #include "kova/verbs/target_file.h"
 #include "kova/verbs/verbs.h"
 
@@ -102,18 +101,15 @@ int runXic(const XicOptions& options) {
     const std::vector<kvr_target> targets =
         hasFile ? readTargets(options.targets)
                 : std::vector<kvr_target>{{wholeRange(), wholeRange(), wholeRange()}};
-    Query query(options);
-    const Run run(options.directory, options.calibration, AnalysisFormat::Mobility);
-    LongCall call(options.work(options.showsProgressBesideOutput()), "frames");
-    ArrowStream stream([&](ArrowArrayStream* filled) {
-        return kvr_chromatograms(run.get(), query.forRun(run, UsualFrames::Survey), targets.data(),
-                                 targets.size(), reduceOf(options.reduce), call.control(), filled);
-    });
-    OutputBuffer out;
-    XicTable(targets.size(), hasFile).write(stream, options.format(), out);
-    out.flush();
-    call.finish();
-    return kExitOk;
+    return answer(
+        options, {UsualFrames::Survey, QueryWork::WhileWriting},
+        [&](kvr_run* run, const kvr_query* query, const kvr_control* control, ArrowArrayStream* filled) {
+            return kvr_chromatograms(run, query, targets.data(), targets.size(), reduceOf(options.reduce),
+                                     control, filled);
+        },
+        [&](ArrowStream& stream, OutputBuffer& out) {
+            XicTable(targets.size(), hasFile).write(stream, options.format(), out);
+        });
 }
 
 }  // namespace
@@ -132,10 +128,6 @@ void addXic(CLI::App& app, Action& action) {
                                      "what is made of the peaks of a frame, the sum by default"),
                {"sum", "max", "count"});
     addQuery(arguments, options);
-    addCsvAndJson(arguments, options);
-    addCalibration(arguments, options);
-    addWork(arguments, options);
-    addQuiet(arguments, options);
     verb.runs([](const XicOptions& o) {
         if (o.targets.empty() && o.mz.empty()) {
             throw UsageError("--mz or --targets is required");
