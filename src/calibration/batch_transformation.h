@@ -5,6 +5,7 @@
 
 #include "calibration/failure_mask.h"
 #include "diag/assert.h"
+#include "sys/cpu.h"
 
 namespace lumo::calibration {
 
@@ -36,10 +37,12 @@ public:
                           Workers workers = Workers::AsManyAsAllowed) {
         LUMO_ASSERT(in.size() == out.size());
         const Job<In, Out, Kernel> job{in.data(), out.data(), kernel};
-        run({&Job<In, Out, Kernel>::convert, &job, in.size()}, workers);
+        run({Job<In, Out, Kernel>::best(), &job, in.size()}, workers);
     }
 
 private:
+    using RangeFunction = FailureMask (*)(const void* job, std::size_t begin, std::size_t end) noexcept;
+
     template <class In, class Out, class Kernel>
     struct Job {
         const In* in;
@@ -48,10 +51,29 @@ private:
 
         static FailureMask convert(const void* job, std::size_t begin, std::size_t end) noexcept {
             const auto& self = *static_cast<const Job*>(job);
-            return self.convertRange(self.in + begin, self.out + begin, end - begin, self.kernel);
+            return convertRange(self.in + begin, self.out + begin, end - begin, self.kernel);
         }
 
-        static FailureMask convertRange(const In* source, Out* target, std::size_t count, Kernel convertOne) {
+#ifdef __x86_64__
+        // The same loop with vectors of twice the width.
+        LUMO_AVX2 static FailureMask convertByAvx2(const void* job, std::size_t begin,
+                                                   std::size_t end) noexcept {
+            const auto& self = *static_cast<const Job*>(job);
+            return convertRange(self.in + begin, self.out + begin, end - begin, self.kernel);
+        }
+#endif
+
+        static RangeFunction best() {
+#ifdef __x86_64__
+            if (sys::simdLevel() == sys::SimdLevel::Avx2) {
+                return convertByAvx2;
+            }
+#endif
+            return convert;
+        }
+
+        [[gnu::always_inline]] static inline FailureMask convertRange(const In* source, Out* target,
+                                                                      std::size_t count, Kernel convertOne) {
             FailureMask failed = 0;
 #pragma omp simd reduction(+ : failed)
             for (std::size_t i = 0; i < count; ++i) {
@@ -62,8 +84,6 @@ private:
             return failed;
         }
     };
-
-    using RangeFunction = FailureMask (*)(const void* job, std::size_t begin, std::size_t end) noexcept;
 
     struct Batch {
         RangeFunction function;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -110,6 +111,8 @@ public:
     // On the calling thread, whatever the number of values; a failure reads as that of DIndexToMass().
     virtual void DIndexToMassOnThisThread(std::span<const double> indices,
                                           std::span<double> masses) const = 0;
+    virtual void IndexToMassOnThisThread(std::span<const std::uint32_t> indices,
+                                         std::span<double> masses) const = 0;
 };
 
 }  // namespace lumo::calibration

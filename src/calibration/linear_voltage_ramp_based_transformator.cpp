@@ -29,6 +29,7 @@ struct RationalFunction {
     double value(double u) const { return 1.0 / (c1 / u + c0); }
     double inverse(double k) const { return c1 / (1.0 / k - c0); }
     double slope(double u) const { return c1 / ((c0 * u + c1) * (c0 * u + c1)); }
+    bool operator==(const RationalFunction&) const = default;
 };
 
 void checkInterval(const RationalFunction& f, double vmin, double vmax) {
@@ -109,6 +110,11 @@ public:
     }
     void voltagesToScanNumbers(std::span<const double> in, std::span<double> out) const override {
         convertArray(in, out, [scans = axis()](double v) { return scans.fromVoltage(v); });
+    }
+    bool convertsAs(const ITransformator& other) const override {
+        const auto* const same = dynamic_cast<const LinearVoltageRampBasedTransformator*>(&other);
+        return same != nullptr && ramp == same->ramp && transitTime == same->transitTime && f == same->f &&
+               vmin == same->vmin && vmax == same->vmax;
     }
     int getStrategy() const override { return 2; }
 

@@ -47,6 +47,10 @@ public:
     void voltagesToScanNumbers(std::span<const double> in, std::span<double> out) const override {
         convertArray(in, out, [this](double v) { return voltageToScanNumber(v); });
     }
+    bool convertsAs(const ITransformator& other) const override {
+        const auto* const same = dynamic_cast<const ScanNumberLinearTransformator*>(&other);
+        return same != nullptr && a == same->a && b == same->b;
+    }
 
     int getStrategy() const override { return 1; }
 

@@ -79,6 +79,9 @@ public:
     virtual void oneOverK0sToScanNumbers(std::span<const double> in, std::span<double> out) const = 0;
     virtual void voltagesToScanNumbers(std::span<const double> in, std::span<double> out) const = 0;
 
+    // Whether both convert alike: same model and constants, compared exactly.
+    virtual bool convertsAs(const ITransformator& other) const = 0;
+
 protected:
     ~IArrayTransformator() = default;
 };

@@ -151,6 +151,10 @@ public:
     void DIndexToMassOnThisThread(std::span<const double> indices, std::span<double> masses) const override {
         BatchTransformation::transform(indices, masses, DIndexToMassKernel(), Workers::None);
     }
+    void IndexToMassOnThisThread(std::span<const std::uint32_t> indices,
+                                 std::span<double> masses) const override {
+        BatchTransformation::transform(indices, masses, DIndexToMassKernel(), Workers::None);
+    }
 
 private:
     // The conversions of one value. Single() and Batch() run them.

@@ -130,7 +130,7 @@ void PeakColumns::addScans(const io::kova::ScanBatch& batch, std::size_t peaks) 
     }
     scans.room(peaks);
     for (std::uint32_t scan = batch.begin; scan < batch.end; ++scan) {
-        scans.fill(scan, counts[scan - batch.begin]);
+        scans.fillShort(scan, counts[scan - batch.begin]);
     }
 }
 
@@ -145,10 +145,8 @@ void PeakColumns::addMasses(std::size_t peaks) {
         return;
     }
     const sys::WorkStopwatch stopwatch(&sys::WorkCounters::conversion);
-    const std::uint32_t* const index = indices.room(0);
-    double* const mz = masses.room(peaks);
-    std::copy(index, index + peaks, mz);
-    axis->transformator().DIndexToMass(std::span<const double>(mz, peaks), std::span<double>(mz, peaks));
+    axis->transformator().IndexToMassOnThisThread(std::span<const std::uint32_t>(indices.room(0), peaks),
+                                                  std::span<double>(masses.room(peaks), peaks));
     masses.add(peaks);
 }
 
@@ -165,7 +163,7 @@ void PeakColumns::addMobilities(const io::kova::ScanBatch& batch, std::size_t pe
     LUMO_ASSERT(batch.end <= ofScans.size());
     mobilities.room(peaks);
     for (std::uint32_t scan = batch.begin; scan < batch.end; ++scan) {
-        mobilities.fill(ofScans[scan], counts[scan - batch.begin]);
+        mobilities.fillShort(ofScans[scan], counts[scan - batch.begin]);
     }
 }
 

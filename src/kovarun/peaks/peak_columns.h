@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "diag/assert.h"
 #include "kova-data-reader/scan-reading/scan_sink.h"
 #include "kovarun/arrow/column.h"
 #include "kovarun/query/frame_source.h"
@@ -32,12 +33,25 @@ public:
         std::fill_n(room(count), count, value);
         used += count;
     }
+    // Into room that was taken. Values are written in blocks, the last of which may reach beyond: the length of a
+    // loop over so few values is what the processor cannot foresee.
+    void fillShort(T value, std::size_t count) {
+        LUMO_ASSERT(used + count <= capacity);
+        for (T* target = values.get() + used; target < values.get() + used + count; target += kBlock) {
+            for (std::size_t i = 0; i < kBlock; ++i) {
+                target[i] = value;
+            }
+        }
+        used += count;
+    }
     void truncate(std::size_t size) { used = size; }
     arrow::Buffer buffer() const { return {values, values.get()}; }
 
 private:
+    static constexpr std::size_t kBlock = 64 / sizeof(T);
+
     void grow(std::size_t size) {
-        std::shared_ptr<T[]> larger = arrow::takeMemoryFor<T>(size);
+        std::shared_ptr<T[]> larger = arrow::takeMemoryFor<T>(size + kBlock);
         if (used != 0) {
             std::memcpy(larger.get(), values.get(), used * sizeof(T));
         }
@@ -63,6 +77,10 @@ public:
     void fill(T value, std::size_t count) {
         note(count, true);
         values.fill(value, count);
+    }
+    void fillShort(T value, std::size_t count) {
+        note(count, true);
+        values.fillShort(value, count);
     }
     void fillNulls(std::size_t count) {
         if (nulls == 0) {
@@ -128,8 +146,7 @@ public:
     void accept(const io::kova::ScanBatch& batch, const io::kova::ScanTargets& after) override;
 
 private:
-    // So few that a conversion is not shared among threads, of which a stream has its own.
-    static constexpr std::uint64_t kPeaksPerBatch = 4000;
+    static constexpr std::uint64_t kPeaksPerBatch = 4000;  // so few that they stay in the processor's cache
 
     bool wants(std::uint32_t column) const { return (wanted & column) != 0; }
     std::size_t keepBox(const io::kova::ScanBatch& batch);
