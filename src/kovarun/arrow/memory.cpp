@@ -1,6 +1,7 @@
 #include "kovarun/arrow/memory.h"
 
 #include <algorithm>
+#include <bit>
 #include <mutex>
 #include <new>
 #include <vector>
@@ -16,6 +17,13 @@ namespace {
 // Smaller blocks are what the allocator of the process is good at.
 constexpr std::size_t kLarge = std::size_t{1} << 18;
 constexpr std::size_t kMostIdle = std::size_t{32} << 20;
+
+// Sizes of blocks have three significant bits, so that what one frame needed serves for the next, which
+// differs a little.
+std::size_t roundedUp(std::size_t bytes) {
+    const std::size_t step = std::bit_floor(bytes) / 4;
+    return (bytes + step - 1) / step * step;
+}
 
 struct Block {
     std::byte* address;
@@ -85,9 +93,10 @@ std::shared_ptr<std::byte[]> takeMemory(std::size_t bytes) {
     if (bytes < kLarge) {
         return std::shared_ptr<std::byte[]>(new std::byte[bytes]);
     }
-    Block block = idleBlocks().take(bytes);
+    const std::size_t size = roundedUp(bytes);
+    Block block = idleBlocks().take(size);
     if (block.address == nullptr) {
-        block = {static_cast<std::byte*>(::operator new(bytes)), bytes};
+        block = {static_cast<std::byte*>(::operator new(size)), size};
     }
     return {block.address, [block](const std::byte*) { idleBlocks().giveBack(block); }};
 }
