@@ -43,13 +43,11 @@ models::ICalibrationTransformatorPtr buildTransformator(CppSQLite3Query& row) {
 
 }  // namespace
 
-FrameMzCalibration readFrameMzCalibration(std::int64_t frameId, CppSQLite3DB& db,
+FrameMzCalibration readFrameMzCalibration(std::int64_t frameId, const CppSQLite3Query& row,
                                           const logging::Logger& logger) {
-    const std::string id = std::to_string(frameId);
-    const CppSQLite3Query row =
-        db.execQuery("SELECT MzCalibration, Polarity, T1, T2 FROM Frames WHERE Id=" + id);
     if (row.eof() || row.fieldIsNull(0)) {
-        const std::string text = "Frame " + id + " does not exists or is missing MzCalibration/Polarity";
+        const std::string text =
+            "Frame " + std::to_string(frameId) + " does not exists or is missing MzCalibration/Polarity";
         LUMO_LOG(logger, Error, text);
         LUMO_THROW(std::runtime_error(text));
     }

@@ -20,8 +20,12 @@ struct FrameMzCalibration {
 
 // A frame without row or calibration id is logged and fails with std::runtime_error, and so does a polarity
 // that is neither "+" nor "-".
-FrameMzCalibration readFrameMzCalibration(std::int64_t frameId, CppSQLite3DB& db,
+FrameMzCalibration readFrameMzCalibration(std::int64_t frameId, const CppSQLite3Query& row,
                                           const logging::Logger& logger);
+
+// The query for that row, whose one parameter is the frame's id.
+inline constexpr const char* kFrameMzCalibrationQuery =
+    "SELECT MzCalibration, Polarity, T1, T2 FROM Frames WHERE Id=?";
 
 // Columns of "MzCalibration" between "ModelType" and the coefficients.
 inline constexpr std::size_t kNumExtraMzColumns = 6;

@@ -52,7 +52,7 @@ models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getMzTrafo(
     std::int64_t frameId, models::TemperatureCompensation compensation) const {
     FrameMzCalibration frame;
     auto [transformator, temperatureInfo] = db->inTransaction([&] {
-        frame = readFrameMzCalibration(frameId, *db, logger);
+        frame = readFrameMzCalibration(frameId, queryFrame(frameId), logger);
         return readMzCalibration(frame.calibrationId, mzTable);
     });
     if (!transformator) {
@@ -87,7 +87,15 @@ std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTr
     });
 }
 
-// Conversions ask for it each time, so the statement is compiled once.
+// Each frame of a run is asked for, so these statements are compiled once.
+CppSQLite3Query KvdCalibrationReaderImpl::queryFrame(std::int64_t frameId) const {
+    if (!frameStatement.isPrepared()) {
+        frameStatement = db->compileStatement(kFrameMzCalibrationQuery);
+    }
+    frameStatement.bind(1, frameId);
+    return frameStatement.execQuery();
+}
+
 CppSQLite3Query KvdCalibrationReaderImpl::queryMobCalibId(std::int64_t frameId) const {
     if (!mobCalibIdStatement.isPrepared()) {
         mobCalibIdStatement = db->compileStatement("SELECT KovaCalibration FROM Frames WHERE Id=?");

@@ -52,13 +52,15 @@ public:
     std::shared_ptr<CppSQLite3DB> getSQLiteDb() const override { return db; }
 
 private:
+    CppSQLite3Query queryFrame(std::int64_t frameId) const;
     CppSQLite3Query queryMobCalibId(std::int64_t frameId) const;
 
     logging::Logger logger;
     std::shared_ptr<CppSQLite3DB> db;
     calibration::CalibrationTableReader mzTable;
     std::optional<calibration::CalibrationTableReader> mobilityTable;
-    mutable CppSQLite3Statement mobCalibIdStatement;  // compiled when first used
+    mutable CppSQLite3Statement frameStatement;  // compiled when first used
+    mutable CppSQLite3Statement mobCalibIdStatement;
 };
 
 // The frame's mobility calibration id. A frame without one is logged and fails with std::runtime_error.

@@ -31,21 +31,23 @@ auto mobilityCalibrationOf(const Reader& reader, std::int64_t frame) {
     return reader.frames().getMobTrafo(frame);
 }
 
+using ::lumo::calibration::kova::IArrayTransformator;
+
+const IArrayTransformator& onArrays(const io::kova::KvdReader::MobTrafoPtr& calibration) {
+    return dynamic_cast<const IArrayTransformator&>(*calibration);
+}
+
 // A frame without peaks may claim billions of scans.
 constexpr std::uint32_t kMostScansConverted = 1 << 20;
 
 // 1/K0 of every scan of a frame: some hundred values, converted once, in place of one per peak.
 std::vector<double> mobilitiesBy(const io::kova::KvdReader::MobTrafoPtr& calibration, std::uint32_t count) {
-    if (calibration == nullptr) {
-        return {};
-    }
     if (count > kMostScansConverted) {
         LUMO_THROW(std::runtime_error("The frame has too many scans for a mobility axis."));
     }
     std::vector<double> values(count);
     std::iota(values.begin(), values.end(), 0.0);
-    dynamic_cast<const ::lumo::calibration::kova::IArrayTransformator&>(*calibration)
-        .scanNumbersToOneOverK0s(values, values);
+    onArrays(calibration).scanNumbersToOneOverK0s(values, values);
     return values;
 }
 
@@ -108,7 +110,7 @@ std::span<const double> FrameSource::oneOverK0() {
         });
         isMobilityLookedUp = true;
     }
-    return mobilities;
+    return ofCurrentFrame();
 }
 
 std::uint64_t FrameSource::requireMassAxis() {
@@ -123,14 +125,14 @@ std::uint64_t FrameSource::requireMassAxis() {
 }
 
 std::span<const double> FrameSource::requireOneOverK0() {
-    if (mobilities.empty() || !isMobilityLookedUp) {
+    if (!hasMobility || !isMobilityLookedUp) {
         lookUpMobility();
         isMobilityLookedUp = true;
     }
-    if (mobilities.empty() && scanCount != 0) {
+    if (!hasMobility && scanCount != 0) {
         LUMO_THROW(std::runtime_error("No mobility trafo available."));
     }
-    return mobilities;
+    return ofCurrentFrame();
 }
 
 // A change of calibration is told by comparing what converts and not by its id: two rows may hold the same
@@ -149,15 +151,31 @@ void FrameSource::lookUpMass() {
 }
 
 void FrameSource::lookUpMobility() {
-    mobilities.clear();
-    mobilities = mobilitiesBy(
+    hasMobility = false;
+    auto calibration =
         mobilitiesAhead.take(frameId, announced, *reader->analysis().getSQLiteDb(),
-                             [this](std::int64_t frame) { return mobilityCalibrationOf(*reader, frame); }),
-        scanCount);
+                             [this](std::int64_t frame) { return mobilityCalibrationOf(*reader, frame); });
+    if (calibration == nullptr) {
+        return;
+    }
+    if (mobility == nullptr || mobilities.size() < scanCount ||
+        !onArrays(mobility).convertsAs(*calibration)) {
+        const sys::WorkStopwatch stopwatch(&sys::WorkCounters::conversion);
+        mobilities = mobilitiesBy(calibration, scanCount);
+        mobility = std::move(calibration);
+    }
+    hasMobility = true;
+}
+
+std::span<const double> FrameSource::ofCurrentFrame() const {
+    return hasMobility ? std::span(mobilities).first(scanCount) : std::span<const double>();
 }
 
 std::vector<double> FrameSource::oneOverK0Of(std::int64_t frame, std::uint32_t count) {
-    return calibrationOrNone([&] { return mobilitiesBy(mobilityCalibrationOf(*reader, frame), count); });
+    return calibrationOrNone([&] {
+        const auto calibration = mobilityCalibrationOf(*reader, frame);
+        return calibration == nullptr ? std::vector<double>() : mobilitiesBy(calibration, count);
+    });
 }
 
 std::shared_ptr<const MassAxis> FrameSource::massAxisOf(std::int64_t frame) {

@@ -127,6 +127,7 @@ private:
     void chooseIndices();
     void lookUpMass();
     void lookUpMobility();
+    std::span<const double> ofCurrentFrame() const;
 
     Run::Lease reader;
     const Query& query;
@@ -147,7 +148,9 @@ private:
     bool isQueriedKnown = false;
 
     bool isMobilityLookedUp = false;
-    std::vector<double> mobilities;
+    bool hasMobility = false;
+    io::kova::KvdReader::MobTrafoPtr mobility;  // of the last frame that had one
+    std::vector<double> mobilities;             // by that, of at least as many scans as the current frame has
 };
 
 }  // namespace lumo::run
