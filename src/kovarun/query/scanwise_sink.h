@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <numeric>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -10,8 +12,17 @@
 
 namespace lumo::run {
 
-// Hands decoded scans, one after the other, to a function of (scan, indices, intensities, count) while they
-// are still in the processor's cache. Scans outside of the box are left out; indices outside of it are not.
+// Peaks of successive scans.
+struct PeakBatch {
+    std::uint32_t scanBegin = 0;
+    std::span<const std::uint32_t> counts;  // of the peaks of each scan
+    const std::uint32_t* indices = nullptr;
+    const std::uint32_t* intensities = nullptr;
+    std::size_t peaks = 0;
+};
+
+// Hands decoded scans to a function of a PeakBatch while they are still in the processor's cache. Scans outside
+// of the box are left out; indices outside of it are not.
 //
 // Where scans are compressed one by one, a later scan may turn out to be corrupt when earlier ones have been
 // handed over. Who must not see a part of a frame asks for whole frames: the scans are then kept until all of
@@ -58,7 +69,7 @@ public:
     }
 
 private:
-    static constexpr std::uint64_t kPeaksPerBatch = 8192;
+    static constexpr std::uint64_t kPeaksPerBatch = 4096;
 
     static void grow(std::vector<std::uint32_t>& buffer, std::uint64_t size) {
         if (buffer.size() < size) {
@@ -67,15 +78,21 @@ private:
     }
 
     void handOver(std::uint32_t begin, std::uint32_t end) {
-        const std::uint32_t* index = indices.data();
-        const std::uint32_t* intensity = intensities.data();
-        for (std::uint32_t scan = begin; scan < end; ++scan) {
-            const std::size_t count = counts[scan - begin];
-            if (count != 0 && box.containsScan(scan)) {
-                use(scan, index, intensity, count);
+        std::size_t first = 0;
+        for (std::uint32_t scan = begin; scan < end;) {
+            std::uint32_t next = box.areAllScans ? end : scan;
+            while (next < end && box.containsScan(next)) {
+                ++next;
             }
-            index += count;
-            intensity += count;
+            const std::span counted(counts.data() + (scan - begin), next - scan);
+            const auto peaks = std::accumulate(counted.begin(), counted.end(), std::size_t{0});
+            if (peaks != 0) {
+                use(PeakBatch{scan, counted, indices.data() + first, intensities.data() + first, peaks});
+            }
+            first += peaks;
+            for (scan = next; scan < end && !box.containsScan(scan); ++scan) {
+                first += counts[scan - begin];
+            }
         }
     }
 

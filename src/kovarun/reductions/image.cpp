@@ -1,12 +1,14 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
+#include "diag/throw.h"
 #include "kovarun/pipeline/frame_stream.h"
 #include "kovarun/query/scanwise_sink.h"
-#include "kovarun/reductions/interval_map.h"
+#include "kovarun/reductions/index_cells.h"
 #include "kovarun/reductions/reductions.h"
 
 // Images: two of time, m/z and 1/K0 as axes, and what falls into a cell reduced to one value. Edges are found
@@ -19,6 +21,7 @@ namespace {
 
 constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
 constexpr std::uint32_t kOutside = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint64_t kMostCells = std::uint64_t{1} << 30;  // so that places are added in 32 bits
 
 // A cell holds its lower edge, and the last one its upper edge too. A value that is not a number is in none.
 std::uint32_t cellOf(const std::vector<double>& edges, double value) {
@@ -30,11 +33,12 @@ std::uint32_t cellOf(const std::vector<double>& edges, double value) {
                                       1);
 }
 
-// In which cell of an axis of m/z an index of the current calibration is.
-class MassCells {
+// What a peak's index adds to its place in the image, by the current calibration.
+class MassSteps {
 public:
-    // Without an axis of m/z every index is in cell 0. Either way indices outside of the box are in none.
-    void build(FrameSource& source, const FrameBox& box, const GridAxis* axis) {
+    // Without an axis of m/z nothing. Either way indices outside of the box lead to `outside`.
+    void build(FrameSource& source, const FrameBox& box, const GridAxis* axis, std::uint32_t step,
+               std::uint32_t outside) {
         const std::uint64_t version = axis != nullptr ? source.requireMassAxis() : source.massVersion();
         if (isBuilt && version == builtFor) {
             return;
@@ -42,26 +46,23 @@ public:
         isBuilt = true;
         builtFor = version;
         std::vector<IndexRange> ranges;
-        std::vector<std::uint32_t> cells;
+        std::vector<std::uint32_t> steps;
         if (axis == nullptr) {
             ranges = {{0, source.binCount()}};
-            cells = {0};
+            steps = {0};
         } else {
-            source.massAxis()->cut(axis->edges, ranges, cells);
+            source.massAxis()->cut(axis->edges, ranges, steps);
+        }
+        for (std::uint32_t& cell : steps) {
+            cell *= step;
         }
         if (!box.areAllIndices) {
-            restrict(ranges, cells, box.indices);
+            restrict(ranges, steps, box.indices);
         }
-        map.build(ranges, source.binCount());
-        cellOfPiece.assign(map.pieceCount(), kOutside);
-        for (std::size_t i = 0; i < ranges.size(); ++i) {
-            const IntervalMap::Pieces pieces = map.piecesOf(ranges[i]);
-            std::fill(cellOfPiece.begin() + pieces.begin, cellOfPiece.begin() + pieces.end, cells[i]);
-        }
+        ofIndex.build(ranges, steps, outside, source.binCount());
     }
 
-    const IntervalMap& wanted() const { return map; }
-    std::uint32_t cell(std::uint32_t index) const { return cellOfPiece[map.pieceOf(index)]; }
+    const IndexCells& table() const { return ofIndex; }
 
 private:
     // What a query's range of m/z leaves of the cells.
@@ -83,8 +84,7 @@ private:
         cells = std::move(keptCells);
     }
 
-    IntervalMap map;
-    std::vector<std::uint32_t> cellOfPiece;
+    IndexCells ofIndex;
     std::uint64_t builtFor = 0;
     bool isBuilt = false;
 };
@@ -97,18 +97,25 @@ struct Grid {
         return x.kind == kind ? &x : y.kind == kind ? &y : nullptr;
     }
     // How far apart neighbouring cells of an axis are in the image.
-    std::size_t stepOf(GridAxis::Kind kind) const {
-        return x.kind == kind ? 1 : y.kind == kind ? x.cells() : 0;
+    std::uint32_t stepOf(GridAxis::Kind kind) const {
+        return x.kind == kind ? 1 : y.kind == kind ? static_cast<std::uint32_t>(x.cells()) : 0;
     }
+    std::uint32_t cells() const { return static_cast<std::uint32_t>(x.cells() * y.cells()); }
 };
 
 // One thread's image. Images of several threads are merged cell by cell; values are integers, so the order of
 // merging does not matter.
+//
+// The places of a batch's peaks are found first, then their intensities are added, so that neither loop waits
+// for the other: an image is larger than the processor's innermost cache. What is in no cell goes to a place
+// after the last.
 template <Reduce kind>
 class ImageSum final : public Accumulator {
 public:
     ImageSum(const FrameWork& shared, const Grid& wanted)
-        : work(shared), grid(wanted), values(grid.x.cells() * grid.y.cells()) {}
+        : work(shared), grid(wanted), outside(grid.cells()), image(std::size_t{outside} + 1) {
+        std::fill_n(values(), image.count, 0);
+    }
 
     void add(FrameSource& source, const FrameBox& box, const FrameEntry& frame) override {
         const GridAxis* const time = grid.axisOf(GridAxis::Kind::Time);
@@ -116,27 +123,21 @@ public:
         if (timeCell == kOutside || box.isEmpty()) {
             return;
         }
-        const std::size_t base = timeCell * grid.stepOf(GridAxis::Kind::Time);
-        cells.build(source, box, grid.axisOf(GridAxis::Kind::Mass));
-        findScanCells(source);
-        const std::size_t massStep = grid.stepOf(GridAxis::Kind::Mass);
-        const std::size_t scanStep = grid.stepOf(GridAxis::Kind::OneOverK0);
-        ScanwiseSink sink(box, work.control.skipsDamaged,
-                          [&](std::uint32_t scan, const std::uint32_t* indices,
-                              const std::uint32_t* intensities, std::size_t count) {
-                              const std::uint32_t scanCell = cellOfScan.empty() ? 0 : cellOfScan[scan];
-                              if (scanCell != kOutside) {
-                                  addScan(values.data() + base + scanCell * scanStep, massStep, indices,
-                                          intensities, count);
-                              }
-                          });
+        masses.build(source, box, grid.axisOf(GridAxis::Kind::Mass), grid.stepOf(GridAxis::Kind::Mass),
+                     outside);
+        findScanSteps(source);
+        const std::uint32_t base = timeCell * grid.stepOf(GridAxis::Kind::Time);
+        ScanwiseSink sink(box, work.control.skipsDamaged, [&](const PeakBatch& batch) {
+            findPlaces(batch, base);
+            addPeaks(batch);
+        });
         sink.readFrom(source);
     }
 
     void merge(Accumulator& other) override {
         const auto& another = static_cast<const ImageSum&>(other);
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            reduceInto<kind>(values[i], another.values[i]);
+        for (std::size_t i = 0; i < outside; ++i) {
+            reduceInto<kind>(values()[i], another.values()[i]);
         }
     }
 
@@ -146,55 +147,82 @@ public:
         batch.length = static_cast<std::int64_t>(rows);
         batch.columns = {arrow::numbers(rows, arrow::toBuffer(std::vector<double>(grid.y.edges.begin(),
                                                                                   grid.y.edges.end() - 1))),
-                         arrow::fixedSizeLists(rows, grid.x.cells(), arrow::toBuffer(std::move(values)))};
+                         arrow::fixedSizeLists(rows, grid.x.cells(), image.buffer())};
         return batch;
     }
 
 private:
+    std::uint64_t* values() const { return image.data.get(); }
+
     // Compared value by value: scans of two frames may have the same 1/K0 though their calibrations are
     // different rows.
-    void findScanCells(FrameSource& source) {
+    void findScanSteps(FrameSource& source) {
         const GridAxis* const axis = grid.axisOf(GridAxis::Kind::OneOverK0);
         if (axis == nullptr) {
             return;
         }
         const std::span<const double> now = source.requireOneOverK0();
-        if (!cellOfScan.empty() && std::equal(now.begin(), now.end(), mobilities.begin(), mobilities.end())) {
+        if (std::equal(now.begin(), now.end(), mobilities.begin(), mobilities.end())) {
             return;
         }
         mobilities.assign(now.begin(), now.end());
-        cellOfScan.clear();
+        scanSteps.clear();
         for (const double mobility : mobilities) {
-            cellOfScan.push_back(cellOf(axis->edges, mobility));
+            const std::uint32_t cell = cellOf(axis->edges, mobility);
+            scanSteps.push_back(cell == kOutside ? outside : cell * grid.stepOf(GridAxis::Kind::OneOverK0));
         }
     }
 
-    void addScan(std::uint64_t* row, std::size_t massStep, const std::uint32_t* indices,
-                 const std::uint32_t* intensities, std::size_t count) {
-        if (positions.size() < count) {
-            positions.resize(count);
+    void findPlaces(const PeakBatch& batch, std::uint32_t base) {
+        if (places.size() < batch.peaks) {
+            places.resize(batch.peaks);
         }
-        const std::size_t found = cells.wanted().findWanted(indices, count, positions.data());
-        for (std::size_t i = 0; i < found; ++i) {
-            const std::uint32_t position = positions[i];
-            reduceInto<kind>(row[cells.cell(indices[position]) * massStep],
-                             worthOf<kind>(intensities[position]));
+        const IndexCells& massSteps = masses.table();
+        std::size_t peak = 0;
+        for (std::size_t i = 0; i < batch.counts.size(); ++i) {
+            const std::uint32_t ofScan = base + (scanSteps.empty() ? 0 : scanSteps[batch.scanBegin + i]);
+            for (const std::size_t end = peak + batch.counts[i]; peak < end; ++peak) {
+                places[peak] = std::min(ofScan + massSteps[batch.indices[peak]], outside);
+            }
+        }
+    }
+
+    // Successive peaks of a scan often are in the same cell, and each would wait for the one before; those a
+    // quarter of the batch apart are not.
+    void addPeaks(const PeakBatch& batch) {
+        std::uint64_t* const cells = values();
+        const auto addPeak = [&](std::size_t i) {
+            reduceInto<kind>(cells[places[i]], worthOf<kind>(batch.intensities[i]));
+        };
+        const std::size_t quarter = batch.peaks / 4;
+        for (std::size_t i = 0; i < quarter; ++i) {
+            addPeak(i);
+            addPeak(i + quarter);
+            addPeak(i + 2 * quarter);
+            addPeak(i + 3 * quarter);
+        }
+        for (std::size_t i = 4 * quarter; i < batch.peaks; ++i) {
+            addPeak(i);
         }
     }
 
     const FrameWork& work;
     const Grid& grid;
-    MassCells cells;
-    std::vector<double> mobilities;  // for which cellOfScan is
-    std::vector<std::uint32_t> cellOfScan;
-    std::vector<std::uint32_t> positions;
-    std::vector<std::uint64_t> values;  // y x x
+    const std::uint32_t outside;  // place of peaks that are in no cell
+    MassSteps masses;
+    std::vector<double> mobilities;  // for which scanSteps are
+    std::vector<std::uint32_t> scanSteps;
+    std::vector<std::uint32_t> places;   // of the peaks of a batch
+    arrow::Values<std::uint64_t> image;  // y x x, then one more
 };
 
 }  // namespace
 
 std::unique_ptr<arrow::BatchSource> makeImage(std::shared_ptr<Run> run, Query query, GridAxis x, GridAxis y,
                                               Reduce reduce, const Control& control) {
+    if (std::uint64_t{x.cells()} * y.cells() > kMostCells) {
+        LUMO_THROW(std::invalid_argument("An image cannot have more than 2^30 cells."));
+    }
     std::vector<FrameGroup> groups = groupFrames(query.frames, kPeaksPerGroup);
     auto work = std::make_shared<const FrameWork>(
         FrameWork{std::move(run), std::move(query), control, std::move(groups)});

@@ -89,15 +89,13 @@ private:
     }
 
     void addPeaks(FrameSource& source, const FrameBox& box, const auto& addPeak) {
-        ScanwiseSink sink(box, work.control.skipsDamaged,
-                          [&](std::uint32_t, const std::uint32_t* indices, const std::uint32_t* intensities,
-                              std::size_t count) {
-                              for (std::size_t i = 0; i < count; ++i) {
-                                  if (box.containsIndex(indices[i])) {
-                                      addPeak(indices[i], intensities[i]);
-                                  }
-                              }
-                          });
+        ScanwiseSink sink(box, work.control.skipsDamaged, [&](const PeakBatch& batch) {
+            for (std::size_t i = 0; i < batch.peaks; ++i) {
+                if (box.containsIndex(batch.indices[i])) {
+                    addPeak(batch.indices[i], batch.intensities[i]);
+                }
+            }
+        });
         sink.readFrom(source);
     }
 

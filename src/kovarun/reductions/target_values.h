@@ -91,27 +91,45 @@ private:
         }
     }
 
-    void addPeaks(const std::uint32_t* indices, const std::uint32_t* intensities, std::size_t count) {
-        if (positions.size() < count) {
-            positions.resize(count);
+    // Adds the peaks that are in any target to the pieces, and tells when those of a scan begin and end.
+    template <class Begin, class End>
+    void addPeaks(const PeakBatch& batch, const Begin& beforeScan, const End& afterScan) {
+        if (positions.size() < batch.peaks) {
+            positions.resize(batch.peaks);
         }
-        const std::size_t found = map.findWanted(indices, count, positions.data());
-        for (std::size_t i = 0; i < found; ++i) {
-            const std::uint32_t position = positions[i];
-            reduceInto<kind>(sums[map.pieceOf(indices[position])], worthOf<kind>(intensities[position]));
+        const std::size_t found = map.findWanted(batch.indices, batch.peaks, positions.data());
+        std::uint32_t scan = 0;
+        std::size_t scanEnd = batch.counts[0];
+        for (std::size_t i = 0; i < found;) {
+            while (positions[i] >= scanEnd) {
+                scanEnd += batch.counts[++scan];
+            }
+            beforeScan(batch.scanBegin + scan);
+            for (; i < found && positions[i] < scanEnd; ++i) {
+                const std::uint32_t position = positions[i];
+                reduceInto<kind>(sums[map.pieceOf(batch.indices[position])],
+                                 worthOf<kind>(batch.intensities[position]));
+            }
+            afterScan(batch.scanBegin + scan);
         }
     }
+
+    template <class Begin, class End>
+    void addFrame(FrameSource& source, const FrameBox& frameBox, const Begin& beforeScan,
+                  const End& afterScan) {
+        ScanwiseSink sink(frameBox, whole,
+                          [&](const PeakBatch& batch) { addPeaks(batch, beforeScan, afterScan); });
+        sink.readFrom(source);
+    }
+
+    static void nothing(std::uint32_t) {}
 
     std::uint64_t valueOf(const IntervalMap::Pieces& part) const {
         return reduced<kind>(std::span(sums).subspan(part.begin, part.end - part.begin));
     }
 
     void addUp(FrameSource& source, const FrameBox& frameBox) {
-        ScanwiseSink sink(
-            frameBox, whole,
-            [this](std::uint32_t, const std::uint32_t* indices, const std::uint32_t* intensities,
-                   std::size_t count) { addPeaks(indices, intensities, count); });
-        sink.readFrom(source);
+        addFrame(source, frameBox, nothing, nothing);
     }
 
     void addWholeFrame() {
@@ -141,26 +159,14 @@ private:
                 values[boxes[box].target] += valueOf(pieces[box]) - bases[box];
             }
         };
-        ScanwiseSink sink(frameBox, whole,
-                          [&](std::uint32_t scan, const std::uint32_t* indices,
-                              const std::uint32_t* intensities, std::size_t count) {
-                              advanceTo(scan);
-                              addPeaks(indices, intensities, count);
-                          });
-        sink.readFrom(source);
+        addFrame(source, frameBox, advanceTo, nothing);
         advanceTo(std::uint64_t{frameBox.scanEnd} + 1);
     }
 
     template <class Use>
     void scanByScan(FrameSource& source, const FrameBox& frameBox, const Use& use) {
-        ScanwiseSink sink(frameBox, whole,
-                          [&](std::uint32_t scan, const std::uint32_t* indices,
-                              const std::uint32_t* intensities, std::size_t count) {
-                              std::fill(sums.begin(), sums.end(), 0);
-                              addPeaks(indices, intensities, count);
-                              use(scan);
-                          });
-        sink.readFrom(source);
+        addFrame(
+            source, frameBox, [this](std::uint32_t) { std::fill(sums.begin(), sums.end(), 0); }, use);
     }
 
     void addScanByScan(FrameSource& source, const FrameBox& frameBox) {

@@ -1,0 +1,60 @@
+#include "kovarun/reductions/index_cells.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "diag/assert.h"
+
+namespace lumo::run {
+
+namespace {
+
+constexpr unsigned kLargestShift = 10;
+
+}  // namespace
+
+void IndexCells::build(std::span<const IndexRange> ranges, std::span<const std::uint32_t> cells,
+                       std::uint32_t outside, std::uint32_t bins) {
+    LUMO_ASSERT(bins > 0 && ranges.size() == cells.size());
+    findParts(ranges, cells, outside);
+    for (shift = kLargestShift; shift > 0 && !isEnoughFor(shift);) {
+        --shift;
+    }
+    blocks.clear();
+    std::size_t part = 0;
+    for (std::uint64_t block = 0; block <= (bins - 1) >> shift; ++block) {
+        const std::uint32_t before = parts[part].cell;
+        if (part + 1 < parts.size() && parts[part + 1].begin >> shift == block) {
+            ++part;
+        }
+        blocks.push_back({parts[part].begin, before, parts[part].cell - before});
+    }
+}
+
+void IndexCells::findParts(std::span<const IndexRange> ranges, std::span<const std::uint32_t> cells,
+                           std::uint32_t outside) {
+    order.resize(ranges.size());
+    std::iota(order.begin(), order.end(), 0U);
+    std::sort(order.begin(), order.end(),
+              [&](std::uint32_t a, std::uint32_t b) { return ranges[a].begin < ranges[b].begin; });
+    parts.assign(1, {0, outside});
+    for (const std::uint32_t i : order) {
+        if (parts.back().begin == ranges[i].begin) {
+            parts.back().cell = cells[i];
+        } else {
+            parts.push_back({ranges[i].begin, cells[i]});
+        }
+        parts.push_back({ranges[i].end, outside});
+    }
+}
+
+bool IndexCells::isEnoughFor(unsigned blockShift) const {
+    for (std::size_t i = 2; i < parts.size(); ++i) {
+        if (parts[i - 1].begin >> blockShift == parts[i].begin >> blockShift) {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace lumo::run
