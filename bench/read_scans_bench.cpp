@@ -6,14 +6,12 @@
 
 #include <benchmark/benchmark.h>
 #include <lzf.h>
-#include <zstd.h>
 
 #include "bench_analysis.h"
 #include "kovadata/kova.h"
+#include "zstd_floor.h"
 
 namespace {
-
-constexpr std::size_t kBlockHeaderSize = 8;
 
 struct Input {
     explicit Input(const bench::Run& run) : path(bench::simulatedRun(run)), frames(bench::loadFrames(path)) {}
@@ -40,26 +38,7 @@ const Input& scanwise() {
 
 using GetInput = const Input& (*)();
 
-void zstdAlone(benchmark::State& state, GetInput get) {
-    const Input& input = get();
-    ZSTD_DCtx* const context = ZSTD_createDCtx();
-    std::vector<std::byte> output(64'000'000);
-    std::size_t bytes = 0;
-    for (auto _ : state) {
-        for (const bench::StoredFrame& frame : input.frames) {
-            const std::size_t produced = ZSTD_decompressDCtx(context, output.data(), output.size(),
-                                                             frame.block.data() + kBlockHeaderSize,
-                                                             frame.block.size() - kBlockHeaderSize);
-            if (ZSTD_isError(produced)) {
-                state.SkipWithError(ZSTD_getErrorName(produced));
-            }
-            bytes += produced;
-        }
-        benchmark::ClobberMemory();
-    }
-    ZSTD_freeDCtx(context);
-    state.SetBytesProcessed(static_cast<std::int64_t>(bytes));
-}
+void zstdAlone(benchmark::State& state, GetInput get) { bench::decompressBlocks(state, get().frames); }
 
 std::uint32_t wordAt(const std::vector<std::byte>& block, std::size_t word) {
     std::uint32_t value = 0;

@@ -1,22 +1,24 @@
-// Whole runs through the exported streams, beside what each cannot do without: bare decompression of the same blocks, or
-// reading the same frames one by one. Streams on two threads stand beside the same streams on one.
+// Whole runs through the exported streams, beside what each cannot do without: bare decompression of the same
+// blocks, or reading the same frames or precursors one by one. Streams on two threads stand beside the same
+// streams on one, and what a frame costs in a run of 100,000 frames beside the same in a run of 10,000.
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <zstd.h>
 
 #include "bench_analysis.h"
 #include "kovadata/kova.h"
 #include "kovadata/kvr.h"
+#include "zstd_floor.h"
 
 namespace {
 
-constexpr std::size_t kBlockHeaderSize = 8;
 constexpr std::uint32_t kScans = 900;
 constexpr std::uint32_t kThreeColumns = KVR_COLUMN_SCAN | KVR_COLUMN_TOF_INDEX | KVR_COLUMN_INTENSITY;
 constexpr std::uint32_t kAllColumns = 255;
@@ -52,25 +54,24 @@ const Input& sparse() {
     return input;
 }
 
+const Input& msms() {
+    static const Input input(bench::kMsMsRun);
+    return input;
+}
+
+const Input& small() {
+    static const Input input(bench::kSmallFramesRun);
+    return input;
+}
+
+const Input& manySmall() {
+    static const Input input(bench::kManySmallFramesRun);
+    return input;
+}
+
 using GetInput = const Input& (*)();
 
-void zstdAlone(benchmark::State& state, GetInput get) {
-    const Input& input = get();
-    ZSTD_DCtx* const context = ZSTD_createDCtx();
-    std::vector<std::byte> output(64'000'000);
-    for (auto _ : state) {
-        for (const bench::StoredFrame& frame : input.frames) {
-            const std::size_t produced = ZSTD_decompressDCtx(context, output.data(), output.size(),
-                                                             frame.block.data() + kBlockHeaderSize,
-                                                             frame.block.size() - kBlockHeaderSize);
-            if (ZSTD_isError(produced)) {
-                state.SkipWithError(ZSTD_getErrorName(produced));
-            }
-        }
-        benchmark::ClobberMemory();
-    }
-    ZSTD_freeDCtx(context);
-}
+void zstdAlone(benchmark::State& state, GetInput get) { bench::decompressBlocks(state, get().frames); }
 
 // Reads all frames, or one of them after the other: the handle remembers the last one, so it would not read it again.
 void readFrames(benchmark::State& state, GetInput get, bool isOneFrame) {
@@ -93,6 +94,19 @@ void readFrames(benchmark::State& state, GetInput get, bool isOneFrame) {
             std::for_each(input.frames.begin(), input.frames.end(), read);
         }
         benchmark::ClobberMemory();
+    }
+}
+
+void readPrecursors(benchmark::State& state, GetInput get) {
+    const Input& input = get();
+    const std::uint64_t handle = kvr_lend_handle(input.run);
+    const std::vector<std::int64_t> ids = bench::precursorIds(input.path);
+    const auto ignore = [](std::int64_t, std::uint32_t, const double*, const float*, void*) {};
+    for (auto _ : state) {
+        if (kova_read_zorel_msms_v2(handle, ids.data(), static_cast<std::uint32_t>(ids.size()), ignore,
+                                    nullptr) == 0) {
+            state.SkipWithError("the spectra could not be read");
+        }
     }
 }
 
@@ -189,6 +203,58 @@ std::uint32_t imageOfRun(const Asked& asked, const kvr_control& control, ArrowAr
     return imageOf(asked, nullptr, control, stream);
 }
 
+std::uint32_t peaksOfFrame(const Asked& asked, const kvr_control& control, ArrowArrayStream* stream) {
+    const kvr_query query = {.size = sizeof query, .frames = &asked.frame, .num_frames = 1};
+    return kvr_peaks(asked.run, &query, kAllColumns, &control, stream);
+}
+
+std::uint32_t allSpectra(const Asked& asked, const kvr_control& control, ArrowArrayStream* stream) {
+    return kvr_msms(asked.run, nullptr, 0, nullptr, KVR_SPECTRUM_LINES, &control, stream);
+}
+
+std::uint32_t oneSpectrum(const Asked& asked, const kvr_control& control, ArrowArrayStream* stream) {
+    const std::int64_t precursor = 1;
+    return kvr_msms(asked.run, &precursor, 1, nullptr, KVR_SPECTRUM_LINES, &control, stream);
+}
+
+std::uint32_t framesTable(const Asked& asked, const kvr_control&, ArrowArrayStream* stream) {
+    return kvr_table(asked.run, KVR_TABLE_FRAMES, stream);
+}
+
+std::uint32_t precursorsTable(const Asked& asked, const kvr_control&, ArrowArrayStream* stream) {
+    return kvr_table(asked.run, KVR_TABLE_PRECURSORS, stream);
+}
+
+// Opens the run for each call, so that nothing is remembered; without a question, that is all.
+void openAndAsk(benchmark::State& state, GetInput get, Ask ask) {
+    const Input& input = get();
+    const kvr_control control = {.size = sizeof control, .threads = 1};
+    for (auto _ : state) {
+        const auto start = std::chrono::steady_clock::now();
+        kvr_run* const run = Input::open(input.path);
+        ArrowArrayStream stream = {};
+        if (ask != nullptr &&
+            (ask({run, input.frames.front().id}, control, &stream) == 0 || drain(stream) <= 0)) {
+            state.SkipWithError("a stream failed or was empty");
+        }
+        kvr_close(run);
+        const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+        state.SetIterationTime(time.count() / static_cast<double>(input.frames.size()));  // of a frame
+    }
+}
+
+constexpr struct {
+    const char* name;
+    Ask ask;
+} kGrowing[] = {
+    {"run_growth_open", nullptr},
+    {"run_growth_frames_table", &framesTable},
+    {"run_growth_precursors_table", &precursorsTable},
+    {"run_growth_one_precursor", &oneSpectrum},
+    {"run_growth_msms", &allSpectra},
+    {"run_growth_peaks", &threeColumns},
+};
+
 enum class Floor { decompression, readingFrame, readingFrames };
 constexpr struct {
     const char* name;
@@ -224,9 +290,28 @@ void addPaths(const std::string& peaks, GetInput get) {
     }
 }
 
+void addGrowing() {
+    for (const auto& path : kGrowing) {
+        for (const auto& [role, get] : {std::pair("/floor", &small), std::pair("/library", &manySmall)}) {
+            benchmark::RegisterBenchmark((path.name + std::string(role)).c_str(), openAndAsk, get, path.ask)
+                ->Unit(benchmark::kMicrosecond)
+                ->UseManualTime();
+        }
+    }
+}
+
 const int registered = [] {
     addPaths("_300k", &dense);
     addPaths("_20k", &sparse);
+    add("run_peaks_of_small_frame/floor", readFrames, &small, true);
+    add("run_peaks_of_small_frame/library", readStream, &small, &peaksOfFrame, 1);
+    add("run_msms/floor", readPrecursors, &msms);
+    add("run_msms/library", readStream, &msms, &allSpectra, 1);
+    add("run_msms_2t/floor", readStream, &msms, &allSpectra, 1);
+    add("run_msms_2t/library", readStream, &msms, &allSpectra, 2);
+    add("run_msms_of_small_frames/floor", readPrecursors, &small);
+    add("run_msms_of_small_frames/library", readStream, &small, &allSpectra, 1);
+    addGrowing();
     return 0;
 }();
 
