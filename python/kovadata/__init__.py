@@ -12,6 +12,7 @@ from typing import Optional, Union
 from ._analysis import Analysis
 from ._ccs import ccs_to_one_over_k0, one_over_k0_to_ccs
 from ._errors import BufferTooSmall, DamageWarning, KovaError
+from ._export import Exported, export
 from ._frame import Frame
 from ._library import set_num_threads
 from ._msms import MsmsProfile, MsmsSpectrum
@@ -26,10 +27,10 @@ from ._version import __version__
 from .engines.polars import scan
 
 __all__ = [
-    "Analysis", "BufferTooSmall", "Chromatograms", "DamageWarning", "Frame", "Image", "KovaError",
+    "Analysis", "BufferTooSmall", "Chromatograms", "DamageWarning", "Exported", "Frame", "Image", "KovaError",
     "Lines", "Mobilograms", "MsmsProfile", "MsmsSpectrum", "Partition", "PeakBuffer", "Peaks",
     "Precursor", "Scan", "Scans", "Spectrum", "SpectrumAnalysis", "Stream", "SummedSpectrum",
-    "__version__", "ccs_to_one_over_k0", "one_over_k0_to_ccs", "open", "scan", "set_num_threads", "stage"]
+    "__version__", "ccs_to_one_over_k0", "export", "one_over_k0_to_ccs", "open", "scan", "set_num_threads", "stage"]
 
 
 def open(path: Union[str, os.PathLike[str]], recalibrated: bool = False, *,

@@ -64,6 +64,7 @@ class Watch:
     def __init__(self) -> None:
         self.damaged: List[Tuple[int, str]] = []
         self.is_cancelled = False
+        self.progress: Optional[Callable[[int, int], None]] = None
         self.number = next(_numbers)
         _watches[self.number] = self
 
@@ -94,6 +95,8 @@ _watches: "weakref.WeakValueDictionary[int, Watch]" = weakref.WeakValueDictionar
 
 def _on_progress(number: int, done: int, total: int) -> int:
     watch = _watches.get(number)
+    if watch is not None and watch.progress is not None:
+        watch.progress(done, total)
     return int(watch is None or not watch.is_cancelled)
 
 

@@ -40,6 +40,7 @@ class Run(_fork.ForkAware):
 
     def __init__(self, path: str, has_mobility: bool, calibration: Calibration) -> None:
         self.path, self.has_mobility, self.calibration = path, has_mobility, calibration
+        self.memory_budget = 0  # the library's own
         self._run: Optional[int] = None
         self._lent = 0
         self._closed = False
@@ -113,7 +114,8 @@ class Run(_fork.ForkAware):
             raise ValueError(f"the analysis is closed: {self.path}")
         options = _Options(size=ctypes.sizeof(_Options), calibration=self.calibration.mode,
                            calibration_parameter=self.calibration.parameter or None,
-                           calibration_fallback=self.calibration.fallback)
+                           calibration_fallback=self.calibration.fallback,
+                           memory_budget=self.memory_budget)
         run = library().kvr_open(os.fsencode(self.path), ctypes.addressof(options))
         if not run:
             raise KovaError(f"{last_error('kvr')} (while opening {self.path})")

@@ -5,7 +5,7 @@ import unittest
 
 from kova_testing import KOVA, KovaTest
 
-VERBS = ("info", "frames", "scans", "spectrum", "peaks", "sum", "xic", "msms", "convert", "check", "plot", "completions")
+VERBS = ("info", "frames", "scans", "spectrum", "peaks", "sum", "xic", "msms", "convert", "check", "export", "plot", "completions")
 
 
 class Usage(KovaTest):
@@ -24,6 +24,8 @@ class Usage(KovaTest):
             (["msms", "run.d", "--frame", "1", "--precursor", "2"], "--precursor excludes --frame"),
             (["msms", "run.d", "--mgf", "out.mgf", "--json"], "--mgf excludes --json"),
             (["convert", "run.d", "--from", "mz"], "--to is required"),
+            (["export", "run.d"], "--output is required"),
+            (["export", "run.d", "-o", "a.mgf", "--k0", "1"], "--k0: '1' is not a range such as"),
             (["plot", "pie", "run.d"], "KIND: pie not in {"),
             (["plot", "tic", "run.d", "--mz-range", "4", "x"], "'x' is not a number"),
             (["scans", "run.d", "--fram", "1"], "unknown option '--fram'; is it --frame?"),

@@ -1,7 +1,8 @@
-"""The verb that runs the Python package; a stand-in for it says what it was given."""
+"""The verbs that run the Python package; a stand-in for it says what it was given."""
 
 import json
 import os
+import shutil
 import sys
 import unittest
 
@@ -18,18 +19,19 @@ if __name__ == "__main__":
 class Plot(KovaTest):
     def setUp(self):
         super().setUp()
-        for name, text in {"kovadata/__init__.py": "", "kovadata/plot.py": MODULE, "matplotlib.py": ""}.items():
+        for name, text in {"kovadata/__init__.py": "", "kovadata/plot.py": MODULE, "kovadata/__main__.py": MODULE,
+                           "kovadata/_export/__init__.py": "", "matplotlib.py": ""}.items():
             path = self.folder / "site" / name
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_text(text)
 
-    def plot(self, *arguments, status=0, **variables):
+    def plot(self, *arguments, status=0, verb="plot", **variables):
         # -S: nothing that is installed for the interpreter counts.
         python = self.folder / "python"
         python.write_text(f'#!/bin/sh\nexec {sys.executable} -B -S "$@"\n')
         python.chmod(0o755)
         environment = {**os.environ, "PYTHONPATH": str(self.folder / "site"), "KOVADATA_PYTHON": str(python), **variables}
-        return self.kova("plot", *arguments, status=status, env=environment)
+        return self.kova(verb, *arguments, status=status, env=environment)
 
     def test_the_command_line_is_passed_on_as_it_is(self):
         options = ["--frame", "3", "--precursor", "7", "--mz-range", "400", "1e3", "--mobility-range", "0.60", "1.4",
@@ -40,8 +42,17 @@ class Plot(KovaTest):
                               (["spectrum", "run.d", "--form", "lines"], ["spectrum", "run.d", "--form", "lines"])]:
             self.assertEqual(json.loads(self.plot(*given)[0]), passed)
 
+    def test_exports_are_passed_on_as_they_are(self):
+        options = ["--mz=-5:6.0", "--frames=1,3:4", "--compression=zstd", "--memory=64M", "--calibration=last:a b", "--threads=2"]
+        for given, passed in [(["run.d", "-o", "a.mgf"], ["export", "-oa.mgf", "--", "run.d"]),
+                              (["a run.d", *options, "--raw", "--check", "--output=-b ü.parquet", "--skip-damaged", "--force", "--quiet"],
+                               ["export", "-o-b ü.parquet", "--compression=zstd", "--frames=1,3:4", "--mz=-5:6.0", "--memory=64M",
+                                "--raw", *options[4:], "--skip-damaged", "--force", "--check", "--quiet", "--", "a run.d"])]:
+            self.assertEqual(json.loads(self.plot(*given, verb="export")[0]), passed)
+
     def test_the_exit_status_is_that_of_the_module(self):
         self.plot("msms", "fail.d", status=3)
+        self.plot("fail.d", "-o", "a.mgf", status=3, verb="export")
 
     def test_ctrl_c_while_the_interpreter_starts(self):
         (self.folder / "site" / "kovadata" / "plot.py").write_text(
@@ -59,6 +70,9 @@ class Plot(KovaTest):
             self.assertEqual(out, "")
             self.assertIn(text, err)
             self.assertIn("hint: install the Python packages kovadata and matplotlib", err)
+        shutil.rmtree(self.folder / "site" / "kovadata" / "_export")
+        out, err = self.plot("run.d", "-o", "a.mgf", status=1, verb="export")
+        self.assertIn("hint: install the Python package kovadata with its extra `export`", err)
         out, err = self.plot("tic", "run.d", status=1, KOVADATA_PYTHON="/no/python")
         self.assertEqual(err, "kova: /no/python cannot be run: No such file or directory\n"
                               "hint: plots need Python 3: install it, or name an interpreter in KOVADATA_PYTHON\n")

@@ -23,7 +23,7 @@ numbers. Progress is shown on standard error if that is a terminal.
 
 Environment:
   KOVADATA_LOG_LEVEL  trace, debug, info, warn, error, fatal or off: switches logging on
-  KOVADATA_PYTHON     interpreter for `kova plot`, python3 by default
+  KOVADATA_PYTHON     interpreter for `kova export` and `kova plot`, python3 by default
 )",
     R"(  kova info run.d                          what the analysis holds
   kova frames run.d --csv > frames.csv     one line per frame
@@ -33,6 +33,7 @@ Environment:
   kova msms run.d --mgf run.mgf            export the MS/MS spectra of precursors
   kova convert run.d --frame 3 --from index --to mz 100000
   kova check run.d                         read everything, report damage
+  kova export run.d -o run.mzML            write a file for other programs
   kova plot heatmap run.d --frame 3        draw a frame into heatmap.png
 )",
     "failure, told on standard error; for check and frames also damage that was found"};
@@ -63,6 +64,7 @@ void addVerbs(CLI::App& app, Action& action) {
     addMsms(app, action);
     addConvert(app, action);
     addCheck(app, action);
+    addExport(app, action);
     addPlot(app, action);
     addCompletions(app, action);
     for (CLI::App* verb : app.get_subcommands([](CLI::App*) { return true; })) {

@@ -53,17 +53,17 @@ std::vector<char*> pointersTo(std::vector<std::string>& words) {
     return pointers;
 }
 
-[[noreturn]] void throwNoInterpreter(const std::string& python, int error) {
+[[noreturn]] void throwNoInterpreter(const std::string& python, const PythonProgram& program, int error) {
     throw Failure(python + " cannot be run: " + std::generic_category().message(error),
-                  std::string("plots need Python 3: install it, or name an interpreter in ") + kVariable);
+                  program.purpose + " need Python 3: install it, or name an interpreter in " + kVariable);
 }
 
 // Runs a command, returns its exit status; -1 if it ended otherwise.
-int run(std::vector<std::string> command) {
+int run(std::vector<std::string> command, const PythonProgram& program) {
     const std::vector<char*> words = pointersTo(command);
     pid_t child = 0;
     if (const int error = posix_spawnp(&child, words[0], nullptr, nullptr, words.data(), environ)) {
-        throwNoInterpreter(command[0], error);
+        throwNoInterpreter(command[0], program, error);
     }
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
@@ -82,30 +82,27 @@ void holdBackInterruptions() {
     sigprocmask(SIG_BLOCK, &signals, nullptr);
 }
 
-void requireModules(const std::string& python, const std::vector<std::string>& needed) {
+void requireModules(const std::string& python, const PythonProgram& program) {
     std::vector<std::string> command = {python, "-c", kProbe};
-    command.insert(command.end(), needed.begin(), needed.end());
-    const int missing = run(command) - kFirstMissing;
-    if (missing >= 0 && static_cast<std::size_t>(missing) < needed.size()) {
-        throw Failure(
-            python + " has no module " + needed[static_cast<std::size_t>(missing)],
-            "install the Python packages kovadata and matplotlib for it, or name another interpreter in " +
-                std::string(kVariable));
+    command.insert(command.end(), program.needed.begin(), program.needed.end());
+    const int missing = run(command, program) - kFirstMissing;
+    if (missing >= 0 && static_cast<std::size_t>(missing) < program.needed.size()) {
+        throw Failure(python + " has no module " + program.needed[static_cast<std::size_t>(missing)],
+                      "install " + program.packages + " for it, or name another interpreter in " + kVariable);
     }
 }
 
 }  // namespace
 
-void runPythonModule(const std::string& module, const std::vector<std::string>& needed,
-                     const std::vector<std::string>& arguments) {
+void runPythonModule(const PythonProgram& program, const std::vector<std::string>& arguments) {
     const std::string python = interpreter();
     holdBackInterruptions();
-    requireModules(python, needed);
-    std::vector<std::string> command = {python, "-m", module};
+    requireModules(python, program);
+    std::vector<std::string> command = {python, "-m", program.module};
     command.insert(command.end(), arguments.begin(), arguments.end());
     const std::vector<char*> words = pointersTo(command);
     execvp(words[0], words.data());
-    throwNoInterpreter(python, errno);
+    throwNoInterpreter(python, program, errno);
 }
 
 }  // namespace kova_tool

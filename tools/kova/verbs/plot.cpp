@@ -77,7 +77,11 @@ int runPlot(const PlotOptions& options) {
     for (const Words& values : options.choices) {
         numbersOf(values);
     }
-    runPythonModule("kovadata.plot", {"kovadata.plot", "matplotlib"}, moduleArguments(options));
+    const PythonProgram program = {"kovadata.plot",
+                                   {"kovadata.plot", "matplotlib"},
+                                   "the Python packages kovadata and matplotlib",
+                                   "plots"};
+    runPythonModule(program, moduleArguments(options));
 }
 
 }  // namespace

@@ -47,6 +47,7 @@ void addXic(CLI::App& app, Action& action);
 void addMsms(CLI::App& app, Action& action);
 void addConvert(CLI::App& app, Action& action);
 void addCheck(CLI::App& app, Action& action);
+void addExport(CLI::App& app, Action& action);
 void addPlot(CLI::App& app, Action& action);
 void addCompletions(CLI::App& app, Action& action);
 

@@ -1,0 +1,297 @@
+"""Reads spectra back and compares each with the analysis: mzML by pymzML and against the XML schema, mzMLb, MGF and MS2 by
+pyteomics.
+
+What is expected is put together here in the plainest way, and not by what wrote the file.
+"""
+
+from __future__ import annotations
+
+import logging
+import os
+import pathlib
+import zlib
+from typing import Any, Callable, Dict, Iterator, List, NamedTuple, Optional, Tuple
+
+import numpy as np
+
+from .._analysis import Analysis
+from .._errors import KovaError
+from .._queries import pair
+from .check_tables import Difference
+from .source import Source
+
+_MOBILITY_ARRAY = "raw inverse reduced ion mobility array"
+_NAMESPACE = "{http://psi.hupo.org/ms/mzml}"
+
+
+class Read(NamedTuple):
+    """A spectrum as another program reads it; what the format does not have is None."""
+
+    number: int
+    is_msms: bool
+    mz: np.ndarray
+    intensity: np.ndarray
+    mobility: Optional[np.ndarray]
+    values: Dict[str, float]
+
+
+def check_spectra(source: Source, path: pathlib.Path) -> str:
+    """Compares a file with the analysis; gives what was compared."""
+    format = source.plan.format
+    if source.plan.compression == "zstd":
+        raise KovaError("--check: no other program here reads mzML with zstd")
+    schema = ""
+    if format == "mzml":
+        _validate(path, source.plan.is_compressed_whole)
+        schema = ", valid by the XML schema"
+    tally = _Tally()
+    skipped = {frame for frame, _ in source.damaged}
+    expected = _expected(source, skipped)
+    for read in _READERS[format](path):
+        wanted = next(expected, None)
+        while wanted is not None and format in ("mgf", "ms2") and not len(wanted.mz):
+            wanted = next(expected, None)
+        if wanted is None:
+            raise Difference(f"spectrum {tally.spectra + 1} of the file is not in the analysis")
+        _compare(read, wanted, tally.spectra + 1)
+        tally.add(wanted)
+        source.progress.update(tally.spectra, tally.spectra)
+    for wanted in expected:
+        if len(wanted.mz) or format not in ("mgf", "ms2"):
+            raise Difference(f"{_name(wanted)} is not in the file, which has {tally.spectra} spectra")
+    return f"{tally}{schema}"
+
+
+class _Tally:
+    def __init__(self) -> None:
+        self.spectra = self.peaks = self.hash = 0
+        self.total = 0.0
+
+    def add(self, spectrum: Read) -> None:
+        self.spectra += 1
+        self.peaks += len(spectrum.mz)
+        self.total += float(spectrum.intensity.sum(dtype=np.float64))
+        for values in (spectrum.mz, spectrum.intensity):
+            self.hash = zlib.crc32(np.ascontiguousarray(values, np.float64).tobytes(), self.hash)
+
+    def __str__(self) -> str:
+        return (f"checked: {self.spectra} spectra, {self.peaks} peaks, sum of intensities {self.total:.0f}, hash of all "
+                f"{self.hash:08x}")
+
+
+def _name(spectrum: Read) -> str:
+    return f"{'precursor' if spectrum.is_msms else 'frame'} {spectrum.number}"
+
+
+def _compare(read: Read, wanted: Read, place: int) -> None:
+    where = f"spectrum {place}, {_name(wanted)}"
+    if (read.number, read.is_msms) != (wanted.number, wanted.is_msms):
+        raise Difference(f"spectrum {place} is {_name(read)} in the file, and should be {_name(wanted)}")
+    for name, left, right in (("m/z", read.mz, wanted.mz), ("intensity", read.intensity, wanted.intensity),
+                              ("1/K0", read.mobility, wanted.mobility)):
+        if (left is None) != (right is None) or (left is not None and len(left) != len(right)):  # type: ignore[arg-type]
+            counts = [0 if one is None else len(one) for one in (left, right)]
+            raise Difference(f"{where}: {counts[0]} values of {name} in the file, {counts[1]} in the analysis")
+        if left is not None and right is not None:
+            differs = np.flatnonzero(left != right)
+            if len(differs):
+                peak = int(differs[0])
+                raise Difference(f"{where}, peak {peak}: {name} is {left[peak]!r} in the file, {right[peak]!r} in the analysis")
+    for name, value in wanted.values.items():
+        if name in read.values and not read.values[name] == value:
+            raise Difference(f"{where}: {name} is {read.values[name]!r} in the file, {value!r} in the analysis")
+        if name not in read.values and name in _ALWAYS:
+            raise Difference(f"{where}: the file has no {name}")
+
+
+_ALWAYS = ("time", "charge", "precursor m/z", "1/K0")
+
+
+# What is expected.
+
+
+def expected_fragments(source: Source) -> Iterator[Tuple[int, np.ndarray, np.ndarray]]:
+    """Precursor, m/z and intensities of the MS/MS spectra that a plan asks for."""
+    plan, analysis = source.plan, source.analysis
+    if not isinstance(analysis, Analysis) or not len(source.precursors()):
+        return
+    low, high = pair("mz", plan.mz_range)
+    for spectrum in analysis.msms(source.precursors()["id"].tolist(), threads=plan.threads,
+                                  on_damage="skip" if plan.skip_damaged else "raise"):
+        peaks = [(mz, intensity) for mz, intensity in zip(spectrum.mz.tolist(), spectrum.intensity.tolist())
+                 if low <= mz <= high and intensity >= plan.min_intensity]
+        if plan.top is not None:
+            chosen = sorted(range(len(peaks)), key=lambda place: (-peaks[place][1], place))[:plan.top]
+            peaks = [peaks[place] for place in sorted(chosen)]
+        peaks.sort(key=lambda peak: peak[0])
+        yield (spectrum.precursor.id, np.array([mz for mz, _ in peaks], np.float64),
+               np.array([intensity for _, intensity in peaks], np.float32))
+
+
+def _expected(source: Source, skipped: Any) -> Iterator[Read]:
+    fragments = (_expected_msms(source, *one) for one in expected_fragments(source))
+    if source.plan.format in ("mgf", "ms2"):
+        yield from fragments
+        return
+    if not source.has_mobility:
+        yield from _expected_lines(source)
+        return
+    following = next(fragments, None)
+    for row in source.surveys():
+        if int(row["id"]) in skipped:
+            continue
+        while following is not None and source.last_frames[following.number] < row["id"]:
+            yield following
+            following = next(fragments, None)
+        yield _expected_survey(source, row)
+    if following is not None:
+        yield following
+        yield from fragments
+
+
+def _expected_msms(source: Source, number: int, mz: np.ndarray, intensity: np.ndarray) -> Read:
+    known = source.precursors()
+    row = known[np.searchsorted(known["id"], number)]
+    values = {"time": float(row["time"]), "charge": float(abs(row["charge"])), "precursor m/z": float(row["mz"]),
+              "1/K0": float(row["one_over_k0"]), "1/K0 of the ion": float(row["one_over_k0"])}
+    if not row["charge"]:
+        del values["charge"]
+    return Read(number, True, mz, intensity, None, {name: value for name, value in values.items() if value == value})
+
+
+def _expected_survey(source: Source, row: np.void) -> Read:
+    plan, analysis = source.plan, source.analysis
+    assert isinstance(analysis, Analysis)
+    frame = analysis.frame(int(row["id"]))
+    peaks = frame.peaks(normalized=plan.normalized)
+    assert peaks.mz is not None and peaks.one_over_k0 is not None
+    kept = np.ones(len(peaks), bool)
+    for values, limits in ((peaks.mz, plan.mz_range), (peaks.one_over_k0, plan.mobility_range)):
+        low, high = pair("range", limits)
+        kept &= (values >= low) & (values <= high) if limits is not None else True
+    mz, mobility, intensity = peaks.mz[kept], peaks.one_over_k0[kept], peaks.intensity[kept].astype(np.float64)
+    if plan.mobility == "sum":
+        mz, places = np.unique(mz, return_inverse=True)
+        intensity = np.bincount(places, intensity, len(mz)).astype(np.float64)
+    order = np.argsort(mz, kind="stable")
+    chosen = order[np.asarray(intensity)[order] >= plan.min_intensity]
+    about = {} if np.isnan(row["time"]) else {"time": float(row["time"])}
+    return Read(frame.id, False, mz[chosen], intensity[chosen], None if plan.mobility == "sum" else mobility[chosen], about)
+
+
+def _expected_lines(source: Source) -> Iterator[Read]:
+    for row in source.frames:
+        spectrum = source.analysis.spectrum(int(row["id"]))  # type: ignore[union-attr]
+        if source.analysis.has_lines:  # type: ignore[union-attr]
+            lines = spectrum.lines()
+            mz, intensity = lines.mz, lines.intensity.astype(np.float64)
+        else:
+            bins = spectrum.profile()
+            places = np.flatnonzero(bins)
+            mz, intensity = spectrum.index_to_mz(places.astype(np.float64)), bins[places].astype(np.float64)
+        low, high = pair("mz", source.plan.mz_range)
+        kept = np.flatnonzero((mz >= low) & (mz <= high) & (intensity >= source.plan.min_intensity))
+        order = kept[np.argsort(mz[kept], kind="stable")]
+        yield Read(spectrum.id, False, mz[order], intensity[order], None, {})
+
+
+# What other programs read.
+
+
+def _validate(path: pathlib.Path, is_compressed: bool) -> None:
+    import gzip
+
+    import psims.validation
+    from lxml import etree
+
+    folder = os.path.join(os.path.dirname(psims.validation.__file__), "xsd")
+    schema = etree.XMLSchema(etree.parse(os.path.join(folder, "mzML1.1.2_idx.xsd")))
+    with gzip.open(path) if is_compressed else path.open("rb") as file:
+        try:
+            for _, element in etree.iterparse(file, schema=schema, huge_tree=True, tag=f"{_NAMESPACE}spectrum"):
+                element.clear()
+                while element.getprevious() is not None:
+                    del element.getparent()[0]
+        except etree.XMLSyntaxError as error:
+            raise Difference(f"the file is not valid by the XML schema: {error}") from error
+
+
+def _mzml(path: pathlib.Path) -> Iterator[Read]:
+    import pymzml
+
+    logging.getLogger("pymzml").setLevel(logging.ERROR)  # it tells of general terms that its vocabulary lacks
+    for spectrum in pymzml.run.Reader(str(path)):
+        owned = {one.get("name"): one.get("value") for one in spectrum.element.iter(f"{_NAMESPACE}userParam")}
+        is_msms = "kovadata precursor" in owned
+        values = {"time": 60 * spectrum.scan_time_in_minutes()} if spectrum.scan_time is not None else {}
+        values = {"time": spectrum.scan_time[0]} if isinstance(spectrum.scan_time, tuple) else values
+        for name, key in (("1/K0", "scan"), ("1/K0 of the ion", "selectedIon")):
+            found = [float(term.get("value")) for part in spectrum.element.iter(_NAMESPACE + key)
+                     for term in part.iter(f"{_NAMESPACE}cvParam") if term.get("accession") == "MS:1002815"]
+            values.update({name: found[0]} if found else {})
+        for ion in spectrum.selected_precursors or ():
+            values["precursor m/z"] = ion["mz"]
+            values.update({"charge": float(ion["charge"])} if ion.get("charge") else {})
+        arrays = {term.get("name") for term in spectrum.element.iter(f"{_NAMESPACE}cvParam")}
+        mobility = _array(spectrum.get_array(_MOBILITY_ARRAY)) if _MOBILITY_ARRAY in arrays else None
+        yield Read(int(owned["kovadata precursor" if is_msms else "kovadata frame"]), is_msms, _array(spectrum.mz),
+                   _array(spectrum.i), mobility, values)
+
+
+def _array(values: Any) -> np.ndarray:
+    """An array without values comes as None, or without a size."""
+    return np.asarray(values, np.float64) if np.ndim(values) else np.empty(0)
+
+
+def _mzmlb(path: pathlib.Path) -> Iterator[Read]:
+    from pyteomics import mzmlb
+
+    with mzmlb.MzMLb(str(path)) as spectra:
+        for spectrum in spectra:
+            is_msms = "kovadata precursor" in spectrum
+            scan = spectrum["scanList"]["scan"][0]
+            values = {name: float(scan[key]) for name, key in (("time", "scan start time"), ("1/K0", "inverse reduced ion mobility"))
+                      if key in scan}
+            for precursor in spectrum.get("precursorList", {}).get("precursor", ()):
+                ion = precursor.get("selectedIonList", {"selectedIon": [{}]})["selectedIon"][0]
+                keys = (("precursor m/z", "selected ion m/z"), ("charge", "charge state"),
+                        ("1/K0 of the ion", "inverse reduced ion mobility"))
+                values.update({name: float(ion[key]) for name, key in keys if key in ion})
+            arrays = [_array(spectrum[name]) for name in ("m/z array", "intensity array", _MOBILITY_ARRAY) if name in spectrum]
+            yield Read(int(spectrum["kovadata precursor" if is_msms else "kovadata frame"]), is_msms, arrays[0], arrays[1],
+                       arrays[2] if len(arrays) > 2 else None, _in_seconds(values, scan))
+
+
+def _in_seconds(values: Dict[str, float], scan: Dict[str, Any]) -> Dict[str, float]:
+    unit = getattr(scan.get("scan start time"), "unit_info", "second")
+    return {**values, "time": values["time"] * 60} if unit == "minute" and "time" in values else values
+
+
+def _mgf(path: pathlib.Path) -> Iterator[Read]:
+    from pyteomics import mgf
+
+    with mgf.read(str(path), use_index=False) as spectra:
+        for spectrum in spectra:
+            about = spectrum["params"]
+            values = {"precursor m/z": float(about["pepmass"][0])} if "pepmass" in about else {}
+            values.update({"time": float(about["rtinseconds"])} if "rtinseconds" in about else {})
+            values.update({"charge": float(abs(about["charge"][0]))} if "charge" in about else {})
+            values.update({"1/K0": float(about["ion_mobility"])} if "ion_mobility" in about else {})
+            number = int(about["title"].rsplit(" precursor ", 1)[1].split()[0])
+            yield Read(number, True, spectrum["m/z array"], spectrum["intensity array"], None, values)
+
+
+def _ms2(path: pathlib.Path) -> Iterator[Read]:
+    from pyteomics import ms2
+
+    with ms2.read(str(path), use_index=False) as spectra:
+        for spectrum in spectra:
+            about = spectrum["params"]
+            values = {"precursor m/z": float(about["precursor m/z"])}
+            values.update({"time": float(about["RetentionTimeSeconds"])} if "RetentionTimeSeconds" in about else {})
+            values.update({"charge": float(about["charge"][0])} if "charge" in about else {})
+            values.update({"1/K0": float(about["IonMobility"])} if "IonMobility" in about else {})
+            yield Read(int(about["scan"][0]), True, spectrum["m/z array"], spectrum["intensity array"], None, values)
+
+
+_READERS: Dict[str, Callable[[pathlib.Path], Iterator[Read]]] = {"mzml": _mzml, "mzmlb": _mzmlb, "mgf": _mgf, "ms2": _ms2}
