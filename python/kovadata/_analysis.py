@@ -366,17 +366,14 @@ class Analysis(MobilityAnalysis):
         return Stream(begin)
 
     def _rows(self, which: Frames) -> np.ndarray:
-        table = self._frame_table()
-        if which is None:
-            return table
-        if isinstance(which, Partition):
-            return table[(table["id"] >= which.first) & (table["id"] <= which.last)]
+        if which is None or isinstance(which, Partition):
+            table = self._frame_table()
+            return table if which is None else table[(table["id"] >= which.first) & (table["id"] <= which.last)]
         ids = np.array(frame_numbers(which), np.int64)
-        places = np.minimum(np.searchsorted(table["id"], ids), max(len(table) - 1, 0))
-        known = table["id"][places] == ids if len(table) else np.zeros(len(ids), bool)
-        for missing in ids[~known]:
+        places, are_known = self._known_frames.places(ids)
+        for missing in ids[~are_known]:
             self.frame(operator.index(missing))  # the library says that there is none
-        return table[places]
+        return self._known_frames.table[places]
 
     def _ids(self, which: Frames) -> Optional[np.ndarray]:
         return None if which is None else self._rows(which)["id"]

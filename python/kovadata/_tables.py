@@ -75,17 +75,17 @@ class KnownRows:
 
     def find(self, row_id: int) -> Optional[np.void]:
         """The row with an id, None if there is none."""
-        places, are_known = self._places(np.array([row_id], np.int64))
+        places, are_known = self.places(np.array([row_id], np.int64))
         row: Optional[np.void] = self.table[places[0]] if are_known[0] else None
         return row
 
     def find_all(self, ids: np.ndarray) -> List[Optional[Tuple[Any, ...]]]:
         """The rows with some ids as tuples."""
-        places, are_known = self._places(ids)
+        places, are_known = self.places(ids)
         rows = iter(self.table[places[are_known]].tolist())
         return [next(rows) if is_known else None for is_known in are_known.tolist()]
 
-    def _places(self, ids: np.ndarray) -> Tuple[np.ndarray, np.ndarray]:
+    def places(self, ids: np.ndarray) -> Tuple[np.ndarray, np.ndarray]:
         """Where rows are in the table, and whether they are."""
         for is_last in (False, True):
             known = self.table["id"]

@@ -10,6 +10,7 @@ import pyarrow.dataset
 from ..study import Study
 from ..study._arrow import expression, plan, record_batches, schema
 from ..study._expressions import fields_of
+from ..study._study import TABLE_SIZE
 
 
 class PeakDataset(pyarrow.dataset.Dataset):
@@ -26,7 +27,7 @@ class PeakDataset(pyarrow.dataset.Dataset):
         """Reads some columns of the rows that a condition lets through."""
         conditions = [condition for condition in (self._condition, filter) if condition is not None]
         condition = conditions[0] & conditions[1] if len(conditions) == 2 else conditions[0] if conditions else None
-        parts = plan(self._study, columns, condition, size=16 << 20)
+        parts = plan(self._study, columns, condition, size=TABLE_SIZE)
         types = schema(columns if columns is None or condition is None else [*columns, *fields_of(condition)])
 
         def batches() -> Iterator[pa.RecordBatch]:

@@ -39,7 +39,7 @@ class PeakDatasource(Datasource):
     def get_read_tasks(self, parallelism: int, per_task_row_limit: Optional[int] = None, *_: Any, **__: Any) -> List[Any]:
         """A task for each partition, with its number of rows and bytes."""
         columns, condition = self._columns(), self._all_conditions()
-        types = pa.schema([schema().field(name) for name in columns])
+        types = pa.schema([schema(plain=True).field(name) for name in columns])
         return [ReadTask(_reader(part, columns, condition),
                          BlockMetadata(num_rows=part.rows if condition is None else None, size_bytes=_bytes(part, columns),
                                        input_files=(part.run.path,), exec_stats=None),
@@ -59,10 +59,10 @@ class PeakDatasource(Datasource):
 
 
 def _bytes(part: StudyPartition, columns: Sequence[str]) -> int:
-    """A stored peak takes some three bytes."""
-    widths = {"run": 4, "ms_level": 1, "scan": 4, "tof_index": 4, "intensity": 4}
-    return (part.bytes // 3 if part.rows is None else part.rows) * sum(widths.get(name, 8) for name in columns)
+    """A peak that is not counted takes some two bytes in the file."""
+    widths = {"run": 4 + len(part.run.name), "ms_level": 1, "scan": 4, "tof_index": 4, "intensity": 4}
+    return (part.bytes // 2 if part.rows is None else part.rows) * sum(widths.get(name, 8) for name in columns)
 
 
 def _reader(part: StudyPartition, columns: Sequence[str], condition: Optional[Any]) -> Callable[[], Any]:
-    return lambda: (pa.Table.from_batches([batch]) for batch in filtered(record_batches(part), columns, condition))
+    return lambda: (pa.Table.from_batches([batch]) for batch in filtered(record_batches(part, plain=True), columns, condition))

@@ -10,11 +10,11 @@ from pyspark.sql import datasource, types
 
 from ..study import COLUMNS, Bounds, Study, StudyPartition
 from ..study._arrow import record_batches
-from ..study._study import DEFAULT_SIZE
+from ..study._study import TABLE_SIZE
 
 _TYPES = {"run": types.StringType(), "time": types.DoubleType(), "ms_level": types.ByteType(), "mz": types.DoubleType(),
           "one_over_k0": types.DoubleType()}
-_ARROW_TYPES = {"run": pa.string(), "scan": pa.int64(), "tof_index": pa.int64(), "intensity": pa.int64()}
+_ARROW_TYPES = {"scan": pa.int64(), "tof_index": pa.int64(), "intensity": pa.int64()}
 _OPERATORS = {datasource.EqualTo: "==", datasource.LessThan: "<", datasource.LessThanOrEqual: "<=",
               datasource.GreaterThan: ">", datasource.GreaterThanOrEqual: ">=", datasource.In: "in"}
 
@@ -63,14 +63,14 @@ class PeakReader(datasource.DataSourceReader):
 
     def partitions(self) -> List[_Part]:
         """One for each part of a run."""
-        parts = self._study().partitions(self._bounds, columns=self._columns, size=int(self._options.get("size", DEFAULT_SIZE)))
+        parts = self._study().partitions(self._bounds, columns=self._columns, size=int(self._options.get("size", TABLE_SIZE)))
         return [_Part(part) for part in parts]
 
     def read(self, partition: Any) -> Iterator[pa.RecordBatch]:
         """The peaks of a partition."""
         if not isinstance(partition, _Part):  # a plan without partitions is given one that is empty
             return
-        for batch in record_batches(partition.part):
+        for batch in record_batches(partition.part, plain=True):
             columns = [batch.column(name).cast(_ARROW_TYPES[name]) if name in _ARROW_TYPES else batch.column(name)
                        for name in self._columns]
             yield pa.record_batch(columns, names=self._columns)

@@ -7,12 +7,13 @@ from typing import TYPE_CHECKING, Any, Iterator, List, Optional
 
 from ..study import COLUMNS, Bounds, Study
 from ..study._runs import Paths
+from ..study._study import TABLE_SIZE
 from . import needed
 
 if TYPE_CHECKING:
     import polars
 
-_SIZE, _SIZE_OF_FEW = 16 << 20, 1 << 20
+_SIZE_OF_FEW = 1 << 20  # where only some rows are wanted
 _OPERATORS = {"Eq": "==", "Lt": "<", "LtEq": "<=", "Gt": ">", "GtEq": ">="}
 _SWAPPED = {"==": "==", "<": ">", "<=": ">=", ">": "<", ">=": "<="}
 # Numbers of 32 bits are written with as many digits as they have, which is not the value that is compared with.
@@ -58,7 +59,7 @@ def scan(paths: Paths, *, threads: Optional[int] = None, **options: Any) -> "pol
         needed_too = [] if predicate is None else predicate.meta.root_names()
         left = rows
         for part in study.partitions(bounds_of(predicate), columns=[*wanted, *needed_too],
-                                     size=_SIZE if rows is None else _SIZE_OF_FEW):
+                                     size=TABLE_SIZE if rows is None else _SIZE_OF_FEW):
             with part.stream(threads) as stream:
                 try:
                     frame = pl.DataFrame(stream).with_columns(run=pl.lit(part.run.name))

@@ -11,7 +11,7 @@ def register(session: Any) -> None:
     """Makes ``session.read.format("kovadata")`` known to a session of Spark.
 
     ``load`` takes paths and globs. Options are ``columns`` (names with commas between them; Spark does not tell a source in
-    Python which columns a query uses), ``size`` (about how many bytes of compressed frames a partition has, 64 MB by default),
+    Python which columns a query uses), ``size`` (about how many bytes of compressed frames a partition has, 16 MB by default),
     and those of `kovadata.study.Study`: ``recalibrated``, ``calibration``, ``normalized``, ``on_damage``, ``report``. Simple
     conditions on single columns limit what is read, for which the session's setting
     ``spark.sql.python.filterPushdown.enabled`` is switched on.

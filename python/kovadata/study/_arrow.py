@@ -18,9 +18,10 @@ _TYPES = {"run": pa.dictionary(pa.int32(), pa.string()), "frame": pa.int64(), "t
           "one_over_k0": pa.float64()}
 
 
-def schema(columns: Optional[Sequence[str]] = None) -> pa.Schema:
-    """Types of columns, in the order of the table."""
-    return pa.schema([(name, _TYPES[name]) for name in COLUMNS if columns is None or name in columns])
+def schema(columns: Optional[Sequence[str]] = None, *, plain: bool = False) -> pa.Schema:
+    """Types of columns, in the order of the table; with plain texts for engines that cannot join dictionaries."""
+    types = {**_TYPES, "run": pa.string()} if plain else _TYPES
+    return pa.schema([(name, types[name]) for name in COLUMNS if columns is None or name in columns])
 
 
 def expression(filters: Any) -> Optional[Any]:
@@ -37,14 +38,15 @@ def plan(study: Study, columns: Optional[Sequence[str]], condition: Optional[Any
     return study.partitions(bounds_of(condition), columns=columns, **how)
 
 
-def record_batches(part: StudyPartition, threads: Optional[int] = 1) -> Iterator[pa.RecordBatch]:
+def record_batches(part: StudyPartition, threads: Optional[int] = 1, *, plain: bool = False) -> Iterator[pa.RecordBatch]:
     """The peaks of a partition with all of its columns."""
-    types = schema(part.columns)
+    types = schema(part.columns, plain=plain)
     names = pa.array([part.run.name])
     with part.stream(threads) as stream:
         try:
             for batch in pa.RecordBatchReader.from_stream(stream):
-                run = pa.DictionaryArray.from_arrays(np.zeros(batch.num_rows, np.int32), names)
+                run = (pa.repeat(part.run.name, batch.num_rows) if plain else
+                       pa.DictionaryArray.from_arrays(np.zeros(batch.num_rows, np.int32), names))
                 yield pa.record_batch([run if name == "run" else batch.column(name) for name in types.names], schema=types)
         except (OSError, pa.ArrowException) as error:
             raise part.failed(error) from error

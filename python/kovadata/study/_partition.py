@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import contextlib
 import dataclasses
-from typing import Iterator, List, NamedTuple, Optional, Tuple
+from typing import Iterator, List, NamedTuple, Optional, Tuple, Union
 
 import numpy as np
 
@@ -13,6 +13,7 @@ from .._base import is_lack_of_calibration
 from .._errors import KovaError
 from .._queries import Range, ScanRange
 from .._stream import Stream
+from ._open_runs import open_run
 from ._report import Damage, report
 from ._runs import StudyRun
 
@@ -38,6 +39,12 @@ class Box(NamedTuple):
     scan: ScanRange = None
 
 
+def compact(ids: np.ndarray) -> Union[range, np.ndarray]:
+    """Ids in ascending order as a range if they are one: a study has millions of them."""
+    first, after = int(ids[0]), int(ids[-1]) + 1
+    return range(first, after) if after - first == len(ids) else np.array(ids)
+
+
 @dataclasses.dataclass(frozen=True, eq=False, repr=False)
 class StudyPartition:
     """Frames of one run, to be read by one worker. It is pickled without opening anything.
@@ -46,7 +53,7 @@ class StudyPartition:
     ----------
     run : StudyRun
         The run as it was when reading was planned: ``name``, the path as given; ``path``, the absolute one; ``files``.
-    frames : ndarray of int64
+    ids : range or ndarray of int64
         Ids of the frames.
     columns : tuple of str
         The columns wanted, out of `COLUMNS` and in their order.
@@ -57,7 +64,7 @@ class StudyPartition:
     """
 
     run: StudyRun
-    frames: np.ndarray
+    ids: Union[range, np.ndarray]
     columns: Tuple[str, ...]
     rows: Optional[int]
     bytes: int
@@ -65,11 +72,16 @@ class StudyPartition:
     box: Box
 
     def __repr__(self) -> str:
-        return f"<kovadata.study.StudyPartition: {len(self.frames)} frames of {self.run.name}>"
+        return f"<kovadata.study.StudyPartition: {len(self.ids)} frames of {self.run.name}>"
+
+    @property
+    def frames(self) -> np.ndarray:
+        """Ids of the frames as an array of int64."""
+        return np.array(self.ids, np.int64)
 
     @contextlib.contextmanager
     def open(self) -> Iterator[Analysis]:
-        """The run as a context, for questions of your own about its ``frames``.
+        """The run as a context, for questions of your own about its ``frames``. It stays open for the next partition of it.
 
         Raises
         ------
@@ -77,7 +89,7 @@ class StudyPartition:
             The run is not there, or was written to since reading was planned or during the context.
         """
         self.run.check()
-        with Analysis(self.run.path, self.options.recalibrated, calibration=self.options.calibration) as analysis:
+        with open_run(self.run.path, self.run.files, self.options.recalibrated, self.options.calibration) as analysis:
             yield analysis
         self.run.check()
 

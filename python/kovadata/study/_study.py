@@ -5,21 +5,31 @@ from __future__ import annotations
 import concurrent.futures
 import math
 import os
-from typing import Any, Iterator, List, Optional, Sequence, Tuple
+from typing import Any, Iterable, Iterator, List, NamedTuple, Optional, Sequence
 
 import numpy as np
 
-from .._analysis import Analysis
 from .._errors import KovaError
 from .._partitions import block_sizes, cuts
 from ._bounds import Bounds, Domain
-from ._partition import COLUMNS, Box, Options, StudyPartition
+from ._open_runs import open_run
+from ._partition import COLUMNS, Box, Options, StudyPartition, compact
 from ._report import Damage, report as tell
 from ._runs import Path, Paths, StudyRun, expand, file_states
 
 DEFAULT_SIZE = 64 << 20
+TABLE_SIZE = 16 << 20  # where peaks are written down, which takes some twenty times as much memory
 _OF_FRAMES = {"frame": "id", "time": "time", "ms_level": "ms_level"}
 _SCANS = 2 ** 32 - 1
+
+
+class _Plan(NamedTuple):
+    """The frames of a run that are read: ids, numbers of peaks as far as they are known, sizes in the file."""
+
+    run: StudyRun
+    ids: np.ndarray
+    peaks: np.ndarray
+    sizes: np.ndarray
 
 
 class Study:
@@ -58,6 +68,7 @@ class Study:
         folder = None if report is None else os.path.abspath(os.fsdecode(report))
         self._options = Options(recalibrated, calibration, normalized, on_damage, folder)
         self._runs = expand(paths)
+        self._paths = [os.path.abspath(name) for name in self._runs]  # some engines plan in another directory
 
     def __repr__(self) -> str:
         return f"<kovadata.study.Study of {len(self._runs)} runs>"
@@ -95,24 +106,20 @@ class Study:
         box = _box(bounds)
         if box is None:
             return []
-        plans = list(self._plan_all(bounds))
+        plans: Iterable[_Plan] = self._plan_all(bounds)
         if n is not None:
-            size = max(1, math.ceil(sum(int(sizes.sum()) for _, _, sizes in plans) / max(n, 1)))
-        return [self._partition(run, rows[begin:end], sizes[begin:end], chosen, box) for run, rows, sizes in plans
-                for begin, end in cuts(sizes, max(1, round(int(sizes.sum()) / size)))]
+            plans = list(plans)
+            size = max(1, math.ceil(sum(int(plan.sizes.sum()) for plan in plans) / max(n, 1)))
+        return [StudyPartition(plan.run, compact(plan.ids[begin:end]), chosen, _total(plan.peaks[begin:end]) if box == Box() else None,
+                               int(plan.sizes[begin:end].sum()), self._options, box)
+                for plan in plans for begin, end in cuts(plan.sizes, max(1, round(int(plan.sizes.sum()) / size)))]
 
-    def _partition(self, run: StudyRun, rows: np.ndarray, sizes: np.ndarray, columns: Tuple[str, ...], box: Box) -> StudyPartition:
-        is_known = box == Box() and bool((rows["peaks"] >= 0).all())
-        return StudyPartition(run, np.ascontiguousarray(rows["id"]), columns, int(rows["peaks"].sum()) if is_known else None,
-                              int(sizes.sum()), self._options, box)
-
-    def _plan_all(self, bounds: Bounds) -> Iterator[Tuple[StudyRun, np.ndarray, np.ndarray]]:
-        """Each run with the rows of its frames that are read, and their sizes in the file."""
-        names = [name for name in self._runs if bounds.get("run", Domain()).contains(name)]
+    def _plan_all(self, bounds: Bounds) -> Iterator[_Plan]:
+        named = [(name, path) for name, path in zip(self._runs, self._paths) if bounds.get("run", Domain()).contains(name)]
         lost: List[Damage] = []
         with concurrent.futures.ThreadPoolExecutor(8, "kovadata") as pool:
-            planned = [pool.submit(self._plan, name, bounds) for name in names]
-            for name, plan in zip(names, planned):
+            planned = [pool.submit(self._plan, name, path, bounds) for name, path in named]
+            for (name, _), plan in zip(named, planned):
                 try:
                     yield plan.result()
                 except KovaError as error:
@@ -124,10 +131,9 @@ class Study:
         if lost:
             tell(lost, self._options.report)
 
-    def _plan(self, name: str, bounds: Bounds) -> Tuple[StudyRun, np.ndarray, np.ndarray]:
-        path = os.path.abspath(name)
+    def _plan(self, name: str, path: str, bounds: Bounds) -> _Plan:
         run = StudyRun(name, path, file_states(path))
-        with Analysis(path, self._options.recalibrated, calibration=self._options.calibration) as analysis:
+        with open_run(path, run.files, self._options.recalibrated, self._options.calibration) as analysis:
             rows = analysis.frame_table()
         blob = next((file.size for file in run.files if file.name == "analysis.kvd_bin"), 0)
         chosen = np.ones(len(rows), bool)
@@ -136,7 +142,11 @@ class Study:
                 chosen &= bounds[column].mask(rows[of_table])
         if "ms_level" in bounds:
             chosen &= rows["ms_level"] > 0
-        return run, rows[chosen], block_sizes(rows["position"], blob)[chosen]
+        return _Plan(run, rows["id"][chosen], rows["peaks"][chosen], block_sizes(rows["position"], blob)[chosen])
+
+
+def _total(peaks: np.ndarray) -> Optional[int]:
+    return int(peaks.sum()) if (peaks >= 0).all() else None
 
 
 def _box(bounds: Bounds) -> Optional[Box]:
