@@ -130,7 +130,7 @@ def _in_order(values: np.ndarray) -> np.ndarray:
         keys = ((mz - low) * (steps / (high - low) * (1 - 1e-9))).astype(np.uint64)
         keys <<= np.uint64(_PLACE_BITS)
         keys |= np.arange(len(mz), dtype=np.uint64)
-        keys.sort()
+        keys.sort(kind="stable")  # equal keys do not occur: the fastest for integers of 64 bits
         order = (keys & np.uint64((1 << _PLACE_BITS) - 1)).astype(np.intp)
         mz = mz.take(order)
         if not (mz[1:] < mz[:-1]).any():

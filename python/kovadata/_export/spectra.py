@@ -141,13 +141,10 @@ def _survey_peaks(parts: List[Dict[str, np.ndarray]], plan: Plan) -> Callable[[]
 
 
 def _by_index(index: np.ndarray) -> np.ndarray:
-    """The order of indices, scans ascending within an index. Integers that hold index and place are sorted several times
-    faster than by indirection; m/z ascends with the index."""
-    keys = index.astype(np.uint64)
-    keys <<= np.uint64(32)
-    keys |= np.arange(len(index), dtype=np.uint64)
-    keys.sort()
-    return (keys & np.uint64(0xFFFFFFFF)).astype(np.intp)
+    """The order of indices, scans ascending within an index; m/z ascends with the index. numpy sorts 16 bits by radix, which
+    is twice as fast for both halves as any sort of the whole."""
+    order = np.argsort(index.astype(np.uint16), kind="stable")
+    return order[np.argsort((index >> np.uint32(16)).astype(np.uint16)[order], kind="stable")]
 
 
 def _plain(source: Source) -> Iterator[Spectrum]:
