@@ -45,6 +45,7 @@ def stage(url: Union[str, "os.PathLike[str]"], cache: Union[str, "os.PathLike[st
     """
     fsspec = needed("fsspec.core", "stage")
     files, root = fsspec.url_to_fs(os.fspath(url), **storage_options)
+    files.invalidate_cache()
     found = _files(files, root)
     if not {"analysis.kvd", "analysis.kvs"} & set(found):
         raise KovaError(f"{os.fspath(url)} is no analysis: there is neither analysis.kvd nor analysis.kvs in it.")
