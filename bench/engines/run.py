@@ -54,7 +54,11 @@ def plain(workers):
 def polars(workers):
     import polars
 
-    yield {"sum": lambda runs: kovadata.scan(runs, threads=workers).select(polars.col("intensity").cast(polars.UInt64).sum()).collect().item()}
+    def total(runs):
+        intensity = kovadata.scan(runs, threads=workers).select(polars.col("intensity").cast(polars.UInt64).sum())
+        return intensity.collect(engine="streaming").item()
+
+    yield {"sum": total}
 
 
 @contextlib.contextmanager

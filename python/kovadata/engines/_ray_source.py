@@ -9,7 +9,7 @@ from ray.data.block import BlockMetadata
 from ray.data.datasource import Datasource, ReadTask
 
 from ..study import COLUMNS, Study, StudyPartition
-from ..study._arrow import expression, filtered, plan, record_batches, schema
+from ..study._arrow import expression, plan, schema, tables
 
 
 class PeakDatasource(Datasource):
@@ -65,4 +65,4 @@ def _bytes(part: StudyPartition, columns: Sequence[str]) -> int:
 
 
 def _reader(part: StudyPartition, columns: Sequence[str], condition: Optional[Any]) -> Callable[[], Any]:
-    return lambda: (pa.Table.from_batches([batch]) for batch in filtered(record_batches(part, plain=True), columns, condition))
+    return lambda: tables(part, columns, condition, plain=True)

@@ -51,15 +51,15 @@ def read_peaks(paths: Paths, *, columns: Optional[Sequence[str]] = None, filters
 
 def read_partition(part: StudyPartition, columns: Sequence[str], condition: Any = None) -> Any:
     """A partition as a data frame of pandas, with the rows that a condition lets through."""
-    from ..study._arrow import filtered, narrowed, record_batches
+    from ..study._arrow import narrowed, tables
 
-    return _to_pandas(list(filtered(record_batches(narrowed(part, columns, condition)), columns, condition)), columns)
+    return _to_pandas(list(tables(narrowed(part, columns, condition), columns, condition)), columns)
 
 
-def _to_pandas(batches: Sequence[Any], columns: Sequence[str]) -> Any:
+def _to_pandas(found: Sequence[Any], columns: Sequence[str]) -> Any:
     pandas, pyarrow = needed("pandas", "dask"), needed("pyarrow", "dask")
     from ..study._arrow import schema
 
-    types = schema(columns)
-    table = pyarrow.Table.from_batches(batches, pyarrow.schema([types.field(name) for name in columns]))
+    empty = schema(columns).empty_table().select(list(columns))
+    table = pyarrow.concat_tables([empty, *found])
     return table.to_pandas(types_mapper={pyarrow.int8(): pandas.Int8Dtype()}.get)

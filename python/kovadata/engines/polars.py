@@ -2,10 +2,11 @@
 
 from __future__ import annotations
 
+import concurrent.futures
 import json
 from typing import TYPE_CHECKING, Any, Iterator, List, Optional
 
-from ..study import COLUMNS, Bounds, Study
+from ..study import COLUMNS, Bounds, Study, StudyPartition
 from ..study._runs import Paths
 from ..study._study import TABLE_SIZE
 from . import needed
@@ -54,17 +55,21 @@ def scan(paths: Paths, *, threads: Optional[int] = None, **options: Any) -> "pol
     types = {"run": pl.String, "frame": pl.Int64, "time": pl.Float64, "ms_level": pl.Int8, "scan": pl.UInt32,
              "tof_index": pl.UInt32, "intensity": pl.UInt32, "mz": pl.Float64, "one_over_k0": pl.Float64}
 
+    def frames(parts: List[StudyPartition]) -> Iterator[Any]:
+        for part in parts:
+            with part.stream(threads) as stream:
+                try:
+                    yield pl.DataFrame(stream).with_columns(run=pl.lit(part.run.name))
+                except pl.exceptions.PolarsError as error:
+                    raise part.failed(error) from error
+
     def read(columns: Optional[List[str]], predicate: Any, rows: Optional[int], _: Optional[int]) -> Iterator[Any]:
         wanted = list(COLUMNS) if columns is None else columns
         needed_too = [] if predicate is None else predicate.meta.root_names()
+        parts = study.partitions(bounds_of(predicate), columns=[*wanted, *needed_too],
+                                 size=TABLE_SIZE if rows is None else _SIZE_OF_FEW)
         left = rows
-        for part in study.partitions(bounds_of(predicate), columns=[*wanted, *needed_too],
-                                     size=TABLE_SIZE if rows is None else _SIZE_OF_FEW):
-            with part.stream(threads) as stream:
-                try:
-                    frame = pl.DataFrame(stream).with_columns(run=pl.lit(part.run.name))
-                except pl.exceptions.PolarsError as error:
-                    raise part.failed(error) from error
+        for frame in _ahead(frames(parts)) if rows is None else frames(parts):
             if predicate is not None:
                 frame = frame.filter(predicate)
             frame = frame.select(wanted).head(left if left is not None else frame.height)
@@ -74,6 +79,18 @@ def scan(paths: Paths, *, threads: Optional[int] = None, **options: Any) -> "pol
                 return
 
     return plugins.register_io_source(read, schema={name: types[name] for name in COLUMNS})
+
+
+def _ahead(frames: Iterator[Any]) -> Iterator[Any]:
+    """The frames, of which the next one is read while Polars works on the last."""
+    with concurrent.futures.ThreadPoolExecutor(1, "kovadata") as reader:
+        coming = reader.submit(next, frames, None)
+        while True:
+            frame = coming.result()
+            if frame is None:
+                return
+            coming = reader.submit(next, frames, None)
+            yield frame
 
 
 def bounds_of(predicate: Optional[Any]) -> Bounds:

@@ -52,10 +52,11 @@ def record_batches(part: StudyPartition, threads: Optional[int] = 1, *, plain: b
             raise part.failed(error) from error
 
 
-def filtered(batches: Iterator[pa.RecordBatch], columns: Sequence[str], condition: Optional[Any]) -> Iterator[pa.RecordBatch]:
-    """The rows of batches that meet a condition, and some of their columns."""
-    for batch in batches:
-        yield (batch if condition is None else batch.filter(condition)).select(list(columns))
+def tables(part: StudyPartition, columns: Sequence[str], condition: Optional[Any], *, plain: bool = False) -> Iterator[pa.Table]:
+    """The rows of a partition that meet a condition, and some of their columns."""
+    for batch in record_batches(part, plain=plain):
+        table = pa.Table.from_batches([batch])
+        yield (table if condition is None else table.filter(condition)).select(list(columns))
 
 
 def narrowed(part: StudyPartition, columns: Sequence[str], condition: Optional[Any]) -> StudyPartition:
