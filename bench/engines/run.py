@@ -163,11 +163,13 @@ def processor_time():
     return sum(time for process, time in spent.items() if is_below(process)) / os.sysconf("SC_CLK_TCK")
 
 
-def measure(make, workers, runs, rounds):
+def measure(make, workers, runs, rounds, wanted):
     """Of each job the best time by the clock and of processors, after a first round that warms up on one run; what it found."""
     with make(workers) as jobs:
         measured = {}
         for name, job in jobs.items():
+            if name not in wanted:
+                continue
             job(runs[:1])
             spent = []
             for _ in range(rounds):
@@ -185,16 +187,17 @@ def main():
     parser.add_argument("--runs", type=int, default=10)
     parser.add_argument("--frames", type=int, default=100, help="of 300,000 peaks in each run")
     parser.add_argument("--rounds", type=int, default=2)
+    parser.add_argument("--jobs", nargs="+", default=["map", "sum"], choices=["map", "sum"])
     arguments = parser.parse_args()
     runs = prepared(arguments)
     stored = sum(part.bytes for part in parts_of(runs))
     peaks = sum(part.rows for part in parts_of(runs))
-    floor = {workers: measure(plain, workers, runs, arguments.rounds) for workers in (1, 2)}
+    floor = {workers: measure(plain, workers, runs, arguments.rounds, arguments.jobs) for workers in (1, 2)}
     print(f"{len(runs)} runs, {stored / 1e6:.0f} MB of frames, {peaks / 1e6:.0f} million peaks")
     print("| engine | job | 1 worker | 2 workers | scaling | million peaks/s | processor time | over libkovarun |")
     print("|---|---|---:|---:|---:|---:|---:|---:|")
     for name in ("plain", *arguments.engines):
-        both = {workers: floor[workers] if name == "plain" else measure(ENGINES[name], workers, runs, arguments.rounds)
+        both = {workers: floor[workers] if name == "plain" else measure(ENGINES[name], workers, runs, arguments.rounds, arguments.jobs)
                 for workers in (1, 2)}
         for job, (one, processors, found) in both[1].items():
             two = both[2][job][0]
