@@ -19,15 +19,17 @@ import numpy as np
 from .._queries import Watch, control, query
 from .source import Source
 
-# By measurement: a query of DuckDB or Polars reads one or two row groups, and the list of all of them.
+# By measurement: a query of DuckDB or Polars reads one or two row groups, and the list of all of them, which takes longer
+# than a larger row group where there are more than some hundreds.
 ROWS = 1 << 18
+_MANY = 512
 # A peak that is sorted is in memory as read, as a key, and in order.
 _COPIES = 3
 _PLACE_BITS = 22
 
 
 def sorted_by_mz(source: Source, schema: Any) -> Iterator[Any]:
-    """Tables of pyarrow of `ROWS` peaks, in the columns of the schema."""
+    """Tables of pyarrow of `ROWS` peaks, or four times as many in large runs, in the columns of the schema."""
     columns = tuple(dict.fromkeys([*schema.names, "mz", "intensity"]))
     record = np.dtype([(name, schema.field(name).type.to_pandas_dtype() if name in schema.names else "<f8" if name == "mz" else "<u4")
                        for name in columns])
@@ -37,7 +39,8 @@ def sorted_by_mz(source: Source, schema: Any) -> Iterator[Any]:
     source.progress.begin("frames dealt out")
     chunks = _chunks(_records(source, record), at_once)
     ranges = _dealt_out(source, chunks, edges) if len(edges) else (_joined(list(chunks), record) for _ in range(1))
-    yield from _row_groups(ranges, schema)
+    peaks = int(source.frames["peaks"].clip(0).sum())
+    yield from _row_groups(ranges, schema, ROWS if peaks < _MANY * ROWS else 4 * ROWS)
 
 
 def _edges(source: Source, at_once: int) -> np.ndarray:
@@ -138,7 +141,7 @@ def _in_order(values: np.ndarray) -> np.ndarray:
     return values.take(np.argsort(values["mz"], kind="stable"))  # different m/z had the same key
 
 
-def _row_groups(ranges: Iterator[np.ndarray], schema: Any) -> Iterator[Any]:
+def _row_groups(ranges: Iterator[np.ndarray], schema: Any, rows: int) -> Iterator[Any]:
     import pyarrow as pa
 
     left = None
@@ -146,9 +149,9 @@ def _row_groups(ranges: Iterator[np.ndarray], schema: Any) -> Iterator[Any]:
         values = _in_order(values)
         if left is not None and len(left):
             values = np.concatenate([left, values])
-        whole = len(values) // ROWS * ROWS
-        for begin in range(0, whole, ROWS):
-            yield _table(pa, values[begin:begin + ROWS], schema)
+        whole = len(values) // rows * rows
+        for begin in range(0, whole, rows):
+            yield _table(pa, values[begin:begin + rows], schema)
         left = values[whole:]
     if left is not None and len(left):
         yield _table(pa, left, schema)
