@@ -67,7 +67,8 @@ def test_every_value_reads_back(simulated, tmp_path, name, options, analysis):
     done = kovadata.export(path, tmp_path / name, check=True, **options)
     assert done.checked.startswith("checked: ") and done.bytes == (tmp_path / name).stat().st_size
     again = kovadata.export(path, tmp_path / f"again {name}", **options)
-    assert name.endswith(("mzMLb", "gz")) or (tmp_path / f"again {name}").read_bytes() == (tmp_path / name).read_bytes()
+    # The fast zlib may compress equal arrays in different ways.
+    assert "mzML" in name or (tmp_path / f"again {name}").read_bytes() == (tmp_path / name).read_bytes()
     assert done.rows == again.rows > 0 and len(list(tmp_path.iterdir())) == 2
 
 
