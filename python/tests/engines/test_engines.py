@@ -3,7 +3,6 @@
 import os
 import pathlib
 import re
-import shutil
 import subprocess
 import sys
 
@@ -133,16 +132,6 @@ def test_ten_runs_of_which_one_is_damaged(engine, paths, tmp_path):
     found = engine.read(engine.plan(runs, on_damage="skip", report=str(tmp_path / "report")))
     assert_same(found, table, (table["run"] != runs[4]) | (table["frame"] != 2))
     assert [one[:2] for one in read_report(tmp_path / "report")] == [(runs[4], 2)]
-
-
-@pytest.mark.parametrize("change, text", [(shutil.rmtree, "not to be found on"), (lambda run: damage(run, 1), "has changed since")])
-def test_a_run_that_is_gone_or_written_to_after_planning(paths, tmp_path, change, text):
-    cluster, (run,) = Dask(), copied(paths, tmp_path, 1)
-    planned = cluster.plan([run])
-    change(run)
-    with pytest.raises(kovadata.KovaError, match=text):
-        cluster.read(planned)
-    cluster.close()
 
 
 def test_a_stack_of_images_is_that_of_single_frames(paths):
