@@ -51,6 +51,8 @@ TEST(Hpc, InverseIsExactToRoundingAndAlwaysEnds) {
         const double corrected = polynomial.Corrected(mass);
         EXPECT_NEAR(polynomial.Uncorrected(corrected) / mass, 1.0, 1e-12);
     }
+    const CalibrationPolynomialHPC falling({3e6, -8000.0}, 300.0, 450.0, 300.0, 450.0);
+    EXPECT_NEAR(falling.Uncorrected(320.0), 400.0, 1e-9);
     const double huge = std::numeric_limits<double>::max();
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const CalibrationPolynomialHPC wild[] = {{{1e300, -1e300}, -huge, huge, -huge, huge},

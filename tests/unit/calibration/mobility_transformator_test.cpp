@@ -128,6 +128,7 @@ TEST(ScanNumberLinearTransformator, IsLinearWithVoltagesOf42TimesOneOverK0) {
     const auto trafo = makeScanNumberLinearTransformator(0.5, 0.25);
     EXPECT_EQ(trafo->scanNumberToOneOverK0(2.0), 1.0);
     EXPECT_EQ(trafo->scanNumberToVoltage(2.0), 42.0);
+    EXPECT_EQ(trafo->voltageToScanNumber(42.0), 2.0);
     EXPECT_EQ(trafo->oneOverK0ToScanNumber(1.0), 2.0);
     EXPECT_EQ(trafo->voltageToOneOverK0(21.0), 0.5);
     EXPECT_EQ(trafo->oneOverK0ToVoltage(0.75), 31.5);

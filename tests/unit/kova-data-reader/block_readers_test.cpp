@@ -44,8 +44,7 @@ std::string textOf(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 
 class BlockReader : public testing::Test {
 protected:
-    // Blocks one after the other from position 16 on.
-    void put(const std::string& blocks) { file = CountingFile(std::string(16, '\xAA') + blocks); }
+    void put(const std::string& blocks) { file = CountingFile(blocks); }
 
     // Of a call whose n-th read or seek fails; 0 means none.
     std::string failureAt(std::size_t read, std::size_t seek, const std::function<void()>& call) {
@@ -66,10 +65,12 @@ protected:
 TEST_F(BlockReader, FrameIsReadOnceUntilAnotherIsAskedForOrAFailure) {
     const Bytes block = analysis_writer::frameBlock({{{4, 40}}, {}, {{7, 70}, {9, 90}}});
     put(textOf(block) + textOf(block));
-    const std::int64_t second = 16 + static_cast<std::int64_t>(block.size());
+    const auto second = static_cast<std::int64_t>(block.size());
     lumo::io::kova::KvdFrameReader reader;
-    reader.fill(stream, 1, 16);
-    reader.fill(stream, 1, 16);
+    EXPECT_EQ(reader.readNumberOfScans(stream, 1, 0), 3U);
+    file.reads = 0;
+    reader.fill(stream, 1, 0);
+    reader.fill(stream, 1, 0);
     EXPECT_EQ(file.reads, 2U);  // header and payload
     const std::tuple<std::size_t, std::size_t, std::string> steps[] = {
         {1, 0, "Error reading binary header."},
@@ -79,7 +80,7 @@ TEST_F(BlockReader, FrameIsReadOnceUntilAnotherIsAskedForOrAFailure) {
     };
     for (const auto& [read, seek, text] : steps) {
         reader.fill(stream, 2, second);
-        EXPECT_EQ(failureAt(read, seek, [&] { reader.fill(stream, 1, 16); }), inFrame + text);
+        EXPECT_EQ(failureAt(read, seek, [&] { reader.fill(stream, 1, 0); }), inFrame + text);
         const std::size_t before = file.reads;
         reader.fill(stream, 2, second);
         EXPECT_EQ(file.reads, before + 2) << "the frame before the failure counted as loaded";
@@ -95,7 +96,7 @@ TEST_F(BlockReader, RangeOfScansIsOneReadAndReplacesTheOneBefore) {
     for (const std::size_t size : {4U, 0U, 6U, kScanLimit, kScanLimit + 1, 0U, 0U}) {
         streams.emplace_back(size, static_cast<std::uint8_t>(streams.size() + 1));
     }
-    put(textOf(analysis_writer::scanFrameBlock(streams)));
+    put(std::string(16, '\xAA') + textOf(analysis_writer::scanFrameBlock(streams)));
     lumo::io::kova::KvdReaderCache cache;
     const auto range = [&](std::uint32_t begin, std::uint32_t end) {
         return [&cache, this, begin, end] { cache.fillRange(stream, 1, 16, begin, end); };
@@ -132,8 +133,8 @@ TEST_F(BlockReader, RangeOfScansIsOneReadAndReplacesTheOneBefore) {
 TEST_F(BlockReader, LinesThenProfileReadTheHeaderOnceAndFailuresLeaveNothingLoaded) {
     put(textOf(analysis_writer::spectrumBlock({{{1.0, 2.0}, {3.0F, 4.0F}, {5.0F, 6.0F}}, {7, 8, 9}})));
     lumo::io::kova::KvsSpectraReader reader({true, true, true});
-    const auto lines = [&] { reader.fillLineSpectrum(stream, 1, 16); };
-    const auto profile = [&] { reader.fillProfileSpectrum(stream, 1, 16); };
+    const auto lines = [&] { reader.fillLineSpectrum(stream, 1, 0); };
+    const auto profile = [&] { reader.fillProfileSpectrum(stream, 1, 0); };
     const auto view = [&] { reader.viewLineSpectrum(2, lumo::io::kova::LineWidths::LeaveOut); };
     const std::string noLines = "Invalid call to getLineSpectrum(), line spectrum not read";
     EXPECT_EQ(failureAt(0, 1, lines), inFrame + "Can't seek to binary header." + flags);
