@@ -97,10 +97,8 @@ int runExport(const ExportOptions& options) {
         }
     }
     numbersOf(options.minIntensity.value);
-    const PythonProgram program = {"kovadata",
-                                   {"numpy", "kovadata._export"},
-                                   "the Python package kovadata with its extra `export`",
-                                   "exports"};
+    const PythonProgram program = {
+        "kovadata", {"kovadata._export"}, "the Python package kovadata with its extra `export`", "exports"};
     runPythonModule(program, moduleArguments(options));
 }
 
