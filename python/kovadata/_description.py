@@ -36,7 +36,8 @@ class Described:
         left = 'style="text-align:left"'
         rows = "".join(f"<tr><th {left}>{html.escape(name)}</th><td {left}>{html.escape(value)}</td></tr>"
                        for name, value in self._known_facts())
-        return f"<table><caption {left}>kovadata.{html.escape(self._title())}</caption>{rows}</table>"
+        title = f"kovadata.{html.escape(self._title())}"
+        return f"<table><caption style='text-align:left;white-space:nowrap'>{title}</caption>{rows}</table>"
 
 
 def frames_fact(name: str, table: np.ndarray) -> Facts:
