@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import sys
 
-from kovadata._export.staging import end_when_interrupted
+from kovadata._interruption import end_when_interrupted
 
 
 def main() -> int:

@@ -222,7 +222,8 @@ def test_wrong_usage(call, arguments, text):
                                              ("b.parquet", "mz_sort._in_order")])
 def test_interruption_leaves_nothing(simulated, tmp_path, name, place):
     module = place.split(".")[0]
-    program = (f"import signal\nfrom kovadata._export import {module}, command, staging\nstaging.end_when_interrupted()\n"
+    program = (f"import signal\nfrom kovadata import _interruption\nfrom kovadata._export import {module}, command\n"
+               "_interruption.end_when_interrupted()\n"
                f"{place} = lambda *_: signal.raise_signal(signal.SIGINT)\ncommand.main()\n")
     options = ["--layout", "mz"] if name == "b.parquet" else []
     done = subprocess.run([sys.executable, "-c", program, simulated("run"), "-o", name, *options], cwd=tmp_path,

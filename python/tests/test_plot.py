@@ -249,7 +249,8 @@ def test_while_matplotlib_is_imported(run, tmp_path, text, status, error):
 
 
 def test_ctrl_c_while_a_file_is_written(tmp_path):
-    program = ("import os, pathlib, signal\nfrom kovadata.plot import _output\n_output.end_when_interrupted()\n"
+    program = ("import os, pathlib, signal\nfrom kovadata import _interruption\nfrom kovadata.plot import _output\n"
+               "_interruption.end_when_interrupted()\n"
                "os.replace = lambda *names: (print(os.listdir('.'), flush=True), os.kill(os.getpid(), signal.SIGINT))\n"
                "_output.write_file(pathlib.Path('a.png'), b'new')")
     (tmp_path / "a.png").write_bytes(b"old")

@@ -7,33 +7,10 @@ from __future__ import annotations
 
 import os
 import pathlib
-import signal
-from types import FrameType
-from typing import NoReturn, Optional, Set, Type
+from typing import Optional, Type
 
 from .._errors import KovaError
-
-
-_unfinished: Set[pathlib.Path] = set()
-
-
-def end_when_interrupted() -> None:
-    """From now on Ctrl-C ends the program with one line and leaves no part of a file, whatever it is doing.
-
-    An exception could be lost in a package that catches everything.
-    """
-    for number in (signal.SIGINT, signal.SIGTERM):
-        if signal.getsignal(number) is not signal.SIG_IGN:
-            signal.signal(number, _end)
-    # `kova export` holds it back while the interpreter starts.
-    signal.pthread_sigmask(signal.SIG_UNBLOCK, {signal.SIGINT})
-
-
-def _end(number: int, _: Optional[FrameType]) -> NoReturn:
-    for path in _unfinished:
-        path.unlink(missing_ok=True)
-    os.write(2, (b"\r\033[K" if os.isatty(2) else b"") + b"kova: interrupted\n")
-    os._exit(128 + number)
+from .._interruption import unfinished
 
 
 def reason(error: OSError) -> str:
@@ -70,7 +47,7 @@ class Staged:
             raise KovaError(f"{self.name} is there already; --force replaces it")
 
     def __enter__(self) -> pathlib.Path:
-        _unfinished.add(self._stage)
+        unfinished.add(self._stage)
         try:
             self._stage.open("xb").close()
         except OSError as error:
@@ -90,6 +67,6 @@ class Staged:
             self._stage.unlink()
         except OSError:
             pass  # published
-        _unfinished.discard(self._stage)
+        unfinished.discard(self._stage)
         if isinstance(error, OSError):
             raise KovaError(f"{self.name}: {reason(error)}") from error

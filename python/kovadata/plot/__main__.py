@@ -2,7 +2,8 @@
 
 from __future__ import annotations
 
-from kovadata.plot._output import end_when_interrupted, write_file
+from kovadata._interruption import end_when_interrupted
+from kovadata.plot._output import write_file
 
 if __name__ == "__main__":
     end_when_interrupted()  # before imports that take time
