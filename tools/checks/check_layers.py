@@ -2,9 +2,11 @@
 """Checks the rules of the source tree that a compiler does not: who may include whom, and how errors are raised.
 
 Folders and the rooms inside them include only what lies below. So do files: a header and the source file of the same name
-are one unit, and no units may include each other in a circle, in src/ and in tools/.
+are one unit, and no units may include each other in a circle, in src/ and in tools/. Nor may modules of the Python package
+import each other in one, at whatever place of their code.
 """
 
+import ast
 import graphlib
 import pathlib
 import re
@@ -117,8 +119,38 @@ def problems(tree: str):
         yield f"{tree}/: files include each other in a circle: " + " <- ".join(error.args[1])
 
 
+def imports(tree: ast.AST, module: str, is_package: bool, modules: set[str]):
+    """Modules of the package that a module imports, also inside its functions; not those it names for type checkers alone."""
+    if isinstance(tree, ast.If) and isinstance(tree.test, ast.Name) and tree.test.id == "TYPE_CHECKING":
+        return
+    if isinstance(tree, ast.Import):
+        yield from (name.name for name in tree.names)
+    elif isinstance(tree, ast.ImportFrom):
+        parts = module.split(".")
+        above = parts[:len(parts) - tree.level + is_package] if tree.level else []
+        source = ".".join([*above, *([tree.module] if tree.module else [])])
+        yield from (f"{source}.{name.name}" if f"{source}.{name.name}" in modules else source for name in tree.names)
+    for child in ast.iter_child_nodes(tree):
+        yield from imports(child, module, is_package, modules)
+
+
+def python_problems():
+    files = {}
+    for file in sorted((ROOT / "python" / "kovadata").rglob("*.py")):
+        path = file.relative_to(ROOT / "python").with_suffix("")
+        files[".".join(path.parts[:-1] if path.name == "__init__" else path.parts)] = file
+    known = set(files)
+    graph = {module: {one for one in imports(ast.parse(file.read_text(encoding="utf-8")), module,
+                                             file.name == "__init__.py", known) if one in known and one != module}
+             for module, file in files.items()}
+    try:
+        graphlib.TopologicalSorter(graph).prepare()
+    except graphlib.CycleError as error:
+        yield "python/: modules import each other in a circle: " + " <- ".join(error.args[1])
+
+
 def main() -> int:
-    found = [*problems("src"), *problems("tools")]
+    found = [*problems("src"), *problems("tools"), *python_problems()]
     print("\n".join(found) if found else "layers and raising are in order")
     return 1 if found else 0
 

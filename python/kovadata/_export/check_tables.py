@@ -11,18 +11,12 @@ from typing import Any, Dict, Iterator, List, Sequence, Tuple
 
 import numpy as np
 
-from .._errors import KovaError
 from .._table import convert
 from .._tables import FRAME_COLUMNS, PRECURSOR_COLUMNS
+from .expected import Difference, expected_fragments
 from .source import Source
 
 _SUMS = ("intensity",)
-
-
-class Difference(KovaError):
-    """The file is not what the analysis is."""
-
-    __module__ = "kovadata"
 
 
 def check_table(source: Source, path: pathlib.Path) -> str:
@@ -158,8 +152,6 @@ def _compare_rows(written: Sequence[Dict[str, Any]], expected: Sequence[Dict[str
 
 
 def _check_msms(connection: Any, source: Source) -> str:
-    from .check_spectra import expected_fragments
-
     known = source.precursors()
     about = {row["id"]: row for row in convert(known, PRECURSOR_COLUMNS, "arrow").to_pylist()}
     cursor = connection.execute("SELECT * FROM written")
