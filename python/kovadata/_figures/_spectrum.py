@@ -1,0 +1,136 @@
+"""Spectra as stems or as profiles, with the m/z of the strongest peaks in view.
+
+A picture has room for some thousand lines. What is drawn is the tallest of each column of the screen, chosen again at every
+zoom where there is a server; what is saved as numbers is everything.
+"""
+
+from __future__ import annotations
+
+import dataclasses
+from typing import Any, Callable, NamedTuple, Optional, Sequence, Tuple
+
+import numpy as np
+from bokeh.core.properties import value
+from bokeh.models import ColumnDataSource, HoverTool, LabelSet, Range1d, Span
+
+from ..plot._labels import tallest
+from ._chart import FONT, MZ_LABEL, Chart, count_axis, new_figure
+from ._chromatogram import _THOUSANDS
+from ._theme import themed
+
+_COLUMNS = 1600
+# Room of a label in pixels, and the least part of the highest peak that has one.
+_LABEL_WIDTH, _LEAST_LABELLED = 62.0, 0.02
+_HEADROOM = 1.16
+
+
+class Stems(NamedTuple):
+    """Peaks of a spectrum, ascending in m/z; `tof_index` are time-of-flight indices where they are known."""
+
+    mz: np.ndarray
+    intensity: np.ndarray
+    tof_index: Optional[np.ndarray] = None
+
+    @classmethod
+    def sorted(cls, mz: np.ndarray, intensity: np.ndarray, index: Optional[np.ndarray] = None) -> Stems:
+        """From peaks in any order; those without m/z are left out."""
+        order = np.argsort(mz, kind="stable")
+        order = order[np.isfinite(mz[order])]
+        return cls(mz[order], np.asarray(intensity, float)[order], None if index is None else index[order])
+
+    def between(self, low: float, high: float) -> Stems:
+        """Those of a range."""
+        first, last = np.searchsorted(self.mz, (low, high))
+        return Stems(self.mz[first:last], self.intensity[first:last], None if self.tof_index is None else self.tof_index[first:last])
+
+
+@dataclasses.dataclass
+class SpectrumChart(Chart):
+    """Sources ``stems`` (``mz``, ``intensity``), ``profile`` (the points of a line) and ``labels``."""
+
+    num_labels: int
+    marker: Span
+    label_text: Callable[[float], str]
+
+    def show(self, stems: Stems, limits: Optional[Tuple[float, float]] = None, *, profile: Optional[Stems] = None,
+             width: int = 0) -> None:
+        """Draws what of a spectrum lies in the limits, on a figure of a width in pixels.
+
+        A `profile` is a line whose points include zeros; the stems then hang from 0 downwards.
+        """
+        everything = stems if profile is None else profile
+        if limits is None:
+            ends = everything.mz if len(everything.mz) else np.array([0.0, 1.0])
+            margin = 0.02 * float(ends[-1] - ends[0]) or 1.0
+            limits = float(ends[0]) - margin, float(ends[-1]) + margin
+        shown, sign = _thinned(stems.between(*limits), limits), 1.0 if profile is None else -1.0
+        self.sources["stems"].data = {"mz": shown.mz, "intensity": sign * shown.intensity, "size": shown.intensity}
+        line = Stems(np.empty(0), np.empty(0)) if profile is None else profile.between(*limits)
+        self.sources["profile"].data = {"mz": line.mz, "intensity": line.intensity}
+        labelled = shown if profile is None else line
+        top = float(labelled.intensity.max(initial=0)) * _HEADROOM or 1.0
+        low = 0.0 if profile is None else -_HEADROOM * float(shown.intensity.max(initial=0))
+        self.limit(y=(low, top))
+        places = chosen_labels(labelled, limits, self.num_labels, width or 900)
+        self.sources["labels"].data = {"mz": labelled.mz[places], "intensity": labelled.intensity[places],
+                                       "text": [self.label_text(mz) for mz in labelled.mz[places]]}
+
+
+def chosen_labels(stems: Stems, limits: Tuple[float, float], count: int, width: float) -> np.ndarray:
+    """Positions of the strongest peaks whose labels have room beside each other and beside taller peaks."""
+    if not len(stems.mz) or not count or not stems.intensity.max() > 0:
+        return np.empty(0, np.intp)
+    room = _LABEL_WIDTH * (limits[1] - limits[0]) / max(width, 1.0)
+    candidates = tallest(stems.mz, stems.intensity, room / 2)
+    candidates = candidates[stems.intensity[candidates] >= _LEAST_LABELLED * stems.intensity.max()]
+    taken: list[int] = []
+    for place in candidates[np.argsort(-stems.intensity[candidates], kind="stable")].tolist():
+        at = stems.mz[place]
+        neighbours = stems.between(at - room / 2, at + room / 2)
+        if at - room / 2 < limits[0] or at + room / 2 > limits[1] or (neighbours.intensity > stems.intensity[place]).any():
+            continue
+        if all(abs(stems.mz[other] - at) >= room for other in taken):
+            taken.append(place)
+        if len(taken) == count:
+            break
+    return np.array(taken, np.intp)
+
+
+def _thinned(stems: Stems, limits: Tuple[float, float]) -> Stems:
+    if len(stems.mz) <= _COLUMNS:
+        return stems
+    kept = tallest(stems.mz, stems.intensity, (limits[1] - limits[0]) / _COLUMNS)
+    return Stems(stems.mz[kept], stems.intensity[kept], None if stems.tof_index is None else stems.tof_index[kept])
+
+
+def spectrum(name: str, *, height: int = 240, x_range: Optional[Any] = None, title: str = "", labels: int = 12,
+             y_label: str = "intensity (counts)", colour: str = "blue", digits: int = 4) -> SpectrumChart:
+    """An empty spectrum. `marker` is a line at the m/z of a precursor, hidden at first."""
+    hover = HoverTool(mode="vline", attachment="horizontal", line_policy="nearest", formatters={"@size": _THOUSANDS},
+                      tooltips=[("m/z", f"@mz{{0.{'0' * (digits + 1)}}}"), ("intensity", "@size{custom}")])
+    made = new_figure(name, MZ_LABEL, y_label, height=height, title=title, hover=hover, x_range=x_range or Range1d(0, 1),
+                      y_range=Range1d(0, 1))
+    count_axis(made)
+    sources = {"stems": ColumnDataSource({"mz": [], "intensity": [], "size": []}),
+               "profile": ColumnDataSource({"mz": [], "intensity": []}),
+               "labels": ColumnDataSource({"mz": [], "intensity": [], "text": []})}
+    stems = made.segment("mz", 0, "mz", "intensity", source=sources["stems"], line_width=1.2)
+    profile = made.line("mz", "intensity", source=sources["profile"], line_width=1.2, line_join="round")
+    for drawn, role in ((stems, colour), (profile, "blue")):
+        themed(drawn.glyph, line_color=role)
+        drawn.nonselection_glyph = drawn.selection_glyph = None
+    hover.renderers = [stems]
+    texts = LabelSet(x="mz", y="intensity", text="text", source=sources["labels"], text_align="center", y_offset=3,
+                     text_font_size="11px", text_font=value(FONT))
+    made.add_layout(themed(texts, text_color="ink"))
+    marker = Span(dimension="height", line_dash=[5, 3], line_width=1.2, visible=False, location=0)
+    made.add_layout(themed(marker, line_color="vermillion"))
+    return SpectrumChart(made, sources, labels, marker, lambda mz: f"{mz:.{digits}f}")
+
+
+def show_spectrum(chart: SpectrumChart, stems: Stems, **more: Any) -> None:
+    """Draws a spectrum over all of its m/z."""
+    chart.show(stems, **more)
+    ends: Sequence[float] = (float(stems.mz[0]), float(stems.mz[-1])) if len(stems.mz) else (0.0, 1.0)
+    margin = 0.02 * (ends[1] - ends[0]) or 1.0
+    chart.limit(x=(ends[0] - margin, ends[1] + margin))
