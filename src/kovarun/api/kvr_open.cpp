@@ -6,14 +6,15 @@
 #include "kovarun/tables/analysis_facts.h"
 #include "sys/cancellation.h"
 
-// Opening a run and asking about it. A handle of the interface for single frames is lent from the run, and
-// made when it is first asked for; it is closed with the run.
+// Opening a run and asking about it. A handle for single frames is lent from the run: it is made when it is
+// first asked for, and closed with the run.
 
 using lumo::run::AnalysisFormat;
 
 namespace {
 
-// The same directory and calibration as the run's, opened once more: the two interfaces share no state.
+// Opens the run's directory with the run's calibration once more, since the two interfaces share no state: a
+// stream and the lent handle may be used at the same time.
 template <class InstanceType>
 uint64_t lend(kvr_run& handle) {
     if (!std::holds_alternative<std::unique_ptr<InstanceType>>(handle.lent)) {
@@ -22,7 +23,7 @@ uint64_t lend(kvr_run& handle) {
     return reinterpret_cast<uint64_t>(std::get<std::unique_ptr<InstanceType>>(handle.lent).get());
 }
 
-// A child process leaves what its parent opened alone.
+// In a child process, what the parent opened is neither used nor closed.
 void abandon(auto& lent) {
     if (auto* const instance = std::get_if<std::unique_ptr<lumo::io::Instance>>(&lent)) {
         static_cast<void>(instance->release());

@@ -1,13 +1,13 @@
 #include "kovarun/api/kvr_run.h"
 #include "kovarun/peaks/peak_stream.h"
 
-// Arguments of the stream of peaks. Columns that do not exist are refused, so that a program built for a
-// later release does not miss one without noticing.
+// Arguments of the stream of peaks. Columns that do not exist are refused: a program built for a later
+// release would otherwise miss one without noticing.
 namespace {
 
 constexpr uint32_t kDefaultColumns = KVR_COLUMN_FRAME | KVR_COLUMN_SCAN | KVR_COLUMN_TOF_INDEX |
                                      KVR_COLUMN_INTENSITY | KVR_COLUMN_MZ | KVR_COLUMN_ONE_OVER_K0;
-constexpr uint32_t kAllColumns = 2 * KVR_COLUMN_ONE_OVER_K0 - 1;
+constexpr uint32_t kAllColumns = 2 * KVR_COLUMN_ONE_OVER_K0 - 1;  // ONE_OVER_K0 is the last
 
 }  // namespace
 

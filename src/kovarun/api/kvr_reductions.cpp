@@ -10,7 +10,8 @@ namespace {
 
 using namespace lumo::run;
 
-// What every reduction begins with.
+// What every reduction begins with. Arguments are checked in the order run, query, control, format of the
+// analysis, then what is the reduction's own; a caller with several mistakes hears of the first.
 struct Prepared {
     std::shared_ptr<Run> run;
     Query query;

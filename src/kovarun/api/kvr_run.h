@@ -13,7 +13,8 @@
 #include "kovarun/arrow/stream.h"
 #include "kovarun/run/run.h"
 
-// What a kvr_run points to.
+// What a kvr_run points to. The run itself is shared with its streams, which outlive this handle; what is
+// lent, and the text of the state's key, end with the handle.
 struct kvr_run {
     std::shared_ptr<lumo::run::Run> run;
     std::string calibrationState;  // key of the state in use, or empty
@@ -34,7 +35,8 @@ inline kvr_run& checked(kvr_run* handle) {
     return *handle;
 }
 
-// Runs the body of an exported function that returns 1, or 0 on failure.
+// Runs the body of an exported function that returns 1, or 0 on failure, in which case the text is the
+// thread's last error.
 template <class Body>
 uint32_t call(Body&& body) {
     return io::guarded<io::KvrInterface>(uint32_t{0}, [&] {
@@ -43,7 +45,8 @@ uint32_t call(Body&& body) {
     });
 }
 
-// The same for one that makes a stream: the body returns its source.
+// The same for one that makes a stream: the body returns its source. After a failure `stream` is empty, with
+// a null release callback, so releasing it by mistake does no harm.
 template <class MakeSource>
 uint32_t callForStream(ArrowArrayStream* stream, MakeSource&& makeSource) {
     return call([&] {

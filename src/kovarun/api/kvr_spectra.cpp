@@ -4,8 +4,8 @@
 #include "kovarun/run/sized.h"
 #include "kovarun/spectra/spectra.h"
 
-// Arguments of the streams of spectra. A query's ranges of m/z, mobility and scans would have no meaning for
-// whole spectra; they are refused rather than ignored.
+// Arguments of the streams of spectra. Ranges of m/z, mobility and scans have no meaning for whole spectra;
+// they are refused rather than ignored.
 namespace {
 
 using namespace lumo::run;

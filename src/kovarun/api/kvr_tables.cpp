@@ -6,8 +6,8 @@
 #include "kovarun/tables/metadata_tables.h"
 #include "sqlite/cppsqlite3.h"
 
-// Tables of metadata. A table is read whole, in one transaction, before its first batch is given out: what
-// comes later from the stream cannot contradict what came before, whatever a writer does meanwhile.
+// Tables of metadata. A table is read as a whole, in one transaction, before its first batch is given out. So
+// what comes later cannot contradict what came before, whatever a writer does in the meantime.
 namespace lumo::run {
 
 namespace {

@@ -8,13 +8,19 @@
 #include <utility>
 #include <vector>
 
+#include "diag/assert.h"
 #include "kovarun/arrow/column.h"
 
-// Columns that grow row by row: tables of metadata and lists. Peaks, of which there are millions, are written
-// straight into buffers of the right size instead.
+// Columns that grow row by row, for tables of metadata and for lists. Peaks, of which there are millions, are
+// written straight into buffers of the right size instead (peaks/peak_columns.h). Layouts are those of the
+// Arrow columnar format: validity and flags are bits, the first row in the lowest bit; offsets are 32 bits
+// wide and one more than rows.
+//
+// A builder serves one thread and one column. intoColumn() hands its memory over, so nothing may be appended
+// afterwards.
 namespace lumo::run::arrow {
 
-// One bit per row, kept only once there is a null.
+// One bit per row, kept only once there is a null: most columns have none, and need no bits at all.
 class Validity {
 public:
     void append(bool valid) {
@@ -46,7 +52,7 @@ private:
     std::size_t nulls = 0;
 };
 
-// Numbers, some of which may be null; nulls have the value 0.
+// Numbers, some of which may be null. A null holds 0, so no memory that was never written leaves the library.
 template <class T>
 class NumberBuilder {
 public:
@@ -94,20 +100,25 @@ private:
     Validity validity;
 };
 
-// Offsets of lists and texts. The 32 bits that the format gives them must not overflow: ask hasRoom() before.
+// Offsets of lists and texts. The format gives them 32 bits, which append() trusts its caller not to exceed:
+// ask hasRoom() first.
 class Offsets {
 public:
     bool hasRoom(std::size_t more) const {
         return more <= static_cast<std::size_t>(INT32_MAX - offsets.back());
     }
-    void append(std::size_t size) { offsets.push_back(offsets.back() + static_cast<std::int32_t>(size)); }
+    void append(std::size_t size) {
+        LUMO_ASSERT(hasRoom(size));
+        offsets.push_back(offsets.back() + static_cast<std::int32_t>(size));
+    }
     Buffer intoBuffer() { return toBuffer(std::move(offsets)); }
 
 private:
     std::vector<std::int32_t> offsets{0};
 };
 
-// Texts in UTF-8, end to end, with the offset of each.
+// Texts end to end, with the offset of each. They must be valid UTF-8, on which consumers rely without
+// looking.
 class TextBuilder {
 public:
     void append(std::optional<std::string_view> value) {
@@ -130,7 +141,7 @@ private:
     Validity validity;
 };
 
-// Lists of different lengths, end to end.
+// Lists of different lengths end to end, with the offset of each.
 template <class T>
 class ListBuilder {
 public:

@@ -4,9 +4,10 @@
 #include <string>
 #include <utility>
 
-// Record batches and schemas as the C structures of the Arrow interface. Whoever consumes them calls
-// `release`, in any order and in any thread; a structure owns its texts and shares the buffers of its
-// columns, so nothing is copied and nothing depends on this library's objects being alive.
+// Record batches and schemas as the C structures of the Arrow interface. Consumers call `release` in any
+// order and on any thread. They may also move a structure by copying its bytes, so nothing may point into the
+// structure itself: texts, arrays of pointers and shares of buffers lie in an object of their own behind
+// `private_data`. Nothing is copied, and nothing depends on other objects of this library being alive.
 namespace lumo::run::arrow {
 
 namespace {
@@ -51,6 +52,8 @@ void release(Structure* structure) {
     structure->release = nullptr;
 }
 
+// `parts` owns everything until the last line, so if memory runs out half-way, children that are complete are
+// released and `out` is not left half filled.
 void exportField(const std::string& name, const std::string& format, bool nullable,
                  const std::vector<Field>& fields, ArrowSchema& out) {
     auto parts = std::make_unique<SchemaParts>();

@@ -4,8 +4,9 @@
 
 namespace lumo::run::arrow {
 
-// The part shares the buffers of the whole, so cutting a group into batches of the size that was asked for
-// copies nothing.
+// The part shares the buffers of the whole and only begins elsewhere in them, so cutting a group into batches
+// of the size that was asked for copies nothing. Its nulls are not counted where that would take a look at
+// the bits.
 RecordBatch RecordBatch::slice(std::int64_t begin, std::int64_t count) const {
     LUMO_ASSERT(begin >= 0 && count >= 0 && begin + count <= length);
     RecordBatch part{count, columns};

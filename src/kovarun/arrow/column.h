@@ -9,9 +9,9 @@
 
 #include "kovarun/arrow/memory.h"
 
-// What record batches are made of, as the Arrow columnar format has it: a column is a type (Field) and
-// buffers. Buffers are shared, never copied: whoever holds a column keeps them alive, be it a batch that
-// waits or an array that was exported.
+// What record batches are made of, after the Arrow columnar format: a column is a type (Field) and buffers.
+// Buffers are shared and never changed once a column has them, so whoever holds a column keeps them alive, on
+// any thread: a batch that waits, a slice of one, or an array that was exported.
 namespace lumo::run::arrow {
 
 // Name and type of a column. Formats are those of the Arrow C data interface, for example "l" for int64, "+l"
@@ -25,6 +25,8 @@ struct Field {
 
 using Buffer = std::shared_ptr<const void>;
 
+// Which buffers and children a column has, and in which order, follows from the format of its field; nothing
+// here checks that the two match.
 struct Column {
     std::int64_t length = 0;
     std::int64_t nullCount = 0;
@@ -50,7 +52,7 @@ Buffer toBuffer(std::vector<T>&& values) {
     return {std::move(owner), data};
 }
 
-// Memory for `count` values that the caller is about to write; nothing is written before.
+// Memory for `count` values, not initialised: the caller writes all of them before anybody sees the column.
 template <class T>
 struct Values {
     std::shared_ptr<T[]> data;

@@ -9,7 +9,8 @@
 // Memory for columns. A batch has columns of megabytes, which the allocator of the process would take from
 // the system and give back each time; clearing those pages would cost more than decoding the peaks that fill
 // them. So large blocks that a consumer has released are kept for the next batch, up to a bound. Contents are
-// not cleared: every column is written before anybody sees it.
+// not cleared: every column is written before anybody sees it. Consumers release on any thread, in any order,
+// and after everything else of the library has ended.
 namespace lumo::run::arrow {
 
 namespace {
@@ -18,8 +19,8 @@ namespace {
 constexpr std::size_t kLarge = std::size_t{1} << 18;
 constexpr std::size_t kMostIdle = std::size_t{32} << 20;
 
-// Sizes of blocks have three significant bits, so that what one frame needed serves for the next, which
-// differs a little.
+// Sizes of blocks have three significant bits: frames differ a little in their number of peaks, and the block
+// of one should serve for the next.
 std::size_t roundedUp(std::size_t bytes) {
     const std::size_t step = std::bit_floor(bytes) / 4;
     return (bytes + step - 1) / step * step;
@@ -30,8 +31,9 @@ struct Block {
     std::size_t size;
 };
 
-// Blocks that nobody uses. Where another thread has the lock it goes without: a fork in that moment would
-// leave the child a lock that nobody opens.
+// Blocks that nobody uses. The lock is only tried: who does not get it takes memory from the allocator, or
+// gives it back there. So nobody ever waits here, and a fork while another thread has the lock leaves a child
+// that works.
 class IdleBlocks {
 public:
     // The smallest that is large enough and not more than half unused, or none.

@@ -6,9 +6,10 @@
 
 namespace lumo::run::arrow {
 
-// Memory of at least that size, not initialised. Large blocks come from those that consumers have released,
-// which spares the system from clearing pages that were cleared a moment ago: that costs more than decoding
-// the peaks that fill them.
+// Memory of at least that size, not initialised, aligned for every fundamental type. Large blocks come from
+// those that consumers have released, which spares the system from clearing pages that were cleared a moment
+// ago: that would cost more than decoding the peaks that fill them. Raises std::bad_alloc; any thread may
+// call, and release.
 std::shared_ptr<std::byte[]> takeMemory(std::size_t bytes);
 
 // The same for `count` values.

@@ -14,16 +14,16 @@
 #include "kovarun/errors.h"
 #include "sys/cancellation.h"
 
-// A stream of batches as C functions. Nothing may be thrown through them, so each step catches what it
-// raises, keeps the text for get_last_error() and gives an errno code; after a failure the stream stays
-// failed, and what it held is released at once. The code tells the kinds of failure apart that a caller
-// treats differently: ECANCELED, ENOMEM, EINVAL, and EIO for everything that is wrong with the data.
+// A stream of batches as C functions. No exception may pass through them, so each step catches what it
+// raises, keeps the text for get_last_error() and returns an errno code. After a failure the stream stays
+// failed, and its threads and readers are released right then, since a consumer may keep a failed stream for
+// long. The codes tell apart what a caller treats differently: ECANCELED, ENOMEM, EINVAL, and EIO for
+// everything that is wrong with the data.
 namespace lumo::run::arrow {
 
 namespace {
 
-// What the caller asked for wrongly, what it ended itself, and what lack of memory ended; the rest is the
-// data's fault.
+// Lack of memory first: it may end a call whatever the caller asked for.
 int errorCodeOf(const std::exception& error) {
     if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
         return ENOMEM;
@@ -34,6 +34,8 @@ int errorCodeOf(const std::exception& error) {
     return dynamic_cast<const std::invalid_argument*>(&error) != nullptr ? EINVAL : EIO;
 }
 
+// What an ArrowArrayStream owns. The schema is kept apart from the source, so it can be asked for after the
+// last batch too, when the source is gone already.
 class ExportedStream {
 public:
     explicit ExportedStream(std::unique_ptr<BatchSource> batches)

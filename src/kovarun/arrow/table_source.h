@@ -6,7 +6,8 @@
 
 namespace lumo::run::arrow {
 
-// A record batch that is all there, in slices of at most `rows` rows.
+// A record batch that is complete already, given out in slices of at most `rows` rows, which must be more
+// than 0.
 class TableSource : public BatchSource {
 public:
     TableSource(std::vector<Field> columns, RecordBatch table, std::int64_t rows)

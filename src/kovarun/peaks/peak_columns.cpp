@@ -8,8 +8,11 @@
 #include "sys/work_counters.h"
 
 // Peaks as columns. The decoder writes indices and intensities to their final place; the other columns are
-// computed batch by batch, while a batch is still in the processor's cache. Whatever a frame has appended is
-// taken back if the frame fails, so a batch holds whole frames.
+// computed batch by batch, while a batch is still in the processor's cache. What a frame has appended is
+// taken back if the frame fails, so a batch holds whole frames only.
+//
+// While a batch is being worked on, its indices and intensities lie behind the counted ones, at room(0); they
+// are counted last, so until then every step finds them there.
 namespace lumo::run {
 
 std::vector<arrow::Field> PeakColumns::schema(std::uint32_t wanted) {
@@ -47,7 +50,8 @@ void PeakColumns::append(FrameSource& frameSource, const FrameBox& frameBox, con
     addFrame(frame, size() - before);
 }
 
-// A column that has not come as far as the others keeps what it has.
+// Columns grow one after the other, so at a failure some have less than others; each keeps at most what it
+// had before.
 void PeakColumns::takeBack(std::size_t rows, std::size_t massNulls, std::size_t mobilityNulls) {
     indices.truncate(rows);
     intensities.truncate(rows);
@@ -56,8 +60,9 @@ void PeakColumns::takeBack(std::size_t rows, std::size_t massNulls, std::size_t 
     mobilities.truncate(std::min(rows, mobilities.size()), mobilityNulls);
 }
 
-// Room for the whole frame at once, so that columns are not moved in the middle of it. Only if no peak will
-// be dropped: else the bound could be far too high.
+// Takes room for the whole frame, so that no column is moved in the middle of it; with the first frame of a
+// group, room for what the metadata expect of the group. Only if no peak will be dropped: else the bound
+// could be far too high.
 void PeakColumns::start(const io::kova::LoadedRange& range) {
     std::uint64_t bound = box->areAllIndices && box->areAllScans ? range.peakBound.value_or(0) : 0;
     if (bound != 0 && size() == 0) {
@@ -103,7 +108,9 @@ void PeakColumns::accept(const io::kova::ScanBatch& batch, const io::kova::ScanT
     intensities.add(peaks);
 }
 
-// Moves the peaks inside of the box together and corrects the counts.
+// Moves the peaks inside of the box together and corrects the counts. Each peak is written to the next free
+// place, which only advances if the peak counts: that needs no branch, which for indices at random would be
+// foreseen wrongly half of the time.
 std::size_t PeakColumns::keepBox(const io::kova::ScanBatch& batch) {
     std::uint32_t* const index = indices.room(0);
     std::uint32_t* const intensity = intensities.room(0);
@@ -134,7 +141,7 @@ void PeakColumns::addScans(const io::kova::ScanBatch& batch, std::size_t peaks) 
     }
 }
 
-// Indices are copied as numbers and converted in their place, by the conversion that everybody else uses.
+// By the same conversion that every other way to an m/z uses, so that the bits are the same.
 void PeakColumns::addMasses(std::size_t peaks) {
     if (!wants(KVR_COLUMN_MZ)) {
         return;

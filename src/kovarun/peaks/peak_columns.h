@@ -14,7 +14,9 @@
 
 namespace lumo::run {
 
-// Values that are written before they are counted: room first, then as many as there were.
+// Values that are written before they are counted: room first, then as many as there were. Growing doubles
+// the room and copies only what is counted, so pointers from room() are valid until the next call that takes
+// more.
 template <class T>
 class GrowingColumn {
 public:
@@ -33,8 +35,9 @@ public:
         std::fill_n(room(count), count, value);
         used += count;
     }
-    // Into room that was taken. Values are written in blocks, the last of which may reach beyond: the length of a
-    // loop over so few values is what the processor cannot foresee.
+    // Into room that was taken. Values are written in blocks, the last of which may reach beyond the end: the
+    // length of a loop over so few values is what the processor cannot foresee. Every column has a spare
+    // block for that.
     void fillShort(T value, std::size_t count) {
         LUMO_ASSERT(used + count <= capacity);
         for (T* target = values.get() + used; target < values.get() + used + count; target += kBlock) {
@@ -48,7 +51,7 @@ public:
     arrow::Buffer buffer() const { return {values, values.get()}; }
 
 private:
-    static constexpr std::size_t kBlock = 64 / sizeof(T);
+    static constexpr std::size_t kBlock = 64 / sizeof(T);  // a cache line
 
     void grow(std::size_t size) {
         std::shared_ptr<T[]> larger = arrow::takeMemoryFor<T>(size + kBlock);
@@ -64,8 +67,8 @@ private:
     std::size_t capacity = 0;
 };
 
-// Values of which those of whole frames may be missing. Whether a row has one is noted from the first missing
-// one on.
+// Values that whole frames may lack, since time, MS level and calibrations are a frame's. Bits that say which
+// rows have one are kept from the first missing one on.
 template <class T>
 class NullableColumn {
 public:
@@ -90,7 +93,8 @@ public:
         note(count, false);
         values.fill(T{}, count);
     }
-    // Takes rows back; `nullsBefore` is how many nulls there were without them.
+    // Takes rows back; `nullsBefore` is how many nulls there were without them. Their bits are set again, as
+    // note() takes bits beyond the end to be set.
     void truncate(std::size_t size, std::size_t nullsBefore) {
         for (std::size_t row = size; nulls != 0 && row < values.size(); ++row) {
             bits[row / 8] = static_cast<std::uint8_t>(bits[row / 8] | 1U << row % 8);
@@ -125,11 +129,12 @@ private:
     std::size_t nulls = 0;
 };
 
-// The peaks of successive frames as columns. The decoder writes indices and intensities where they stay; what
-// else is asked for is added while the batch is in the processor's cache.
+// The peaks of successive frames as columns, for one thread: the sink that the decoder writes to. Memory is
+// that of the batch which toBatch() gives out, so an object serves for one batch.
 class PeakColumns final : public io::kova::ScanSink {
 public:
-    // Columns of ::kvr_column, combined. Room for the expected peaks is taken with that of the first frame.
+    // Columns of ::kvr_column, combined. Room for `expectedPeaks` is taken with that of the first frame; more
+    // may come.
     PeakColumns(std::uint32_t wantedColumns, std::uint64_t expectedPeaks)
         : ScanSink(kPeaksPerBatch), wanted(wantedColumns), expected(expectedPeaks) {}
 

@@ -6,15 +6,16 @@
 #include "kovarun/peaks/peak_columns.h"
 #include "kovarun/pipeline/frame_stream.h"
 
-// The stream of peaks: groups of frames are tasks, each with columns of its own. A group of several frames is
-// expected to fit into a batch, so that a batch need not wait for more than it holds.
+// The stream of peaks: groups of frames are tasks, each with columns of its own. Frames are put together as
+// long as they are expected to fit into one batch of the caller's, so most groups are given out as they are,
+// without a cut.
 namespace lumo::run {
 
 namespace {
 
 // Small frames are read together, so that a task is worth being handed to a thread.
 constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
-constexpr std::uint64_t kBytesPerPeak = 48;  // of all columns, about
+constexpr std::uint64_t kBytesPerPeak = 48;  // of all columns, rounded up
 
 class PeakGroupReader final : public GroupReader {
 public:

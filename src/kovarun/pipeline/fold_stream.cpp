@@ -8,9 +8,9 @@
 #include "kovarun/pipeline/frame_stream.h"
 
 // Streams of one result that all frames make together. Each thread adds the frames of its groups to a sum of
-// its own; when all are read, the sums are merged. They are integers, and every merge gives the same whatever
-// thread read which group, so the result does not depend on the number of threads. That number is limited by
-// how many such sums the memory budget has room for.
+// its own; when all are read, the sums are merged. They are integers, so the result does not depend on which
+// thread read which group, nor on the number of threads. How many work is limited by how many sums the memory
+// budget has room for.
 namespace lumo::run {
 
 namespace {
@@ -45,6 +45,9 @@ private:
         Accumulator& sum;
     };
 
+    // Merging takes no lock. A thread enters its sum before its first task ends, and here all tasks have
+    // ended; a thread that got no task has no sum. Each sum is freed as soon as it was merged, as images may
+    // be hundreds of megabytes.
     arrow::RecordBatch readAll() {
         std::size_t done = 0;
         OrderedTasks<GroupDamage> tasks(

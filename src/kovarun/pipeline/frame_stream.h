@@ -11,12 +11,13 @@
 #include "kovarun/query/frame_source.h"
 #include "kovarun/run/control.h"
 
-// The streams that read frames: what they give is either made of each group of frames by itself (peaks,
-// chromatograms), or of all frames together (sums, images). Either way threads take groups of frames, and the
-// caller's thread tells of progress and damage in the order of the frames.
+// The streams that read frames. What they give is either made of each group of frames by itself (peaks,
+// chromatograms), or of all frames together (sums, images). In both cases threads take groups of frames, each
+// with a reader of its own, and the caller's thread reports progress and damage in the order of the frames.
 namespace lumo::run {
 
-// A query and how it is worked on. Lives as long as the stream.
+// A query and how it is worked on. All threads read it and none changes it; the stream and what its threads
+// use hold it by a shared pointer.
 struct FrameWork {
     std::shared_ptr<Run> run;
     Query query;
@@ -24,7 +25,9 @@ struct FrameWork {
     std::vector<FrameGroup> groups;
 };
 
-// Turns groups of frames into record batches, for one thread.
+// Turns groups of frames into record batches, for one thread. Groups come in ascending order, but not all of
+// them. Frames that are left out are added to `damaged`; everything else that is wrong is raised and ends the
+// stream.
 class GroupReader {
 public:
     virtual ~GroupReader() = default;
@@ -37,7 +40,7 @@ struct GroupStreamParts {
     std::function<std::uint64_t(const FrameGroup&)> expectedBytes;  // of the batch of a group
 };
 
-// Batches of groups in order, cut to the size of batches that the caller wants.
+// Batches of groups in the order of the groups, cut to the size of batches that the caller wants.
 std::unique_ptr<arrow::BatchSource> makeGroupStream(std::shared_ptr<const FrameWork> work,
                                                     GroupStreamParts parts);
 
@@ -48,9 +51,9 @@ public:
     // Adds the current frame of the source: all of it, or nothing if it fails and damaged frames are to be
     // left out.
     virtual void add(FrameSource& source, const FrameBox& box, const FrameEntry& frame) = 0;
-    // Adds what another thread has added up.
+    // Adds what another thread has added up. It is of the same type, and is not used afterwards.
     virtual void merge(Accumulator& other) = 0;
-    // The result; called on one of them after all were merged into it.
+    // The result. Called once, on the accumulator that all others were merged into.
     virtual arrow::RecordBatch finish() = 0;
 };
 

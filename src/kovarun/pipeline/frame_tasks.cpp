@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-// How frames are put together into tasks. A frame that the metadata say nothing about is taken for a
-// middle-sized one; a guess that is wrong costs time and no correctness.
+// How frames are put together into tasks. A frame about which the metadata say nothing counts as one of
+// middle size; a wrong guess costs time, never correctness.
 namespace lumo::run {
 
 std::uint64_t expectedPeaks(const FrameEntry& frame) {

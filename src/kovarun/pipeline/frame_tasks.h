@@ -11,13 +11,13 @@
 
 namespace lumo::run {
 
-// A frame that was left out because it is damaged.
+// A frame that was left out because it is damaged, with the text of the failure.
 struct DamagedFrame {
     std::int64_t frame;
     std::string text;
 };
 
-// Frames [begin, end) of a query, which are read by one task.
+// A task: frames [begin, end) of a query, which one thread reads one after the other.
 struct FrameGroup {
     std::size_t begin = 0;
     std::size_t end = 0;
@@ -27,13 +27,15 @@ struct FrameGroup {
 // About how many peaks a frame has, as far as the metadata tell.
 std::uint64_t expectedPeaks(const FrameEntry& frame);
 
-// Successive frames, together as long as they are expected to have no more than `peaks` peaks and are no more
-// than `most`.
+// Puts successive frames together while they are expected to have at most `peaks` peaks and are at most
+// `most`. So small frames make a task that is worth handing to a thread, and a large one is a task by itself.
+// No group is empty.
 std::vector<FrameGroup> groupFrames(const FrameEntries& frames, std::uint64_t peaks,
                                     std::size_t most = SIZE_MAX);
 
-// Does `work` for a frame. What is wrong with the frame is raised, or, where damaged frames are to be left
-// out, noted.
+// Does `work` for a frame. What is wrong with the frame is raised or, where damaged frames are to be left
+// out, noted. Only std::runtime_error is the frame's fault: lack of memory, wrong arguments and a database
+// that cannot be read end the stream in any case.
 template <class Work>
 void doOrNote(const FrameEntry& frame, bool skipsDamaged, std::vector<DamagedFrame>& damaged,
               const Work& work) {

@@ -4,9 +4,10 @@
 
 #include "kovarun/pipeline/frame_stream.h"
 
-// Streams in which each group of frames makes its own rows. Groups come in order, however many threads read
-// them; a group is cut into batches of the size that was asked for, without copying. Progress and damage are
-// told here, by the thread that asks for batches, and never by those that read ahead.
+// Streams in which each group of frames makes rows of its own. Groups come in order, however many threads
+// read them, and are cut into batches of the size that was asked for, without copying. Progress and damage
+// are reported here, by the thread that asks for batches, and never by those that read ahead. A frame that
+// several groups read, as groups of precursors do, is reported as damaged once.
 namespace lumo::run {
 
 namespace {

@@ -18,13 +18,16 @@
 #include "kovarun/run/task_limits.h"
 #include "sys/thread.h"
 
-// Worker threads read ahead, and their results come in the order of the tasks, so that who asks sees the same
+// Worker threads read ahead, and their results come in the order of the tasks, so the caller sees the same
 // whatever the number of threads. What waits is bounded twice: by its number, and by the memory that the
-// results are expected to need. The task that is asked for next may always begin, so a single large result
-// cannot stop everything.
+// results are expected to need. The task that is asked for next may always begin, so a result that alone
+// exceeds the budget stops nothing, and who waits for a result never waits for ever.
 //
-// Each thread makes its own worker (a reader, buffers) and uses no other. With one thread, or where none is
-// to be had, tasks are done on the calling thread when they are asked for.
+// Each thread makes its own worker (a reader, buffers) and uses no other. With one thread, or where the
+// system gives none, tasks are done on the calling thread when they are asked for.
+//
+// The lock is held for bookkeeping only, never while a task is done. One thread calls next(), and destroys
+// the object.
 namespace lumo::run {
 
 template <class Result>
@@ -33,7 +36,9 @@ public:
     // Does a task, by its number. Used by one thread.
     using Worker = std::function<Result(std::size_t)>;
 
-    // `expectedBytes` says how much memory a task's result will need, about.
+    // `makeWorker` and the workers are called by several threads at once, each worker by one; `expectedBytes`
+    // is called under the lock, so it must be quick, and says about how much memory a task's result will
+    // need. What they capture must outlive this object.
     OrderedTasks(std::size_t tasks, TaskLimits limits, std::function<Worker()> makeWorker,
                  std::function<std::uint64_t(std::size_t)> expectedBytes)
         : shared(std::make_unique<Shared>(tasks, limits, std::move(makeWorker), std::move(expectedBytes))),
@@ -60,7 +65,7 @@ public:
         }
     }
 
-    // The result of the next task; empty after the last. Raises what the task raised.
+    // The result of the next task, empty after the last. Raises what the task raised.
     std::optional<Result> next() {
         if (given == shared->count) {
             return std::nullopt;
@@ -76,6 +81,7 @@ public:
     }
 
 private:
+    // A task that has begun: nothing yet, then its result or its failure.
     struct Slot {
         std::optional<Result> result;
         std::exception_ptr failure;
@@ -161,6 +167,8 @@ private:
             return std::move(*first.result);
         }
 
+        // A thread's life. If its worker cannot be made, the task at hand fails with the reason, and the next
+        // task tries again.
         void serve() noexcept {
             Worker worker;
             while (const std::optional<std::size_t> task = begin()) {
@@ -179,6 +187,7 @@ private:
         }
     };
 
+    // As many as the system gives; with none, `threads` stays empty and next() does the work.
     void startThreads(std::size_t wanted) {
         threads.resize(wanted);
         const auto body = [](void* argument) noexcept { static_cast<Shared*>(argument)->serve(); };

@@ -62,7 +62,7 @@ void FrameSource::announce(std::span<const FrameEntry> next) {
     mobilitiesAhead.forget();
 }
 
-// Scans first: where the query leaves none of them, the mass calibration is not looked up, and a frame
+// Scans before indices: where the query leaves no scan, the mass calibration is not looked up, and a frame
 // without one is no error.
 const FrameBox& FrameSource::open(const FrameEntry& frame) {
     frameId = frame.id;

@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "diag/assert.h"
 #include "kova-data-reader/scan-reading/scan_reader.h"
 #include "kovarun/query/mass_axis.h"
 #include "kovarun/query/query.h"
@@ -16,7 +17,9 @@
 
 namespace lumo::run {
 
-// What a query's box is in one frame, by the frame's own calibration: integers only.
+// What a query's box is in one frame by the frame's own calibration: integers only, so that peaks are
+// compared without being converted. Bounds are half-open. As long as a flag says that all are inside, its
+// list is empty and not looked at.
 struct FrameBox {
     std::uint32_t scanBegin = 0;
     std::uint32_t scanEnd = 0;
@@ -31,10 +34,16 @@ struct FrameBox {
                    return range.contains(index);
                });
     }
-    bool containsScan(std::uint32_t scan) const { return areAllScans || scans[scan - scanBegin]; }
+    // For scans between the bounds only.
+    bool containsScan(std::uint32_t scan) const {
+        LUMO_ASSERT(scan >= scanBegin && scan < scanEnd);
+        return areAllScans || scans[scan - scanBegin];
+    }
 };
 
-// Calibrations of frames that were looked up together.
+// Calibrations that were looked up together: each query by itself takes and releases the database's lock,
+// which for small frames costs more than reading them. Every calibration is given out once; who asks again
+// has it looked up by itself.
 template <class Calibration>
 class LookedUp {
 public:
@@ -43,7 +52,8 @@ public:
         isTried = false;
     }
 
-    // That of a frame, by `lookUp`, which raises what is wrong with it.
+    // The calibration of a frame. `lookUp` is called with the id of a frame and raises what is wrong with its
+    // calibration.
     template <class LookUp>
     Calibration take(std::int64_t frame, std::span<const FrameEntry> announced, CppSQLite3DB& db,
                      const LookUp& lookUp) {
@@ -61,7 +71,8 @@ public:
     }
 
 private:
-    // Frames that fail are looked up by themselves when their time has come.
+    // What is wrong with a frame is raised when it is that frame's turn, so a failure here only ends the
+    // looking ahead; what was found before it stays.
     template <class LookUp>
     void tryAll(std::span<const FrameEntry> announced, CppSQLite3DB& db, const LookUp& lookUp) {
         try {
@@ -80,30 +91,34 @@ private:
     bool isTried = false;
 };
 
-// Reads the frames of a query for one thread, with a reader of its own. Calibrations are looked up only when
-// they are needed, and kept while successive frames convert alike.
+// Reads the frames of a query one after the other, for one thread, with a reader of its own. Calibrations are
+// looked up only when they are needed, and conversions are kept as long as successive frames convert alike.
+//
+// open() makes a frame the current one. What is returned by reference or as a span is valid until the next
+// call of open().
 class FrameSource {
 public:
     // The query must outlive it.
     FrameSource(Run& run, const Query& query);
 
-    // Announces the frames that are opened next. Their calibrations are looked up together when the first is
-    // needed: a query by itself costs several times as much as one of many in a transaction.
+    // Announces the frames that will be opened next; they must live until the last of them was read. Their
+    // calibrations are looked up together when the first is needed.
     void announce(std::span<const FrameEntry> next);
 
-    // Makes a frame the current one and finds its box. Raises what is wrong with the frame, and where the
-    // query has a range of m/z or 1/K0, what is wrong with that calibration.
+    // Makes a frame the current one and finds its box. Raises what is wrong with the frame and, where the
+    // query has a range of m/z or 1/K0, what is wrong with the calibration that this needs.
     const FrameBox& open(const FrameEntry& frame);
 
-    // Hands the peaks in the scans of the box to a sink. Peaks outside of its indices are the sink's to leave
-    // out.
+    // Hands the peaks of the current frame to a sink: all scans from the box's first to its last. Scans in
+    // between that the box lacks, and indices outside of it, are left to the sink, which may drop them where
+    // it looks at the peaks anyway.
     void read(io::kova::ScanSink& sink);
 
     // The mass calibration of the current frame; null if it has none that works.
     const MassAxis* massAxis();
 
-    // Raises what is wrong with it instead. The number returned changes whenever successive frames convert
-    // differently.
+    // The same, but raises where there is none that works. The number returned changes whenever frames begin
+    // to convert differently, so results that depend on the mass axis can be kept while it stays the same.
     std::uint64_t requireMassAxis();
     std::uint64_t massVersion() const { return version; }
 

@@ -24,11 +24,12 @@ double massOf(const ICalibrationTransformator& trafo, double index) {
     return trafo.DIndexToMassFails({&index, 1}) ? kNone : trafo.DIndexToMass(index);
 }
 
-// So few that a conversion is not shared among threads, of which a stream has its own.
+// Conversions of fewer values than this are not shared with the library's worker threads: a stream has
+// threads of its own.
 constexpr std::size_t kPerConversion = 4000;
 
-// Where some indices fail, those that do are found by halves: without exceptions, since a damaged calibration
-// may convert none of millions.
+// Where some indices fail, they are found by halving. No exception is raised on the way: a damaged
+// calibration may convert none of millions of indices, and as many exceptions would take minutes.
 void convertWhereDefined(const ICalibrationTransformator& trafo, std::span<const double> in,
                          std::span<double> out) {
     if (!trafo.DIndexToMassFails(in)) {
@@ -71,7 +72,9 @@ bool MassAxis::isIncreasing() const {
     return low <= lowest && highest <= high;
 }
 
-// A first guess for all values at once, then the guesses whose neighbours disagree one by one.
+// Guesses the places of all values with the inverse function, converts both neighbours of each guess in one
+// go, and goes on step by step only where a neighbour contradicts the guess. So thousands of targets cost a
+// few conversions of arrays.
 std::vector<std::uint32_t> MassAxis::bounds(std::span<const double> mz, Bound kind) const {
     LUMO_ASSERT(monotonic);
     const auto isBefore = [kind](double mass, double value) {
@@ -105,7 +108,7 @@ std::vector<std::uint32_t> MassAxis::bounds(std::span<const double> mz, Bound ki
     return found;
 }
 
-// Two look-ups, or a walk over all indices where the axis is not monotonic.
+// Two searches, or a walk over all indices where the axis is not monotonic.
 std::vector<IndexRange> MassAxis::indicesOf(const Range& mz) const {
     std::vector<IndexRange> ranges;
     if (monotonic) {

@@ -10,14 +10,16 @@
 
 // Ranges of m/z become ranges of whole indices, so that peaks are compared as integers and never converted. A
 // peak is in the range of indices exactly if its own m/z, as the conversion of its index gives it, is in the
-// range of m/z: the inverse function only says where to look, and the indices around that place decide.
+// range of m/z. The inverse function rounds differently, so it only says where to look; the indices around
+// that place decide.
 //
 // This takes an m/z that grows with the index, as that of every sound calibration does. Coefficients may be
-// such that it does not, or that indices have no m/z at all; then all indices are converted once, and a range
+// such that it does not, or that indices have no m/z at all. Then all indices are converted once, and a range
 // of m/z may be several ranges of indices.
 namespace lumo::run {
 
-// Indices [begin, end).
+// Indices [begin, end). The comparison in contains() is one for both ends: below `begin` the difference wraps
+// around and is large.
 struct IndexRange {
     std::uint32_t begin = 0;
     std::uint32_t end = 0;
@@ -25,6 +27,8 @@ struct IndexRange {
     bool contains(std::uint32_t index) const { return index - begin < end - begin; }
 };
 
+// A mass calibration over the indices [0, bins) of an analysis, with the searches that queries need. Used by
+// one thread: the table of all masses is made when it is first asked for.
 class MassAxis {
 public:
     // `bins` is the number of indices.
@@ -34,13 +38,14 @@ public:
     bool isMonotonic() const { return monotonic; }
     bool convertsAs(const MassAxis& other) const { return trafo->Equals(other.trafo); }
 
-    // m/z of indices, and indices of m/z, on the calling thread; NaN where there is none. Both arrays may be
-    // the same.
+    // m/z in Th of indices, and indices of m/z, on the calling thread: the threads of a stream are busy with
+    // frames of their own. NaN where there is none. Both arrays have the same length, and may be the same.
     void massesOf(std::span<const double> indices, std::span<double> mz) const;
     void placesOf(std::span<const double> mz, std::span<double> indices) const;
 
-    // Cuts the indices into the cells between successive edges, the last of which belongs to the last cell. A
-    // cell may have no range, or several.
+    // Cuts the indices into the cells between successive edges, which ascend. A cell holds its lower edge,
+    // and the last cell both. Appends for each range of indices the number of its cell; a cell may have no
+    // range, or several.
     void cut(const std::vector<double>& edges, std::vector<IndexRange>& ranges,
              std::vector<std::uint32_t>& cells) const;
 
@@ -54,7 +59,7 @@ public:
         return bounds(mz, Bound::Upper);
     }
 
-    // The indices whose m/z lies in a range, in ranges that ascend and do not touch. None is empty.
+    // The indices whose m/z lies in a range, as ranges that ascend, do not touch and are not empty.
     std::vector<IndexRange> indicesOf(const Range& mz) const;
 
     // m/z of every index, NaN of one that has none; computed at the first call.

@@ -7,10 +7,9 @@
 #include "diag/throw.h"
 #include "kovarun/run/sized.h"
 
-// What a caller asks for, checked once and put into the form that reading needs. Ranges with a bound that is
-// not a number, or that end before they begin, are mistakes of the caller and refused here, so that nothing
-// below has to think about them. The frames are chosen from the catalog now: a query that is under way does
-// not see frames that a writer adds meanwhile.
+// What a caller asks for, checked once, so that nothing further down has to think about bounds that are NaN
+// or ranges that end before they begin. The frames are chosen from the catalog now: frames that a writer adds
+// later are not in the query.
 namespace lumo::run {
 
 namespace {

@@ -10,7 +10,8 @@
 
 namespace lumo::run {
 
-// A closed range of values.
+// A closed range of values, whole by default. NaN is in no range, not even in the whole one; ask isWhole()
+// first where values may be missing.
 struct Range {
     static constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
@@ -24,7 +25,8 @@ struct Range {
 // Raises std::invalid_argument unless it is a range; `what` says of what, for the text.
 Range checkedRange(const kvr_range& range, const char* what);
 
-// A query as a stream works on it: the frames are chosen, the box is not applied yet.
+// A query as a stream works on it: the frames are chosen, while the box of m/z, 1/K0 and scans is applied
+// frame by frame, since what it means in indices depends on the frame's calibration.
 struct Query {
     FrameEntries frames;
     std::optional<Range> mz;
@@ -34,7 +36,7 @@ struct Query {
     Intensities intensities = Intensities::Normalized;
 };
 
-// Checks a query and chooses its frames.
+// Checks a query and chooses its frames. Raises std::invalid_argument for one that makes no sense.
 Query prepareQuery(Run& run, const kvr_query* query);
 
 }  // namespace lumo::run

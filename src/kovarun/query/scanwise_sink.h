@@ -12,7 +12,7 @@
 
 namespace lumo::run {
 
-// Peaks of successive scans.
+// Peaks of successive scans, those of each scan together. Valid during the call that gets it.
 struct PeakBatch {
     std::uint32_t scanBegin = 0;
     std::span<const std::uint32_t> counts;  // of the peaks of each scan
@@ -21,12 +21,14 @@ struct PeakBatch {
     std::size_t peaks = 0;
 };
 
-// Hands decoded scans to a function of a PeakBatch while they are still in the processor's cache. Scans outside
-// of the box are left out; indices outside of it are not.
+// Hands decoded scans to a function of a PeakBatch while they are still in the processor's cache. Scans
+// outside of the box are left out. Indices outside of it are not: most users look indices up in tables where
+// those lead nowhere.
 //
-// Where scans are compressed one by one, a later scan may turn out to be corrupt when earlier ones have been
-// handed over. Who must not see a part of a frame asks for whole frames: the scans are then kept until all of
-// them have come.
+// Where scans are compressed one by one, a later scan may turn out to be corrupt after earlier ones were
+// handed over. Who must not see a part of a frame asks for whole frames; such scans are kept until all of
+// them have come. Where a frame is compressed as a whole nothing can fail any more when decoding starts, so
+// nothing needs to be kept.
 template <class Use>
 class ScanwiseSink final : public io::kova::ScanSink {
 public:
@@ -69,7 +71,7 @@ public:
     }
 
 private:
-    static constexpr std::uint64_t kPeaksPerBatch = 4096;
+    static constexpr std::uint64_t kPeaksPerBatch = 4096;  // 32 KB of indices and intensities
 
     static void grow(std::vector<std::uint32_t>& buffer, std::uint64_t size) {
         if (buffer.size() < size) {
@@ -77,6 +79,7 @@ private:
         }
     }
 
+    // Hands a batch over in as few calls as its gaps allow: neighbouring scans of the box go together.
     void handOver(std::uint32_t begin, std::uint32_t end) {
         std::size_t first = 0;
         for (std::uint32_t scan = begin; scan < end;) {

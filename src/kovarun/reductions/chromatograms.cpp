@@ -12,7 +12,10 @@
 
 // Intensity over time: a row for each frame, with a value for each target. Frames do not depend on each
 // other, so groups of them are tasks, and rows come in the order of the query. A frame outside of a target's
-// range of time has the value 0 there.
+// range of time has the value 0 there, so every row is as long as the list of targets.
+//
+// Rows of all targets may be large though the frames are small: a group has at most as many frames as a
+// sixteenth of the memory budget has room for.
 namespace lumo::run {
 
 namespace {

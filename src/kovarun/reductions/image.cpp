@@ -11,17 +11,21 @@
 #include "kovarun/reductions/index_cells.h"
 #include "kovarun/reductions/reductions.h"
 
-// Images: two of time, m/z and 1/K0 as axes, and what falls into a cell reduced to one value. Edges are found
-// as integers wherever that is possible, once per calibration and not per peak: the cells of m/z as ranges of
-// indices, those of 1/K0 as a cell for each scan, that of time as one cell for a frame. An axis that the
-// image does not have counts as one cell.
+// Images: two of time, m/z and 1/K0 as axes, and what falls into a cell reduced to one value. Edges are
+// turned into integers where they can be, once per calibration and not per peak: the cells of m/z become
+// ranges of indices, those of 1/K0 a cell for each scan, that of time one cell for a frame. A peak's place in
+// the image is then the sum of three steps that are looked up. An axis that the image does not have counts as
+// one cell with the step 0.
+//
+// Places are added in 32 bits. "Outside" is the place after the last cell; a sum with one or more steps
+// outside exceeds it and is cut to it, and cannot wrap around because images are limited to 2^30 cells.
 namespace lumo::run {
 
 namespace {
 
 constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
 constexpr std::uint32_t kOutside = std::numeric_limits<std::uint32_t>::max();
-constexpr std::uint64_t kMostCells = std::uint64_t{1} << 30;  // so that places are added in 32 bits
+constexpr std::uint64_t kMostCells = std::uint64_t{1} << 30;  // keeps sums of places below 2^32
 
 // A cell holds its lower edge, and the last one its upper edge too. A value that is not a number is in none.
 std::uint32_t cellOf(const std::vector<double>& edges, double value) {
@@ -36,7 +40,9 @@ std::uint32_t cellOf(const std::vector<double>& edges, double value) {
 // What a peak's index adds to its place in the image, by the current calibration.
 class MassSteps {
 public:
-    // Without an axis of m/z nothing. Either way indices outside of the box lead to `outside`.
+    // Without an axis of m/z the step is 0 for all. In both cases indices outside of the query's box lead to
+    // `outside`. The box changes only with the calibration, so its version says when to build the table
+    // again.
     void build(FrameSource& source, const FrameBox& box, const GridAxis* axis, std::uint32_t step,
                std::uint32_t outside) {
         const std::uint64_t version = axis != nullptr ? source.requireMassAxis() : source.massVersion();
@@ -96,19 +102,19 @@ struct Grid {
     const GridAxis* axisOf(GridAxis::Kind kind) const {
         return x.kind == kind ? &x : y.kind == kind ? &y : nullptr;
     }
-    // How far apart neighbouring cells of an axis are in the image.
+    // How far apart neighbouring cells of an axis are in the image, which lies row by row, y before x.
     std::uint32_t stepOf(GridAxis::Kind kind) const {
         return x.kind == kind ? 1 : y.kind == kind ? static_cast<std::uint32_t>(x.cells()) : 0;
     }
     std::uint32_t cells() const { return static_cast<std::uint32_t>(x.cells() * y.cells()); }
 };
 
-// One thread's image. Images of several threads are merged cell by cell; values are integers, so the order of
-// merging does not matter.
+// One thread's image. Images of several threads are merged cell by cell; values are integers, so the order
+// does not matter.
 //
 // The places of a batch's peaks are found first, then their intensities are added, so that neither loop waits
-// for the other: an image is larger than the processor's innermost cache. What is in no cell goes to a place
-// after the last.
+// for the other: an image is larger than the processor's innermost cache. What is in no cell is added at a
+// place after the last, which costs less than asking about each peak.
 template <Reduce kind>
 class ImageSum final : public Accumulator {
 public:
@@ -187,8 +193,8 @@ private:
         }
     }
 
-    // Successive peaks of a scan often are in the same cell, and each would wait for the one before; those a
-    // quarter of the batch apart are not.
+    // Successive peaks of a scan are often in the same cell, and each addition would wait for the one before
+    // it. So the loop takes in turn peaks that are a quarter of the batch apart.
     void addPeaks(const PeakBatch& batch) {
         std::uint64_t* const cells = values();
         const auto addPeak = [&](std::size_t i) {

@@ -8,9 +8,9 @@
 #include "diag/throw.h"
 #include "kovarun/query/frame_source.h"
 
-// The range of an axis that the caller has left open: of the query, if that is bounded, else of the frames.
-// For m/z and 1/K0 that is what a frame can hold and not what happens to be in it, so images of parts of a
-// run have the same axes.
+// The range of an axis that the caller has left open: that of the query, if it is bounded, else that of the
+// frames. For m/z and 1/K0 this is what a frame can hold and not what happens to be in it, so images of parts
+// of a run have the same axes.
 namespace lumo::run {
 
 namespace {
@@ -37,7 +37,8 @@ Range hullOf(std::span<const double> values) {
     return range;
 }
 
-// Of the first frame of which it is known.
+// Of the first frame that has such a calibration. The m/z at index 0 may be below 0, which no axis should
+// begin with.
 Range calibratedRange(Run& run, const Query& query, std::uint32_t kind) {
     FrameSource source(run, query);
     for (const FrameEntry& frame : query.frames) {

@@ -5,6 +5,9 @@
 
 #include "diag/assert.h"
 
+// The table is built in two steps: ranges and what lies between them become parts that follow each other
+// without a gap, then the largest size of block is found that no two boundaries share. In the worst case a
+// block is one index; the table is then as large as the analysis has indices, and still right.
 namespace lumo::run {
 
 namespace {

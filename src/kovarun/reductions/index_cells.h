@@ -4,28 +4,31 @@
 #include <span>
 #include <vector>
 
+#include "diag/assert.h"
 #include "kovarun/query/mass_axis.h"
 
 namespace lumo::run {
 
-// In which cell of an axis an index is. Indices are taken in blocks so small that no more than one cell ends in
-// any of them: a look-up is one entry and one comparison, and the table stays in the processor's cache, which one
-// entry per index would not.
+// In which cell of an axis an index is. Indices are taken in blocks of 2^shift, so small that at most one
+// boundary between cells lies inside of any of them. A look-up is then one entry and one comparison without a
+// branch, and the table stays in the processor's cache, which a table with one entry per index would not.
 class IndexCells {
 public:
     // Gives `cells[i]` for the indices of `ranges[i]`, none of which is empty and which do not overlap, and
-    // `outside` for all others below `bins`.
+    // `outside` for all others below `bins`. Ranges may come in any order and must end at or before `bins`.
     void build(std::span<const IndexRange> ranges, std::span<const std::uint32_t> cells,
                std::uint32_t outside, std::uint32_t bins);
 
+    // For indices below `bins`, which those of decoded peaks always are.
     std::uint32_t operator[](std::uint32_t index) const {
+        LUMO_ASSERT(index >> shift < blocks.size());
         const Block& block = blocks[index >> shift];
         const std::uint32_t isAfter = index >= block.boundary ? 1 : 0;
         return block.before + (block.step & (0 - isAfter));  // a branch could not be foreseen
     }
 
 private:
-    // From an index on.
+    // The cell from an index on, up to the next part.
     struct Part {
         std::uint32_t begin;
         std::uint32_t cell;

@@ -5,9 +5,9 @@
 
 #include "diag/throw.h"
 
-// The bits of an interval map. Pieces are counted through the bits that mark their beginnings, so building it
-// costs as much as there are indices, divided by 64, and looking an index up costs two loads and a count of
-// bits.
+// Building the bits costs as much as there are indices, divided by 64, plus sorting the ranges. Looking an
+// index up costs two loads and a count of bits. It is built again only when the calibration changes, so a run
+// with one builds it once.
 namespace lumo::run {
 
 namespace {
@@ -69,7 +69,8 @@ void IntervalMap::markWanted() {
     std::sort(ends.begin(), ends.end());
     for (std::size_t i = 0; i < starts.size();) {
         const std::uint32_t begin = starts[i];
-        // The ranges that began so far cover everything until as many have ended.
+        // Between the sorted beginnings and the sorted ends: as long as the next range begins before as many
+        // have ended as have begun, everything in between is covered.
         do {
             ++i;
         } while (i < starts.size() && starts[i] <= ends[i - 1]);

@@ -11,8 +11,12 @@
 namespace lumo::run {
 
 // Cuts any number of ranges of indices, which may overlap, into pieces that do not, and finds the piece of an
-// index. Thousands of ranges cost no more per peak than one: a bit says whether an index is in any of them,
-// which most are not, and the number of pieces that begin before it says in which.
+// index. A range is then a run of successive pieces. Thousands of ranges cost no more per peak than one: a
+// bit says whether an index is in any of them, which most are not, and the number of pieces that begin up to
+// it says in which.
+//
+// Pieces also fill the gaps between ranges, so one always follows the last piece of a range: `end` of a
+// range's pieces is a piece itself.
 class IntervalMap {
 public:
     // Pieces [begin, end) of a range; none for an empty one.
@@ -21,7 +25,8 @@ public:
         std::uint32_t end = 0;
     };
 
-    // `bins` is the number of indices.
+    // `bins` is the number of indices, and ranges end at or before it. Raises std::runtime_error for more
+    // than 2^26.
     void build(std::span<const IndexRange> ranges, std::uint32_t bins);
 
     std::size_t pieceCount() const { return pieces; }
@@ -34,17 +39,19 @@ public:
     std::size_t findWanted(const std::uint32_t* indices, std::size_t count, std::uint32_t* positions) const {
         std::size_t found = 0;
         for (std::size_t i = 0; i < count; ++i) {
+            LUMO_ASSERT(indices[i] / 64 < wanted.size());
             positions[found] = static_cast<std::uint32_t>(i);
             found += wanted[indices[i] / 64] >> indices[i] % 64 & 1;
         }
         return found;
     }
 
-    // The piece of an index that is in a range.
+    // The piece of an index that is in any range.
     std::uint32_t pieceOf(std::uint32_t index) const { return beginsBefore(index + 1) - 1; }
 
 private:
-    // In line: for processors that may lack the instruction, the standard function is a call.
+    // Counts bits without a function call, which the standard function is where the processor may lack the
+    // instruction.
     static std::uint32_t countBits(std::uint64_t bits) {
         bits -= bits >> 1 & 0x5555555555555555;
         bits = (bits & 0x3333333333333333) + (bits >> 2 & 0x3333333333333333);

@@ -10,16 +10,16 @@
 #include "kovarun/reductions/reductions.h"
 #include "kovarun/reductions/target_values.h"
 
-// Intensity by scan, summed over all frames, for each target. Scans are the rows since frames share them;
-// 1/K0 beside them is that of the first frame. The table grows with the frame that has the most scans, a
-// number from a file, so its size is held against the memory budget before it is taken.
+// Intensity by scan, summed over all frames, for each target. Rows are scans, since all frames have them, and
+// 1/K0 is the first frame's. The table grows with the frame that has the most scans, a number from a file, so
+// its size is held against the memory budget before memory is taken.
 namespace lumo::run {
 
 namespace {
 
 constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
 
-// As the metadata state it, for planning; the frames themselves may have more.
+// As the metadata state it, for planning; frames may turn out to have more.
 std::uint64_t mostScans(const FrameEntries& frames) {
     std::int64_t most = 1;
     for (const FrameEntry& frame : frames) {
@@ -75,6 +75,8 @@ public:
 private:
     static bool isInTime(const Range& range, double time) { return range.isWhole() || range.contains(time); }
 
+    // Scans are the slower dimension of the table, so growing appends rows and moves nothing. Not a
+    // std::runtime_error, as those blame the frame, which would then be left out of the sums.
     void grow(std::uint32_t count) {
         if (count <= scans) {
             return;

@@ -13,7 +13,8 @@
 
 namespace lumo::run {
 
-// What becomes of intensities that fall together. A value of 0 stands for none, whatever the kind.
+// What becomes of intensities that fall together. Everything begins at 0, whatever the kind, and 0 stands for
+// nothing found. A peak may have the intensity 0, too; it changes no sum and no maximum, and is counted.
 enum class Reduce { Sum, Max, Count };
 
 inline Reduce checkedReduce(std::uint32_t value) {

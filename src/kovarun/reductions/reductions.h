@@ -9,7 +9,9 @@
 #include "kovarun/reductions/targets.h"
 #include "kovarun/run/control.h"
 
-// The reductions of kvr.h as streams. The query is prepared, everything else is checked.
+// The reductions of kvr.h as streams. Everything is checked already: queries by prepareQuery(), targets by
+// checkedTargets(), axes by completeAxis(). Chromatograms are read group by group, the others as one sum over
+// all frames.
 namespace lumo::run {
 
 std::unique_ptr<arrow::BatchSource> makeChromatograms(std::shared_ptr<Run> run, Query query,

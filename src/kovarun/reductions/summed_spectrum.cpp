@@ -8,8 +8,10 @@
 #include "kovarun/reductions/reductions.h"
 
 // One spectrum of all frames. Indices of frames that convert alike mean the same m/z and are added up as
-// integers, which is the usual case; where a frame converts differently, its sums are moved to the indices of
-// the first frame that have the nearest m/z, so the result has one mass axis.
+// integers, which is the usual case. Where a frame converts differently, its sums are moved to the indices of
+// the first frame with the nearest m/z, so the result has one mass axis and peaks stay as sharp as they were
+// measured. No intensity is divided between two indices: sums stay integers, and do not depend on the order
+// of the frames.
 namespace lumo::run {
 
 namespace {
@@ -21,8 +23,9 @@ struct Bin {
     std::uint64_t count = 0;
 };
 
-// Sums by index. Frames that convert as the first one are added as they are. What another frame has at an
-// index moves to the index of the same m/z, once per index that occurs in it.
+// Sums by index, for one thread. A frame with a calibration of its own is first summed by itself, so each
+// occupied index is converted once, however many peaks it has; if the frame fails, nothing of it has reached
+// the sums.
 class SpectrumSum final : public Accumulator {
 public:
     SpectrumSum(const FrameWork& shared, std::shared_ptr<const MassAxis> firstAxis, std::uint32_t bins)
@@ -100,7 +103,7 @@ private:
     }
 
     // What has no m/z in this frame stays at its index, and what lies beyond the axis goes to its end: no
-    // intensity is lost.
+    // intensity is lost. Halves are rounded upwards, as the header promises.
     void moveFrame(const MassAxis& axis) {
         std::vector<double> places(occupied.begin(), occupied.end());
         axis.massesOf(places, places);

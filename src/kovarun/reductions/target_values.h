@@ -13,9 +13,12 @@
 #include "kovarun/reductions/targets.h"
 
 // Reduces the peaks of a frame to one value per target. Peaks are added to the pieces of the interval map, of
-// which there are few more than targets, and targets are put together from pieces: for a whole frame at its
-// end, for a part of its scans where it begins and ends. So the work per peak does not depend on the number
-// of targets.
+// which there are few more than targets, and targets are put together from pieces at the end of the frame. So
+// the work per peak does not depend on the number of targets.
+//
+// Where targets hold only some of the scans, a sum of theirs is what their pieces have at their last scan
+// less what they had at their first. A maximum cannot be subtracted like that, so it is put together after
+// each scan.
 namespace lumo::run {
 
 template <Reduce kind>
@@ -59,6 +62,7 @@ public:
     }
 
 private:
+    // False if no target has anything to look for in this frame. Sums begin at 0 in any case.
     bool prepare(FrameSource& source, const FrameBox& frameBox) {
         boxes = boxFinder.find(source, frameBox);
         if (boxFinder.haveChanged()) {
@@ -91,7 +95,8 @@ private:
         }
     }
 
-    // Adds the peaks that are in any target to the pieces, and tells when those of a scan begin and end.
+    // Adds the peaks that are in any target to the pieces. Calls beforeScan and afterScan around those of
+    // each scan; scans without such a peak are passed over.
     template <class Begin, class End>
     void addPeaks(const PeakBatch& batch, const Begin& beforeScan, const End& afterScan) {
         if (positions.size() < batch.peaks) {
@@ -132,6 +137,8 @@ private:
         addFrame(source, frameBox, nothing, nothing);
     }
 
+    // Sums up to each piece first, so that a target is one subtraction however many pieces it has. There is
+    // always a piece after a target's last one, see IntervalMap.
     void addWholeFrame() {
         if constexpr (kind != Reduce::Max) {
             std::exclusive_scan(sums.begin(), sums.end(), sums.begin(), std::uint64_t{0});
@@ -145,7 +152,9 @@ private:
         }
     }
 
-    // A target's value is what its pieces have gained between its first scan and its last.
+    // A target's value is what its pieces have gained between its first scan and its last. Both boundaries
+    // are sorted, so each scan only looks at those that it passes; a box that no peak falls into begins and
+    // ends with the same sum.
     void addBetweenBoundaries(FrameSource& source, const FrameBox& frameBox) {
         bases.resize(boxes.size());
         std::size_t begun = 0;

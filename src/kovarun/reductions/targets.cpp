@@ -7,9 +7,9 @@
 
 #include "diag/throw.h"
 
-// Targets of a caller, ranges of m/z, 1/K0 and time, become boxes of integers for a frame. That is done again
-// only when something that converts has changed, so a run with one calibration finds its boxes once, and
-// thousands of targets are looked up in the mass axis together.
+// Targets are ranges of m/z, 1/K0 and time; for a frame they become boxes of integers. That is done again
+// only when something that converts has changed, so a run with one calibration finds its boxes once.
+// Thousands of targets are looked up in the mass axis together.
 namespace lumo::run {
 
 namespace {
@@ -41,6 +41,8 @@ std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t coun
     std::vector<Target> checked;
     checked.reserve(count);
     for (std::uint64_t i = 0; i < count; ++i) {
+        // A good range is taken as it is: the text for a bad one names the target, and composing it for each
+        // of a million would take longer than everything else here.
         const auto checkedOf = [i](const kvr_range& range, const char* what) {
             return range.low <= range.high
                        ? Range{range.low, range.high}

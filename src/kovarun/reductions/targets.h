@@ -9,6 +9,7 @@
 
 namespace lumo::run {
 
+// What a caller wants the intensity of, checked: each range has ends that are numbers, in order.
 struct Target {
     Range mz;
     Range oneOverK0;
@@ -20,8 +21,9 @@ struct Target {
 std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t count,
                                    std::uint64_t memoryBudget);
 
-// A part of a target in one frame: indices and scans as integers. A target has one, unless a calibration goes
-// up and down.
+// A part of a target in one frame: indices [indices.begin, indices.end) in scans [scanBegin, scanEnd). A
+// target has one, or none if nothing of the frame is inside; it has more only where a calibration goes up and
+// down.
 struct TargetBox {
     std::uint32_t target = 0;
     IndexRange indices;
@@ -29,14 +31,14 @@ struct TargetBox {
     std::uint32_t scanEnd = 0;
 };
 
-// Finds the boxes of targets in frame after frame, anew only where frames convert differently. Used by one
-// thread.
+// Finds the boxes of targets in frame after frame, and does the work again only where frames convert
+// differently. Used by one thread; the targets must outlive it.
 class TargetBoxes {
 public:
     explicit TargetBoxes(std::span<const Target> wanted) : targets(wanted) {}
 
-    // The boxes in the current frame of the source, none of them empty. Raises what is wrong with a
-    // calibration that they need.
+    // The boxes in the current frame of the source, none of them empty; valid until the next call. Raises
+    // what is wrong with a calibration that they need.
     std::span<const TargetBox> find(FrameSource& source, const FrameBox& frameBox);
 
     // Whether find() gave other boxes than before.

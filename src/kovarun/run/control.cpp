@@ -8,8 +8,8 @@
 #include "kovarun/errors.h"
 #include "kovarun/run/sized.h"
 
-// How one call is to work: what the caller states, else what the run was opened with, else constants. Batches
-// are limited to what 32-bit offsets of lists can address.
+// What a call leaves open is taken from the run, and then from the constants below. Batches are limited to
+// what the 32-bit offsets of list columns can address; a caller may ask for more and gets the limit.
 namespace lumo::run {
 
 namespace {

@@ -9,7 +9,12 @@
 
 namespace lumo::run {
 
-// How a call works, and the caller's callbacks, which are called by the thread that reads the stream.
+// What a caller's kvr_control says, checked and completed: how many threads may work, how much memory may
+// wait, how long a batch is and what happens to a damaged frame. It is a copy, so the caller's structure may
+// go; `context` must live as long as the stream.
+//
+// Both callbacks are called by the thread that reads the stream and never by one that reads ahead, so the
+// caller needs no lock in them.
 struct Control {
     TaskLimits limits;
     std::int64_t batchSize = 0;  // rows
@@ -23,8 +28,8 @@ struct Control {
     void reportDamage(std::int64_t frame, const char* text) const;
 };
 
-// The caller's wishes, with those of the run where it states none. Raises std::invalid_argument for a
-// structure that does not state its size.
+// The caller's wishes; what it leaves open comes from the run. Raises std::invalid_argument for a structure
+// whose size is not set.
 Control checkedControl(const Run& run, const kvr_control* control);
 
 }  // namespace lumo::run

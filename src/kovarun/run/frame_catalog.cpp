@@ -7,10 +7,10 @@
 
 #include "kovarun/run/stored_columns.h"
 
-// The frames of a run, read by a connection of the catalog's own. SQLite counts the changes that other
-// connections make, so asking whether the frames are still what they were costs a look at the file and no
-// query over the frames. A frame that is asked for by its id and is not known may have been written since, so
-// its absence is believed only after a second look.
+// The frames of a run, read by a connection of the catalog's own. SQLite counts for each connection the
+// changes that others have made, so finding out whether the frames are still the same costs a look at the
+// file and no query over the frames. An id that is not known may have been written since, so a frame is
+// reported as missing only after a second look.
 namespace lumo::run {
 
 namespace {
@@ -101,6 +101,8 @@ std::shared_ptr<const FrameEntries> FrameCatalog::read(Freshness freshness) {
     return frames;
 }
 
+// Runs inside a transaction: the version and the frames are those of one state of the database. Nothing is
+// kept before all rows were read, so a failure leaves the catalog as it was.
 void FrameCatalog::update() {
     const std::int64_t now = db->execQuery("PRAGMA data_version").getInt64Field(0);
     if (frames && now == version) {

@@ -12,8 +12,9 @@
 
 namespace lumo::run {
 
-// What selecting frames and planning their reading takes of the metadata. What these do not state is NaN, 0
-// or -1.
+// What the metadata say about a frame, as far as choosing frames and planning their reading need it. Planning
+// may rely on none of it: a writer, or a damaged file, may state anything. What is not stated is NaN, 0 or
+// -1.
 struct FrameEntry {
     std::int64_t id = 0;
     double time = std::numeric_limits<double>::quiet_NaN();  // s
@@ -26,23 +27,26 @@ struct FrameEntry {
 
 using FrameEntries = std::vector<FrameEntry>;
 
-// The frames of a run. They are read once, and again when a writer has changed the database since. Used by
-// any number of threads.
+// The frames of a run. They are read once, and again after a writer has changed the database. Any number of
+// threads may call; lists that were given out are never changed, so a query keeps the frames it was made
+// with.
 class FrameCatalog {
 public:
     FrameCatalog(std::filesystem::path database, std::uintmax_t bytesOfFrames)
         : file(std::move(database)), blobSize(bytesOfFrames) {}
 
-    // All frames, ids ascending.
+    // All frames, ids ascending, as the database has them now.
     std::shared_ptr<const FrameEntries> all();
 
-    // The frames with these ids, in their order; of one that does not exist there is nothing but its id.
+    // The frames with these ids, in the order and as often as they are listed. A frame that does not exist is
+    // there with nothing but its id: reading it later gives the error that names it.
     FrameEntries listed(std::span<const std::int64_t> ids);
 
     // Gives the connection up without closing it: in a child process it is the parent's.
     void abandon();
 
 private:
+    // AsKnown: what was read last will do. AsStoredNow: asks the database whether that is still true.
     enum class Freshness { AsKnown, AsStoredNow };
 
     std::shared_ptr<const FrameEntries> read(Freshness freshness);
@@ -52,7 +56,7 @@ private:
     std::uintmax_t blobSize;
     std::mutex mutex;  // guards what follows
     std::unique_ptr<CppSQLite3DB> db;
-    std::int64_t version = -1;  // "PRAGMA data_version" when the frames were read
+    std::int64_t version = -1;  // "PRAGMA data_version" of this connection when the frames were read
     std::shared_ptr<const FrameEntries> frames;
 };
 

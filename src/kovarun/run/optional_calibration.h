@@ -8,9 +8,10 @@
 
 namespace lumo::run {
 
-// What `lookUp` gives, or nothing where it raises what is wrong with a calibration: a frame may lack one that
-// works, which only matters to those who need it. Other failures are raised: no memory, or a database that
-// cannot be read, must not look like a missing calibration.
+// The calibration that `lookUp` gives, or none where it raises that the calibration is wrong: a frame may
+// lack one, which matters only to those who need it. std::runtime_error is what the metadata are blamed for,
+// std::logic_error what the models raise about their coefficients. Everything else passes: running out of
+// memory, or a database that cannot be read, must not look like a missing calibration.
 template <class LookUp>
 auto calibrationOrNone(const LookUp& lookUp) -> decltype(lookUp()) {
     try {

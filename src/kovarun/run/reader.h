@@ -13,14 +13,16 @@ namespace lumo::run {
 
 using io::kova::AnalysisFormat;
 
-// The format of the analysis in a directory: that without mobility only if its database is there and the
-// other is not.
+// Which of the two formats a directory holds. An analysis with mobility wins where both databases are there,
+// and is also the answer where neither is, so that opening it raises the usual error.
 AnalysisFormat formatOf(const std::filesystem::path& directory);
 
-// An analysis as one thread reads it: connection, blob file and caches of its own.
+// An open analysis for one thread at a time: connection, blob file and caches of its own. Opening one takes
+// some milliseconds, which is why Run lends them.
 class Reader {
 public:
-    // Raises what opening raises, and a text of its own for a calibration that is not there and must be.
+    // Raises what opening raises. If the options demand a calibration state and allow no other, raises
+    // std::runtime_error when the analysis does not have it.
     Reader(const std::filesystem::path& directory, AnalysisFormat format, const RunOptions& options);
 
     io::kova::AnalysisReader& analysis() const { return *opened; }

@@ -7,10 +7,9 @@
 
 #include "diag/throw.h"
 
-// A run that several threads read. A reader of an analysis serves one thread at a time, and opening one costs
-// some milliseconds, so readers are lent, and those that come back are kept, as many as threads may work for
-// a call. A forked child has the parent's readers in its memory but must not touch their connections: it
-// leaks them rather than closing them.
+// Readers are lent. One serves a single thread and costs some milliseconds to open, so those that come back
+// are kept for the next thread, as many as may work for one call; what comes back beyond that is closed. In a
+// forked child the parent's connections must be neither used nor closed, so their objects are leaked there.
 namespace lumo::run {
 
 namespace {

@@ -15,11 +15,16 @@
 
 namespace lumo::run {
 
-// What all streams of a run share, and what lives until the last of them is released: where the analysis is,
-// how it was opened, and readers that no thread uses at the moment. Used by any number of threads.
+// What all streams of a run share: where the analysis is, how it was opened, its frames, its counters, and
+// the readers that no thread uses at the moment. The handle and every stream hold it by a shared pointer, so
+// it lives until the last of them is released, in whatever order that happens. Any number of threads may
+// call.
+//
+// It belongs to the process that opened it. A child of a fork inherits connections and file positions that
+// the parent goes on using; there the run refuses to work, and gives up what it holds without closing it.
 class Run : public std::enable_shared_from_this<Run> {
 public:
-    // Opens the first reader, so that what is wrong is told at once.
+    // Opens the first reader, so that a missing or damaged analysis fails here and not in the first stream.
     Run(std::filesystem::path directory, RunOptions options);
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
@@ -53,6 +58,8 @@ private:
     std::vector<std::unique_ptr<Reader>> idle;  // at most one per thread of a stream
 };
 
+// A borrowed reader. It holds the run, too, since it may be the last that does, and gives the reader back
+// when it ends. It is used by the thread that borrowed it; it may be moved but not shared.
 class Run::Lease {
 public:
     Lease(Run& owner, std::unique_ptr<Reader> borrowed)

@@ -10,9 +10,8 @@
 #include "diag/throw.h"
 #include "kovarun/run/sized.h"
 
-// Options of the caller, checked and completed. All cores are used unless the caller says otherwise, as far
-// as the process may run on them: in a container or under a batch system these are fewer than the machine
-// has.
+// The caller's options, checked and completed. By default a run uses all processors on which the process may
+// run: in a container or under a batch system these are fewer than the machine has.
 namespace lumo::run {
 
 namespace {

@@ -8,11 +8,13 @@
 
 namespace lumo::run {
 
+// No more are started, whatever a caller asks for.
 constexpr unsigned kMostThreads = 1024;
 
+// Normalised as the analysis does by default, or as they were measured.
 enum class Intensities { Normalized, Raw };
 
-// How a run was opened; see kvr_options.
+// How a run was opened, checked and completed; see kvr_options for what each means.
 struct RunOptions {
     std::optional<io::calibration::CalibrationStateSelector> selector;
     bool allowsFallback = true;

@@ -8,10 +8,14 @@
 
 #include "diag/throw.h"
 
+// The structures of kvr.h begin with their size in bytes, as the caller's compiler saw it. So a program that
+// was built against an older header passes a shorter structure than this library knows, and one built against
+// a newer header a longer one; both work, and nobody reads or writes beyond what the other has.
 namespace lumo::run {
 
-// A structure of the caller as this version of the library knows it: members that the caller's version lacks
-// are 0, and so is everything when there is none.
+// The caller's structure as this version of the library knows it. Members that the caller's version lacks are
+// 0, and all are if the pointer is null. The first two members, of 32 bits each, have always been there, so a
+// smaller size is one that nobody set.
 template <class Structure>
 Structure sized(const Structure* given, const char* name) {
     Structure known = {};
@@ -25,7 +29,7 @@ Structure sized(const Structure* given, const char* name) {
     return known;
 }
 
-// Gives a structure back, as far as the caller's version knows it.
+// The other direction: copies out as much as the caller's version knows, and leaves its `size` as it was.
 template <class Structure>
 void giveBack(Structure known, Structure* out, const char* name) {
     if (out == nullptr || out->size < 2 * sizeof(std::uint32_t)) {

@@ -2,7 +2,8 @@
 
 #include "sqlite/cppsqlite3.h"
 
-// Asked of the database itself, since no version number tells which columns a program has written.
+// The database is asked, since no version number tells which columns a program has written. Table names come
+// from this library alone, so they are put into the SQL as they are.
 namespace lumo::run {
 
 std::set<std::string> columnsOf(CppSQLite3DB& db, const std::string& table) {

@@ -7,17 +7,19 @@
 #include "kova-data-reader/kvd_reader.h"
 #include "sqlite/cppsqlite3.h"
 
-// In which order precursors are extracted. Each is complete after its last frame, so sorting by that frame,
-// as one extraction over all precursors would give them out, lets groups be cut anywhere and still come in
-// the same order. Precursors of the same last frame stay in one group if that is not twice too large, since
-// each group reads its frames for itself.
+// In which order precursors are extracted. Each is complete after its last frame. One extraction over all
+// precursors would give them out in the order of those frames; sorting by it allows cutting the list
+// anywhere, and groups that are extracted on their own still give the same order. Precursors with the same
+// last frame stay in one group unless that makes it twice too large, since each group reads its frames for
+// itself.
 namespace lumo::run {
 
 using io::algorithms::StripeRow;
 
 namespace {
 
-// Where a precursor stands in the order.
+// What decides about a precursor's place in the order. Ties are broken as one extraction would: by parent,
+// then by id.
 struct Place {
     std::int64_t lastFrame;
     std::int64_t parent;
@@ -52,7 +54,7 @@ MsmsPlan::MsmsPlan(const io::kova::KvdReader& reader, const io::algorithms::Prec
     starts.push_back(sorted.size());
 }
 
-// Groups end where the last frame changes, if they are large enough, so that neighbours share few frames.
+// Prefers to cut where the last frame changes, so that neighbours share few frames.
 std::vector<FrameGroup> groupPrecursors(const MsmsPlan& plan, std::size_t size) {
     std::vector<FrameGroup> groups;
     for (std::size_t i = 0; i < plan.precursors(); ++i) {

@@ -11,7 +11,8 @@
 namespace lumo::run {
 
 // Precursors in the order in which their spectra are given, which is that of their last frames, and what each
-// is summed of. The metadata are read once for all of them: 300,000 precursors have a million rows and more.
+// is summed of. The metadata are read once, in one transaction: 300,000 precursors have a million rows and
+// more. Never changed once it is made, so all threads of a stream use the same one.
 class MsmsPlan {
 public:
     MsmsPlan(const io::kova::KvdReader& reader, const io::algorithms::PrecursorFilter& filter);
@@ -26,7 +27,7 @@ public:
 
 private:
     std::vector<io::algorithms::StripeRow> sorted;
-    std::vector<std::size_t> starts;
+    std::vector<std::size_t> starts;  // of the rows of each precursor, and one more
 };
 
 // Cuts the precursors into groups of about `size`, where it can between those of one last frame and the next:

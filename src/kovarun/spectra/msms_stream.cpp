@@ -12,18 +12,18 @@
 #include "kovarun/spectra/spectra.h"
 #include "zorel-msms-reader/zorel-msms-reader.h"
 
-// MS/MS spectra as batches. A task is a group of precursors, and gives one batch: an extraction over the rows
-// of the group, by the same reader that the functions with callbacks use, so both give the same bits. Where
-// damaged frames are to be skipped, precursors with scans in such a frame are left out, whole: a spectrum
-// from a part of its frames would look like a measured one.
+// MS/MS spectra as batches. A task is a group of precursors and gives one batch. It is extracted by the same
+// reader that the functions with callbacks use, so both give the same bits. Where damaged frames are to be
+// skipped, precursors with scans in such a frame are left out as a whole: a spectrum from a part of its
+// frames would look like a measured one.
 namespace lumo::run {
 
 using io::algorithms::StripeRow;
 
 namespace {
 
-// A group reads a few frames twice, those that it shares with its neighbours; more precursors make that a
-// smaller part.
+// A group reads those frames a second time that it shares with its neighbours; with more precursors in a
+// group these are a smaller part.
 constexpr std::size_t kLineSpectraPerGroup = 1024;
 constexpr std::uint64_t kBytesOfProfilesPerGroup = std::uint64_t{16} << 20;
 constexpr std::size_t kMostProfilesPerGroup = 16;  // of which the largest fill what a list column can hold
@@ -127,6 +127,7 @@ std::unique_ptr<arrow::BatchSource> makeMsmsStream(std::shared_ptr<Run> run,
         perGroup = std::clamp<std::size_t>(kBytesOfProfilesPerGroup / bytesPerSpectrum, 1,
                                            kMostProfilesPerGroup / 2);
     }
+    // At least four groups per thread, so that all threads are busy until shortly before the end.
     if (control.limits.threads > 1) {
         perGroup = std::clamp<std::size_t>(plan->precursors() / (4 * std::size_t{control.limits.threads}), 1,
                                            perGroup);

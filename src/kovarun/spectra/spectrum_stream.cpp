@@ -11,9 +11,9 @@
 #include "kovarun/spectra/spectra.h"
 #include "kovarun/tables/analysis_facts.h"
 
-// Stored spectra without mobility as batches: a task is a group of frames, and a spectrum is a row with
-// lists. Positions are given as they are stored and as m/z; where a frame has no calibration, or one that
-// does not convert them, the list of m/z is null and the rest is there.
+// Stored spectra without mobility as batches: a task is a group of frames, and a spectrum is a row of lists.
+// Positions are given as they are stored and as m/z. Where a frame has no calibration, or one that does not
+// convert them, the list of m/z is null and the rest is there.
 namespace lumo::run {
 
 namespace {
@@ -34,7 +34,7 @@ void requireRoom(bool hasRoom) {
     }
 }
 
-// Copies values from where they may not be aligned.
+// Copies values out of a decompressed block, where they may lie at any address, aligned or not.
 template <class T>
 void copyTo(std::vector<T>& values, const std::byte* bytes, std::size_t count) {
     values.resize(count);
@@ -142,7 +142,7 @@ std::vector<arrow::Field> schemaOf(SpectrumKind kind) {
             listOf("width", "f", true)};
 }
 
-// Profiles are stored compressed many times over, so that their number of peaks says little.
+// Profiles compress by large factors, so the stored size and number of peaks say little about their length.
 std::vector<FrameGroup> groupSpectra(const FrameEntries& frames, SpectrumKind kind) {
     constexpr std::size_t kMostProfilesPerGroup = 8;
     return kind == SpectrumKind::Profile ? groupFrames(frames, UINT64_MAX / 2, kMostProfilesPerGroup)

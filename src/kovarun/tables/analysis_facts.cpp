@@ -5,8 +5,7 @@
 #include "sqlite/cppsqlite3.h"
 #include "sqlite/cppsqlite_tools.h"
 
-// What opening an analysis has found out already, or what one row of the metadata says. No frame is read, so
-// asking costs next to nothing.
+// What opening an analysis has found out already, and single rows of the metadata. No frame is read.
 namespace lumo::run {
 
 namespace {

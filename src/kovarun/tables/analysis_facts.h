@@ -5,7 +5,8 @@
 
 namespace lumo::run {
 
-// What is known of an analysis without reading a frame, but for the key of its calibration state.
+// What kvr_info states, except for the key of the calibration state, a text that must live as long as the
+// run.
 kvr_info analysisFacts(Reader& reader, AnalysisFormat format);
 
 }  // namespace lumo::run

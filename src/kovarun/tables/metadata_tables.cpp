@@ -5,12 +5,13 @@
 #include "sqlite/cppsqlite3.h"
 #include "sqlite/quoting.h"
 
-// Which columns the tables have and where in the database they come from. The names on the left are the
-// library's and do not change; those on the right have been written by acquisition programs of many years.
+// Which columns the tables have, and where in the database they come from. Names on the left are this
+// library's and do not change; those on the right were chosen by acquisition programs of many years.
 namespace lumo::run {
 
 namespace {
 
+// Places in stateColumns() of the columns that need a query of their own.
 constexpr std::size_t kMassFrames = 3;
 constexpr std::size_t kMobilityFrames = 4;
 

@@ -9,18 +9,18 @@
 #include "kovarun/tables/metadata_tables.h"
 #include "sqlite/cppsqlite3.h"
 
-// The table of precursors, with what other tables say about them: the time of their survey frame, and 1/K0 of
-// their scan by that frame's calibration. Rows that point to a frame that does not exist keep their place,
+// The table of precursors, with what other tables know about them: the time of their survey frame, and 1/K0
+// of their scan by that frame's calibration. A precursor whose survey frame does not exist keeps its row,
 // with nulls.
 namespace lumo::run {
 
 namespace {
 
-// Where the columns are that 1/K0 is computed of.
+// Places of the columns that 1/K0 is computed from.
 constexpr std::size_t kFrameColumn = 1;
 constexpr std::size_t kScanColumn = 2;
 
-// Acquisitions write 0 for an m/z that they could not find.
+// An acquisition that could not find an m/z writes 0, so the first of these that is above 0 counts.
 std::string firstKnownMz(const std::set<std::string>& names) {
     std::string cases;
     for (const char* name : {"MonoisotopicMz", "LargestPeakMz", "AverageMz"}) {
@@ -31,7 +31,7 @@ std::string firstKnownMz(const std::set<std::string>& names) {
     return cases.empty() ? "NULL" : "CASE" + cases + " END";
 }
 
-// The last column is the mobility calibration of the survey frame, in whose place 1/K0 comes.
+// The last column holds the mobility calibration of the survey frame, until 1/K0 takes its place.
 std::vector<TableColumn> precursorColumns(const std::set<std::string>& names,
                                           const std::set<std::string>& ofFrames) {
     return {present(names, "id", "Id", CellType::Integer, INT64_MIN, "p."),
@@ -46,7 +46,7 @@ std::vector<TableColumn> precursorColumns(const std::set<std::string>& names,
             present(ofFrames, "one_over_k0", "KovaCalibration", CellType::Integer, INT64_MIN, "f.")};
 }
 
-// The values of a column of a table that was just read.
+// The values of a column of a table that was just read. The column must outlive it.
 template <class T>
 class Values {
 public:
@@ -65,8 +65,8 @@ private:
     const T* values;
 };
 
-// Converts scans of frames. Frames share calibrations, which are kept: by the id of their row, or, where a
-// re-calibrated state chooses them, by frame.
+// Converts scan numbers of frames. Frames share calibrations, which are kept: by the id of their row or,
+// where a re-calibrated state chooses them frame by frame, by frame.
 class MobilityConverter {
 public:
     explicit MobilityConverter(const Reader& source)

@@ -9,9 +9,9 @@
 #include "sqlite/cppsqlite3.h"
 #include "sys/utf8.h"
 
-// Rows become columns cell by cell. There is a reader for each type of column, made once per table, so that a
-// row costs a virtual call for each cell and no decision. A cell of another type than its column's is not
-// converted but null: SQLite would make 0 of a text, which nobody could tell from a measured 0.
+// Rows become columns cell by cell. Each type of column has a reader, made once per table, so a cell costs a
+// virtual call and no decision. A cell of another type than its column's is not converted but null: SQLite
+// would make 0 of a text, which nobody could tell from a measured 0.
 namespace lumo::run {
 
 namespace {

@@ -9,15 +9,15 @@
 
 class CppSQLite3DB;
 
-// Reads rows of a metadata database into columns. Programs of many years and makes write these databases:
-// which columns there are differs, and a cell may hold anything. A column that is not there, and a value of
-// the wrong type or below what makes sense, become null.
+// Reads rows of a metadata database into columns. These databases come from programs of many years: which
+// columns there are differs, and a cell may hold anything. A column that is not there, and a value of the
+// wrong type or outside of what makes sense, become null, so every analysis gives tables of the same columns.
 namespace lumo::run {
 
 enum class CellType { Integer, Real, Text, Flag };
 
-// A column of a table: its name, how it is computed (NULL where the metadata do not have it) and what it
-// holds.
+// A column of a table: its name, the SQL expression that gives it (NULL where the metadata do not have it)
+// and what it holds.
 struct TableColumn {
     std::string name;
     std::string expression = "NULL";
@@ -27,7 +27,8 @@ struct TableColumn {
     bool isSmall = false;  // int8 rather than int64
 };
 
-// A column that is there, by its name in the database, else NULL.
+// A column by its name in the database, or NULL where `names`, the columns of that table, do not have it.
+// `prefix` is the table's alias with its point.
 TableColumn present(const std::set<std::string>& names, std::string name, const std::string& inDatabase,
                     CellType type, std::int64_t lowest = INT64_MIN, const std::string& prefix = {});
 
@@ -36,10 +37,11 @@ struct Table {
     arrow::RecordBatch rows;
 };
 
-// Runs "SELECT <expressions> <rest>".
+// Runs "SELECT <expressions> <rest>". Raises what the database raises, and std::runtime_error for more text
+// than a column can hold.
 Table readTable(CppSQLite3DB& db, const std::vector<TableColumn>& columns, const std::string& rest);
 
-// No row of these columns.
+// The columns without rows.
 Table emptyTable(const std::vector<TableColumn>& columns);
 
 }  // namespace lumo::run
