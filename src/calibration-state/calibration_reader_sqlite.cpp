@@ -3,8 +3,8 @@
 #include "calibration-state/calibration_reader_sqlite_impl.h"
 #include "logging/logger.h"
 
-// The public face of a state. A state that is not there is no failure but an empty result, so that whoever
-// asked may fall back to the calibration of the acquisition; everything else that goes wrong is raised.
+// The public face of a state. A missing state is no failure but an empty result, so that whoever asked may
+// fall back to the calibration of the acquisition; everything else that goes wrong is raised.
 namespace lumo::io::calibration {
 
 std::filesystem::path getCalibrationFile(const std::filesystem::path& directory) {

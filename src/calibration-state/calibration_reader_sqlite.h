@@ -24,15 +24,18 @@ class CalibrationReaderSqliteImpl;
 // "calibration.sqlite" in the analysis directory.
 std::filesystem::path getCalibrationFile(const std::filesystem::path& directory);
 
-// One state of the external calibration database of an analysis. Movable. Used by one thread at a time.
+// One state of the external calibration database of an analysis, chosen when it is opened and never changed.
+// Re-calibration programs add such states after the acquisition; the analysis itself stays as it was. The
+// reader has a connection of its own. Movable. Used by one thread at a time.
 class CalibrationReaderSqlite final : public ::lumo::io::kova::ISqliteReader {
 public:
     using Polarity = ::lumo::calibration::Polarity;
     using MzTrafoPtr = ::lumo::calibration::ICalibrationTransformatorPtr;
     using MobTrafoPtr = std::unique_ptr<::lumo::calibration::kova::ITransformator>;
 
-    // The state that the selector chooses; empty when none fits. A database that is broken or of another kind
-    // fails. In an analysis without mobility, tables that only frames with mobility need may be missing.
+    // Opens the state that the selector chooses; empty when none fits. A database that is broken or of
+    // another kind raises. In an analysis without mobility, tables that only frames with mobility need may be
+    // missing.
     static std::optional<CalibrationReaderSqlite> getCalibrationReaderSqlite(
         const std::filesystem::path& file, const CalibrationStateSelector& selector,
         kova::AnalysisFormat format);
@@ -44,11 +47,12 @@ public:
     // Whether each frame has a mass calibration of its own.
     bool hasFrameMzTrafos() const;
 
-    // The frame's own mass transformator. Fails when the state has none for each frame.
+    // The frame's own mass transformator. Raises when the state has none for single frames.
     MzTrafoPtr getMzTrafo(std::int64_t frameId) const;
 
     // The frame's own mass transformator where the state has them, else the polarity's reference, which may
-    // be empty; compensated, if asked for, for the temperatures t1 and t2 that the frame was measured at.
+    // be empty. The reference is compensated, if asked for, for the temperatures t1 and t2 at which the frame
+    // was measured; a frame's own is not.
     MzTrafoPtr getMzTrafo(std::int64_t frameId, Polarity polarity, double t1, double t2,
                           ::lumo::calibration::TemperatureCompensation compensation) const;
 

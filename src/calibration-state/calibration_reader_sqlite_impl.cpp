@@ -9,14 +9,13 @@
 #include "sqlite/cppsqlite_tools.h"
 #include "sqlite/quoting.h"
 
-// One state of the external calibration file. What is read when it is opened: the state's row, the
-// digitizer's constants and which mapping tables there are. Calibrations themselves are read when a frame
-// asks for them; the references of the two polarities are kept, since all frames share them, and calibrations
-// of single frames are not.
+// One state of the external calibration file. Opening it reads the state's row, the digitizer's constants and
+// which mapping tables there are. Calibrations are read when a frame asks for them. The references of the two
+// polarities are kept, since all frames share them; calibrations of single frames are not.
 //
 // A state either has a mass calibration for each frame, made at that frame's temperatures and therefore not
-// compensated any more, or one for each polarity, which is compensated. The models are numbered as in the
-// analysis database but their rows have other columns, hence two sets of fields.
+// compensated any more, or one for each polarity, which is compensated. The models have the same numbers as
+// in the analysis database but their rows have other columns, hence two sets of fields.
 namespace lumo::io::calibration {
 
 namespace models = ::lumo::calibration;
@@ -29,7 +28,8 @@ namespace {
 constexpr int kNewestSchemaMajor = 1;
 constexpr int kMeasurementMode = 2;
 
-// Fields of a row of "RefMzCalibration" and of "FrameMzCalibration" as they are queried.
+// Fields of a row of "RefMzCalibration" and of "FrameMzCalibration" as they are queried. A frame's row has no
+// temperatures, so its coefficients begin where the reference's T1 is.
 enum Field : int {
     kModelType = 1,
     kFrameFirstCoefficient = 2,
@@ -73,8 +73,8 @@ CalibrationReaderSqliteImpl::CalibrationReaderSqliteImpl(const fs::path& directo
     db->inTransaction([&] { readState(selector, directory, format); });
 }
 
-// The order is that of the failures: kind of file, state, schema version, tables. May run twice when a writer
-// comes between, so it begins by forgetting what the first run has made.
+// The order of the checks decides which failure is reported: kind of file, state, schema version, tables. May
+// run twice when a writer comes between, so it begins by forgetting what the first run has made.
 void CalibrationReaderSqliteImpl::readState(const CalibrationStateSelector& selector,
                                             const fs::path& directory, kova::AnalysisFormat format) {
     for (StateTable* const table : {&refMzTable, &frameMzTable, &mobilityTable}) {
@@ -97,7 +97,7 @@ void CalibrationReaderSqliteImpl::readState(const CalibrationStateSelector& sele
     requireTables(format);
 }
 
-// Only tables that this state needs have to be there; a file of another year may lack the others.
+// Only tables that this state needs have to be there; a file of other years may lack the others.
 void CalibrationReaderSqliteImpl::requireTables(kova::AnalysisFormat format) {
     readerOf(hasFrameCalibrators ? frameMzTable : refMzTable);
     if (format == kova::AnalysisFormat::Mobility) {
@@ -143,7 +143,7 @@ void CalibrationReaderSqliteImpl::checkSchemaVersion() {
     }
 }
 
-// They are missed only by models that need them.
+// Without them only models that need them fail, and only when such a calibration is asked for.
 void CalibrationReaderSqliteImpl::readDigitizerConstants() {
     const std::string id = std::to_string(stateId);
     const CppSQLite3Query row = db->execQuery(

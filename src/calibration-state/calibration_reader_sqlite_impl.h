@@ -21,20 +21,22 @@
 
 namespace lumo::io::calibration {
 
-// A transformator with its dependence on temperatures; empty when there is none.
+// A transformator with what is known of its dependence on temperatures; empty when there is none.
 struct ReferenceMzTrafo {
     ::lumo::calibration::ICalibrationTransformatorPtr transformator;
     ::lumo::calibration::TemperatureCompensationInfo temperatureInfo;
 };
 
+// What CalibrationReaderSqlite stands for, on a heap object of its own so that its address stays the same
+// when the reader is moved: readers of tables refer to the connection in here.
 class CalibrationReaderSqliteImpl {
 public:
     using Polarity = ::lumo::calibration::Polarity;
     using MzTrafoPtr = ::lumo::calibration::ICalibrationTransformatorPtr;
 
-    // Raises NoMatchingCalibrationStateError when the selector finds no state, std::runtime_error on anything
-    // else. Tables that such an analysis or the chosen state does without are looked at only when a call
-    // needs them.
+    // Raises NoMatchingCalibrationStateError when the selector finds no state, std::runtime_error for
+    // anything else. Tables that this format or the chosen state can do without are looked at only when a
+    // call needs them.
     CalibrationReaderSqliteImpl(const std::filesystem::path& directory,
                                 const CalibrationStateSelector& selector, kova::AnalysisFormat format);
 
@@ -48,7 +50,8 @@ public:
                           const ::lumo::calibration::Temperatures& measured,
                           ::lumo::calibration::TemperatureCompensation compensation);
 
-    // Loaded when first asked for.
+    // Loaded when first asked for, and then kept. The transformator is shared: who wants to change it makes a
+    // copy.
     const ReferenceMzTrafo& getRefMzTrafo(Polarity polarity);
 
     std::unique_ptr<::lumo::calibration::kova::ITransformator> getMobTrafo(std::int64_t frameId);
@@ -64,7 +67,7 @@ private:
     void readState(const CalibrationStateSelector& selector, const std::filesystem::path& directory,
                    kova::AnalysisFormat format);
 
-    // A table of calibrations, of which this state's rows are seen.
+    // A table of calibrations, of which only this state's rows are seen. Its reader is made at the first use.
     struct StateTable {
         const char* name;
         std::size_t numExtraColumns;

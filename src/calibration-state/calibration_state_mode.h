@@ -4,7 +4,8 @@
 
 namespace lumo::io::calibration {
 
-// Which of the calibration states of an analysis is to be used.
+// Which of the calibration states of an analysis is used. The numbers are part of the C interface
+// (kvr_calibration).
 enum class CalibrationStateMode : int {
     Off = 0,             // none: the calibration of the acquisition
     First = 1,           // oldest complete state, optionally of one source
@@ -13,7 +14,8 @@ enum class CalibrationStateMode : int {
     Uuid = 4,            // the state with a key
 };
 
-// "off", "first", "last", "lastIncomplete", "uuid". Anything else fails with std::runtime_error.
+// The texts "off", "first", "last", "lastIncomplete" and "uuid". Any other mode or text raises
+// std::runtime_error.
 std::string to_string(CalibrationStateMode mode);
 CalibrationStateMode from_string(const std::string& text);
 

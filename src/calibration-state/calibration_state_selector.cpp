@@ -7,9 +7,9 @@
 #include "sqlite/cppsqlite_tools.h"
 #include "sqlite/quoting.h"
 
-// Requests for a state as SQL. Newest and oldest go by the id of the state's row, since that is the order in
-// which states were added; time stamps are texts of whoever wrote them. Sources and keys are quoted, whatever
-// they contain.
+// Requests for a state as SQL. Newest and oldest go by the id of the state's row, since ids have the order in
+// which states were added; time stamps are texts, and each program writes its own. Sources and keys are
+// quoted, whatever they contain.
 namespace lumo::io::calibration {
 
 using sqlite::sqlLiteral;
@@ -84,8 +84,9 @@ std::string CalibrationStateSelector::anyStateQuery() const {
 }
 
 // A state is complete when its calibrations cover the analysis: every frame is mapped to a calibration of its
-// own, or there is a reference calibration for each polarity; and every frame is mapped to a mobility
-// calibration.
+// own, or there is a reference calibration for each polarity; and, with mobility, every frame is mapped to a
+// mobility calibration. Frames have the ids 1 to their number, so "every frame" is: as many rows as frames,
+// and the greatest id is that number.
 std::string CalibrationStateSelector::completeStateQuery() const {
     LUMO_ASSERT(coverage);
     const std::string frames = std::to_string(coverage->frameCount);

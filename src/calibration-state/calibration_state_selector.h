@@ -20,7 +20,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// A request for a calibration state as data.
+// A request for a calibration state, as it was made.
 struct RequestedCalibrationStateInformation {
     std::optional<std::string> key;
     std::optional<std::string> source;
@@ -37,7 +37,7 @@ struct AnalysisCoverage {
 };
 
 // Describes which calibration state a reader is to use, and resolves that to the key of one row of table
-// "CalibrationState". A value.
+// "CalibrationState". A value: copied freely, bound to no analysis until setAnalysisInfo().
 class CalibrationStateSelector {
 public:
     static CalibrationStateSelector useByUUID(const std::string& key);
@@ -47,13 +47,14 @@ public:
     static CalibrationStateSelector useFirst(const std::string& source);
     static CalibrationStateSelector useLastIncomplete(const std::string& source);
 
-    // Whether complete states have to be told from incomplete ones, which takes what setAnalysisInfo() gives:
-    // a complete state maps every frame, has a reference calibration for each polarity, and mobility
+    // Whether complete states must be told from incomplete ones. That takes what setAnalysisInfo() gives: a
+    // complete state maps every frame, has a reference calibration for each polarity, and mobility
     // calibrations if the format needs them.
     bool analysisInfoRequired() const;
     void setAnalysisInfo(const AnalysisCoverage& needed) { coverage = needed; }
 
-    // Key of the chosen state. Raises NoMatchingCalibrationStateError when there is none.
+    // Key of the chosen state. Raises NoMatchingCalibrationStateError when there is none, and
+    // std::runtime_error if analysisInfoRequired() and nothing was set.
     std::string getUUID(CppSQLite3DB& db) const;
 
     // For log messages.

@@ -1,8 +1,8 @@
 #include "calibration-state/calibration_state_selector.h"
 #include "diag/throw.h"
 
-// Modes and parameters, as programs pass them, become selectors. A list may give one parameter for all
-// analyses or one for each, and none where the mode needs none; any other length is a mistake of the caller.
+// Modes and parameters as programs pass them become selectors. A list may give one parameter for all analyses
+// or one for each, and none where the mode needs none. Any other length is a mistake of the caller.
 namespace lumo::io::calibration {
 
 namespace {

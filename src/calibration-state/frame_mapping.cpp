@@ -4,8 +4,9 @@
 
 #include "sqlite/quoting.h"
 
-// Look-ups by frame, each a bound parameter of one prepared statement. Whether the table is there is asked of
-// the schema first: a file may lack it, which is no error, and its name has been written in different ways.
+// Look-ups by frame, each a bound parameter of one prepared statement, as every frame of a run is looked up.
+// The schema is asked first whether the table is there: a file may lack it, which is no error, and its name
+// has been written in different ways.
 namespace lumo::io::calibration {
 
 FrameMapping::FrameMapping(CppSQLite3DB& database, std::string table, const std::string& idColumn,

@@ -12,7 +12,8 @@
 #include "sqlite/cppsqlite3.h"
 
 // Series of numbers, which programs have written as blobs or as texts. Both are read strictly: half a number
-// at the end of either is damage and not a shorter series.
+// at the end is damage and not a shorter series. Texts are read without the caller's locale, which may have a
+// comma as its decimal point.
 namespace lumo::io::calibration {
 
 namespace {

@@ -6,7 +6,7 @@ class CppSQLite3DB;
 
 namespace lumo::io::calibration {
 
-// How well one lock mass was found along the run when a state was made.
+// How well one lock mass was found along the run when a state was made. The two series have the same length.
 struct LockMassCalibrationDiagnostic {
     double lockMass = 0.0;                        // m/z
     double percentFound = 0.0;                    // of the spectra

@@ -12,9 +12,10 @@
 #include "diag/throw.h"
 #include "sqlite/cppsqlite3.h"
 
-// Rows of coefficients become models. How many columns a table has is known only at run time, and differs
-// from file to file; each model says how many it needs and refuses a table with fewer, since SQLite would
-// give NULL, which reads as 0, for a column that is not there.
+// Rows of coefficients become models. How many columns a table has is known only at run time and differs from
+// file to file. Each model states how many it needs and refuses a table with fewer: for a column that is not
+// there SQLite would give NULL, which reads as 0, and a calibration with a 0 in the wrong place gives
+// plausible masses.
 namespace lumo::io::calibration {
 
 namespace models = ::lumo::calibration;
@@ -80,7 +81,8 @@ int readUnsigned16(const CppSQLite3Query& q, int firstColumn, int offset) {
 
 }  // namespace
 
-// Both higher coefficients 0 mean the quadratic model.
+// The cubic model is the quadratic one with two more coefficients, and older tables lack their columns. Both
+// 0, or not there, means the quadratic model.
 ICalibrationTransformatorPtr getMzTrafoTof(CppSQLite3Query& q, int firstColumn, double digitizerDelay,
                                            double digitizerTimebase) {
     requireCoefficients(q, firstColumn, 3);

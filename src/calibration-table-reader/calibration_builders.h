@@ -27,7 +27,8 @@ namespace lumo::io::calibration {
 std::unique_ptr<::lumo::calibration::kova::ILinearVoltageRampBasedTransformator> getMobTrafoLvrT4T3(
     CppSQLite3Query& q, int firstColumn);
 
-// Numbers of the mass calibration models in the tables.
+// Numbers of the mass calibration models in the tables. Only the first two are read; the others are known by
+// name, so that the text of the failure can say which one it is.
 enum class SupportedCalibrationModel : int { Tof = 1, TofHpc = 2, Quillon = 3, Ftms04 = 4, Ftms1356 = 5 };
 
 // Any other number fails with std::invalid_argument.

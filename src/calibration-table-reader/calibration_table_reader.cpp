@@ -4,8 +4,8 @@
 
 #include "diag/throw.h"
 
-// Look-ups in a table of calibrations: a prepared statement per table, with as many coefficients as it has
-// columns for, "C0" and on.
+// Look-ups in a table of calibrations, by one prepared statement. It selects as many coefficients "C0", "C1",
+// ... as the table has columns left for, since tables of different years have different numbers of them.
 namespace lumo::io::calibration {
 namespace {
 

@@ -9,6 +9,8 @@
 
 namespace lumo::io::kova_calibration {
 
+// There is one model of mobility, number 2. Both the analysis database and the calibration file have it in a
+// table of the same form.
 namespace models = ::lumo::calibration;
 
 std::unique_ptr<models::kova::ITransformator> readMobilityTrafo(

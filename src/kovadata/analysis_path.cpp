@@ -7,8 +7,8 @@
 #include "sys/utf8.h"
 #include "sys/utf8_path.h"
 
-// Paths come in UTF-8, and texts of errors go out in UTF-8 again; what is not valid is refused before it
-// reaches the system.
+// Paths come in UTF-8, and texts of errors that name them go out in UTF-8 again, so what is not valid is
+// refused before it reaches the system.
 namespace lumo::io {
 
 std::filesystem::path checkedAnalysisPath(const char* directoryName) {

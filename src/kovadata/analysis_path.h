@@ -4,8 +4,8 @@
 
 namespace lumo::io {
 
-// The path given to an open call. Raises std::runtime_error "Invalid UTF-8", and an error of its own for
-// NULL.
+// The path that was given to an open call. Raises std::runtime_error "Invalid UTF-8", and
+// std::invalid_argument for NULL. Whether there is anything at that path is found out by opening it.
 std::filesystem::path checkedAnalysisPath(const char* directoryName);
 
 }  // namespace lumo::io

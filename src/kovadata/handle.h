@@ -11,20 +11,23 @@
 
 namespace lumo::io {
 
-// A handle is the address of its instance; it is not validated.
+// A handle is the address of its instance and not validated: a handle that is closed, or of the other family,
+// is a mistake of the caller that costs no look-up to those who make none. Each handle is used by one thread
+// at a time.
 template <class InstanceType>
 InstanceType& instanceOf(std::uint64_t handle) {
     return *reinterpret_cast<InstanceType*>(handle);  // NOLINT(performance-no-int-to-ptr)
 }
 
-// Any other number than 0 asks for the newest complete state of the calibration file.
+// The C interface has a flag where readers have a selector: any number other than 0 asks for the newest
+// complete state of the calibration file.
 inline std::optional<calibration::CalibrationStateSelector> stateFor(std::uint32_t useRecalibratedState) {
     return useRecalibratedState == 0 ? std::nullopt
                                      : std::optional(calibration::CalibrationStateSelector::useLast());
 }
 
-// `useRecalibratedState` is what the caller asked for, to be logged as it is; the selector is what follows
-// from it.
+// Opens an analysis. `useRecalibratedState` is what the caller asked for and is logged as it is; the selector
+// is what follows from it. The instance belongs to the caller from here on, until closeInstance().
 template <class InstanceType>
 std::uint64_t openInstance(const char* directoryName, std::uint32_t useRecalibratedState,
                            const typename InstanceType::Selector& selector) {

@@ -4,8 +4,8 @@
 
 #include "diag/throw.h"
 
-// What stands between an exported function and the readers: arguments as spans, and one frame's mass
-// transformator, which conversions of the same frame use again.
+// What stands between an exported function and the readers: arguments become spans, and one frame's mass
+// transformator is kept, since callers convert array after array of the same frame.
 namespace lumo::io {
 
 std::uint32_t Instance::readScans(std::int64_t frameId, std::uint32_t scanBegin, std::uint32_t scanEnd,
@@ -25,7 +25,7 @@ void Instance::mzConversionFunc(std::int64_t frameId, std::span<const double> in
     convertMasses(mzTrafo, in, out, conversion, FailingOutput::WrittenInPart);
 }
 
-// Unlike the mass transformator it is made for each call, from two rows and at little cost, so a handle never
+// Unlike the mass transformator it is made for each call, at little cost from two rows, so a handle never
 // holds an outdated one.
 void Instance::mobConversionFunc(std::int64_t frameId, std::span<const double> in, std::span<double> out,
                                  MobConversion method) const {

@@ -8,7 +8,8 @@
 
 namespace lumo::io {
 
-// What the handles of both interface families point to: a logger and a reader, owned by value.
+// What the handles of both interface families point to: a logger and a reader, owned by value. Opening the
+// reader is all that can fail in making one.
 template <class InterfaceFamily, class ReaderType>
 class InstanceBase {
 public:

@@ -2,8 +2,8 @@
 
 namespace lumo::io {
 
-// The families of exported functions differ in the logger they write to and in the slot of their last
-// error.
+// The families of exported functions. They share all code below, and differ in the logger that they write to
+// and in the slot of their last error: a failure in one family never replaces the text of another.
 struct KovaInterface {
     static constexpr const char* kLoggerName = "lumo.io.kovadata_dll";
 };

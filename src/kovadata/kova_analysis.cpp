@@ -2,6 +2,7 @@
 #include "kovadata/instance.h"
 #include "kovadata/kova.h"
 
+// Opening and closing of analyses with mobility.
 using lumo::io::Instance;
 
 uint64_t kova_open(const char* analysis_directory_name, uint32_t use_recalibrated_state) {

@@ -3,8 +3,9 @@
 #include "kovadata/instance.h"
 #include "kovadata/kova.h"
 
-// Conversions of frames. Each exported function says which conversion it is and nothing else; what they have
-// in common, handles, exceptions and last errors, is in the two functions on top.
+// Conversions of frames. Each exported function only states which conversion it is; what they have in common
+// (handles, exceptions, last errors) is in the two functions at the top. The last two functions are formulas
+// that need no analysis and cannot fail.
 namespace {
 
 using lumo::calibration::kova::IArrayTransformator;

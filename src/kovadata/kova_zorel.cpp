@@ -9,15 +9,19 @@
 #include "zorel-msms-reader/zorel-msms-reader.h"
 
 // MS/MS spectra through callbacks. Eight exported functions are two kinds of spectra, by two ways to choose
-// precursors, in two versions: the second versions carry the caller's context and refuse null pointers, which
-// the first ones leave to the caller.
+// precursors, in two versions. The second versions pass the caller's context on and refuse null pointers, for
+// which the first ones rely on the caller.
+//
+// Spectra are handed over in the order in which precursors become complete, from inside of the call and on
+// its thread. The arrays are valid during the callback only.
 namespace {
 
 using lumo::io::KovaInterface;
 using lumo::io::algorithms::ZorelMsmsSpectraReader;
 using lumo::io::kova::KvdReader;
 
-// Which precursors a call asks for.
+// Which precursors a call asks for. select() gives their ids, and check() raises what the second versions
+// refuse.
 struct ListedPrecursors {
     const int64_t* ids;
     uint32_t count;
@@ -72,7 +76,8 @@ uint32_t extractProfiles(uint64_t handle, const auto& selection, Callback callba
     });
 }
 
-// What the second versions refuse and the first versions leave to the caller.
+// What the second versions refuse. It comes before everything else, so that a null callback is reported for
+// an analysis without precursors, too.
 template <class Callback>
 bool areArgumentsUsable(const auto& selection, Callback callback) {
     return lumo::io::guarded<KovaInterface>(false, [&] {

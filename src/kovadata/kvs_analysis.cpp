@@ -3,6 +3,7 @@
 #include "kovadata/kvs_instance.h"
 #include "sys/parallel_runtime.h"
 
+// Opening and closing of analyses without mobility, and what concerns the process.
 using lumo::io::KvsInstance;
 
 uint64_t kvs_open(const char* analysis_directory_name, uint32_t use_recalibrated_state) {

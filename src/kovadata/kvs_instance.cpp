@@ -6,8 +6,8 @@
 
 #include "diag/throw.h"
 
-// Spectra copied to the caller: nothing is written unless all of it fits, and the size that is needed is
-// always told.
+// Spectra are copied to the caller's arrays only if they fit as a whole. The size that is needed is returned
+// in any case, so a caller can ask with a length of 0 first.
 namespace lumo::io {
 
 namespace {

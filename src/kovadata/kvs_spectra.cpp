@@ -2,7 +2,7 @@
 #include "kovadata/kvs.h"
 #include "kovadata/kvs_instance.h"
 
-// The exported functions of analyses without mobility, each one call into the instance.
+// The exported functions for spectra without mobility, each one call of the instance.
 namespace {
 
 using lumo::io::KvsInstance;

@@ -15,15 +15,18 @@
 #include "logging/logger.h"
 #include "sys/thread_number.h"
 
+// Texts of failures outlive the exceptions, and must be there even when memory is not. They live in blocks of
+// the C library and not in thread_local strings: destructors of those are code of this library, which a
+// thread that once failed would have to run when it ends, and a library with such threads cannot be unloaded.
 namespace lumo::io {
 
 namespace {
 
 constexpr std::string_view kNone = "<no error>";
 
-// The texts of one family: per thread a block of the C library's memory, which the C library frees when the
-// thread ends. Nothing of this library is called then, so a thread that once failed does not keep it from
-// being unloaded. Where there is no memory for a block, a mark that needs none stands for it.
+// The texts of one family: per thread one block of memory, which the C library frees when the thread ends. A
+// block is reused while texts fit. Where there is no memory for a block, a mark that needs none stands for
+// it.
 template <class Interface>
 class Slot {
 public:
@@ -48,7 +51,8 @@ public:
         return block != nullptr ? std::string_view(block->text(), block->size) : kNone;
     }
 
-    // When the library is unloaded. Texts of other threads that are still alive are lost memory.
+    // Called when the library is unloaded. Texts of other threads that are still alive are lost memory: only
+    // a thread itself can reach its block.
     void release() noexcept {
         if (isMade) {
             std::free(current());
@@ -59,7 +63,7 @@ public:
     }
 
 private:
-    // The text follows.
+    // The header of a block; the text follows it, without a terminator.
     struct Block {
         std::size_t capacity;
         std::size_t size;
@@ -71,7 +75,7 @@ private:
         return isMade ? static_cast<Block*>(pthread_getspecific(key)) : nullptr;
     }
 
-    // Null if there is no memory; what was stored stays then.
+    // Makes room for a text in this thread. Null if there is no memory; what was stored stays then.
     Block* replaceByLarger(std::size_t capacity) noexcept {
         auto* const block = isMade ? static_cast<Block*>(std::malloc(sizeof(Block) + capacity)) : nullptr;
         if (block == nullptr) {
@@ -89,7 +93,7 @@ private:
     std::atomic<bool> isMade;
 };
 
-// Made when the library is loaded.
+// Made when the library is loaded, so the first failure needs no initialisation that might fail.
 template <class Interface>
 Slot<Interface> slot;
 

@@ -8,8 +8,9 @@
 #include "diag/throw.h"
 
 // Arrays of m/z and indices. Callers may convert an array in its own place, or into one that overlaps it in
-// any way; the two interfaces differ in what a failure leaves in the output. Both are solved by converting
-// aside and copying, but only in the cases that need it.
+// any way, and the two interfaces promise different things about the output of a failing call. Both are met
+// by converting into an array of our own and copying it, but only where it is needed: that array costs as
+// much as the conversion.
 namespace lumo::io {
 
 namespace {
@@ -25,7 +26,8 @@ void convertInto(const ICalibrationTransformator& trafo, std::span<const double>
     }
 }
 
-// Some bytes in common, but not one and the same array, which is converted value by value in its place.
+// Whether the arrays share bytes without being the same array. The same array is no problem: each value is
+// read before it is replaced.
 bool overlapShifted(std::span<const double> in, std::span<double> out) {
     const auto source = reinterpret_cast<std::uintptr_t>(in.data());
     const auto target = reinterpret_cast<std::uintptr_t>(out.data());

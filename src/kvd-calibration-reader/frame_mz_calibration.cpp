@@ -7,8 +7,9 @@
 #include "diag/errors.h"
 #include "diag/throw.h"
 
-// Rows of frames and of mass calibrations. Model 1 is quadratic or cubic, by its coefficients; model 2 adds a
-// polynomial correction. Other numbers are refused, as a calibration that is misread gives plausible masses.
+// Rows of frames and of mass calibrations. Model 1 is quadratic or cubic, depending on its coefficients;
+// model 2 adds a polynomial correction. Other numbers are refused: a calibration that is misread gives
+// plausible masses.
 namespace lumo::io::kova_calibration {
 
 namespace models = ::lumo::calibration;
@@ -25,7 +26,7 @@ models::Polarity polarityOf(const std::string& text) {
 // Fields of a row of "MzCalibration" as it is queried.
 enum Field : int { kModelType = 1, kTimebase, kDelay, kT1, kT2, kDC1, kDC2, kFirstCoefficient };
 
-// Each call makes a transformator that its caller owns alone and may change.
+// Each call makes a new transformator, so the caller may change it.
 models::ICalibrationTransformatorPtr buildTransformator(CppSQLite3Query& row) {
     const double timebase = row.getFloatField(kTimebase);
     const double delay = row.getFloatField(kDelay);

@@ -18,8 +18,8 @@ struct FrameMzCalibration {
     ::lumo::calibration::Temperatures measured;
 };
 
-// A frame without row or calibration id is logged and fails with std::runtime_error, and so does a polarity
-// that is neither "+" nor "-".
+// Reads the current row of kFrameMzCalibrationQuery. A frame without row or calibration id is logged and
+// raises std::runtime_error, and so does a polarity that is neither "+" nor "-".
 FrameMzCalibration readFrameMzCalibration(std::int64_t frameId, const CppSQLite3Query& row,
                                           const logging::Logger& logger);
 
@@ -32,7 +32,8 @@ inline constexpr std::size_t kNumExtraMzColumns = 6;
 inline constexpr const char* kExtraMzColumns =
     "c.DigitizerTimebase, c.DigitizerDelay, c.T1, c.T2, c.dC1, c.dC2, ";
 
-// A transformator with its temperature coefficients, not compensated. Empty when the id has no row.
+// A transformator with its temperature coefficients, not compensated and the caller's own. Empty when the id
+// has no row.
 struct MzCalibration {
     ::lumo::calibration::ICalibrationTransformatorPtr transformator;
     ::lumo::calibration::TemperatureCompensationInfo temperatureInfo;

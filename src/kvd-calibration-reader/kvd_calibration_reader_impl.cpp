@@ -12,7 +12,7 @@
 #include "sqlite/cppsqlite_tools.h"
 #include "sqlite/quoting.h"
 
-// The calibration that was stored during acquisition. A frame's row names its calibration and says at which
+// The calibration that was stored during acquisition. A frame's row names its calibration and states at which
 // temperatures it was measured; the calibration's row gives the model. Both are read in one transaction, so a
 // writer cannot come between them, and again at each call, so what a writer adds is seen.
 namespace lumo::io::kova_calibration {
@@ -24,7 +24,8 @@ namespace {
 constexpr const char* kLoggerName = "lumo.io.kova_calibration.KvdCalibrationReaderImpl";
 constexpr int kMeasurementMode = 2;
 
-// The transformator is the caller's own, so that it may be changed.
+// Adapts a transformator, which must be the caller's own, to the temperatures of a frame. Coefficients of 0
+// mean that the instrument was not characterised; the temperatures are noted all the same.
 void compensate(models::ICalibrationTransformatorPtr& transformator,
                 const models::TemperatureCompensationInfo& info, const models::Temperatures& measured,
                 const logging::Logger& logger) {
@@ -67,8 +68,8 @@ models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getMzTrafo(
     return transformator;
 }
 
-// The prepared statement serves the usual case, one row with a whole number. Any other is asked again through
-// the checked query, which knows what to say of it.
+// The prepared statement serves the usual case, one row with a whole number. Anything else is left to the
+// checked query, which knows what to say about it.
 std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTrafo(
     std::int64_t frameId) const {
     if (!mobilityTable) {
@@ -146,7 +147,7 @@ std::int64_t getMobCalibId(std::int64_t frameId, CppSQLite3DB& db, const logging
         LUMO_LOG(logger, Error, text);
         LUMO_THROW(std::runtime_error(text));
     }
-    // The checked query knows what to accept besides one whole number, and what to say of the rest.
+    // The checked query knows what to accept besides a single whole number, and what to say about the rest.
     return sqlite::simpleCheckedQuery<std::int64_t>(db, sql);
 }
 

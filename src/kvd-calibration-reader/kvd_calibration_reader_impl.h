@@ -19,31 +19,32 @@
 
 namespace lumo::io::kova_calibration {
 
-// Gives every frame its transformators, from the calibration tables of the analysis database itself. No
-// transformator is kept: every call reads the database again. To be used by one thread at a time, as the
-// connection.
+// Gives every frame its transformators from the calibration tables of the analysis database itself. No
+// transformator is kept: every call reads the database again and returns an object that the caller alone
+// owns. Used by one thread at a time, like the connection.
 class KvdCalibrationReaderImpl final : public ::lumo::io::kova::ISqliteReader {
 public:
     using Polarity = ::lumo::calibration::Polarity;
 
-    // In an analysis without mobility the table "KovaCalibration" is not looked at, and mobility requests
-    // fail.
+    // In an analysis without mobility the table "KovaCalibration" is not looked at, and requests for mobility
+    // raise.
     KvdCalibrationReaderImpl(std::shared_ptr<CppSQLite3DB> db, ::lumo::io::kova::AnalysisFormat format);
 
-    // Empty when the frame's calibration id has no row. Without compensation the transformator carries the
-    // polarity as measurement mode information; with it, its constants are those for the frame's measured
-    // temperatures.
+    // Empty when the frame's calibration id has no row. With compensation the transformator's constants are
+    // those for the temperatures at which the frame was measured; without, it carries the polarity as
+    // measurement mode information.
     ::lumo::calibration::ICalibrationTransformatorPtr getMzTrafo(
         std::int64_t frameId, ::lumo::calibration::TemperatureCompensation compensation) const;
 
     // Empty when the frame's calibration id has no row.
     std::unique_ptr<::lumo::calibration::kova::ITransformator> getMobTrafo(std::int64_t frameId) const;
 
-    // The one mass calibration that all frames of a polarity share; fails when there are several or none.
+    // The one mass calibration that all frames of a polarity share, without compensation. Raises when there
+    // are several or none.
     ::lumo::calibration::ICalibrationTransformatorPtr getReferenceMzTrafo(Polarity polarity) const;
 
-    // Row of table "CalibrationInfo", its "Value" in field 0; empty when there is none. Deliberate: the key
-    // is escaped, whatever it contains.
+    // The row of table "CalibrationInfo" for a key, its "Value" in field 0; empty when there is none.
+    // Deliberate: the key is escaped, whatever it contains.
     std::optional<CppSQLite3Query> getCalibrationInfoValue(Polarity polarity, const std::string& key) const;
     std::optional<std::string> getCalibrationInfoString(Polarity polarity, const std::string& key) const;
     std::optional<std::vector<std::byte>> getCalibrationInfoBlob(Polarity polarity,

@@ -16,11 +16,11 @@ namespace {
 
 using Scans = lumo::algorithm::DataFrame<int, int>;
 
-// Bins after the last peak, so that the peak finder's windows end inside the profile.
+// Empty bins after the last peak, so the windows of the peak finder end inside of the profile.
 constexpr std::uint64_t kBinsAfterLastPeak = 100;
 
-// Deliberate: a hundred times the longest measured spectra. A file could claim profiles of many gigabytes
-// otherwise.
+// Deliberate: a hundred times the longest measured profile. Otherwise a file could claim profiles of many
+// gigabytes.
 constexpr std::uint64_t kMaxBins = std::uint64_t{1} << 26;
 
 // The number of bins that the scans need, from the last index of each; indices ascend within a scan.

@@ -13,7 +13,7 @@
 namespace lumo::io::algorithms {
 
 // The mass calibration of a parent frame, shared by the precursors that were selected in it, and the numbers
-// of it that the width model needs.
+// from it that the width model needs.
 struct ParentCalibration {
     ::lumo::calibration::ICalibrationTransformatorPtr transformator;
     double tA = 0.0;      // flight time A0
@@ -21,8 +21,8 @@ struct ParentCalibration {
     double tBase = 0.0;   // time per index step
 };
 
-// Raises std::runtime_error "No m/z trafo available.", "No TOF physical constants available." or
-// "Expected TOF1 or TOF2 functional constants.".
+// Takes those numbers out of a transformator. Raises std::runtime_error "No m/z trafo available.", "No TOF
+// physical constants available." or "Expected TOF1 or TOF2 functional constants.".
 ParentCalibration makeParentCalibration(::lumo::calibration::ICalibrationTransformatorPtr transformator);
 
 // Areas of peaks take time to compute, and most callers have no use for them.
@@ -35,7 +35,9 @@ struct CentroidedSpectrum {
     std::vector<float> areas;
 };
 
-// Sums up the scans of one precursor, its stripe of every frame that it was fragmented in.
+// Sums up the scans of one precursor: its stripe, the scans [scanBegin, scanEnd), of every frame in which it
+// was fragmented. The sum is a profile over all indices up to the last peak, kept sparse until somebody asks
+// for it. Memory is bounded by kMaxBins.
 class PrecursorStripeAccumlator {
 public:
     PrecursorStripeAccumlator(std::int64_t parentId, std::int64_t begin, std::int64_t end, double scan,
@@ -55,7 +57,8 @@ public:
     // Forgets what was accumulated.
     void restart() { projector = {}; }
 
-    // Adds the scans of one of its frames; of one that is listed twice, twice.
+    // Adds the scans of one of its frames; those of a frame that is listed twice, twice. Indices must ascend
+    // within each scan.
     void add(const lumo::algorithm::DataFrame<int, int>& scans);
 
     // The greatest of its frame ids. What it holds after it has been added once is the precursor's spectrum.

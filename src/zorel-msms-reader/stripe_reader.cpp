@@ -8,13 +8,14 @@
 #include "diag/throw.h"
 #include "kova-data-reader/blob/limits.h"
 
-// Scans of a stripe, decoded to the end of those before it. The buffer keeps the size of the largest stripe,
-// and offsets follow from the counts that the decoder gives.
+// Scans of a stripe are decoded one after the other into one buffer. It keeps the size of the largest stripe
+// so far, and where each scan begins follows from the counts that the decoder gives.
 namespace lumo::io::algorithms {
 
 namespace {
 
-// A range outside of what a scan number can be becomes one that no frame has, and fails like it.
+// Scan numbers in the database have 64 bits, those of frames 32. A range that does not fit becomes one that
+// no frame has, so it fails with the text for such a range.
 kova::ScanRange toScanRange(std::int64_t frameId, std::int64_t begin, std::int64_t end) {
     constexpr std::uint32_t kLast = std::numeric_limits<std::uint32_t>::max();
     if (end < begin) {

@@ -9,7 +9,7 @@
 
 namespace lumo::io::algorithms {
 
-// Lays decoded scans end to end in a frame buffer that is reused for all of them.
+// Lays decoded scans end to end in a frame buffer, which is reused from call to call and only grows.
 class FrameBuffer final : public kova::ScanSink {
 public:
     using Frame = lumo::algorithm::DataFrame<int, int>;
@@ -29,13 +29,13 @@ private:
     std::uint32_t firstScan = 0;
 };
 
-// Reads the stripes of precursors, which are the scans of a frame in which they were fragmented, with the
-// normalisation that the analysis implies. The scan reader must outlive it.
+// Reads the stripes of precursors: the scans of a frame in which they were fragmented, with the normalisation
+// that the analysis implies. The scan reader must outlive it.
 class StripeReader {
 public:
     explicit StripeReader(kova::ScanReader& scanReader) : scans(scanReader) {}
 
-    // Scans [begin, end) as the precursor's row tells them; valid until the next call. Raises what reading
+    // Scans [begin, end), as the precursor's row states them; valid until the next call. Raises what reading
     // them raises.
     const FrameBuffer::Frame& read(std::int64_t frameId, std::int64_t begin, std::int64_t end);
 

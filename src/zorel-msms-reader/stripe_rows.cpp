@@ -22,7 +22,7 @@ StripeRow readRow(const CppSQLite3Query& query) {
             query.getInt64Field(3), query.getInt64Field(4), query.getFloatField(5)};
 }
 
-// Six digits after the point, whatever the caller's locale makes of "%f".
+// Six digits after the point, in whatever locale the program runs.
 std::string fixedText(double value) {
     std::array<char, std::numeric_limits<double>::max_exponent10 + 20> text{};
     const auto result =
@@ -38,6 +38,7 @@ std::string joined(const std::vector<std::int64_t>& numbers) {
     return text;
 }
 
+// Rows of one parent follow each other, so its calibration is looked up once.
 std::string precursorQuery(const PrecursorFilter& filter) {
     std::string sql =
         "SELECT  pre.Id, pre.Parent, fmmi.Frame, fmmi.ScanNumBegin, fmmi.ScanNumEnd, pre.ScanNumber FROM "

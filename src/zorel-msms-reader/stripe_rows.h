@@ -26,7 +26,7 @@ struct StripeRow {
     double scanNumber;
 };
 
-// Which precursors are read; all conditions that are there apply.
+// Which precursors are read. All conditions that are set must hold.
 struct PrecursorFilter {
     std::optional<std::vector<std::int64_t>> ids = std::nullopt;
     std::optional<std::int64_t> parent = std::nullopt;
@@ -36,7 +36,8 @@ struct PrecursorFilter {
 // Raises std::runtime_error "No Precursor table found. This is not a ZOREL analysis".
 void requirePrecursorTable(const kova::KvdReader& reader);
 
-// Hands over the rows in the order of parents, frames and ids.
+// Hands over the rows in the order of parents, frames and ids. Called inside a transaction that may run
+// twice, so `take` must be able to begin again.
 void readStripeRows(const kova::KvdReader& reader, const PrecursorFilter& filter,
                     const std::function<void(const StripeRow&)>& take);
 

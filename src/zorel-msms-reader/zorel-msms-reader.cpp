@@ -6,15 +6,14 @@
 #include "diag/throw.h"
 #include "sqlite/cppsqlite3.h"
 
-// Two steps. Preparing reads the rows of the precursors, in one transaction, and makes an accumulator for
-// each; extracting goes through the frames in ascending order and touches each stripe once. A frame's block
-// is decompressed once for all precursors in it, which is why the order is that of frames and not of
-// precursors.
+// Two steps. Preparing reads the rows of the precursors in one transaction and makes an accumulator for each.
+// Extracting goes through the frames in ascending order and touches each stripe once. A frame's block is
+// decompressed once for all precursors in it, which is why the order is that of frames and not of precursors.
 namespace lumo::io::algorithms {
 
 namespace {
 
-// A precursor's scans are summed over frames, which has a meaning only if they are the same scans.
+// A precursor's scans are summed over frames, which means something only if they are the same scans.
 void requireSameRange(const PrecursorStripeAccumlator& accumulator, const StripeRow& row) {
     if (accumulator.scanBegin() != row.scanBegin || accumulator.scanEnd() != row.scanEnd) {
         LUMO_THROW(
@@ -80,6 +79,9 @@ void ZorelMsmsSpectraReader::prepare(const StripeRow& row, CurrentParent& parent
     found->second.addFrameId(row.frame);
 }
 
+// An accumulator is forgotten as soon as its spectrum was handed over or a frame of it failed. So a later row
+// of the same precursor finds none and is passed over, and memory is bounded by the precursors that are
+// between their first and last frame.
 void ZorelMsmsSpectraReader::extractPrecursorSpectra(const lineSpectraCallback& line,
                                                      const profileSpectraCallback& profile,
                                                      const StripeFailureCallback& failure, PeakAreas areas) {

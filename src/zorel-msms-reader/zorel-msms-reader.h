@@ -25,24 +25,23 @@ using lineSpectraCallback =
 // Precursor id and summed intensities, one entry per time-of-flight index from 0.
 using profileSpectraCallback = std::function<void(std::int64_t, std::vector<std::int32_t>&&)>;
 
-// How fast the peak finder's widths grow, unless a caller wants it otherwise.
+// D, the slope of the peak finder's widths, unless a caller wants another.
 inline constexpr double kDefaultWidthSlope = 15000.0;
 
-// A frame whose scans cannot be read, and why.
+// Called with the id of a frame whose scans cannot be read, and why.
 using StripeFailureCallback = std::function<void(std::int64_t, const std::runtime_error&)>;
 
 // The fragment spectra of precursors that were selected by their mobility: each MS/MS frame holds several
 // precursors, each in its own range of scans, and most precursors are measured in several frames. Frames are
-// gone through once, in ascending order, and each precursor is handed over and forgotten right after its last
+// gone through once, in ascending order. Each precursor is handed over and forgotten right after its last
 // frame, so memory is bounded by the precursors between their first and last frame.
 //
 // Callbacks may use the analysis, and what they throw ends the extraction. Used by one thread at a time; the
-// reader must outlive it.
+// reader of the analysis must outlive it.
 class ZorelMsmsSpectraReader {
 public:
-    // All precursors. D says how fast the peak finder's widths grow. Raises
-    // std::runtime_error "No Precursor table found. This is not a ZOREL analysis" and what is wrong with the
-    // precursors' rows.
+    // All precursors. D is the slope of the peak finder's widths. Raises std::runtime_error "No Precursor
+    // table found. This is not a ZOREL analysis" and what is wrong with the precursors' rows.
     ZorelMsmsSpectraReader(kova::KvdReader& source, double D);
 
     // Only the listed precursors; ids without rows are ignored.
@@ -51,7 +50,8 @@ public:
     // Only precursors whose parent frame was measured in this range of time.
     ZorelMsmsSpectraReader(kova::KvdReader& source, const ClosedInterval<double>& timeRange, double D);
 
-    // Prepared rows of some precursors, those of each complete, in the order of readStripeRows().
+    // Rows of some precursors that were read before, those of each complete, in the order of
+    // readStripeRows().
     ZorelMsmsSpectraReader(kova::KvdReader& source, std::span<const StripeRow> rows, double D);
 
     // The number of precursors not yet handed over.
