@@ -21,8 +21,9 @@ namespace lumo::io::kova {
 
 class KvdReaderImpl;
 
-// What readers of both formats offer: the database and the calibration of an open analysis. Movable; a
-// moved-from reader may only be destroyed or assigned to. Used by one thread at a time.
+// What readers of both formats offer: the database and the calibrations of an open analysis. Which
+// calibration answers, that of the acquisition or a re-calibrated state, is settled when the reader is made.
+// Movable; a moved-from reader may only be destroyed or assigned to. Used by one thread at a time.
 class AnalysisReader : public ISqliteReader {
 public:
     using Polarity = ::lumo::calibration::Polarity;
@@ -57,7 +58,7 @@ public:
     // there is none or more than one, a re-calibrated state without one gives an empty pointer.
     virtual MzTrafoPtr getReferenceMzTrafo(Polarity polarity) const;
 
-    // True when conversions use a state of the external calibration file, and which one.
+    // Whether conversions use a state of the external calibration file, and the key of that state.
     virtual bool usingStateFromCalibrationFile() const;
     virtual std::optional<std::string> getCalibrationStateId() const;
 

@@ -6,8 +6,8 @@
 #include "kova-data-reader/scan-reading/scan_reader.h"
 #include "sqlite/cppsqlite_tools.h"
 
-// The facade of analyses with mobility. It adds what only they have, scans and mobility calibrations, and
-// turns away the storage of spectra.
+// The reader of analyses with mobility. It adds what only they have, scans and mobility calibrations, and
+// refuses the compression type of spectra.
 namespace lumo::io::kova {
 
 namespace {

@@ -15,8 +15,9 @@ namespace lumo::io::kova {
 class ByteBuffer;
 class ScanReader;
 
-// The one object through which an ion-mobility analysis is read. Fully usable once constructed. References
-// and pointers it hands out are valid until the next call.
+// The one object through which an ion-mobility analysis is read. Once it is constructed, everything that can
+// be checked without reading a frame has been checked. References and pointers are valid until the next call.
+// Used by one thread at a time.
 class KvdReader : public AnalysisReader {
 public:
     using MobTrafoPtr = std::unique_ptr<::lumo::calibration::kova::ITransformator>;

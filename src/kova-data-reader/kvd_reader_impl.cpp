@@ -10,10 +10,10 @@
 #include "kova-data-reader/scan-reading/scanwise_storage.h"
 #include "sqlite/cppsqlite_tools.h"
 
-// Opening an analysis, in the order in which callers rely on the failures: files, schema version, blob file,
+// Opens an analysis, in the order in which callers rely on the failures: files, schema version, blob file,
 // statement for frames, storage, calibration. All rows are read in one transaction, so an analysis that is
-// being written is seen at one moment. What is made here is kept; nothing is looked up again but what a call
-// asks for.
+// being written is seen at one moment. What is made here is kept; later calls look up only what they are
+// asked for.
 namespace lumo::io::kova {
 
 using ::lumo::calibration::Polarity;
@@ -63,7 +63,7 @@ void KvdReaderImpl::openExternalCalibration(const std::filesystem::path& file,
                  "Reading data using calibration state " << externalReader->getCalibrationStateId());
         return;
     }
-    // A state asked for by its key must be there; any other request falls back to the acquisition's
+    // A state that was asked for by its key must be there; any other request falls back to the acquisition's
     // calibration.
     const auto& request = selector.getRequestedCalibrationStateInformation();
     if (!selector.analysisInfoRequired() && !request.source) {

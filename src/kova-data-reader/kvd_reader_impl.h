@@ -19,14 +19,14 @@
 namespace lumo::io::kova {
 
 // An open analysis of either format: its database connection, blob file and the one storage reader for its
-// compression type. Owned by one facade and used by one thread at a time. References and pointers into the
-// storage reader are valid until the next call.
+// compression type. Owned by one reader object and used by one thread at a time. References and pointers into
+// the storage reader are valid until the next call.
 class KvdReaderImpl {
 public:
     using Selector = std::optional<calibration::CalibrationStateSelector>;
 
     // Checks everything that can be checked without reading a frame. The selector, if any, chooses a state of
-    // the external calibration file.
+    // the external calibration file; see openExternalCalibration() for what happens when there is none.
     KvdReaderImpl(const std::filesystem::path& directory, Selector selector, AnalysisFormat analysisFormat);
 
     const std::shared_ptr<CppSQLite3DB>& getSQLiteDb() const { return db; }

@@ -6,7 +6,7 @@
 #include "kova-data-reader/kvd_reader_impl.h"
 #include "sqlite/cppsqlite_tools.h"
 
-// The facade of analyses without mobility: a spectrum per frame, whose number of peaks stands in the frame's
+// The reader of analyses without mobility: one spectrum per frame, whose number of peaks is in the frame's
 // row and not in the blob file.
 namespace lumo::io::kova {
 

@@ -9,8 +9,9 @@
 
 namespace lumo::io::kova {
 
-// The one object through which an analysis without mobility is read: one spectrum per frame. Fully usable
-// once constructed. Views and references it hands out are valid until the next call.
+// The one object through which an analysis without mobility is read: one spectrum per frame. Once it is
+// constructed, everything that can be checked without reading a frame has been checked. Views and references
+// are valid until the next call. Used by one thread at a time.
 class KvsReader : public AnalysisReader {
 public:
     explicit KvsReader(const std::filesystem::path& directory,

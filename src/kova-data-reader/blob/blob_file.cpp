@@ -12,11 +12,11 @@
 #include "sys/work_counters.h"
 
 // The file of frames as a stream without a buffer. Whoever reads knows the exact number of bytes and has a
-// place for them, so copying through a buffer would be a waste; one read by position is one call of the
-// system, which is also why several readers may share nothing but the file.
+// place for them, so copying through a buffer would be a waste. One read by position is one system call, and
+// since the position is kept here and not in the descriptor, nothing else can move it.
 //
-// The file may grow while it is read, as during an acquisition: its end is asked for when somebody needs it,
-// and not remembered.
+// The file may grow while it is read, as during an acquisition, so its end is asked for when somebody needs
+// it and not remembered.
 namespace lumo::io::kova {
 
 namespace {
@@ -48,8 +48,8 @@ BlobFileBuffer::off_type BlobFileBuffer::fileSize() const {
     return fstat(descriptor, &status) == 0 ? status.st_size : 0;
 }
 
-// Ends early at the end of the file or at an error, which look the same to whoever reads: fewer bytes than
-// asked for.
+// Ends early at the end of the file or at an error, which look the same to the reader: fewer bytes than asked
+// for.
 std::streamsize BlobFileBuffer::xsgetn(char* destination, std::streamsize count) {
     const sys::WorkStopwatch stopwatch(&sys::WorkCounters::reading);
     std::streamsize done = 0;
@@ -81,7 +81,7 @@ BlobFileBuffer::int_type BlobFileBuffer::uflow() {
     return xsgetn(&character, 1) == 1 ? traits_type::to_int_type(character) : traits_type::eof();
 }
 
-// How many bytes follow, for checks of sizes before memory is taken.
+// How many bytes follow. Sizes that a block claims are held against this before memory is taken.
 std::streamsize BlobFileBuffer::showmanyc() {
     const off_type size = fileSize();
     return position < size ? size - position : kFailed;
@@ -99,8 +99,8 @@ BlobFileBuffer::pos_type BlobFileBuffer::seekoff(off_type offset, std::ios_base:
     return seekpos(target, which);
 }
 
-// Positions come from the database. One beyond what the file system can address fails here; one beyond the
-// end is only found out by reading.
+// Positions come from the database, and may be anything. One beyond what the file system can address fails
+// here; one beyond the end is noticed only by reading.
 BlobFileBuffer::pos_type BlobFileBuffer::seekpos(pos_type target, std::ios_base::openmode which) {
     if (off_type(target) < 0 || (which & std::ios_base::in) == 0) {
         return kFailed;

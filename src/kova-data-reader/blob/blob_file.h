@@ -6,9 +6,9 @@
 
 namespace lumo::io::kova {
 
-// Unbuffered stream buffer over a regular file, read by position: seeking is arithmetic, each read goes
-// straight to its destination. in_avail() is exact, so that a size claimed by the file can be checked before
-// it is allocated; it follows a file that is still growing.
+// Unbuffered stream buffer over a regular file, read by position: seeking is arithmetic, and each read goes
+// straight to its destination. in_avail() is exact and follows a file that is still growing, so a size that
+// the file claims can be checked before memory is taken for it. For one thread at a time.
 class BlobFileBuffer : public std::streambuf {
 public:
     BlobFileBuffer() = default;
@@ -34,8 +34,8 @@ private:
 
     int descriptor = -1;
     off_type position = 0;
-    // The file goes at least so far. Only positions beyond may be more than the file system takes, and are
-    // tried.
+    // The file is at least this long. Only a position beyond may be more than the file system can address, so
+    // only such a one is tried.
     off_type knownSize = 0;
 };
 

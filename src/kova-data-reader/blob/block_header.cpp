@@ -5,8 +5,9 @@
 #include "kova-data-reader/blob/little_endian.h"
 #include "kova-data-reader/blob/stream_reading.h"
 
-// Eight bytes in front of each block of types 2 and 3: its size, header included, and a number that depends
-// on the type.
+// Blocks of types 2 and 3 begin with eight bytes, two little-endian words: the size of the block, header
+// included, and a number whose meaning depends on the type (scans of a frame, or bytes of the line part).
+// Neither is checked here.
 namespace lumo::io::kova::binary {
 
 std::array<std::uint32_t, 2> readBlockHeader(std::istream& stream, std::int64_t position,

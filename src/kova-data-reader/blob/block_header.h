@@ -8,8 +8,8 @@ namespace lumo::io::kova::binary {
 
 inline constexpr std::uint32_t kBlockHeaderSizeBytes = 8;
 
-// Reads the two words at the start of a block (block size in bytes with this header, second entry) and leaves
-// the stream at the payload. Raises CorruptFrameDataError.
+// Reads the two words at the start of the block at `position` and leaves the stream at the payload. Raises
+// CorruptFrameDataError.
 std::array<std::uint32_t, 2> readBlockHeader(std::istream& stream, std::int64_t position,
                                              std::int64_t frameId);
 

@@ -7,9 +7,9 @@
 
 #include "diag/throw.h"
 
-// Memory for frames, from the system page by page. What is never touched costs nothing, so a buffer may be as
-// large as the largest frame could be; growing moves pages and not bytes; and nothing is cleared that will be
-// overwritten.
+// Memory for frames, from the system page by page. Pages that are never touched cost nothing, so a buffer may
+// be as large as the largest frame could be; growing moves pages and not bytes; and nothing is cleared that
+// will be overwritten.
 namespace lumo::io::kova {
 
 namespace {
@@ -28,8 +28,8 @@ ByteBuffer::~ByteBuffer() {
 
 void ByteBuffer::resize(std::size_t newSize) {
     if (newSize > mapped) {
-        // Half as much again: untouched pages cost nothing, and frames that grow slowly do not map again each
-        // time.
+        // Half as much again: untouched pages cost nothing, and frames that grow slowly do not need another
+        // call each time.
         grow(std::max({newSize, mapped + mapped / 2, firstCapacity}));
     }
     used = newSize;

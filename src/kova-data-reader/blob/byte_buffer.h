@@ -5,10 +5,12 @@
 
 namespace lumo::io::kova {
 
-// A byte vector for large blocks that are overwritten as a whole. Memory comes straight from the kernel:
-// zero-filled on first touch only, so that growing neither copies nor clears. A buffer that is made with a
-// size asks for its memory when it is used first, so one that is never used costs nothing. The capacity never
+// A byte vector for large blocks that are overwritten as a whole. Memory comes straight from the kernel,
+// zero-filled when it is first touched, so growing neither copies nor clears. A buffer that is made with a
+// size asks for its memory when it is first used, so one that is never used costs nothing. The capacity never
 // shrinks.
+//
+// Growing may move the memory: pointers from data() are valid until the next resize().
 class ByteBuffer {
 public:
     ByteBuffer() = default;

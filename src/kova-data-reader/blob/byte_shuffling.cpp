@@ -2,6 +2,9 @@
 
 #include <cstring>
 
+// Putting words together is a transposition of four rows of bytes. Sixteen words at a time it takes two
+// rounds of interleaving: bytes of planes 0 and 1, and of 2 and 3, give halves of words; those by pairs give
+// words. The plain form does the rest of an array, and all of it where vectors are not allowed.
 namespace lumo::io::kova::decoding {
 
 namespace {
@@ -30,7 +33,8 @@ Bytes zipPairsHigh(Bytes a, Bytes b) {
     return __builtin_shufflevector(a, b, 8, 9, 24, 25, 10, 11, 26, 27, 12, 13, 28, 29, 14, 15, 30, 31);
 }
 
-// Words that are stored lowest byte first, as those in the file are.
+// The words are stored lowest byte first, which is their order in memory on every processor that this form is
+// used on.
 void decodeBlock(const std::byte* first, std::size_t planeSize, std::uint32_t* words) {
     const Bytes p0 = load(first);
     const Bytes p1 = load(first + planeSize);

@@ -12,7 +12,8 @@
 
 // The table of scan offsets in front of a block of compression type 1: where each scan begins, counted from
 // the block, and where the last one ends. The number of scans is held against a limit before the table is
-// read; the offsets themselves are checked by those who follow them.
+// read. The offsets themselves are checked by whoever follows them, scan by scan, so one bad offset spoils no
+// other scan.
 namespace lumo::io::kova {
 
 void KvdFrameHeader::initEmpty(std::int64_t newFrameId, std::int64_t position) {
@@ -51,7 +52,7 @@ std::uint32_t KvdFrameHeader::numberOfScans() const {
     return scanOffsets.empty() ? 0 : static_cast<std::uint32_t>(scanOffsets.size() - 1);
 }
 
-// The length wraps where the offsets descend, to more than a scan may have.
+// The length wraps around where the offsets descend, and is then larger than any scan may be.
 std::pair<std::uint64_t, std::uint32_t> KvdFrameHeader::getScanStartOffset(std::uint32_t scan) const {
     if (scan >= numberOfScans()) {
         LUMO_THROW(std::invalid_argument("Scan number out of range."));

@@ -10,8 +10,8 @@
 
 namespace lumo::io::kova {
 
-// Header of a frame whose scans are compressed one by one: where each scan's bytes lie. Holds one frame's
-// header at a time, or none.
+// Header of a frame whose scans are compressed one by one: where each scan's bytes lie. Holds the header of
+// one frame, recognised by its position in the file, or none.
 class KvdFrameHeader {
 public:
     // Reads the header at the stream's position, to which the caller has seeked. Raises
@@ -23,8 +23,8 @@ public:
 
     bool isLoadedFrom(std::int64_t position) const { return blockPosition == position; }
 
-    // Absolute position and length in bytes of a scan's compressed data, as the offsets say: a length wraps
-    // when they run backwards. Raises std::invalid_argument "Scan number out of range.".
+    // Absolute position and length in bytes of a scan's compressed data, as the offsets state them: a length
+    // wraps around when they descend. Raises std::invalid_argument "Scan number out of range.".
     std::pair<std::uint64_t, std::uint32_t> getScanStartOffset(std::uint32_t scan) const;
 
     std::uint32_t numberOfScans() const;

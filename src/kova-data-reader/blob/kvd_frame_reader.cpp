@@ -10,12 +10,12 @@
 #include "kova-data-reader/blob/block_header.h"
 #include "kova-data-reader/blob/byte_shuffling.h"
 
-// The frame that is decompressed, for compression type 2, and where its scans begin. The block's words are
-// stored byte by byte, all lowest bytes first; only the table of scans is put together here, peaks are put
-// together when they are decoded.
+// The one decompressed frame of compression type 2, and where its scans begin. The block's words are stored
+// byte by byte, all lowest bytes first. Only the table of scans is put together here; peaks are put together
+// when they are decoded, in the same pass as the rest of their decoding.
 //
-// What must stay true: everything that a scan's position is computed of is checked here or in `get`, so that
-// the kernels need no check of their own.
+// What must stay true: everything from which a scan's position is computed is checked here or in `get`, so
+// the kernels need no checks of their own.
 namespace lumo::io::kova {
 
 // A block that fails leaves no frame loaded, not even the one before.
@@ -59,8 +59,7 @@ void KvdFrameReader::readBlock(std::istream& stream, std::int64_t position) {
     buildScanStarts();
 }
 
-// The first words of a frame hold, for each scan, by how much its words begin later than those of the scan
-// before it.
+// The first words of a frame state for each scan by how many words it begins after the one before it.
 void KvdFrameReader::buildScanStarts() {
     const std::span<const std::byte> buffer(decompressed.data(), decompressed.size());
     const std::size_t words = buffer.size() / 4;

@@ -12,8 +12,9 @@
 
 namespace lumo::io::kova {
 
-// One decompressed frame at a time, for frames that are compressed as a whole: byte-shuffled words and the
-// word range of each scan. References handed out are valid until the next fill.
+// Holds one decompressed frame at a time, for frames that are compressed as a whole: byte-shuffled words and
+// the word range of each scan. Which frame is loaded is known by its position in the file. References are
+// valid until the next fill. Used by one thread.
 class KvdFrameReader {
 public:
     // Makes the frame at `position` the loaded one; nothing is read when it already is. A negative position
@@ -24,9 +25,9 @@ public:
     // which stays.
     std::uint32_t readNumberOfScans(std::istream& stream, std::int64_t frameId, std::int64_t position) const;
 
-    // Word range [start, end) of a scan in the returned byte-shuffled buffer. Raises std::invalid_argument
-    // "Scan number [n] out of range." and, when the scan's bounds contradict the frame's size,
-    // CorruptScanDataError.
+    // Word range [start, end) of a scan in the returned byte-shuffled buffer; empty for every scan of a frame
+    // without peaks. Raises std::invalid_argument "Scan number [n] out of range." and, when the scan's bounds
+    // contradict the frame's size, CorruptScanDataError.
     const ByteBuffer& get(std::uint32_t scan, std::uint32_t& start, std::uint32_t& end) const {
         if (scan >= scans) {
             raiseOutOfRange(scan);

@@ -7,10 +7,10 @@
 #include "diag/throw.h"
 #include "kova-data-reader/blob/stream_reading.h"
 
-// Compressed scans of one frame, for compression type 1. A range is fetched with one read, from the first
-// byte of its first scan to the last of its last, since scans of a frame mostly follow each other. The
-// offsets come from the file: where they do not ascend, the difference wraps to a size that no limit allows;
-// where scans lie outside of what was fetched, asking for one of them is an error of that scan alone.
+// Compressed scans of one frame, for compression type 1. Scans of a frame are mostly read one after the
+// other, so a range is fetched with one read, from the first byte of its first scan to the last byte of its
+// last. The offsets come from the file: where they do not ascend, the difference wraps around to a size that
+// no limit allows; where a scan lies outside of what was fetched, asking for that scan fails and no other.
 //
 // What must stay true: until everything has been read the cache says that it holds nothing, so that a failed
 // read is not taken for its result later.
@@ -91,7 +91,7 @@ void KvdReaderCache::ensureFrameHeaderLoaded(std::istream& stream, std::int64_t 
     frameHeader.initFromStream(frameId, blockPosition, stream);
 }
 
-// Before memory is taken for a range, the file is asked whether it is that long.
+// Memory for a range is taken only after the file was asked whether it is that long.
 void KvdReaderCache::fill(const FillRules& rules, std::istream& stream, std::int64_t blockPosition,
                           std::uint32_t begin, std::uint32_t end) {
     if (end < begin) {

@@ -11,8 +11,8 @@
 namespace lumo::io::kova {
 
 // The compressed bytes of one contiguous range of scans of one frame, for frames whose scans are compressed
-// one by one. Any request outside the cached range replaces it. Pointers handed out are valid until the next
-// fill.
+// one by one. A request outside of the cached range replaces it. Pointers are valid until the next fill. Used
+// by one thread.
 class KvdReaderCache {
 public:
     bool contains(std::int64_t blockPosition, std::uint32_t scan) const;

@@ -9,17 +9,19 @@
 #include "kova-data-reader/blob/byte_shuffling.h"
 #include "kova-data-reader/blob/stream_reading.h"
 
-// Spectra without mobility, compression type 3: a header, a part with lines and a part with a profile, each
-// compressed by itself. Reading one part leaves the other in the file. The stream's position is followed, so
-// that reading lines and then the profile of the same spectrum takes no seek between them.
+// Spectra without mobility, compression type 3. A block is a header, a part with lines and a part with a
+// profile, and each part is compressed by itself, so reading one leaves the other in the file. The stream's
+// position is followed, so reading lines and then the profile of the same spectrum takes no seek between
+// them.
 //
-// What must stay true: the position that is loaded is forgotten before anything can fail and set when all has
-// succeeded.
+// What must stay true: the position that counts as loaded is forgotten before anything can fail, and set when
+// everything has succeeded.
 namespace lumo::io::kova {
 
 using calibration::CorruptDataError;
 
-// What differs between the two parts of a spectrum.
+// What differs between the two parts of a spectrum, as pointers to the members concerned, so that one
+// function reads both.
 struct KvsSpectraReader::Part {
     bool supported;
     const char* unsupportedText;
@@ -67,7 +69,8 @@ void KvsSpectraReader::readHeader(std::istream& stream, std::int64_t position) {
     place = StreamPlace::AfterHeader;
 }
 
-// Each part is read at most once while its spectrum is the loaded one.
+// Each part is read at most once while its spectrum is the loaded one. `isInPlace` says that the stream
+// already is where the part begins.
 void KvsSpectraReader::fill(const Part& part, std::istream& stream, std::int64_t position) {
     if (!part.supported) {
         LUMO_THROW(CorruptFrameDataError(frameId, part.unsupportedText));
@@ -106,8 +109,8 @@ void KvsSpectraReader::fill(const Part& part, std::istream& stream, std::int64_t
     loadedPosition = position;
 }
 
-// The number of peaks comes from the database and the bytes from the blob file, so each is held against the
-// other. More bytes than the peaks need are no error.
+// The number of peaks comes from the database and the bytes come from the blob file, so each is held against
+// the other. More bytes than the peaks need are no error.
 LineSpectrumView KvsSpectraReader::viewLineSpectrum(std::int64_t peaks, LineWidths widths) const {
     if (!loadedPosition || !lineRead) {
         LUMO_THROW(CorruptDataError("Invalid call to getLineSpectrum(), line spectrum not read"));

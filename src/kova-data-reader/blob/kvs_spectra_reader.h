@@ -21,7 +21,8 @@ struct SpectrumParts {
 // Whether a caller wants the widths of peaks. Not all line spectra have them.
 enum class LineWidths { LeaveOut, Read };
 
-// The arrays of a line spectrum where they were decompressed: doubles, floats, floats, at any address.
+// The arrays of a line spectrum where they were decompressed: doubles, floats, floats, at any address, so
+// they are copied out and never read in place.
 struct LineSpectrumView {
     std::size_t peaks = 0;
     const std::byte* positions = nullptr;
@@ -29,8 +30,9 @@ struct LineSpectrumView {
     const std::byte* widths = nullptr;  // null unless asked for
 };
 
-// One spectrum at a time of an analysis without mobility: a line part and a profile part, decompressed
-// independently and kept until another position is asked for. Views are valid until the next fill.
+// Holds one spectrum at a time of an analysis without mobility: a line part and a profile part, decompressed
+// independently and kept until another position is asked for. Views are valid until the next fill. Used by
+// one thread.
 class KvsSpectraReader {
 public:
     explicit KvsSpectraReader(const SpectrumParts& storedParts) : stored(storedParts) {}
@@ -40,9 +42,9 @@ public:
     void fillLineSpectrum(std::istream& stream, std::int64_t frameId, std::int64_t position);
     void fillProfileSpectrum(std::istream& stream, std::int64_t frameId, std::int64_t position);
 
-    // The line spectrum of `peaks` peaks, a number that is stored apart from it; a negative one means that it
-    // is not. Raises CorruptDataError when there is no such part, CorruptFrameDataError when the number
-    // contradicts it.
+    // The line spectrum with `peaks` peaks, a number that is stored apart from it; a negative one means that
+    // it is not stored. Raises CorruptDataError when there is no such part, CorruptFrameDataError when the
+    // number contradicts it.
     LineSpectrumView viewLineSpectrum(std::int64_t peaks, LineWidths widths) const;
     void getLineSpectrum(std::int64_t peaks, std::vector<double>& positions, std::vector<float>& intensities,
                          std::vector<float>* widths) const;

@@ -7,7 +7,8 @@
 
 namespace lumo::io::kova {
 
-// The one way integers of a file are read: 4 bytes at any address, least significant first.
+// The one way in which integers of a file are read: 4 bytes at any address, least significant first. The
+// caller guarantees the 4 bytes.
 inline std::uint32_t loadU32(const std::byte* bytes) {
     std::uint32_t word = 0;
     std::memcpy(&word, bytes, sizeof word);

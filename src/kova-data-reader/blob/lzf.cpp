@@ -6,6 +6,8 @@
 
 #include "diag/throwable.h"
 
+// The library that does the work is strict about the stream and the room, but tells failures by errno and
+// sizes by `unsigned`; this turns both into exceptions and std::size_t.
 namespace lumo::io::kova::uimf {
 
 std::size_t decompressLzf(const std::byte* input, std::size_t inputLength, std::byte* output,

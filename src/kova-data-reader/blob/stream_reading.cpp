@@ -3,8 +3,9 @@
 #include <locale>
 #include <sstream>
 
-// Reading exactly so many bytes from exactly there. A stream that failed once fails on until its state is
-// cleared, which seeking does, so one damaged frame does not spoil those after it.
+// Reads exactly so many bytes from exactly there, or says that it could not. A stream that failed once goes
+// on failing until its state is cleared. Seeking does that, so one damaged frame does not spoil those after
+// it.
 namespace lumo::io::kova::binary {
 
 bool seekTo(std::istream& stream, std::int64_t position) {

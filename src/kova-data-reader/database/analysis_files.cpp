@@ -4,8 +4,8 @@
 
 #include "diag/throw.h"
 
-// Where the files of an analysis are. All of them are looked for before any is opened, so that a directory
-// that is no analysis is told as such and not as a database that cannot be opened.
+// Where the files of an analysis are. All of them are looked for before any is opened, so a directory that is
+// no analysis is reported as such and not as a database that cannot be opened.
 namespace lumo::io::kova {
 
 namespace fs = std::filesystem;

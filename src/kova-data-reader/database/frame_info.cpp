@@ -12,7 +12,7 @@
 #include "sys/work_counters.h"
 
 // Rows of frames, as far as reading their data needs them. Which columns there are depends on the schema
-// version; numbers are taken in whatever type a program has stored them, as long as they are exactly numbers.
+// version. Programs have stored numbers with any type; each is taken if it is exactly a number.
 namespace lumo::io::kova {
 
 namespace {
@@ -36,14 +36,15 @@ CppSQLite3Statement prepareFrameInfoStatement(CppSQLite3DB& db, AnalysisFormat f
 
 std::optional<double> exactly(double value, double /*wanted*/) { return value; }
 
-// The bounds are the powers of two beyond which the conversion would be undefined.
+// Whole numbers only. The bounds are the powers of two beyond which the conversion would be undefined.
 std::optional<std::int64_t> exactly(double value, std::int64_t /*wanted*/) {
     constexpr double kBeyond = 9223372036854775808.0;
     const bool whole = value >= -kBeyond && value < kBeyond && value == std::trunc(value);
     return whole ? std::optional(static_cast<std::int64_t>(value)) : std::nullopt;
 }
 
-// SQLite would quietly read any text as 0, and so another frame's data in place of this one's.
+// A cell as a number, or the frame is corrupt. SQLite would quietly read any text as 0, which as an offset is
+// another frame's data.
 template <class Number>
 Number numberField(const CppSQLite3Query& row, int field, Number nullValue, std::int64_t frameId,
                    const char* column) {

@@ -20,7 +20,8 @@ struct FrameInfo {
     std::int64_t numPeaks = -1;     // of a spectrum without mobility; -1: not stored
 };
 
-// Looks frames up through one statement, prepared once; a frame is read from the database once.
+// Looks frames up through one statement, prepared once. Each frame is read from the database once and then
+// kept: acquisition programs add frames, but a frame that was written stays where it is. Used by one thread.
 class FrameInfoTable {
 public:
     // Raises std::runtime_error on a schema version that it cannot read.

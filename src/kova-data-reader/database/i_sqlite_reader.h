@@ -9,7 +9,8 @@ class CppSQLite3DB;
 
 namespace lumo::io::kova {
 
-// Whoever gives access to an open analysis database. Virtual functions keep their slot order.
+// Whoever gives access to an open analysis database. The calibration readers know analyses by this interface
+// alone, so they need not include the readers above them. Virtual functions keep their slot order.
 class ISqliteReader {
 public:
     virtual ~ISqliteReader() = default;

@@ -8,19 +8,22 @@
 
 #include "sys/cpu.h"
 
+// What the AVX2 kernels share. Functions that are compiled for AVX2 carry LUMO_AVX2, and only such functions
+// may call them; the choice between kernels is made once, by function pointer, from sys/cpu.h.
 namespace lumo::io::kova::lanes {
 
 LUMO_AVX2 inline __m256i load256(const std::byte* address) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(address));
 }
 
-// Of four values each.
+// Running sums inside of each half of four values; instructions of this width do not move values from one
+// half to the other.
 LUMO_AVX2 inline __m256i runningSumOfHalves(__m256i v) {
     v = _mm256_add_epi32(v, _mm256_slli_si256(v, 4));
     return _mm256_add_epi32(v, _mm256_slli_si256(v, 8));
 }
 
-// The operations of eight_peaks.h's scaled() on four values in the low halves of 64-bit lanes.
+// The operations of lanes.h's scaled(), in the same order, on four values in the low halves of 64-bit lanes.
 LUMO_AVX2 inline __m256i scaledLanes256(__m256i values, __m256d factor) {
     const __m256d shift = _mm256_set1_pd(0x1p52);
     const __m256d exact =

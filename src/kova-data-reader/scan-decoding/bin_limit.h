@@ -7,7 +7,8 @@
 
 namespace lumo::io::kova {
 
-// The number of index bins of an analysis, and the memory that an index beyond it has been reported once.
+// The number of index bins of an analysis, and the memory that an index beyond it has been reported: a
+// damaged file may have millions of them, and one line in the log is enough.
 class BinLimit {
 public:
     explicit BinLimit(std::uint32_t binCount) : bins(binCount) {}

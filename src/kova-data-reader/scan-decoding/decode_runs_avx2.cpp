@@ -10,13 +10,21 @@
 #include "diag/assert.h"
 #include "kova-data-reader/scan-decoding/avx2_lanes.h"
 
+// Eight values of a run-length coded scan at a time. A value is a peak or a skip; steps of the index are 1 or
+// the length of the skip, their running sum gives all eight indices, and a table of permutations moves the
+// peaks among the eight to the front. Eight values are always stored, however many are peaks, and the next
+// block overwrites the rest: no branch depends on the data.
+//
+// What must stay true: there is room for eight more peaks before each block, and all sums fit 32 bits. Where
+// that is not certain the loop ends, and the plain form goes on from `at`.
 namespace lumo::io::kova {
 
 namespace {
 
 constexpr std::size_t kValues = 8;  // of a block
 
-// For each set of lanes, one bit a lane, the numbers of those lanes, one byte a lane; then any.
+// Permutations that move chosen lanes to the front. The index is the set of lanes, one bit a lane; the entry
+// holds the numbers of those lanes in ascending order, one byte each, and then anything.
 constexpr std::array<std::uint64_t, 256> kLanesOfSet = [] {
     std::array<std::uint64_t, 256> table{};
     for (std::size_t set = 0; set < table.size(); ++set) {
@@ -47,8 +55,8 @@ LUMO_AVX2 inline void store(std::byte* target, __m256i values) {
 
 }  // namespace
 
-// Stops before the first block that is not simple, a step that is too large or an index beyond the bins, and
-// leaves the rest to the plain form.
+// Stops before a block with a step that is too large or an index at or beyond the bins, and before the end of
+// the scan's values or room.
 LUMO_AVX2 void decodeRunsByAvx2(const RunLengthScan& scan, const PeakOutput& output, RunLengthPosition& at) {
     LUMO_ASSERT(at.value == 0 && at.index == 0 && at.kept == 0);
     // Sums of eight such steps, begun below the bound, stay within 32 bits.

@@ -7,20 +7,24 @@
 #include "kova-data-reader/scan-decoding/avx2_lanes.h"
 #include "kova-data-reader/scan-decoding/eight_peaks.h"
 
+// The same decoding as eight_peaks.h, sixteen peaks at a time. Scans with fewer peaks go through the form of
+// eight, which is compiled in here a second time, for this instruction set. Vectors of this width are two
+// halves between which few instructions move values; hence the order in `Sixteen`, which is put right when
+// values are stored.
 namespace lumo::io::kova {
 
 namespace {
 
 constexpr std::size_t kPeaks = 16;  // of a block
 
-// In the order that interleaving two vectors gives: values 0 ... 3 and 8 ... 11, values 4 ... 7 and 12 ...
-// 15.
+// Sixteen values in the order that interleaving two vectors gives: values 0 ... 3 and 8 ... 11, then 4 ... 7
+// and 12 ... 15.
 struct Sixteen {
     __m256i low;
     __m256i high;
 };
 
-// The words of Planes, twice as many.
+// The four planes of 32 words: those of Planes, twice as many.
 struct WidePlanes {
     __m256i p0;
     __m256i p1;
@@ -93,7 +97,7 @@ LUMO_AVX2 inline std::uint32_t laneOf(const Sixteen& values, std::size_t lane) {
 }
 
 // Sixteen peaks or more, in the manner of lanes::decodeIndicesByEight() and
-// lanes::decodeIntensitiesByEight().
+// lanes::decodeIntensitiesByEight(), with the same promises.
 LUMO_AVX2 inline bool decodeIndicesBySixteen(const FrameScans& frame, std::size_t start, std::size_t peaks,
                                              std::byte* target) {
     const __m256i bins = _mm256_set1_epi32(static_cast<int>(frame.bins));

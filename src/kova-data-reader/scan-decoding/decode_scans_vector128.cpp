@@ -2,7 +2,7 @@
 #include "kova-data-reader/scan-decoding/frame_scans.h"
 
 // Eight peaks at a time with vectors of 128 bits, which every processor of these architectures has. The work
-// is done by the form that all levels share; scans in which a peak is dropped are left to the plain form.
+// is done by the form that all levels share. Scans in which a peak is dropped are left to the plain form.
 namespace lumo::io::kova {
 
 std::uint32_t decodeScansByVector128(const FrameScans& frame, std::uint32_t scan, std::uint32_t end,

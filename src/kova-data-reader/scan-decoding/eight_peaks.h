@@ -9,13 +9,17 @@
 #include "kova-data-reader/scan-decoding/lanes.h"
 
 // Decoding in blocks of eight peaks, for files that are compiled for several instruction sets: everything
-// here belongs to the file that includes it.
+// here belongs to the file that includes it, hence the unnamed namespace.
 //
 // The bytes of a frame's words lie in four planes, so a block is four loads, and unshuffling is a matter of
 // joining lanes. All indices of a scan are decoded and compared with the bin limit before the first intensity
 // is stored: only then it is certain how many peaks the scan keeps, and so where its intensities go and where
-// the room for it ends. That the planes are loaded twice costs next to nothing, as a scan fits the
-// processor's cache.
+// the room for it ends. The planes are therefore loaded twice, which costs next to nothing, as a scan fits
+// the processor's cache.
+//
+// What must stay true: only words of the scan's frame are read and only room of the scan's own peaks is
+// written, although blocks are longer than what is left of a scan. The last block of a longer scan overlaps
+// the one before it; a scan of fewer than eight peaks is stored piece by piece.
 namespace lumo::io::kova::lanes {
 namespace {
 
@@ -52,7 +56,7 @@ inline Eight join(const U16x8& low, const U16x8& high) {
             reinterpret<U32x4>(__builtin_shufflevector(low, high, 4, 12, 5, 13, 6, 14, 7, 15))};
 }
 
-// Running sums of the index deltas, which are the indices but for what came before.
+// Running sums of the index deltas within the block: the indices, less what came before the block.
 inline Eight sumsOf(const Planes& planes) {
     const Eight deltas =
         join((planes.p0 & 0x00FF) | (planes.p1 << 8), (planes.p2 & 0x00FF) | (planes.p3 << 8));
@@ -74,7 +78,8 @@ inline bool anyAtOrAbove(const Eight& values, const U32x4& bound) {
     return anySet(reinterpret<U32x4>(values.low >= bound) | reinterpret<U32x4>(values.high >= bound));
 }
 
-// Copies fewer than eight words without a call.
+// Stores the first `count` of eight words, in pieces of powers of two: a call of memcpy with a variable
+// length would take longer than decoding them.
 inline void storeFew(std::byte* target, const Eight& words, std::size_t count) {
     const auto* source = reinterpret_cast<const std::byte*>(&words);
     for (const std::size_t size : {16U, 8U, 4U}) {
@@ -86,7 +91,8 @@ inline void storeFew(std::byte* target, const Eight& words, std::size_t count) {
     }
 }
 
-// Fewer than eight peaks; 16 words must be readable. False when one is to be dropped.
+// Fewer than eight peaks; the 16 words from `start` on must be in the frame. False when a peak is to be
+// dropped; nothing is stored then.
 inline bool decodeFewPeaks(const FrameScans& frame, std::size_t start, std::size_t peaks,
                            const ScanTargets& targets) {
     LUMO_ASSERT(peaks < kPeaksOfBlock && start + 2 * kPeaksOfBlock <= frame.planeSize);
@@ -111,9 +117,9 @@ inline std::uint32_t laneOf(const Eight& values, std::size_t lane) {
     return words[lane];
 }
 
-// The indices of eight peaks or more, stored unless `target` is null. The last block overlaps the one before,
-// so that no store depends on how many peaks are left. False when one is to be dropped; what is stored then
-// is inside of what the indices before it take.
+// The indices of eight peaks or more, stored unless `target` is null. The last block overlaps the one before
+// it, so no store depends on how many peaks are left. False when a peak is to be dropped; what has been
+// stored by then is inside of the room of the indices.
 inline bool decodeIndicesByEight(const FrameScans& frame, std::size_t start, std::size_t peaks,
                                  std::byte* target) {
     const U32x4 bins = broadcast(frame.bins);
@@ -143,7 +149,7 @@ inline bool decodeIndicesByEight(const FrameScans& frame, std::size_t start, std
     return storeBlock(overlap, add(sums, broadcast(base[0] - laneOf(sums, peak - overlap - 1))));
 }
 
-// Their intensities.
+// The intensities of eight peaks or more, all of which are kept.
 inline void decodeIntensitiesByEight(const FrameScans& frame, std::size_t start, std::size_t peaks,
                                      std::byte* target) {
     const auto storeBlock = [&](std::size_t peak) {
@@ -158,7 +164,8 @@ inline void decodeIntensitiesByEight(const FrameScans& frame, std::size_t start,
     }
 }
 
-// False when the scan cannot be decoded by vectors.
+// False when the scan must be left to the plain form: a peak is dropped, or it lies so near the frame's end
+// that a block would read beyond.
 inline bool decodeScanByEight(const FrameScans& frame, std::size_t start, std::size_t peaks,
                               const ScanTargets& targets) {
     if (peaks >= kPeaksOfBlock) {

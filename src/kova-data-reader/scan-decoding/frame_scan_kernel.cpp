@@ -6,6 +6,10 @@
 #include "kova-data-reader/blob/byte_shuffling.h"
 #include "kova-data-reader/scan-decoding/bin_limit.h"
 
+// The plain form below defines what a scan's words mean; the vector forms must give the same bits, and tests
+// hold them to it at every level. Vector forms give up at a scan in which a peak is dropped, which hardly
+// ever happens, so they need not know what dropping means: the plain form decodes that one scan, and the
+// vectors go on with the next.
 namespace lumo::io::kova {
 
 namespace {

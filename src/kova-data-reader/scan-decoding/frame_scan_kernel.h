@@ -15,7 +15,9 @@ class FrameScanKernel {
 public:
     explicit FrameScanKernel(sys::SimdLevel level = sys::simdLevel());
 
-    // The scans [begin, end), one after the other. Nothing beyond the peaks that are kept is written.
+    // The scans [begin, end), one after the other, to the targets, which move on. Nothing beyond the peaks
+    // that are kept is written. The caller has checked that the scans lie inside of the frame and that there
+    // is room for all of their peaks.
     void decode(const FrameScans& frame, std::uint32_t begin, std::uint32_t end, BinLimit& limit,
                 ScanTargets& targets) const;
 

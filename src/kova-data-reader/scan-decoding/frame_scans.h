@@ -8,8 +8,10 @@
 
 namespace lumo::io::kova {
 
-// Scans of a byte-shuffled frame: scan i is made of the words starts[i] ... starts[i + 1] - 1, pairs of
-// (index delta, intensity). All of them lie inside the frame, and their numbers are even.
+// Scans of a byte-shuffled frame: scan i consists of the words starts[i] ... starts[i + 1] - 1, pairs of
+// (index delta, intensity). The sum of the deltas up to a peak, less one, is its index. All scans that are
+// decoded lie inside of the frame, and their numbers of words are even: whoever fills this in has checked
+// that.
 struct FrameScans {
     const std::byte* shuffled = nullptr;  // four planes of bytes
     std::size_t planeSize = 0;            // words in the frame
@@ -18,8 +20,9 @@ struct FrameScans {
     IntensityScale scale;
 };
 
-// Decodes the scans [scan, end) up to the first one that has a peak to be dropped, or that does not lie so
-// that vectors can be read; returns its number, or `end`.
+// Decodes the scans [scan, end) up to the first one that has a peak to be dropped, or that lies too near the
+// frame's end for vectors; returns its number, or `end`. The targets have moved on by the scans that were
+// decoded.
 using DecodeScans = std::uint32_t (*)(const FrameScans& frame, std::uint32_t scan, std::uint32_t end,
                                       ScanTargets& targets);
 

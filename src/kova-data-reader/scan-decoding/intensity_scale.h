@@ -5,7 +5,8 @@
 
 namespace lumo::io::kova {
 
-// What an intensity is multiplied with, if anything.
+// The factor of a frame's intensities, and the rounding that goes with it. The vector forms repeat these
+// operations in this order.
 class IntensityScale {
 public:
     IntensityScale() = default;

@@ -5,7 +5,8 @@
 #include <cstring>
 
 // 128-bit vectors in the notation that g++ and clang++ share; every 64-bit processor has instructions for
-// them.
+// them. Arithmetic on unsigned lanes wraps around, as that of the format does. Loads and stores take any
+// address.
 namespace lumo::io::kova::lanes {
 
 using U16x8 = std::uint16_t __attribute__((vector_size(16)));
@@ -46,9 +47,10 @@ inline bool anySet(const U32x4& mask) {
     return (halves[0] | halves[1]) != 0;
 }
 
-// Integer part of value * factor + 0.5, limited to 32 bits, 0 for not-a-number: two lanes of 32-bit integers,
-// given and returned in the low halves of 64-bit lanes. Adding 2^52 makes a double show its integer part in
-// its low bits.
+// IntensityScale for two values at once: integers of 32 bits, given and returned in the low halves of 64-bit
+// lanes. There is no instruction that converts unsigned integers to doubles and back; adding 2^52 makes a
+// double show its integer part in its low bits. Each step rounds as the plain form does, so the results are
+// the same bits.
 inline U64x2 scaled(U64x2 values, F64x2 factor) {
     const F64x2 shift = {0x1p52, 0x1p52};
     const F64x2 largest = {4294967295.0, 4294967295.0};

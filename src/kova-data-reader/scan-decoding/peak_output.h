@@ -19,7 +19,7 @@ struct PeakOutput {
         std::memcpy(intensities + 4 * peak, &intensity, 4);
     }
 
-    // When peaks were dropped, intensities that follow their indices move up.
+    // When peaks were dropped, intensities that come right after their indices move to where those now end.
     void moveIntensitiesTo(std::byte* target, std::size_t count) const {
         std::memmove(target, intensities, 4 * count);
     }

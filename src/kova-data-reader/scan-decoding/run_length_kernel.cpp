@@ -4,6 +4,10 @@
 #include "kova-data-reader/blob/little_endian.h"
 #include "kova-data-reader/scan-decoding/bin_limit.h"
 
+// Scans of compression type 1 as runs: the plain form defines the result, and takes over from the vector form
+// wherever that stops. Dropping needs no case of its own: a peak that is not kept is overwritten by the next
+// one. It does mean that more than the kept peaks may be written, within the room for all of the scan's
+// peaks.
 namespace lumo::io::kova {
 
 namespace {
@@ -13,8 +17,8 @@ std::int32_t valueAt(std::span<const std::byte> values, std::size_t i) {
 }
 
 // The form that defines the result. Skips and peaks follow each other in no order that a processor could
-// foresee, so neither is branched upon: each value is stored as the next peak, and the next one overwrites it
-// unless it was one. The last value must not be a skip.
+// foresee, so there is no branch on them: each value is stored as the next peak, and the next one overwrites
+// it unless it was a peak. The last value must not be a skip, since nothing would overwrite that.
 template <class Store>
 std::size_t decodePlainly(std::span<const std::byte> values, RunLengthPosition at, BinLimit& limit,
                           const Store& store) {

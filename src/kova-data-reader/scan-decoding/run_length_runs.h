@@ -25,8 +25,9 @@ struct RunLengthPosition {
     std::size_t kept = 0;     // peaks stored so far
 };
 
-// Decodes eight values at a time up to the first peak that is dropped or the first huge skip, or a little
-// less, from the beginning of the scan. Entries after those kept may be overwritten, within the scan's peaks.
+// Decodes eight values at a time, from the beginning of the scan up to the first peak that is dropped or the
+// first huge skip, or a little less. Entries after those kept may be overwritten, within the room for the
+// scan's peaks.
 void decodeRunsByAvx2(const RunLengthScan& scan, const PeakOutput& output, RunLengthPosition& at);
 
 }  // namespace lumo::io::kova

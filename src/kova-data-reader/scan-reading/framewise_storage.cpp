@@ -10,9 +10,9 @@
 #include "kova-data-reader/scan-decoding/bin_limit.h"
 #include "sys/work_counters.h"
 
-// Compression type 2: a frame is one block. Once it is decompressed and its scans are checked, nothing can
-// fail any more; so sinks are told how many peaks there can be at most, and may let them be decoded to their
-// final place.
+// Compression type 2: a frame is one block. Once it is decompressed and the scans asked for are checked,
+// nothing can fail any more. So sinks are told how many peaks there can be at most, and may have them decoded
+// to their final place.
 namespace lumo::io::kova {
 
 std::uint32_t FramewiseStorage::numberOfScans(std::int64_t frameId) {
@@ -44,9 +44,9 @@ void FramewiseStorage::read(const ScanRange& range, const DecodingRules& rules, 
     }
 }
 
-// All scans are checked before the first one is decoded. Where one fails, those before it are decoded for the
-// one thing that they leave behind then: the first index beyond the bins is logged, as it is when scans are
-// decoded one by one.
+// All scans are checked before the first one is decoded. Where one fails, those before it are decoded to
+// nowhere, for the one thing that they leave: the first index beyond the bins is logged, as it is when scans
+// are decoded one by one.
 std::uint64_t FramewiseStorage::checkedPeakBound(const ScanRange& range, const DecodingRules& rules) const {
     std::uint64_t peakBound = 0;
     std::uint32_t scan = range.begin;
@@ -87,7 +87,7 @@ std::uint64_t FramewiseStorage::peakBoundOf(std::uint32_t scan) const {
     return (starts[scan + 1] - starts[scan]) / 2;
 }
 
-// As many scans as do not exceed what the sink asks for; a scan that does so alone is a batch nevertheless.
+// As many scans as stay within what the sink asks for. A single scan with more is a batch all the same.
 ScanBatch FramewiseStorage::nextBatch(std::uint32_t begin, const LoadedRange& loaded,
                                       std::uint64_t peaksPerBatch) const {
     ScanBatch batch{begin, loaded.range.end, *loaded.peakBound};

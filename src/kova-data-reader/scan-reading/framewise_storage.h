@@ -10,9 +10,8 @@ namespace lumo::io::kova {
 
 class FrameInfoTable;
 
-// Frames that are compressed as a whole. Once a frame is decompressed and the bounds of the scans asked for
-// are checked, nothing can fail any more, so peaks go from the shuffled buffer straight to where the sink
-// wants them.
+// The storage of frames that are compressed as a whole: one frame is kept decompressed, and peaks go from its
+// shuffled bytes straight to where the sink wants them.
 class FramewiseStorage final : public ScanStorage {
 public:
     // Both must outlive it.

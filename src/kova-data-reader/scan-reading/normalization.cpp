@@ -5,9 +5,9 @@
 #include "diag/throw.h"
 #include "kova-data-reader/database/frame_info.h"
 
-// By which factor intensities are multiplied, so that frames of different accumulation times can be compared.
-// A frame that was accumulated for no time is left as it is, and frames are only looked up where the kind of
-// normalisation needs them.
+// By which factor intensities are multiplied, so that frames with different accumulation times can be
+// compared. A frame with an accumulation time of 0 is left as it is. Frames are looked up only for a kind of
+// normalisation that needs their times.
 namespace lumo::io::kova {
 
 namespace {

@@ -19,10 +19,10 @@ void checkResultSize(std::uint64_t values) {
     }
 }
 
-// Where nothing can fail any more, peaks are decoded to where they end up. Only when the buffer might be too
-// small for them they are counted first, and then read once more if they fit. Where a later scan can still
-// turn out to be corrupt, the result is built aside; once it has outgrown the caller's buffer, the rest is
-// only counted.
+// The sink of a packed result. Where nothing can fail any more, peaks are decoded to where they end up. Only
+// when the buffer might be too small for the bound are they counted first, and read once more if they fit
+// after all. Where a later scan can still turn out to be corrupt, the result is built aside, since a call
+// that fails writes nothing; once it has outgrown the caller's buffer, the rest is only counted.
 class PackedSink final : public ScanSink {
 public:
     PackedSink(std::span<std::byte> callersBuffer, ByteBuffer& stagingBuffer)

@@ -9,8 +9,8 @@
 
 namespace lumo::io::kova {
 
-// Packs the peaks of a range of scans into one buffer of 32-bit words: the peak count of each scan, then for
-// each scan its indices and its intensities.
+// Packs the peaks of a range of scans into one buffer of 32-bit words, in the order of the processor's bytes:
+// the peak count of each scan, then for each scan its indices and its intensities.
 class PackedScanReader {
 public:
     // The reader must outlive it.

@@ -6,8 +6,8 @@
 #include "kova-data-reader/database/frame_info.h"
 
 // The one way from a range of scans to peaks in a sink, whatever the storage. The scale of a frame's
-// intensities needs its row in the database; the last one is kept, since scans are mostly read from one frame
-// after the other.
+// intensities needs its row in the database; the last one is kept, since scans of one frame are mostly read
+// one after the other.
 namespace lumo::io::kova {
 
 namespace {

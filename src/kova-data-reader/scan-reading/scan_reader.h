@@ -11,7 +11,7 @@ namespace lumo::io::kova {
 
 class FrameInfoTable;
 
-// The one way in which peaks leave an analysis: it checks the range, finds the scale of the frame, has the
+// The one way in which peaks leave an analysis. It checks the range, finds the scale of the frame, has the
 // storage load what the range needs, and lets it decode straight into a sink. Used by one thread at a time.
 class ScanReader {
 public:
@@ -20,17 +20,17 @@ public:
                std::uint32_t binCount)
         : storage(scanStorage), frames(frameTable), analysisDefault(typeOfAnalysis), bins(binCount) {}
 
-    // Of an empty range the sink hears start() only, and of its frame no more than the header is read. Raises
-    // std::invalid_argument "scan_end must be >= scan_begin." and what reading these scans raises. Scans of
-    // the same frame, one call after the other, are read from the file once where frames are compressed as a
-    // whole.
+    // Reads a range into a sink. Raises std::invalid_argument "scan_end must be >= scan_begin." and what
+    // reading these scans raises. Of an empty range the sink hears start() only, and no more than the frame's
+    // header is read. Where frames are compressed as a whole, several ranges of one frame, one call after the
+    // other, cost one read of the file.
     void read(const ScanRange& range, NormalizationType type, ScanSink& sink);
 
     // Announces the scans that will be read next, so that they are fetched together.
     void hintWillReadScanRange(const ScanRange& range);
 
-    // The number of scans of a frame: from its header alone, or from the frame, which is loaded to be read
-    // next.
+    // The number of scans of a frame: from its header alone, or by loading the frame, so that a damaged one
+    // is noticed.
     std::uint32_t numberOfScans(std::int64_t frameId) { return storage.numberOfScans(frameId); }
     std::uint32_t loadFrame(std::int64_t frameId) { return storage.loadFrame(frameId); }
 

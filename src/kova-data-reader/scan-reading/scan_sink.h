@@ -17,15 +17,15 @@ struct ScanRange {
     std::uint64_t size() const { return std::uint64_t{end} - begin; }
 };
 
-// A range that is about to be decoded, after everything that can be checked before has been checked.
+// A range that is about to be decoded. Everything about it that can be checked beforehand has been checked.
 struct LoadedRange {
     ScanRange range;
-    // How many peaks come at most, where nothing can fail any more. Without it each scan can still turn out
-    // to be corrupt, and only the scans before it will have arrived.
+    // The greatest number of peaks that can come, where nothing can fail any more. Without it, each scan can
+    // still turn out to be corrupt; the sink will then have received only the scans before it.
     std::optional<std::uint64_t> peakBound;
 };
 
-// Successive scans that are decoded at once: with frames that are compressed as a whole as many as the sink
+// Successive scans that are decoded together: with frames that are compressed as a whole as many as the sink
 // wants, else one.
 struct ScanBatch {
     std::uint32_t begin = 0;
@@ -36,8 +36,8 @@ struct ScanBatch {
 };
 
 // Decides where decoded peaks go. The decoder writes to the places that it is given, so nothing is copied on
-// the way; what the peaks are for is known to the sink alone. Calls come in the order start, then place and
-// accept for each batch. A sink may throw, which ends the reading.
+// the way; only the sink knows what the peaks are for. Calls come in the order start, then place and accept
+// for each batch, batches in the order of scans and without gaps. A sink may throw, which ends the reading.
 class ScanSink {
 public:
     static constexpr std::uint64_t kWholeRange = std::numeric_limits<std::uint64_t>::max();
@@ -51,8 +51,9 @@ public:
 
     virtual void start(const LoadedRange& range) = 0;
 
-    // Room for batch.size() counts and batch.peakBound peaks. Null addresses are allowed, see ScanTargets.
-    // The frame may claim billions of scans when the bound is 0.
+    // Room for batch.size() counts and batch.peakBound peaks; the decoder may write to all of it. Null
+    // addresses are allowed, see ScanTargets. When the bound is 0 the batch may be of billions of scans that
+    // the frame only claims to have, so no memory should be taken for counts then.
     virtual ScanTargets place(const ScanBatch& batch) = 0;
 
     // The batch has been decoded; `after` is what place() returned, moved on.

@@ -11,15 +11,16 @@ namespace lumo::io::kova {
 class BinLimit;
 class ByteBuffer;
 
-// What becomes of stored peaks on the way to a sink.
+// What becomes of stored peaks on the way to a sink: intensities are scaled, and indices beyond the limit are
+// dropped.
 struct DecodingRules {
     IntensityScale scale;
     BinLimit& limit;
 };
 
 // The stored scans of an open analysis. There is one implementation per compression type, chosen when the
-// analysis is opened; nothing else asks for the type. Used by one thread at a time; what it hands out is
-// valid until the next call.
+// analysis is opened; nothing else asks for the type. Used by one thread at a time; what it returns by
+// reference is valid until the next call.
 class ScanStorage {
 public:
     virtual ~ScanStorage() = default;

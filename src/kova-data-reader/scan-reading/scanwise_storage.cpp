@@ -13,8 +13,8 @@
 #include "sys/work_counters.h"
 
 // Compression type 1: each scan is compressed by itself with LZF, and holds runs of intensities and gaps. A
-// scan's size is only known once it is decompressed, and decompressing it can fail, so each scan is a batch
-// of its own and sinks are told that no bound is known beforehand.
+// scan's size is known only after it was decompressed, and that can fail. So each scan is a batch of its own,
+// and sinks are told that no bound is known beforehand.
 namespace lumo::io::kova {
 
 std::uint32_t ScanwiseStorage::numberOfScans(std::int64_t frameId) {
@@ -54,7 +54,8 @@ std::span<const std::byte> ScanwiseStorage::decompressedScan(std::int64_t frameI
     return {values.data(), size};
 }
 
-// The size is not stored: the buffer is doubled until the scan fits, and keeps the size of the largest one.
+// The size is not stored, so the buffer is doubled until the scan fits. It keeps the size of the largest scan
+// so far.
 std::size_t ScanwiseStorage::decompress(std::int64_t frameId, std::uint32_t scan,
                                         std::span<const std::byte> input) {
     const sys::WorkStopwatch stopwatch(&sys::WorkCounters::decompression);

@@ -11,9 +11,9 @@ namespace lumo::io::kova {
 
 class FrameInfoTable;
 
-// Scans that are compressed one by one. A range's compressed bytes are fetched at once; then each scan is
-// decompressed into a working buffer, where it can turn out to be corrupt, and its runs are expanded to where
-// the sink wants them.
+// The storage of scans that are compressed one by one. A range's compressed bytes are fetched with one read;
+// then each scan is decompressed into a working buffer, where it can turn out to be corrupt, and its runs are
+// expanded to where the sink wants them.
 class ScanwiseStorage final : public ScanStorage {
 public:
     // Both must outlive it.
