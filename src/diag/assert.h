@@ -1,9 +1,9 @@
 #pragma once
 
 // LUMO_ASSERT(condition) states what a function trusts its caller about: sizes, orders, bits that have to be
-// 0. Debug, sanitizer and fuzz builds check it and abort; elsewhere the condition is compiled but never
-// evaluated, so it costs nothing and what only it uses is not reported as unused. What a file claims is never
-// asserted: it is checked in every build, and refused with LUMO_THROW.
+// 0. Debug, sanitizer and fuzz builds check it and abort. Elsewhere the condition is compiled but never
+// evaluated, so it costs nothing, and what only it uses is not reported as unused. It must therefore have no
+// effects. What a file claims is never asserted: it is checked in every build, and refused with LUMO_THROW.
 
 #if !defined(NDEBUG) || defined(KOVADATA_ASSERTIONS)
 

@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <string>
 
-// Classes of errors that something in the library distinguishes; everything else is a standard exception.
-// Texts are fixed: callers see nothing else of an error.
+// Classes of errors that something in the library tells apart; everything else is a standard exception. Texts
+// are fixed, as callers see nothing else of an error.
 
 namespace lumo::io::calibration {
 

@@ -15,8 +15,8 @@
 #include "diag/assert.h"
 #include "diag/symbol_table.h"
 
-// Call chains for diagnostics. Capturing one is cheap, addresses and nothing else, since every exception does
-// it; names are looked up only when somebody wants to see them.
+// Call chains for diagnostics. Every exception captures one, so capturing must be cheap: addresses and
+// nothing else. Names are looked up only when somebody wants to see them.
 namespace lumo::diag {
 
 namespace {
@@ -92,6 +92,8 @@ private:
 
 }  // namespace
 
+// The buffer is on the stack, so the only memory that an exception's trace takes is that of the addresses
+// there are.
 StackTrace StackTrace::capture(int skippedFrames) {
     LUMO_ASSERT(skippedFrames >= 0);
     std::array<void*, kMaxFrames> buffer;  // NOLINT(*-member-init): 8 KiB, filled as far as they are read

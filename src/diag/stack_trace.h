@@ -5,12 +5,11 @@
 
 namespace lumo::diag {
 
-// Return addresses of a thread at one moment. Capturing only records addresses; symbol names are looked up
-// when the trace is rendered, because most traces never are: every error carries one, and it is shown only in
-// a log at debug level.
+// Return addresses of a thread at one moment. Capturing only records addresses; names are looked up when the
+// trace is rendered, because most traces never are: every error carries one, and it is shown only in a log at
+// debug level.
 //
-// The module of a frame must still be loaded when the trace is rendered. Its name is then looked up again by
-// address.
+// A module must still be loaded when the trace is rendered, or its frames are shown by address alone.
 class StackTrace {
 public:
     static constexpr int kMaxFrames = 1024;

@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 // Functions of an ELF file by address, from its full symbol table. The file is that of a running program or
-// library, but it may have been replaced since: everything is held against the size of the file, and whatever
-// does not fit means no names.
+// library, but it may have been replaced since. So everything is held against the size of the file, and
+// whatever does not fit means that there are no names.
 namespace lumo::diag {
 
 namespace {
@@ -15,7 +15,7 @@ namespace {
 // Larger tables are left unread: names are a convenience, and the memory is the caller's.
 constexpr std::uint64_t kMaxSectionSize = std::uint64_t{256} << 20;
 
-// All of it or false, at a position, so that no state is shared with anyone.
+// Reads all of it, or returns false. By position, so no state of the descriptor is shared with anyone.
 bool readAt(int descriptor, std::uint64_t offset, void* destination, std::size_t size) {
     auto* out = static_cast<char*>(destination);
     for (std::size_t done = 0; done < size;) {
@@ -28,7 +28,8 @@ bool readAt(int descriptor, std::uint64_t offset, void* destination, std::size_t
     return true;
 }
 
-// Sized only after a look at the file's end, so that a size which is not there takes no memory.
+// Memory is taken only after the section's last byte was read, so a size that the file does not have takes
+// none.
 template <class Container>
 bool readSection(int descriptor, const Elf64_Shdr& section, Container& result) {
     char last = 0;

@@ -4,8 +4,9 @@
 
 namespace lumo::diag::details {
 
-// The one way exceptions are raised: attaches where and from which call chain, while what() stays the plain
-// message. Compiled once for each type of exception, where LUMO_THROWABLE (diag/throwable.h) names it.
+// The one way in which exceptions are raised: attaches where and from which call chain, while what() stays
+// the plain message. Compiled once for each type of exception, where LUMO_THROWABLE (diag/throwable.h) names
+// it.
 template <class Exception>
 [[noreturn]] void do_throw_exception(const Exception& exception, const char* signature, const char* file,
                                      int line, StackTrace stackTrace);

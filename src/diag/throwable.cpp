@@ -5,6 +5,7 @@
 
 #include "diag/errors.h"
 
+// The types of exceptions that several folders raise; a type that only one folder raises is named there.
 namespace lumo::diag {
 
 std::string to_string(const StackTraceInfo& info) { return "[stack trace]\n" + info.value().toString(); }

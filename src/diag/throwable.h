@@ -1,7 +1,8 @@
 #pragma once
 
 // What LUMO_THROW does, for the one source file of each type of exception that names it with LUMO_THROWABLE.
-// Most files of the project throw, and the library used here takes long to compile: it is kept out of them.
+// Most files of the project throw, and the library used here takes long to compile, so it is kept out of
+// them.
 
 #include <utility>
 

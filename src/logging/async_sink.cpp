@@ -4,10 +4,12 @@
 #include <string>
 #include <utility>
 
-// A queue and one thread that writes. The thread begins with the first message, so a library that never logs
-// has none; where none can be started, messages are written by whoever logs them. The lock of the queue is
-// not held while a message is written: a slow disk delays the thread and not the callers, until the queue is
-// full.
+#include "diag/assert.h"
+
+// A queue and one thread that writes. The thread is started by the first message, so a library that never
+// logs has none; where none can be started, messages are written by whoever logs them. The lock of the queue
+// is not held while a message is written: a slow disk delays the thread and not the callers, until the queue
+// is full.
 namespace lumo::logging {
 
 namespace {
@@ -20,7 +22,8 @@ void writeLoss(spdlog::sinks::sink& target, std::size_t count, spdlog::details::
     target.log(message);
 }
 
-// For what cannot be destroyed in a forked child: threads that are gone are still counted in there.
+// For objects that cannot be destroyed in a forked child, because threads that are gone are still counted in
+// them.
 template <class T>
 void replaceWithoutDestroying(T& object) {
     std::construct_at(&object);
@@ -29,7 +32,9 @@ void replaceWithoutDestroying(T& object) {
 }  // namespace
 
 AsyncSink::AsyncSink(std::shared_ptr<spdlog::sinks::sink> wrapped, std::size_t queueSize, Overflow whenFull)
-    : target(std::move(wrapped)), capacity(queueSize), overflow(whenFull) {}
+    : target(std::move(wrapped)), capacity(queueSize), overflow(whenFull) {
+    LUMO_ASSERT(capacity >= 1);
+}
 
 void AsyncSink::log(const spdlog::details::log_msg& message) {
     if (!enqueue(message)) {
@@ -76,7 +81,7 @@ void AsyncSink::work() {
 void AsyncSink::writeNext(std::unique_lock<std::mutex>& lock) {
     const spdlog::details::log_msg_buffer message = std::move(waiting.front());
     waiting.pop_front();
-    // Told when the queue has run empty, so that telling it costs no room.
+    // Reported when the queue has run empty, so that the report needs no room in it.
     const std::size_t lost = waiting.empty() ? std::exchange(dropped, 0) : 0;
     lock.unlock();
     room.notify_one();
@@ -97,7 +102,8 @@ void AsyncSink::stop() {
     worker.join();
 }
 
-// The thread is gone, and so is everyone who waited.
+// Only the forking thread exists here: the writing thread is gone, and so is everyone who waited. Messages in
+// the queue are the parent's to write.
 void AsyncSink::unlockInChild() {
     waiting.clear();
     dropped = 0;

@@ -15,9 +15,9 @@
 
 namespace lumo::logging {
 
-// Hands messages to another sink in a thread of its own, through a bounded queue. The thread starts with the
-// first message, takes no signals, and is gone after stop(). A forked child starts with an empty queue and
-// without the thread; what waited is written by the parent.
+// Hands messages to another sink in a thread of its own, through a bounded queue of at least one message. The
+// thread starts with the first message, takes no signals, and is gone after stop(). A forked child starts
+// with an empty queue and without the thread; what waited is written by the parent.
 class AsyncSink final : public spdlog::sinks::sink, private ForkAware {
 public:
     AsyncSink(std::shared_ptr<spdlog::sinks::sink> wrapped, std::size_t queueSize, Overflow whenFull);

@@ -17,6 +17,13 @@
 #include "sys/interrupted_fork.h"
 #include "sys/never_destroyed.h"
 
+// Loggers by name, their levels, and what happens to them in a fork and at the end of the process. The
+// registry is one object that lives as long as the process; loggers refer to shared state, so they stay
+// usable after stop(), and are off then.
+//
+// What must stay true: the registry's lock is taken before those of sinks, in a fork too; and everything that
+// takes a lock says so by sys::MayHoldForkLocks, so that a signal handler that forks in the middle of it
+// waits for nobody.
 namespace lumo::logging {
 
 class LoggerImpl {
@@ -31,8 +38,8 @@ public:
 
 namespace {
 
-// Set in a child whose parent was interrupted in the middle of logging: locks may be held by threads that are
-// not there.
+// Set in a child whose parent was interrupted in the middle of logging: locks may be held by threads that do
+// not exist there, so that child never logs.
 std::atomic<bool> abandoned{false};
 
 bool covers(std::string_view prefix, std::string_view name) {
@@ -51,8 +58,8 @@ Level levelFor(const Configuration& configuration, std::string_view name) {
     return configuration.sinks.empty() ? Level::Off : level;
 }
 
-// What the environment asks for. A host program with more rights than its user must not write where the user
-// says.
+// The configuration that the environment asks for. A host program with more rights than its user must not
+// write where the user says.
 Configuration environmentConfiguration() {
     if (sys::runsWithElevatedRights()) {
         return {};
@@ -66,9 +73,9 @@ Configuration environmentConfiguration() {
     }
 }
 
-// Own registry instead of the back end's global one, which the host program may be using with other settings.
-// It is never destroyed, since at exit other threads may still be calling; stop() releases what it holds, and
-// what callers use then lives as long as they do.
+// A registry of our own, as the host program may be using the back end's global one with other settings. It
+// is never destroyed, since other threads may still be calling at exit. stop() releases what it holds; what
+// callers still use lives as long as they do.
 class Registry {
 public:
     Registry() { pthread_atfork(&beforeFork, &afterForkInParent, &afterForkInChild); }

@@ -4,8 +4,8 @@
 
 namespace lumo::logging {
 
-// Linked through the objects themselves: the list is needed until the last of them is gone, which may be
-// after the static objects of this library.
+// A list whose links are members of the objects, so enlisting takes no memory and cannot fail. It is needed
+// until the last of them is gone, which may be after the static objects of this library.
 class ForkList {
 public:
     template <class Action>

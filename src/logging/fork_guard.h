@@ -4,7 +4,7 @@ namespace lumo::logging {
 
 // fork() copies the memory of a process but only the thread that calls it. A lock that another thread holds
 // at that moment is never released in the child. So all locks are taken before the fork, by the thread that
-// forks, and released after it on both sides: in the child nobody is inside what they protect.
+// forks, and released after it on both sides: in the child nobody is then in the middle of what they protect.
 
 // Something with a lock of its own that has to be in order in a forked child, where the other threads are
 // gone. While holding its lock it takes no other lock of this folder.

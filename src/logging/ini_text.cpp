@@ -8,6 +8,7 @@
 #include "diag/throw.h"
 #include "logging/configuration_error.h"
 
+// The only file that includes the parser, whose headers take seconds to compile.
 namespace lumo::logging {
 
 namespace {

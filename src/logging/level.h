@@ -20,7 +20,8 @@ constexpr std::string_view levelName(Level level) {
     return names[static_cast<int>(level)];
 }
 
-// In small or capital letters; nothing for any other text. Compares letter by letter, without the locale.
+// In small or capital letters; nothing for any other text. Compares letter by letter and ignores the locale,
+// in which an "i" may have another capital.
 constexpr std::optional<Level> levelFromName(std::string_view text) {
     constexpr auto sameLetter = [](char name, char given) {
         return given == name || given == name + ('a' - 'A');

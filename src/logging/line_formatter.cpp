@@ -8,9 +8,10 @@
 #include "logging/spdlog_level.h"
 #include "sys/iso8601.h"
 
-// One message as one line: time, level, process and thread, logger, text. Bytes that a terminal could take
-// for commands are written as \x and two digits, because texts contain names of files and values from
-// databases; the lines of a longer text are indented, so that each message begins at the left.
+// One message as one line: time, level, process and thread, logger, text. Texts contain names of files and
+// values from databases, so bytes that a terminal could take for commands are written as \x and two digits.
+// Further lines of a text are indented, so that each message begins at the left margin and no file can forge
+// one.
 namespace lumo::logging {
 
 namespace {

@@ -6,9 +6,9 @@
 #include "logging/complaint.h"
 #include "logging/line_formatter.h"
 
-// The lock around a sink of the back end, which is used without locks of its own. After each message the sink
-// is flushed, so a process that ends in any way has lost nothing, and a forked child has no text of its
-// parent's to write a second time.
+// The lock around a sink of the back end, which is used without locks of its own. The sink is flushed after
+// each message: a process that ends in any way has lost nothing, and a forked child holds no text of its
+// parent's that it would write a second time.
 namespace lumo::logging {
 
 LockedSink::LockedSink(Make makeSink, InChild whatInChild)

@@ -11,8 +11,8 @@
 namespace lumo::logging {
 
 // One place where messages end up: a sink of the back end without a lock, and the lock for it, which a fork
-// can take. Every message is out when log() returns, so no process ever writes what another one left in a
-// buffer. A sink that fails says so once on standard error and is silent from then on.
+// can take. When log() returns, the message has been handed to the system. A sink that fails says so once on
+// standard error and is silent from then on.
 class LockedSink final : public spdlog::sinks::sink, private ForkAware {
 public:
     using Make = std::function<std::unique_ptr<spdlog::sinks::sink>()>;

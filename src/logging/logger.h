@@ -17,9 +17,9 @@ class LoggerImpl;
 // called from any thread. Without a configuration every logger is off, and a disabled message costs one load
 // and a branch.
 //
-// The threshold is an atomic of the shared implementation, read without ordering: a change of configuration
-// is seen by other threads soon, not at once, which is good enough for messages and costs nothing on the hot
-// path. Writing a message never fails for the caller, whatever happens to the sinks.
+// The threshold is an atomic of the shared implementation that is read without ordering: other threads see a
+// change of configuration soon, but not necessarily with their next message. That is good enough and costs
+// nothing on the hot path. Writing a message never fails for the caller, whatever happens to the sinks.
 class Logger {
 public:
     // Names are dotted ("lumo.io.kovadata_dll"); a name's configuration covers the names below it.

@@ -8,8 +8,8 @@
 #include "logging/ini_text.h"
 
 // Sections of a configuration become settings. Every key and every value that is not known is an error: a
-// misspelt key that is ignored would be found out only when messages are missing. What is wrong is named with
-// its section, its key and what would be right.
+// misspelt key that was ignored would be found only when messages are missing. A failure names the section,
+// the key and what would be right.
 namespace lumo::logging {
 
 namespace {

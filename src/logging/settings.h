@@ -13,7 +13,7 @@ namespace lumo::logging {
 enum class SinkType { Console, StandardOutput, StandardError, RollingFile };
 
 // What happens to a message when the queue of an asynchronous sink is full: the caller waits for room, or the
-// message is dropped, counted, and the count written when there is room again.
+// message is dropped and counted, and the count is written when there is room again.
 enum class Overflow { Block, Drop };
 
 struct SinkSettings {
@@ -43,11 +43,11 @@ struct Settings {
     std::vector<SinkSettings> sinks;
 };
 
-// Understanding a text and acting on it are two steps (sink_factory.h does the second), so that a
-// configuration with a mistake opens no file at all.
+// Understanding a text and acting on it are two steps (sink_factory.h does the second), so a configuration
+// with a mistake opens no file at all.
 //
-// Fails with ConfigurationError, which names what is wrong, on anything it does not know. Without a sink
-// everything goes to standard error; without a root level that is INFO.
+// Raises ConfigurationError, which names what is wrong, for anything it does not know. Without a sink
+// everything goes to standard error; the root level is INFO unless the text says otherwise.
 Settings parseSettings(const std::string& text);
 
 }  // namespace lumo::logging

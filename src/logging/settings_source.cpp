@@ -13,15 +13,15 @@
 #include "sys/interrupted_calls.h"
 #include "sys/well_known_directories.h"
 
-// Where a configuration comes from. It is looked for once, when the first logger is asked for, and in this
-// order: what the environment names, the current directory, the user's configuration directory.
+// Where a configuration comes from. It is looked for once, when the first logger is asked for, in this order:
+// the file that the environment names, the current directory, the user's configuration directory.
 namespace lumo::logging {
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// A configuration has a few lines. The limit keeps a wrong name from filling the memory of the host program.
+// A configuration has a few lines; the limit keeps a wrong name from filling the memory of the host program.
 constexpr std::size_t kMaxFileSize = 1 << 20;
 
 class Descriptor {
@@ -61,8 +61,8 @@ std::string contentsOf(const Descriptor& descriptor, const fs::path& file) {
     return text;
 }
 
-// Where a file was looked for decides what is an error: a file that was named must be there, others need not
-// be.
+// Where a file was looked for decides what is an error: a file that was named must be there, the others need
+// not be.
 enum class Place { Named, CurrentDirectory, UserDirectory };
 
 std::optional<std::string> readFile(const fs::path& file, Place place) {
@@ -85,7 +85,7 @@ std::optional<std::string> readFile(const fs::path& file, Place place) {
     return contentsOf(descriptor, file);
 }
 
-// Mistakes are told with the name of the file.
+// Mistakes are reported with the name of the file.
 std::optional<Settings> settingsFrom(const fs::path& file, Place place) {
     const std::optional<std::string> text = readFile(file, place);
     if (!text) {

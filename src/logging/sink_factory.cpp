@@ -16,6 +16,8 @@
 #include "sys/environment.h"
 #include "sys/well_known_directories.h"
 
+// From settings to open sinks. Every file is opened while the configuration is made, so a name that cannot be
+// written is reported then and not at the first message.
 namespace lumo::logging {
 
 namespace {

@@ -41,6 +41,7 @@ void SinkSet::replace(std::vector<spdlog::sink_ptr> newSinks) {
     sinks.swap(newSinks);
 }
 
+// Outside of the lock, so that others can log while the threads write what waits.
 void SinkSet::stopThreads() {
     for (const spdlog::sink_ptr& sink : current()) {
         if (auto* const async = dynamic_cast<AsyncSink*>(sink.get())) {

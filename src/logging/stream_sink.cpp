@@ -8,11 +8,14 @@
 
 #include "sys/interrupted_calls.h"
 
+// Writes to the descriptor and not through the stream: when a signal interrupts a write half-way, or a pipe
+// that does not block is full, the stream would drop the rest. What the host has left in the stream's buffer
+// is flushed first, so the order stays.
 namespace lumo::logging {
 
 namespace {
 
-// Until it is out or cannot be written.
+// Writes until everything is out or cannot be written. A pipe that is full is waited for.
 void writeAll(int descriptor, std::string_view text) {
     while (!text.empty()) {
         const ssize_t written =

@@ -7,8 +7,8 @@
 
 namespace lumo::logging {
 
-// A stream of the process, after what the host has written to it. Unlike the stream itself it loses nothing
-// when a signal interrupts a write to a slow pipe.
+// Writes messages to a stream of the process, after what the host has written to it. Unlike the stream itself
+// it loses nothing when a signal interrupts a write to a slow pipe.
 class StreamSink final : public spdlog::sinks::base_sink<spdlog::details::null_mutex> {
 public:
     explicit StreamSink(std::FILE* target) : stream(target) {}

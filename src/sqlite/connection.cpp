@@ -9,11 +9,13 @@
 
 namespace lumo::sqlite {
 
+// A connection, the transaction that is open on it, and beginning again when a writer came between. All calls
+// that may take one of SQLite's locks are made inside the fork gate.
 using sys::InsideForkGate;
 
 namespace {
 
-// The largest text, blob or row, which a schema could otherwise compute to be a gigabyte.
+// The largest text, blob or row. A schema could compute a gigabyte otherwise.
 constexpr int kMaxValueBytes = 16 << 20;
 
 // What can be done about failures that SQLite's message alone does not explain.
@@ -43,7 +45,7 @@ void raiseSqliteError(sqlite3* db, int code) {
     LUMO_THROW(CppSQLite3Exception(code, std::string(message) + explanation));
 }
 
-// The first repetition comes at once: mostly the writer is done by then.
+// The first repetition comes without a pause: mostly the writer is done by then.
 void Connection::pauseBefore(int attempt) {
     if (attempt > 2) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -75,7 +77,8 @@ void Connection::open() {
     }
 }
 
-// SQLite begins to read with the first statement and not here, so the pages seen are those of that moment.
+// SQLite begins to read with the first statement and not here, so what is seen is the state of the database
+// at that moment. Transactions may be nested; only the outermost one begins and ends.
 void Connection::beginTransaction() {
     requireOwnProcess();
     if (transactions == 0) {

@@ -14,10 +14,13 @@
 
 namespace lumo::sqlite {
 
-// Raises CppSQLite3Exception with SQLite's message, of the connection if there is one, and what can be done.
+// Raises CppSQLite3Exception with the message of the connection, or of the code if there is no connection,
+// and what can be done about it.
 [[noreturn]] void raiseSqliteError(sqlite3* db, int code);
 
-// A connection to one database for reading, with what it needs for its lifetime.
+// A connection to one database for reading, with everything that SQLite needs for its lifetime: the file's
+// name, the file system layer and the limit of work. The order of the members matters: what comes first is
+// destroyed last. Shared by the statements that were compiled on it; used by one thread at a time.
 struct Connection {
     // How often something is tried that a writer came in the way of.
     static constexpr int kAttempts = 40;
@@ -34,8 +37,9 @@ struct Connection {
     void beginTransaction();
     void endTransaction() noexcept;
 
-    // Does something, and does it again while a writer that comes or goes in the middle of it stands in its
-    // way. Within a transaction that is of no use.
+    // Runs an operation of SQLite's, and runs it again while a writer that has just come or gone stands in
+    // its way, up to kAttempts times. Within a transaction that would be of no use: rows of it have been seen
+    // already.
     template <class Something>
     int begin(const Something& something) {
         requireOwnProcess();
@@ -48,7 +52,8 @@ struct Connection {
         }
     }
 
-    // Whether the failure is one that a writer made, which is gone if everything is done again.
+    // Whether a failure is one that a writer caused, which is gone if everything is done again. Remembers it
+    // in `writerCame`.
     bool notice(int code) noexcept;
 
     // In a forked child, a connection of its parent is refused.
@@ -75,7 +80,7 @@ private:
     }
 };
 
-// A compiled statement. Shares the connection, which it may outlive the CppSQLite3DB with.
+// A compiled statement. It holds the connection, so it may outlive the CppSQLite3DB that it came from.
 struct Statement {
     Statement(std::shared_ptr<Connection> ofConnection, sqlite3_stmt* compiled, std::size_t length)
         : connection(std::move(ofConnection)), handle(compiled), textLength(length) {}

@@ -9,9 +9,8 @@
 #include "sqlite/connection.h"
 #include "sys/fork_gate.h"
 
-// Rows, statements and connections, with errors as exceptions. A query and a statement share the connection,
-// which lives as long as the longest of them, so that the order in which a caller destroys them does not
-// matter.
+// Rows, statements and connections, with errors as exceptions. Queries and statements hold the connection,
+// which ends with the last of them, so callers may destroy them in any order.
 //
 // Every call into SQLite that can take one of its locks is made inside the fork gate. Copies of texts and
 // blobs are made there too, since SQLite may convert a value in its own memory when it is asked for it.

@@ -22,9 +22,9 @@ enum class FieldType { Integer, Real, Text, Blob, Null };
 
 }  // namespace lumo::sqlite
 
-// Rows of one executed statement, standing on the first row. Move-only; resets the statement in its
-// destructor, and shares it, so that it may outlive the CppSQLite3Statement or connection it came from. Text
-// and blob results are copies.
+// The rows of one executed statement, standing on the first row. Move-only. It resets the statement in its
+// destructor, and holds it, so it may outlive the CppSQLite3Statement or connection that it came from. Texts
+// and blobs are copies.
 class CppSQLite3Query {
 public:
     CppSQLite3Query() = default;
@@ -40,7 +40,8 @@ public:
     lumo::sqlite::FieldType fieldType(int field) const;
     bool fieldIsNull(int field) const { return fieldType(field) == lumo::sqlite::FieldType::Null; }
 
-    // NULL, and a field beyond the last column, give the default; other types are converted as SQLite does.
+    // NULL, and a field beyond the last column, give the default; values of other types are converted as
+    // SQLite does. Ask fieldType() first where a wrong type must not pass for 0.
     std::int64_t getInt64Field(int field, std::int64_t nullValue = 0) const;
     int getIntField(int field, int nullValue = 0) const;
     double getFloatField(int field, double nullValue = 0.0) const;
@@ -80,8 +81,8 @@ private:
 };
 
 // A read-only connection: nothing is ever written. The file may be hostile: queries that do not come to an
-// end are interrupted, values of absurd size refused. To be used by one thread at a time, and in the process
-// that opened it.
+// end are interrupted, and values of absurd size refused. Used by one thread at a time, and only in the
+// process that opened it. What goes wrong raises CppSQLite3Exception.
 class CppSQLite3DB {
 public:
     CppSQLite3DB() = default;
@@ -97,10 +98,10 @@ public:
     CppSQLite3Query execQuery(const std::string& sql);
     CppSQLite3Statement compileStatement(const std::string& sql);
 
-    // Runs an operation in one transaction: all that it reads is of one state of the database. When a writer
-    // comes or goes in the middle of it, which ends the transaction, the operation runs again from its start,
-    // so it begins with clearing what it fills, and leaves no query standing on a row. Operations within
-    // operations are part of them.
+    // Runs an operation in one transaction: everything that it reads is of one state of the database. When a
+    // writer comes or goes in the middle, which ends the transaction, the operation runs again from its
+    // start. So it must first clear what it fills, and must not leave a query standing on a row. Operations
+    // within operations are part of the outermost one.
     template <class Operation>
     auto inTransaction(const Operation& operation) {
         for (int attempt = 1;; ++attempt) {

@@ -6,9 +6,9 @@
 #include "sqlite/cppsqlite3.h"
 #include "sqlite/lexical_conversion.h"
 
-// Queries that must give one value. Anything else, no row, two rows, NULL or a text that is no number of the
-// wanted type, is refused with a text that shows the query, since in a damaged database that says best where
-// to look. Values are read as text and converted strictly: SQLite's own conversion turns any text into 0.
+// Queries that must give one value. Anything else (no row, two rows, NULL, a text that is no number of the
+// wanted type) is refused with a text that shows the query: in a damaged database that says best where to
+// look. Values are read as text and converted strictly, as SQLite's own conversion turns any text into 0.
 namespace lumo::sqlite {
 
 template <class T>

@@ -6,9 +6,9 @@
 
 class CppSQLite3DB;
 
-// Single-value queries that accept nothing but exactly what was asked for. T is one of bool, std::int32_t,
-// std::uint32_t, std::int64_t and std::string. Values are converted from their text by strict lexical
-// conversion: the whole text must be the number; flags are exactly "0" or "1".
+// Single-value queries that accept exactly what was asked for and nothing else. T is one of bool,
+// std::int32_t, std::uint32_t, std::int64_t and std::string. Values are converted strictly from their text:
+// the whole text must be the number; flags are exactly "0" or "1".
 namespace lumo::sqlite {
 
 // Failures, each std::runtime_error, all followed by the SQL text: "Query result unexpectedly NULL: ",
@@ -26,7 +26,8 @@ T simpleCheckedQuery(CppSQLite3DB& db, const std::string& sql);
 template <class T>
 T getProperty(CppSQLite3DB& db, const std::string& key);
 
-// The query that every look-up makes in "GlobalMetadata"; keys are constants of the program.
+// The query of every look-up in "GlobalMetadata". The key is put into the SQL as it is, so it must be a
+// constant of the program.
 std::string globalMetadatumQuery(const std::string& key);
 
 }  // namespace lumo::sqlite

@@ -7,9 +7,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-// SQLite builds the names of the files beside a database by adding suffixes to its name, and takes names of a
-// limited length. A name that is resolved first leads to the same files as the writer uses; one that is too
-// long is reached through a descriptor of its directory, which the object keeps open.
+// SQLite makes the names of the files beside a database by adding suffixes to its name, and takes names of a
+// limited length. A name in which links are resolved leads to the same files that the writer uses. A name
+// that is too long is replaced by one through a descriptor of its directory, which the object keeps open.
 namespace lumo::sqlite {
 
 namespace fs = std::filesystem;

@@ -5,8 +5,7 @@
 
 namespace lumo::sqlite {
 
-// A database file as SQLite has to be told of it: by a name that no link changes and that is not too long for
-// it.
+// A database file by the name that SQLite is given: without symbolic links, and short enough for SQLite.
 class DatabaseFile {
 public:
     explicit DatabaseFile(const std::filesystem::path& file);

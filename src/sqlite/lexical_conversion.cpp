@@ -5,9 +5,9 @@
 
 #include <boost/lexical_cast/try_lexical_convert.hpp>
 
-// The whole text must be the value, without blanks, and what is out of range is refused: a file's metadata
-// are either what they should be or an error. A number with a fraction is independent of the locale, and
-// infinity and not-a-number are none.
+// The whole text must be the value, without blanks, and what is out of range is refused: metadata of a file
+// are either what they should be or an error. Numbers with fractions are read without the locale; infinity
+// and NaN are refused.
 namespace lumo::sqlite {
 
 template <class T>

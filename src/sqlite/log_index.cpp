@@ -10,13 +10,13 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
-// A copy of the index that a writer keeps beside its log. SQLite would map the file; a file that is cut while
-// it is mapped ends the process, and a mapping of it is inherited by children. So the regions are read into
-// memory, and read again, as far as they may have changed, whenever SQLite has taken a lock by which it makes
-// sure that they are current.
+// A copy of the index that a writer keeps beside its log. SQLite would map the file; but a file that is cut
+// while it is mapped ends the process, and children inherit mappings. So the regions are read into memory,
+// and read again as far as they may have changed, whenever SQLite has taken a lock by which it makes sure
+// that they are current.
 //
 // The index is of use only while a writer keeps it in order. Whoever has it open holds a shared lock on one
-// byte, and so does this reader, from then on. Without such a lock the file may be left over from a process
+// byte, and from then on so does this reader. Without such a lock the file may be left over from a process
 // that has died, and SQLite is told to make an index of its own.
 namespace lumo::sqlite {
 
@@ -24,8 +24,8 @@ namespace {
 
 constexpr std::size_t kRegionBytes = 32768;
 
-// The first region begins with two copies of a header and what the locks stand for; then come hash tables of
-// frames.
+// The first region begins with two copies of a header and with what the locks stand for; hash tables of
+// frames follow.
 constexpr std::size_t kHeaderBytes = 48;
 constexpr std::size_t kLocksBytes = 40;
 constexpr std::size_t kBeforeFrames = 2 * kHeaderBytes + kLocksBytes;
@@ -54,7 +54,7 @@ std::size_t firstChanged(const std::byte* before, const std::byte* now) {
 
 }  // namespace
 
-// What cannot be asked about counts as there, so that nobody relies on its absence.
+// A file that cannot be asked about counts as there, so that nobody relies on its absence.
 bool LogIndex::exists() const noexcept {
     struct stat status {};
     return stat(name.c_str(), &status) == 0 || errno != ENOENT;
@@ -67,7 +67,7 @@ int LogIndex::open() noexcept {
     return file != nullptr ? SQLITE_OK : SQLITE_CANTOPEN;
 }
 
-// What nobody has open may be of any age.
+// An index that nobody has open may be of any age.
 int LogIndex::trust() noexcept {
     if (isTrusted) {
         return SQLITE_OK;
@@ -135,7 +135,7 @@ void LogIndex::readRegion(std::size_t region) noexcept {
     std::fill(bytes + std::max<ssize_t>(size, 0), bytes + kRegionBytes, std::byte{});
 }
 
-// The header first: the tables may be newer than it, but not older.
+// Reads the header first: the tables may be newer than the header, but not older.
 void LogIndex::update() noexcept {
     if (regions.empty() || !isTrusted) {
         return;

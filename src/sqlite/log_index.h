@@ -9,12 +9,12 @@
 
 namespace lumo::sqlite {
 
-// The index of a write-ahead log as one connection sees it. Its writer maps the file into memory; here it is
-// copied, so that a file that is cut costs an error and not the process.
+// The index of a write-ahead log as one connection sees it. Its writer maps the file into memory. Here it is
+// copied, so a file that is cut costs an error and not the process.
 //
-// SQLite looks at the header of the index before it locks a place in the log, and again afterwards; until it
-// ends the lock, nothing that the header speaks of changes. So the copy is brought up to date before a
-// transaction begins and whenever something was locked, and that is as good as a view of the file itself.
+// SQLite looks at the header of the index before it locks a place in the log, and again afterwards. Nothing
+// that the header speaks of changes until it releases the lock. So the copy is brought up to date before a
+// transaction begins and whenever something was locked, which is as good as a view of the file itself.
 class LogIndex {
 public:
     explicit LogIndex(std::string fileName) : name(std::move(fileName)) {}

@@ -9,15 +9,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "diag/assert.h"
+
 // Descriptors of databases, with their locks. The system drops all locks that a process has on a file when
 // any of its descriptors for that file is closed, unless they are locks of descriptors; and another copy of
 // SQLite in this process may hold some of the other kind. So a descriptor is not closed while anybody has a
-// lock on its file, and is used again for the next connection to the same file, which is told by device and
-// inode and not by name.
+// lock on its file. It is used again by the next connection to the same file, which is recognised by device
+// and inode and not by name.
 //
-// What must stay true: nothing here throws, since SQLite calls it; every list operation is done under the
-// mutex; and whoever holds the mutex is inside the fork gate, so a forked child never inherits it locked. The
-// list is short, one entry for each database that is open or was lately, and is searched from its beginning.
+// What must stay true: nothing here throws, since SQLite calls it; every operation on the list is done under
+// the mutex; and whoever holds the mutex is inside the fork gate, so a forked child never inherits it locked.
+// The list has one entry for each database that is open or was lately, so it is short and searched from its
+// beginning.
 namespace lumo::sqlite {
 
 namespace {
@@ -44,12 +47,12 @@ struct flock bytesFrom(std::int64_t position, std::int64_t count, short type) no
 
 }  // namespace
 
-// All open files of the process, those not used in the order in which they will be closed. Never destroyed:
-// the program's other threads may still read while it exits.
+// All open files of the process. Those that are not in use are in the order in which they will be closed.
+// Never destroyed: other threads of the program may still read while it exits.
 class OpenFiles {
 public:
-    // Null, and errno says why, if it cannot be opened. Where the process has no descriptor left, those that
-    // are only kept are given up first.
+    // Null, with the reason in errno, if it cannot be opened. Where the process has no descriptor left, those
+    // that are only kept are closed first.
     OpenFile* open(const char* name) noexcept {
         struct stat status {};
         if (stat(name, &status) != 0) {
@@ -104,7 +107,7 @@ private:
         return repeatedWhenInterrupted([name] { return ::open(name, O_RDONLY | O_CLOEXEC); });
     }
 
-    // Somebody may have put another file in the place of the one with this name, so the name does not tell.
+    // Compares device and inode: somebody may have put another file in the place of the one with this name.
     OpenFile* takeUnused(const struct stat& status) noexcept {
         const std::lock_guard lock(mutex);
         for (OpenFile* file = first; file != nullptr; file = file->next) {
@@ -144,6 +147,7 @@ private:
     void remove(const OpenFile& file) noexcept {
         OpenFile** link = &first;
         while (*link != &file) {
+            LUMO_ASSERT(*link != nullptr);
             link = &(*link)->next;
         }
         *link = file.next;

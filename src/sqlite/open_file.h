@@ -6,17 +6,17 @@
 
 namespace lumo::sqlite {
 
-// A file that is read by position.
+// A file that is read by position, and its locks. Nothing here throws.
 //
 // The system drops all locks that a process holds on a file as soon as the process closes any descriptor of
-// it. Another copy of SQLite in the process may hold such locks, on a transaction that is being written. So
+// it. Another copy of SQLite in the process may hold such locks, for a transaction that is being written. So
 // descriptors of databases and of indexes of logs are not closed with their connection: they are kept in a
 // table of the process, by device and inode, and used again. Beyond kMostKept the one that was unused longest
 // is closed, if nobody holds a lock on its file; those of deleted files are closed first.
 //
 // The library's own locks belong to the descriptor and not to the process (F_OFD_SETLK): nobody in the
-// process can drop them, and those of two connections do not meet. A forked child shares descriptors with its
-// parent, and so the locks; it loses them all in the moment it begins.
+// process can drop them, and two connections do not see each other's as their own. A forked child shares
+// descriptors with its parent, and so the locks; it closes them all as soon as it begins.
 class OpenFile {
 public:
     static constexpr int kMostKept = 16;

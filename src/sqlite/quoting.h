@@ -5,7 +5,8 @@
 
 namespace lumo::sqlite {
 
-// The text as an SQL literal: between single quotes, those inside doubled.
+// The text as an SQL literal: between single quotes, with those inside doubled. For texts that come from
+// callers or files.
 inline std::string sqlLiteral(std::string_view text) {
     std::string literal = "'";
     for (const char c : text) {

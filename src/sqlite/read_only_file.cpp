@@ -4,12 +4,16 @@
 #include <cerrno>
 #include <new>
 
+// SQLite's tables of functions for three kinds of files that are only read. A journal needs reading alone; a
+// log is read and watched for writers; a database has locks and the index of the log as well. Locks are taken
+// at the bytes where all copies of SQLite take theirs, so that writers and this reader respect each other. No
+// function may throw, since SQLite's code is in C.
 namespace lumo::sqlite {
 
 namespace {
 
-// What is locked of a database: one byte by a writer that is about to have it alone, one by a writer, many by
-// readers.
+// Which bytes of a database are locked: one by a writer that is about to have it alone, one by a writer, many
+// by readers.
 constexpr std::int64_t kPending = 0x40000000;
 constexpr std::int64_t kReserved = kPending + 1;
 constexpr std::int64_t kShared = kPending + 2;
@@ -42,8 +46,9 @@ int codeOfFailedLock() {
     return errno == EAGAIN || errno == EACCES || errno == ENOLCK ? SQLITE_BUSY : SQLITE_IOERR_LOCK;
 }
 
-// Readers take the shared bytes while they hold the pending one, which a writer who waits for them keeps
-// locked: so no new reader comes, and the writer gets its turn. Nothing beyond a shared lock is ever wanted.
+// Readers hold the pending byte while they take the shared ones. A writer that waits for readers to end keeps
+// the pending byte locked, so no new reader comes and the writer gets its turn. Nothing beyond a shared lock
+// is ever wanted.
 int lock(sqlite3_file* file, int level) {
     ReadOnlyFile& own = fileOf(file);
     if (level > SQLITE_LOCK_SHARED) {
@@ -76,8 +81,8 @@ int checkReservedLock(sqlite3_file* file, int* isReserved) {
     return found == OpenFile::Lock::Unknown ? SQLITE_IOERR_CHECKRESERVEDLOCK : SQLITE_OK;
 }
 
-// For a journal, which is read and neither locked nor watched; what the others need is put in its place
-// below.
+// For a journal, which is read and neither locked nor watched. The functions below replace what logs and
+// databases need.
 constexpr sqlite3_io_methods forReading() {
     sqlite3_io_methods methods{};
     methods.iVersion = 1;

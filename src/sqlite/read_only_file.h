@@ -6,8 +6,8 @@
 
 namespace lumo::sqlite {
 
-// Knows of all files of one connection, and so what must happen when one of them is read or locked. The codes
-// are SQLite's.
+// Knows all files of one connection, and so what must happen when one of them is read or locked. Functions
+// return SQLite's codes and must not throw.
 class FileOwner {
 public:
     FileOwner() = default;
@@ -24,9 +24,9 @@ protected:
     ~FileOwner() = default;
 };
 
-// A database, log or journal as SQLite handles it: made in memory that SQLite gives, and told apart by its
-// methods. The owner must outlive it. The locks are those of SQLite's own files, at the same bytes, so that
-// all its copies understand each other.
+// A database, log or journal as SQLite handles it: constructed in memory that SQLite provides, and told apart
+// by its table of functions. The owner must outlive it. Locks are those of SQLite's own files, at the same
+// bytes, so that all copies of SQLite understand each other.
 struct ReadOnlyFile : sqlite3_file {
     static int open(const char* name, sqlite3_file* memory, int flags, FileOwner& owner);
 

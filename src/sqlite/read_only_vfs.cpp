@@ -9,11 +9,17 @@
 
 #include "sys/fork_gate.h"
 
+// The layer between SQLite and the file system, for one connection. Opening, looking for files and full names
+// are its own; everything else goes to SQLite's layer for Unix. The header says what is noticed of writers,
+// and how.
+//
+// What must stay true: nothing is written, created or deleted, whatever SQLite asks for; and whatever is told
+// about a log or an index is asked of the file system each time, as writers come and go.
 namespace lumo::sqlite {
 
 namespace {
 
-// Where the header of a database tells how to write and read it, and what it tells.
+// Positions in the header of a database that say how to write and read it, and their values.
 constexpr int kWriteVersion = 18;
 constexpr int kReadVersion = 19;
 constexpr unsigned char kRollback = 1;
@@ -86,7 +92,8 @@ void ReadOnlyVfs::forwardTheRest() {
     };
 }
 
-// SQLite finds the object by its name only while it opens; afterwards the connection refers to it.
+// SQLite finds this object by its name only while it opens the connection; afterwards the connection refers
+// to it. So it is registered for that moment only.
 int ReadOnlyVfs::connect(sqlite3** connection) {
     if (const int code = sqlite3_vfs_register(&vfs, 0); code != SQLITE_OK) {
         return code;
@@ -125,7 +132,7 @@ int ReadOnlyVfs::access(sqlite3_vfs* vfs, const char* name, int flags, int* resu
     return owner.base->xAccess(owner.base, name, flags, result);
 }
 
-// Links have been followed before, which here would make the name too long.
+// Links were resolved before; here it would make the name too long.
 int ReadOnlyVfs::fullPathname(sqlite3_vfs* /*vfs*/, const char* name, int size, char* result) {
     const std::size_t length = std::strlen(name) + 1;
     if (length > static_cast<std::size_t>(size)) {

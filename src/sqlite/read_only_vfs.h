@@ -9,22 +9,21 @@
 
 namespace lumo::sqlite {
 
-// SQLite's access to the files of one connection that leaves no trace: nothing is written, created or
-// deleted, not even what SQLite would make beside a database in write-ahead mode. What others write meanwhile
-// is noticed:
+// SQLite's access to the files of one connection, leaving no trace: nothing is written, created or deleted,
+// not even what SQLite would make beside a database in write-ahead mode. What others write in the meantime is
+// noticed:
 //
-// - While a database in write-ahead mode has no log, its own file holds everything. SQLite is shown the
-//   header of a database in rollback mode then, and so reads under a shared lock and looks for a log before
-//   each transaction.
+// - While a database in write-ahead mode has no log, its own file holds everything. SQLite is then shown the
+//   header of a database in rollback mode, and so reads under a shared lock and looks for a log before each
+//   transaction.
 // - A log is read with the index that its writer keeps beside it, or with one in memory when there is none.
-// - A writer copies its log into the database whatever the shared lock, but before that it makes the log, and
-//   then the index. Where one of them appears in the middle of a transaction, reading ends with
-//   SQLITE_BUSY_SNAPSHOT; beginning again gets it right.
+// - A writer copies its log into the database in spite of the shared lock, but before that it makes the log,
+//   and then the index. Where one of them appears in the middle of a transaction, reading ends with
+//   SQLITE_BUSY_SNAPSHOT, and beginning again gets it right.
 //
-// Database, log, index and journal are files of this layer's own (OpenFile): nothing of them is known to
-// SQLite's tables of the process, which a forked child would inherit. Pages are read, never mapped: a file
-// that is cut costs an error and not the process. What SQLite sorts with, its temporary files, is left to
-// SQLite.
+// Database, log, index and journal are files of this layer's own (OpenFile): SQLite's tables of the process,
+// which a forked child would inherit, know nothing of them. Pages are read, never mapped: a file that is cut
+// costs an error and not the process. SQLite's temporary files, in which it sorts, are left to SQLite.
 class ReadOnlyVfs final : private FileOwner {
 public:
     // For the database of this absolute name, which is no symbolic link.

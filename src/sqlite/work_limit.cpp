@@ -6,8 +6,8 @@
 
 // What a query may cost. A schema can hide a view that computes for hours under the name of a table, so each
 // query has an allowance that grows with its text and with the size of the database: more than any honest
-// query needs, and reached in seconds. SQLite calls back now and then, which is also when a waiting fork is
-// let pass.
+// query needs, and used up in seconds. SQLite calls back from time to time; that is also when a fork that
+// waits is let pass.
 namespace lumo::sqlite {
 
 namespace {

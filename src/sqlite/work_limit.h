@@ -8,8 +8,9 @@ struct sqlite3;
 
 namespace lumo::sqlite {
 
-// How much work a query may be. The schema of a file may hold views of any kind, without end too; what a
-// query on tables needs grows with the size of the file, so that is what it is held against.
+// How much work a query may be. The schema of a file may hold views of any kind, endless ones too. What a
+// query on tables needs grows with the size of the file, so that is what its work is held against. Belongs to
+// one connection and its thread.
 class WorkLimit {
 public:
     // For a connection to this file. `file` may still be growing.

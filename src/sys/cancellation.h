@@ -4,10 +4,11 @@
 
 namespace lumo::sys {
 
-// The calling thread is not cancelled while this lives: waiting for a file or a lock is a cancellation point,
-// and the unwinding would have to leave functions that let nothing out, with locks of other libraries held.
-// Of all objects of a function this is made first, so that nothing is left to unwind where a cancellation
-// that came meanwhile takes effect; for a thread that may be cancelled at any instruction, that is its end.
+// While this lives, the calling thread is not cancelled. Waiting for a file or a lock is a cancellation
+// point, and the unwinding would have to pass functions that let no exception out, with locks of other
+// libraries held. It must be the first object of its function, so that nothing is left to unwind where a
+// cancellation that came in the meantime takes effect. A thread that may be cancelled at any instruction ends
+// there.
 class CancellationDisabled {
 public:
     CancellationDisabled() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before); }

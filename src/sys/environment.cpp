@@ -4,7 +4,7 @@
 
 #include <sys/auxv.h>
 
-// The one place that reads environment variables. A program with more rights than its user sees none.
+// A program with more rights than its user sees no variable at all: the user sets them.
 namespace lumo::sys {
 
 std::optional<std::string> environmentVariable(const char* name) {

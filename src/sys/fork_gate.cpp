@@ -7,10 +7,10 @@
 
 #include "sys/thread_number.h"
 
-// The gate is one number, the threads inside, and one bit, set while a fork waits or goes on. Entering and
-// leaving are one atomic operation each, with nothing to be held, so a thread that is interrupted at any
-// point leaves nothing that a child would miss. The depth of a thread is its own: a signal handler that forks
-// in a thread which is inside must not wait for that thread.
+// The gate is one number, the threads inside, and one bit, set while a fork waits or is under way. Entering
+// and leaving are one atomic operation each, so a thread that is interrupted at any point leaves nothing that
+// a child would miss. Each thread has its own depth: a signal handler that forks in a thread which is inside
+// must not wait for that very thread.
 //
 // What must stay true: the child begins with nobody inside, whoever was inside in the parent, because only
 // the forking thread exists there.
@@ -51,8 +51,8 @@ void leave() noexcept {
     }
 }
 
-// First the bit, so that nobody enters any more, then waiting until the last one has left. Two threads may
-// fork at once; the second waits until the first is done.
+// Sets the bit first, so that nobody enters any more, and then waits until the last one has left. Two threads
+// may fork at the same time; the second waits until the first is done.
 void closeForFork() {
     if (depth.get() != 0) {
         return;

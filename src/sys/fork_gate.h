@@ -4,7 +4,7 @@ namespace lumo::sys {
 
 // A forked child has the forking thread alone. A lock that another thread holds at that moment, in a library
 // that knows nothing of forks, is never released there. Whoever calls such a library does so inside the gate:
-// a fork waits until nobody is inside, and nobody enters while it goes on.
+// a fork waits until nobody is inside, and nobody enters while it is under way.
 //
 // Inside, take no lock that a fork handler takes, call nobody back, and do not stay long: ForkGateOpened is
 // for waiting, letForkPass() for long work. A signal handler that forks in a thread that is inside does not
@@ -32,7 +32,8 @@ public:
 // Leaves the gate for a moment if a fork waits.
 void letForkPass() noexcept;
 
-// A number that is another one in every forked child.
+// A number that differs in every forked child. Who remembers it can tell later whether it is still in the
+// same process.
 unsigned forkGeneration() noexcept;
 
 }  // namespace lumo::sys

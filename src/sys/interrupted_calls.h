@@ -4,7 +4,8 @@
 
 namespace lumo::sys {
 
-// Repeats a system call for as long as a signal of the host program interrupts it.
+// Repeats a system call as long as a signal of the host program interrupts it. Such a call has done nothing;
+// one that a signal cuts short reports what it has done, and is not repeated.
 template <class Call>
 auto repeatInterrupted(Call call) {
     auto result = call();

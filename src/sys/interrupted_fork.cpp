@@ -2,6 +2,7 @@
 
 #include "sys/thread_number.h"
 
+// A count per thread, as the places that may hold locks are nested.
 namespace lumo::sys {
 
 namespace {

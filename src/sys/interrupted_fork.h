@@ -2,9 +2,10 @@
 
 namespace lumo::sys {
 
-// A signal handler may fork while the interrupted thread holds a lock that the library's fork handlers would
-// wait for. While this lives the calling thread may hold such locks; the handlers ask isForkInterrupting()
-// and take none then, and the child, whose locks nobody could mend, does without what they guard.
+// A signal handler may fork while the thread that it interrupted holds a lock for which the library's fork
+// handlers would wait. While this lives, the calling thread may hold such locks. The handlers ask
+// isForkInterrupting() and then take none, and the child, whose locks nobody could repair, does without what
+// they guard.
 class MayHoldForkLocks {
 public:
     MayHoldForkLocks() noexcept;

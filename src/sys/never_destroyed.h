@@ -7,7 +7,7 @@
 namespace lumo::sys {
 
 // A static object without a destructor. At exit other threads may still be calling the library, so what they
-// use is never destroyed there; what it holds is released by other means.
+// use is never destroyed; what it holds is released by other means.
 template <class T>
 class NeverDestroyed {
 public:

@@ -1,9 +1,15 @@
 #include "sys/thread.h"
 
 #include <csignal>
+#include <cstring>
 #include <memory>
 #include <new>
 
+#include "diag/assert.h"
+
+// Threads by the system's own interface: the standard one throws where no thread is to be had, and knows
+// neither names nor signal masks. Signals are blocked before the thread is made, as the new thread inherits
+// the mask and must not take one in its first moments.
 namespace lumo::sys {
 
 namespace {
@@ -22,6 +28,7 @@ void* run(void* start) {
 }  // namespace
 
 bool Thread::start(const char* name, Body body, void* argument) noexcept {
+    LUMO_ASSERT(!started && std::strlen(name) <= 15);
     // cppcheck-suppress unreadVariable; the thread reads it
     std::unique_ptr<Start> what(new (std::nothrow) Start{body, argument});
     if (!what) {

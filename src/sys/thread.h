@@ -5,15 +5,17 @@
 namespace lumo::sys {
 
 // A thread of the library's own. It has a name that users see in their tools, and takes no signals: those are
-// the host program's. That no thread can be had is an answer and not an error, so that the caller does the
+// the host program's. That no thread is to be had is an answer and not an error, so that the caller does the
 // work itself.
 //
 // Who starts one joins it before the library ends, or forgets it in a forked child, where it does not exist.
+// The body's argument must live until then.
 class Thread {
 public:
     using Body = void (*)(void* argument) noexcept;
 
-    // False if there is no thread to be had. The name has at most 15 characters.
+    // False if no thread is to be had. The name has at most 15 characters, the system's limit. One start at a
+    // time, and none while it runs.
     bool start(const char* name, Body body, void* argument) noexcept;
     bool isStarted() const noexcept { return started; }
     void join() noexcept;

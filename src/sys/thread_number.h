@@ -7,9 +7,9 @@
 
 namespace lumo::sys {
 
-// A static number of which every thread has its own, 0 at first. In place of thread_local data: those of a
-// library that was loaded late take memory at a thread's first access, for want of which the C library ends
-// the process, and room that is not had back when the library is unloaded.
+// A static number of which every thread has its own, 0 at first. It stands in for thread_local data. In a
+// library that is loaded late, those take memory at a thread's first access, and the C library ends the
+// process if there is none; and the room for them is not given back when the library is unloaded.
 class ThreadNumber {
 public:
     ThreadNumber() { isMade = pthread_key_create(&key, nullptr) == 0; }
@@ -17,7 +17,8 @@ public:
     std::intptr_t get() const noexcept {
         return isMade ? reinterpret_cast<std::intptr_t>(pthread_getspecific(key)) : 0;
     }
-    // Stays as it was in a thread of a program with many such keys for which there is no memory.
+    // The number stays as it was if there is no memory for it, which can only be in a thread of a program
+    // with many such keys.
     void set(std::intptr_t value) noexcept {
         if (isMade) {
             pthread_setspecific(key, reinterpret_cast<void*>(value));  // NOLINT(performance-no-int-to-ptr)

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-// A check of UTF-8 as the standard defines it: the shortest form of each character only, no halves of pairs,
+// A check of UTF-8 as the standard defines it: only the shortest form of each character, no surrogates,
 // nothing beyond the last code point.
 namespace lumo::sys {
 

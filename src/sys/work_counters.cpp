@@ -2,6 +2,8 @@
 
 #include "sys/thread_number.h"
 
+// Which counters a thread works for is a number of the thread's own, and not an argument that all readers
+// would have to pass down.
 namespace lumo::sys {
 
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 // What reading costs, for those who want to know. A thread that works for somebody who counts says so by a
-// CountedWork; all others find no counters, and measuring costs them one look at a pointer per block.
+// CountedWork. All others find no counters; for them measuring costs one look at a pointer per block.
 namespace lumo::sys {
 
 // Sums over threads; times in nanoseconds.
@@ -19,7 +19,7 @@ struct WorkCounters {
     std::atomic<std::uint64_t> queries{0};     // the database
 };
 
-// Of the calling thread; null where nobody counts.
+// The counters of the calling thread; null where nobody counts.
 WorkCounters* activeWorkCounters() noexcept;
 
 // While it lives, what its thread does adds to the counters.
@@ -53,7 +53,7 @@ public:
         }
     }
 
-    // Adds to another of the counters.
+    // Adds an amount to another of the counters.
     void add(Sum which, std::uint64_t amount) const {
         if (counters != nullptr) {
             (counters->*which).fetch_add(amount, std::memory_order_relaxed);

@@ -1,11 +1,14 @@
-// The threads that share numeric work, and why they are not the OpenMP runtime's, although that says how many
-// there shall be: the runtime ends the process when the system refuses a thread, waits for ever in a forked
+// The threads that share numeric work. They are not those of the OpenMP runtime, although that decides how
+// many there are: the runtime ends the process when the system refuses a thread, waits for ever in a forked
 // child for threads that only the parent has, and is unloaded together with this library while its threads
 // wait in it. Here a thread that is not to be had is one helper less, a child begins with none, and all are
 // joined when the library is unloaded or the process exits.
 //
 // The pool itself is never destroyed: at exit other threads may still be calling, and then do their work
 // alone.
+//
+// What must stay true: run() returns only when no helper looks at its job any more, because the job lives on
+// the caller's stack; and the calling thread works too, so a job ends even if no helper ever comes.
 #include "sys/worker_pool.h"
 
 #include <algorithm>
@@ -26,9 +29,9 @@ namespace lumo::sys {
 
 namespace {
 
-// A thread that has found nothing to do looks so often for more before it sleeps, which takes some 50
-// microseconds: calls often follow each other at once, and being woken takes as long as much of the work.
-// Others get the processor meanwhile.
+// How often a thread that has found nothing to do looks for more work before it sleeps, some 50 microseconds
+// in all: calls often follow each other closely, and being woken takes as long as much of the work. Between
+// two looks others get the processor.
 constexpr int kLooks = 100;
 
 // The work of one call. It lives on the caller's stack, in the pool's list while more helpers may join.
