@@ -26,6 +26,7 @@ std::optional<CalibrationReaderSqlite> CalibrationReaderSqlite::getCalibrationRe
 
 CalibrationReaderSqlite::CalibrationReaderSqlite(std::unique_ptr<CalibrationReaderSqliteImpl> implementation)
     : impl(std::move(implementation)) {}
+// In this file, since only here the implementation is a complete type.
 CalibrationReaderSqlite::CalibrationReaderSqlite(CalibrationReaderSqlite&&) noexcept = default;
 CalibrationReaderSqlite& CalibrationReaderSqlite::operator=(CalibrationReaderSqlite&&) noexcept = default;
 CalibrationReaderSqlite::~CalibrationReaderSqlite() = default;

@@ -40,6 +40,8 @@ enum Field : int {
     kRefFirstCoefficient
 };
 
+// Looked for step by step, as for the analysis itself, so that the text says what is missing: the directory,
+// a directory, or the file.
 fs::path existingCalibrationFile(const fs::path& directory) {
     std::error_code error;
     const fs::file_status status = fs::status(directory, error);
@@ -164,6 +166,7 @@ const CalibrationReaderSqliteImpl::DigitizerConstants& CalibrationReaderSqliteIm
     return *digitizerConstants;
 }
 
+// Kept by polarity once it was read; a failure keeps nothing, so the next call tries again.
 const ReferenceMzTrafo& CalibrationReaderSqliteImpl::getRefMzTrafo(Polarity polarity) {
     std::optional<ReferenceMzTrafo>& reference = references[static_cast<std::size_t>(polarity)];
     if (!reference) {
@@ -197,6 +200,8 @@ ReferenceMzTrafo CalibrationReaderSqliteImpl::loadRefMzTrafo(Polarity polarity) 
     return result;
 }
 
+// Models that exist but cannot be read have a text each; numbers of no model are refused by
+// supportedCalibrationModelsFromInt().
 CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildReference(
     CppSQLite3Query& row) const {
     switch (supportedCalibrationModelsFromInt(row.getIntField(kModelType))) {
@@ -218,6 +223,7 @@ CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildRefere
     return nullptr;  // the enumeration is complete
 }
 
+// As for a reference, but the number of a model that does not exist is damage of this frame's row.
 CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildForFrame(
     CppSQLite3Query& row) const {
     const int model = row.getIntField(kModelType);
@@ -240,6 +246,7 @@ CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::buildForFra
     LUMO_THROW(CorruptDataError("Unknown m/z calibration model " + std::to_string(model)));
 }
 
+// Mapping and calibration are read in one transaction, so a writer cannot come between the two.
 CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::loadFrameMzTrafo(std::int64_t frameId) {
     return db->inTransaction([&] {
         const std::optional<std::int64_t> id = frameMapping->calibrationOf(frameId);

@@ -10,6 +10,7 @@ namespace lumo::io::calibration {
 
 namespace {
 
+// Both directions use this one list, so what one writes the other reads.
 constexpr std::array<std::pair<CalibrationStateMode, const char*>, 5> kTexts = {{
     {CalibrationStateMode::Off, "off"},
     {CalibrationStateMode::First, "first"},

@@ -43,6 +43,8 @@ bool CalibrationStateSelector::analysisInfoRequired() const {
     return !request.key && !request.allowIncomplete;
 }
 
+// A key is taken as it is, once it is known to exist; everything else is a query for the first row in the
+// order that was asked for.
 std::string CalibrationStateSelector::getUUID(CppSQLite3DB& db) const {
     if (request.key) {
         requireKey(db);

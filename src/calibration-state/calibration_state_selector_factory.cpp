@@ -7,6 +7,7 @@ namespace lumo::io::calibration {
 
 namespace {
 
+// The other modes have a meaning without a parameter: states of all sources.
 bool needsParameter(CalibrationStateMode mode) {
     return mode == CalibrationStateMode::LastIncomplete || mode == CalibrationStateMode::Uuid;
 }

@@ -42,6 +42,7 @@ std::vector<double> seriesFromText(std::string_view text, const char* column) {
     return series;
 }
 
+// The bytes of a blob may lie at any address, and are little-endian on every processor.
 std::vector<double> seriesFromBlob(const std::vector<std::byte>& bytes, const char* column) {
     if (bytes.size() % sizeof(double) != 0) {
         raiseBadSeries(column);
@@ -58,6 +59,7 @@ std::vector<double> seriesFromBlob(const std::vector<std::byte>& bytes, const ch
     return series;
 }
 
+// A number in the cell is read as its text, a series of one.
 std::vector<double> seriesField(const CppSQLite3Query& row, int field, const char* column) {
     switch (row.fieldType(field)) {
         case sqlite::FieldType::Null:

@@ -8,13 +8,16 @@
 #include "sys/parallel_runtime.h"
 #include "sys/worker_pool.h"
 
+// When an array is shared among threads, and how. Pieces are so long that each is worth waking a thread, and
+// so many that none of the threads waits long for the last piece. Which thread converts which piece changes
+// no bit, as an element's result depends on the element alone.
 namespace lumo::calibration {
 
 namespace {
 
-// Waking a thread takes as long as converting about this many values, so no piece is smaller. Pieces begin on
-// cache lines of their own as far as the array does, and are many, so that a thread that wakes late or is
-// slow costs little.
+// Waking a thread takes as long as converting about this many values, so no piece is smaller. Pieces are
+// whole cache lines, so that no two threads write to the same one if the array begins at one, and there are
+// many of them, so that a thread that wakes late or is slow costs little.
 constexpr std::size_t kValuesWorthAThread = 2048;
 constexpr std::size_t kMaxPiece = 32 * kValuesWorthAThread;
 constexpr std::size_t kPiecesPerThread = 8;
@@ -27,7 +30,7 @@ void raiseComplexSolution() {
         "complex valued solution in computation due to invalid calibration constants/value range"));
 }
 
-// No exception may leave a task: failures are noted and raised after the loop.
+// A task must not throw, so a failure is noted and raised after the loop.
 bool BatchTransformation::Batch::convertInPieces() const {
     struct Pieces {
         const Batch& batch;
@@ -57,6 +60,8 @@ bool BatchTransformation::Batch::convertInPieces() const {
     return !pieces.failed;
 }
 
+// Deliberate: how a failure reads depends on the number of values, 100 and more or fewer, and on whether the
+// caller is in a parallel region, but not on whether the work was really shared.
 void BatchTransformation::run(const Batch& batch, Workers workers) {
     const bool isLoop = batch.count >= kFirstParallelSize && !sys::isInParallelRegion();
     const bool shared = isLoop && workers == Workers::AsManyAsAllowed;

@@ -12,11 +12,11 @@ namespace lumo::calibration {
 // Whether a batch may be shared among threads, as many as the calling thread's setting says.
 enum class Workers { AsManyAsAllowed, None };
 
-// Applies a conversion to every element of an array: one after the other up to 99 elements or when the caller
-// is in a parallel region already, else in a loop whose pieces are shared among threads from the number of
-// values on from which they pay. The forms give the same bits.
+// Applies a conversion to every element of an array. Up to 99 elements, or when the caller is in a parallel
+// region already, that is a loop on the calling thread; beyond that the loop's pieces are shared among
+// threads where there are enough values to pay for it. All forms give the same bits.
 //
-// How a loop becomes fast without a hand-written kernel: the models are plain values without virtual
+// How a loop becomes fast without a kernel written by hand: the models are plain values without virtual
 // functions or branches, the loop is compiled for each of them, and the compiler vectorises it. So there is
 // one form of each formula and nothing to keep equal. The loop does not stop at a failure; failures are
 // counted, as doubles like the values, and one exception is raised after the loop.
@@ -24,14 +24,14 @@ enum class Workers { AsManyAsAllowed, None };
 // What must stay true: an element's result depends on the element alone, not on its neighbours, the length of
 // the array or the number of threads.
 //
-// `Kernel` is called as `Out kernel(In, FailureMask&)` and must not throw. It is copied per piece, so that
-// the compiler keeps its constants in registers. Input and output may be the same array.
+// `Kernel` is called as `Out kernel(In, FailureMask&)` and must not throw. It is copied for each piece, so
+// that the compiler keeps its constants in registers. Input and output may be the same array.
 class BatchTransformation {
 public:
     static constexpr std::size_t kFirstParallelSize = 100;
 
-    // A failed conversion raises the element's own message, or, in the loop, whoever runs it,
-    // std::runtime_error. The output is complete but for the failed elements, which are unspecified.
+    // A failed conversion raises the element's own message or, from kFirstParallelSize elements on,
+    // std::runtime_error. The output is then complete except for the failed elements, which are unspecified.
     template <class In, class Out, class Kernel>
     static void transform(std::span<const In> in, std::span<Out> out, const Kernel& kernel,
                           Workers workers = Workers::AsManyAsAllowed) {
@@ -55,7 +55,8 @@ private:
         }
 
 #ifdef __x86_64__
-        // The same loop with vectors of twice the width.
+        // The same loop with vectors of twice the width. The bits are the same, as no operation is contracted
+        // or reordered.
         LUMO_AVX2 static FailureMask convertByAvx2(const void* job, std::size_t begin,
                                                    std::size_t end) noexcept {
             const auto& self = *static_cast<const Job*>(job);

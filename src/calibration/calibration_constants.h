@@ -5,9 +5,10 @@
 
 namespace lumo::calibration {
 
-// The constants of mass calibrations: physical ones belong to the digitizer and turn an index into a raw
-// time, functional ones belong to the instrument's flight path and turn the raw time into a mass. A row of a
-// calibration table gives both; temperatures change functional ones only.
+// The constants of mass calibrations. Physical ones belong to the digitizer and turn an index into a raw
+// time; functional ones belong to the instrument's flight path and turn the raw time into a mass. A row of a
+// calibration table gives both; temperatures change functional ones only. Raw times are in the unit of the
+// digitizer's delay and time base.
 
 // Constants of the digitizer. Immutable, shared between transformators.
 class ICalibrationConstantsPhysical {

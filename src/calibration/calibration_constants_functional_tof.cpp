@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-// Coefficients of the mass models as values that can be compared, cloned and told; they convert nothing
+// Coefficients of the mass models as values that can be compared, cloned and described; they convert nothing
 // themselves.
 namespace lumo::calibration {
 

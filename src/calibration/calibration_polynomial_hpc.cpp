@@ -5,6 +5,9 @@
 #include <sstream>
 #include <utility>
 
+// Corrections come from a file and may be anything: infinite, not a number, bounds in the wrong order, slopes
+// that turn the mass axis round. So every function here ends after a bounded number of steps and raises
+// nothing.
 namespace lumo::calibration {
 
 CalibrationPolynomialHPC::CalibrationPolynomialHPC(std::vector<double> values, double p0, double p1,
@@ -46,8 +49,8 @@ double CalibrationPolynomialHPC::Uncorrected(double mass) const {
     return InRange(mass) ? SearchRange(mass) : mass;
 }
 
-// A correction of parts per million makes each step gain about that many digits; a few steps do. Whatever
-// does not settle, or settles outside the range, is no solution.
+// A correction of parts per million makes each step gain about six digits, so a few steps do. What does not
+// settle, or settles outside of the range, is no solution.
 std::optional<double> CalibrationPolynomialHPC::FixedPoint(double mass) const {
     constexpr int kMaxSteps = 32;
     constexpr double kTolerance = 1e-14;
@@ -62,7 +65,7 @@ std::optional<double> CalibrationPolynomialHPC::FixedPoint(double mass) const {
     return std::nullopt;
 }
 
-// For corrections too steep for the fixed point: bisection over the range, each step halving it.
+// For corrections that are too steep for the fixed point: bisection over the range, each step halving it.
 double CalibrationPolynomialHPC::SearchRange(double mass) const {
     constexpr int kMaxSteps = 2200;  // halves any finite interval down to neighbouring doubles
     double low = lowestMass;

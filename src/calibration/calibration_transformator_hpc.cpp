@@ -12,7 +12,7 @@ namespace lumo::calibration {
 namespace {
 
 // A raw-mass model whose masses are corrected: the polynomial comes last on the way to a mass, and first on
-// the way back. It is shared, since kernels copy the model and a polynomial owns memory.
+// the way back. Kernels copy the model, and a polynomial owns memory, so the copies share one.
 template <class Model>
 class RMCorrected {
 public:

@@ -5,8 +5,8 @@
 namespace lumo::calibration {
 
 // The mass models. Both are put together at compile time from a raw-mass model and a raw-index model
-// (transformator.h); a file that does so is compiled with flags of its own, which let its loops become vector
-// code (CMakeLists.txt).
+// (transformator.h). The files that do so are compiled with flags of their own, by which their loops become
+// vector code (CMakeLists.txt).
 
 // Values of ICalibrationTransformator::GetStrategyID.
 enum StrategyId : int { kTofQuadratic = 1, kTof2Cubic = 2, kTofQuadraticHpc = 3 };

@@ -4,6 +4,7 @@
 #include "calibration/square_root.h"
 #include "calibration/transformator.h"
 
+// The cubic model, on a mass axis that is shifted by DM. It has a file of its own, for the flags.
 namespace lumo::calibration {
 namespace {
 

@@ -4,6 +4,7 @@
 #include "calibration/square_root.h"
 #include "calibration/transformator.h"
 
+// The quadratic model. It has a file of its own, for the flags.
 namespace lumo::calibration {
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cmath>
 
 // Cross sections from mobilities and back, by the Mason-Schamp equation for nitrogen at a fixed temperature.
-// The constants are multiplied in a written order, which fixes the last bit.
+// The header derives the lumped constant.
 namespace lumo::calibration::kova {
 namespace {
 
@@ -12,7 +12,7 @@ constexpr double kGasMass = 28.0134;                // u, nitrogen
 constexpr double kTemperature = 305.0;              // K
 constexpr double kLumpedFactor = 18509.863216340458;
 
-// In double, since the amount of the smallest integer is no integer of the type.
+// As a double, since the absolute value of the smallest integer does not fit its type.
 double absolute(std::int32_t charge) { return std::fabs(static_cast<double>(charge)); }
 
 double rootOfReducedMassTimesTemperature(std::int32_t charge, double mz) {

@@ -15,14 +15,14 @@ namespace lumo::calibration {
 class ICalibrationTransformator;
 using ICalibrationTransformatorPtr = std::shared_ptr<ICalibrationTransformator>;
 
-// Converts between the index of a digitizer sample, the raw flight time and m/z. "DIndex" is a fractional
-// index, "Index" a whole one: the nearest to the fractional index (halves upwards), held to the range of int,
-// 0 for NaN. Transformators are not modified once they are built; conversions are const and may run in any
-// number of threads.
+// Converts between the index of a digitizer sample, the raw flight time and m/z in Th. "DIndex" is a
+// fractional index, "Index" a whole one: the nearest to the fractional index (halves upwards), held to the
+// range of int, 0 for NaN. Whoever builds a transformator may set it up; from then on it is not modified, and
+// conversions, which are const, may run in any number of threads.
 //
 // Vector operations resize the output to the input's length; the output may be the input. Long arrays are
 // shared among worker threads, unless the caller is in a parallel region already. A conversion that has no
-// real solution fails with std::logic_error, or, from 100 elements on outside of a parallel region, with
+// real solution raises std::logic_error or, from 100 elements on outside of a parallel region,
 // std::runtime_error; the output may then be partly written.
 //
 // The order of the virtual functions is fixed; new ones go to the end.

@@ -5,8 +5,8 @@
 
 #include "diag/throw.h"
 
-// The ramp as a straight line through its two ends. What is refused is what would have no inverse or would
-// pass the voltage 0.
+// The ramp as a straight line through its two ends. Refused is what would have no inverse or would pass the
+// voltage 0.
 namespace lumo::calibration::kova {
 namespace {
 

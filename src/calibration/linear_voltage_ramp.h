@@ -6,13 +6,13 @@
 
 namespace lumo::calibration::kova {
 
-// The voltage of a mobility ramp as a linear function of the scan number. A value; never invalid. Both
-// voltages have the same sign, that of the polarity, and their amount falls from start to end. So the inverse
-// exists, and a ramp never passes the voltage 0, at which a mobility would have no meaning.
+// The voltage of a mobility ramp, in volts, as a linear function of the scan number. A value; never invalid.
+// Both voltages have the same sign, that of the polarity, and their absolute value falls from start to end.
+// So the inverse exists, and a ramp never passes the voltage 0, at which a mobility would have no meaning.
 class LinearVoltageRamp {
 public:
-    // `ndelay` scans before the ramp of `ncycles` scans, from `vstart` at scan ndelay to `vend` at ndelay +
-    // ncycles. Ramps that are none fail with std::invalid_argument.
+    // `ndelay` scans come before the ramp of `ncycles` scans, which goes from `vstart` at scan ndelay to
+    // `vend` at ndelay + ncycles. What is no ramp raises std::invalid_argument.
     LinearVoltageRamp(int ndelay, int ncycles, double vstart, double vend);
 
     bool isNegativeMode() const { return 0.0 > vstart; }

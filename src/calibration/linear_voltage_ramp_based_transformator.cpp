@@ -16,12 +16,15 @@ namespace {
 constexpr const char* kLoggerName = "lumo.calibration.kova.LinearVoltageRampBasedTransformator";
 
 // From a scan to 1/K0 in three steps:
-//     scan --ramp--> voltage --amount--> u --rational function--> 1/K0.
+//     scan --ramp--> voltage --absolute value--> u --rational function--> 1/K0.
 // Ions leave the trap at a voltage, so the mobility calibration is a function of the voltage, and the ramp
 // says which scan has which voltage. The rational function is used between vmin and vmax and is continued
 // outside by straight lines, so that every scan has a 1/K0 and every 1/K0 a scan.
+//
+// What must stay true: single values and arrays go through the same expressions in the same order, so their
+// bits are the same.
 
-// 1/K0 as a rational function of the amount of the voltage.
+// 1/K0 as a rational function of the absolute value of the voltage.
 struct RationalFunction {
     double c0 = 0.0;
     double c1 = 0.0;

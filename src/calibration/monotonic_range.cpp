@@ -6,9 +6,9 @@
 
 #include "diag/assert.h"
 
-// Between which masses the cubic model rises. A polynomial of third degree may turn back; the turning points
-// are where its derivative is 0, computed without the loss of digits that the school formula has when the
-// cubic part is small.
+// Between which masses a model rises. A polynomial of third degree may turn back; the turning points are
+// where its derivative is 0. They are computed without the loss of digits that the textbook formula has when
+// the cubic part is small.
 namespace lumo::calibration {
 
 MassRange TurningPoints::intervalAround(double mass) const {

@@ -6,12 +6,12 @@ namespace lumo::calibration {
 
 using MassRange = std::pair<double, double>;
 
-// Masses at which a model's raw time turns round: at most two, in ascending order. Without any, the whole
-// axis is monotonic.
+// Masses at which a model's raw time turns back: at most two, in ascending order. Without any, the whole axis
+// is monotonic.
 //
 // Between two turning points a raw time belongs to one mass only. Whoever searches for masses, or offers a
-// range of them, has to stay inside such an interval, or a conversion and its inverse do not come back to
-// where they began.
+// range of them, must stay inside of such an interval; otherwise a conversion and its inverse do not come
+// back to where they began.
 struct TurningPoints {
     double low;
     double high;

@@ -61,7 +61,7 @@ private:
     double a3 = 0.0;
 };
 
-// Moves the mass axis of a model: the model's mass is m + DM.
+// Moves the mass axis of a model: the model's mass is m + DM. Ranges of masses move with it.
 template <class Model>
 class RMShift : public Uncorrected {
 public:

@@ -7,8 +7,8 @@
 
 namespace lumo::calibration {
 
-// t = A0 + S(A1 * m) + A2 * m, with the signed root S of square_root.h: raw times below A0
-// give negative masses, and those convert back. The inverse is exact up to rounding (raw_mass_start.h).
+// t = A0 + S(A1 * m) + A2 * m, with the signed root S of square_root.h: raw times below A0 give negative
+// masses, and those convert back. The inverse is exact up to rounding (raw_mass_start.h).
 template <class Root>
 class RMQuadratic : public Uncorrected, private RMStart<Root> {
 public:
@@ -18,7 +18,7 @@ public:
     double RawToMass(double t, FailureMask& failed) const { return Root::square(this->Solve(t, failed)); }
     using RMStart<Root>::AlwaysSolvable;
 
-    // The branch of the model that RawToMass answers from, and the others.
+    // The branch around `mass`. RawToMass() answers from the one around mass 0.
     MassRange MonotonicRange(double mass) const {
         return turningMassesOfQuadratic(a2, rootA1).intervalAround(mass);
     }

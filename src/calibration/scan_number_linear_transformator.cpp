@@ -4,7 +4,8 @@
 namespace lumo::calibration::kova {
 namespace {
 
-// The order of the operations in each conversion fixes its rounding; none is simplified.
+// 1/K0 as a straight line over the scan number, for callers that have no ramp. The order of the operations in
+// each conversion fixes its rounding; none is simplified.
 class ScanNumberLinearTransformator final : public virtual ITransformator, public IArrayTransformator {
 public:
     ScanNumberLinearTransformator(double intercept, double slope) : a(intercept), b(slope) {}

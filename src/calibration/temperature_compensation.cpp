@@ -6,7 +6,8 @@
 #include "diag/throw.h"
 
 // The one place where temperatures change a calibration. C1 is scaled by a factor that is exactly 1 where
-// nothing is to be compensated, so such a transformator converts bit for bit as the one that it was made of.
+// nothing is to be compensated, so such a transformator converts bit for bit like the one that it was made
+// from.
 namespace lumo::calibration {
 namespace {
 

@@ -8,8 +8,8 @@
 
 namespace lumo::calibration {
 
-// Whether a transformator is to be one for the temperatures at which a frame was measured, or that of the
-// calibration as it is stored, "raw".
+// Whether a transformator is wanted for the temperatures at which a frame was measured, or as the calibration
+// is stored, "raw".
 enum class TemperatureCompensation { Off, On };
 
 struct Temperatures {
@@ -52,8 +52,8 @@ class ICalibrationTemperatureCompensator {
 public:
     virtual ~ICalibrationTemperatureCompensator() = default;
 
-    // A transformator of its own for the measured temperatures; the reference stays as it is. With both
-    // coefficients 0 the result converts bit for bit as the reference.
+    // A new transformator for the measured temperatures; the reference stays as it is. With both coefficients
+    // 0 the result converts bit for bit like the reference.
     virtual ICalibrationTransformatorPtr Compensate(const ICalibrationTransformator& reference,
                                                     const Temperatures& measured,
                                                     const TemperatureCompensationInfo& info) const = 0;

@@ -41,8 +41,8 @@ public:
     virtual int getStrategy() const = 0;
 };
 
-// The model of measured data: the voltage is linear in the scan number, 1/K0 a rational function of its
-// amount.
+// The model of measured data: the voltage is linear in the scan number, and 1/K0 a rational function of its
+// absolute value.
 class ILinearVoltageRampBasedTransformator : public ITransformator {
 public:
     virtual LinearVoltageRamp getVoltageRamp() const = 0;
@@ -65,8 +65,8 @@ public:
 };
 
 // The single-value operations on arrays of equal length. Each value is written right after its input was
-// read, so that arrays may overlap. Single values and arrays give the same bits. Arrays are converted on the
-// calling thread: a frame has about a thousand scans, which is not worth waking another one. Every
+// read, so arrays may overlap. Single values and arrays give the same bits. Arrays are converted on the
+// calling thread: a frame has about a thousand scans, which are not worth waking another one. Every
 // transformator made below has this interface beside its own; dynamic_cast finds it.
 class IArrayTransformator {
 public:

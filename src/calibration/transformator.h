@@ -157,9 +157,9 @@ public:
     }
 
 private:
-    // The conversions of one value. Single() and Batch() run them.
+    // The conversions of one value, which Single() and Batch() run.
     //
-    // Kernels hold copies of the models: values that nothing else can change, which the compiler keeps in
+    // Kernels hold copies of the models: values that nothing else can change, so the compiler keeps them in
     // registers.
     auto MassToRawKernel() const {
         return [mass = massModel](double m, FailureMask&) { return mass.MassToRaw(m); };
@@ -215,7 +215,8 @@ private:
     }
     static double Clamped(double x, double low, double high) { return x < low ? low : x > high ? high : x; }
 
-    // Models are changed as copies, so that refused constants leave everything as it was.
+    // Models are changed as copies, so constants that are refused leave everything as it was. A clone of the
+    // constants is kept: whoever passed them may change them later.
     void SetKeptFunctionalConstants(const ICalibrationConstantsFunctionalPtr& constants) {
         RawMassModel updated = massModel;
         updated.UpdateFunctionalConstants(constants);
@@ -226,7 +227,7 @@ private:
         indexModel.UpdatePhysicalConstants(constants);
         physicalConstants = std::move(constants);
     }
-    // The constants that are handed out must be those that convert.
+    // The constants that callers can ask for must be those that convert.
     void AdoptIndexModel() {
         physicalConstants =
             createCalibrationConstantsPhysicalTOF(indexModel.GetTimeDelay(), indexModel.GetTimeBase());

@@ -16,6 +16,7 @@ AnalysisReader::AnalysisReader(const std::filesystem::path& directory,
                        << impl->getSchemaVersionMinor());
 }
 
+// In this file, since only here the implementation is a complete type.
 AnalysisReader::AnalysisReader(AnalysisReader&&) noexcept = default;
 AnalysisReader& AnalysisReader::operator=(AnalysisReader&&) noexcept = default;
 AnalysisReader::~AnalysisReader() = default;

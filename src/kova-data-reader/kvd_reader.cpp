@@ -12,6 +12,8 @@ namespace lumo::io::kova {
 
 namespace {
 
+// Indices per sample times samples: the number of indices that a peak of this analysis may have. Others are
+// dropped when they are decoded.
 std::uint32_t readBinCount(const ISqliteReader& reader) {
     const std::uint32_t binCount = reader.getSQLiteDb()->inTransaction([&] {
         const auto scaleFactor = getGlobalMetadatumRequired<std::int32_t>(reader, "PeakListIndexScaleFactor");
@@ -61,6 +63,8 @@ KvdReader::MobTrafoPtr KvdReader::getMobTrafo(std::int64_t frameId) const {
     return external ? external->getMobTrafo(frameId) : impl->getCalibrationReader().getMobTrafo(frameId);
 }
 
+// What the default is was settled with each schema version: version 1 has no times to normalise with, version
+// 2 relates intensities to the ramp, later ones to 100 ms.
 NormalizationType KvdReader::getDefaultNormalizationType() const {
     switch (impl->getSchemaVersionMajor()) {
         case 1:

@@ -91,6 +91,7 @@ void KvdReaderImpl::describeAnalysis(calibration::CalibrationStateSelector& sele
     selector.setAnalysisInfo(needed);
 }
 
+// Older versions are read too: what they lack is looked for where it is needed.
 void KvdReaderImpl::checkSchemaVersion() {
     schemaMajor = sqlite::getProperty<std::int32_t>(*db, "SchemaVersionMajor");
     schemaMinor = sqlite::getProperty<std::int32_t>(*db, "SchemaVersionMinor");
@@ -150,6 +151,8 @@ KvsSpectraReader& KvdReaderImpl::spectraReader() {
     return *spectra;
 }
 
+// The spectra reader remembers what it has loaded by the position in the file, so loading the same spectrum
+// again costs a look-up of the frame.
 const KvsSpectraReader& KvdReaderImpl::loadLineSpectrum(std::int64_t frameId) {
     KvsSpectraReader& reader = spectraReader();
     reader.fillLineSpectrum(blobFile->stream(), frameId, frames->getFrameInfo(frameId).blobOffset);

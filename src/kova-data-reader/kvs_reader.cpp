@@ -10,6 +10,8 @@
 // row and not in the blob file.
 namespace lumo::io::kova {
 
+// The number of samples is not needed here, but an analysis that claims to have none is damaged, and refused
+// like one with mobility.
 KvsReader::KvsReader(const std::filesystem::path& directory,
                      std::optional<calibration::CalibrationStateSelector> selector)
     : AnalysisReader(directory, std::move(selector), AnalysisFormat::Spectra, "lumo.io.kova.KvsReader") {

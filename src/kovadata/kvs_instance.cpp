@@ -12,6 +12,7 @@ namespace lumo::io {
 
 namespace {
 
+// The C interface returns sizes in 32 bits.
 std::uint32_t checkedCount(std::size_t count) {
     if (count > std::numeric_limits<std::uint32_t>::max()) {
         LUMO_THROW(std::runtime_error("Maximum decompressed spectrum size exceeded."));

@@ -2,7 +2,8 @@
 #include "kovadata/kvs.h"
 #include "kovadata/kvs_instance.h"
 
-// The exported functions for spectra without mobility, each one call of the instance.
+// The exported functions for spectra without mobility, each one call of the instance. Sizes are counts of
+// values, not bytes; a result that does not fit is not written, and its size is returned.
 namespace {
 
 using lumo::io::KvsInstance;

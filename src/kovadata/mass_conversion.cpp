@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "diag/assert.h"
 #include "diag/throw.h"
 
 // Arrays of m/z and indices. Callers may convert an array in its own place, or into one that overlaps it in
@@ -40,6 +41,7 @@ bool overlapShifted(std::span<const double> in, std::span<double> out) {
 void convertMasses(const ::lumo::calibration::ICalibrationTransformatorPtr& mzTrafo,
                    std::span<const double> in, std::span<double> out, MassConversion conversion,
                    FailingOutput failing) {
+    LUMO_ASSERT(in.size() == out.size());
     if (!mzTrafo) {
         LUMO_THROW(std::runtime_error("No m/z trafo available."));
     }

@@ -113,6 +113,8 @@ models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getReferenceMzTra
     return getMzTrafo(*frameId, models::TemperatureCompensation::Off);
 }
 
+// SQLite's failure becomes one of this folder's, since a table that is missing or different is damage of the
+// analysis and not of the database.
 std::optional<CppSQLite3Query> KvdCalibrationReaderImpl::getCalibrationInfoValue(
     Polarity polarity, const std::string& key) const {
     const std::string sign(1, models::signOf(polarity));
@@ -138,6 +140,7 @@ std::optional<std::vector<std::byte>> KvdCalibrationReaderImpl::getCalibrationIn
     return row ? std::optional<std::vector<std::byte>>(row->getBlobField(0)) : std::nullopt;
 }
 
+// Raises what is wrong with the frame's row, in the order: no row or NULL, wrong type, more than one row.
 std::int64_t getMobCalibId(std::int64_t frameId, CppSQLite3DB& db, const logging::Logger& logger) {
     const std::string id = std::to_string(frameId);
     const std::string sql = "SELECT KovaCalibration FROM Frames WHERE Id=" + id;

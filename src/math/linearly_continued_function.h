@@ -7,7 +7,7 @@
 
 namespace lumo::math {
 
-// A calibration is measured in an interval, and extrapolating its formula may run into a pole or turn round.
+// A calibration is measured in an interval, and extrapolating its formula may run into a pole or turn back.
 // Straight lines in its place keep the function monotonic and invertible everywhere. The value at an end is
 // that of the line.
 

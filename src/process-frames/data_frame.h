@@ -9,8 +9,8 @@
 namespace lumo::algorithm {
 
 // Scans of one frame, decoded and laid end to end: scan s owns the entries from scanOffsets[s] up to
-// scanOffsets[s + 1] of both buffers. Buffers may be longer than what is used. Filled by its user; one thread
-// at a time.
+// scanOffsets[s + 1] of both buffers, indices ascending. Buffers may be longer than what is used. Whoever
+// fills it keeps the three arrays consistent. Used by one thread at a time.
 template <class Index, class Intensity>
 struct DataFrame {
     std::vector<Index> indices;

@@ -8,13 +8,13 @@
 #include "diag/assert.h"
 #include "diag/throw.h"
 
-// Collecting peaks is copying them: two arrays per frame, of exactly the right size. Only where peaks may lie
-// outside of the profile they are looked at one by one.
+// Collecting peaks is copying them: two arrays per frame, of exactly the right size. Peaks are looked at one
+// by one only where they may lie outside of the profile.
 namespace lumo::algorithm {
 
 namespace {
 
-// Whether all of them are in [0, end). Without a branch, so that it becomes vector code: an index that is
+// Whether all indices are in [0, end). Without a branch, so that it becomes vector code: an index that is
 // negative or beyond the last one sets the highest bit.
 bool areBelow(std::span<const int> indices, std::size_t end) {
     constexpr std::size_t kMaxEnd = std::size_t{1} << 31;

@@ -13,12 +13,12 @@ namespace lumo::algorithm {
 // A time-of-flight profile: bin b holds the summed intensity of index firstIndex + b. Sums wrap in 32 bits.
 //
 // A profile has hundreds of thousands of bins, of which a few thousand are hit. So peaks are only collected
-// at first; bins are made when they take less memory than the peaks would. Memory is therefore at most
+// at first; bins are made as soon as they take less memory than the peaks would. Memory is therefore at most
 // twice that of the bins, and usually a small part of it. Used by one thread at a time.
 //
-// Many precursors are open at a time, each with a profile of its own: with bins from the start an analysis
-// would need gigabytes. Collected peaks are summed up only when the profile is complete (occupied_sums.h).
-// Sums wrap, so they do not depend on whether and when bins were made.
+// Many precursors are open at the same time, each with a profile of its own: with bins from the start an
+// analysis would need gigabytes. Collected peaks are summed up only when the profile is complete
+// (occupied_sums.h). As sums wrap, they do not depend on whether and when bins were made.
 template <class Intensity>
 class FullProfileProjector {
 public:

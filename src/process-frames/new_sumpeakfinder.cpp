@@ -9,7 +9,7 @@
 #include "process-frames/full_profile_projector.h"
 
 // The definition of a peak as plain loops over all bins, in the order of operations that fixes the bits of
-// every result. Nothing here is made faster: what is fast is elsewhere, and compared with this.
+// every result. Nothing here is made faster: the fast form is elsewhere, and is compared with this one.
 namespace lumo::algorithm {
 
 namespace {
@@ -33,6 +33,7 @@ void sumUp(std::span<const int> y, std::size_t n, std::vector<double>& cumulativ
     }
 }
 
+// Differences of running sums: each bin costs the same whatever the width of the window.
 void smooth(const SmoothingRange& range, const std::vector<double>& S, std::vector<double>& differences,
             std::vector<double>& areas) {
     const std::size_t h = range.half;
@@ -134,6 +135,7 @@ void localMaxima(std::span<const int> y, std::size_t n, std::span<const double> 
     }
 }
 
+// Scratch memory stays with the thread; its old contents are overwritten or cleared as far as they are used.
 void NewSPF::findPeaks(std::span<const int> y, const WidthTable& widths, std::size_t shift, PeakSink& sink) {
     thread_local std::vector<double> cumulative;
     thread_local std::vector<double> differences;

@@ -9,6 +9,8 @@
 #endif
 #define LUMO_INLINE inline __attribute__((always_inline))
 
+// The two passes of occupied_sums.h. No step can fail, since all memory is there before: a bit that was left
+// behind would spoil the next profile.
 namespace lumo::algorithm {
 
 namespace {

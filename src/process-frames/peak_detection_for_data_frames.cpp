@@ -12,8 +12,8 @@ namespace lumo::algorithm {
 
 namespace {
 
-// A profile that is shorter than its widest windows is given empty bins on both sides, or it would have no
-// range at all.
+// A profile that is shorter than its widest windows gets empty bins on both sides; without them it would have
+// no range at all.
 void detectPadded(const std::vector<int>& profile, std::size_t padding, const WidthTable& widths,
                   PeakSink& sink) {
     std::vector<int> padded(profile.size() + 2 * padding);
@@ -21,8 +21,8 @@ void detectPadded(const std::vector<int>& profile, std::size_t padding, const Wi
     NewSPF::findPeaks(padded, widths, padding, sink);
 }
 
-// The usual case. The finder and the memory for sums stay with the thread: they are as large as its longest
-// profile.
+// The usual case. The finder and the memory for sums stay with the thread, and are as large as its longest
+// profile needs.
 void detectUnpadded(const FullProfileProjector<int>& projector, const WidthTable& widths, PeakSink& sink) {
     thread_local SparseSumPeakFinder finder;
     thread_local WorkingProfile workingProfile;

@@ -8,6 +8,8 @@
 #include <emmintrin.h>
 #endif
 
+// The plain form takes sums that wrap, in 64 bits; the vector form relies on sums that only ascend, so four
+// slopes of 32 bits fit into one vector.
 namespace lumo::algorithm {
 
 namespace {

@@ -7,6 +7,9 @@
 #include "diag/assert.h"
 #include "process-frames/full_profile_projector.h"
 
+// The search goes through the profile once, from run to run. sparse_sum_peak_finder.h says why the bins in
+// between need no look; here each function states how far it must look, and gives up when that is not inside
+// of what it has.
 namespace lumo::algorithm {
 
 namespace {
@@ -104,7 +107,7 @@ void SparseSumPeakFinder::step(Runs neighbours) {
     nextRun += neighbours.size();
 }
 
-// Looks at hardly more than the runs themselves; false when that is not enough.
+// Looks at hardly more than the runs themselves. False when that is not enough; the total is then as before.
 bool SparseSumPeakFinder::scanWithinOneRange(PeakSink& sink) {
     skipRangesBefore(runs[nextRun].begin);
     if (!onlyAscending || nextRange == ranges.size()) {

@@ -10,6 +10,7 @@ namespace lumo::algorithm {
 
 namespace {
 
+// For assertions only: kernels write without looking.
 bool areInside(WorkingProfile::Parts parts, std::size_t binCount) {
     return std::ranges::all_of(parts, [&](const auto& part) {
         return std::ranges::all_of(part.binView(), [&](std::uint32_t bin) { return bin < binCount; });

@@ -43,6 +43,8 @@ bool isA(const Pointer& pointer) {
 
 }  // namespace
 
+// The width model needs constants of a time-of-flight calibration, so a transformator of any other kind is
+// refused here and not in the middle of the peak finder.
 ParentCalibration makeParentCalibration(::lumo::calibration::ICalibrationTransformatorPtr transformator) {
     using namespace ::lumo::calibration;
     if (!transformator) {
@@ -83,6 +85,7 @@ void PrecursorStripeAccumlator::add(const Scans& scans) {
     projector.add(scans);
 }
 
+// A threshold of 0 keeps every peak that has any intensity.
 CentroidedSpectrum PrecursorStripeAccumlator::lineSpectrum(PeakAreas areas) {
     using lumo::algorithm::PeakDetectionForDataFrames;
     CentroidedSpectrum spectrum;

@@ -62,6 +62,7 @@ void FrameBuffer::accept(const kova::ScanBatch& batch, const kova::ScanTargets& 
     }
 }
 
+// Doubles, so that stripes that grow slowly do not copy each time; the limit is that of a packed result.
 void FrameBuffer::reservePeaks(std::uint64_t count) {
     constexpr std::size_t kMaxPeaks = kova::limits::kMaxResultValues / 2;
     if (count > kMaxPeaks) {

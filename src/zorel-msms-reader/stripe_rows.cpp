@@ -30,6 +30,7 @@ std::string fixedText(double value) {
     return {text.data(), result.ptr};
 }
 
+// Ids are put into the text of the query: they are integers, and may be more than a statement has parameters.
 std::string joined(const std::vector<std::int64_t>& numbers) {
     std::string text;
     for (const std::int64_t number : numbers) {
@@ -75,6 +76,8 @@ void requirePrecursorTable(const kova::KvdReader& reader) {
     }
 }
 
+// The ids of the rows are held against the filter once more: SQLite compares values of other types by rules
+// of its own.
 void readStripeRows(const kova::KvdReader& reader, const PrecursorFilter& filter,
                     const std::function<void(const StripeRow&)>& take) {
     requirePrecursorTable(reader);

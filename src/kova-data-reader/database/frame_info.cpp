@@ -84,6 +84,7 @@ const std::pair<const std::int64_t, FrameInfo>& FrameInfoTable::entryOf(std::int
     return *cache.emplace(frameId, readFrameInfo(frameId)).first;
 }
 
+// NULL in the column of the offset means 0 where the schema forbids NULL, and no data where it allows it.
 FrameInfo FrameInfoTable::readFrameInfo(std::int64_t frameId) {
     constexpr std::int64_t kNoData = -1;
     const sys::WorkStopwatch stopwatch(&sys::WorkCounters::queries);

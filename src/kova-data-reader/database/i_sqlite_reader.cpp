@@ -10,6 +10,8 @@ namespace lumo::io::kova {
 
 using calibration::CorruptDataError;
 
+// Failures of the database are reported with the key, since a caller who only has the text could not tell
+// which of many look-ups it was.
 std::optional<std::string> ISqliteReader::getGlobalMetadatum(const std::string& key) const {
     try {
         const CppSQLite3Query query = getSQLiteDb()->execQuery(sqlite::globalMetadatumQuery(key));

@@ -102,6 +102,7 @@ ScanBatch FramewiseStorage::nextBatch(std::uint32_t begin, const LoadedRange& lo
     return batch;
 }
 
+// Refers to the loaded frame: valid until another one is loaded.
 FrameScans FramewiseStorage::scansOfFrame(const DecodingRules& rules) const {
     const ByteBuffer& shuffled = frame.shuffledWords();
     return {shuffled.data(), shuffled.size() / sizeof(std::uint32_t), frame.scanStarts().data(),

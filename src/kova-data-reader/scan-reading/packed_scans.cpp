@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::size_t kWordSize = sizeof(std::uint32_t);
 
+// The limit keeps the size in bytes below 2^32, which is what the C interface can return.
 void checkResultSize(std::uint64_t values) {
     if (values > limits::kMaxResultValues) {
         LUMO_THROW(std::runtime_error("Maximum decompressed frame size exceeded."));

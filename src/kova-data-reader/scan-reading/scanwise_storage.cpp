@@ -45,6 +45,7 @@ void ScanwiseStorage::read(const ScanRange& range, const DecodingRules& rules, S
     }
 }
 
+// Valid until the next scan is decompressed.
 std::span<const std::byte> ScanwiseStorage::decompressedScan(std::int64_t frameId, std::uint32_t scan) {
     const auto [input, length] = getScanBlob(frameId, scan);
     const std::size_t size = length == 0 ? 0 : decompress(frameId, scan, {input, length});

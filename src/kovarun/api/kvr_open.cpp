@@ -74,6 +74,7 @@ uint64_t kvr_lend_handle(kvr_run* run) {
     });
 }
 
+// Borrows a reader like a stream does, so it may be called while streams are at work.
 uint32_t kvr_count_scans(kvr_run* run, int64_t frame, uint32_t* scans) {
     return lumo::run::call([&] {
         lumo::run::Run& opened = *lumo::run::checked(run).run;

@@ -14,6 +14,8 @@ namespace {
 
 constexpr std::int64_t kRowsPerBatch = std::int64_t{1} << 20;
 
+// The file of states has a connection of its own for the time of this call: it need not exist, and the
+// readers keep it open only while a state of it is in use.
 Table readStatesOf(const kvr_run& handle) {
     const std::filesystem::path file = io::calibration::getCalibrationFile(handle.run->directory());
     if (std::error_code ignored; !std::filesystem::exists(file, ignored)) {

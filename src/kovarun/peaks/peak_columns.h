@@ -30,7 +30,10 @@ public:
         }
         return values.get() + used;
     }
-    void add(std::size_t written) { used += written; }
+    void add(std::size_t written) {
+        LUMO_ASSERT(used + written <= capacity);
+        used += written;
+    }
     void fill(T value, std::size_t count) {
         std::fill_n(room(count), count, value);
         used += count;
@@ -47,7 +50,10 @@ public:
         }
         used += count;
     }
-    void truncate(std::size_t size) { used = size; }
+    void truncate(std::size_t size) {
+        LUMO_ASSERT(size <= used);
+        used = size;
+    }
     arrow::Buffer buffer() const { return {values, values.get()}; }
 
 private:

@@ -44,6 +44,8 @@ public:
     }
 
 private:
+    // False after the last group. Damage comes before progress, so a caller who ends the call at a progress
+    // report has heard of everything up to there.
     bool nextGroup() {
         std::optional<GroupRead> read = tasks.next();
         if (!read) {

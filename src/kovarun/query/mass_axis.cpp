@@ -132,6 +132,7 @@ std::vector<IndexRange> MassAxis::indicesOf(const Range& mz) const {
 }
 
 void MassAxis::massesOf(std::span<const double> indices, std::span<double> mz) const {
+    LUMO_ASSERT(indices.size() == mz.size());
     for (std::size_t begin = 0; begin < indices.size(); begin += kPerConversion) {
         const std::size_t count = std::min(kPerConversion, indices.size() - begin);
         convertWhereDefined(*trafo, indices.subspan(begin, count), mz.subspan(begin, count));
@@ -139,6 +140,7 @@ void MassAxis::massesOf(std::span<const double> indices, std::span<double> mz) c
 }
 
 void MassAxis::placesOf(std::span<const double> mz, std::span<double> indices) const {
+    LUMO_ASSERT(mz.size() == indices.size());
     for (std::size_t begin = 0; begin < mz.size(); begin += kPerConversion) {
         const std::size_t count = std::min(kPerConversion, mz.size() - begin);
         trafo->MassToDIndex(mz.subspan(begin, count), indices.subspan(begin, count));
@@ -149,6 +151,7 @@ void MassAxis::placesOf(std::span<const double> mz, std::span<double> indices) c
 // end of a range is not lost.
 void MassAxis::cut(const std::vector<double>& edges, std::vector<IndexRange>& ranges,
                    std::vector<std::uint32_t>& cells) const {
+    LUMO_ASSERT(edges.size() >= 2 && std::is_sorted(edges.begin(), edges.end()));
     const auto lastCell = static_cast<std::uint32_t>(edges.size() - 2);
     if (monotonic) {
         std::vector<std::uint32_t> begins = lowerBounds(edges);

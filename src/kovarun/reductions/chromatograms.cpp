@@ -22,6 +22,8 @@ namespace {
 
 constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
 
+// The rows of a group, for one thread. A frame that fails adds nothing to any column, as its values are
+// complete before the first is appended.
 template <Reduce kind>
 class ChromatogramReader final : public GroupReader {
 public:

@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::uint32_t kMostCells = 1 << 24;
 
+// An empty range, low above high, means that there is nothing to draw.
 Range timesOf(const FrameEntries& frames) {
     Range range = {Range::kInfinity, -Range::kInfinity};
     for (const FrameEntry& frame : frames) {
@@ -68,6 +69,7 @@ Range naturalRange(Run& run, const Query& query, std::uint32_t kind) {
 
 }  // namespace
 
+// An axis of a single point gets the smallest range there is, so that a run of one frame can be drawn too.
 kvr_axis completeAxis(Run& run, const Query& query, const kvr_axis& axis) {
     static constexpr const char* kNames[] = {"time", "m/z", "1/K0"};
     if (axis.kind > KVR_AXIS_ONE_OVER_K0) {

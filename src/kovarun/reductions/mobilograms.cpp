@@ -31,6 +31,7 @@ std::uint64_t mostScans(const FrameEntries& frames) {
 // Of a scan: its number, 1/K0, and a value per target.
 std::uint64_t bytesPerScan(std::size_t targets) { return 16 + 8 * std::uint64_t{targets}; }
 
+// One thread's table. Its scans are as many as the largest frame that it has seen.
 template <Reduce kind>
 class MobilogramSum final : public Accumulator {
 public:

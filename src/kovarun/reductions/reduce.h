@@ -17,6 +17,7 @@ namespace lumo::run {
 // nothing found. A peak may have the intensity 0, too; it changes no sum and no maximum, and is counted.
 enum class Reduce { Sum, Max, Count };
 
+// Raises std::invalid_argument.
 inline Reduce checkedReduce(std::uint32_t value) {
     if (value > KVR_REDUCE_COUNT) {
         LUMO_THROW(std::invalid_argument("There is no reduction " + std::to_string(value) + "."));

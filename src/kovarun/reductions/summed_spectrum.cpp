@@ -149,6 +149,7 @@ private:
 
 }  // namespace
 
+// The reference is looked up before threads start, so all of them refer to the same mass axis.
 std::unique_ptr<arrow::BatchSource> makeSummedSpectrum(std::shared_ptr<Run> run, Query query,
                                                        const Control& control) {
     std::vector<FrameGroup> groups = groupFrames(query.frames, kPeaksPerGroup);

@@ -83,6 +83,7 @@ std::span<const TargetBox> TargetBoxes::find(FrameSource& source, const FrameBox
     return boxes;
 }
 
+// Where no target has a range of m/z, no axis is needed, and there may be none.
 void TargetBoxes::findIndices(FrameSource& source, const FrameBox& frameBox) {
     const MassAxis* const axis = source.massAxis();
     indices.assign(targets.size(), {});

@@ -35,6 +35,8 @@ Reader::Reader(const std::filesystem::path& directory, AnalysisFormat format, co
     }
 }
 
+// The casts are how a query of one format is refused by an analysis of the other: exported functions call
+// these for that alone.
 io::kova::KvdReader& Reader::frames() const {
     auto* const reader = dynamic_cast<io::kova::KvdReader*>(opened.get());
     if (reader == nullptr) {

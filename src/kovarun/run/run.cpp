@@ -18,6 +18,7 @@ std::filesystem::path databaseOf(const std::filesystem::path& directory, Analysi
     return directory / (format == AnalysisFormat::Mobility ? "analysis.kvd" : "analysis.kvs");
 }
 
+// 0 if it cannot be asked: the size only serves planning, and opening a reader reports what is wrong.
 std::uintmax_t blobSizeOf(const std::filesystem::path& directory, AnalysisFormat format) {
     std::error_code error;
     const auto size = std::filesystem::file_size(databaseOf(directory, format).concat("_bin"), error);

@@ -44,6 +44,7 @@ Intensities checkedIntensities(std::uint32_t value, Intensities ofRun) {
     }
 }
 
+// A mode that does not exist is refused by the factory of selectors, which knows them all.
 RunOptions checkedOptions(const kvr_options* options) {
     const kvr_options given = sized(options, "kvr_options");
     const char* const parameter = given.calibration_parameter;

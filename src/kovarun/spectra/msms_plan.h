@@ -4,6 +4,7 @@
 #include <span>
 #include <vector>
 
+#include "diag/assert.h"
 #include "kovarun/pipeline/frame_tasks.h"
 #include "kovarun/run/run.h"
 #include "zorel-msms-reader/stripe_rows.h"
@@ -21,9 +22,13 @@ public:
 
     // Rows of precursors [begin, end), those of each together.
     std::span<const io::algorithms::StripeRow> rows(std::size_t begin, std::size_t end) const {
+        LUMO_ASSERT(begin <= end && end < starts.size());
         return {sorted.data() + starts[begin], starts[end] - starts[begin]};
     }
-    std::int64_t lastFrame(std::size_t precursor) const { return sorted[starts[precursor + 1] - 1].frame; }
+    std::int64_t lastFrame(std::size_t precursor) const {
+        LUMO_ASSERT(precursor < precursors());
+        return sorted[starts[precursor + 1] - 1].frame;
+    }
 
 private:
     std::vector<io::algorithms::StripeRow> sorted;

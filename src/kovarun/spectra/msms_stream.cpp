@@ -40,6 +40,8 @@ void requireRoom(bool hasRoom) {
     }
 }
 
+// Extracts a group of precursors, for one thread. The plan's rows are in the order of last frames; the
+// extraction wants them by parent, so that each parent's calibration is looked up once.
 class MsmsGroupReader final : public GroupReader {
 public:
     MsmsGroupReader(const FrameWork& shared, const MsmsPlan& precursors, SpectrumKind spectrumKind)

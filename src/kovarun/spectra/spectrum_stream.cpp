@@ -43,6 +43,8 @@ void copyTo(std::vector<T>& values, const std::byte* bytes, std::size_t count) {
     }
 }
 
+// Line spectra of a group, for one thread. Everything that can fail about a spectrum comes before its first
+// column grows, or all columns would not have the same number of rows.
 class LineReader final : public GroupReader {
 public:
     LineReader(const FrameWork& shared, io::kova::LineWidths lineWidths)
@@ -108,6 +110,7 @@ private:
     std::vector<float> values;
 };
 
+// Profiles of a group, for one thread.
 class ProfileReader final : public GroupReader {
 public:
     explicit ProfileReader(const FrameWork& shared) : work(shared), reader(shared.run->borrow()) {}

@@ -33,6 +33,7 @@ Table readGlobalMetadata(CppSQLite3DB& db) {
                      "FROM GlobalMetadata");
 }
 
+// Counts below 0 make no sense and become null; so does an MS level other than 1 and 2.
 Table readFrames(CppSQLite3DB& db) {
     const std::set<std::string> names = columnsOf(db, "Frames");
     std::vector<TableColumn> columns = {
@@ -61,6 +62,7 @@ Table readIsolations(CppSQLite3DB& db) {
                          : readTable(db, columns, "FROM ZorelFrameMsMsInfo ORDER BY 1, 3, 2");
 }
 
+// Mapping tables may be missing; the numbers of mapped frames are then null and not 0.
 Table readStates(CppSQLite3DB& db, const std::string& inUse) {
     const std::set<std::string> names = columnsOf(db, "CalibrationState");
     if (names.empty()) {

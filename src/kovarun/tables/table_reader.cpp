@@ -25,6 +25,7 @@ public:
 };
 
 template <class T>
+// Integers between two bounds, everything else null: a negative number of scans is no number of scans.
 class IntegerCells : public CellReader {
 public:
     IntegerCells(std::int64_t low, std::int64_t high) : lowest(low), highest(high) {}
@@ -60,6 +61,8 @@ private:
     arrow::NumberBuilder<double> builder;
 };
 
+// Texts as they are, but for bytes that are no UTF-8, which consumers of the column could not take. Numbers
+// are read as their text.
 class TextCells : public CellReader {
 public:
     void append(const CppSQLite3Query& row, int cell) override {
@@ -122,6 +125,8 @@ std::string formatOf(const TableColumn& column) {
     return column.isSmall ? "c" : "l";
 }
 
+// Collects rows until there are no more; one per run of the query, as a query that a writer disturbs starts
+// over.
 class TableBuilder {
 public:
     explicit TableBuilder(const std::vector<TableColumn>& columns) {

@@ -10,10 +10,10 @@ namespace lumo::algorithm {
 // A table of odd smoothing widths that grow with the time-of-flight index, in segments of equal width:
 // parallel vectors of first index, last index and width, ascending and without gaps.
 //
-// It is made of four numbers: tA, tDelay and tBase of the mass calibration give the index at which widths
+// It is made from four numbers: tA, tDelay and tBase of the mass calibration give the index at which widths
 // start, and D says how fast they grow, by 1 every 2 D indices. Width k (1, 3, 5, ...) ends at index k * 2 D
-// + (tA - tDelay) / tBase. The numbers come from a file and may be anything, infinite and not-a-number
-// included; the widths then end early or there are none.
+// + (tA - tDelay) / tBase. The numbers come from a file and may be anything, infinity and NaN included; the
+// widths then end early or there are none.
 //
 // Belongs to one profile and is used by one thread at a time.
 template <class Index>
