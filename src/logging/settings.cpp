@@ -94,7 +94,7 @@ std::size_t toNumber(const std::string& place, const std::string& value, const L
 using Setter = std::function<void(SinkSettings&, const std::string& place, const std::string& value)>;
 
 const std::map<std::string, Setter, std::less<>>& sinkSetters() {
-    static const std::map<std::string, Setter, std::less<>> setters = {
+    static const std::map<std::string, Setter, std::less<>> kSetters = {
         {"type", [](auto& sink, auto& place, auto& value) { sink.type = toSinkType(place, value); }},
         {"level", [](auto& sink, auto& place, auto& value) { sink.level = toLevel(place, value); }},
         {"file", [](auto& sink, auto&, auto& value) { sink.file = value; }},
@@ -107,7 +107,7 @@ const std::map<std::string, Setter, std::less<>>& sinkSetters() {
          [](auto& sink, auto& place, auto& value) { sink.queue = toNumber(place, value, kQueueLimits); }},
         {"overflow", [](auto& sink, auto& place, auto& value) { sink.overflow = toOverflow(place, value); }},
     };
-    return setters;
+    return kSetters;
 }
 
 SinkSettings sinkOf(const IniSection& section) {

@@ -201,7 +201,7 @@ constinit OpenFiles files;
 
 void forgetFilesInChild() { files.forgetInChild(); }
 
-[[maybe_unused]] const int registered = pthread_atfork(nullptr, nullptr, &forgetFilesInChild);
+[[maybe_unused]] const int kRegistered = pthread_atfork(nullptr, nullptr, &forgetFilesInChild);
 
 // At exit and when the library is unloaded. Files on which others hold locks stay open even then.
 [[gnu::destructor]] void closeUnusedFiles() { files.closeAllUnused(); }

@@ -80,7 +80,7 @@ void openInChild() {
     generation.fetch_add(1, std::memory_order_relaxed);
 }
 
-[[maybe_unused]] const int registered = pthread_atfork(&closeForFork, &openInParent, &openInChild);
+[[maybe_unused]] const int kRegistered = pthread_atfork(&closeForFork, &openInParent, &openInChild);
 
 }  // namespace
 

@@ -23,7 +23,7 @@ public:
     T* operator->() noexcept { return &**this; }
 
 private:
-    alignas(T) std::byte memory[sizeof(T)];
+    alignas(T) std::byte memory[sizeof(T)] = {};
 };
 
 }  // namespace lumo::sys

@@ -84,7 +84,10 @@ std::string repairedUtf8(std::string text) {
         repaired.append(rest.substr(0, begin)).append("\xEF\xBF\xBD");
         rest.remove_prefix(std::max(bad, begin + 1));
     }
-    return repaired.empty() ? text : repaired.append(rest);
+    if (repaired.empty()) {
+        return text;
+    }
+    return repaired.append(rest);
 }
 
 }  // namespace lumo::sys

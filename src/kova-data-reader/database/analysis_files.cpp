@@ -30,10 +30,9 @@ AnalysisFiles locateAnalysisFiles(const fs::path& directory, AnalysisFormat form
     if (!fs::is_directory(status)) {
         LUMO_THROW(std::runtime_error("Specified path is not a directory."));
     }
-    const AnalysisFiles files =
-        format == AnalysisFormat::Mobility
-            ? AnalysisFiles{directory / "analysis.kvd", directory / "analysis.kvd_bin"}
-            : AnalysisFiles{directory / "analysis.kvs", directory / "analysis.kvs_bin"};
+    AnalysisFiles files = format == AnalysisFormat::Mobility
+                              ? AnalysisFiles{directory / "analysis.kvd", directory / "analysis.kvd_bin"}
+                              : AnalysisFiles{directory / "analysis.kvs", directory / "analysis.kvs_bin"};
     requireExisting(files.database);
     requireExisting(files.blob);
     return files;

@@ -6,6 +6,8 @@
 #include <new>
 #include <vector>
 
+#include "diag/assert.h"
+
 // Memory for columns. A batch has columns of megabytes, which the allocator of the process would take from
 // the system and give back each time; clearing those pages would cost more than decoding the peaks that fill
 // them. So large blocks that a consumer has released are kept for the next batch, up to a bound. Contents are
@@ -22,8 +24,9 @@ constexpr std::size_t kMostIdle = std::size_t{32} << 20;
 // Sizes of blocks have three significant bits: frames differ a little in their number of peaks, and the block
 // of one should serve for the next.
 std::size_t roundedUp(std::size_t bytes) {
-    const std::size_t step = std::bit_floor(bytes) / 4;
-    return (bytes + step - 1) / step * step;
+    LUMO_ASSERT(bytes >= kLarge);
+    const auto dropped = std::bit_width(bytes) - 3;
+    return (((bytes - 1) >> dropped) + 1) << dropped;
 }
 
 struct Block {

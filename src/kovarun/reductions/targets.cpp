@@ -86,14 +86,15 @@ std::span<const TargetBox> TargetBoxes::find(FrameSource& source, const FrameBox
 // Where no target has a range of m/z, no axis is needed, and there may be none.
 void TargetBoxes::findIndices(FrameSource& source, const FrameBox& frameBox) {
     const MassAxis* const axis = source.massAxis();
+    const bool isMonotonic = axis == nullptr || axis->isMonotonic();
     indices.assign(targets.size(), {});
-    if (axis != nullptr && axis->isMonotonic()) {
+    if (axis != nullptr && isMonotonic) {
         findIndicesAtOnce(*axis);
     }
     for (std::size_t i = 0; i < targets.size(); ++i) {
         if (targets[i].mz.isWhole()) {
             indices[i] = {{0, source.binCount()}};  // also where there is no m/z
-        } else if (!axis->isMonotonic()) {
+        } else if (!isMonotonic) {
             indices[i] = axis->indicesOf(targets[i].mz);
         }
         if (!frameBox.areAllIndices) {

@@ -173,8 +173,9 @@ Table readTable(CppSQLite3DB& db, const std::vector<TableColumn>& columns, const
     for (const TableColumn& column : columns) {
         sql += (&column == columns.data() ? "" : ", ") + column.expression;
     }
+    sql.append(" ").append(rest);
     TableBuilder table(columns);
-    for (CppSQLite3Query row = db.execQuery(sql + " " + rest); !row.eof(); row.nextRow()) {
+    for (CppSQLite3Query row = db.execQuery(sql); !row.eof(); row.nextRow()) {
         table.append(row);
     }
     return table.intoTable();
