@@ -58,7 +58,7 @@ def measured(action, clock):
 
 
 def one_chromatogram(path, low, high):
-    """Time of a chromatogram in ms, the median of several, by DuckDB and by Polars, each with the file opened anew."""
+    """Time of a chromatogram in ms, the median of several, by DuckDB and by Polars, each with the file opened again."""
     import duckdb
     import polars
 

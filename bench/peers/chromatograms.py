@@ -2,7 +2,7 @@
 """Chromatograms of 1,000 ions and of one, by the library and by those who ask a copy of the peaks in Parquet.
 
 The copies hold frame, m/z and intensity with row group statistics, one sorted by frame, one by m/z. Each way runs in a process of
-its own on one processor and on two, opens its file anew, and must find the same sums. Times are by the clock, the fastest round.
+its own on one processor and on two, opens its file again, and must find the same sums. Times are by the clock, the fastest round.
 """
 
 import argparse

@@ -20,9 +20,9 @@
  *  4. **Threads.** A run may be used by any number of threads at the same time, and any number of its streams may be open;
  *     one stream is used by one thread at a time. Worker threads belong to a stream and end with it; they run no code of
  *     the caller. Results are the same bits for any number of threads, size of batches and kind of processor.
- *  5. **Callbacks.** Progress and damage are told on the thread that calls, from inside the call or `get_next`. A callback
+ *  5. **Callbacks.** Progress and damage are reported on the calling thread, from inside the call or `get_next`. A callback
  *     must not throw, and must not use the stream that calls it.
- *  6. **Processes.** After a fork() the child opens runs anew; those of its parent, and their streams, are refused there
+ *  6. **Processes.** After a fork() the child opens runs again; those of its parent, and their streams, are refused there
  *     with a text. Releasing and closing them is allowed.
  *  7. **Ranges.** Ranges of values are closed, [low, high], and may have infinite ends; a NULL pointer is the whole range.
  *     A bound that is not a number, or a range that ends before it begins, is refused. A peak belongs to a range if its m/z

@@ -11,7 +11,7 @@
 // computed batch by batch, while a batch is still in the processor's cache. What a frame has appended is
 // taken back if the frame fails, so a batch holds whole frames only.
 //
-// While a batch is being worked on, its indices and intensities lie behind the counted ones, at room(0); they
+// While a batch is being worked on, its indices and intensities lie after the counted ones, at room(0); they
 // are counted last, so until then every step finds them there.
 namespace lumo::run {
 
