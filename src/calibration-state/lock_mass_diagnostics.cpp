@@ -1,15 +1,14 @@
 #include "calibration-state/lock_mass_diagnostics.h"
 
-#include <bit>
 #include <charconv>
-#include <cstdint>
-#include <cstring>
+#include <span>
 #include <string>
 #include <string_view>
 
 #include "diag/errors.h"
 #include "diag/throw.h"
 #include "sqlite/cppsqlite3.h"
+#include "sys/little_endian.h"
 
 // Series of numbers, which programs have written as blobs or as texts. Both are read strictly: half a number
 // at the end is damage and not a shorter series. Texts are read without the caller's locale, which may have a
@@ -48,14 +47,7 @@ std::vector<double> seriesFromBlob(const std::vector<std::byte>& bytes, const ch
         raiseBadSeries(column);
     }
     std::vector<double> series(bytes.size() / sizeof(double));
-    for (std::size_t i = 0; i < series.size(); ++i) {
-        std::uint64_t bits = 0;
-        std::memcpy(&bits, bytes.data() + i * sizeof bits, sizeof bits);
-        if constexpr (std::endian::native == std::endian::big) {
-            bits = __builtin_bswap64(bits);
-        }
-        series[i] = std::bit_cast<double>(bits);
-    }
+    sys::loadNumbers(bytes.data(), std::span(series));
     return series;
 }
 

@@ -1,10 +1,11 @@
 #include "kovadata/kvs_instance.h"
 
-#include <cstring>
 #include <limits>
+#include <span>
 #include <stdexcept>
 
 #include "diag/throw.h"
+#include "sys/little_endian.h"
 
 // Spectra are copied to the caller's arrays only if they fit as a whole. The size that is needed is returned
 // in any case, so a caller can ask with a length of 0 first.
@@ -27,10 +28,10 @@ std::uint32_t KvsInstance::readLineSpectrum(std::int64_t spectrumId, const LineS
     const kova::LineSpectrumView view = reader.viewLineSpectrum(spectrumId, widths);
     const std::uint32_t count = checkedCount(view.peaks);
     if (count != 0 && output.length >= count) {
-        std::memcpy(output.positions, view.positions, view.peaks * sizeof(double));
-        std::memcpy(output.intensities, view.intensities, view.peaks * sizeof(float));
+        sys::loadNumbers(view.positions, std::span(output.positions, view.peaks));
+        sys::loadNumbers(view.intensities, std::span(output.intensities, view.peaks));
         if (widths == kova::LineWidths::Read) {
-            std::memcpy(output.widths, view.widths, view.peaks * sizeof(float));
+            sys::loadNumbers(view.widths, std::span(output.widths, view.peaks));
         }
     }
     return count;

@@ -24,7 +24,7 @@ ALLOWED = {
     "calibration": {"math", "diag", "logging", "sys"},
     "calibration-table-reader": {"calibration", "sqlite", "diag", "logging"},
     "kvd-calibration-reader": {"calibration-table-reader", "calibration", "sqlite", "diag", "logging"},
-    "calibration-state": {"calibration-table-reader", "calibration", "sqlite", "diag", "logging"},
+    "calibration-state": {"calibration-table-reader", "calibration", "sqlite", "diag", "logging", "sys"},
     "kova-data-reader": {"calibration-state", "kvd-calibration-reader", "calibration", "sqlite", "diag", "logging", "sys"},
     "process-frames": {"diag", "sys"},
     "zorel-msms-reader": {"process-frames", "kova-data-reader", "calibration", "sqlite", "diag", "logging"},

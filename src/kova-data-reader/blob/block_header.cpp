@@ -2,8 +2,8 @@
 
 #include "diag/errors.h"
 #include "diag/throw.h"
-#include "kova-data-reader/blob/little_endian.h"
 #include "kova-data-reader/blob/stream_reading.h"
+#include "sys/little_endian.h"
 
 // Blocks of types 2 and 3 begin with eight bytes, two little-endian words: the size of the block, header
 // included, and a number whose meaning depends on the type (scans of a frame, or bytes of the line part).
@@ -22,7 +22,7 @@ std::array<std::uint32_t, 2> readBlockHeader(std::istream& stream, std::int64_t 
     if (!seekTo(stream, position + kBlockHeaderSizeBytes)) {
         LUMO_THROW(CorruptFrameDataError(frameId, "Error seeking to frame data."));
     }
-    return {loadU32(bytes.data()), loadU32(bytes.data() + 4)};
+    return {sys::loadU32(bytes.data()), sys::loadU32(bytes.data() + 4)};
 }
 
 }  // namespace lumo::io::kova::binary

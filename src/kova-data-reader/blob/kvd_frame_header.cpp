@@ -1,14 +1,14 @@
 #include "kova-data-reader/blob/kvd_frame_header.h"
 
 #include <array>
-#include <bit>
+#include <span>
 #include <stdexcept>
 
 #include "diag/errors.h"
 #include "diag/throw.h"
 #include "kova-data-reader/blob/limits.h"
-#include "kova-data-reader/blob/little_endian.h"
 #include "kova-data-reader/blob/stream_reading.h"
+#include "sys/little_endian.h"
 
 // The table of scan offsets in front of a block of compression type 1: where each scan begins, counted from
 // the block, and where the last one ends. The number of scans is held against a limit before the table is
@@ -29,8 +29,8 @@ void KvdFrameHeader::initFromStream(std::int64_t newFrameId, std::int64_t positi
     if (!binary::readExactly(stream, head.data(), head.size())) {
         LUMO_THROW(CorruptFrameDataError(frameId, "Error reading 8-byte binary header."));
     }
-    firstWord = loadU32(head.data());
-    const std::uint32_t scans = loadU32(head.data() + 4);
+    firstWord = sys::loadU32(head.data());
+    const std::uint32_t scans = sys::loadU32(head.data() + 4);
     if (scans > limits::kMaxScansPerFrame) {
         LUMO_THROW(CorruptFrameDataError(frameId, "Maximum number of scans exceeded."));
     }
@@ -39,11 +39,7 @@ void KvdFrameHeader::initFromStream(std::int64_t newFrameId, std::int64_t positi
     if (!binary::readExactly(stream, bytes, scanOffsets.size() * sizeof(std::uint32_t))) {
         LUMO_THROW(CorruptFrameDataError(frameId, "Error reading binary scan offsets."));
     }
-    if constexpr (std::endian::native != std::endian::little) {
-        for (std::size_t i = 0; i < scanOffsets.size(); ++i) {
-            scanOffsets[i] = loadU32(bytes + 4 * i);
-        }
-    }
+    sys::reverseBytesOnBigEndian(std::span(scanOffsets));
     blockPosition = position;
     LUMO_LOG(logger, Trace, "Frame " << frameId << ": " << scans << " scans.");
 }

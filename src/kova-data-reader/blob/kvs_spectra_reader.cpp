@@ -1,6 +1,6 @@
 #include "kova-data-reader/blob/kvs_spectra_reader.h"
 
-#include <cstring>
+#include <span>
 #include <string>
 
 #include "diag/errors.h"
@@ -8,6 +8,7 @@
 #include "kova-data-reader/blob/block_header.h"
 #include "kova-data-reader/blob/byte_shuffling.h"
 #include "kova-data-reader/blob/stream_reading.h"
+#include "sys/little_endian.h"
 
 // Spectra without mobility, compression type 3. A block is a header, a part with lines and a part with a
 // profile, and each part is compressed by itself, so reading one leaves the other in the file. The stream's
@@ -141,9 +142,7 @@ void KvsSpectraReader::getLineSpectrum(std::int64_t peaks, std::vector<double>& 
         viewLineSpectrum(peaks, widths != nullptr ? LineWidths::Read : LineWidths::LeaveOut);
     const auto copy = [&view](auto& values, const std::byte* bytes) {
         values.resize(view.peaks);
-        if (view.peaks != 0) {
-            std::memcpy(values.data(), bytes, view.peaks * sizeof(values[0]));
-        }
+        sys::loadNumbers(bytes, std::span(values));
     };
     copy(positions, view.positions);
     copy(intensities, view.intensities);

@@ -21,8 +21,8 @@ struct SpectrumParts {
 // Whether a caller wants the widths of peaks. Not all line spectra have them.
 enum class LineWidths { LeaveOut, Read };
 
-// The arrays of a line spectrum where they were decompressed: doubles, floats, floats, at any address, so
-// they are copied out and never read in place.
+// The arrays of a line spectrum where they were decompressed: doubles, floats, floats, at any address and in
+// the byte order of the file, so they are copied out (sys/little_endian.h) and never read in place.
 struct LineSpectrumView {
     std::size_t peaks = 0;
     const std::byte* positions = nullptr;

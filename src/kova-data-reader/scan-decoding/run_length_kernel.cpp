@@ -1,8 +1,8 @@
 #include "kova-data-reader/scan-decoding/run_length_kernel.h"
 
 #include "diag/assert.h"
-#include "kova-data-reader/blob/little_endian.h"
 #include "kova-data-reader/scan-decoding/bin_limit.h"
+#include "sys/little_endian.h"
 
 // Scans of compression type 1 as runs: the plain form defines the result, and takes over from the vector form
 // wherever that stops. Dropping needs no case of its own: a peak that is not kept is overwritten by the next
@@ -13,7 +13,7 @@ namespace lumo::io::kova {
 namespace {
 
 std::int32_t valueAt(std::span<const std::byte> values, std::size_t i) {
-    return static_cast<std::int32_t>(loadU32(values.data() + 4 * i));
+    return static_cast<std::int32_t>(sys::loadU32(values.data() + 4 * i));
 }
 
 // The form that defines the result. Skips and peaks follow each other in no order that a processor could

@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <cstring>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -10,6 +10,7 @@
 #include "kovarun/run/optional_calibration.h"
 #include "kovarun/spectra/spectra.h"
 #include "kovarun/tables/analysis_facts.h"
+#include "sys/little_endian.h"
 
 // Stored spectra without mobility as batches: a task is a group of frames, and a spectrum is a row of lists.
 // Positions are given as they are stored and as m/z. Where a frame has no calibration, or one that does not
@@ -36,11 +37,9 @@ void requireRoom(bool hasRoom) {
 
 // Copies values out of a decompressed block, where they may lie at any address, aligned or not.
 template <class T>
-void copyTo(std::vector<T>& values, const std::byte* bytes, std::size_t count) {
+void load(std::vector<T>& values, const std::byte* bytes, std::size_t count) {
     values.resize(count);
-    if (count != 0) {
-        std::memcpy(values.data(), bytes, count * sizeof(T));
-    }
+    sys::loadNumbers(bytes, std::span(values));
 }
 
 // Line spectra of a group, for one thread. Everything that can fail about a spectrum comes before its first
@@ -74,13 +73,13 @@ private:
     void append(Columns& columns, std::int64_t id) {
         const io::kova::LineSpectrumView view = reader->spectra().viewLineSpectrum(id, widths);
         requireRoom(columns.positions.hasRoom(view.peaks));
-        copyTo(positions, view.positions, view.peaks);
+        load(positions, view.positions, view.peaks);
         columns.ids.append(id);
         columns.positions.append(positions.data(), view.peaks);
-        copyTo(values, view.intensities, view.peaks);
+        load(values, view.intensities, view.peaks);
         columns.intensities.append(values.data(), view.peaks);
         if (widths == io::kova::LineWidths::Read) {
-            copyTo(values, view.widths, view.peaks);
+            load(values, view.widths, view.peaks);
             columns.widths.append(values.data(), view.peaks);
         } else {
             columns.widths.appendNull();

@@ -66,7 +66,7 @@ private:
         tally.scans += data.scans;
         tally.peaks += data.peaks;
         tally.intensitySum += data.intensitySum;
-        tally.addBytes(std::as_bytes(data.words), tally.crcRaw);
+        tally.addNumbers(data.words, tally.crcRaw);
     }
 
     void countGoodScans(BadFrame& frame) const {
@@ -90,14 +90,14 @@ private:
             run.info().has_profiles != 0 ? profiles.readProfile(id) : std::span<const std::uint32_t>();
         tally.readTime += Clock::now() - start;
         tally.lines += lines.positions.size();
-        tally.addBytes(std::as_bytes(lines.positions), tally.crcLines);
-        tally.addBytes(std::as_bytes(lines.intensities), tally.crcLines);
+        tally.addNumbers(lines.positions, tally.crcLines);
+        tally.addNumbers(lines.intensities, tally.crcLines);
         if (lines.widths) {
-            tally.addBytes(std::as_bytes(*lines.widths), tally.crcLines);
+            tally.addNumbers(*lines.widths, tally.crcLines);
         }
         tally.profilePoints += profile.size();
         tally.profileSum = std::accumulate(profile.begin(), profile.end(), tally.profileSum);
-        tally.addBytes(std::as_bytes(profile), tally.crcProfiles);
+        tally.addNumbers(profile, tally.crcProfiles);
     }
 
     const Run& run;

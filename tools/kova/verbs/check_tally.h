@@ -28,13 +28,19 @@ struct CheckTally {
     std::uint64_t crcLines = 0;
     std::uint64_t crcProfiles = 0;
 
-    // Counts the bytes and adds them to a CRC-32.
-    void addBytes(std::span<const std::byte> data, std::uint64_t& crc);
+    // Counts the bytes of numbers and adds them to a CRC-32, least significant byte first.
+    template <class T>
+    void addNumbers(std::span<const T> numbers, std::uint64_t& crc) {
+        addNumbers(std::as_bytes(numbers), sizeof(T), crc);
+    }
 
     double seconds() const { return std::chrono::duration<double>(readTime).count(); }
     double gigabytesPerSecond() const {
         return readTime.count() > 0 ? static_cast<double>(bytes) * 1e-9 / seconds() : 0.0;
     }
+
+private:
+    void addNumbers(std::span<const std::byte> data, std::size_t size, std::uint64_t& crc);
 };
 
 }  // namespace kova_tool
