@@ -130,7 +130,7 @@ SparseProfile sumUpPlainly(Parts parts, std::size_t binCount, const OccupancyMem
 
 }  // namespace
 
-SumUpForm sumUpFormFor(sys::SimdLevel level) {
+SumUpForm sumUpFormFor([[maybe_unused]] sys::SimdLevel level) {
 #ifdef __x86_64__
     if (level == sys::SimdLevel::Avx2) {
         return sumUpByAvx2;
