@@ -9,8 +9,8 @@
 
 #include <cxxabi.h>
 #include <dlfcn.h>
-#include <execinfo.h>
 #include <link.h>
+#include <unwind.h>
 
 #include "diag/assert.h"
 #include "diag/symbol_table.h"
@@ -39,6 +39,28 @@ const char* fileName(const char* path) {
     return name;
 }
 
+// A file of this process: how far it was moved, and its path, which is empty for the program itself.
+struct Module {
+    std::uintptr_t offset = 0;
+    const char* path = "";
+};
+
+// The file that holds an address, and what the dynamic linker knows of the function there.
+std::optional<Module> lookUp(const void* address, Dl_info& info) {
+#ifdef RTLD_DL_LINKMAP
+    void* map = nullptr;
+    if (dladdr1(address, &info, &map, RTLD_DL_LINKMAP) == 0) {
+        return std::nullopt;
+    }
+    return Module{static_cast<const link_map*>(map)->l_addr, static_cast<const link_map*>(map)->l_name};
+#else  // so for all that may be loaded anywhere, as libraries are
+    if (dladdr(address, &info) == 0) {
+        return std::nullopt;
+    }
+    return Module{reinterpret_cast<std::uintptr_t>(info.dli_fbase), info.dli_fname};
+#endif
+}
+
 // Looks up the functions of consecutive frames, which tend to come from the same file.
 //
 // The dynamic linker knows exported functions only, and this library exports few. So names come from the full
@@ -48,13 +70,12 @@ public:
     void render(std::ostream& out, void* address) {
         out << address;
         Dl_info info{};
-        void* module = nullptr;
         // The call is before the address that it returns to, which may already belong to the next function.
-        if (dladdr1(static_cast<char*>(address) - 1, &info, &module, RTLD_DL_LINKMAP) == 0) {
+        const std::optional<Module> module = lookUp(static_cast<char*>(address) - 1, info);
+        if (!module) {
             return;
         }
-        renderFunction(out, reinterpret_cast<std::uintptr_t>(address), info,
-                       *static_cast<const link_map*>(module));
+        renderFunction(out, reinterpret_cast<std::uintptr_t>(address), info, *module);
         if (info.dli_fname != nullptr) {
             out << " (" << fileName(info.dli_fname) << ')';
         }
@@ -62,13 +83,13 @@ public:
 
 private:
     void renderFunction(std::ostream& out, std::uintptr_t address, const Dl_info& info,
-                        const link_map& module) {
+                        const Module& module) {
         auto base = reinterpret_cast<std::uintptr_t>(info.dli_fbase);
         const char* name = nullptr;
-        if (const SymbolTable::Function function = tableOf(module).find(address - 1 - module.l_addr);
+        if (const SymbolTable::Function function = tableOf(module).find(address - 1 - module.offset);
             function.name) {
             name = function.name;
-            base = module.l_addr + function.begin;
+            base = module.offset + function.begin;
         } else if (info.dli_sname != nullptr) {
             name = info.dli_sname;
             base = reinterpret_cast<std::uintptr_t>(info.dli_saddr);
@@ -79,8 +100,8 @@ private:
         out << " +0x" << std::hex << address - base << std::dec;
     }
 
-    const SymbolTable& tableOf(const link_map& module) {
-        const char* const path = *module.l_name != '\0' ? module.l_name : "/proc/self/exe";
+    const SymbolTable& tableOf(const Module& module) {
+        const char* const path = *module.path != '\0' ? module.path : "/proc/self/exe";
         if (!table || table->path() != path) {
             table.emplace(path);
         }
@@ -96,12 +117,26 @@ private:
 // there are.
 StackTrace StackTrace::capture(int skippedFrames) {
     LUMO_ASSERT(skippedFrames >= 0);
-    std::array<void*, kMaxFrames> buffer;  // NOLINT(*-member-init): 8 KiB, filled as far as they are read
-    const int count = backtrace(buffer.data(), kMaxFrames);
+    struct Chain {
+        std::array<void*, kMaxFrames> addresses;
+        int count;
+    } chain;  // NOLINT(*-member-init): 8 KiB, filled as far as they are read
+    chain.count = 0;
+    const auto add = [](_Unwind_Context* frame, void* context) {
+        auto& known = *static_cast<Chain*>(context);
+        const _Unwind_Ptr address = _Unwind_GetIP(frame);
+        if (address == 0 || known.count == kMaxFrames) {
+            return _URC_END_OF_STACK;
+        }
+        known.addresses[static_cast<std::size_t>(known.count++)] =
+            reinterpret_cast<void*>(address);  // NOLINT(performance-no-int-to-ptr)
+        return _URC_NO_REASON;
+    };
+    _Unwind_Backtrace(add, &chain);
     const int first = skippedFrames + 1;
     StackTrace trace;
-    if (first < count) {
-        trace.addresses.assign(buffer.begin() + first, buffer.begin() + count);
+    if (first < chain.count) {
+        trace.addresses.assign(chain.addresses.begin() + first, chain.addresses.begin() + chain.count);
     }
     return trace;
 }
