@@ -3,20 +3,38 @@
 from __future__ import annotations
 
 import pathlib
-from typing import Any, Dict, Protocol, Sequence
+from typing import Any, Dict, Optional, Protocol, Sequence, Tuple
 
 from .plan import Plan
 
-# What compresses a column well without costing much time, by measurement. Within a frame, scans, 1/K0 and the frame
-# itself repeat, indices ascend within a scan, and intensities are small numbers. Sorted by m/z it is indices and m/z that
-# repeat, and the others are short numbers without order.
-_FRAME_LAYOUT = {"frame": "dictionary", "time": "dictionary", "ms_level": "dictionary", "scan": "plain",
-                 "tof_index": "DELTA_BINARY_PACKED", "intensity": "DELTA_BINARY_PACKED", "mz": "plain",
-                 "one_over_k0": "plain"}
-_MZ_LAYOUT = {"frame": "dictionary", "time": "dictionary", "ms_level": "dictionary", "scan": "dictionary",
-              "tof_index": "DELTA_BINARY_PACKED", "intensity": "DELTA_BINARY_PACKED", "mz": "plain",
-              "one_over_k0": "dictionary"}
-_ZSTD_LEVELS = {"frame": -5, "mz": 1}
+# What makes a column small without costing much time, by measurement: an encoding, and the level of zstd after it. In frames
+# one after the other, scans, 1/K0 and the frame itself repeat, indices ascend within a scan, intensities are small numbers, and
+# nothing but their first bytes makes m/z smaller. Sorted by m/z it is indices and m/z that repeat, and the others are
+# short numbers without order. Encodings are those that every reader knows: Spark reads no split bytes of integers.
+_DICTIONARY, _DELTA, _SPLIT, _PLAIN = "dictionary", "DELTA_BINARY_PACKED", "BYTE_STREAM_SPLIT", "PLAIN"
+_FRAME_LAYOUT = {"frame": (_DICTIONARY, 1), "time": (_DICTIONARY, 1), "ms_level": (_DICTIONARY, 1), "scan": (_PLAIN, 1),
+                 "tof_index": (_DELTA, None), "intensity": (_DELTA, None), "mz": (_SPLIT, -50), "one_over_k0": (_PLAIN, -5)}
+_MZ_LAYOUT = {"frame": (_DICTIONARY, 1), "time": (_DICTIONARY, 1), "ms_level": (_DICTIONARY, 1), "scan": (_DICTIONARY, 1),
+              "tof_index": (_DELTA, 1), "intensity": (_DELTA, 1), "mz": (_PLAIN, 1), "one_over_k0": (_DICTIONARY, 1)}
+# The columns whose least and greatest value tell row groups apart.
+_TELLING = {"frame": ("frame", "time", "ms_level"), "mz": ("mz", "tof_index")}
+_AT_ONCE = 1 << 14  # so many values of a column are in the processor's cache from step to step
+
+
+def _encodings(schema: Any, plan: Plan) -> Dict[str, Tuple[str, Optional[int]]]:
+    from pyarrow import types
+
+    columns = _MZ_LAYOUT if plan.layout == "mz" else _FRAME_LAYOUT
+    found = {name: columns.get(name, (_SPLIT, 1)) for name in schema.names}
+    return {name: (_SPLIT, 1) if encoding == _DELTA and not types.is_integer(schema.field(name).type) else (encoding, level)
+            for name, (encoding, level) in found.items()}
+
+
+def _compression(codec: str, chosen: Dict[str, Tuple[str, Optional[int]]]) -> Dict[str, Any]:
+    if codec != "zstd" or not chosen:
+        return {"compression": codec}
+    return {"compression": {name: "none" if level is None else "zstd" for name, (_, level) in chosen.items()},
+            "compression_level": {name: level for name, (_, level) in chosen.items() if level is not None}}
 
 
 class Sink(Protocol):
@@ -33,19 +51,17 @@ class ParquetSink:
     """A Parquet file, a row group for each table."""
 
     def __init__(self, path: pathlib.Path, schema: Any, plan: Plan, sorted_by: Sequence[str]) -> None:
-        from pyarrow import parquet, types
+        from pyarrow import parquet
 
-        encodings = _MZ_LAYOUT if plan.layout == "mz" else _FRAME_LAYOUT
-        flat = [name for name in schema.names if plan.content == "peaks"]
-        dictionary = [name for name in flat if encodings.get(name, "dictionary") == "dictionary"]
-        special = {name: encodings[name] for name in flat if encodings.get(name, "plain") not in ("plain", "dictionary")
-                   and types.is_integer(schema.field(name).type)}
+        chosen = _encodings(schema, plan) if plan.content == "peaks" else {}
         order = [(name, "ascending") for name in sorted_by if name in schema.names]
         self._writer = parquet.ParquetWriter(
-            path, schema, compression=plan.compression, use_dictionary=dictionary if flat else True,
-            compression_level=_ZSTD_LEVELS[plan.layout] if plan.compression == "zstd" else None,
-            column_encoding=special or None,
-            sorting_columns=parquet.SortingColumn.from_ordering(schema, order) if order else None)
+            path, schema, write_batch_size=_AT_ONCE,
+            write_statistics=[name for name in _TELLING[plan.layout] if name in chosen] or not chosen,
+            use_dictionary=[name for name, (encoding, _) in chosen.items() if encoding == _DICTIONARY] if chosen else True,
+            column_encoding={name: encoding for name, (encoding, _) in chosen.items() if encoding != _DICTIONARY} or None,
+            sorting_columns=parquet.SortingColumn.from_ordering(schema, order) if order else None,
+            **_compression(plan.compression, chosen))
 
     def write(self, rows: Any) -> None:
         self._writer.write_table(rows, row_group_size=max(rows.num_rows, 1))
