@@ -11,9 +11,12 @@ from ._chromatogram import ChromatogramChart, Series, chromatogram
 from ._heat_map import HeatMap, heat_map, map_grid
 from ._mobilogram import MobilogramChart, mobilogram
 from ._numbers import bytes_text, count_text, short_count
-from ._spectrum import SpectrumChart, Stems, spectrum
+from ._points import Points, points
+from ._spectrum import SpectrumChart, Stems, show_spectrum, spectrum
+from ._steps import Steps, bars, steps
 from ._theme import SERIES_COLOURS, THEMES, themed
 
-__all__ = ["SERIES_COLOURS", "THEMES", "Chart", "ChromatogramChart", "HeatMap", "MobilogramChart", "Series", "SpectrumChart",
-           "Stems", "bytes_text", "chromatogram", "count_formatter", "count_text", "heat_map", "map_grid", "mobilogram",
-           "new_figure", "page_script", "page_style", "short_count", "spectrum", "themed"]
+__all__ = ["SERIES_COLOURS", "THEMES", "Chart", "ChromatogramChart", "HeatMap", "MobilogramChart", "Points", "Series",
+           "SpectrumChart", "Stems", "Steps", "bars", "bytes_text", "chromatogram", "count_formatter", "count_text", "heat_map",
+           "map_grid", "mobilogram", "new_figure", "page_script", "page_style", "points", "short_count", "show_spectrum",
+           "spectrum", "steps", "themed"]

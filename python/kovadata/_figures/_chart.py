@@ -54,7 +54,8 @@ def count_formatter() -> CustomJSTickFormatter:
 
 
 def new_figure(name: str, x_label: str, y_label: str, *, height: int = 260, x_range: Any = None, y_range: Any = None,
-               title: str = "", zoom: str = "width", select: bool = False, hover: Optional[HoverTool] = None) -> Any:
+               title: str = "", zoom: str = "width", select: bool = False, hover: Optional[HoverTool] = None,
+               x_axis_type: str = "auto") -> Any:
     """An empty figure.
 
     Parameters
@@ -72,7 +73,7 @@ def new_figure(name: str, x_label: str, y_label: str, *, height: int = 260, x_ra
     made = figure(name=name, height=height, sizing_mode="stretch_width", tools=tools, active_drag=zoom_box,
                   active_scroll=None, toolbar_location="above", title=title, x_axis_label=x_label, y_axis_label=y_label,
                   background_fill_color=None, border_fill_color=None, outline_line_color=None, min_border=4,
-                  lod_threshold=None, **ranges)
+                  lod_threshold=None, x_axis_type=x_axis_type, **ranges)
     if hover is not None:
         made.add_tools(hover)
     made.toolbar.logo = None

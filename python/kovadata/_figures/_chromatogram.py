@@ -14,7 +14,11 @@ from ._theme import SERIES_COLOURS, themed
 Values = Union[np.ndarray, Sequence[float]]
 
 _MARKED_POINTS = 80
-_THOUSANDS = CustomJSHover(code="return Math.round(value).toLocaleString('en')")
+
+
+def thousands() -> CustomJSHover:
+    """Counts in full, for a hover. Each figure needs its own: a model belongs to one page."""
+    return CustomJSHover(code="return Math.round(value).toLocaleString('en')")
 
 
 class Series(NamedTuple):
@@ -74,7 +78,7 @@ class ChromatogramChart(Chart):
 def chromatogram(name: str, series: Sequence[Series], *, x_label: str, y_label: str = "intensity (counts)",
                  height: int = 240, title: str = "", x_range: Optional[Any] = None) -> ChromatogramChart:
     """A chromatogram of some series, with a legend that hides them and a cursor that is hidden at first."""
-    hover = HoverTool(mode="vline", attachment="horizontal", formatters={"@y": _THOUSANDS}, tooltips=[
+    hover = HoverTool(mode="vline", attachment="horizontal", formatters={"@y": thousands()}, tooltips=[
         ("frame", "@frame"), (x_label, "@x{0.000}"), ("intensity", "@y{custom}")])
     made = new_figure(name, x_label, y_label, height=height, title=title, hover=hover,
                       x_range=x_range or Range1d(0, 1), y_range=Range1d(0, 1))

@@ -6,13 +6,14 @@ Cells without a peak show the page. Values go to the browser as 32-bit floats: c
 from __future__ import annotations
 
 import dataclasses
-from typing import Any, Optional, Tuple
+from typing import Any, Optional, Sequence, Tuple
 
 import numpy as np
-from bokeh.models import (BoxAnnotation, ColorBar, ColumnDataSource, HoverTool, LogColorMapper, LogTicker, Range1d)
+from bokeh.models import (BoxAnnotation, ColorBar, ColumnDataSource, CustomJSHover, HoverTool, LinearColorMapper, LogColorMapper,
+                          LogTicker, Range1d)
 
 from ._chart import FONT, Chart, count_formatter, new_figure
-from ._chromatogram import _THOUSANDS
+from ._chromatogram import thousands
 from ._theme import themed
 
 PEAK_COLUMNS = ("mz", "one_over_k0", "scan", "tof_index", "intensity")
@@ -30,6 +31,22 @@ class HeatMap(Chart):
         self.sources["image"].data = {**_image(values), "x": [x_edges[0]], "y": [y_edges[0]],
                                       "dw": [x_edges[-1] - x_edges[0]], "dh": [y_edges[-1] - y_edges[0]]}
         self.sources["peaks"].data = {name: [] for name in self.sources["peaks"].data}
+
+    def show_codes(self, values: np.ndarray, x_edges: Sequence[float], y_edges: Sequence[float]) -> None:
+        """Draws cells whose colours are one byte each, for pages that hold all of their data."""
+        low, high = colour_range(values)
+        self.colour(low, high)
+        with np.errstate(divide="ignore"):
+            shown = np.log(np.maximum(values, low) / low) / np.log(high / low)
+        self.show_cells(np.where(values > 0, 1 + np.rint(254 * shown), 0).astype(np.uint8), np.asarray(x_edges),
+                        np.asarray(y_edges))
+        image = self.figure.select_one({"name": "cells"})
+        image.glyph.color_mapper = themed(LinearColorMapper(low=1, high=255, low_color="rgba(0, 0, 0, 0)"), palette="map")
+        decode = CustomJSHover(args={"low": low, "step": float(np.log(high / low)) / 254}, code="""
+            return value < 1 ? "none" : String(Number((low * Math.exp((value - 1) * step)).toPrecision(2)))""")
+        axes = [axis.axis_label.split(" (")[0] for axis in (*self.figure.xaxis, *self.figure.yaxis)]
+        self.figure.add_tools(HoverTool(renderers=[image], attachment="horizontal", formatters={"@image": decode}, tooltips=[
+            (axes[0], "$x{0.00}"), (axes[1], "$y{0.000}"), ("about", "@image{custom}")]))
 
     def show_peaks(self, x: np.ndarray, y: np.ndarray, **columns: np.ndarray) -> None:
         """Draws single peaks, the strongest on top. `columns` are those of `PEAK_COLUMNS`."""
@@ -68,7 +85,7 @@ def heat_map(name: str, x_label: str, y_label: str, *, height: int = 420, x_rang
              y_range: Optional[Any] = None, title: str = "", select: bool = True,
              colour_label: str = "intensity (counts)") -> HeatMap:
     """An empty map. Give it cells or peaks, limits and colours."""
-    hover = HoverTool(formatters={"@intensity": _THOUSANDS}, attachment="horizontal", tooltips=[
+    hover = HoverTool(formatters={"@intensity": thousands()}, attachment="horizontal", tooltips=[
         ("m/z", "@mz{0.00000}"), ("1/K\u2080", "@one_over_k0{0.00000}"), ("scan", "@scan"), ("index", "@tof_index"),
         ("intensity", "@intensity{custom}")])
     made = new_figure(name, x_label, y_label, height=height, title=title, zoom="both", select=select, hover=hover,
@@ -76,7 +93,7 @@ def heat_map(name: str, x_label: str, y_label: str, *, height: int = 420, x_rang
     mapper = themed(LogColorMapper(low=1, high=10, nan_color="rgba(0, 0, 0, 0)"), palette="map")
     sources = {"image": ColumnDataSource({name: [] for name in ("image", "x", "y", "dw", "dh")}),
                "peaks": ColumnDataSource({name: [] for name in ("x", "y", "size", *PEAK_COLUMNS)})}
-    made.image("image", x="x", y="y", dw="dw", dh="dh", source=sources["image"], color_mapper=mapper)
+    made.image("image", x="x", y="y", dw="dw", dh="dh", source=sources["image"], color_mapper=mapper, name="cells")
     peaks = made.scatter("x", "y", size="size", source=sources["peaks"], line_color=None, marker="square",
                          fill_color={"field": "intensity", "transform": mapper})
     peaks.nonselection_glyph = peaks.selection_glyph = None
@@ -97,6 +114,8 @@ def frame_box(chart: Chart, left: float, right: float, bottom: float, top: float
 
 
 def _image(values: np.ndarray) -> Any:
+    if values.dtype == np.uint8:
+        return {"image": [values]}
     shown = values.astype(np.float32)
     shown[shown == 0] = np.nan
     return {"image": [shown]}

@@ -9,7 +9,7 @@ import numpy as np
 from bokeh.models import ColumnDataSource, HoverTool, Range1d
 
 from ._chart import Chart, count_axis, new_figure
-from ._chromatogram import _THOUSANDS
+from ._chromatogram import thousands
 from ._theme import themed
 
 
@@ -30,7 +30,7 @@ class MobilogramChart(Chart):
 def mobilogram(name: str, label: str, *, upright: bool = False, height: int = 240, mobility_range: Optional[Any] = None,
                title: str = "", colour: str = "blue") -> MobilogramChart:
     """An empty mobilogram over an axis with this label; `mobility_range` is the axis of a map that it goes with."""
-    hover = HoverTool(mode="hline" if upright else "vline", attachment="horizontal", formatters={"@intensity": _THOUSANDS},
+    hover = HoverTool(mode="hline" if upright else "vline", attachment="horizontal", formatters={"@intensity": thousands()},
                       tooltips=[("scan", "@scan"), (label.split(" (")[0], "@mobility{0.0000}"),
                                 ("intensity", "@intensity{custom}")])
     axis, counts = mobility_range or Range1d(0, 1), Range1d(0, 1)

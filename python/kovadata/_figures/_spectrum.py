@@ -15,7 +15,7 @@ from bokeh.models import ColumnDataSource, HoverTool, LabelSet, Range1d, Span
 
 from ..plot._labels import tallest
 from ._chart import FONT, MZ_LABEL, Chart, count_axis, new_figure
-from ._chromatogram import _THOUSANDS
+from ._chromatogram import thousands
 from ._theme import themed
 
 _COLUMNS = 1600
@@ -106,7 +106,7 @@ def _thinned(stems: Stems, limits: Tuple[float, float]) -> Stems:
 def spectrum(name: str, *, height: int = 240, x_range: Optional[Any] = None, title: str = "", labels: int = 12,
              y_label: str = "intensity (counts)", colour: str = "blue", digits: int = 4) -> SpectrumChart:
     """An empty spectrum. `marker` is a line at the m/z of a precursor, hidden at first."""
-    hover = HoverTool(mode="vline", attachment="horizontal", line_policy="nearest", formatters={"@size": _THOUSANDS},
+    hover = HoverTool(mode="vline", attachment="horizontal", line_policy="nearest", formatters={"@size": thousands()},
                       tooltips=[("m/z", f"@mz{{0.{'0' * (digits + 1)}}}"), ("intensity", "@size{custom}")])
     made = new_figure(name, MZ_LABEL, y_label, height=height, title=title, hover=hover, x_range=x_range or Range1d(0, 1),
                       y_range=Range1d(0, 1))

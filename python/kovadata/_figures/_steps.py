@@ -1,0 +1,79 @@
+"""Histograms as steps, and counts of single values as bars."""
+
+from __future__ import annotations
+
+from typing import Any, NamedTuple, Sequence
+
+import numpy as np
+from bokeh.models import ColumnDataSource, HoverTool, Legend, LegendItem, Range1d
+
+from ._chart import Chart, count_axis, new_figure
+from ._chromatogram import thousands
+from ._theme import SERIES_COLOURS, themed
+
+
+class Steps(NamedTuple):
+    """A histogram: its name, edges, and a count between each two of them."""
+
+    name: str
+    edges: np.ndarray
+    counts: np.ndarray
+
+
+def steps(name: str, series: Sequence[Steps], *, x_label: str, y_label: str, height: int = 220, title: str = "",
+          digits: int = 2, is_log: bool = False) -> Chart:
+    """Histograms over each other, with a legend that hides them; `is_log` makes the axis of edges logarithmic."""
+    hover = HoverTool(mode="mouse", formatters={"@count": thousands()}, attachment="horizontal", tooltips=[
+        (x_label.split(" (")[0], f"@left{{0,0.{'0' * digits}}} to @right{{0,0.{'0' * digits}}}"), (y_label, "@count{custom}")])
+    made = new_figure(name, x_label, y_label, height=height, title=title, hover=hover, y_range=Range1d(0, 1),
+                      x_range=Range1d(0, 1), x_axis_type="log" if is_log else "auto")
+    count_axis(made)
+    if is_log:
+        count_axis(made, "x")
+    sources, items, fills = {}, [], []
+    for place, one in enumerate(series):
+        colour = SERIES_COLOURS[place % len(SERIES_COLOURS)]
+        source = ColumnDataSource({"left": one.edges[:-1], "right": one.edges[1:], "count": one.counts.astype(float)})
+        fill = made.quad(left="left", right="right", top="count", bottom=0, source=source, fill_alpha=0.28, line_color=None)
+        outline = made.step(np.append(one.edges, one.edges[-1]), np.concatenate([one.counts, [0, 0]]).astype(float),
+                            mode="after", line_width=1.3)
+        themed(fill.glyph, fill_color=colour)
+        themed(outline.glyph, line_color=colour)
+        sources[one.name] = source
+        fills.append(fill)
+        items.append(LegendItem(label=one.name, renderers=[fill, outline]))
+    hover.renderers = fills
+    made.add_layout(_legend(items))
+    chart = Chart(made, sources)
+    low, high = min(one.edges[0] for one in series), max(one.edges[-1] for one in series)
+    top = max(float(one.counts.max(initial=0)) for one in series)
+    chart.limit((low, high), (0, (1.2 if len(series) > 1 else 1.06) * top or 1.0))
+    return chart
+
+
+def _legend(items: Sequence[LegendItem]) -> Legend:
+    legend = Legend(items=list(items), location="top_right", orientation="horizontal", click_policy="hide",
+                    border_line_color=None, background_fill_alpha=0, padding=2, margin=0, label_text_font_size="12px",
+                    visible=len(items) > 1)
+    return themed(legend, label_text_color="ink")
+
+
+def bars(name: str, labels: Sequence[str], counts: Sequence[int], *, x_label: str, y_label: str, height: int = 220,
+         title: str = "") -> Chart:
+    """A bar for each label."""
+    hover = HoverTool(formatters={"@count": thousands()}, tooltips=[(x_label, "@label"), (y_label, "@count{custom}")])
+    made = new_figure(name, x_label, y_label, height=height, title=title, hover=hover, x_range=list(labels),
+                      y_range=Range1d(0, 1.06 * max([1, *counts])))
+    count_axis(made)
+    made.xaxis.formatter = _categories()
+    made.xgrid.visible = False
+    source = ColumnDataSource({"label": list(labels), "count": [float(one) for one in counts]})
+    drawn = made.vbar(x="label", top="count", width=0.8, source=source, line_color=None)
+    themed(drawn.glyph, fill_color="blue")
+    return Chart(made, {"bars": source})
+
+
+def _categories() -> Any:
+    from bokeh.models import CategoricalTickFormatter
+
+    return CategoricalTickFormatter()
