@@ -16,10 +16,12 @@ from ._export import Exported, export
 from ._frame import Frame
 from ._library import set_num_threads
 from ._msms import MsmsProfile, MsmsSpectrum
+from ._opening import kind_of_analysis
 from ._partitions import Partition
 from ._peaks import PeakBuffer, Peaks, Scan, Scans
 from ._precursors import Precursor
 from ._reductions import Chromatograms, Image, Mobilograms, SummedSpectrum
+from ._report import Reported, report
 from ._spectra import Lines, Spectrum, SpectrumAnalysis
 from ._stream import Stream
 from ._stage import stage
@@ -29,8 +31,8 @@ from .engines.polars import scan
 __all__ = [
     "Analysis", "BufferTooSmall", "Chromatograms", "DamageWarning", "Exported", "Frame", "Image", "KovaError",
     "Lines", "Mobilograms", "MsmsProfile", "MsmsSpectrum", "Partition", "PeakBuffer", "Peaks",
-    "Precursor", "Scan", "Scans", "Spectrum", "SpectrumAnalysis", "Stream", "SummedSpectrum",
-    "__version__", "ccs_to_one_over_k0", "export", "one_over_k0_to_ccs", "open", "scan", "set_num_threads", "stage"]
+    "Precursor", "Reported", "Scan", "Scans", "Spectrum", "SpectrumAnalysis", "Stream", "SummedSpectrum",
+    "__version__", "ccs_to_one_over_k0", "export", "one_over_k0_to_ccs", "open", "report", "scan", "set_num_threads", "stage"]
 
 
 def open(path: Union[str, os.PathLike[str]], recalibrated: bool = False, *,
@@ -51,9 +53,4 @@ def open(path: Union[str, os.PathLike[str]], recalibrated: bool = False, *,
     Analysis or SpectrumAnalysis
         The latter if the directory holds ``analysis.kvs`` and no ``analysis.kvd``.
     """
-
-    def holds(name: str) -> bool:
-        return os.path.exists(os.path.join(os.fsdecode(path), name))
-
-    kind = SpectrumAnalysis if holds("analysis.kvs") and not holds("analysis.kvd") else Analysis
-    return kind(path, recalibrated, calibration=calibration)
+    return kind_of_analysis(path)(path, recalibrated, calibration=calibration)

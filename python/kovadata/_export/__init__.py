@@ -14,11 +14,10 @@ import pathlib
 import warnings
 from typing import Callable, Dict, Iterable, Iterator, List, Optional, Sequence, Tuple, Union
 
-from .._analysis import Analysis
 from .._base import BaseAnalysis
 from .._errors import DamageWarning, KovaError
+from .._opening import kind_of_analysis
 from .._queries import Range
-from .._spectra import SpectrumAnalysis
 from .plan import DOCUMENTS, LISTS, TABLES, Plan, UsageError, make_plan
 from .progress import Progress
 from .source import AnyAnalysis, Source
@@ -162,9 +161,7 @@ def _opened(run: Union[str, "os.PathLike[str]", AnyAnalysis], recalibrated: bool
         yield run
         return
     folder = pathlib.Path(os.fsdecode(run))
-    is_plain = (folder / "analysis.kvs").exists() and not (folder / "analysis.kvd").exists()
-    kind = SpectrumAnalysis if is_plain else Analysis
-    with kind._opened_later(os.path.abspath(folder), recalibrated, calibration) as analysis:
+    with kind_of_analysis(folder)._opened_later(os.path.abspath(folder), recalibrated, calibration) as analysis:
         analysis._run.memory_budget = plan.memory // 4
         yield analysis
 
