@@ -9,8 +9,8 @@ namespace kova_tool {
 // Exit statuses of every verb.
 enum ExitStatus : int { kExitOk = 0, kExitFailure = 1, kExitUsage = 2 };
 
-// Ends the verb. The text is printed as it is; the hint, if any, tells on its own line what the user may have
-// meant.
+// Ends the verb with status 1. The text is printed as it is; the hint, if any, says on a line of its own what
+// the user may have meant.
 class Failure : public std::runtime_error {
 public:
     explicit Failure(const std::string& text, std::string hintText = {})
@@ -19,7 +19,7 @@ public:
     std::string hint;
 };
 
-// The command line asks for something that makes no sense.
+// The command line asks for something that makes no sense; ends with status 2 and a pointer to --help.
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -13,12 +13,15 @@
 #include "kova/output/message.h"
 #include "kova/verbs/verbs.h"
 
+// The command line: verbs are added to the parser, parsing chooses the action of one of them, and the action
+// runs after it. All failures end here as a line on standard error and an exit status; verbs throw and never
+// exit.
 namespace {
 
 using namespace kova_tool;
 
 constexpr HelpText kToolHelp = {
-    R"(`kova VERB --help` tells more about a verb. Numbers in CSV and JSON are exact: they read back as the same
+    R"(`kova VERB --help` explains a verb. Numbers in CSV and JSON are exact: they read back as the same
 numbers. Progress is shown on standard error if that is a terminal.
 
 Environment:
@@ -36,7 +39,7 @@ Environment:
   kova export run.d -o run.mzML            write a file for other programs
   kova plot heatmap run.d --frame 3        draw a frame into heatmap.png
 )",
-    "failure, told on standard error; for check and frames also damage that was found"};
+    "failure, reported on standard error; for check and frames also damage that was found"};
 
 const kova_tool_common::ManPageSource kManPages = {"kova", KOVADATA_VERSION_STRING};
 
@@ -85,7 +88,7 @@ bool isVerb(const CLI::App& app, const std::string& word) {
     return !app.get_subcommands([&](const CLI::App* verb) { return verb->get_name() == word; }).empty();
 }
 
-// A verb that there is not is no part of the command to try.
+// The command to try names the verb only if it exists.
 int reportUsage(const CLI::App& app, const char* verb, const std::string& text) {
     const bool isKnown = verb != nullptr && isVerb(app, verb);
     const std::string command = isKnown ? std::string("kova ") + verb : "kova";

@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 
+// Options that several verbs have are declared once, so that they have the same name, help and meaning
+// everywhere. The parser writes their values into the CommonOptions of the verb and keeps its address.
 namespace kova_tool {
 
 OutputFormat CommonOptions::format() const {
@@ -61,7 +63,7 @@ void addWork(CLI::App& verb, CommonOptions& options) {
         verb.add_option("--threads", options.threads, "threads to work with, by default all processors");
     requirePositive(*threads->type_name("N"));
     verb.add_flag("--skip-damaged", options.skipDamaged,
-                  "leave damaged frames out, and tell which; without it the first one is a failure");
+                  "leave damaged frames out, and name them; without it the first one is a failure");
 }
 
 void addQuiet(CLI::App& verb, CommonOptions& options) {

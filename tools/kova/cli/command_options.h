@@ -15,7 +15,8 @@ class Option;
 
 namespace kova_tool {
 
-// The options that verbs share. They must live as long as the parser.
+// The values of the options that verbs share, after parsing; which of them a verb has is decided by the
+// functions below. They must live as long as the parser, which keeps their addresses.
 struct CommonOptions {
     std::string directory;
     bool csv = false;
@@ -28,7 +29,7 @@ struct CommonOptions {
     OutputFormat format() const;
 
     bool showsProgress() const { return !quiet; }
-    // A bar would stand in the middle of a list that goes to the same terminal.
+    // Not where a list goes to the same terminal: the bar would stand in the middle of it.
     bool showsProgressBesideOutput() const;
     WorkSetting work(bool withProgress) const { return {threads, skipDamaged, withProgress}; }
 };

@@ -5,10 +5,12 @@
 
 #include "kova/failure.h"
 
+// Looks at the words before the parser does, for the two mistakes that are most common: a verb or an option
+// that does not exist. The parser would report them in its own terms, or report something else first.
 namespace kova_tool {
 namespace {
 
-// Its name, without a value that is written to it: "--csv", "-o". Negative numbers are values.
+// The option's name, without a value that is attached to it: "--csv", "-o". Negative numbers are values.
 std::string optionName(const std::string& word) {
     if (word.starts_with("--")) {
         return word.substr(0, word.find('='));

@@ -4,7 +4,7 @@
 
 namespace kova_tool {
 
-// What a verb tells about itself below its options. The man pages are made of the same texts.
+// What a verb says about itself below its options. The manual pages are made from the same texts.
 struct HelpText {
     const char* notes;     // paragraphs
     const char* examples;  // lines, indented by two

@@ -7,6 +7,7 @@
 
 #include "kova/failure.h"
 
+// Numbers of the user are read without the locale, so a command means the same everywhere.
 namespace kova_tool {
 std::optional<double> parseNumber(const std::string& text) {
     const char* const begin = text.data() + (text.starts_with('+') ? 1 : 0);

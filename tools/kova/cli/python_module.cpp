@@ -12,6 +12,12 @@
 #include "common/interruption.h"
 #include "kova/failure.h"
 
+// Verbs that draw or export are Python programs. First a short program asks the interpreter whether the
+// packages are there, since an error about a missing module would be a stack trace that no user wants to
+// read; then this process becomes the program, so that its signals and exit status are the user's.
+//
+// What must stay true: Ctrl-C ends everything with one line and status 130, whatever is just starting. So
+// SIGINT is blocked from the first interpreter on, and whatever runs in it lets the signal through.
 extern char** environ;
 
 namespace kova_tool {
@@ -20,7 +26,7 @@ namespace {
 constexpr const char* kVariable = "KOVADATA_PYTHON";
 
 // Exits with the number of the first argument that names no module. A package that is there but fails to load
-// is left to the module itself, which tells why. When it is interrupted it ends without a trace.
+// is left to the program itself, which says why. When it is interrupted it ends without a stack trace.
 constexpr const char* kProbe = R"(
 import importlib.util, signal, sys
 if signal.getsignal(signal.SIGINT) is not signal.SIG_IGN:

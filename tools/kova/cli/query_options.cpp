@@ -7,6 +7,8 @@
 #include "kova/failure.h"
 #include "kova/run/frame_table.h"
 
+// From texts on the command line to a kvr_query. Ranges that exclude nothing become null pointers, by which
+// the library knows that it needs no calibration.
 namespace kova_tool {
 namespace {
 
@@ -14,6 +16,8 @@ bool isWhole(const kvr_range& range) {
     return range.low == wholeRange().low && range.high == wholeRange().high;
 }
 
+// Where no level is asked for, a verb that sums takes survey frames, and all frames where the metadata do not
+// state levels: 0 asks the library for all.
 std::uint32_t msLevelOf(const Run& run, const std::string& asked, UsualFrames usual) {
     if (asked == "all" || (asked.empty() && usual == UsualFrames::All)) {
         return 0;

@@ -26,7 +26,7 @@ CLI::Option* addMzRange(CLI::App& verb, QueryOptions& options);
 // Which frames are taken when no MS level is asked for.
 enum class UsualFrames { All, Survey };
 
-// A query of the library, with what it points to.
+// A query of the library together with what it points to, so it is not copied. The options must outlive it.
 class Query {
 public:
     // Throws UsageError for options that make no sense.
@@ -34,7 +34,8 @@ public:
     Query(const Query&) = delete;
     Query& operator=(const Query&) = delete;
 
-    // Survey frames are all frames where the metadata do not tell.
+    // The query for this run; valid as long as this object. Survey frames mean all frames where the metadata
+    // do not state levels.
     const kvr_query* forRun(const Run& run, UsualFrames usual);
 
 private:

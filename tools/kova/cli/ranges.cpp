@@ -9,6 +9,7 @@
 #include "kova/cli/number_input.h"
 #include "kova/failure.h"
 
+// Ranges as users write them. What is not understood is refused with an example of what would be.
 namespace kova_tool {
 namespace {
 

@@ -1,5 +1,7 @@
 #include "kova/completions/scripts.h"
 
+// bash knows nothing of options, so its script has two parts: tables of words, made from the parser, and an
+// engine that walks along the command line and looks up in them what may come next.
 namespace kova_tool {
 namespace {
 

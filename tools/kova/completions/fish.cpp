@@ -1,5 +1,6 @@
 #include "kova/completions/scripts.h"
 
+// One line of fish for each option of each verb, valid where that verb has been typed.
 namespace kova_tool {
 namespace {
 

@@ -13,6 +13,7 @@ struct ProgramWords {
     std::vector<VerbWords> verbs;
 };
 
+// Whole scripts, as they are installed and as `kova completions` prints them.
 std::string bashCompletion(const ProgramWords& words);
 std::string zshCompletion(const ProgramWords& words);
 std::string fishCompletion(const ProgramWords& words);

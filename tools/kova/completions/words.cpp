@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+// The words of the parser, taken from the parser itself: a new verb or option is completed without anything
+// to keep in step.
 namespace kova_tool {
 namespace {
 

@@ -11,6 +11,7 @@ namespace kova_tool {
 // One value of a row or of an object; empty where there is none.
 using Cell = std::variant<std::monostate, std::int64_t, std::uint64_t, double, float, std::string_view>;
 
+// A text must outlive the cell, which only refers to it.
 template <class Value>
 Cell cell(const std::optional<Value>& value) {
     if (!value) {

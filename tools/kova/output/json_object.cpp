@@ -4,6 +4,8 @@
 
 #include "kova/output/overloaded.h"
 
+// Objects are written as their members come: a spectrum may have millions of values, and building a document
+// of it first would take many times its memory.
 namespace kova_tool {
 
 std::string jsonString(std::string_view text) {

@@ -4,7 +4,7 @@
 
 namespace kova_tool {
 
-// A line on standard error, for what went wrong.
+// Writes a line on standard error, for what went wrong. A progress bar makes room for it.
 void tell(std::string_view text);
 
 }  // namespace kova_tool

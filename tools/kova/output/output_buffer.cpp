@@ -7,6 +7,8 @@
 #include "common/terminal.h"
 #include "kova/failure.h"
 
+// Output in large pieces. Each piece is also where Ctrl-C is noticed, so a long table ends soon after it.
+// Nothing is flushed when a buffer is destroyed: a verb that fails must not end with half of a result.
 namespace kova_tool {
 namespace {
 

@@ -5,6 +5,8 @@
 #include "kova/output/json_object.h"
 #include "kova/output/overloaded.h"
 
+// One table, three formats. Rows are written as they come, so the first lines of a long run appear at the
+// beginning of reading it.
 namespace kova_tool {
 namespace {
 

@@ -7,6 +7,8 @@
 
 #include "kova/failure.h"
 
+// What `kova info` shows, collected from the tables of the library. A part that cannot be found out is left
+// out: an analysis with damage should still be described.
 namespace kova_tool {
 namespace {
 

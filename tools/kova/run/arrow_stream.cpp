@@ -6,6 +6,8 @@
 #include "kova/failure.h"
 #include "kova/run/last_error.h"
 
+// The structures of a stream are released as soon as they are not needed: batches before the next one, as
+// each may be many megabytes.
 namespace kova_tool {
 namespace {
 
@@ -17,7 +19,7 @@ void release(Released& object) {
     object = {};
 }
 
-// What the user ended is no failure.
+// A call that the user ended is no failure, though the library reports it as one.
 [[noreturn]] void fail(const std::string& text) {
     kova_tool_common::stopIfInterrupted();
     throw Failure(text);

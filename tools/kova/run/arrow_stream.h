@@ -12,7 +12,8 @@
 
 namespace kova_tool {
 
-// One column of the batch that an ArrowStream holds: valid until its next one.
+// One column of the batch that an ArrowStream holds, valid until its next one. The caller knows the type of
+// the column: nothing is checked.
 class ArrowColumn {
 public:
     ArrowColumn(const ArrowArray& columnArray, std::int64_t firstRow, std::size_t rows)

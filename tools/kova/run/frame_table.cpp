@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+// The table of frames as rows. A count that no frame can have, negative or too large, is taken as not stated.
 namespace kova_tool {
 namespace {
 

@@ -4,6 +4,7 @@
 
 namespace kova_tool {
 
+// The size includes the terminator, which a std::string has anyway.
 std::string lastErrorOf(LastErrorFunction function) {
     std::string text(function(nullptr, 0), '\0');
     function(text.data(), static_cast<std::uint32_t>(text.size()));

@@ -6,18 +6,20 @@
 #include "common/interruption.h"
 #include "kova/output/message.h"
 
+// Callbacks of the library run inside of its C functions, so nothing may be thrown from them: they note what
+// happened, and finish() and the stream report it.
 namespace kova_tool {
 namespace {
 
 constexpr std::size_t kShownRanges = 8;
 
-// Frames with one text, which is left as it is for a single one.
+// Frames with the same text. Their line leaves the id out of it; the text of a single frame stays as it is.
 struct Group {
     std::string text;
     std::vector<const BadFrame*> frames;
 };
 
-// What differs from frame to frame.
+// The text without what differs from frame to frame.
 std::string withoutId(const BadFrame& frame) {
     std::string text = frame.text;
     const std::string id = " for FrameId=" + std::to_string(frame.id);

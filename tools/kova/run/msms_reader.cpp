@@ -6,6 +6,8 @@
 
 #include "kova/failure.h"
 
+// Spectra of a batch, one after the other. Of a profile only the bins that are not 0 are kept, with their m/z
+// by the calibration of the precursor's survey frame, as the library does it for peaks.
 namespace kova_tool {
 namespace {
 

@@ -8,8 +8,8 @@
 namespace kova_tool {
 
 // Conversions to physical units by the calibrations of a frame. A frame without the calibration is common, so
-// that is an answer and no failure. That a calibration which the metadata name cannot be used is told on
-// standard error, once for each of the two kinds.
+// that is an answer and no failure. A calibration that the metadata name and that cannot be used is reported
+// on standard error, once for each of the two kinds.
 class PhysicalUnits {
 public:
     // The run must outlive this object.

@@ -10,6 +10,8 @@
 #include "kova/run/last_error.h"
 #include "kova/run/open_hint.h"
 
+// A run of the library for the verbs: choices of calibrations in the words of the command line, and texts of
+// failures with the directory that they are about.
 namespace kova_tool {
 namespace {
 

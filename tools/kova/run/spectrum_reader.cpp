@@ -2,6 +2,8 @@
 
 #include "kova/failure.h"
 
+// A query for one spectrum at a time. With one thread the library starts none, which for a single spectrum
+// would cost more than reading it.
 namespace kova_tool {
 
 ArrowStream& SpectrumReader::read(std::int64_t spectrum, kvr_spectrum_kind kind) {

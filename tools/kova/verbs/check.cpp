@@ -11,12 +11,14 @@
 #include "kova/verbs/check_report.h"
 #include "kova/verbs/verbs.h"
 
+// Reads everything through the library's public functions, as any program would, so what passes here can be
+// read elsewhere. Every frame is tried, however many are damaged.
 namespace kova_tool {
 namespace {
 
 constexpr HelpText kCheckHelp = {
     R"(Reads every scan of every frame. Damaged frames are reported, and the totals are those of the others. Where
-scans are compressed one by one it tells how many of the scans of a damaged frame are good.
+scans are compressed one by one it counts the good scans of a damaged frame.
 CRC-32 is taken over what kova_read_scans_internal() returns for the whole scan range of each frame, in
 ascending order of frame id: equal sums mean equal peaks, whatever the storage scheme.
 

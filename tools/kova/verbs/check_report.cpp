@@ -2,6 +2,8 @@
 
 #include "kova/output/report.h"
 
+// The result of a check as text or JSON. JSON has the numbers of both formats, null for those of the other
+// one, so that scripts need not ask which they have.
 namespace kova_tool {
 namespace {
 

@@ -8,6 +8,8 @@
 
 #include "kova/failure.h"
 
+// Units form two chains, index - m/z and voltage - scan - 1/K0 - CCS, whose neighbours the library converts.
+// Any other conversion of a chain goes from neighbour to neighbour.
 namespace kova_tool {
 namespace {
 

@@ -8,11 +8,13 @@
 #include "kova/failure.h"
 #include "kova/verbs/verbs.h"
 
+// The options of `kova export`; the Python package does the work. Ranges and numbers are checked here as
+// well, so that mistakes are reported in the words of this command.
 namespace kova_tool {
 namespace {
 
 constexpr HelpText kExportHelp = {
-    R"(The ending of FILE tells the format: .parquet, .arrow or .feather, .mzML or .mzML.gz, .mzMLb, .mgf, .ms2; or
+    R"(The ending of FILE decides the format: .parquet, .arrow or .feather, .mzML or .mzML.gz, .mzMLb, .mgf, .ms2; or
 --format does. FILE appears when it is complete. Ranges are closed. Of an MS/MS spectrum, --time and --k0 choose by
 its precursor, --frames by the survey frame, and --mz and --min-intensity choose peaks. --check compares every value
 with the analysis, read back by a program that did not write it.
@@ -112,13 +114,13 @@ void addContent(CLI::App& arguments, ExportOptions& options) {
             ->type_name(type)
             ->option_text(type);
     };
-    arguments.add_option("-o,--output", options.output.value, "file to write; its ending tells the format")
+    arguments.add_option("-o,--output", options.output.value, "file to write; its ending decides the format")
         ->required()
         ->expected(1)
         ->type_name("FILE")
         ->option_text("FILE (required)");
     choose(options.format, {"parquet", "arrow", "mzml", "mzmlb", "mgf", "ms2"},
-           "the format, if the ending does not tell it");
+           "the format, if the ending does not say it");
     choose(options.content, {"peaks", "frames", "precursors", "msms"},
            "what a table has a row for, peaks by default");
     choose(options.layout, {"frame", "mz"},

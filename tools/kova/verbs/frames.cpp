@@ -17,6 +17,8 @@
 #include "kova/run/spectrum_reader.h"
 #include "kova/verbs/verbs.h"
 
+// One row per frame. The metadata are believed where they state all counts, since reading a run takes
+// minutes; --read counts in the data instead.
 namespace kova_tool {
 namespace {
 
@@ -91,7 +93,7 @@ public:
           units(run),
           indexBins(run.indexBins()) {}
 
-    // Frames that cannot be read are told on standard error and in the exit status.
+    // Frames that cannot be read are reported on standard error and in the exit status.
     int list() {
         OutputBuffer out;
         const std::vector<Column> columns = columnsOf(run.format());

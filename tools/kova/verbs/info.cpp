@@ -15,7 +15,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr HelpText kInfoHelp = {
-    R"(What is told comes from the metadata; no frame is read, unless the metadata do not state the number of
+    R"(Everything comes from the metadata; no frame is read, unless the metadata do not state the number of
 scans of the first one.
 )",
     R"(  kova info run.d

@@ -13,6 +13,8 @@
 #include "kova/verbs/msms_listing.h"
 #include "kova/verbs/verbs.h"
 
+// MS/MS spectra as a list, as JSON or as an MGF file. All three take spectra one by one as the library reads
+// ahead, so memory does not grow with the run.
 namespace kova_tool {
 namespace {
 

@@ -8,6 +8,8 @@
 
 #include "kova/output/json_object.h"
 
+// Rows for precursors, for peaks or for points of profiles. Equal intensities are ordered by m/z, so the
+// strongest peaks of a spectrum are the same in every run of the program.
 namespace kova_tool {
 namespace {
 

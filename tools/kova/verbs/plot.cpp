@@ -9,6 +9,7 @@
 #include "kova/failure.h"
 #include "kova/verbs/verbs.h"
 
+// The options of `kova plot`; the Python package draws.
 namespace kova_tool {
 namespace {
 
@@ -97,7 +98,7 @@ void addPlot(CLI::App& app, Action& action) {
         return arguments.add_option(name, values, text)->expected(count)->type_name(type)->option_text(type);
     };
     add("-o,--output", options.output, 1, "FILE",
-        "file to write, KIND.png by default; its ending tells the format");
+        "file to write, KIND.png by default; its ending decides the format");
     for (std::size_t i = 0; i < std::size(kChoices); ++i) {
         const Choice& choice = kChoices[i];
         add(choice.name, options.choices[i], choice.count, choice.type, choice.text);

@@ -15,7 +15,8 @@ struct QueryWork {
     std::uint64_t batchSize = 0;
 };
 
-// Answers a query: makes the stream, writes what it gives, and tells of damaged frames when all that is good is out.
+// Answers a query: makes the stream, writes what it gives, and reports damaged frames after everything that
+// is good has been written, so that the report does not stand in the middle of a table.
 template <class Make, class Write>
 int answer(const QueryOptions& options, const QueryWork& work, const Make& make, const Write& write) {
     Query query(options);

@@ -16,6 +16,7 @@
 #include "kova/run/physical_units.h"
 #include "kova/verbs/verbs.h"
 
+// The peaks of one frame with their units. m/z is converted per peak, 1/K0 per scan.
 namespace kova_tool {
 namespace {
 

@@ -15,6 +15,7 @@
 #include "kova/run/spectrum_reader.h"
 #include "kova/verbs/verbs.h"
 
+// One spectrum of an analysis without mobility, lines or profile.
 namespace kova_tool {
 namespace {
 

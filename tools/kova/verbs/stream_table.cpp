@@ -2,6 +2,7 @@
 
 #include <vector>
 
+// Ends when nobody reads any more (`| head`), which stops the threads of the library too.
 namespace kova_tool {
 namespace {
 

@@ -10,7 +10,7 @@ namespace {
 
 constexpr HelpText kSumHelp = {
     R"(Sums the intensities of all peaks over frames and scans: one line per index at which there is a peak, with
-the number of peaks that came together there. Without --ms-level and --frame it takes the MS1 frames, and all
+the number of peaks that were added up there. Without --ms-level and --frame it takes the MS1 frames, and all
 frames where the metadata do not tell them apart. Index and m/z are those of the first frame; a peak of a
 frame with another calibration is counted at the index that is nearest to its m/z there.
 )",

@@ -11,6 +11,8 @@
 #include "kova/cli/ranges.h"
 #include "kova/failure.h"
 
+// CSV as spreadsheets write it: perhaps a byte order mark, carriage returns and quotes around cells. Columns
+// are found by name, in any order. A line that is wrong is named by its number.
 namespace kova_tool {
 namespace {
 

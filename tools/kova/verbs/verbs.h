@@ -11,7 +11,8 @@ namespace kova_tool {
 // What the verb on the command line does; returns the exit status.
 using Action = std::function<int()>;
 
-// A verb under construction: its part of the command line, and the options that parsing fills in.
+// A verb under construction: its part of the command line, and the options that parsing fills in. The options
+// live on the heap and are shared with the action, since both outlive this object.
 template <class Options>
 class Verb {
 public:

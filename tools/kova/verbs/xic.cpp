@@ -9,6 +9,8 @@
 #include "kova/verbs/target_file.h"
 #include "kova/verbs/verbs.h"
 
+// Chromatograms. A single range of m/z is a box of the query and one target without bounds; a file gives a
+// target per line.
 namespace kova_tool {
 namespace {
 
@@ -31,7 +33,7 @@ struct XicOptions : QueryOptions {
     std::string reduce = "sum";
 };
 
-// Names of columns live here.
+// The columns of the table, whose names live here: the writer only refers to them.
 class XicTable {
 public:
     XicTable(std::size_t targetCount, bool isNumbered) {
