@@ -9,6 +9,8 @@ namespace analysis_writer {
 
 enum class Format { kvd, kvs };
 
+// What an analysis is like apart from its frames. Numbers that no reader supports are allowed: tests write
+// analyses that must be refused.
 struct AnalysisSettings {
     Format format = Format::kvd;
     int schemaMajor = 3;

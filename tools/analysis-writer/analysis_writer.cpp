@@ -3,6 +3,8 @@
 #include <string>
 #include <utility>
 
+// The blob file first, its row afterwards: a frame that is in the metadata is complete. Everything is one
+// transaction, so an analysis that was not finished holds no frames for a reader.
 namespace analysis_writer {
 
 namespace {

@@ -2,6 +2,8 @@
 
 #include <limits>
 
+// Sizes in the file have 32 bits. One that does not fit is refused here rather than written wrongly; wrong
+// sizes are written on purpose only, by overrides.
 namespace analysis_writer {
 
 std::uint32_t fileSize32(std::size_t size) {

@@ -1,5 +1,7 @@
 #include "analysis-writer/byte_shuffle.h"
 
+// Written as the format defines it, plane by plane, and sharing no code with the readers: a mistake in one of
+// the two shows in the tests.
 namespace analysis_writer {
 
 void appendShuffled(std::span<const std::uint32_t> words, Bytes& out) {

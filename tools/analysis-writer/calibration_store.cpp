@@ -1,5 +1,6 @@
 #include "analysis-writer/calibration_store.h"
 
+// Tables without constraints, so that tests can also write what no program should.
 namespace analysis_writer {
 
 namespace {

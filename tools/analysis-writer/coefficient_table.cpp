@@ -1,5 +1,7 @@
 #include "analysis-writer/coefficient_table.h"
 
+// How many coefficients a table has is up to the test, since files of different years have different numbers
+// of them.
 namespace analysis_writer {
 
 CoefficientTable::CoefficientTable(SqliteDatabase& target, const std::string& tableName,

@@ -5,6 +5,8 @@
 
 namespace analysis_writer {
 
+// A frame in memory: scans of peaks. Writers expect ascending indices but do not all insist, so that tests
+// can write what readers must refuse.
 struct Peak {
     std::uint32_t index = 0;
     std::uint32_t intensity = 0;

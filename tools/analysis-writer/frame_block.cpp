@@ -2,6 +2,8 @@
 
 #include "analysis-writer/byte_shuffle.h"
 
+// The steps from a frame to a block: words, shuffled, compressed, with header. FrameBlockEncoder takes the
+// same steps with buffers that it keeps, for simulated runs of gigabytes.
 namespace analysis_writer {
 
 namespace {

@@ -5,6 +5,8 @@
 
 #include "analysis-writer/scan_blocks.h"
 
+// Counts and sums of a row follow from the peaks unless the row states them; tests state others to contradict
+// the data.
 namespace analysis_writer {
 
 namespace {

@@ -10,6 +10,7 @@
 
 namespace analysis_writer {
 
+// Numbers byte by byte, so files are the same on every processor.
 using Bytes = std::vector<std::uint8_t>;
 using ByteView = std::span<const std::uint8_t>;
 

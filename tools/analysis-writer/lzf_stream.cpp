@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+// LZF by a table of the last position of each three bytes: long enough matches become references, everything
+// else literal runs.
 namespace analysis_writer {
 
 namespace {

@@ -1,5 +1,7 @@
 #include "analysis-writer/metadata_database.h"
 
+// The tables of an acquisition, with the columns that the schema version has. Rows that come by the thousand
+// have statements that are compiled once.
 namespace analysis_writer {
 
 namespace {

@@ -5,6 +5,8 @@
 #include "analysis-writer/block.h"
 #include "analysis-writer/lzf_stream.h"
 
+// The steps from scans to a block of compression type 1: runs of gaps and intensities, LZF streams, a header
+// of offsets. Each can be replaced by a test.
 namespace analysis_writer {
 
 namespace {

@@ -2,6 +2,7 @@
 
 #include "analysis-writer/byte_shuffle.h"
 
+// Spectra without mobility: arrays one after the other, each part compressed by itself.
 namespace analysis_writer {
 
 Bytes linePart(const SpectrumLines& lines, bool withWidths) {

@@ -4,6 +4,8 @@
 
 #include <stdexcept>
 
+// A thin layer over SQLite for writing. It shares nothing with the readers' layer, whose rules (nothing
+// written, nothing trusted) are the opposite of its own.
 namespace analysis_writer {
 
 namespace {

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+// One context for many frames: making one costs more than compressing a small frame.
 namespace analysis_writer {
 
 namespace {

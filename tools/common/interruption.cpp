@@ -2,6 +2,8 @@
 
 #include <csignal>
 
+// The signal handler only notes the signal, which is all that a handler may safely do, and puts the default
+// action back for a second Ctrl-C.
 namespace kova_tool_common {
 
 namespace {

@@ -18,7 +18,7 @@ private:
 };
 
 // From now on Ctrl-C and a request to terminate end the program at its next stopIfInterrupted(); a second one
-// ends it at once.
+// ends it immediately.
 void catchInterruptions();
 void stopIfInterrupted();
 // For places that nothing may be thrown through.

@@ -8,10 +8,14 @@
 #include <string_view>
 #include <vector>
 
+// Manual pages are made from what the parser knows, so help and manual cannot contradict each other. What the
+// parser does not know, paragraphs and examples, is in the footer of the help, whose form parseFooter()
+// relies on.
 namespace kova_tool_common {
 namespace {
 
-// Characters that are to stand in the page as they are typed, and no line that is taken for a request.
+// Text in which every character appears in the page as it was typed, and no line is taken for a request to
+// the formatter.
 std::string escaped(const std::string& text) {
     static const std::map<char, std::string_view> kEscapes = {
         {'-', "\\-"}, {'\\', "\\e"}, {'`', "\\(ga"}, {'\'', "\\(aq"}, {'^', "\\(ha"}, {'~', "\\(ti"}};
@@ -81,7 +85,7 @@ std::string synopsis(const CLI::App& parser, const ManPageSource& source) {
     return ".SH SYNOPSIS\n" + line + "\n";
 }
 
-// The parser has them in the order of their addresses.
+// Sorted by name: the parser keeps them in the order of their addresses, which differs from run to run.
 std::string namesOf(const std::set<CLI::Option*>& options) {
     std::set<std::string> names;
     for (const CLI::Option* option : options) {

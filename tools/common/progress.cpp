@@ -8,6 +8,8 @@
 
 #include "common/terminal.h"
 
+// The bar is drawn at most ten times a second, however often it is updated, and overwrites itself in its
+// line.
 namespace kova_tool_common {
 
 namespace {

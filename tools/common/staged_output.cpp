@@ -5,6 +5,8 @@
 
 #include <unistd.h>
 
+// A temporary name beside the place, or inside of a directory that exists already, so that publishing a file
+// is a rename, which cannot fail half-way.
 namespace kova_tool_common {
 
 namespace {

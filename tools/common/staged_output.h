@@ -6,7 +6,7 @@
 namespace kova_tool_common {
 
 // Output that appears under its name when it is complete. Until then it lies beside its place, under a name
-// that tells so; what is not published is removed.
+// that says so; what is not published is removed.
 class StagedOutput {
 public:
     explicit StagedOutput(const std::filesystem::path& place);

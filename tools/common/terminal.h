@@ -5,8 +5,7 @@
 
 namespace kova_tool_common {
 
-// Characters in a line of the terminal that a descriptor leads to; none if it is no terminal or does not
-// tell.
+// Characters in a line of the terminal that a descriptor leads to; none if it is no terminal or does not say.
 std::optional<std::size_t> terminalWidth(int descriptor);
 
 }  // namespace kova_tool_common

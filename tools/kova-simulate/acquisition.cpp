@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+// A cycle is computed from its number alone: the ions that elute then, and a schedule from random numbers
+// that belong to this cycle. So threads may take cycles in any order.
 namespace simulator {
 
 namespace {

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 
+// What --force may remove: exactly the files that an analysis has, and nothing else in the directory.
 namespace simulator {
 
 namespace {

@@ -4,6 +4,8 @@
 
 #include "kova-simulate/detector.h"
 
+// Masses of organic molecules lie close to multiples of one mass per nucleon, so background ions do too:
+// noise spread evenly would look like no instrument's.
 namespace simulator {
 
 namespace {

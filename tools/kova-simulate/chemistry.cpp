@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+// Isotope patterns by convolution. Isotopes are counted by extra neutrons, not by exact mass: the instrument
+// does not resolve what has the same number.
 namespace simulator {
 
 namespace {

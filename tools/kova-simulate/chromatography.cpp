@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+// How many ions there are, and how wide they elute, from three numbers: length of the run, of a cycle, and
+// peaks in a frame.
 namespace simulator {
 
 namespace {

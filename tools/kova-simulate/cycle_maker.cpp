@@ -5,6 +5,8 @@
 
 #include "kova-simulate/spectra.h"
 
+// The frames of a cycle as they are written. Each frame has random numbers of its own, by its number, so the
+// same options give the same bytes for any number of threads.
 namespace simulator {
 
 namespace {

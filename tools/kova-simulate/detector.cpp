@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+// Ions to counts: amplification varies from ion to ion, a sample cannot show more than its bits hold, and a
+// peak spreads over a few samples.
 namespace simulator {
 
 std::uint32_t amplified(std::uint32_t ions, Random& random) {

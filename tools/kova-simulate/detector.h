@@ -7,8 +7,8 @@
 
 namespace simulator {
 
-// The digitizer behind the flight tube: how ions become counts in samples. Intensities of a sample in one
-// scan end at kSaturation, whatever arrives, so that sums over any run stay within their types.
+// The digitizer at the end of the flight tube: how ions become counts in samples. Intensities of a sample in
+// one scan end at kSaturation, whatever arrives, so that sums over any run stay within their types.
 
 inline constexpr double kCountsPerIon = 9.0;
 inline constexpr std::uint32_t kSaturation = 4'095;  // 12 bits

@@ -8,8 +8,8 @@
 
 namespace simulator {
 
-// A CSV file that tells which peptide each precursor is, and the m/z of its fragments: what a reader of the
-// MS/MS spectra should find.
+// A CSV file with the peptide of each precursor and the m/z of its fragments: what a reader of the MS/MS
+// spectra should find.
 class FragmentList {
 public:
     explicit FragmentList(const std::filesystem::path& file);

@@ -5,6 +5,9 @@
 
 #include "kova-simulate/background.h"
 
+// Every ion is placed by chance. What is expected to be many ions in one place is drawn as one number per
+// sample, the rest ion by ion; both follow the same statistics, and together they take time in proportion to
+// the peaks.
 namespace simulator {
 
 namespace {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+// The formulas of the calibrations in the direction from molecule to detector, written here a second time:
+// agreement with the library is a test of both.
 namespace simulator {
 
 namespace {

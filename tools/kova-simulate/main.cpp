@@ -13,6 +13,8 @@
 #include "kova-simulate/simulator.h"
 #include "kovadata/version.h"
 
+// The command line of the simulator. The analysis is written beside its place and renamed when it is
+// complete, so that what is interrupted leaves nothing.
 namespace {
 
 constexpr int kFailure = 1;

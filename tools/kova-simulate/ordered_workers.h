@@ -12,8 +12,8 @@
 namespace simulator {
 
 // Makes results 0 ... count - 1 on several threads and hands them out in their order. Workers run ahead of
-// the reader by a few results, which bounds the memory. Each thread makes its worker by itself,
-// worker(number) gives a result.
+// the reader by a few results, which bounds the memory. Each thread makes a worker of its own; worker(number)
+// gives a result. The first failure of any worker is raised by the reader's next call.
 template <typename Result>
 class OrderedWorkers {
 public:

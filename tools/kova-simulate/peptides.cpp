@@ -5,6 +5,9 @@
 
 #include "kova-simulate/random.h"
 
+// Rules of thumb of proteomics: where trypsin cuts, which bonds break, when a peptide elutes. They are rough
+// on purpose; what matters is that spectra look like measured ones and that the same peptide always gives the
+// same fragments.
 namespace simulator {
 
 namespace {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+// Strongest ions first, as an instrument chooses. A range of scans is used once in a frame, so each MS/MS
+// frame fragments several precursors one after the other.
 namespace simulator {
 
 namespace {

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <string_view>
 
+// Invented proteins have the composition of real ones, so their peptides have the usual masses, charges and
+// retention times.
 namespace simulator {
 
 namespace {

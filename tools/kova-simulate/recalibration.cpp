@@ -4,6 +4,8 @@
 
 #include "analysis-writer/calibration_store.h"
 
+// States differ in all that a reader must tell apart: source, completeness, and calibrations of single frames
+// or none.
 namespace simulator {
 
 namespace {

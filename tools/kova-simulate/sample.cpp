@@ -8,6 +8,8 @@
 #include "kova-simulate/proteins.h"
 #include "kova-simulate/proteome.h"
 
+// From proteins to the ions that the instrument can see: digested, ionised, placed in time, mobility and m/z.
+// Amounts and responses span orders of magnitude, as in samples.
 namespace simulator {
 
 namespace {

@@ -10,6 +10,8 @@
 #include "kova-simulate/ordered_workers.h"
 #include "kova-simulate/recalibration.h"
 
+// A run from its parts. Threads make cycles, this one writes them in order: precursors before their frames,
+// the list of fragments beside them.
 namespace simulator {
 
 namespace {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+// What an instrument without mobility would record: the sum of all scans, and its local maxima as lines.
 namespace simulator {
 
 namespace {

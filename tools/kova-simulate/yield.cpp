@@ -6,6 +6,9 @@
 
 #include "kova-simulate/detector.h"
 
+// How strong the sample must be so that frames have the number of peaks that was asked for. Peaks grow more
+// slowly than ions, since ions meet in samples, so the yield is searched by halving an interval, on the
+// expected numbers of a few frames.
 namespace simulator {
 
 namespace {
