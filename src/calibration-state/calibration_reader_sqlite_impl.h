@@ -74,6 +74,7 @@ private:
         const char* extraColumns;
         std::optional<CalibrationTableReader> reader;
     };
+    // Makes the reader of a table at its first use; raises what is wrong with the table.
     const CalibrationTableReader& readerOf(StateTable& table);
 
     void requireTables(kova::AnalysisFormat format);

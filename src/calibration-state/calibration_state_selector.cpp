@@ -70,6 +70,8 @@ void CalibrationStateSelector::requireKey(CppSQLite3DB& db) const {
     }
 }
 
+// A mistake of the program and not of the file: whoever asks for complete states must have described the
+// analysis.
 void CalibrationStateSelector::requireAnalysisInfo() const {
     if (!coverage) {
         LUMO_THROW(std::runtime_error("Failed to set Analysis Info frame count before calling getUUID"));

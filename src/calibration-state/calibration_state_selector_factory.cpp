@@ -12,6 +12,8 @@ bool needsParameter(CalibrationStateMode mode) {
     return mode == CalibrationStateMode::LastIncomplete || mode == CalibrationStateMode::Uuid;
 }
 
+// The text states the lengths that would do, since callers with many analyses cannot easily see which one is
+// missing.
 void checkParameterCount(CalibrationStateMode mode, std::size_t count, std::size_t given) {
     if (given == 1 || given == count || (given == 0 && !needsParameter(mode))) {
         return;

@@ -16,6 +16,7 @@ FrameMapping::FrameMapping(CppSQLite3DB& database, std::string table, const std:
       query("SELECT " + idColumn + " FROM " + tableName + " WHERE CalibrationState='" +
             std::to_string(stateId) + "' AND FrameId=?") {}
 
+// Done once, with the first look-up or before it; a table that is absent stays absent for this state.
 void FrameMapping::prepare() {
     if (statement.isPrepared() || absent) {
         return;

@@ -37,6 +37,8 @@ public:
         measured = temperatures;
         mode = compensationMode;
     }
+    // The one way in which temperatures enter a conversion, on a copy: frames at other temperatures share the
+    // original.
     ICalibrationConstantsFunctionalPtr CloneWithScaledC1(double factor) const override {
         auto clone = std::make_shared<Derived>(self());
         clone->c[1] *= factor;
@@ -57,6 +59,7 @@ private:
     int mode = 0;
 };
 
+// The quadratic model reads three coefficients.
 class CalibrationConstantsFunctionalTOF1 final
     : public CalibrationConstantsFunctionalTOF<CalibrationConstantsFunctionalTOF1,
                                                ICalibrationConstantsFunctionalTOF1, 3> {
@@ -67,6 +70,7 @@ public:
         : CalibrationConstantsFunctionalTOF({c0, c1, c2}) {}
 };
 
+// The cubic model reads two more: that of the cubic term, and the shift of the mass axis.
 class CalibrationConstantsFunctionalTOF2 final
     : public CalibrationConstantsFunctionalTOF<CalibrationConstantsFunctionalTOF2,
                                                ICalibrationConstantsFunctionalTOF2, 5> {

@@ -4,7 +4,8 @@
 
 namespace lumo::calibration {
 
-// A0 and A1 are other names for the delay and the time base, as models with more coefficients count them.
+// The digitizer's delay and time base. Immutable, so transformators share it. A0 and A1 are other names for
+// the same two, as models with more coefficients count them.
 class CalibrationConstantsPhysicalTOF final : public ICalibrationConstantsPhysicalLinear {
 public:
     CalibrationConstantsPhysicalTOF(double delay, double base) : timeDelay(delay), timeBase(base) {}

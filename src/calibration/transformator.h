@@ -57,6 +57,7 @@ public:
     }
     int GetCalibMode() const override { return calibMode; }
     void SetCalibMode(int const& mode) override { calibMode = mode; }
+    // Correction, constants and offset decide; a transformator of another model never equals this one.
     bool Equals(ICalibrationTransformatorPtr other) const override;
 
     void SetIndexOffset(double offset) override { indexModel.SetIndexOffset(offset); }
@@ -129,6 +130,8 @@ public:
     std::pair<double, double> monotonicMassRange(double mass) const override {
         return massModel.MonotonicRange(mass);
     }
+    // What the inverse answers from lies around the model's centre, and only there a mass comes back from its
+    // raw time.
     std::pair<double, double> usableMassRange(double low, double high) const override {
         const auto [first, last] = massModel.MonotonicRange(massModel.CentreOfUsableRange());
         return {Clamped(low, first, last), Clamped(high, first, last)};
@@ -198,6 +201,7 @@ private:
         return result;
     }
 
+    // Grows the output first: input and output may be the same vector, whose size stays.
     template <class Kernel, class In, class Out>
     static void Batch(const Kernel& kernel, const std::vector<In>& in, std::vector<Out>& out) {
         out.resize(in.size());

@@ -82,6 +82,7 @@ public:
     }
 
 private:
+    // Addresses in the file's table are relative to where it was loaded.
     void renderFunction(std::ostream& out, std::uintptr_t address, const Dl_info& info,
                         const Module& module) {
         auto base = reinterpret_cast<std::uintptr_t>(info.dli_fbase);

@@ -63,6 +63,7 @@ std::vector<Elf64_Shdr> readSections(int descriptor) {
 
 }  // namespace
 
+// Whatever goes wrong means no names, lack of memory included: a trace without names is better than none.
 SymbolTable::SymbolTable(const std::string& path) : file(path) {
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor >= 0) {

@@ -59,6 +59,8 @@ private:
     void checkSchemaVersion();
     void createStorageReader();
     KvsSpectraReader& spectraReader();
+    // Without a file, or without a state that fits, the calibration of the acquisition stays in use, and the
+    // log says so. Only a state that was asked for by its key must be there.
     void openExternalCalibration(const std::filesystem::path& file,
                                  calibration::CalibrationStateSelector selector);
     void describeAnalysis(calibration::CalibrationStateSelector& selector);

@@ -9,7 +9,7 @@
 namespace lumo::io {
 
 // What the handles of both interface families point to: a logger and a reader, owned by value. Opening the
-// reader is all that can fail in making one.
+// reader is all that can fail in making one, so an instance that exists is usable.
 template <class InterfaceFamily, class ReaderType>
 class InstanceBase {
 public:

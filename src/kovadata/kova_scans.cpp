@@ -3,7 +3,8 @@
 #include "kovadata/kova.h"
 
 // Packed scans: a count for each scan, then indices and intensities scan by scan. The documented function
-// normalises as the analysis implies; the internal one gives intensities as they are stored.
+// normalises as the analysis implies; the internal one gives intensities as they are stored. Both return the
+// size in bytes that the result needs, and write it only if it fits.
 namespace {
 
 using lumo::io::kova::NormalizationType;

@@ -45,6 +45,7 @@ void convertMasses(const ::lumo::calibration::ICalibrationTransformatorPtr& mzTr
     if (!mzTrafo) {
         LUMO_THROW(std::runtime_error("No m/z trafo available."));
     }
+    // Only from index to m/z can a value have no solution; that is found out before anything is written.
     const bool willFail = failing == FailingOutput::Untouched && conversion == MassConversion::IndexToMz &&
                           mzTrafo->DIndexToMassFails(in);
     if (!willFail && !overlapShifted(in, out)) {

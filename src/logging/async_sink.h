@@ -45,6 +45,7 @@ private:
     const std::size_t capacity;
     const Overflow overflow;
 
+    // Guards what follows; never held while the target writes.
     std::mutex mutex;
     std::condition_variable arrived;
     std::condition_variable room;

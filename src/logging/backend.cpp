@@ -46,6 +46,8 @@ bool covers(std::string_view prefix, std::string_view name) {
     return prefix.empty() || name == prefix || (name.starts_with(prefix) && name[prefix.size()] == '.');
 }
 
+// Of prefixes that cover a name the longest counts, whatever their order in the file. Without a sink every
+// level is off, so messages are not even composed.
 Level levelFor(const Configuration& configuration, std::string_view name) {
     Level level = Level::Off;
     std::size_t longest = 0;

@@ -14,6 +14,7 @@ enum class Level : int { Trace = 0, Debug = 1, Info = 2, Warn = 3, Error = 4, Fa
 
 inline constexpr int kLevels = 7;
 
+// The name as it stands in the log and, in any case of letters, in configurations.
 constexpr std::string_view levelName(Level level) {
     constexpr std::string_view names[kLevels] = {"TRACE", "DEBUG", "INFO", "WARN", "ERROR", "FATAL", "OFF"};
     LUMO_ASSERT(level >= Level::Trace && level <= Level::Off);

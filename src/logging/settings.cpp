@@ -110,6 +110,7 @@ const std::map<std::string, Setter, std::less<>>& sinkSetters() {
     return kSetters;
 }
 
+// Checks that need more than one key come last, when all have been read: they may stand in any order.
 SinkSettings sinkOf(const IniSection& section) {
     SinkSettings sink;
     bool hasType = false;

@@ -73,6 +73,7 @@ void FullProfileProjector<Intensity>::addToBins(const DataFrame<int, Intensity>&
     }
 }
 
+// Exactly as much memory as there are peaks: thousands of profiles are open at a time.
 template <class Intensity>
 void FullProfileProjector<Intensity>::collect(const DataFrame<int, Intensity>& frame, std::size_t peaks) {
     Part part;

@@ -264,6 +264,7 @@ std::int32_t SparseSumPeakFinder::valueAt(std::size_t bin) const {
     return wrappingDifference(sum[0], sum[-1]);
 }
 
+// In the order of operations of the plain form, which fixes the bits.
 double SparseSumPeakFinder::slopeAt(const SmoothingRange& range, std::size_t bin) const {
     const auto h = static_cast<std::ptrdiff_t>(range.half);
     LUMO_ASSERT(hasSums(bin, range.half));

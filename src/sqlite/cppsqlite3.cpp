@@ -132,6 +132,7 @@ double CppSQLite3Query::getFloatField(int field, double nullValue) const {
     return fieldIsNull(field) ? nullValue : sqlite3_column_double(handle(), field);
 }
 
+// SQLite gives a null pointer for a value that is not NULL only when it has no memory to convert it.
 std::string CppSQLite3Query::getStringField(int field, const std::string& nullValue) const {
     if (fieldIsNull(field)) {
         return nullValue;
@@ -180,6 +181,7 @@ void requireOpen(const std::shared_ptr<Connection>& connection) {
 
 CppSQLite3DB::~CppSQLite3DB() { close(); }
 
+// Side files are looked at before SQLite opens anything, as it would wait for a pipe in the place of one.
 void CppSQLite3DB::open(const std::filesystem::path& file) {
     close();
     auto opened = std::make_shared<Connection>(file);

@@ -34,6 +34,8 @@ public:
     ~CppSQLite3Query();
 
     bool eof() const { return atEnd; }
+    // Goes on to the next row. A failure that a writer caused is raised too: rows were given out, so only
+    // inTransaction() can begin again.
     void nextRow();
 
     int numFields() const;

@@ -116,6 +116,7 @@ int LogIndex::map(int region, int size, void volatile** memory) noexcept {
     return SQLITE_READONLY;
 }
 
+// Regions are separate blocks: SQLite keeps their addresses while more are added.
 bool LogIndex::addRegions(std::size_t count) noexcept {
     try {
         while (regions.size() < count) {

@@ -61,6 +61,8 @@ ReadOnlyVfs::ReadOnlyVfs(const std::string& databaseName)
     forwardTheRest();
 }
 
+// Each function finds the object through the structure that SQLite passes, and SQLite's own layer through the
+// object.
 void ReadOnlyVfs::forwardTheRest() {
     vfs.xDlOpen = [](sqlite3_vfs* own, const char* file) {
         return ownerOf(own).base->xDlOpen(ownerOf(own).base, file);

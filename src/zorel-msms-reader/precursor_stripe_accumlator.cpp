@@ -74,6 +74,8 @@ PrecursorStripeAccumlator::PrecursorStripeAccumlator(std::int64_t parentId, std:
       transformator(calibration.transformator),
       widths(calibration.tA, calibration.tDelay, calibration.tBase, D) {}
 
+// The profile grows with the largest index so far. Its size comes from the file, so it is limited before
+// memory is taken.
 void PrecursorStripeAccumlator::add(const Scans& scans) {
     LUMO_ASSERT(scans.scanOffsets.size() > scans.numberOfScans);
     const std::uint64_t bins = std::max<std::uint64_t>(projector.count(), neededBins(scans));

@@ -38,6 +38,7 @@ void FrameBuffer::start(const kova::LoadedRange& loaded) {
     firstScan = loaded.range.begin;
 }
 
+// Batches follow each other: this one begins where the offsets of the one before it end.
 kova::ScanTargets FrameBuffer::place(const kova::ScanBatch& batch) {
     if (buffer.numberOfScans == 0) {
         return {};

@@ -122,6 +122,7 @@ bool ZorelMsmsSpectraReader::addStripe(std::int64_t frame, PrecursorStripeAccuml
     }
 }
 
+// A line spectrum is preferred where both callbacks are given.
 void ZorelMsmsSpectraReader::emit(std::int64_t precursorId, PrecursorStripeAccumlator& accumulator,
                                   const lineSpectraCallback& line, const profileSpectraCallback& profile,
                                   PeakAreas areas) const {

@@ -7,7 +7,8 @@
 namespace lumo::io::kova {
 
 // Where the peaks of one scan go: an array of indices and one of intensities, each with room for every peak
-// that the scan can hold. Addresses need not be aligned. Without addresses peaks are only counted.
+// that the scan can hold. Addresses need not be aligned. Without addresses peaks are only counted. The caller
+// has taken the room; nothing is checked here.
 struct PeakOutput {
     std::byte* indices = nullptr;
     std::byte* intensities = nullptr;

@@ -44,6 +44,7 @@ kvr_run* kvr_open(const char* path, const kvr_options* options) {
     });
 }
 
+// Streams hold the run by themselves, so closing ends only the handle and what was lent from it.
 void kvr_close(kvr_run* run) {
     const lumo::sys::CancellationDisabled untilReturn;
     if (run != nullptr && !run->run->isInOwnProcess()) {

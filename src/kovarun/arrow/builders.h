@@ -111,6 +111,7 @@ public:
         LUMO_ASSERT(hasRoom(size));
         offsets.push_back(offsets.back() + static_cast<std::int32_t>(size));
     }
+    // The first offset is 0, so even an empty column has one.
     Buffer intoBuffer() { return toBuffer(std::move(offsets)); }
 
 private:
@@ -150,6 +151,7 @@ public:
         offsets.append(size);
         validity.append(true);
     }
+    // A null is an empty list whose bit is not set.
     void appendNull() {
         offsets.append(0);
         validity.append(false);

@@ -29,6 +29,7 @@ Column numbers(std::size_t length, Buffer values) {
     return column;
 }
 
+// Lists of equal size need no offsets: the format of their field states the size.
 Column fixedSizeLists(std::size_t length, std::size_t width, Buffer values) {
     Column column;
     column.length = static_cast<std::int64_t>(length);

@@ -64,6 +64,7 @@ public:
     }
 
 private:
+    // False if the block is to be freed: nobody waits for the lock, and what is idle has a bound.
     bool keep(Block block) noexcept {
         const std::unique_lock lock(mutex, std::try_to_lock);
         if (!lock || idle + block.size > kMostIdle) {

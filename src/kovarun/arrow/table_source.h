@@ -7,7 +7,7 @@
 namespace lumo::run::arrow {
 
 // A record batch that is complete already, given out in slices of at most `rows` rows, which must be more
-// than 0.
+// than 0. An empty table gives no batch at all.
 class TableSource : public BatchSource {
 public:
     TableSource(std::vector<Field> columns, RecordBatch table, std::int64_t rows)

@@ -131,6 +131,7 @@ std::size_t PeakColumns::keepBox(const io::kova::ScanBatch& batch) {
     return kept;
 }
 
+// The counts of the batch, after the box was applied, say how many peaks each scan has.
 void PeakColumns::addScans(const io::kova::ScanBatch& batch, std::size_t peaks) {
     if (!wants(KVR_COLUMN_SCAN)) {
         return;
@@ -174,6 +175,7 @@ void PeakColumns::addMobilities(const io::kova::ScanBatch& batch, std::size_t pe
     }
 }
 
+// What all peaks of a frame share is added last, when their number is known.
 void PeakColumns::addFrame(const FrameEntry& frame, std::size_t peaks) {
     if (wants(KVR_COLUMN_FRAME)) {
         frames.fill(frame.id, peaks);
@@ -186,6 +188,7 @@ void PeakColumns::addFrame(const FrameEntry& frame, std::size_t peaks) {
     }
 }
 
+// Columns in the order of the schema; each shares the memory that it was written to.
 arrow::RecordBatch PeakColumns::toBatch() const {
     arrow::RecordBatch batch;
     batch.length = static_cast<std::int64_t>(size());

@@ -120,6 +120,7 @@ public:
     }
 
 private:
+    // Bits for rows that are about to be added; nothing to do before the first missing value.
     void note(std::size_t count, bool areValid) {
         if (nulls == 0) {
             return;

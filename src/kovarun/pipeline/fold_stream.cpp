@@ -71,6 +71,8 @@ private:
         return rows;
     }
 
+    // One sum must fit at least. More threads than sums that fit would make the result larger than the budget
+    // while it is being made.
     TaskLimits affordableThreads() const {
         const std::uint64_t affordable =
             work->control.limits.memoryBudget / std::max<std::uint64_t>(1, parts.bytesPerAccumulator);

@@ -119,6 +119,8 @@ private:
             changed.notify_all();
         }
 
+        // The first rule keeps the caller from waiting for ever, the second keeps what waits within its
+        // bounds.
         bool mayBegin(std::uint64_t bytes) const {
             return firstTask == nextTask ||
                    (waiting + bytes <= limits.memoryBudget && nextTask - firstTask < slots.size());
@@ -150,6 +152,7 @@ private:
             changed.notify_all();
         }
 
+        // The slot is emptied before a failure is raised, so the next call asks for the next task.
         Result takeFirst() {
             Slot first;
             {

@@ -33,6 +33,7 @@ auto mobilityCalibrationOf(const Reader& reader, std::int64_t frame) {
 
 using ::lumo::calibration::kova::IArrayTransformator;
 
+// Every mobility transformator has this interface, too; see transformation.h.
 const IArrayTransformator& onArrays(const io::kova::KvdReader::MobTrafoPtr& calibration) {
     return dynamic_cast<const IArrayTransformator&>(*calibration);
 }
@@ -113,6 +114,7 @@ std::span<const double> FrameSource::oneOverK0() {
     return ofCurrentFrame();
 }
 
+// A look-up that failed before is done once more, for the error that it raises.
 std::uint64_t FrameSource::requireMassAxis() {
     if (!hasMass || !isMassLookedUp) {
         lookUpMass();
@@ -150,6 +152,7 @@ void FrameSource::lookUpMass() {
     }
 }
 
+// A longer frame has all of its scans converted again; a shorter one uses the beginning of what is there.
 void FrameSource::lookUpMobility() {
     hasMobility = false;
     auto calibration =

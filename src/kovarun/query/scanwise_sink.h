@@ -49,6 +49,8 @@ public:
         keptScans = keptPeaks = 0;
     }
 
+    // Scans that are kept are decoded one after the other; otherwise every batch goes to the beginning of the
+    // buffers.
     io::kova::ScanTargets place(const io::kova::ScanBatch& batch) override {
         if (batch.peakBound == 0 && !isKept) {
             return {};  // such a frame may claim billions of scans

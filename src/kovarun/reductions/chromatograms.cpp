@@ -73,6 +73,7 @@ private:
 
 }  // namespace
 
+// A row must fit into the memory budget at least; everything else is a matter of how many rows wait.
 std::unique_ptr<arrow::BatchSource> makeChromatograms(std::shared_ptr<Run> run, Query query,
                                                       std::vector<Target> targets, Reduce reduce,
                                                       const Control& control) {

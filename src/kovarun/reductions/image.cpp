@@ -72,6 +72,8 @@ public:
 
 private:
     // What a query's range of m/z leaves of the cells.
+    // Every pair is compared: a query has one range of indices, or a few where a calibration is not
+    // monotonic.
     static void restrict(std::vector<IndexRange>& ranges, std::vector<std::uint32_t>& cells,
                          const std::vector<IndexRange>& allowed) {
         std::vector<IndexRange> keptRanges;
@@ -123,6 +125,7 @@ public:
         std::fill_n(values(), image.count, 0);
     }
 
+    // A frame outside of the time axis is not read at all.
     void add(FrameSource& source, const FrameBox& box, const FrameEntry& frame) override {
         const GridAxis* const time = grid.axisOf(GridAxis::Kind::Time);
         const std::uint32_t timeCell = time == nullptr ? 0 : cellOf(time->edges, frame.time);

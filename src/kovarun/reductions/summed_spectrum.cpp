@@ -31,6 +31,7 @@ public:
     SpectrumSum(const FrameWork& shared, std::shared_ptr<const MassAxis> firstAxis, std::uint32_t bins)
         : work(shared), reference(std::move(firstAxis)), sums(bins) {}
 
+    // A frame without a calibration of its own is added as it is: its indices are the best that is known.
     void add(FrameSource& source, const FrameBox& box, const FrameEntry& /*frame*/) override {
         if (box.isEmpty()) {
             return;
@@ -64,6 +65,7 @@ public:
         }
     }
 
+    // Only occupied indices are rows. They are the same whatever the number of threads, as the sums are.
     arrow::RecordBatch finish() override {
         std::vector<std::uint32_t> indices;
         std::vector<std::uint64_t> intensities;

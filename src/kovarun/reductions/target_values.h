@@ -129,6 +129,7 @@ private:
 
     static void nothing(std::uint32_t) {}
 
+    // A target's value in what has been summed so far: its pieces put together.
     std::uint64_t valueOf(const IntervalMap::Pieces& part) const {
         return reduced<kind>(std::span(sums).subspan(part.begin, part.end - part.begin));
     }

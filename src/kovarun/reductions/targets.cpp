@@ -103,6 +103,8 @@ void TargetBoxes::findIndices(FrameSource& source, const FrameBox& frameBox) {
     }
 }
 
+// Targets without a range take part with infinite bounds, which is cheaper than sorting them out; their
+// result is not used.
 void TargetBoxes::findIndicesAtOnce(const MassAxis& axis) {
     std::vector<double> low;
     std::vector<double> high;

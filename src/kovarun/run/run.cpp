@@ -36,6 +36,7 @@ Run::Run(std::filesystem::path directory, RunOptions options)
     idle.push_back(std::make_unique<Reader>(path, kind, settings));
 }
 
+// Destroying readers closes their connections, which in a child are the parent's.
 Run::~Run() {
     if (!isInOwnProcess()) {
         frames.abandon();

@@ -27,6 +27,8 @@ struct Place {
 
 }  // namespace
 
+// The transaction may run twice when a writer comes between, so it begins by clearing what it fills. Sorting
+// comes after it: the database should not be held longer than reading takes.
 MsmsPlan::MsmsPlan(const io::kova::KvdReader& reader, const io::algorithms::PrecursorFilter& filter) {
     std::unordered_map<std::int64_t, Place> places;
     reader.getSQLiteDb()->inTransaction([&] {

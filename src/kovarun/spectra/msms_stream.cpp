@@ -114,6 +114,8 @@ std::vector<arrow::Field> schemaOf(SpectrumKind kind) {
 
 }  // namespace
 
+// The plan is made now, on the caller's thread, so a request that makes no sense fails in this call and not
+// in the stream.
 std::unique_ptr<arrow::BatchSource> makeMsmsStream(std::shared_ptr<Run> run,
                                                    const io::algorithms::PrecursorFilter& filter,
                                                    SpectrumKind kind, const Control& control) {

@@ -93,6 +93,8 @@ private:
     std::unordered_map<std::int64_t, io::kova::KvdReader::MobTrafoPtr> known;
 };
 
+// The survey frame, scan and calibration of each row are in the table already, so no precursor costs a query
+// of its own.
 void replaceCalibrations(const Reader& reader, Table& table) {
     const Values<std::int64_t> frames(table.rows.columns[kFrameColumn]);
     const Values<double> scans(table.rows.columns[kScanColumn]);

@@ -24,8 +24,8 @@ public:
     virtual arrow::Column intoColumn() = 0;
 };
 
-template <class T>
 // Integers between two bounds, everything else null: a negative number of scans is no number of scans.
+template <class T>
 class IntegerCells : public CellReader {
 public:
     IntegerCells(std::int64_t low, std::int64_t high) : lowest(low), highest(high) {}
@@ -158,6 +158,7 @@ private:
 
 // A column that the metadata do not have is selected as NULL, so that all analyses give tables of the same
 // columns.
+// Names in the database are this library's own constants, so they need no quoting.
 TableColumn present(const std::set<std::string>& names, std::string name, const std::string& inDatabase,
                     CellType type, std::int64_t lowest, const std::string& prefix) {
     TableColumn column{.name = std::move(name), .type = type, .lowest = lowest};
