@@ -15,6 +15,8 @@ std::optional<CalibrationReaderSqlite> CalibrationReaderSqlite::getCalibrationRe
     const std::filesystem::path& file, const CalibrationStateSelector& selector,
     kova::AnalysisFormat format) {
     try {
+        // Of `file` only the directory counts: the implementation looks for the file under the name that it
+        // has in every analysis.
         return CalibrationReaderSqlite(
             std::make_unique<CalibrationReaderSqliteImpl>(file.parent_path(), selector, format));
     } catch (const NoMatchingCalibrationStateError& e) {

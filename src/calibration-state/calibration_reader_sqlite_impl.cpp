@@ -107,6 +107,7 @@ void CalibrationReaderSqliteImpl::requireTables(kova::AnalysisFormat format) {
     }
     readDigitizerConstants();
     if (hasFrameCalibrators) {
+        // A mapping without the columns of the look-ups fails here and not at the first frame.
         frameMapping->prepare();
     }
 }
@@ -270,7 +271,8 @@ CalibrationReaderSqliteImpl::MzTrafoPtr CalibrationReaderSqliteImpl::getMzTrafo(
     std::int64_t frameId, Polarity polarity, const models::Temperatures& measured,
     models::TemperatureCompensation compensation) {
     if (hasFrameCalibrators) {
-        // A frame's own calibration was made at the frame's own temperatures.
+        // A frame's own calibration was made at the frame's own temperatures. These are noted as its
+        // reference, with coefficients of 0, so compensating it once more would change nothing.
         MzTrafoPtr own = loadFrameMzTrafo(frameId);
         models::addTemperatureCompensationInfo(*own, {.reference = measured, .coefficients = {}});
         return own;

@@ -90,12 +90,12 @@ private:
     logging::Logger logger = logging::Logger::getLogger("io.calibration.CalibrationReaderSqliteImpl");
     std::shared_ptr<CppSQLite3DB> db = std::make_shared<CppSQLite3DB>();
     std::string key;
-    int stateId = 0;
+    int stateId = 0;  // the rows of this state in all other tables have it
     StateTable refMzTable{"RefMzCalibration", 4, "c.T1, c.T2, c.dC1, c.dC2, ", {}};
     StateTable frameMzTable{"FrameMzCalibration", 0, "", {}};
     StateTable mobilityTable{"KovaCalibration", 0, "", {}};
     bool hasFrameCalibrators = false;
-    std::optional<DigitizerConstants> digitizerConstants;
+    std::optional<DigitizerConstants> digitizerConstants;  // of the time axis; none if the state has no row
     std::optional<FrameMapping> frameMapping;
     std::optional<FrameMapping> mobilityMapping;
     std::array<std::optional<ReferenceMzTrafo>, 2> references;  // by polarity

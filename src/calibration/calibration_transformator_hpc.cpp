@@ -54,6 +54,7 @@ ICalibrationTransformatorPtr createCalibrationTransformatorHPC(
     auto corrected = std::make_shared<CalibrationTransformatorHPC>(base->GetPhysicalConstants(),
                                                                    base->GetFunctionalConstants(),
                                                                    CorrectedQuadratic(std::move(polynomial)));
+    // The offset belongs to no constants, so it does not come along with them.
     corrected->SetIndexOffset(base->GetIndexOffset());
     return corrected;
 }

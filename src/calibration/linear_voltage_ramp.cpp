@@ -44,6 +44,7 @@ LinearVoltageRamp::LinearVoltageRamp(int delay, int cycles, double startVoltage,
     intercept = (vend * n0 - vstart * n1) / (n0 - n1);
 }
 
+// Slope and intercept follow from these four.
 bool operator==(const LinearVoltageRamp& a, const LinearVoltageRamp& b) {
     return a.getDelay() == b.getDelay() && a.getCycles() == b.getCycles() && a.getVstart() == b.getVstart() &&
            a.getVend() == b.getVend();

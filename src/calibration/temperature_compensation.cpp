@@ -27,6 +27,8 @@ std::shared_ptr<TemperatureConstants> requiredTemperatureConstantsOf(
     return constants;
 }
 
+// The mode says which of the two sensors count. A calibration with a mode that nobody knows must not be used
+// uncompensated.
 double partsPerMillion(const Temperatures& measured, const TemperatureCompensationInfo& info) {
     const double sensor1 = info.coefficients.t1 * (measured.t1 - info.reference.t1);
     const double sensor2 = info.coefficients.t2 * (measured.t2 - info.reference.t2);
@@ -67,6 +69,8 @@ std::unique_ptr<ICalibrationTemperatureCompensator> createCalibrationTemperature
     return std::make_unique<CalibrationTemperatureCompensator>();
 }
 
+// Models whose constants do not depend on temperatures have nothing to note; the two functions that only note
+// pass them over.
 void addTemperatureCompensationInfo(ICalibrationTransformator& transformator,
                                     const TemperatureCompensationInfo& info) {
     if (const auto constants = temperatureConstantsOf(transformator)) {

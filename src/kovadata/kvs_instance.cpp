@@ -49,6 +49,7 @@ std::uint32_t KvsInstance::readProfileSpectrum(std::int64_t spectrumId,
 
 void KvsInstance::mzConversionFunc(std::int64_t spectrumId, std::span<const double> in, std::span<double> out,
                                    MassConversion conversion) {
+    // Without values nothing is looked up, so the call succeeds for a spectrum that has no calibration, too.
     if (!in.empty()) {
         convertMasses(reader.getMzTrafo(spectrumId, kova::KvsReader::Compensation::Off), in, out, conversion,
                       FailingOutput::Untouched);

@@ -83,6 +83,7 @@ std::size_t toNumber(const std::string& place, const std::string& value, const L
     const auto [rest, error] = std::from_chars(value.data(), end, number);
     const unsigned shift = shiftOf({rest, static_cast<std::size_t>(end - rest)});
     const bool unitAllowed = shift == 0 || (shift < 64 && limits.highest >= kSizeLimits.highest);
+    // The limit is shifted and not the number, which could lose bits by it.
     if (error != std::errc() || !unitAllowed || number > limits.highest >> shift ||
         number << shift < limits.lowest) {
         raiseBadValue(place, value, limits.expected);
@@ -152,6 +153,7 @@ Settings parseSettings(const std::string& text) {
             LUMO_THROW(ConfigurationError("unknown section or key " + section.name));
         }
     }
+    // A configuration that only sets levels must not silence the library.
     if (settings.sinks.empty()) {
         settings.sinks.emplace_back();
     }

@@ -72,6 +72,7 @@ std::shared_ptr<sinks::sink> makeShared(Arguments... arguments) {
                                         LockedSink::InChild::Share);
 }
 
+// Colours only where someone looks at them: a file or a pipe would get the escape codes as text.
 std::shared_ptr<sinks::sink> makeEnd(const SinkSettings& settings) {
     switch (settings.type) {
         case SinkType::Console:

@@ -33,6 +33,8 @@ void FullProfileProjector<Intensity>::setParameters(std::size_t firstIndex, std:
     if (capacityIsFixed && capacity < count) {
         LUMO_THROW(std::invalid_argument("Fixed capacity (" + std::to_string(capacity) + ") exceeded."));
     }
+    // Collected peaks may lie beyond the new end, and must be inside. In bins, resizing drops those that do
+    // not.
     if (count < bins && !hasBins()) {
         makeDense();
     }
@@ -53,6 +55,7 @@ template <class Intensity>
 void FullProfileProjector<Intensity>::add(const DataFrame<int, Intensity>& frame) {
     const std::size_t peaks = frame.numberOfPeaks();
     LUMO_ASSERT(peaks <= frame.indices.size() && peaks <= frame.intensities.size());
+    // From here on collecting would take more memory than bins do: a collected peak costs an index as well.
     if (!hasBins() &&
         (collectedCount + peaks) * (sizeof(std::uint32_t) + sizeof(Intensity)) > bins * sizeof(Intensity)) {
         makeDense();

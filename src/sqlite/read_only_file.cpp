@@ -97,6 +97,7 @@ constexpr sqlite3_io_methods forReading() {
         *isReserved = 0;
         return SQLITE_OK;
     };
+    // The answer to requests that a file does not know; SQLite goes on without them.
     methods.xFileControl = [](sqlite3_file*, int, void*) { return SQLITE_NOTFOUND; };
     methods.xSectorSize = [](sqlite3_file*) { return kSectorBytes; };
     methods.xDeviceCharacteristics = [](sqlite3_file*) { return 0; };
@@ -126,6 +127,8 @@ int readDatabase(sqlite3_file* file, void* buffer, int count, sqlite3_int64 posi
 }
 
 int closeDatabase(sqlite3_file* file) {
+    // Not closed: closing a descriptor can end locks that others in this process have on the same file (see
+    // open_file.cpp).
     fileOf(file).file->keep();
     return SQLITE_OK;
 }

@@ -12,8 +12,10 @@ namespace lumo::sys {
 
 namespace {
 
+// Ascending, and each includes those before it: a machine supports the first so many.
 constexpr SimdLevel kLevels[] = {SimdLevel::Scalar, SimdLevel::Vector128, SimdLevel::Avx2};
 
+// As the environment variable spells them.
 constexpr std::pair<std::string_view, SimdLevel> kNames[] = {
     {"scalar", SimdLevel::Scalar}, {"vector128", SimdLevel::Vector128}, {"avx2", SimdLevel::Avx2}};
 
@@ -22,6 +24,8 @@ SimdLevel widestSimdLevel() {
         return SimdLevel::Scalar;  // vectors are filled from the bytes of little-endian files
     }
 #ifdef __x86_64__
+    // All that these kernels are compiled for. Emulators and virtual machines may offer one without the
+    // others.
     if (__builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi") != 0 &&
         __builtin_cpu_supports("bmi2") != 0 && __builtin_cpu_supports("popcnt") != 0) {
         return SimdLevel::Avx2;

@@ -13,6 +13,9 @@
 #include "sqlite/cppsqlite3.h"
 #include "sqlite/cppsqlite_tools.h"
 
+// Which scans of which frames hold a precursor's fragments, read from the analysis database. A filter becomes
+// conditions of one query, and that query orders the rows: those of one parent follow each other, so its
+// calibration is looked up once, and its frames ascend.
 namespace lumo::io::algorithms {
 
 namespace {
@@ -39,7 +42,8 @@ std::string joined(const std::vector<std::int64_t>& numbers) {
     return text;
 }
 
-// Rows of one parent follow each other, so its calibration is looked up once.
+// Times are compared with the time of the parent, the frame in which the precursor was seen, and not with
+// those of its fragments.
 std::string precursorQuery(const PrecursorFilter& filter) {
     std::string sql =
         "SELECT  pre.Id, pre.Parent, fmmi.Frame, fmmi.ScanNumBegin, fmmi.ScanNumEnd, pre.ScanNumber FROM "

@@ -85,6 +85,7 @@ void ZorelMsmsSpectraReader::prepare(const StripeRow& row, CurrentParent& parent
 void ZorelMsmsSpectraReader::extractPrecursorSpectra(const lineSpectraCallback& line,
                                                      const profileSpectraCallback& profile,
                                                      const StripeFailureCallback& failure, PeakAreas areas) {
+    // An extraction that ended in an exception has left sums of some frames.
     for (auto& [id, accumulator] : accumulators) {
         accumulator.restart();
     }

@@ -100,6 +100,7 @@ FrameInfo FrameInfoTable::readFrameInfo(std::int64_t frameId) {
     } else if (schemaMajor == 1) {
         info.blobOffset = numberField(row, 0, std::int64_t{0}, frameId, "KovaId");
     } else if (schemaMajor == 2 || schemaMajor == 3) {
+        // Of several cells that are no numbers, the first of this order is reported.
         info.rampTime = numberField(row, 2, 0.0, frameId, "RampTime");
         info.accumulationTime = numberField(row, 1, 0.0, frameId, "AccumulationTime");
         info.blobOffset = numberField(row, 0, kNoData, frameId, "KovaId");

@@ -10,6 +10,7 @@ namespace lumo::io::kova {
 
 using calibration::CorruptDataError;
 
+// Rows of "GlobalMetadata". A key without a row and a key with NULL are the same to callers: not set.
 // Failures of the database are reported with the key, since a caller who only has the text could not tell
 // which of many look-ups it was.
 std::optional<std::string> ISqliteReader::getGlobalMetadatum(const std::string& key) const {

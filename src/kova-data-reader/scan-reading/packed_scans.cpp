@@ -38,6 +38,7 @@ public:
         } else {
             destination = Destination::None;
         }
+        // The counts, one for each scan, are a part of the result and come before all peaks.
         values = range.size();
     }
 

@@ -23,6 +23,7 @@ void requireOrder(const ScanRange& range) {
 void ScanReader::read(const ScanRange& range, NormalizationType type, ScanSink& sink) {
     requireOrder(range);
     if (range.begin == range.end) {
+        // It has no peaks, but a frame that does not exist or is damaged is reported all the same.
         storage.hintWillReadScanRange(range);
         sink.start({range, 0});
         return;

@@ -59,9 +59,12 @@ uint32_t kvr_image(kvr_run* run, const kvr_query* query, kvr_axis* x, kvr_axis* 
                    const kvr_control* control, ArrowArrayStream* stream) {
     return callForStream(stream, [&] {
         Prepared with(run, query, control);
+        // Two axes of one kind would make an image of nothing but its diagonal.
         if (x == nullptr || y == nullptr || x->kind == y->kind) {
             LUMO_THROW(std::invalid_argument("An image has two axes of different kinds."));
         }
+        // Completed axes are given back to the caller, who learns from them alone where the cells of the
+        // image lie.
         *x = completeAxis(*with.run, with.query, *x);
         *y = completeAxis(*with.run, with.query, *y);
         return makeImage(with.run, std::move(with.query), toGridAxis(*x), toGridAxis(*y),

@@ -30,12 +30,14 @@ public:
 
     std::optional<arrow::RecordBatch> next() override {
         work->run->requireOwnProcess();
+        // A group of which all frames are left out has no rows, so one group may not be enough.
         while (given == current.length) {
             if (!nextGroup()) {
                 return std::nullopt;
             }
         }
         const std::int64_t count = std::min(work->control.batchSize, current.length - given);
+        // The usual case: the group is the batch, and its buffers are not shared with a slice.
         if (count == current.length) {
             return std::exchange(current, {});
         }

@@ -48,6 +48,7 @@ Query prepareQuery(Run& run, const kvr_query* query) {
     prepared.oneOverK0 = optionalRange(given.one_over_k0, "1/K0");
     const std::optional<Range> time = optionalRange(given.time, "time");
     prepared.scanBegin = given.scan_begin;
+    // An end of 0 would ask for nothing, so it stands for all scans: a query of zeros asks for everything.
     prepared.scanEnd = given.scan_end == 0 ? UINT32_MAX : given.scan_end;
     if (prepared.scanBegin > prepared.scanEnd) {
         LUMO_THROW(std::invalid_argument("The range of scans ends before it begins."));
@@ -57,6 +58,8 @@ Query prepareQuery(Run& run, const kvr_query* query) {
     }
     prepared.intensities = checkedIntensities(given.intensities, run.options().intensities);
     prepared.frames = listedOrAll(run, given);
+    // A frame whose level or time the metadata do not state is in no selection by it: the level is 0 here,
+    // and the time no number, which no range contains.
     std::erase_if(prepared.frames, [&](const FrameEntry& frame) {
         return (given.ms_level != 0 && frame.msLevel != static_cast<std::int8_t>(given.ms_level)) ||
                (time && !time->contains(frame.time));

@@ -26,6 +26,8 @@ void IndexCells::build(std::span<const IndexRange> ranges, std::span<const std::
     blocks.clear();
     std::size_t part = 0;
     for (std::uint64_t block = 0; block <= (bins - 1) >> shift; ++block) {
+        // At most one boundary lies in a block. One at its very beginning is no special case: no index of the
+        // block is before it.
         const std::uint32_t before = parts[part].cell;
         if (part + 1 < parts.size() && parts[part + 1].begin >> shift == block) {
             ++part;
@@ -42,6 +44,7 @@ void IndexCells::findParts(std::span<const IndexRange> ranges, std::span<const s
               [&](std::uint32_t a, std::uint32_t b) { return ranges[a].begin < ranges[b].begin; });
     parts.assign(1, {0, outside});
     for (const std::uint32_t i : order) {
+        // A range that begins where another ends takes the place of the empty part between them.
         if (parts.back().begin == ranges[i].begin) {
             parts.back().cell = cells[i];
         } else {

@@ -14,12 +14,15 @@ namespace lumo::run {
 
 namespace {
 
+// In rows.
 constexpr std::uint64_t kDefaultBatchSize = std::uint64_t{1} << 20;
 constexpr std::uint64_t kLargestBatchSize = std::numeric_limits<std::int32_t>::max();
 
 }  // namespace
 
 void Control::report(std::uint64_t done, std::uint64_t total) const {
+    // Ending a call is a failure like any other: what is on its way is given up, and the stream keeps the
+    // text.
     if (progress != nullptr && progress(context, done, total) == 0) {
         LUMO_THROW(Cancelled("Cancelled by the caller."));
     }

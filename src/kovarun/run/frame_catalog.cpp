@@ -46,7 +46,8 @@ FrameEntry readEntry(const CppSQLite3Query& row) {
     return entry;
 }
 
-// A frame reaches to the one that follows it in the file, or to the file's end.
+// A frame reaches to the one that follows it in the file, or to the file's end. These sizes serve planning
+// only: where a frame was removed, the hole counts to the frame before it.
 void measureFrames(FrameEntries& frames, std::uintmax_t blobSize) {
     std::vector<FrameEntry*> byPosition;
     for (FrameEntry& frame : frames) {

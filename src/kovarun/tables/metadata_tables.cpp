@@ -59,6 +59,7 @@ Table readIsolations(CppSQLite3DB& db) {
                                               present(names, "scan_begin", "ScanNumBegin", CellType::Integer),
                                               present(names, "scan_end", "ScanNumEnd", CellType::Integer)};
     return names.empty() ? emptyTable(columns)
+                         // By place: a column that the database lacks is a NULL in the query and has no name.
                          : readTable(db, columns, "FROM ZorelFrameMsMsInfo ORDER BY 1, 3, 2");
 }
 
