@@ -97,9 +97,12 @@ private:
 template <class Interface>
 Slot<Interface> slot;
 
+// The process has few thread keys, and a program may load and unload the library any number of times: every
+// family that has a slot gives its keys back here.
 [[gnu::destructor]] void releaseSlots() {
     slot<KovaInterface>.release();
     slot<KvsInterface>.release();
+    slot<KvrInterface>.release();
 }
 
 template <class Interface>
