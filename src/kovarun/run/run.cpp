@@ -33,6 +33,7 @@ Run::Run(std::filesystem::path directory, RunOptions options)
       kind(formatOf(path)),
       process(getpid()),
       frames(databaseOf(path, kind), blobSizeOf(path, kind)) {
+    idle.reserve(settings.threads);  // giveBack() must not fail
     idle.push_back(std::make_unique<Reader>(path, kind, settings));
 }
 
