@@ -22,10 +22,10 @@ public:
 
 // A request for a calibration state, as it was made.
 struct RequestedCalibrationStateInformation {
-    std::optional<std::string> key;
-    std::optional<std::string> source;
-    bool latest = true;
-    bool allowIncomplete = false;
+    std::optional<std::string> key;     // of the one state that is wanted; the rest is not looked at then
+    std::optional<std::string> source;  // who made the state; empty: anybody
+    bool latest = true;                 // else the oldest
+    bool allowIncomplete = false;       // also states that leave frames without a calibration
 };
 
 // What a complete state of an analysis has to cover.

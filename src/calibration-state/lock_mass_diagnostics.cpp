@@ -73,6 +73,7 @@ std::vector<LockMassCalibrationDiagnostic> readRecords(CppSQLite3DB& db, int sta
         records.push_back({row.getFloatField(0), row.getFloatField(1),
                            seriesField(row, 2, "RetentionTimesInSeconds"),
                            seriesField(row, 3, "MassDeviationInDa")});
+        // The two series are points of one curve.
         if (records.back().retentionTimesInSeconds.size() != records.back().massDeviationInDa.size()) {
             LUMO_THROW(CorruptDataError("Lock-mass diagnostics have series of different lengths."));
         }

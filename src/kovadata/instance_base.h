@@ -19,6 +19,7 @@ public:
 
     InstanceBase(const std::filesystem::path& directory, const Selector& selector)
         : logger(logging::Logger::getLogger(Interface::kLoggerName)), reader(directory, selector) {
+        // After the reader is open, so a handle that could not be opened leaves no such message.
         LUMO_LOG(logger, Debug, "instantiated.");
     }
 

@@ -53,6 +53,7 @@ bool AsyncSink::enqueue(const spdlog::details::log_msg& message) {
         return true;
     }
     room.wait(lock, [&] { return waiting.size() < capacity || stopping; });
+    // Who waited for room while the thread was stopped writes the message without it.
     if (stopping) {
         return false;
     }
@@ -71,6 +72,7 @@ void AsyncSink::work() {
     std::unique_lock lock(mutex);
     while (true) {
         arrived.wait(lock, [&] { return !waiting.empty() || stopping; });
+        // Stopping, and everything that waited is written.
         if (waiting.empty()) {
             return;
         }

@@ -10,7 +10,8 @@ namespace {
 
 using namespace lumo::run;
 
-// A null pointer asks for all precursors; a pointer with the number 0 asks for none.
+// A null pointer asks for all precursors; a pointer with the number 0 asks for none. Ids are copied, so the
+// caller's array need not outlive the call.
 lumo::io::algorithms::PrecursorFilter checkedFilter(const int64_t* precursors, uint64_t count,
                                                     const int64_t* parent) {
     if (precursors == nullptr && count != 0) {

@@ -12,6 +12,7 @@ namespace lumo::run {
 
 namespace {
 
+// The table is in memory as a whole; cutting it only spares consumers batches of any size.
 constexpr std::int64_t kRowsPerBatch = std::int64_t{1} << 20;
 
 // The file of states has a connection of its own for the time of this call: it need not exist, and the

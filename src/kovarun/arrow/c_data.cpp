@@ -102,6 +102,7 @@ void exportSchema(const std::vector<Field>& fields, ArrowSchema& out) {
 void exportBatch(RecordBatch&& batch, ArrowArray& out) {
     Column rows;
     rows.length = batch.length;
+    // The one buffer of a struct says which rows are valid; none is there, as all are.
     rows.buffers = {nullptr};
     rows.children = std::move(batch.columns);
     exportColumn(std::move(rows), out);

@@ -9,8 +9,8 @@
 
 // Streams of one result that all frames make together. Each thread adds the frames of its groups to a sum of
 // its own; when all are read, the sums are merged. They are integers, so the result does not depend on which
-// thread read which group, nor on the number of threads. How many work is limited by how many sums the memory
-// budget has room for.
+// thread read which group, nor on the number of threads. No more threads work than the memory budget has room
+// for sums.
 namespace lumo::run {
 
 namespace {

@@ -15,7 +15,7 @@ namespace lumo::run {
 
 namespace {
 
-constexpr std::uint32_t kMostCells = 1 << 24;
+constexpr std::uint32_t kMostCells = 1 << 24;  // of one axis; its edges are a list of this length
 
 // An empty range, low above high, means that there is nothing to draw.
 Range timesOf(const FrameEntries& frames) {
@@ -80,6 +80,8 @@ kvr_axis completeAxis(Run& run, const Query& query, const kvr_axis& axis) {
         LUMO_THROW(std::invalid_argument("The axis of " + name + " cannot have " + std::to_string(axis.bins) +
                                          " cells."));
     }
+    // An axis is completed as a whole. One bound that is missing alone is refused below, like one that is
+    // infinite.
     kvr_axis complete = axis;
     if (std::isnan(axis.low) && std::isnan(axis.high)) {
         const Range range = naturalRange(run, query, axis.kind);

@@ -16,6 +16,7 @@ void setBit(std::vector<std::uint64_t>& bits, std::uint32_t place) {
     bits[place / 64] |= std::uint64_t{1} << place % 64;
 }
 
+// A word at a time between the ends: ranges of thousands of indices are common.
 void setBits(std::vector<std::uint64_t>& bits, std::uint32_t begin, std::uint32_t end) {
     for (; begin < end && begin % 64 != 0; ++begin) {
         setBit(bits, begin);

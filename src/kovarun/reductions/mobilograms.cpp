@@ -100,8 +100,8 @@ private:
 
 }  // namespace
 
-// Each thread has a table of its own, of the size that the metadata announce; what they announce wrongly is
-// found out by grow().
+// Each thread has a table of its own, of the size that the metadata announce. Where they announce too little,
+// grow() finds out.
 std::unique_ptr<arrow::BatchSource> makeMobilograms(std::shared_ptr<Run> run, Query query,
                                                     std::vector<Target> targets, Reduce reduce,
                                                     const Control& control) {

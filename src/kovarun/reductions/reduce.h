@@ -25,6 +25,7 @@ inline Reduce checkedReduce(std::uint32_t value) {
     return static_cast<Reduce>(value);
 }
 
+// Sums of 32-bit intensities: 2^32 peaks of the highest intensity still fit into 64 bits.
 template <Reduce kind>
 inline void reduceInto(std::uint64_t& value, std::uint64_t other) {
     if constexpr (kind == Reduce::Max) {

@@ -128,6 +128,8 @@ std::unique_ptr<arrow::BatchSource> makeMsmsStream(std::shared_ptr<Run> run,
     }();
     std::size_t perGroup = kLineSpectraPerGroup;
     if (kind == SpectrumKind::Profile) {
+        // Half of what a list column can hold, since a group may become twice as large, see
+        // groupPrecursors().
         perGroup = std::clamp<std::size_t>(kBytesOfProfilesPerGroup / bytesPerSpectrum, 1,
                                            kMostProfilesPerGroup / 2);
     }

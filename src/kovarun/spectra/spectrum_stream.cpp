@@ -20,8 +20,9 @@ namespace lumo::run {
 namespace {
 
 constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
+// Metadata that state 0 peaks for all spectra would otherwise make a single task of them.
 constexpr std::size_t kMostSpectraPerGroup = 64;
-constexpr std::uint64_t kBytesPerPeak = 24;
+constexpr std::uint64_t kBytesPerPeak = 24;  // position, m/z, intensity and width
 
 const arrow::Field kId{"id", "l", false, {}};
 
@@ -72,6 +73,7 @@ private:
 
     void append(Columns& columns, std::int64_t id) {
         const io::kova::LineSpectrumView view = reader->spectra().viewLineSpectrum(id, widths);
+        // All lists of a spectrum have one length, or are null, so one of them answers for all.
         requireRoom(columns.positions.hasRoom(view.peaks));
         load(positions, view.positions, view.peaks);
         columns.ids.append(id);
@@ -162,6 +164,7 @@ SpectrumKind checkedSpectrumKind(std::uint32_t kind) {
 
 std::unique_ptr<arrow::BatchSource> makeSpectrumStream(std::shared_ptr<Run> run, Query query,
                                                        SpectrumKind kind, const Control& control) {
+    // Widths are a fact of the analysis: either all spectra have them, or the column is null from end to end.
     const kvr_info facts = analysisFacts(*run->borrow(), run->format());
     std::vector<FrameGroup> groups = groupSpectra(query.frames, kind);
     auto work = std::make_shared<const FrameWork>(

@@ -48,6 +48,7 @@ private:
     arrow::NumberBuilder<T> builder;
 };
 
+// SQLite may store a whole number as an integer in a column of reals, so both are numbers.
 class RealCells : public CellReader {
 public:
     void append(const CppSQLite3Query& row, int cell) override {
@@ -82,6 +83,7 @@ private:
     arrow::TextBuilder builder;
 };
 
+// Only integers are flags. What a text such as "true" means is not guessed.
 class FlagCells : public CellReader {
 public:
     void append(const CppSQLite3Query& row, int cell) override {
