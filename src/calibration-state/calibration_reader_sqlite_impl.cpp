@@ -137,6 +137,7 @@ void CalibrationReaderSqliteImpl::selectState(const CalibrationStateSelector& se
     LUMO_LOG(logger, Debug, "Using calibration state " << key << " for analysis " << directory.string());
 }
 
+// The major version decides. What a higher minor one adds is nothing that this library must know.
 void CalibrationReaderSqliteImpl::checkSchemaVersion() {
     const auto major = sqlite::getProperty<std::int32_t>(*db, "SchemaVersionMajor");
     const auto minor = sqlite::getProperty<std::int32_t>(*db, "SchemaVersionMinor");

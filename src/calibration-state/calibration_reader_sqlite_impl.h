@@ -50,8 +50,8 @@ public:
                           const ::lumo::calibration::Temperatures& measured,
                           ::lumo::calibration::TemperatureCompensation compensation);
 
-    // Loaded when first asked for, and then kept. The transformator is shared: who wants to change it makes a
-    // copy.
+    // Loaded when first asked for, and then kept. The transformator is shared: a caller that wants to change
+    // it makes a copy.
     const ReferenceMzTrafo& getRefMzTrafo(Polarity polarity);
 
     std::unique_ptr<::lumo::calibration::kova::ITransformator> getMobTrafo(std::int64_t frameId);

@@ -91,6 +91,9 @@ std::string CalibrationStateSelector::anyStateQuery() const {
 // own, or there is a reference calibration for each polarity; and, with mobility, every frame is mapped to a
 // mobility calibration. Frames have the ids 1 to their number, so "every frame" is: as many rows as frames,
 // and the greatest id is that number.
+//
+// A source stands in the query twice. AND binds closer than OR, so the first one holds for states with
+// calibrations of single frames only; the second holds for all.
 std::string CalibrationStateSelector::completeStateQuery() const {
     LUMO_ASSERT(coverage);
     const std::string frames = std::to_string(coverage->frameCount);

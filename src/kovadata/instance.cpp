@@ -36,6 +36,7 @@ void Instance::mobConversionFunc(std::int64_t frameId, std::span<const double> i
     if (!mobTrafo) {
         LUMO_THROW(std::runtime_error("No mobility trafo available."));
     }
+    // Every mobility transformator has this interface too, see transformation.h.
     (dynamic_cast<const ::lumo::calibration::kova::IArrayTransformator&>(*mobTrafo).*method)(in, out);
 }
 

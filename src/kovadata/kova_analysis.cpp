@@ -12,6 +12,7 @@ uint64_t kova_open(const char* analysis_directory_name, uint32_t use_recalibrate
 
 void kova_close(uint64_t handle) { lumo::io::closeInstance<Instance>(handle); }
 
+// Settled when the analysis was opened. Nothing is read, so nothing can fail.
 uint32_t kova_has_recalibrated_state(uint64_t handle) {
     return lumo::io::uncancelled([&] {
         return lumo::io::instanceOf<Instance>(handle).getReader().usingStateFromCalibrationFile() ? 1U : 0U;

@@ -21,6 +21,7 @@ uint32_t kvs_get_last_error_string(char* buf, uint32_t len) {
 // Deliberate: constant, the handle is not looked at.
 uint32_t kvs_has_recalibrated_state(uint64_t /*handle*/) { return 0; }
 
+// One number for both families and all handles: the threads are the library's.
 void kvs_set_num_threads(uint32_t n) {
     lumo::io::uncancelled([&] { lumo::sys::setNumberOfThreads(n); });
 }

@@ -27,6 +27,7 @@ std::uint32_t KvsInstance::readLineSpectrum(std::int64_t spectrumId, const LineS
                                             kova::LineWidths widths) {
     const kova::LineSpectrumView view = reader.viewLineSpectrum(spectrumId, widths);
     const std::uint32_t count = checkedCount(view.peaks);
+    // Where there is nothing to copy, a caller may pass null pointers.
     if (count != 0 && output.length >= count) {
         sys::loadNumbers(view.positions, std::span(output.positions, view.peaks));
         sys::loadNumbers(view.intensities, std::span(output.intensities, view.peaks));

@@ -80,6 +80,7 @@ std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTr
         if (!frame.eof() && frame.fieldType(0) == sqlite::FieldType::Integer) {
             const std::int64_t calibrationId = frame.getInt64Field(0);
             frame.nextRow();
+            // An id that two rows have is damage, and left to the checked query like all other damage.
             if (frame.eof()) {
                 return readMobilityTrafo(calibrationId, *mobilityTable);
             }
@@ -110,6 +111,7 @@ models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getReferenceMzTra
     if (!frameId) {
         LUMO_THROW(std::runtime_error("No m/z calibration available for specified polarity."));
     }
+    // A reference belongs to no frame, so there is no temperature to compensate for.
     return getMzTrafo(*frameId, models::TemperatureCompensation::Off);
 }
 

@@ -53,7 +53,7 @@ bool AsyncSink::enqueue(const spdlog::details::log_msg& message) {
         return true;
     }
     room.wait(lock, [&] { return waiting.size() < capacity || stopping; });
-    // Who waited for room while the thread was stopped writes the message without it.
+    // A thread that waited for room while the writing thread was stopped writes its message itself.
     if (stopping) {
         return false;
     }

@@ -135,6 +135,7 @@ SinkSettings sinkOf(const IniSection& section) {
 
 void addLevels(Settings& settings, const IniSection& section) {
     for (const auto& [name, entry] : section.entries) {
+        // The root is the prefix that all names have, the empty one.
         settings.levels[name == "root" ? "" : name] = toLevel("[levels] " + name, entry);
     }
 }

@@ -69,6 +69,7 @@ void Connection::open() {
     sqlite3_db_config(db, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_limit(db, SQLITE_LIMIT_LENGTH, kMaxValueBytes);
     workLimit.watch(db);
+    // Compiled here: ending a transaction must not fail, and compiling takes memory.
     for (const auto& [text, statement] :
          {std::pair("BEGIN", &beginStatement), std::pair("COMMIT", &endStatement)}) {
         if (const int code = sqlite3_prepare_v2(db, text, -1, statement, nullptr); code != SQLITE_OK) {

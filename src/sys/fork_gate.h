@@ -32,8 +32,8 @@ public:
 // Leaves the gate for a moment if a fork waits.
 void letForkPass() noexcept;
 
-// A number that differs in every forked child. Who remembers it can tell later whether it is still in the
-// same process.
+// A number that differs in every forked child. Code that remembers it can find out later whether it is still
+// in the same process.
 unsigned forkGeneration() noexcept;
 
 }  // namespace lumo::sys

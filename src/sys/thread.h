@@ -5,11 +5,11 @@
 namespace lumo::sys {
 
 // A thread of the library's own. It has a name that users see in their tools, and takes no signals: those are
-// the host program's. That no thread is to be had is an answer and not an error, so that the caller does the
-// work itself.
+// the host program's. Where the system has no thread to give, start() says so and raises nothing, since its
+// caller can do the work itself.
 //
-// Who starts one joins it before the library ends, or forgets it in a forked child, where it does not exist.
-// The body's argument must live until then.
+// A thread is joined before the library ends, or forgotten in a forked child, where it does not exist. The
+// body's argument must live until then.
 class Thread {
 public:
     using Body = void (*)(void* argument) noexcept;

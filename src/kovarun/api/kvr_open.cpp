@@ -69,6 +69,7 @@ uint32_t kvr_get_info(kvr_run* run, kvr_info* info) {
 uint64_t kvr_lend_handle(kvr_run* run) {
     return lumo::io::guarded<lumo::io::KvrInterface>(uint64_t{0}, [&] {
         kvr_run& handle = lumo::run::checked(run);
+        // Two threads that ask for the first time must get the same handle.
         const std::lock_guard lock(handle.mutex);
         return handle.run->format() == AnalysisFormat::Mobility ? lend<lumo::io::Instance>(handle)
                                                                 : lend<lumo::io::KvsInstance>(handle);
@@ -87,6 +88,7 @@ uint32_t kvr_count_scans(kvr_run* run, int64_t frame, uint32_t* scans) {
     });
 }
 
+// Each counter is read by itself. While streams are at work, they need not be of one moment.
 uint32_t kvr_get_counters(kvr_run* run, kvr_counters* counters) {
     return lumo::run::call([&] {
         const lumo::sys::WorkCounters& work = lumo::run::checked(run).run->counters();

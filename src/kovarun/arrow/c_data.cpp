@@ -21,6 +21,7 @@ struct Children {
 
     ~Children() {
         for (const auto& child : owned) {
+            // A consumer that has moved a child out has marked it as released.
             if (child->release != nullptr) {
                 child->release(child.get());
             }

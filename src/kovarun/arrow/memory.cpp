@@ -34,9 +34,9 @@ struct Block {
     std::size_t size;
 };
 
-// Blocks that nobody uses. The lock is only tried: who does not get it takes memory from the allocator, or
-// gives it back there. So nobody ever waits here, and a fork while another thread has the lock leaves a child
-// that works.
+// Blocks that nobody uses. The lock is only tried: a thread that does not get it takes memory from the
+// allocator, or gives it back there. So no thread ever waits here, and a fork while another thread has the
+// lock leaves a child that works.
 class IdleBlocks {
 public:
     // The smallest that is large enough and not more than half unused, or none.

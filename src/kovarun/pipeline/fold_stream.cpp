@@ -52,6 +52,7 @@ private:
         std::size_t done = 0;
         OrderedTasks<GroupDamage> tasks(
             work->groups.size(), affordableThreads(), [this] { return makeWorker(); },
+            // A task's result is the damage that it met; what it has read is in the sums.
             [](std::size_t) { return std::uint64_t{0}; });
         while (const std::optional<GroupDamage> damaged = tasks.next()) {
             for (const DamagedFrame& frame : *damaged) {

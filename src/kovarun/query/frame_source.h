@@ -42,8 +42,8 @@ struct FrameBox {
 };
 
 // Calibrations that were looked up together: each query by itself takes and releases the database's lock,
-// which for small frames costs more than reading them. Every calibration is given out once; who asks again
-// has it looked up by itself.
+// which for small frames costs more than reading them. Every calibration is given out once; a second request
+// for it is a query of its own.
 template <class Calibration>
 class LookedUp {
 public:

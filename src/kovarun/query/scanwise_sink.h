@@ -26,8 +26,8 @@ struct PeakBatch {
 // those lead nowhere.
 //
 // Where scans are compressed one by one, a later scan may turn out to be corrupt after earlier ones were
-// handed over. Who must not see a part of a frame asks for whole frames; such scans are kept until all of
-// them have come. Where a frame is compressed as a whole nothing can fail any more when decoding starts, so
+// handed over. Users that must not see part of a frame ask for whole frames; such scans are kept until all of
+// them have come. Where a frame is compressed as a whole, nothing can fail any more when decoding starts, so
 // nothing needs to be kept.
 template <class Use>
 class ScanwiseSink final : public io::kova::ScanSink {
@@ -95,6 +95,7 @@ private:
                 use(PeakBatch{scan, counted, indices.data() + first, intensities.data() + first, peaks});
             }
             first += peaks;
+            // Scans in a gap are decoded with the others, since the decoder takes whole batches.
             for (scan = next; scan < end && !box.containsScan(scan); ++scan) {
                 first += counts[scan - begin];
             }

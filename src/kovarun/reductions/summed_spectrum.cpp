@@ -170,6 +170,7 @@ std::unique_ptr<arrow::BatchSource> makeSummedSpectrum(std::shared_ptr<Run> run,
                                  [work = work.get(), reference, bins] {
                                      return std::make_unique<SpectrumSum>(*work, reference, bins);
                                  },
+                                 // Two arrays: the sums, and those of a frame that converts differently.
                                  2 * sizeof(Bin) * std::uint64_t{bins}});
 }
 

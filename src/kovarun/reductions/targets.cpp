@@ -22,6 +22,7 @@ std::vector<IndexRange> intersection(const std::vector<IndexRange>& a, const std
         if (both.begin < both.end) {
             common.push_back(both);
         }
+        // The range that ends first meets nothing more of the other list.
         left->end < right->end ? ++left : ++right;
     }
     return common;

@@ -94,6 +94,7 @@ std::shared_ptr<const FrameEntries> FrameCatalog::read(Freshness freshness) {
         return frames;
     }
     if (!db) {
+        // Opened late: a run of which only tables or single frames are read needs no second connection.
         db = std::make_unique<CppSQLite3DB>();
         db->open(file);
         db->execDML("PRAGMA busy_timeout=15000");

@@ -31,7 +31,8 @@ std::string firstKnownMz(const std::set<std::string>& names) {
     return cases.empty() ? "NULL" : "CASE" + cases + " END";
 }
 
-// The last column holds the mobility calibration of the survey frame, until 1/K0 takes its place.
+// The last column holds the mobility calibration of the survey frame, until 1/K0 takes its place. As with an
+// m/z, a charge of 0 stands for one that was not found.
 std::vector<TableColumn> precursorColumns(const std::set<std::string>& names,
                                           const std::set<std::string>& ofFrames) {
     return {present(names, "id", "Id", CellType::Integer, INT64_MIN, "p."),
