@@ -218,8 +218,22 @@ void forkInSignalHandler() {
     std::signal(SIGALRM, SIG_IGN);
 }
 
+// How many thread keys the process could still make: there are about a thousand, for the host and all of its
+// libraries.
+int threadKeysLeft() {
+    std::vector<pthread_key_t> keys;
+    for (pthread_key_t key = 0; pthread_key_create(&key, nullptr) == 0;) {
+        keys.push_back(key);
+    }
+    for (const pthread_key_t key : keys) {
+        pthread_key_delete(key);
+    }
+    return static_cast<int>(keys.size());
+}
+
 void loadAndUnloadManyTimes() {
     long memory = 0;
+    const int keys = threadKeysLeft();
     const std::ptrdiff_t descriptors = fixtures::openDescriptors();
     for (int i = 0; i < 1000; ++i) {
         const Library library;
@@ -230,6 +244,7 @@ void loadAndUnloadManyTimes() {
     std::printf("%ld kB, then %ld kB\n", memory, fixtures::kilobytes("VmRSS"));
     CHECK(fixtures::kilobytes("VmRSS") <= memory + kAllowedGrowthKilobytes);
     CHECK(fixtures::openDescriptors() == descriptors);
+    CHECK(threadKeysLeft() == keys);
 }
 
 struct Case {
