@@ -27,12 +27,14 @@ from ._stream import Stream
 from ._stage import stage
 from ._version import __version__
 from .engines.polars import scan
+from .view import view
 
 __all__ = [
     "Analysis", "BufferTooSmall", "Chromatograms", "DamageWarning", "Exported", "Frame", "Image", "KovaError",
     "Lines", "Mobilograms", "MsmsProfile", "MsmsSpectrum", "Partition", "PeakBuffer", "Peaks",
     "Precursor", "Reported", "Scan", "Scans", "Spectrum", "SpectrumAnalysis", "Stream", "SummedSpectrum",
-    "__version__", "ccs_to_one_over_k0", "export", "one_over_k0_to_ccs", "open", "report", "scan", "set_num_threads", "stage"]
+    "__version__", "ccs_to_one_over_k0", "export", "one_over_k0_to_ccs", "open", "report", "scan", "set_num_threads", "stage",
+    "view"]
 
 
 def open(path: Union[str, os.PathLike[str]], recalibrated: bool = False, *,

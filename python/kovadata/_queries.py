@@ -58,6 +58,27 @@ class Control(ctypes.Structure):
                 ("context", c_void_p)]
 
 
+class Observer:
+    """Who is told how far the calls of a thread are, may end them, and lists damaged frames in place of a warning."""
+
+    def __init__(self) -> None:
+        self.damaged: List[Tuple[int, str]] = []
+        self.is_cancelled = False
+
+    def told(self, done: int, total: int) -> None:
+        """So many frames have been read."""
+
+    def __enter__(self) -> Observer:
+        _observers.current = self
+        return self
+
+    def __exit__(self, *exception: object) -> None:
+        _observers.current = None
+
+
+_observers = threading.local()
+
+
 class Watch:
     """What goes on in a call or stream: damaged frames that were left out, and whether it is to end."""
 
@@ -65,15 +86,26 @@ class Watch:
         self.damaged: List[Tuple[int, str]] = []
         self.is_cancelled = False
         self.progress: Optional[Callable[[int, int], None]] = None
+        self._observer: Optional[Observer] = getattr(_observers, "current", None)
         self.number = next(_numbers)
         _watches[self.number] = self
 
     def warn(self) -> None:
         """Warns of the frames that were left out, if there are any."""
-        if self.damaged:
+        if self._observer is not None:
+            self._observer.damaged += self.damaged
+        elif self.damaged:
             listed = "; ".join(f"{frame} ({text})" for frame, text in self.damaged[:20])
             more = f"; and {len(self.damaged) - 20} more" if len(self.damaged) > 20 else ""
             warnings.warn(f"damaged frames were left out: {listed}{more}", DamageWarning, stacklevel=3)
+
+    def told(self, done: int, total: int) -> None:
+        """So many frames have been read."""
+        if self.progress is not None:
+            self.progress(done, total)
+        if self._observer is not None:
+            self._observer.told(done, total)
+            self.is_cancelled |= self._observer.is_cancelled
 
     def wait_for(self, action: Callable[[], T]) -> T:
         """Runs a long call such that Ctrl-C ends it: signals reach the main thread only between instructions of Python."""
@@ -95,8 +127,8 @@ _watches: "weakref.WeakValueDictionary[int, Watch]" = weakref.WeakValueDictionar
 
 def _on_progress(number: int, done: int, total: int) -> int:
     watch = _watches.get(number)
-    if watch is not None and watch.progress is not None:
-        watch.progress(done, total)
+    if watch is not None:
+        watch.told(done, total)
     return int(watch is None or not watch.is_cancelled)
 
 

@@ -6,8 +6,8 @@ import dataclasses
 from typing import Any, Dict, Optional, Sequence
 
 import numpy as np
-from bokeh.models import (BasicTickFormatter, BoxSelectTool, BoxZoomTool, ColumnDataSource, CustomJSTickFormatter, HoverTool,
-                          PanTool, ResetTool, WheelZoomTool)
+from bokeh.models import (BasicTickFormatter, BoxSelectTool, BoxZoomTool, ColumnDataSource, CustomJSHover, CustomJSTickFormatter,
+                          HoverTool, PanTool, ResetTool, WheelZoomTool)
 from bokeh.plotting import figure
 
 from ._theme import themed
@@ -19,9 +19,9 @@ SCAN_LABEL = "mobility scan"
 _COUNTS = """
 const size = Math.abs(tick)
 for (const [unit, name] of [[1e9, " G"], [1e6, " M"], [1e3, " k"]]) {
-  if (size >= unit) return Number((tick / unit).toPrecision(4)) + name
+  if (size >= unit) return Number((size / unit).toPrecision(4)) + name
 }
-return String(Number(tick.toPrecision(4)))
+return String(Number(size.toPrecision(4)))
 """
 
 
@@ -49,8 +49,13 @@ class Chart:
 
 
 def count_formatter() -> CustomJSTickFormatter:
-    """Counts as 1.5 M or 20 k."""
+    """Counts as 1.5 M or 20 k; below 0 they are mirrored."""
     return CustomJSTickFormatter(code=_COUNTS)
+
+
+def thousands() -> CustomJSHover:
+    """Counts with all their digits in a hover."""
+    return CustomJSHover(code="return Math.round(value).toLocaleString('en')")
 
 
 def new_figure(name: str, x_label: str, y_label: str, *, height: int = 260, x_range: Any = None, y_range: Any = None,

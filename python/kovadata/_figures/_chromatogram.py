@@ -6,19 +6,15 @@ import dataclasses
 from typing import Any, Dict, List, NamedTuple, Optional, Sequence, Union
 
 import numpy as np
-from bokeh.models import ColumnDataSource, CustomJSHover, HoverTool, Legend, LegendItem, Range1d, Span
+from bokeh.core.properties import value
+from bokeh.models import ColumnDataSource, HoverTool, Legend, LegendItem, Range1d, Span
 
-from ._chart import Chart, count_axis, new_figure
+from ._chart import Chart, count_axis, new_figure, thousands
 from ._theme import SERIES_COLOURS, themed
 
 Values = Union[np.ndarray, Sequence[float]]
 
 _MARKED_POINTS = 80
-
-
-def thousands() -> CustomJSHover:
-    """Counts in full, for a hover. Each figure needs its own: a model belongs to one page."""
-    return CustomJSHover(code="return Math.round(value).toLocaleString('en')")
 
 
 class Series(NamedTuple):
@@ -36,21 +32,28 @@ class ChromatogramChart(Chart):
     """Sources are called after the series, with ``x``, ``y`` and ``frame``. `cursor` is a line at the chosen frame."""
 
     cursor: Span
+    legend: Legend
+    slots: List[LegendItem] = dataclasses.field(default_factory=list)
 
     def show(self, series: Sequence[Series]) -> None:
-        """Draws other series, whose colours go in order where they name none."""
-        self.figure.renderers = []
+        """Draws other series, whose colours go in order where they name none. Lines are used again: making them costs more."""
+        while len(self.slots) < len(series):
+            self.slots.append(self._new_slot())
         self.sources.clear()
-        items: List[LegendItem] = []
-        for place, one in enumerate(series):
-            source = ColumnDataSource({"x": np.asarray(one.x, float), "y": np.asarray(one.y, float),
-                                       "frame": np.asarray(one.frame)}, name=one.name)
-            self.sources[one.name] = source
-            items.append(LegendItem(label=one.name, renderers=self._draw(source, one, place)))
-        # Hovering over points rather than lines: between points nothing was measured.
-        self.figure.select_one(HoverTool).renderers = [item.renderers[0] for item in items]
-        legend = self.figure.select_one(Legend)
-        legend.items, legend.visible = items, len(items) > 1
+        for place, (slot, one) in enumerate(zip(self.slots, series)):
+            points, line = slot.renderers
+            points.data_source.data = {"x": np.asarray(one.x, float), "y": np.asarray(one.y, float),
+                                       "frame": np.asarray(one.frame)}
+            colour = one.colour or SERIES_COLOURS[place % len(SERIES_COLOURS)]
+            themed(line.glyph, line_color=colour)
+            themed(points.glyph, fill_color=colour)
+            points.glyph.fill_alpha = 1.0 if len(one.x) <= _MARKED_POINTS else 0.0
+            slot.label = value(one.name)
+            self.sources[one.name] = points.data_source
+        for place, slot in enumerate(self.slots):
+            for drawn in slot.renderers:
+                drawn.visible = place < len(series)
+        self.legend.update(items=self.slots[:len(series)], visible=len(series) > 1)
         self.fit()
 
     def fit(self) -> None:
@@ -63,23 +66,26 @@ class ChromatogramChart(Chart):
         top = float(y.max(initial=0)) * (1.18 if len(self.sources) > 1 else 1.08)
         self.limit((low - margin, high + margin), (0, top or 1))
 
-    def _draw(self, source: ColumnDataSource, one: Series, place: int) -> List[Any]:
-        colour = one.colour or SERIES_COLOURS[place % len(SERIES_COLOURS)]
-        line = self.figure.line("x", "y", source=source, line_width=1.6 if place == 0 else 1.3, line_join="round")
-        points = self.figure.scatter("x", "y", source=source, size=6, line_color=None,
-                                     fill_alpha=1.0 if len(one.x) <= _MARKED_POINTS else 0.0)
-        themed(line.glyph, line_color=colour)
-        themed(points.glyph, fill_color=colour)
+    def _new_slot(self) -> LegendItem:
+        """Points and a line. Hovering is over points: between them nothing was measured."""
+        source = ColumnDataSource({"x": [], "y": [], "frame": []})
+        line = self.figure.line("x", "y", source=source, line_width=1.5, line_join="round")
+        points = self.figure.scatter("x", "y", source=source, size=6, line_color=None)
         for drawn in (line, points):  # a click says where it was, it selects nothing
             drawn.nonselection_glyph = drawn.selection_glyph = None
-        return [points, line]
+        hover = self.figure.select_one(HoverTool)
+        hover.renderers = [*(hover.renderers if isinstance(hover.renderers, list) else []), points]
+        return LegendItem(label=value(""), renderers=[points, line])
 
 
 def chromatogram(name: str, series: Sequence[Series], *, x_label: str, y_label: str = "intensity (counts)",
-                 height: int = 240, title: str = "", x_range: Optional[Any] = None) -> ChromatogramChart:
-    """A chromatogram of some series, with a legend that hides them and a cursor that is hidden at first."""
+                 height: int = 240, title: str = "", x_range: Optional[Any] = None, id_label: str = "frame") -> ChromatogramChart:
+    """A chromatogram of some series, with a legend that hides them and a cursor that is hidden at first.
+
+    It does for mobilograms too: what has another axis and other ids has other labels.
+    """
     hover = HoverTool(mode="vline", attachment="horizontal", formatters={"@y": thousands()}, tooltips=[
-        ("frame", "@frame"), (x_label, "@x{0.000}"), ("intensity", "@y{custom}")])
+        (id_label, "@frame"), (x_label.split(" (")[0], "@x{0.0000}"), ("intensity", "@y{custom}")])
     made = new_figure(name, x_label, y_label, height=height, title=title, hover=hover,
                       x_range=x_range or Range1d(0, 1), y_range=Range1d(0, 1))
     count_axis(made)
@@ -89,6 +95,6 @@ def chromatogram(name: str, series: Sequence[Series], *, x_label: str, y_label: 
                     background_fill_alpha=0, padding=2, margin=0, label_text_font_size="12px", visible=False)
     made.add_layout(themed(legend, label_text_color="ink"))
     sources: Dict[str, ColumnDataSource] = {}
-    chart = ChromatogramChart(made, sources, cursor)
+    chart = ChromatogramChart(made, sources, cursor, legend)
     chart.show(series)
     return chart

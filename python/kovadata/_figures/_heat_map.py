@@ -12,8 +12,7 @@ import numpy as np
 from bokeh.models import (BoxAnnotation, ColorBar, ColumnDataSource, CustomJSHover, HoverTool, LinearColorMapper, LogColorMapper,
                           LogTicker, Range1d)
 
-from ._chart import FONT, Chart, count_formatter, new_figure
-from ._chromatogram import thousands
+from ._chart import FONT, Chart, count_formatter, new_figure, thousands
 from ._theme import themed
 
 PEAK_COLUMNS = ("mz", "one_over_k0", "scan", "tof_index", "intensity")
@@ -90,7 +89,7 @@ def heat_map(name: str, x_label: str, y_label: str, *, height: int = 420, x_rang
         ("intensity", "@intensity{custom}")])
     made = new_figure(name, x_label, y_label, height=height, title=title, zoom="both", select=select, hover=hover,
                       x_range=x_range or Range1d(0, 1), y_range=y_range or Range1d(0, 1))
-    mapper = themed(LogColorMapper(low=1, high=10, nan_color="rgba(0, 0, 0, 0)"), palette="map")
+    mapper = themed(LogColorMapper(name=f"{name}_colours", low=1, high=10, nan_color="rgba(0, 0, 0, 0)"), palette="map")
     sources = {"image": ColumnDataSource({name: [] for name in ("image", "x", "y", "dw", "dh")}),
                "peaks": ColumnDataSource({name: [] for name in ("x", "y", "size", *PEAK_COLUMNS)})}
     made.image("image", x="x", y="y", dw="dw", dh="dh", source=sources["image"], color_mapper=mapper, name="cells")

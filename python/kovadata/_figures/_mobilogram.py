@@ -8,8 +8,7 @@ from typing import Any, Optional, Sequence
 import numpy as np
 from bokeh.models import ColumnDataSource, HoverTool, Range1d
 
-from ._chart import Chart, count_axis, new_figure
-from ._chromatogram import thousands
+from ._chart import Chart, count_axis, new_figure, thousands
 from ._theme import themed
 
 
@@ -38,6 +37,8 @@ def mobilogram(name: str, label: str, *, upright: bool = False, height: int = 24
     made = new_figure(name, *labels, height=height, title=title, hover=hover, zoom="height" if upright else "width",
                       **(dict(x_range=counts, y_range=axis) if upright else dict(x_range=axis, y_range=counts)))
     count_axis(made, "x" if upright else "y")
+    if upright:
+        made.xaxis.ticker.desired_num_ticks = 3
     source = ColumnDataSource({"mobility": [], "scan": [], "intensity": []})
     names = ("intensity", "mobility") if upright else ("mobility", "intensity")
     line = made.line(*names, source=source, line_width=1.3, line_join="round")

@@ -14,14 +14,16 @@ from bokeh.core.properties import value
 from bokeh.models import ColumnDataSource, HoverTool, LabelSet, Range1d, Span
 
 from ..plot._labels import tallest
-from ._chart import FONT, MZ_LABEL, Chart, count_axis, new_figure
-from ._chromatogram import thousands
+from ..plot._spectrum import with_zeros
+from ._chart import FONT, MZ_LABEL, Chart, count_axis, new_figure, thousands
 from ._theme import themed
 
 _COLUMNS = 1600
 # Room of a label in pixels, and the least part of the highest peak that has one.
 _LABEL_WIDTH, _LEAST_LABELLED = 62.0, 0.02
 _HEADROOM = 1.16
+# Height of a label as a part of the height of the figure.
+_LINE_HEIGHT = 0.12
 
 
 class Stems(NamedTuple):
@@ -56,7 +58,7 @@ class SpectrumChart(Chart):
              width: int = 0) -> None:
         """Draws what of a spectrum lies in the limits, on a figure of a width in pixels.
 
-        A `profile` is a line whose points include zeros; the stems then hang from 0 downwards.
+        A `profile` is a line through points that have time-of-flight indices; the stems then hang from 0 downwards.
         """
         everything = stems if profile is None else profile
         if limits is None:
@@ -65,15 +67,14 @@ class SpectrumChart(Chart):
             limits = float(ends[0]) - margin, float(ends[-1]) + margin
         shown, sign = _thinned(stems.between(*limits), limits), 1.0 if profile is None else -1.0
         self.sources["stems"].data = {"mz": shown.mz, "intensity": sign * shown.intensity, "size": shown.intensity}
-        line = Stems(np.empty(0), np.empty(0)) if profile is None else profile.between(*limits)
-        self.sources["profile"].data = {"mz": line.mz, "intensity": line.intensity}
-        labelled = shown if profile is None else line
-        top = float(labelled.intensity.max(initial=0)) * _HEADROOM or 1.0
+        line = shown if profile is None else _thinned(profile.between(*limits), limits)
+        self.sources["profile"].data = dict(zip(("mz", "intensity"), _outline(None if profile is None else line)))
+        top = float(line.intensity.max(initial=0)) * _HEADROOM or 1.0
         low = 0.0 if profile is None else -_HEADROOM * float(shown.intensity.max(initial=0))
         self.limit(y=(low, top))
-        places = chosen_labels(labelled, limits, self.num_labels, width or 900)
-        self.sources["labels"].data = {"mz": labelled.mz[places], "intensity": labelled.intensity[places],
-                                       "text": [self.label_text(mz) for mz in labelled.mz[places]]}
+        places = chosen_labels(line, limits, self.num_labels, width or 900)
+        self.sources["labels"].data = {"mz": line.mz[places], "intensity": line.intensity[places],
+                                       "text": [self.label_text(mz) for mz in line.mz[places]]}
 
 
 def chosen_labels(stems: Stems, limits: Tuple[float, float], count: int, width: float) -> np.ndarray:
@@ -81,6 +82,7 @@ def chosen_labels(stems: Stems, limits: Tuple[float, float], count: int, width: 
     if not len(stems.mz) or not count or not stems.intensity.max() > 0:
         return np.empty(0, np.intp)
     room = _LABEL_WIDTH * (limits[1] - limits[0]) / max(width, 1.0)
+    line = _LINE_HEIGHT * float(stems.intensity.max())
     candidates = tallest(stems.mz, stems.intensity, room / 2)
     candidates = candidates[stems.intensity[candidates] >= _LEAST_LABELLED * stems.intensity.max()]
     taken: list[int] = []
@@ -89,7 +91,9 @@ def chosen_labels(stems: Stems, limits: Tuple[float, float], count: int, width: 
         neighbours = stems.between(at - room / 2, at + room / 2)
         if at - room / 2 < limits[0] or at + room / 2 > limits[1] or (neighbours.intensity > stems.intensity[place]).any():
             continue
-        if all(abs(stems.mz[other] - at) >= room for other in taken):
+        # No stem is above a label, so two of them meet only at about the same height.
+        if all(abs(stems.mz[other] - at) >= room or abs(stems.intensity[other] - stems.intensity[place]) >= line
+               for other in taken):
             taken.append(place)
         if len(taken) == count:
             break
@@ -101,6 +105,13 @@ def _thinned(stems: Stems, limits: Tuple[float, float]) -> Stems:
         return stems
     kept = tallest(stems.mz, stems.intensity, (limits[1] - limits[0]) / _COLUMNS)
     return Stems(stems.mz[kept], stems.intensity[kept], None if stems.tof_index is None else stems.tof_index[kept])
+
+
+def _outline(profile: Optional[Stems]) -> Tuple[np.ndarray, np.ndarray]:
+    """A line that comes down to 0 between points that are not neighbours."""
+    if profile is None or profile.tof_index is None or not len(profile.mz):
+        return np.empty(0), np.empty(0)
+    return with_zeros(profile.mz, profile.intensity, profile.tof_index)
 
 
 def spectrum(name: str, *, height: int = 240, x_range: Optional[Any] = None, title: str = "", labels: int = 12,

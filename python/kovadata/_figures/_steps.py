@@ -8,7 +8,7 @@ import numpy as np
 from bokeh.models import ColumnDataSource, HoverTool, Legend, LegendItem, Range1d
 
 from ._chart import Chart, count_axis, new_figure
-from ._chromatogram import thousands
+from ._chart import thousands
 from ._theme import SERIES_COLOURS, themed
 
 

@@ -62,7 +62,7 @@ def frame_values(analysis: AnyAnalysis, reduce: str, mz_range: Range = None,
     """The table of frames, and the sum or maximum of the intensities of each."""
     if isinstance(analysis, SpectrumAnalysis):
         table = analysis.spectrum_table()
-        return table, np.array([_of_spectrum(analysis, one, reduce, mz_range) for one in analysis.spectra()], float)
+        return table, np.array([spectrum_value(analysis, one, reduce, mz_range) for one in analysis.spectra()], float)
     if reduce == "sum" and mz_range is None and mobility_range is None:
         table = analysis.frame_table(complete=True)
         return table, table["intensity_sum"].astype(float)
@@ -70,7 +70,8 @@ def frame_values(analysis: AnyAnalysis, reduce: str, mz_range: Range = None,
     return analysis.frame_table(), found.intensity[0].astype(float)
 
 
-def _of_spectrum(analysis: SpectrumAnalysis, spectrum: Spectrum, reduce: str, mz_range: Range) -> float:
+def spectrum_value(analysis: SpectrumAnalysis, spectrum: Spectrum, reduce: str, mz_range: Range = None) -> float:
+    """Sum or maximum of the intensities of a spectrum without mobility: of its profile, or else of its lines."""
     if analysis.has_profiles:
         values = spectrum.profile()
         mz = None if mz_range is None else spectrum.index_to_mz(np.arange(len(values)))

@@ -89,7 +89,7 @@ def draw_trace(ax: Axes, trace: Trace, sign: int, colour: str) -> None:
     chosen = within(trace.mz, (low, high))
     mz, intensity = trace.mz[chosen], trace.intensity[chosen].astype(float)
     if trace.tof_index is not None and len(mz) <= COLUMNS:
-        x, y = _with_zeros(mz, intensity, trace.tof_index[chosen])
+        x, y = with_zeros(mz, intensity, trace.tof_index[chosen])
         ax.plot(x, sign * y, color=colour, linewidth=1, solid_joinstyle="round")
         ax.fill_between(x, sign * y, color=colour, alpha=0.2, linewidth=0)
         return
@@ -105,7 +105,7 @@ def _read(source: Union[Frame, Spectrum, Analysis], mz_range: Range, mobility_ra
     if isinstance(source, Spectrum):
         if mobility_range is not None or time_range is not None:
             raise KovaError("a spectrum without ion mobility is one whole, of one time")
-        return _of_spectrum(source, mz_range, form)
+        return traces_of(source, mz_range, form)
     if form == "lines":
         raise KovaError("an analysis with ion mobility has no line spectra")
     if isinstance(source, Analysis):
@@ -123,7 +123,8 @@ def _read(source: Union[Frame, Spectrum, Analysis], mz_range: Range, mobility_ra
         f"Spectrum, {frame_title(source)}, sum of scans")
 
 
-def _of_spectrum(source: Spectrum, mz_range: Range, form: Optional[str]) -> Tuple[List[Trace], str]:
+def traces_of(source: Spectrum, mz_range: Range, form: Optional[str]) -> Tuple[List[Trace], str]:
+    """The forms that a spectrum without mobility has, profile first, and a title."""
     analysis, traces, names = source._analysis, [], []
     if analysis.has_profiles and form != "lines":
         profile = source.profile()
@@ -144,7 +145,7 @@ def _of_spectrum(source: Spectrum, mz_range: Range, form: Optional[str]) -> Tupl
     return traces, f"Spectrum {source.id} ({' and '.join(names)}), {analysis.path.name}{time}"
 
 
-def _with_zeros(mz: np.ndarray, intensity: np.ndarray, index: np.ndarray) -> Tuple[np.ndarray, np.ndarray]:
+def with_zeros(mz: np.ndarray, intensity: np.ndarray, index: np.ndarray) -> Tuple[np.ndarray, np.ndarray]:
     """The points and the zeros beside those that have no neighbour."""
     if len(mz) < 2:
         return np.concatenate([mz - 0.01, mz, mz + 0.01]), np.concatenate([0 * intensity, intensity, 0 * intensity])

@@ -14,7 +14,7 @@ const kovaFigures = (() => {
         const is = model[property]
         // Of glyphs, a colour may be a value or a field; only values have roles.
         const isSpec = is != null && typeof is == "object" && !Array.isArray(is) && "value" in is
-        model[property] = isSpec ? {value: colour} : colour
+        model.setv({[property]: isSpec ? {value: colour} : colour}, {sync: false})  // a server's models stay as they are
       }
     }
   }
@@ -65,11 +65,11 @@ const kovaFigures = (() => {
     const figure = model(name)
     const before = [figure.background_fill_color, figure.border_fill_color]
     const page = themes[document.documentElement.dataset.theme ?? "light"].page
-    figure.setv({background_fill_color: page, border_fill_color: page})
+    figure.setv({background_fill_color: page, border_fill_color: page}, {sync: false})
     try {
       save(await view(name).export(kind).to_blob(), fileName)
     } finally {
-      figure.setv({background_fill_color: before[0], border_fill_color: before[1]})
+      figure.setv({background_fill_color: before[0], border_fill_color: before[1]}, {sync: false})
     }
   }
 
@@ -83,5 +83,5 @@ const kovaFigures = (() => {
 
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => apply())
   document.documentElement.dataset.theme = chosen()
-  return {apply, choose, chosen, dress, model, view, savePicture, saveColumns, themes}
+  return {apply, choose, chosen, dress, model, view, save, savePicture, saveColumns, themes}
 })()

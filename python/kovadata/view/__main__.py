@@ -1,0 +1,66 @@
+"""``python3 -m kovadata.view RUN...``: shows runs in the browser until Ctrl-C."""
+
+from __future__ import annotations
+
+from kovadata._interruption import end_when_interrupted
+
+if __name__ == "__main__":
+    end_when_interrupted()  # before imports that take time
+
+import argparse
+import sys
+from typing import List, NoReturn, Optional
+
+_EPILOG = """The page is served to this computer alone, at an address with a token without which nothing is shown. Ctrl-C ends it.
+
+examples:
+  kova view run.d
+  kova view run.d other.d --no-browser
+"""
+
+
+class _Parser(argparse.ArgumentParser):
+    def error(self, message: str) -> NoReturn:
+        sys.stderr.write(f"kova: {message}\ntry: {self.prog} --help\n")
+        sys.exit(2)
+
+
+def _port(text: str) -> int:
+    number = int(text)
+    if not 0 <= number <= 65535:
+        raise ValueError
+    return number
+
+
+def _parser() -> argparse.ArgumentParser:
+    parser = _Parser(prog="kova view", description="Shows runs in the browser.", epilog=_EPILOG,
+                     formatter_class=argparse.RawDescriptionHelpFormatter, allow_abbrev=False)
+    parser.add_argument("runs", metavar="RUN", nargs="+", help="directory of an analysis")
+    parser.add_argument("--no-browser", action="store_true", help="print the address and open no browser")
+    parser.add_argument("--port", type=_port, default=0, metavar="N", help="port to listen on (default: one that is free)")
+    parser.add_argument("--listen", default="127.0.0.1", metavar="ADDRESS",
+                        help="address to listen on (default: 127.0.0.1, which only this computer reaches); whoever reaches "
+                             "another one and knows the token sees the runs")
+    parser.add_argument("--recalibrated", action="store_true",
+                        help="begin with the newest complete re-calibrated state, where there is one")
+    return parser
+
+
+def main(arguments: Optional[List[str]] = None) -> int:
+    """Runs the command until it is interrupted; gives 1 after a failure. Wrong usage exits with 2."""
+    options = _parser().parse_args(arguments)
+    from kovadata.view._server import Viewer
+
+    try:
+        viewer = Viewer(options.runs, browser=not options.no_browser, port=options.port, address=options.listen,
+                        recalibrated=options.recalibrated, say=print)
+        viewer.wait()
+    except Exception as error:
+        text = " ".join(str(error).split()) or type(error).__name__
+        sys.stderr.write(f"kova: {text}\n")
+        return 1
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

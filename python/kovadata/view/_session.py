@@ -1,0 +1,223 @@
+"""One page: what is chosen, its panels, and the commands that it takes.
+
+Commands come one at a time on the thread of the server. Whatever goes wrong in one is a message in the page; the others go on.
+"""
+
+from __future__ import annotations
+
+import logging
+import pathlib
+from typing import Any, Callable, Dict, List, Optional, Type, TypeVar
+
+import numpy as np
+from jinja2 import Environment
+
+from .._errors import KovaError
+from .._figures import page_script, page_style
+from ._about import About
+from ._boxes import Boxes
+from ._chromatograms import Chromatograms
+from ._downloads import Download, Downloads, csv_pieces
+from ._frame_view import FrameView
+from ._link import Link
+from ._panel import Panel
+from ._precursors import Precursors
+from ._run_maps import RunMaps
+from ._runs import ACQUISITION, Named, OpenRun
+from ._states import States
+from ._worker import Job, Worker
+
+_PAGE = pathlib.Path(__file__).parent / "page"
+_MOST_TOLD = 5
+
+P = TypeVar("P", bound=Panel)
+
+_log = logging.getLogger("kovadata.view")
+
+
+class Session:
+    """The state of one page."""
+
+    def __init__(self, document: Any, runs: List[Named], downloads: Downloads) -> None:
+        self.document, self.runs, self.downloads = document, runs, downloads
+        self.link = Link()
+        self.worker = Worker(document.add_next_tick_callback, self._tell_progress, self._tell_failure)
+        self.run = OpenRun(runs[0], runs[0].calibration)
+        self.commands: Dict[str, Callable[..., None]] = {
+            "hello": self.hello, "run": self.choose_run, "cancel": self.worker.cancel, "csv": self.offer_csv,
+            "code": self.tell_code}
+        self.panels: List[Panel] = []
+        self.figures: Dict[str, Panel] = {}
+        self.frames, self.chromatograms = FrameView(self), Chromatograms(self)
+        self._add(self.frames)
+        self._add(self.chromatograms)
+        # The others are made when the page is seen already.
+        self._later: List[Callable[[Any], Panel]] = [Boxes, Precursors, About, States, RunMaps]
+        self._early: List[Dict[str, Any]] = []
+        self.link.model.on_change("command", lambda _, __, command: self._obey(command))
+
+    def panel(self, kind: Type[P]) -> Optional[P]:
+        """The panel of a kind, if it has been made."""
+        return next((one for one in self.panels if isinstance(one, kind)), None)
+
+    def roots(self) -> List[Any]:
+        """What the document holds at first."""
+        return [self.link.model, *(panel.charts[name].figure for name, panel in self.figures.items())]
+
+    def _add(self, panel: Panel) -> None:
+        self.panels.append(panel)
+        self.commands.update(panel.commands)
+        self.figures.update(dict.fromkeys(panel.charts, panel))
+        for chart in panel.charts.values():
+            chart.figure.sizing_mode = "stretch_both"  # the page has places for them
+
+    def _add_next(self) -> None:
+        """Makes one more panel, shows its figures, and goes on with the next one."""
+        if not self._later:
+            early, self._early = self._early, []
+            for command in early:
+                self._obey(command)
+            return
+        with self.document.models.freeze():
+            panel = self._later.pop(0)(self)
+            self._add(panel)
+            for chart in panel.charts.values():
+                self.document.add_root(chart.figure)
+            self.link.send("placed", figures=list(panel.charts))
+            self._begin(panel)
+        self.document.add_next_tick_callback(self._add_next)
+
+    def do(self, command: str, **arguments: Any) -> None:
+        """Obeys a command as if the page had sent it."""
+        self._obey({"do": command, **arguments})
+
+    def hello(self, sizes: Any = None) -> None:
+        """The page is there: fills it."""
+        for name, size in (sizes or {}).items():
+            if name in self.figures:
+                self.figures[name].size(name, *size)
+        self.link.send("runs", runs=[one.name for one in self.runs], chosen=self.runs.index(self.run.named))
+        self.begin()
+        self.document.add_next_tick_callback(self._add_next)
+
+    def choose_run(self, run: Any) -> None:
+        """Shows another of the runs."""
+        named = self.runs[int(run)]
+        self._replace(OpenRun(named, named.calibration))
+
+    def recalibrate(self, state: str) -> None:
+        """Shows the run with another calibration."""
+        known = {ACQUISITION, *(f"uuid:{one['key']}" for one in self.run.states())}
+        if state not in known:
+            raise KovaError("there is no such calibration state")
+        self._replace(OpenRun(self.run.named, state))
+
+    def _replace(self, run: OpenRun) -> None:
+        before, self.run = self.run, run
+        before.close()
+        self.begin()
+
+    def begin(self) -> None:
+        """Draws everything for a run that has just been opened."""
+        self.link.send("kind", mobility=self.run.has_mobility, name=self.run.name, frames=len(self.run.table),
+                       levels=[int(level) for level in np.unique(self.run.table["ms_level"])],
+                       mobility_calibration=self.run.has_mobility_calibration, label=self.run.time_label)
+        for panel in self.panels:
+            self._begin(panel)
+        self.link.send("ready")
+
+    def _begin(self, panel: Panel) -> None:
+        try:
+            panel.begin()
+        except Exception as error:
+            self._tell_failure("begin", error)
+
+    def frame_chosen(self, row: np.void) -> None:
+        """Tells the page about the frame that is chosen."""
+        self.link.send("frame", frame={name: row[name] for name in row.dtype.names or ()})
+        self.chromatograms.mark()
+        precursors = self.panel(Precursors)
+        if precursors is not None:
+            precursors.mark()
+
+    def message(self, text: str, key: str = "") -> None:
+        """Says something in the page, in the place of an earlier message of the same key."""
+        self.link.send("message", text=text, key=key)
+
+    def clear_message(self, key: str) -> None:
+        """Takes a message back."""
+        self.link.send("message", text="", key=key)
+
+    def tell_damage(self, job: Job) -> None:
+        """Says which frames were left out."""
+        if not job.damaged:
+            self.clear_message(f"damage {job.name}")
+            return
+        listed = "; ".join(f"{frame} ({text})" for frame, text in job.damaged[:_MOST_TOLD])
+        more = f" and {len(job.damaged) - _MOST_TOLD} more" if len(job.damaged) > _MOST_TOLD else ""
+        self.message(f"Damaged frames were left out: {listed}{more}", key=f"damage {job.name}")
+
+    def offer(self, download: Download) -> None:
+        """Has the page fetch a file."""
+        self.link.send("download", address=f"download/{self.downloads.offer(download)}", name=download.name)
+
+    def offer_csv(self, figure: str) -> None:
+        """The numbers of a figure as a file."""
+        columns = self.figures[figure].numbers(figure)
+        if not columns:
+            raise KovaError("there are no numbers here yet")
+        frame = f"-{self.frames.frame_id}" if figure.startswith("frame_") else ""
+        self.offer(Download(f"{self.run.name}-{figure}{frame}.csv", lambda: csv_pieces(columns)))
+
+    def tell_code(self, figure: str) -> None:
+        """The program that makes the picture of a figure."""
+        text = self.figures[figure].code(figure)
+        if text is None:
+            raise KovaError("there is no program for this view yet")
+        self.link.send("code", figure=figure, text=text)
+
+    def close(self) -> None:
+        """The page has gone."""
+        self.worker.close()
+        self.run.close()
+
+    def _obey(self, command: Dict[str, Any]) -> None:
+        arguments = {name: value for name, value in command.items() if name not in ("do", "number")}
+        name = str(command.get("do"))
+        if name not in self.commands and self._later:
+            self._early.append(command)
+            return
+        try:
+            with self.document.models.freeze():  # looking for models that came and went costs more than most commands
+                self.commands[name](**arguments)
+        except Exception as error:
+            self._tell_failure(name, error)
+
+    def _tell_progress(self, name: str, title: str, done: int, total: int) -> None:
+        self.link.send("progress", name=name, title=title, done=done, total=total)
+
+    def _tell_failure(self, name: str, error: BaseException) -> None:
+        if not isinstance(error, (KovaError, OSError)):
+            _log.error("%s failed", name, exc_info=error)
+        text = " ".join(str(error).split()) or type(error).__name__
+        self.message(text[:1].upper() + text[1:], key=f"failure {name}")
+
+
+def begin_session(document: Any, runs: List[Named], downloads: Downloads) -> None:
+    """Fills the document of a new page."""
+    session = Session(document, runs, downloads)
+    document.title = f"{session.run.name} \u2013 kova view"
+    document.config.update(notify_connection_status=False, reconnect_session=False)  # the page says so itself
+    with document.models.freeze():
+        for root in session.roots():
+            document.add_root(root)
+    document.template = Environment(autoescape=False).from_string(_template())
+    document.on_session_destroyed(lambda _: session.close())
+
+
+def _template() -> str:
+    parts = {name: (_PAGE / name).read_text("utf-8") for name in ("page.html", "page.css", "page.js")}
+    style, script = page_style() + parts["page.css"], page_script() + parts["page.js"]
+    # Raw, so that braces of a script are not those of the template.
+    return parts["page.html"].replace("__STYLE__", f"{{% raw %}}{style}{{% endraw %}}").replace(
+        "__SCRIPT__", f"{{% raw %}}{script}{{% endraw %}}")
