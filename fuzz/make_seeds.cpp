@@ -81,10 +81,12 @@ void addBlocks(Seeds& seeds) {
     seeds.add("scan_header", writer::scanFrameBlock(kFrame));
     seeds.add("scan_header", writer::scanFrameBlock(writer::Frame(20, kFrame[2])));
     const Bytes values = writer::littleEndian(writer::runLengthValues(kFrame[2]));
-    const Bytes head = packed(std::uint32_t{400000}, 0.37);
-    seeds.add("lzf_scan", Bytes{0} + head + writer::lzfStream(values));
-    seeds.add("lzf_scan", Bytes{0} + head + writer::lzfStream(Bytes(5000, 1)));
-    seeds.add("lzf_scan", Bytes{1} + head + values);
+    for (const std::uint16_t room : {std::uint16_t{0}, std::uint16_t{6000}}) {
+        const Bytes head = packed(std::uint32_t{400000}, 0.37, room, std::uint16_t{77});
+        seeds.add("lzf_scan", Bytes{0} + head + writer::lzfStream(values));
+        seeds.add("lzf_scan", Bytes{0} + head + writer::lzfStream(Bytes(5000, 1)));
+        seeds.add("lzf_scan", Bytes{1} + head + values);
+    }
     const writer::Spectrum spectrum = {{{1.5, 2.5, 9.0}, {1, 2, 3}, {4, 5, 6}}, {0, 7, 0, 9}};
     for (const writer::SpectrumParts parts :
          {writer::SpectrumParts{}, {true, false, true}, {false, false, true}}) {

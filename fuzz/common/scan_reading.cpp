@@ -6,6 +6,7 @@
 #include "kova-data-reader/blob/byte_shuffling.h"
 #include "kova-data-reader/blob/limits.h"
 #include "kova-data-reader/blob/lzf.h"
+#include "kova-data-reader/blob/lzf_decoder.h"
 #include "kova-data-reader/scan-decoding/bin_limit.h"
 #include "kova-data-reader/scan-decoding/frame_scan_kernel.h"
 #include "kova-data-reader/scan-decoding/run_length_kernel.h"
@@ -86,6 +87,31 @@ void requireScansLikeThePlainForm(const kova::KvdFrameReader& frame, std::uint32
     }
     require(!succeeds([&] { frame.get(frame.numberOfScans(), start, end); }),
             "there is no scan after the last one");
+}
+
+void requireSameFromBothLzfDecoders(const std::vector<std::span<const std::byte>>& streams,
+                                    std::size_t room) {
+    // Each in memory of its own, where a sanitizer sees what is read or written beyond.
+    std::vector<std::vector<std::byte>> inputs;
+    std::vector<std::vector<std::byte>> outputs;
+    std::vector<kova::uimf::LzfStream> together;
+    for (const auto& stream : streams) {
+        auto& input = inputs.emplace_back(stream.begin(), stream.end());
+        input.resize(stream.size() + kova::uimf::kLzfReadAhead, std::byte{0xE0});
+        auto& output = outputs.emplace_back(room != 0 ? room : kova::uimf::lzfRoom(stream.size()));
+        together.push_back({std::span<const std::byte>(input).first(stream.size()), output});
+    }
+    kova::uimf::decodeLzfStreams(together);
+    for (const kova::uimf::LzfStream& stream : together) {
+        if (stream.produced == 0) {
+            continue;
+        }
+        std::vector<std::byte> expected(stream.output.size());
+        const std::size_t size = kova::uimf::decompressLzf(stream.input.data(), stream.input.size(),
+                                                           expected.data(), expected.size());
+        require(size == stream.produced, "as many bytes from both decoders");
+        require(std::memcmp(expected.data(), stream.output.data(), size) == 0, "the same bytes from both");
+    }
 }
 
 std::vector<std::uint8_t> decodeLzfScan(std::span<const std::byte> stream, std::uint32_t bins,

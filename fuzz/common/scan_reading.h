@@ -18,4 +18,7 @@ void requireScansLikeThePlainForm(const lumo::io::kova::KvdFrameReader& frame, s
 // the peaks against the plain form of the rules. Fails as the readers do. Returns the bytes.
 std::vector<std::uint8_t> decodeLzfScan(std::span<const std::byte> stream, std::uint32_t bins, double factor);
 
+// Decompresses streams together, with so much room for each, or what they are likely to need where that is 0.
+void requireSameFromBothLzfDecoders(const std::vector<std::span<const std::byte>>& streams, std::size_t room);
+
 }  // namespace fuzz

@@ -5,6 +5,7 @@
 
 #include "diag/errors.h"
 #include "diag/throw.h"
+#include "kova-data-reader/blob/lzf_decoder.h"
 #include "kova-data-reader/blob/stream_reading.h"
 
 // Compressed scans of one frame, for compression type 1. Scans of a frame are mostly read one after the
@@ -37,18 +38,26 @@ bool KvdReaderCache::contains(std::int64_t blockPosition, std::uint32_t scan) co
     return blockPosition == cachedBlockPosition && scanBegin <= scan && scan < scanEnd;
 }
 
-std::pair<const std::byte*, std::uint32_t> KvdReaderCache::get(std::int64_t frameId,
-                                                               std::uint32_t scan) const {
+std::optional<std::span<const std::byte>> KvdReaderCache::find(std::uint32_t scan) const {
     const auto [position, length] = frameHeader.getScanStartOffset(scan);
     if (length == 0) {
-        return {nullptr, 0};
+        return std::span<const std::byte>();
     }
-    const std::uint64_t cached = scanBegin < scanEnd ? buffer.size() : 0;
+    const std::uint64_t cached = scanBegin < scanEnd ? buffer.size() - uimf::kLzfReadAhead : 0;
     if (position < rangeStart || position - rangeStart > cached ||
         length > cached - (position - rangeStart)) {
+        return std::nullopt;
+    }
+    return std::span(buffer.data() + (position - rangeStart), length);
+}
+
+std::pair<const std::byte*, std::uint32_t> KvdReaderCache::get(std::int64_t frameId,
+                                                               std::uint32_t scan) const {
+    const auto found = find(scan);
+    if (!found) {
         LUMO_THROW(CorruptScanDataError(frameId, scan, "Scan data lie outside the data of the scan range."));
     }
-    return {buffer.data() + (position - rangeStart), length};
+    return {found->data(), static_cast<std::uint32_t>(found->size())};
 }
 
 void KvdReaderCache::fillRange(std::istream& stream, std::int64_t frameId, std::int64_t blockPosition,
@@ -119,7 +128,7 @@ void KvdReaderCache::fill(const FillRules& rules, std::istream& stream, std::int
     if (!binary::holdsAtLeast(stream, size)) {
         rules.raise(rules.readFailed);
     }
-    buffer.resize(size);
+    buffer.resize(size + uimf::kLzfReadAhead);
     if (!binary::readExactly(stream, buffer.data(), size)) {
         rules.raise(rules.readFailed);
     }

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <istream>
+#include <optional>
+#include <span>
 #include <utility>
 
 #include "kova-data-reader/blob/byte_buffer.h"
@@ -16,6 +18,11 @@ namespace lumo::io::kova {
 class KvdReaderCache {
 public:
     bool contains(std::int64_t blockPosition, std::uint32_t scan) const;
+
+    // Compressed bytes of a scan of the frame whose header is loaded, which the cached range must hold if there
+    // are any. Nothing when the offsets of the frame contradict that range. kLzfReadAhead bytes after them can
+    // be read too.
+    std::optional<std::span<const std::byte>> find(std::uint32_t scan) const;
 
     // Compressed bytes of a scan of the frame whose header is loaded; (null, 0) for an empty scan. Any other
     // scan must be in the cached range. Raises CorruptScanDataError when the offsets of the frame contradict

@@ -14,7 +14,8 @@
 
 // Compression type 1: each scan is compressed by itself with LZF, and holds runs of intensities and gaps. A
 // scan's size is known only after it was decompressed, and that can fail. So each scan is a batch of its own,
-// and sinks are told that no bound is known beforehand.
+// and sinks are told that no bound is known beforehand. Scans are decompressed together as long as nothing is
+// wrong with them; what is wrong with one comes out when its turn comes and it is decompressed alone.
 namespace lumo::io::kova {
 
 std::uint32_t ScanwiseStorage::numberOfScans(std::int64_t frameId) {
@@ -31,9 +32,10 @@ void ScanwiseStorage::hintWillReadScanRange(const ScanRange& range) {
 void ScanwiseStorage::read(const ScanRange& range, const DecodingRules& rules, ScanSink& sink) {
     LUMO_ASSERT(range.begin < range.end);
     hintWillReadScanRange(range);
+    group.clear();
     sink.start({range, std::nullopt});
     for (std::uint32_t scan = range.begin; scan < range.end; ++scan) {
-        const std::span<const std::byte> runs = decompressedScan(range.frameId, scan);
+        const std::span<const std::byte> runs = runsOf(range, scan);
         const std::size_t peaks = countRunLengthPeaks(runs);
         const ScanBatch batch{scan, scan + 1, peaks};
         ScanTargets targets = sink.place(batch);
@@ -45,13 +47,22 @@ void ScanwiseStorage::read(const ScanRange& range, const DecodingRules& rules, S
     }
 }
 
-// Valid until the next scan is decompressed.
-std::span<const std::byte> ScanwiseStorage::decompressedScan(std::int64_t frameId, std::uint32_t scan) {
+// Valid until the next scan is asked for.
+std::span<const std::byte> ScanwiseStorage::runsOf(const ScanRange& range, std::uint32_t scan) {
+    if (!group.contains(scan)) {
+        group.fill(cache, scan, range.end);
+    }
+    const auto grouped = group.contains(scan) ? group.get(scan) : std::nullopt;
+    const std::span<const std::byte> runs = grouped ? *grouped : decompressedAlone(range.frameId, scan);
+    if (runs.size() % 4 != 0) {
+        LUMO_THROW(CorruptScanDataError(range.frameId, scan, "LZF-decompressed size not a multiple of 4."));
+    }
+    return runs;
+}
+
+std::span<const std::byte> ScanwiseStorage::decompressedAlone(std::int64_t frameId, std::uint32_t scan) {
     const auto [input, length] = getScanBlob(frameId, scan);
     const std::size_t size = length == 0 ? 0 : decompress(frameId, scan, {input, length});
-    if (size % 4 != 0) {
-        LUMO_THROW(CorruptScanDataError(frameId, scan, "LZF-decompressed size not a multiple of 4."));
-    }
     return {values.data(), size};
 }
 

@@ -4,6 +4,7 @@
 
 #include "kova-data-reader/blob/byte_buffer.h"
 #include "kova-data-reader/blob/kvd_reader_cache.h"
+#include "kova-data-reader/blob/scan_group.h"
 #include "kova-data-reader/scan-decoding/run_length_kernel.h"
 #include "kova-data-reader/scan-reading/scan_storage.h"
 
@@ -11,9 +12,8 @@ namespace lumo::io::kova {
 
 class FrameInfoTable;
 
-// The storage of scans that are compressed one by one. A range's compressed bytes are fetched with one read;
-// then each scan is decompressed into a working buffer, where it can turn out to be corrupt, and its runs are
-// expanded to where the sink wants them.
+// The storage of scans that are compressed one by one. A range's compressed bytes are fetched with one read and
+// decompressed some scans at a time; then the runs of each are expanded to where the sink wants them.
 class ScanwiseStorage final : public ScanStorage {
 public:
     // Both must outlive it.
@@ -29,7 +29,8 @@ public:
                                               std::uint32_t& end) override;
 
 private:
-    std::span<const std::byte> decompressedScan(std::int64_t frameId, std::uint32_t scan);
+    std::span<const std::byte> runsOf(const ScanRange& range, std::uint32_t scan);
+    std::span<const std::byte> decompressedAlone(std::int64_t frameId, std::uint32_t scan);
     std::size_t decompress(std::int64_t frameId, std::uint32_t scan, std::span<const std::byte> input);
 
     static constexpr std::size_t kInitialBufferSizeBytes = std::size_t{64} * 1024;
@@ -37,6 +38,7 @@ private:
     std::istream& stream;
     FrameInfoTable& frames;
     KvdReaderCache cache;
+    ScanGroup group;
     ByteBuffer values{kInitialBufferSizeBytes};
     RunLengthKernel kernel;
 };
