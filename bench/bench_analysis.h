@@ -21,7 +21,6 @@ struct Run {
 };
 inline constexpr Run kDenseRun{.frames = 24, .peaksPerFrame = 300'000};
 inline constexpr Run kSparseRun{.frames = 160, .peaksPerFrame = 20'000};
-inline constexpr Run kScanwiseRun{.frames = 24, .peaksPerFrame = 300'000, .compression = 1};
 inline constexpr Run kMsMsRun{.frames = 520, .peaksPerFrame = 100'000, .msmsPerMs1 = 8};
 inline constexpr Run kSmallFramesRun{.frames = 10'000, .peaksPerFrame = 300, .msmsPerMs1 = 8};
 inline constexpr Run kManySmallFramesRun{.frames = 100'000, .peaksPerFrame = 300, .msmsPerMs1 = 8};

@@ -1,11 +1,9 @@
 // Reading scans through the exported calls, beside bare decompression of the same blocks.
-#include <cstring>
 #include <functional>
 #include <stdexcept>
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <lzf.h>
 
 #include "bench_analysis.h"
 #include "kovadata/kova.h"
@@ -31,39 +29,9 @@ const Input& sparse() {
     return input;
 }
 
-const Input& scanwise() {
-    static const Input input(bench::kScanwiseRun);
-    return input;
-}
-
 using GetInput = const Input& (*)();
 
 void zstdAlone(benchmark::State& state, GetInput get) { bench::decompressBlocks(state, get().frames); }
-
-std::uint32_t wordAt(const std::vector<std::byte>& block, std::size_t word) {
-    std::uint32_t value = 0;
-    std::memcpy(&value, block.data() + 4 * word, sizeof value);
-    return value;
-}
-
-// The streams come after a table of their offsets; those of scans without peaks are empty.
-void lzfAlone(benchmark::State& state, GetInput get) {
-    const Input& input = get();
-    std::vector<std::byte> output(4'000'000);
-    for (auto _ : state) {
-        for (const bench::StoredFrame& frame : input.frames) {
-            for (std::uint32_t scan = 0; scan < frame.scans; ++scan) {
-                const std::uint32_t begin = wordAt(frame.block, 2 + scan);
-                const std::uint32_t end = wordAt(frame.block, 3 + scan);
-                if (begin < end && lzf_decompress(frame.block.data() + begin, end - begin, output.data(),
-                                                  static_cast<unsigned>(output.size())) == 0) {
-                    state.SkipWithError("a scan could not be decompressed");
-                }
-            }
-        }
-        benchmark::ClobberMemory();
-    }
-}
 
 // Reads the frames of a run; `read` gets the handle, the frame, the buffer and its size.
 using Read = std::uint32_t (*)(std::uint64_t, const bench::StoredFrame&, std::uint32_t*, std::uint32_t);
@@ -141,8 +109,6 @@ const int registered = [] {
     add("frames_300k_peaks/library", readFrames, &dense, &allScans);
     add("frames_20k_peaks/floor", zstdAlone, &sparse);
     add("frames_20k_peaks/library", readFrames, &sparse, &allScans);
-    add("frames_scanwise/floor", lzfAlone, &scanwise);
-    add("frames_scanwise/library", readFrames, &scanwise, &allScans);
     add("scans_400_to_420/floor", zstdAlone, &dense);
     add("scans_400_to_420/library", readFrames, &dense, &someScans);
     add("one_frame_scan_by_scan/floor", readOneFrame, &oneFrameAtOnce);
