@@ -55,7 +55,7 @@ void checkLastError(const std::string& text, std::uint32_t size) {
         const std::size_t copied = std::min<std::size_t>(length, size - 1);
         fuzz::require(buffer.compare(0, copied, text, 0, copied) == 0 && buffer[copied] == '\0',
                       "as much of the text as fits, terminated");
-        fuzz::require(buffer.find_first_not_of('?', copied + 1) == std::string::npos, "nothing behind it");
+        fuzz::require(buffer.find_first_not_of('?', copied + 1) == std::string::npos, "nothing after it");
     }
 }
 

@@ -44,7 +44,7 @@ void LockedSink::write(const spdlog::details::log_msg& message) {
 }
 
 void LockedSink::unlockInChild() {
-    outdated = inChild == InChild::MakeAnew;
+    outdated = inChild == InChild::Reopen;
     mutex.unlock();
 }
 

@@ -18,7 +18,7 @@ public:
     using Make = std::function<std::unique_ptr<spdlog::sinks::sink>()>;
     // What a forked child does: it writes to the same file as the parent, or makes a sink of its own at its
     // first message.
-    enum class InChild { Share, MakeAnew };
+    enum class InChild { Share, Reopen };
 
     LockedSink(Make makeSink, InChild whatInChild);
 

@@ -63,7 +63,7 @@ std::shared_ptr<sinks::sink> makeRollingFile(const SinkSettings& settings) {
         [file, maxSize = settings.maxSize, maxFiles = settings.maxFiles] {
             return openRollingFile(file, maxSize, maxFiles);
         },
-        namesProcess(file) ? LockedSink::InChild::MakeAnew : LockedSink::InChild::Share);
+        namesProcess(file) ? LockedSink::InChild::Reopen : LockedSink::InChild::Share);
 }
 
 template <class Sink, class... Arguments>

@@ -124,7 +124,7 @@ class CheckSpectra(CheckTest):
                 ({"block": words([12, 40, 0])}, corrupt + "Error decompressing frame data: "),
                 ({"block": words([28, 0, 9, 9, 9, 9, 9])}, corrupt + "Error decompressing frame data: ")]):
             with self.subTest(**damage):
-                # An empty spectrum behind a bad one must not pass for bad itself.
+                # An empty spectrum after a bad one must not pass for bad itself.
                 analysis = self.analysis(f"{number}.d", scheme=3).add_spectrum(LINES, PROFILE)
                 if "block" in damage:
                     analysis.add_spectrum(**damage)

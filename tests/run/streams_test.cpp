@@ -155,8 +155,8 @@ TEST(Streams, AreRefusedInAForkedChildAndGoOnInTheParent) {
             const bool isRefused =
                 stream.next(rows) == EIO && run::lastError().find("another process") != std::string::npos;
             stream.end();
-            kvr_run* const anew = kvr_open(opened.directory.path().c_str(), nullptr);
-            _exit(isRefused && anew != nullptr ? 0 : 1);
+            kvr_run* const again = kvr_open(opened.directory.path().c_str(), nullptr);
+            _exit(isRefused && again != nullptr ? 0 : 1);
         }
         int status = -1;
         waitpid(child, &status, 0);

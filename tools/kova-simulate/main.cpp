@@ -107,6 +107,7 @@ simulator::Summary simulateStaged(const Arguments& a) {
     }
     const simulator::Summary summary = simulator::simulate(options);
     kova_tool_common::stopIfInterrupted();
+    // The old analysis goes only now, when the new one is complete.
     simulator::removeAnalysis(a.options.out);
     analysis.publish(simulator::analysisFiles());
     if (fragments) {

@@ -80,7 +80,7 @@ def _parser() -> argparse.ArgumentParser:
     which.add_argument("--calibration", metavar="MODE", help="use a certain state, which must be there")
     add("--threads", metavar="N", type=int, help="threads to work with (default: all processors)")
     add("--memory", metavar="SIZE", type=_size, help="memory for what waits and is sorted (default: 512M)")
-    add("--skip-damaged", action="store_true", help="leave damaged frames out, and tell which")
+    add("--skip-damaged", action="store_true", help="leave damaged frames out and name them")
     add("--force", action="store_true", help="replace a file of that name")
     add("--check", action="store_true", help="read the file back and compare every value")
     add("--quiet", action="store_true", help="show no progress")

@@ -14,6 +14,9 @@
 #include "kova/verbs/conversion.h"
 #include "kova/verbs/verbs.h"
 
+// Values from one unit to another, all of them at a time. Units and options are checked first, then the
+// analysis is opened, and only then is standard input read: a mistake is reported before anybody has typed or
+// piped a value.
 namespace kova_tool {
 namespace {
 

@@ -9,6 +9,8 @@
 #include "kova/run/analysis_summary.h"
 #include "kova/verbs/verbs.h"
 
+// One summary in two forms. JSON has the same members for every analysis, null where something does not apply
+// or is not known, so scripts need not tell formats apart; the text leaves out what does not apply.
 namespace kova_tool {
 namespace {
 
@@ -57,6 +59,7 @@ Json filesToJson(const std::vector<FileSize>& files) {
     return sizes;
 }
 
+// Null and an empty list differ: no file of states that can be read, and a file without states.
 Json statesToJson(const std::optional<std::vector<RecalibratedState>>& states) {
     if (!states) {
         return {};

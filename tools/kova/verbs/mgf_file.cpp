@@ -12,6 +12,9 @@
 
 #include "kova/failure.h"
 
+// Spectra as blocks of text. Intensities and times have no exponents, which not every reader of the format
+// knows. A file is staged and gets its name in finish(), so a run that fails or is interrupted leaves none
+// that looks complete.
 namespace kova_tool {
 namespace {
 

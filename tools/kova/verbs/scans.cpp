@@ -135,6 +135,8 @@ void writeJsonDocument(const ScanPeaks& peaks, const ScansOptions& options, Outp
     out << '\n';
 }
 
+// A range that the frame does not have is refused. Cut to what is there, it would look like scans without
+// peaks.
 ScanPeaks scansOf(const Run& run, std::int64_t frame, const ScanRange& range) {
     const std::uint32_t count = run.countScans(frame);
     if (range.end.value_or(0) > count || (range.begin >= count && range.begin != 0)) {
