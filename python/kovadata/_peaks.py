@@ -108,7 +108,7 @@ class Peaks:
     scan: UInt32
     tof_index: UInt32
     intensity: UInt32
-    # None if not asked for; typed so that who asked need not check.
+    # None if not asked for; typed as if always there, so callers that asked need not check.
     mz: Union[Float64, Any]
     one_over_k0: Union[Float64, Any]
 

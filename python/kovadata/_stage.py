@@ -18,7 +18,7 @@ _NAMES = ("analysis.kvd", "analysis.kvd-wal", "analysis.kvd_bin", "analysis.kvs"
 
 
 def stage(url: Union[str, "os.PathLike[str]"], cache: Union[str, "os.PathLike[str]"], **storage_options: Any) -> str:
-    """Copies an analysis into a cache, unless it is there, and tells where.
+    """Copies an analysis into a cache, unless it is there, and returns where it is.
 
     Any number of processes may share a cache. A copy is complete when it appears and never changes: where the original has
     changed, which its sizes and what its storage says of versions and times tell, another copy is made beside it. Nothing

@@ -23,7 +23,7 @@ class Stream:
     def __init__(self, begin: Callable[[Watch], BatchStream]) -> None:
         self._begin = begin
         self._watch = Watch()
-        self._first: Optional[BatchStream] = begin(self._watch)  # so that what is wrong is told at once
+        self._first: Optional[BatchStream] = begin(self._watch)  # here, so mistakes are reported by this call
         self._types = {field.name: field.dtype for field in self._first.fields}
 
     def __repr__(self) -> str:

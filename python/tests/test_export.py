@@ -206,7 +206,7 @@ def test_failures_are_one_line_and_leave_nothing(simulated, small, call, tmp_pat
 
 
 @pytest.mark.parametrize(("arguments", "text"), [
-    ((), "required"), (("-o", "a.what"), "the ending tells no format"), (("-o", "a.mgf", "--layout", "mz"), "--layout does not go with mgf"),
+    ((), "required"), (("-o", "a.what"), "the ending names no format"), (("-o", "a.mgf", "--layout", "mz"), "--layout does not go with mgf"),
     (("-o", "a.arrow", "--layout", "mz"), "--layout mz is for Parquet"), (("-o", "a.mgf", "--mz", "5"), "range such as"),
     (("-o", "a.parquet", "--columns", "frame,mz"), "the mobility is lost"), (("-o", "a.parquet", "--columns", "x"), "some of frame"),
     (("-o", "a.parquet", "--top", "3"), "--top does not go with --content peaks"), (("-o", "a.mgf", "--time", "5:4"), "is no range"),

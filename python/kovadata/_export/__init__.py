@@ -70,14 +70,14 @@ def export(run: Union[str, "os.PathLike[str]", AnyAnalysis], output: Union[str, 
     run : path-like, Analysis or SpectrumAnalysis
         The analysis, or its directory.
     output : path-like
-        The file; its ending tells the format: ``.parquet``, ``.arrow`` or ``.feather``, ``.mzML`` or ``.mzML.gz``,
+        The file; its ending decides the format: ``.parquet``, ``.arrow`` or ``.feather``, ``.mzML`` or ``.mzML.gz``,
         ``.mzMLb``, ``.mgf``, ``.ms2``.
     format : {"parquet", "arrow", "mzml", "mzmlb", "mgf", "ms2"}, optional
         The format, if the ending does not tell it.
     content : {"peaks", "frames", "precursors", "msms"}, optional
         What a table has a row for, peaks by default. ``"msms"`` has a row per precursor, with its spectrum in lists.
     layout : {"frame", "mz"}, optional
-        Order of peaks in Parquet: frame by frame, or sorted by m/z, which answers questions about an m/z at once.
+        Order of peaks in Parquet: frame by frame, or sorted by m/z, which makes queries of an m/z fast.
     columns : sequence of str, optional
         Columns of peaks, out of those of `Analysis.peaks`; all but ``time`` and ``ms_level`` by default.
     compression : str, optional

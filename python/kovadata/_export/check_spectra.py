@@ -117,7 +117,7 @@ def _validate(path: pathlib.Path, is_compressed: bool) -> None:
 def _mzml(path: pathlib.Path) -> Iterator[Read]:
     import pymzml
 
-    logging.getLogger("pymzml").setLevel(logging.ERROR)  # it tells of general terms that its vocabulary lacks
+    logging.getLogger("pymzml").setLevel(logging.ERROR)  # it warns of general terms that its vocabulary lacks
     for spectrum in pymzml.run.Reader(str(path)):
         owned = {one.get("name"): one.get("value") for one in spectrum.element.iter(f"{_NAMESPACE}userParam")}
         is_msms = "kovadata precursor" in owned

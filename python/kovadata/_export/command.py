@@ -52,7 +52,7 @@ def _size(text: str) -> int:
 
 for _type, _name in ((_range, "range such as 400.5:401"), (_frames, "list of frames such as 1,3,10:20"),
                      (_size, "size such as 512M")):
-    _type.__name__ = _name  # as argparse tells of it
+    _type.__name__ = _name  # the name in messages of argparse
 
 
 def _parser() -> argparse.ArgumentParser:
@@ -60,7 +60,7 @@ def _parser() -> argparse.ArgumentParser:
                      formatter_class=argparse.RawDescriptionHelpFormatter, allow_abbrev=False)
     add = parser.add_argument
     add("analysis", metavar="ANALYSIS", help="directory of the analysis")
-    add("-o", "--output", metavar="FILE", required=True, help="file to write; its ending tells the format")
+    add("-o", "--output", metavar="FILE", required=True, help="file to write; its ending decides the format")
     add("--format", choices=FORMATS, help="format, if the ending does not tell it")
     add("--content", choices=CONTENTS, help="what a table has a row for (default: peaks)")
     add("--layout", choices=("frame", "mz"), help="order of the peaks in Parquet (default: frame)")

@@ -1,6 +1,6 @@
 """Peaks of a run sorted by m/z, within a memory budget.
 
-The sum spectrum tells how peaks are spread over m/z, so that they can be dealt out into ranges of about the same number
+The sum spectrum shows how peaks are spread over m/z, so they can be dealt out into ranges of about the same number
 that fit into memory. Each chunk of peaks is brought into the order of the ranges and appended to one temporary file; then
 range after range is read from all chunks, sorted and given out. A peak is written and read once, whatever the budget is.
 Equal m/z stay in the order of frames, scans and indices.

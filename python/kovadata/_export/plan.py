@@ -67,7 +67,7 @@ def format_of(output: pathlib.Path) -> str:
     for ending, found in sorted(ENDINGS.items(), key=lambda item: -len(item[0])):
         if name.endswith(ending):
             return found
-    raise UsageError(f"{output}: the ending tells no format; --format is one of {', '.join(FORMATS)}")
+    raise UsageError(f"{output}: the ending names no format; --format is one of {', '.join(FORMATS)}")
 
 
 def make_plan(output: Union[str, "os.PathLike[str]"], *, format: Optional[str], content: Optional[str],

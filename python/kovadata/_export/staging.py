@@ -1,6 +1,6 @@
 """Files that appear under their name when they are complete.
 
-Until then a file lies beside its place, under a name that tells so; what is not published is removed, whatever ends the work.
+Until then a file lies beside its place, under a name that says so; what is not published is removed, whatever ends the work.
 """
 
 from __future__ import annotations

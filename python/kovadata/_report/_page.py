@@ -76,7 +76,7 @@ def _shell(title: str, runs: Sequence[Run], links: Sequence[Tuple[str, str]], bo
 
 
 def _library() -> str:
-    """Bokeh's own script, which tells the console about warnings only, and not that it does."""
+    """Bokeh's own script, which logs warnings to the console and nothing else."""
     parts: Sequence[str] = Resources(mode="inline", components=_PARTS, minified=True).js_raw
     return "\n".join([*(part for part in parts if not part.startswith("Bokeh.set_log_level")), 'Bokeh.logger.set_level("warn")'])
 

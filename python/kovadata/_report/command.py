@@ -32,7 +32,7 @@ def _threads(text: str) -> int:
     return number
 
 
-_threads.__name__ = "number of threads"  # as argparse tells of it
+_threads.__name__ = "number of threads"  # the name in messages of argparse
 
 
 def _parser() -> argparse.ArgumentParser:

@@ -50,7 +50,7 @@ def _parser() -> argparse.ArgumentParser:
                              "1/K0; spectrum: a frame, a spectrum without mobility, or the sum of a range of times over "
                              "m/z; msms: the fragments of a precursor")
     parser.add_argument("analysis", metavar="ANALYSIS", help="directory of the analysis")
-    parser.add_argument("-o", "--output", metavar="FILE", help="file to write; its ending tells the format, such as "
+    parser.add_argument("-o", "--output", metavar="FILE", help="file to write; its ending decides the format, such as "
                                                               "png, pdf or svg (default: KIND.png)")
     parser.add_argument("--frame", type=_whole, metavar="N",
                         help="id of the frame or spectrum (default: the survey frame with the highest sum); msms: "

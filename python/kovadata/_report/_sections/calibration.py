@@ -48,7 +48,7 @@ def _range(ppm: np.ndarray) -> str:
 
 
 def _name(one: State) -> str:
-    """Keys are long: their beginning tells states of a source apart."""
+    """Keys are long: their beginnings differ enough between the states of a source."""
     return f"{one.source} {one.key[:8]}".strip()
 
 
