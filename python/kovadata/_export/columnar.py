@@ -9,13 +9,13 @@ from .plan import Plan
 
 # What makes a column small without costing much time, by measurement: an encoding, and the level of zstd after it. In frames
 # one after the other, scans, 1/K0 and the frame itself repeat, indices ascend within a scan, intensities are small numbers, and
-# nothing but their first bytes makes m/z smaller. Sorted by m/z it is indices and m/z that repeat, and the others are
-# short numbers without order. Encodings are those that every reader knows: Spark reads no split bytes of integers.
+# nothing but their first bytes makes m/z smaller. Sorted by m/z it is indices and m/z that repeat, frames ascend
+# within an m/z, and the others are short numbers without order. Encodings are those that every reader knows: Spark reads no split bytes of integers.
 _DICTIONARY, _DELTA, _SPLIT, _PLAIN = "dictionary", "DELTA_BINARY_PACKED", "BYTE_STREAM_SPLIT", "PLAIN"
 _FRAME_LAYOUT = {"frame": (_DICTIONARY, 1), "time": (_DICTIONARY, 1), "ms_level": (_DICTIONARY, 1), "scan": (_PLAIN, 1),
                  "tof_index": (_DELTA, None), "intensity": (_DELTA, None), "mz": (_SPLIT, -50), "one_over_k0": (_PLAIN, -5)}
-_MZ_LAYOUT = {"frame": (_DICTIONARY, 1), "time": (_DICTIONARY, 1), "ms_level": (_DICTIONARY, 1), "scan": (_DICTIONARY, 1),
-              "tof_index": (_DELTA, 1), "intensity": (_DELTA, 1), "mz": (_PLAIN, 1), "one_over_k0": (_DICTIONARY, 1)}
+_MZ_LAYOUT = {"frame": (_DELTA, 1), "time": (_DICTIONARY, 1), "ms_level": (_DICTIONARY, 1), "scan": (_DICTIONARY, 1),
+              "tof_index": (_DELTA, 1), "intensity": (_DELTA, None), "mz": (_PLAIN, 1), "one_over_k0": (_DICTIONARY, 1)}
 # The columns whose least and greatest value tell row groups apart.
 _TELLING = {"frame": ("frame", "time", "ms_level"), "mz": ("mz", "tof_index")}
 _AT_ONCE = 1 << 14  # so many values of a column are in the processor's cache from step to step

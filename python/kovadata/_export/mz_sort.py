@@ -17,30 +17,68 @@ from typing import IO, Any, Iterator, List
 import numpy as np
 
 from .._queries import Watch, control, query
+from .pipeline import in_order
 from .source import Source
+from .spectra import by_index
 
 # By measurement: a query of DuckDB or Polars reads one or two row groups, and the list of all of them, which takes longer
 # than a larger row group where there are more than some hundreds.
 ROWS = 1 << 18
 _MANY = 512
-# A peak that is sorted is in memory as read, as a key, and in order.
+# A peak that is sorted is in memory as read, as a key, and in order; a thread sorts one range while another is written.
 _COPIES = 3
 _PLACE_BITS = 22
 
 
+class _Record:
+    """How a peak is kept: columns that are always there, and those of the file, in no more bytes than they need."""
+
+    def __init__(self, source: Source, schema: Any) -> None:
+        ids, scans = source.frames["id"], source.frames["scans"]
+        self.first = int(ids.min(initial=0))
+        span = int(ids.max(initial=0)) - self.first
+        kept = {name: schema.field(name).type.to_pandas_dtype() for name in schema.names}
+        kept.update(mz="<f8", tof_index="<u4", intensity="<u4")
+        if "frame" in kept:
+            kept["frame"] = np.min_scalar_type(span)
+        if "scan" in kept and len(scans) and 0 < scans.min() and scans.max() <= 1 << 16:
+            kept["scan"] = "<u2"
+        self.dtype = np.dtype(list(kept.items()))
+
+    def fill(self, values: np.ndarray, batch: Any, begin: int) -> None:
+        """Takes peaks of a batch from one on, as many as there is place for."""
+        for name in batch.schema.names:
+            column = batch.column(name).slice(begin, len(values))
+            found = (column.fill_null(-1) if name == "ms_level" else column).to_numpy(zero_copy_only=False)
+            values[name] = found - self.first if name == "frame" else found
+
+    def table(self, values: np.ndarray, schema: Any) -> Any:
+        """The columns of the file."""
+        import pyarrow as pa
+
+        def column(field: Any) -> Any:
+            array = values[field.name].astype(field.type.to_pandas_dtype())
+            if field.name == "frame":
+                array += self.first
+            missing = (np.isnan(array) if array.dtype.kind == "f" else array == -1) if field.nullable else None
+            return pa.array(array, field.type, mask=missing)
+
+        return pa.Table.from_arrays([column(field) for field in schema], schema=schema)
+
+
 def sorted_by_mz(source: Source, schema: Any) -> Iterator[Any]:
     """Tables of pyarrow of `ROWS` peaks, or four times as many in large runs, in the columns of the schema."""
-    columns = tuple(dict.fromkeys([*schema.names, "mz", "intensity"]))
-    record = np.dtype([(name, schema.field(name).type.to_pandas_dtype() if name in schema.names else "<f8" if name == "mz" else "<u4")
-                       for name in columns])
-    at_once = min(source.plan.memory // (2 * _COPIES * record.itemsize), (1 << _PLACE_BITS) - 1)
+    record = _Record(source, schema)
+    workers = min(source.plan.threads, 2)
+    at_once = min(source.plan.memory // (2 * workers * _COPIES * record.dtype.itemsize), (1 << _PLACE_BITS) - 1)
     source.progress.begin("frames looked at")
     edges = _edges(source, at_once)
     source.progress.begin("frames dealt out")
-    chunks = _chunks(_records(source, record), at_once)
-    ranges = _dealt_out(source, chunks, edges) if len(edges) else (_joined(list(chunks), record) for _ in range(1))
+    chunks = _chunks(source, record, max(at_once // 2, 1))
+    ranges = _dealt_out(source, chunks, edges) if len(edges) else chunks  # without edges there is one chunk at most
     peaks = int(source.frames["peaks"].clip(0).sum())
-    yield from _row_groups(ranges, schema, ROWS if peaks < _MANY * ROWS else 4 * ROWS)
+    tables = in_order(ranges, lambda values: record.table(_in_order(values), schema), workers)
+    yield from _row_groups(tables, ROWS if peaks < _MANY * ROWS else 4 * ROWS)
 
 
 def _edges(source: Source, at_once: int) -> np.ndarray:
@@ -58,48 +96,43 @@ def _edges(source: Source, at_once: int) -> np.ndarray:
     return mz[1:][np.diff(number) > 0]
 
 
-def _records(source: Source, record: np.dtype) -> Iterator[np.ndarray]:
-    least = source.plan.min_intensity
-    for batch in source.peak_batches(record.names or (), 1 << 18):
-        values = np.empty(batch.num_rows, record)
-        for name in batch.schema.names:
-            column = batch.column(name)
-            values[name] = (column.fill_null(-1) if name == "ms_level" else column).to_numpy(zero_copy_only=False)
-        yield values if least <= 0 else values[values["intensity"] >= least]
+def _chunks(source: Source, record: _Record, size: int) -> Iterator[np.ndarray]:
+    """Peaks as they come, so many at a time, each time in the same place."""
+    import pyarrow.compute as compute
 
-
-def _chunks(records: Iterator[np.ndarray], at_once: int) -> Iterator[np.ndarray]:
-    waiting: List[np.ndarray] = []
-    rows = 0
-    for values in records:
-        waiting.append(values)
-        rows += len(values)
-        if rows >= at_once // 2:
-            yield np.concatenate(waiting)
-            waiting, rows = [], 0
-    if waiting:
-        yield np.concatenate(waiting)
-
-
-def _joined(parts: List[np.ndarray], record: np.dtype) -> np.ndarray:
-    return np.concatenate([np.empty(0, record), *parts])
+    least, names = source.plan.min_intensity, record.dtype.names or ()
+    chunk, filled = np.empty(size, record.dtype), 0
+    for batch in source.peak_batches(names, 1 << 18):
+        if least > 0:
+            batch = batch.filter(compute.greater_equal(batch.column("intensity"), least))
+        begin = 0
+        while begin < batch.num_rows:
+            count = min(batch.num_rows - begin, size - filled)
+            record.fill(chunk[filled:filled + count], batch, begin)
+            begin, filled = begin + count, filled + count
+            if filled == size:
+                yield chunk
+                filled = 0
+    if filled:
+        yield chunk[:filled]
 
 
 def _dealt_out(source: Source, chunks: Iterator[np.ndarray], edges: np.ndarray) -> Iterator[np.ndarray]:
     """Peaks range by range, by way of a temporary file beside the output."""
     with tempfile.TemporaryFile(dir=_folder(source.plan.output), prefix=".kovadata-sort-") as file:
         bounds: List[np.ndarray] = []
-        record = np.dtype([])
+        dealt = np.empty(0)
         for chunk in chunks:
-            record = chunk.dtype
+            dealt = dealt if len(dealt) else np.empty_like(chunk)
             number = np.searchsorted(edges, chunk["mz"], side="right").astype(np.uint16 if len(edges) < 1 << 16 else np.uint32)
             order = np.argsort(number, kind="stable")
-            chunk.take(order).tofile(file)
+            chunk.take(order, out=dealt[:len(chunk)], mode="clip")  # other modes make a copy first
+            dealt[:len(chunk)].tofile(file)
             bounds.append(np.concatenate([[0], np.cumsum(np.bincount(number, minlength=len(edges) + 1))]))
         starts = np.concatenate([[0], np.cumsum([bound[-1] for bound in bounds])]).astype(np.int64)
         source.progress.begin("ranges of m/z sorted")
         for part in range(len(edges) + 1):
-            yield _part(file, record, starts, bounds, part)
+            yield _part(file, dealt.dtype, starts, bounds, part)
             source.progress.update(part + 1, len(edges) + 1)
 
 
@@ -123,44 +156,40 @@ def _part(file: IO[bytes], record: np.dtype, starts: np.ndarray, bounds: List[np
 
 
 def _in_order(values: np.ndarray) -> np.ndarray:
-    """Sorts by m/z and then by place: keys of integers that hold both are sorted several times faster than by indirection."""
-    mz = np.ascontiguousarray(values["mz"])
-    if len(mz) < 2:
+    """Sorts by m/z and then by place. Mostly all frames have one calibration, and then indices are sorted, which is fastest."""
+    if len(values) < 2:
         return values
+    found = values.take(by_index(values["tof_index"]))
+    return found if _ascends(found["mz"]) else values.take(_by_keys(np.ascontiguousarray(values["mz"])))
+
+
+def _ascends(mz: np.ndarray) -> bool:
+    return not bool((mz[1:] < mz[:-1]).any())
+
+
+def _by_keys(mz: np.ndarray) -> np.ndarray:
+    """The order of m/z: integers that hold both m/z and place are sorted several times faster than by indirection."""
     low, high = mz.min(), mz.max()
     steps = float(1 << (63 - _PLACE_BITS))
     if len(mz) < 1 << _PLACE_BITS and high > low:
         keys = ((mz - low) * (steps / (high - low) * (1 - 1e-9))).astype(np.uint64)
         keys <<= np.uint64(_PLACE_BITS)
         keys |= np.arange(len(mz), dtype=np.uint64)
-        keys.sort(kind="stable")  # equal keys do not occur: the fastest for integers of 64 bits
-        order = (keys & np.uint64((1 << _PLACE_BITS) - 1)).astype(np.intp)
-        mz = mz.take(order)
-        if not (mz[1:] < mz[:-1]).any():
-            return values.take(order)
-    return values.take(np.argsort(values["mz"], kind="stable"))  # different m/z had the same key
+        keys.sort(kind="stable")  # equal keys do not occur: the fastest for what comes in ascending stretches
+        order: np.ndarray = (keys & np.uint64((1 << _PLACE_BITS) - 1)).astype(np.intp)
+        if _ascends(mz.take(order)):
+            return order
+    return np.argsort(mz, kind="stable")  # different m/z had the same key
 
 
-def _row_groups(ranges: Iterator[np.ndarray], schema: Any, rows: int) -> Iterator[Any]:
+def _row_groups(tables: Iterator[Any], rows: int) -> Iterator[Any]:
     import pyarrow as pa
 
-    left = None
-    for values in ranges:
-        values = _in_order(values)
-        if left is not None and len(left):
-            values = np.concatenate([left, values])
-        whole = len(values) // rows * rows
-        for begin in range(0, whole, rows):
-            yield _table(pa, values[begin:begin + rows], schema)
-        left = values[whole:]
-    if left is not None and len(left):
-        yield _table(pa, left, schema)
-
-
-def _table(pa: Any, values: np.ndarray, schema: Any) -> Any:
-    def column(field: Any) -> Any:
-        array = np.ascontiguousarray(values[field.name])
-        missing = (np.isnan(array) if array.dtype.kind == "f" else array == -1) if field.nullable else None
-        return pa.array(array, field.type, mask=missing)
-
-    return pa.Table.from_arrays([column(field) for field in schema], schema=schema)
+    waiting = None
+    for table in tables:
+        waiting = table if waiting is None else pa.concat_tables([waiting, table])
+        while waiting.num_rows >= rows:
+            yield waiting.slice(0, rows)
+            waiting = waiting.slice(rows)
+    if waiting is not None and waiting.num_rows:
+        yield waiting
