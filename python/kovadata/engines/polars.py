@@ -59,7 +59,8 @@ def scan(paths: Paths, *, threads: Optional[int] = None, **options: Any) -> "pol
         for part in parts:
             with part.stream(threads) as stream:
                 try:
-                    yield pl.DataFrame(stream).with_columns(run=pl.lit(part.run.name))
+                    frame = pl.DataFrame(stream)
+                    yield frame.with_columns(run=pl.lit(part.run.name)) if "run" in part.columns else frame
                 except pl.exceptions.PolarsError as error:
                     raise part.failed(error) from error
 

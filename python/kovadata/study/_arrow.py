@@ -41,15 +41,17 @@ def plan(study: Study, columns: Optional[Sequence[str]], condition: Optional[Any
 def record_batches(part: StudyPartition, threads: Optional[int] = 1, *, plain: bool = False) -> Iterator[pa.RecordBatch]:
     """The peaks of a partition with all of its columns."""
     types = schema(part.columns, plain=plain)
-    names = pa.array([part.run.name])
     with part.stream(threads) as stream:
         try:
             for batch in pa.RecordBatchReader.from_stream(stream):
-                run = (pa.repeat(part.run.name, batch.num_rows) if plain else
-                       pa.DictionaryArray.from_arrays(np.zeros(batch.num_rows, np.int32), names))
-                yield pa.record_batch([run if name == "run" else batch.column(name) for name in types.names], schema=types)
+                yield pa.record_batch([_run_column(part.run.name, batch.num_rows, plain) if name == "run" else batch.column(name)
+                                       for name in types.names], schema=types)
         except (OSError, pa.ArrowException) as error:
             raise part.failed(error) from error
+
+
+def _run_column(name: str, rows: int, plain: bool) -> pa.Array:
+    return pa.repeat(name, rows) if plain else pa.DictionaryArray.from_arrays(np.zeros(rows, np.int32), pa.array([name]))
 
 
 def tables(part: StudyPartition, columns: Sequence[str], condition: Optional[Any], *, plain: bool = False) -> Iterator[pa.Table]:
