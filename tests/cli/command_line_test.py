@@ -5,7 +5,7 @@ import unittest
 
 from kova_testing import KOVA, KovaTest
 
-VERBS = ("info", "frames", "scans", "spectrum", "peaks", "sum", "xic", "msms", "convert", "check", "export", "plot", "completions")
+VERBS = ("info", "frames", "scans", "spectrum", "peaks", "sum", "xic", "msms", "convert", "check", "export", "plot", "report", "completions")
 
 
 class Usage(KovaTest):
@@ -26,6 +26,7 @@ class Usage(KovaTest):
             (["convert", "run.d", "--from", "mz"], "--to is required"),
             (["export", "run.d"], "--output is required"),
             (["export", "run.d", "-o", "a.mgf", "--k0", "1"], "--k0: '1' is not a range such as"),
+            (["report", "run.d"], "--output is required, unless --json prints the numbers"),
             (["plot", "pie", "run.d"], "KIND: pie not in {"),
             (["plot", "tic", "run.d", "--mz-range", "4", "x"], "'x' is not a number"),
             (["scans", "run.d", "--fram", "1"], "unknown option '--fram'; is it --frame?"),

@@ -25,8 +25,10 @@ class Page(KovaTest):
             (self.folder / "bin" / name).parent.mkdir(exist_ok=True)
             (self.folder / "bin" / name).symlink_to(program)
         (self.folder / "site" / "kovadata").mkdir(parents=True)
-        (self.folder / "site" / "kovadata" / "_export").mkdir()
-        for name in ("plot", "_export/__init__", "__init__", "__main__"):
+        for name in ("_export", "_report"):
+            (self.folder / "site" / "kovadata" / name).mkdir()
+        (self.folder / "site" / "bokeh.py").write_text("")
+        for name in ("plot", "_export/__init__", "_report/__init__", "__init__", "__main__"):
             (self.folder / "site" / "kovadata" / f"{name}.py").write_text("")
         (self.folder / "site" / "matplotlib.py").write_text("")
         return {**os.environ, "PATH": f"{self.folder / 'bin'}:{os.environ['PATH']}", "PYTHONPATH": str(self.folder / "site")}

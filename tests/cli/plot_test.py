@@ -20,7 +20,8 @@ class Plot(KovaTest):
     def setUp(self):
         super().setUp()
         for name, text in {"kovadata/__init__.py": "", "kovadata/plot.py": MODULE, "kovadata/__main__.py": MODULE,
-                           "kovadata/_export/__init__.py": "", "matplotlib.py": ""}.items():
+                           "kovadata/_export/__init__.py": "", "kovadata/_report/__init__.py": "", "bokeh.py": "",
+                           "matplotlib.py": ""}.items():
             path = self.folder / "site" / name
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_text(text)
@@ -50,6 +51,12 @@ class Plot(KovaTest):
                                 "--raw", *options[4:], "--skip-damaged", "--force", "--check", "--quiet", "--", "a run.d"])]:
             self.assertEqual(json.loads(self.plot(*given, verb="export")[0]), passed)
 
+    def test_reports_are_passed_on_as_they_are(self):
+        options = ["--recalibrated", "--threads=2", "--force", "--quiet"]
+        for given, passed in [([*options, "--output=-b ü.html", "--", "a run.d", "b.d"], ["-o-b ü.html", *options, "--", "a run.d", "b.d"]),
+                              (["run.d", "--json", "--calibration", "last:a b"], ["--json", "--calibration=last:a b", "--", "run.d"])]:
+            self.assertEqual(json.loads(self.plot(*given, verb="report")[0]), ["report", *passed])
+
     def test_the_exit_status_is_that_of_the_module(self):
         self.plot("msms", "fail.d", status=3)
         self.plot("fail.d", "-o", "a.mgf", status=3, verb="export")
@@ -73,6 +80,10 @@ class Plot(KovaTest):
         shutil.rmtree(self.folder / "site" / "kovadata" / "_export")
         out, err = self.plot("run.d", "-o", "a.mgf", status=1, verb="export")
         self.assertIn("hint: install the Python package kovadata with its extra `export`", err)
+        (self.folder / "site" / "bokeh.py").unlink()
+        self.plot("run.d", "--json", verb="report")
+        out, err = self.plot("run.d", "-o", "a.html", status=1, verb="report")
+        self.assertIn("hint: install the Python package kovadata with its extra `view`", err)
         out, err = self.plot("tic", "run.d", status=1, KOVADATA_PYTHON="/no/python")
         self.assertEqual(err, "kova: /no/python cannot be run: No such file or directory\n"
                               "hint: plots need Python 3: install it, or name an interpreter in KOVADATA_PYTHON\n")

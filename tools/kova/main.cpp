@@ -26,7 +26,7 @@ numbers. Progress is shown on standard error if that is a terminal.
 
 Environment:
   KOVADATA_LOG_LEVEL  trace, debug, info, warn, error, fatal or off: switches logging on
-  KOVADATA_PYTHON     interpreter for `kova export` and `kova plot`, python3 by default
+  KOVADATA_PYTHON     interpreter for `kova export`, `kova plot` and `kova report`, python3 by default
 )",
     R"(  kova info run.d                          what the analysis holds
   kova frames run.d --csv > frames.csv     one line per frame
@@ -38,6 +38,7 @@ Environment:
   kova check run.d                         read everything, report damage
   kova export run.d -o run.mzML            write a file for other programs
   kova plot heatmap run.d --frame 3        draw a frame into heatmap.png
+  kova report run.d -o run.html            what a run holds, as one page to pass on
 )",
     "failure, reported on standard error; for check and frames also damage that was found"};
 
@@ -69,6 +70,7 @@ void addVerbs(CLI::App& app, Action& action) {
     addCheck(app, action);
     addExport(app, action);
     addPlot(app, action);
+    addReport(app, action);
     addCompletions(app, action);
     for (CLI::App* verb : app.get_subcommands([](CLI::App*) { return true; })) {
         verb->group("Verbs");

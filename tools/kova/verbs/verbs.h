@@ -50,6 +50,7 @@ void addConvert(CLI::App& app, Action& action);
 void addCheck(CLI::App& app, Action& action);
 void addExport(CLI::App& app, Action& action);
 void addPlot(CLI::App& app, Action& action);
+void addReport(CLI::App& app, Action& action);
 void addCompletions(CLI::App& app, Action& action);
 
 }  // namespace kova_tool
