@@ -83,7 +83,7 @@ def report(paths: Union[PathLike, Iterable[PathLike]], output: PathLike, *, reca
     Examples
     --------
     >>> kovadata.report("run.d", "run.html")
-    >>> kovadata.report(["monday.d", "tuesday.d"], "week.html")
+    >>> kovadata.report(["run.d", "scanwise.d"], "both.html")
     """
     staged = Staged(pathlib.Path(os.fsdecode(output)), force)
     if not json:

@@ -6,6 +6,7 @@ import html
 import pathlib
 from typing import Any, Dict, List, Sequence, Tuple
 
+from bokeh.document import Document
 from bokeh.embed import components
 from bokeh.resources import Resources
 
@@ -59,7 +60,7 @@ def _page(runs: Sequence[Run], detail: Detail) -> str:
 
 
 def _shell(title: str, runs: Sequence[Run], links: Sequence[Tuple[str, str]], body: str, figures: Dict[str, Any]) -> str:
-    script, divs = components(figures) if figures else ("", {})
+    script, divs = _embedded(figures) if figures else ("", {})
     for name, div in divs.items():
         body = body.replace(f"<!--{name}-->", div)
     library = f"<script>{_library()}</script>" if figures else ""
@@ -73,6 +74,16 @@ def _shell(title: str, runs: Sequence[Run], links: Sequence[Tuple[str, str]], bo
             f'<header><h1>{_text(title)}</h1><button id="theme" class="screen">Light or dark</button>'
             f'<p class="made">Report of kovadata {__version__}</p></header><nav><div>{anchors}</div></nav>'
             f"<main>{tiles}{body}</main>{script}<script>{(_ASSETS / 'report.js').read_text('utf-8')}</script></body></html>\n")
+
+
+def _embedded(figures: Dict[str, Any]) -> Tuple[str, Dict[str, str]]:
+    """The script of all figures and the place of each. Looking for models once, not for each figure, spares most of the time."""
+    document = Document()
+    with document.models.freeze():
+        for one in figures.values():
+            document.add_root(one)
+    made: Tuple[str, Dict[str, str]] = components(figures)
+    return made
 
 
 def _library() -> str:

@@ -30,7 +30,7 @@ def chromatograms(run: Run, detail: Detail, prefix: str) -> Section:
             places = np.flatnonzero(chosen)
             places = places[envelope(values[places], detail.points)]
             series.append(Series(level, x[places], values[places], found.frame[places]))
-        made = chromatogram(f"{prefix}{name}", series, x_label=axis.label, y_label=f"{label} (counts)", title=title, height=230,
+        made = chromatogram(f"{prefix}{name}", series, x_label=axis.label, y_label=f"{label} (counts)", title=title, height=220,
                             x_range=shared)
         shared = made.figure.x_range
         blocks.append(Picture(made.figure, _sentence(run, axis, values, name)))
@@ -51,7 +51,7 @@ def _sentence(run: Run, axis: TimeAxis, values: np.ndarray, name: str) -> str:
         where = axis.text(float(found.time[top]), int(found.frame[top]))
         number = "" if where.startswith("frame") else f" (frame {found.frame[top]})"
         median = float(np.median(values[chosen]))
-        ratio = f", {values[top] / median:.3g} times the median" if median > 0 and chosen.sum() > 2 else ""
+        ratio = f", {values[top] / median:.3g} times the median" if median > 0 and values[top] > 1.2 * median else ""
         called = {"all frames": "", "MS1": " of MS1", "MS/MS": " of MS/MS"}[level]
         what = "signal" if name == "total" else "base peak"
         parts.append(f"The strongest {what}{called} is at {where}{number} with {short_count(values[top])} counts{ratio}.")
@@ -66,7 +66,7 @@ def _maps(run: Run, detail: Detail, prefix: str, axis: TimeAxis, shared: Any) ->
     frames = "Survey frames" if (run.chromatogram.level == 2).any() else "Frames" if run.measured.has_mobility else "Spectra"
     for grid in run.maps:
         label, name = (MZ, "m/z") if grid.name == "mz" else (MOBILITY, "1/K\u2080")
-        made = heat_map(f"{prefix}map-{grid.name}", axis.label, label, height=300, title=f"{frames} over time and {name}",
+        made = heat_map(f"{prefix}map-{grid.name}", axis.label, label, height=270, title=f"{frames} over time and {name}",
                         select=False, x_range=shared)
         ends = [end * axis.factor for end in grid.x]
         made.show_codes(coarser(grid.values, detail.cells), ends, grid.y)

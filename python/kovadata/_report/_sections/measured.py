@@ -62,6 +62,8 @@ def calibration_text(run: Run) -> str:
         return "no frame to calibrate"
     missing = [name for name, has in (("m/z", made.has_mz), ("1/K\u2080", made.has_one_over_k0 or not run.measured.has_mobility))
                if not has]
+    if not made.has_mz and not made.has_one_over_k0 and made.in_use == "acquisition":
+        return "none that frames could be converted with"
     lack = f"; none of {' and '.join(missing)}" if missing else ""
     if made.in_use != "acquisition":
         return f"re-calibrated state {made.in_use}{lack}"

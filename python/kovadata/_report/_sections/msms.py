@@ -65,10 +65,9 @@ def _peaks(found: Msms, prefix: str) -> Block:
     peaks = found.peaks[found.peaks >= 0]
     if not len(peaks):
         return Text("No precursor has a spectrum that could be read.")
-    high = max(int(np.percentile(peaks, 99.5)), 1)
-    width = max(1, -(-(high + 1) // 60))
-    edges = np.arange(0.0, high + 2 * width, width)
-    counts = np.histogram(np.minimum(peaks, edges[-1] - 1), edges)[0]
+    width = max(1, -(-(int(peaks.max()) + 1) // 60))
+    edges = np.arange(0.0, int(peaks.max()) + 2 * width, width)
+    counts = np.histogram(peaks, edges)[0]
     made = steps(f"{prefix}msms-peaks", [Steps("spectra", edges, counts)], x_label="peaks in a spectrum", y_label="spectra",
                  title="Peaks per MS/MS spectrum", digits=0)
     empty = int((peaks == 0).sum())
@@ -107,7 +106,7 @@ def _places(found: Msms, detail: Detail, prefix: str) -> Block:
         series.append(Points(charge_text(charge), found.mz[places], y[places]))
     made = points(f"{prefix}precursors", series, x_label=MZ, y_label=label, title="Precursors by charge", formats=("0.000", "0.0000"))
     low, high = np.percentile(found.mz[known], [10, 90])
-    drawn = f" Every {step}th is drawn." if step > 1 else ""
+    drawn = f" One in {step} is drawn." if step > 1 else ""
     return Picture(made.figure, f"Four fifths of the precursors have m/z {low:.0f} to {high:.0f}"
                    + (f" and 1/K\u2080 {np.percentile(y[known], 10):.2f} to {np.percentile(y[known], 90):.2f}" if has_mobility else "")
                    + f".{drawn}", True)

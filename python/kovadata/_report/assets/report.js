@@ -27,6 +27,11 @@ function beforePrint() {
     if (view == null) continue
     view.model.toolbar.visible = false
     place.style.width = `${place.parentElement.classList.contains("narrow") ? widths.narrow : widths.wide}px`
+    // Colours of lines and points come later by themselves.
+    for (const drawn of view.renderer_views.values()) {
+      for (const visual of drawn.visuals ?? []) visual.update()
+      drawn.set_visuals?.()
+    }
     view.after_resize()
     view.paint()
     const picture = place.querySelector("img") ?? place.appendChild(new Image())
