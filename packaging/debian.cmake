@@ -25,6 +25,9 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 0kovadata1)  # a package of Debian's own would be -1 and replace it
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${maintainer_name} <${maintainer_address}>")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+if(KOVADATA_CROSS)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE "${KOVADATA_CROSS}")
+endif()
 set(debian_version "${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
 
 # kovadata_debian_package(<component> NAME ... SECTION ... TITLE ... TEXT ... [DEPENDS ...] [SUGGESTS ...]

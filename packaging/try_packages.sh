@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs packages into a Debian of its own and uses them there as a user would, then takes them out again. Needs root.
-# Usage: try_packages.sh FOLDER PACKAGE...
+# Usage: try_packages.sh FOLDER PACKAGE...; a wheel may be among them.
 set -euo pipefail
 folder=$1
 shift

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Run by try_packages.sh inside a fresh Debian with the packages in /packages.
+# Run by try_packages.sh inside a fresh Debian with the packages in /packages, and a wheel if one is to be tried.
 set -euo pipefail
 
 names=()
@@ -40,3 +40,12 @@ if [ -n "$left" ] || ldconfig -p | grep kovadata; then
   exit 1
 fi
 echo "removed without a trace"
+
+# A wheel brings all that it needs but numpy, which is left from before.
+for wheel in /packages/*.whl; do
+  [ -e "$wheel" ] || continue
+  apt-get install -y -qq --no-install-recommends python3-pip python3-numpy >/packages/install.log 2>&1 \
+    || { tail -n 30 /packages/install.log; exit 1; }
+  pip install --quiet --root-user-action=ignore --break-system-packages --no-index --no-deps "$wheel"
+  python3 -c 'import kovadata; print(kovadata.Analysis("run.d").frame(1))'
+done

@@ -1,0 +1,25 @@
+# Toolchain of a processor that is not this machine's: KOVADATA_CROSS is Debian's name of it. Compilers are those of
+# g++-<triplet>; headers and libraries are in a Debian for it below build/cross, which tools/dev/cross.sh makes, and programs
+# run in user-mode emulation with the libraries from there.
+set(processors arm64=aarch64 s390x=s390x)
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES KOVADATA_CROSS)
+list(FILTER processors INCLUDE REGEX "^${KOVADATA_CROSS}=")
+string(REGEX REPLACE ".*=" "" CMAKE_SYSTEM_PROCESSOR "${processors}")
+if(NOT CMAKE_SYSTEM_PROCESSOR)
+  message(FATAL_ERROR "No cross compiler is known for the processor \"${KOVADATA_CROSS}\"")
+endif()
+
+set(debian "${CMAKE_CURRENT_LIST_DIR}/../build/cross/${KOVADATA_CROSS}")
+get_filename_component(debian "${debian}" ABSOLUTE)
+set(triplet "${CMAKE_SYSTEM_PROCESSOR}-linux-gnu")
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_C_COMPILER "${triplet}-gcc")
+set(CMAKE_CXX_COMPILER "${triplet}-g++")
+set(CMAKE_SYSROOT "${debian}/sysroot")
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(ENV{PKG_CONFIG_SYSROOT_DIR} "${CMAKE_SYSROOT}")
+set(ENV{PKG_CONFIG_LIBDIR} "${CMAKE_SYSROOT}/usr/lib/${triplet}/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig")
+set(CMAKE_CROSSCOMPILING_EMULATOR "qemu-${CMAKE_SYSTEM_PROCESSOR}-static;-L;${debian}/libraries")
