@@ -10,17 +10,26 @@ import numpy as np
 MZ, MOBILITY, SCAN = "m/z (Th)", "1/K\u2080 (V s cm\u207b\u00b2)", "mobility scan"
 
 
-class Detail(NamedTuple):
-    """How many points a line has at most, how many cells of a map become one, along each axis, and which parts there are."""
+ALL, SOME, NONE = 2, 1, 0
 
+
+class Detail(NamedTuple):
+    """How much is drawn.
+
+    `runs` is for how many at most; `points` a line has at most, `peaks` a spectrum; so many `cells` of a map become one, along
+    each axis; `figures` of a run are `ALL`, `SOME` or `NONE`.
+    """
+
+    runs: float
     points: int
     cells: int
     peaks: int
-    has_figures: bool = True
+    figures: int
 
 
-# Of these the first is taken that fits into the size of a report.
-DETAILS = (Detail(3000, 1, 1600), Detail(1500, 2, 700), Detail(700, 3, 350), Detail(300, 4, 160), Detail(300, 4, 160, False))
+# The first is taken that fits the number of runs and the size of a report. A browser draws some hundred figures at most.
+DETAILS = (Detail(4, 3000, 1, 1600, ALL), Detail(4, 1500, 2, 700, ALL), Detail(12, 1500, 2, 700, SOME), Detail(12, 500, 4, 300, SOME),
+           Detail(float("inf"), 1500, 1, 0, NONE), Detail(float("inf"), 200, 1, 0, NONE))
 
 
 @dataclasses.dataclass(frozen=True)

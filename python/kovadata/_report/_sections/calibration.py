@@ -8,7 +8,7 @@ import numpy as np
 
 from ..._figures import Points, points
 from .._numbers import Run, State
-from .blocks import MZ, Block, Detail, Picture, Section, Table, Text, TimeAxis, plural
+from .blocks import ALL, MZ, Block, Detail, Picture, Section, Table, Text, TimeAxis, plural
 from .measured import calibration_text
 
 _TITLE = "Calibration"
@@ -25,7 +25,7 @@ def calibration(run: Run, detail: Detail, prefix: str) -> Section:
              "yes" if one.is_in_use else "no") for one in made.states]
     blocks.append(Table(rows, ("State", "Source", "Frames, mass", "Frames, mobility", "m/z moves by (ppm)", "over time (ppm)", "In use")))
     compared = [one for one in made.states if np.isfinite(one.ppm).any()]
-    if not compared or not detail.has_figures:
+    if not compared or detail.figures != ALL:
         return Section(_TITLE, blocks)
     by_mz = points(f"{prefix}states-mz", [Points(_name(one), one.mz, one.ppm) for one in compared], x_label=MZ, y_label="difference (ppm)",
                    title=f"States against the acquisition, frame {compared[0].frame}", height=260, are_joined=True)

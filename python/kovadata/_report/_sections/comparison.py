@@ -2,23 +2,31 @@
 
 from __future__ import annotations
 
-from typing import Any, List, Sequence
+from typing import List, Sequence
 
 import numpy as np
+from bokeh.models import Legend
 
-from ..._figures import Series, chromatogram, short_count
+from ..._figures import SERIES_COLOURS, ChromatogramChart, Series, chromatogram, short_count
 from .._numbers import Run
-from .blocks import Block, Detail, Picture, Section, Table, Text, TimeAxis, envelope
+from .blocks import ALL, Block, Detail, Picture, Section, Table, Text, TimeAxis, envelope
 from .chromatograms import comparable
 
 _HEAD = ("Run", "Frames", "MS1", "MS/MS", "Length (min)", "Signal of surveys", "Highest base peak", "Peaks per frame", "Precursors",
          "Damaged", "Calibration")
+# More lines are a tangle, and more names beside each other than these wider than a page.
+_LINES, _NAMES_INSIDE = 24, 4
+_DASHES = ("solid", "dashed", "dotted")
 
 
 def comparison(runs: Sequence[Run], detail: Detail) -> Section:
     """A table of the runs, and their chromatograms over each other."""
     blocks: List[Block] = [Table([_row(run) for run in runs], _HEAD), Text(_sentence(runs))]
-    drawn = [run for run in runs if len(comparable(run)[0])]
+    if detail.figures != ALL:
+        blocks.append(Text("Of so many runs, each has fewer figures here than in a report of its own."))
+    drawn = [run for run in runs if len(comparable(run)[0])][:_LINES]
+    if len(drawn) == _LINES < len(runs):
+        blocks.append(Text(f"The chromatograms are those of the first {_LINES} runs that have some."))
     if not drawn:
         return Section("Comparison", [*blocks, Text("No run has frames to compare.")])
     axis = TimeAxis.of(np.concatenate([comparable(run)[0] for run in drawn]))
@@ -44,8 +52,23 @@ def _overlay(runs: Sequence[Run], axis: TimeAxis, detail: Detail, is_relative: b
         series.append(Series(run.name, axis.values(time, frame)[kept], total[kept] * scale, frame[kept]))
     name, title, label = (("relative", "Survey frames, each run by its own highest", "summed intensity (%)") if is_relative
                           else ("totals", "Survey frames of all runs", "summed intensity (counts)"))
-    made: Any = chromatogram(f"compared-{name}", series, x_label=axis.label, y_label=label, title=title, height=300)
+    made = chromatogram(f"compared-{name}", series, x_label=axis.label, y_label=label, title=title, height=300)
+    _tell_apart(made)
     return Picture(made.figure, _peak_times(runs, axis) if is_relative else _strengths(runs))
+
+
+def _tell_apart(made: ChromatogramChart) -> None:
+    """Colours come again after some runs, with another dash; names of many runs have a place of their own."""
+    legend = made.figure.select_one(Legend)
+    for place, item in enumerate(legend.items):
+        for drawn in item.renderers:
+            if hasattr(drawn.glyph, "line_dash"):
+                drawn.glyph.line_dash = _DASHES[place // len(SERIES_COLOURS) % len(_DASHES)]
+    if len(legend.items) > _NAMES_INSIDE:
+        made.figure.center.remove(legend)
+        made.figure.add_layout(legend, "below")
+        legend.update(ncols=_NAMES_INSIDE, location="left", spacing=14)
+        made.figure.height += 24 * -(-len(legend.items) // _NAMES_INSIDE)
 
 
 def _sentence(runs: Sequence[Run]) -> str:

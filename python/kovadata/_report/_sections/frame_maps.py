@@ -8,7 +8,7 @@ import numpy as np
 
 from ..._figures import heat_map
 from .._numbers import FrameMap, Run
-from .blocks import MOBILITY, MZ, SCAN, Block, Detail, Picture, Section, Text, TimeAxis, coarser, level_name, plural
+from .blocks import ALL, MOBILITY, MZ, SCAN, Block, Detail, Picture, Section, Text, TimeAxis, coarser, level_name, plural
 
 _TITLE = "Strongest frames"
 
@@ -21,7 +21,7 @@ def frame_maps(run: Run, detail: Detail, prefix: str) -> Section:
         return Section(_TITLE, [Text("No frame has both peaks and a mass calibration, so there is none to map.")])
     axis = TimeAxis.of(run.chromatogram.time)
     blocks: List[Block] = []
-    for one in run.frame_maps:
+    for one in run.frame_maps if detail.figures == ALL else run.frame_maps[:1]:
         title = f"{level_name(one.level)} frame {one.frame}".strip()
         if axis.factor and np.isfinite(one.time):
             title += f", {axis.text(one.time, one.frame)}"
