@@ -44,9 +44,11 @@ std::uint32_t numFrames(const std::byte* header) {
     return count;
 }
 
-// The first region that may differ, where frames were only added: the log has not begun again.
+// The first region that may differ, where frames were only added: the log has not begun again. Nothing is
+// known of a copy whose two headers differ, since it was read while its writer changed them.
 std::size_t firstChanged(const std::byte* before, const std::byte* now) {
-    if (std::memcmp(before + kSalt, now + kSalt, 8) != 0) {
+    if (std::memcmp(before, before + kHeaderBytes, kHeaderBytes) != 0 ||
+        std::memcmp(before + kSalt, now + kSalt, 8) != 0) {
         return 0;
     }
     return (std::min(numFrames(before), numFrames(now)) + kFramesNotInFirst) / kFramesOfRegion;
