@@ -34,9 +34,6 @@ def test_results_in_place(run):
     out = np.zeros(1000)
     assert run.index_to_mz(1, values, out) is out and (out == expected).all()
     assert run.index_to_mz(1, values.astype(np.uint32), out) is out and (out == expected).all()
-    overlapping = np.arange(1000.0, 2001.0)
-    run.index_to_mz(1, overlapping[:-1], overlapping[1:])
-    assert (overlapping[1:] == expected).all()
     run.index_to_mz(1, values, values)
     assert (values == expected).all()
     for refused, error in ((np.zeros(999), ValueError), (np.zeros(1000, np.float32), TypeError),

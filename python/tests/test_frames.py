@@ -1,8 +1,6 @@
 """Frames, scans and peaks, held against what the command line tool prints."""
 
 import itertools
-import shutil
-import sqlite3
 
 import numpy as np
 import pytest
@@ -204,28 +202,3 @@ def test_partitions_cover_all_frames_once(run):
     assert all(part.frames == 1 for part in run.partitions(100))
     shares = [part.bytes for part in run.partitions(2)]
     assert max(shares) < 0.75 * sum(shares)
-
-
-def in_write_ahead_mode(run, path):
-    """A copy with a log that a connection keeps."""
-    database = sqlite3.connect(shutil.copytree(run.path, path) / "analysis.kvd")
-    database.execute("PRAGMA journal_mode=WAL").fetchall()
-    database.execute("UPDATE Frames SET NumPeaks = 77 WHERE Id = 1")
-    database.commit()
-    return database
-
-
-def log_is_left_behind(run, tmp_path):
-    database = in_write_ahead_mode(run, tmp_path / "written.d")
-    copy = shutil.copytree(tmp_path / "written.d", tmp_path / "copy.d", ignore=shutil.ignore_patterns("*-shm"))
-    database.close()
-    return copy
-
-
-def test_nothing_is_created_beside_the_data(run, tmp_path, kova):
-    copy = log_is_left_behind(run, tmp_path)
-    before = {file.name: file.stat().st_mtime_ns for file in copy.iterdir()}
-    with kovadata.Analysis(copy) as analysis:
-        assert analysis.frame_table()["peaks"][0] == 77 and len(list(analysis.msms())) > 0
-        assert kova("frames", copy)[0]["peaks"] == 77
-        assert {file.name: file.stat().st_mtime_ns for file in copy.iterdir()} == before
