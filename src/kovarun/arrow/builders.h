@@ -23,18 +23,21 @@ namespace lumo::run::arrow {
 // One bit per row, kept only once there is a null: most columns have none, and need no bits at all.
 class Validity {
 public:
-    void append(bool valid) {
-        if (!valid && nulls == 0) {
-            bits.assign(rows / 8 + 1, 0xFF);
-        }
-        if (!valid || nulls != 0) {
+    void appendValue() {
+        if (nulls != 0) {
             bits.resize(rows / 8 + 1, 0xFF);
         }
-        if (!valid) {
-            bits[rows / 8] = static_cast<std::uint8_t>(bits[rows / 8] & ~(1U << rows % 8));
-            ++nulls;
-        }
         ++rows;
+    }
+    void appendNull() {
+        bits.resize(rows / 8 + 1, 0xFF);
+        bits[rows / 8] = static_cast<std::uint8_t>(bits[rows / 8] & ~(1U << rows % 8));
+        ++nulls;
+        ++rows;
+    }
+    template <class T>
+    void append(const std::optional<T>& value) {
+        value ? appendValue() : appendNull();
     }
     std::size_t length() const { return rows; }
     // Starts a column with length, number of nulls and validity; the builder is used up.
@@ -60,11 +63,11 @@ public:
 
     void append(T value) {
         values.push_back(value);
-        validity.append(true);
+        validity.appendValue();
     }
     void append(const std::optional<T>& value) {
         values.push_back(value.value_or(T{}));
-        validity.append(value.has_value());
+        validity.append(value);
     }
     std::size_t length() const { return validity.length(); }
     Column intoColumn() {
@@ -87,7 +90,7 @@ public:
         }
         const unsigned bit = value.value_or(false) ? 1U : 0U;
         bits.back() = static_cast<std::uint8_t>(bits.back() | bit << validity.length() % 8);
-        validity.append(value.has_value());
+        validity.append(value);
     }
     Column intoColumn() {
         Column column = validity.intoColumn();
@@ -126,7 +129,7 @@ public:
         const std::string_view text = value.value_or(std::string_view());
         bytes.insert(bytes.end(), text.begin(), text.end());
         offsets.append(text.size());
-        validity.append(value.has_value());
+        validity.append(value);
     }
     bool hasRoom(std::size_t more) const { return offsets.hasRoom(more); }
     Column intoColumn() {
@@ -149,12 +152,12 @@ public:
     void append(const T* values, std::size_t size) {
         entries.insert(entries.end(), values, values + size);
         offsets.append(size);
-        validity.append(true);
+        validity.appendValue();
     }
     // A null is an empty list whose bit is not set.
     void appendNull() {
         offsets.append(0);
-        validity.append(false);
+        validity.appendNull();
     }
     bool hasRoom(std::size_t more) const { return offsets.hasRoom(more); }
     std::size_t length() const { return validity.length(); }

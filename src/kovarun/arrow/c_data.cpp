@@ -55,18 +55,18 @@ void release(Structure* structure) {
 
 // `parts` owns everything until the last line, so if memory runs out half-way, children that are complete are
 // released and `out` is not left half filled.
-void exportField(const std::string& name, const std::string& format, bool nullable,
+void exportField(const std::string& name, const std::string& format, Nulls nulls,
                  const std::vector<Field>& fields, ArrowSchema& out) {
     auto parts = std::make_unique<SchemaParts>();
     parts->format = format;
     parts->name = name;
     for (const Field& field : fields) {
-        exportField(field.name, field.format, field.nullable, field.children, parts->children.add());
+        exportField(field.name, field.format, field.nulls, field.children, parts->children.add());
     }
     out = {};
     out.format = parts->format.c_str();
     out.name = parts->name.c_str();
-    out.flags = nullable ? ARROW_FLAG_NULLABLE : 0;
+    out.flags = nulls == Nulls::Possible ? ARROW_FLAG_NULLABLE : 0;
     out.n_children = static_cast<int64_t>(fields.size());
     out.children = parts->children.pointers.data();
     out.release = release<ArrowSchema, SchemaParts>;
@@ -97,7 +97,7 @@ void exportColumn(Column&& column, ArrowArray& out) {
 }  // namespace
 
 void exportSchema(const std::vector<Field>& fields, ArrowSchema& out) {
-    exportField("", "+s", false, fields, out);
+    exportField("", "+s", Nulls::None, fields, out);
 }
 
 void exportBatch(RecordBatch&& batch, ArrowArray& out) {

@@ -16,11 +16,13 @@ namespace lumo::run::arrow {
 
 // Name and type of a column. Formats are those of the Arrow C data interface, for example "l" for int64, "+l"
 // for a list.
+enum class Nulls : std::uint8_t { None, Possible };
+
 struct Field {
     std::string name;
     std::string format;
-    bool nullable = false;
-    std::vector<Field> children;
+    Nulls nulls = Nulls::None;
+    std::vector<Field> children = {};
 };
 
 using Buffer = std::shared_ptr<const void>;

@@ -17,19 +17,20 @@ namespace lumo::run {
 
 std::vector<arrow::Field> PeakColumns::schema(std::uint32_t wanted) {
     std::vector<arrow::Field> fields;
-    const auto add = [&](std::uint32_t column, const char* name, const char* format, bool nullable) {
+    const auto add = [&](std::uint32_t column, const char* name, const char* format,
+                         arrow::Nulls nulls = arrow::Nulls::None) {
         if ((wanted & column) != 0) {
-            fields.push_back({name, format, nullable, {}});
+            fields.push_back({name, format, nulls});
         }
     };
-    add(KVR_COLUMN_FRAME, "frame", "l", false);
-    add(KVR_COLUMN_TIME, "time", "g", true);
-    add(KVR_COLUMN_MS_LEVEL, "ms_level", "c", true);
-    add(KVR_COLUMN_SCAN, "scan", "I", false);
-    add(KVR_COLUMN_TOF_INDEX, "tof_index", "I", false);
-    add(KVR_COLUMN_INTENSITY, "intensity", "I", false);
-    add(KVR_COLUMN_MZ, "mz", "g", true);
-    add(KVR_COLUMN_ONE_OVER_K0, "one_over_k0", "g", true);
+    add(KVR_COLUMN_FRAME, "frame", "l");
+    add(KVR_COLUMN_TIME, "time", "g", arrow::Nulls::Possible);
+    add(KVR_COLUMN_MS_LEVEL, "ms_level", "c", arrow::Nulls::Possible);
+    add(KVR_COLUMN_SCAN, "scan", "I");
+    add(KVR_COLUMN_TOF_INDEX, "tof_index", "I");
+    add(KVR_COLUMN_INTENSITY, "intensity", "I");
+    add(KVR_COLUMN_MZ, "mz", "g", arrow::Nulls::Possible);
+    add(KVR_COLUMN_ONE_OVER_K0, "one_over_k0", "g", arrow::Nulls::Possible);
     return fields;
 }
 

@@ -80,23 +80,23 @@ class NullableColumn {
 public:
     T* room(std::size_t more) { return values.room(more); }
     void add(std::size_t written) {
-        note(written, true);
+        noteValues(written);
         values.add(written);
     }
     void fill(T value, std::size_t count) {
-        note(count, true);
+        noteValues(count);
         values.fill(value, count);
     }
     void fillShort(T value, std::size_t count) {
-        note(count, true);
+        noteValues(count);
         values.fillShort(value, count);
     }
     void fillNulls(std::size_t count) {
-        if (nulls == 0) {
-            bits.assign(values.size() / 8 + 1, 0xFF);
-        }
         nulls += count;
-        note(count, false);
+        noteValues(count);
+        for (std::size_t row = values.size(); row < values.size() + count; ++row) {
+            bits[row / 8] = static_cast<std::uint8_t>(bits[row / 8] & ~(1U << row % 8));
+        }
         values.fill(T{}, count);
     }
     // Takes rows back; `nullsBefore` is how many nulls there were without them. Their bits are set again, as
@@ -121,13 +121,9 @@ public:
 
 private:
     // Bits for rows that are about to be added; nothing to do before the first missing value.
-    void note(std::size_t count, bool areValid) {
-        if (nulls == 0) {
-            return;
-        }
-        bits.resize((values.size() + count) / 8 + 1, 0xFF);
-        for (std::size_t row = values.size(); !areValid && row < values.size() + count; ++row) {
-            bits[row / 8] = static_cast<std::uint8_t>(bits[row / 8] & ~(1U << row % 8));
+    void noteValues(std::size_t count) {
+        if (nulls != 0) {
+            bits.resize((values.size() + count) / 8 + 1, 0xFF);
         }
     }
 

@@ -28,7 +28,7 @@ public:
         source.announce(std::span(work.query.frames).subspan(group.begin, group.end - group.begin));
         for (std::size_t i = group.begin; i < group.end; ++i) {
             const FrameEntry& frame = work.query.frames[i];
-            doOrNote(frame, work.control.skipsDamaged, damaged,
+            doOrNote(frame, work.control.onDamage, damaged,
                      [&] { columns.append(source, source.open(frame), frame); });
         }
         return columns.toBatch();

@@ -105,7 +105,7 @@ private:
         share.source.announce(std::span(work->query.frames).subspan(group.begin, group.end - group.begin));
         for (std::size_t i = group.begin; i < group.end; ++i) {
             const FrameEntry& frame = work->query.frames[i];
-            doOrNote(frame, work->control.skipsDamaged, damaged,
+            doOrNote(frame, work->control.onDamage, damaged,
                      [&] { share.sum.add(share.source, share.source.open(frame), frame); });
         }
         return damaged;

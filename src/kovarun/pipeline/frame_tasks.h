@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kovarun/query/query.h"
+#include "kovarun/run/control.h"
 #include "sqlite/cppsqlite3.h"
 
 namespace lumo::run {
@@ -37,14 +38,14 @@ std::vector<FrameGroup> groupFrames(const FrameEntries& frames, std::uint64_t pe
 // out, noted. Only std::runtime_error is the frame's fault: lack of memory, wrong arguments and a database
 // that cannot be read end the stream in any case.
 template <class Work>
-void doOrNote(const FrameEntry& frame, bool skipsDamaged, std::vector<DamagedFrame>& damaged,
+void doOrNote(const FrameEntry& frame, OnDamage onDamage, std::vector<DamagedFrame>& damaged,
               const Work& work) {
     try {
         work();
     } catch (const CppSQLite3Exception&) {
         throw;  // the database fails, not the frame
     } catch (const std::runtime_error& error) {
-        if (!skipsDamaged) {
+        if (onDamage == OnDamage::Raise) {
             throw;
         }
         damaged.push_back({frame.id, error.what()});

@@ -9,6 +9,7 @@
 
 #include "kova-data-reader/scan-reading/scan_sink.h"
 #include "kovarun/query/frame_source.h"
+#include "kovarun/run/control.h"
 
 namespace lumo::run {
 
@@ -26,14 +27,17 @@ struct PeakBatch {
 // those lead nowhere.
 //
 // Where scans are compressed one by one, a later scan may turn out to be corrupt after earlier ones were
-// handed over. Users that must not see part of a frame ask for whole frames; such scans are kept until all of
+// handed over. Where damaged frames are left out, nobody may see part of one; such scans are kept until all of
 // them have come. Where a frame is compressed as a whole, nothing can fail any more when decoding starts, so
 // nothing needs to be kept.
 template <class Use>
 class ScanwiseSink final : public io::kova::ScanSink {
 public:
-    ScanwiseSink(const FrameBox& frameBox, bool wantsWholeFrames, Use function)
-        : ScanSink(kPeaksPerBatch), box(frameBox), whole(wantsWholeFrames), use(std::move(function)) {}
+    ScanwiseSink(const FrameBox& frameBox, OnDamage onDamage, Use function)
+        : ScanSink(kPeaksPerBatch),
+          box(frameBox),
+          whole(onDamage == OnDamage::LeaveOut),
+          use(std::move(function)) {}
 
     // Reads the scans of the box.
     void readFrom(FrameSource& source) {

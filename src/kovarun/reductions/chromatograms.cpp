@@ -31,7 +31,7 @@ public:
         : work(shared),
           targets(wanted),
           source(*shared.run, shared.query),
-          values(wanted, shared.control.skipsDamaged) {}
+          values(wanted, shared.control.onDamage) {}
 
     arrow::RecordBatch read(const FrameGroup& group, std::vector<DamagedFrame>& damaged) override {
         arrow::NumberBuilder<std::int64_t> ids;
@@ -41,7 +41,7 @@ public:
         source.announce(std::span(work.query.frames).subspan(group.begin, group.end - group.begin));
         for (std::size_t i = group.begin; i < group.end; ++i) {
             const FrameEntry& frame = work.query.frames[i];
-            doOrNote(frame, work.control.skipsDamaged, damaged, [&] {
+            doOrNote(frame, work.control.onDamage, damaged, [&] {
                 addRow(frame, rows);
                 ids.append(frame.id);
                 times.append(std::isnan(frame.time) ? std::nullopt : std::optional(frame.time));
@@ -92,9 +92,9 @@ std::unique_ptr<arrow::BatchSource> makeChromatograms(std::shared_ptr<Run> run, 
     auto wanted = std::make_shared<const std::vector<Target>>(std::move(targets));
     return makeGroupStream(
         work,
-        {{{"frame", "l", false, {}},
-          {"time", "g", true, {}},
-          {"intensity", list, false, {{"item", "L", false, {}}}}},
+        {{{"frame", "l"},
+          {"time", "g", arrow::Nulls::Possible},
+          {"intensity", list, arrow::Nulls::None, {{"item", "L"}}}},
          [work = work.get(), wanted, reduce] {
              return withReduce(reduce, [&](auto kind) -> std::unique_ptr<GroupReader> {
                  return std::make_unique<ChromatogramReader<decltype(kind)::value>>(*work, *wanted);

@@ -136,7 +136,7 @@ public:
                      outside);
         findScanSteps(source);
         const std::uint32_t base = timeCell * grid.stepOf(GridAxis::Kind::Time);
-        ScanwiseSink sink(box, work.control.skipsDamaged, [&](const PeakBatch& batch) {
+        ScanwiseSink sink(box, work.control.onDamage, [&](const PeakBatch& batch) {
             findPlaces(batch, base);
             addPeaks(batch);
         });
@@ -239,7 +239,7 @@ std::unique_ptr<arrow::BatchSource> makeImage(std::shared_ptr<Run> run, Query qu
     const std::uint64_t bytes = 8 * std::uint64_t{x.cells()} * y.cells();
     auto grid = std::make_shared<const Grid>(Grid{std::move(x), std::move(y)});
     return makeFoldStream(work,
-                          {{{"y", "g", false, {}}, {"values", list, false, {{"item", "L", false, {}}}}},
+                          {{{"y", "g"}, {"values", list, arrow::Nulls::None, {{"item", "L"}}}},
                            [work = work.get(), grid, reduce] {
                                return withReduce(reduce, [&](auto kind) -> std::unique_ptr<Accumulator> {
                                    return std::make_unique<ImageSum<decltype(kind)::value>>(*work, *grid);

@@ -36,7 +36,7 @@ template <Reduce kind>
 class MobilogramSum final : public Accumulator {
 public:
     MobilogramSum(const FrameWork& shared, std::span<const Target> wanted)
-        : work(shared), targets(wanted), values(wanted, shared.control.skipsDamaged) {}
+        : work(shared), targets(wanted), values(wanted, shared.control.onDamage) {}
 
     void add(FrameSource& source, const FrameBox& box, const FrameEntry& frame) override {
         grow(source.numberOfScans());
@@ -112,9 +112,9 @@ std::unique_ptr<arrow::BatchSource> makeMobilograms(std::shared_ptr<Run> run, Qu
     const std::string list = "+w:" + std::to_string(targets.size());
     auto wanted = std::make_shared<const std::vector<Target>>(std::move(targets));
     return makeFoldStream(
-        work, {{{"scan", "I", false, {}},
-                {"one_over_k0", "g", true, {}},
-                {"intensity", list, false, {{"item", "L", false, {}}}}},
+        work, {{{"scan", "I"},
+                {"one_over_k0", "g", arrow::Nulls::Possible},
+                {"intensity", list, arrow::Nulls::None, {{"item", "L"}}}},
                [work = work.get(), wanted, reduce] {
                    return withReduce(reduce, [&](auto kind) -> std::unique_ptr<Accumulator> {
                        return std::make_unique<MobilogramSum<decltype(kind)::value>>(*work, *wanted);

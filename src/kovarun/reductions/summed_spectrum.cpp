@@ -94,7 +94,7 @@ private:
     }
 
     void addPeaks(FrameSource& source, const FrameBox& box, const auto& addPeak) {
-        ScanwiseSink sink(box, work.control.skipsDamaged, [&](const PeakBatch& batch) {
+        ScanwiseSink sink(box, work.control.onDamage, [&](const PeakBatch& batch) {
             for (std::size_t i = 0; i < batch.peaks; ++i) {
                 if (box.containsIndex(batch.indices[i])) {
                     addPeak(batch.indices[i], batch.intensities[i]);
@@ -163,15 +163,12 @@ std::unique_ptr<arrow::BatchSource> makeSummedSpectrum(std::shared_ptr<Run> run,
         reference = first.massAxisOf(work->query.frames.front().id);
     }
     const std::uint32_t bins = first.binCount();
-    return makeFoldStream(work, {{{"tof_index", "I", false, {}},
-                                  {"mz", "g", true, {}},
-                                  {"intensity", "L", false, {}},
-                                  {"count", "L", false, {}}},
-                                 [work = work.get(), reference, bins] {
-                                     return std::make_unique<SpectrumSum>(*work, reference, bins);
-                                 },
-                                 // Two arrays: the sums, and those of a frame that converts differently.
-                                 2 * sizeof(Bin) * std::uint64_t{bins}});
+    return makeFoldStream(
+        work, {{{"tof_index", "I"}, {"mz", "g", arrow::Nulls::Possible}, {"intensity", "L"}, {"count", "L"}},
+               [work = work.get(), reference, bins] {
+                   return std::make_unique<SpectrumSum>(*work, reference, bins);
+               },
+               2 * sizeof(Bin) * std::uint64_t{bins}});
 }
 
 }  // namespace lumo::run

@@ -24,8 +24,8 @@ namespace lumo::run {
 template <Reduce kind>
 class TargetValues {
 public:
-    TargetValues(std::span<const Target> targets, bool wantsWholeFrames)
-        : boxFinder(targets), whole(wantsWholeFrames), values(targets.size()) {}
+    TargetValues(std::span<const Target> targets, OnDamage policy)
+        : boxFinder(targets), onDamage(policy), values(targets.size()) {}
 
     // One value per target, for the current frame of the source; valid until the next call.
     std::span<const std::uint64_t> of(FrameSource& source, const FrameBox& frameBox) {
@@ -122,7 +122,7 @@ private:
     template <class Begin, class End>
     void addFrame(FrameSource& source, const FrameBox& frameBox, const Begin& beforeScan,
                   const End& afterScan) {
-        ScanwiseSink sink(frameBox, whole,
+        ScanwiseSink sink(frameBox, onDamage,
                           [&](const PeakBatch& batch) { addPeaks(batch, beforeScan, afterScan); });
         sink.readFrom(source);
     }
@@ -190,7 +190,7 @@ private:
     }
 
     TargetBoxes boxFinder;
-    const bool whole;
+    const OnDamage onDamage;
     std::span<const TargetBox> boxes;
     std::vector<IndexRange> ranges;           // of the boxes
     std::vector<IntervalMap::Pieces> pieces;  // of the boxes

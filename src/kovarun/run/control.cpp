@@ -42,7 +42,7 @@ Control checkedControl(const Run& run, const kvr_control* control) {
     checked.limits.memoryBudget = run.options().memoryBudget;
     checked.batchSize = static_cast<std::int64_t>(
         std::min(given.batch_size == 0 ? kDefaultBatchSize : given.batch_size, kLargestBatchSize));
-    checked.skipsDamaged = given.skip_damaged != 0;
+    checked.onDamage = given.skip_damaged != 0 ? OnDamage::LeaveOut : OnDamage::Raise;
     checked.progress = given.progress;
     checked.damaged = given.damaged;
     checked.context = given.context;

@@ -9,6 +9,9 @@
 
 namespace lumo::run {
 
+// What is done about a frame that is damaged.
+enum class OnDamage : std::uint8_t { Raise, LeaveOut };
+
 // What a caller's kvr_control says, checked and completed: how many threads may work, how much memory may
 // wait, how long a batch is and what happens to a damaged frame. It is a copy, so the caller's structure may
 // go; `context` must live as long as the stream.
@@ -18,7 +21,7 @@ namespace lumo::run {
 struct Control {
     TaskLimits limits;
     std::int64_t batchSize = 0;  // rows
-    bool skipsDamaged = false;
+    OnDamage onDamage = OnDamage::Raise;
     kvr_progress_callback progress = nullptr;
     kvr_damage_callback damaged = nullptr;
     void* context = nullptr;

@@ -29,10 +29,10 @@ constexpr std::uint64_t kBytesOfProfilesPerGroup = std::uint64_t{16} << 20;
 constexpr std::size_t kMostProfilesPerGroup = 16;  // of which the largest fill what a list column can hold
 constexpr std::uint64_t kBytesPerLineSpectrum = 16'384;
 
-const arrow::Field kPrecursor{"precursor", "l", false, {}};
-const arrow::Field kMz{"mz", "+l", false, {{"item", "g", false, {}}}};
-const arrow::Field kLineIntensity{"intensity", "+l", false, {{"item", "f", false, {}}}};
-const arrow::Field kProfileIntensity{"intensity", "+l", false, {{"item", "i", false, {}}}};
+const arrow::Field kPrecursor{"precursor", "l"};
+const arrow::Field kMz{"mz", "+l", arrow::Nulls::None, {{"item", "g"}}};
+const arrow::Field kLineIntensity{"intensity", "+l", arrow::Nulls::None, {{"item", "f"}}};
+const arrow::Field kProfileIntensity{"intensity", "+l", arrow::Nulls::None, {{"item", "i"}}};
 
 void requireRoom(bool hasRoom) {
     if (!hasRoom) {
@@ -56,7 +56,7 @@ public:
         io::algorithms::ZorelMsmsSpectraReader spectra(reader->frames(), rows,
                                                        io::algorithms::kDefaultWidthSlope);
         io::algorithms::StripeFailureCallback note;
-        if (work.control.skipsDamaged) {
+        if (work.control.onDamage == OnDamage::LeaveOut) {
             note = [&](std::int64_t frame, const std::runtime_error& error) {
                 damaged.push_back({frame, error.what()});
             };

@@ -24,10 +24,10 @@ constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
 constexpr std::size_t kMostSpectraPerGroup = 64;
 constexpr std::uint64_t kBytesPerPeak = 24;  // position, m/z, intensity and width
 
-const arrow::Field kId{"id", "l", false, {}};
+const arrow::Field kId{"id", "l"};
 
-arrow::Field listOf(const char* name, const char* format, bool nullable) {
-    return {name, "+l", nullable, {{"item", format, false, {}}}};
+arrow::Field listOf(const char* name, const char* format, arrow::Nulls nulls = arrow::Nulls::None) {
+    return {name, "+l", nulls, {{"item", format}}};
 }
 
 void requireRoom(bool hasRoom) {
@@ -54,7 +54,7 @@ public:
         Columns columns;
         for (std::size_t i = group.begin; i < group.end; ++i) {
             const FrameEntry& frame = work.query.frames[i];
-            doOrNote(frame, work.control.skipsDamaged, damaged, [&] { append(columns, frame.id); });
+            doOrNote(frame, work.control.onDamage, damaged, [&] { append(columns, frame.id); });
         }
         const auto length = static_cast<std::int64_t>(columns.ids.length());
         return {length,
@@ -121,7 +121,7 @@ public:
         arrow::ListBuilder<std::uint32_t> intensities;
         for (std::size_t i = group.begin; i < group.end; ++i) {
             const FrameEntry& frame = work.query.frames[i];
-            doOrNote(frame, work.control.skipsDamaged, damaged, [&] {
+            doOrNote(frame, work.control.onDamage, damaged, [&] {
                 reader->spectra().readProfileSpectrum(frame.id, profile);
                 requireRoom(intensities.hasRoom(profile.size()));
                 ids.append(frame.id);
@@ -140,10 +140,10 @@ private:
 
 std::vector<arrow::Field> schemaOf(SpectrumKind kind) {
     if (kind == SpectrumKind::Profile) {
-        return {kId, listOf("intensity", "I", false)};
+        return {kId, listOf("intensity", "I")};
     }
-    return {kId, listOf("position", "g", false), listOf("mz", "g", true), listOf("intensity", "f", false),
-            listOf("width", "f", true)};
+    return {kId, listOf("position", "g"), listOf("mz", "g", arrow::Nulls::Possible), listOf("intensity", "f"),
+            listOf("width", "f", arrow::Nulls::Possible)};
 }
 
 // Profiles compress by large factors, so the stored size and number of peaks say little about their length.

@@ -134,7 +134,7 @@ public:
     explicit TableBuilder(const std::vector<TableColumn>& columns) {
         for (const TableColumn& column : columns) {
             readers.push_back(makeReader(column));
-            table.fields.push_back({column.name, formatOf(column), true, {}});
+            table.fields.push_back({column.name, formatOf(column), arrow::Nulls::Possible});
         }
     }
     void append(const CppSQLite3Query& row) {
