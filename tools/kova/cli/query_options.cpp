@@ -58,7 +58,7 @@ Query::Query(const QueryOptions& chosen)
       mz(parseValueRange("--mz", options.mz.empty() ? ":" : options.mz)),
       oneOverK0(parseValueRange("--k0", options.oneOverK0)),
       time(parseValueRange("--time", options.time)) {
-    const ScanRange scans = parseScanRange(options.scans);
+    const ScanSelection scans = parseScanSelection(options.scans);
     query.size = sizeof query;
     query.frames = options.frames.empty() ? nullptr : options.frames.data();
     query.num_frames = options.frames.size();

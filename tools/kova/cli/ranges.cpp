@@ -29,13 +29,13 @@ std::uint32_t parseScan(std::string_view text, std::string_view whole) {
 
 }  // namespace
 
-ScanRange parseScanRange(std::string_view text) {
+ScanSelection parseScanSelection(std::string_view text) {
     const std::size_t colon = text.find(':');
     if (colon == std::string_view::npos) {
         const std::uint32_t scan = parseScan(text, text);
         return {scan, scan + 1};
     }
-    ScanRange range;
+    ScanSelection range;
     if (colon > 0) {
         range.begin = parseScan(text.substr(0, colon), text);
     }

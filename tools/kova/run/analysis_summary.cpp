@@ -126,18 +126,18 @@ AnalysisSummary summarise(const std::string& directory, const CalibrationChoice&
     const std::vector<FrameRow> frames = readFrameTable(run);
     AnalysisSummary summary;
     summary.directory = directory;
-    summary.format = run.format();
+    summary.kind = run.kind();
     summary.facts = run.info();
     summary.facts.calibration_state = nullptr;  // lives no longer than the run
     summary.indexBins = run.indexBins();
     summary.massCalibrations = countCalibrations(frames, &FrameRow::mzCalibration);
     summary.mobilityCalibrations = countCalibrations(frames, &FrameRow::mobilityCalibration);
     summariseFrames(summary, frames);
-    if (summary.format == AnalysisFormat::Mobility) {
+    if (summary.kind == RunKind::Mobility) {
         summary.scans = countScans(run, frames);
     }
     summariseRecalibration(summary, run);
-    summary.files = fileSizes(directory, std::string("analysis.") + formatName(summary.format));
+    summary.files = fileSizes(directory, std::string("analysis.") + formatName(summary.kind));
     return summary;
 }
 

@@ -41,7 +41,7 @@ struct RecalibratedState {
 // What an analysis holds, without reading its frames.
 struct AnalysisSummary {
     std::string directory;
-    AnalysisFormat format = AnalysisFormat::Mobility;
+    RunKind kind = RunKind::Mobility;
     kvr_info facts = {};
     FrameCounts frames;
     std::optional<double> firstTime;

@@ -8,14 +8,14 @@
 namespace kova_tool {
 
 bool PhysicalUnits::indexToMz(const FrameRow& frame, std::span<double> values) {
-    const auto convert = run.format() == AnalysisFormat::Mobility ? kova_index_to_mz : kvs_index_to_mz;
+    const auto convert = run.kind() == RunKind::Mobility ? kova_index_to_mz : kvs_index_to_mz;
     const auto count = static_cast<std::uint32_t>(values.size());
     return convert(run.handle(), frame.id, values.data(), values.data(), count) != 0 ||
            noteFailure(frame.mzCalibration.has_value(), isMassTold);
 }
 
 bool PhysicalUnits::scanToOneOverK0(const FrameRow& frame, std::span<double> values) {
-    if (run.format() != AnalysisFormat::Mobility) {
+    if (run.kind() != RunKind::Mobility) {
         return false;
     }
     const auto count = static_cast<std::uint32_t>(values.size());

@@ -62,11 +62,10 @@ std::string withPath(const std::string& directory, const std::string& text) {
 
 }  // namespace
 
-const char* formatName(AnalysisFormat format) { return format == AnalysisFormat::Mobility ? "kvd" : "kvs"; }
+const char* formatName(RunKind kind) { return kind == RunKind::Mobility ? "kvd" : "kvs"; }
 
-FrameNouns nounsOf(AnalysisFormat format) {
-    return format == AnalysisFormat::Mobility ? FrameNouns{"frame", "frames"}
-                                              : FrameNouns{"spectrum", "spectra"};
+FrameNouns nounsOf(RunKind kind) {
+    return kind == RunKind::Mobility ? FrameNouns{"frame", "frames"} : FrameNouns{"spectrum", "spectra"};
 }
 
 Run::Run(const std::string& directory, const CalibrationChoice& calibration)
@@ -80,12 +79,12 @@ Run::Run(const std::string& directory, const CalibrationChoice& calibration)
     }
 }
 
-Run::Run(const std::string& directory, const CalibrationChoice& calibration, AnalysisFormat required)
+Run::Run(const std::string& directory, const CalibrationChoice& calibration, RunKind required)
     : Run(directory, calibration) {
-    if (format() == required) {
+    if (kind() == required) {
         return;
     }
-    if (required == AnalysisFormat::Mobility) {
+    if (required == RunKind::Mobility) {
         throw Failure(directory + " is an analysis without ion mobility",
                       "`kova spectrum` prints its spectra");
     }
@@ -118,7 +117,7 @@ std::int64_t Run::globalNumber(const std::string& key) const {
 
 // Without mobility the scale factor may be missing.
 std::uint32_t Run::indexBins() const {
-    if (facts.num_bins != 0 || format() == AnalysisFormat::Mobility) {
+    if (facts.num_bins != 0 || kind() == RunKind::Mobility) {
         return facts.num_bins;
     }
     const auto samples = static_cast<std::uint32_t>(globalNumber("DigitizerNumSamples"));
@@ -143,8 +142,7 @@ std::uint64_t Run::handle() const {
 }
 
 std::string Run::lastHandleError() const {
-    return lastErrorOf(format() == AnalysisFormat::Mobility ? kova_get_last_error_string
-                                                            : kvs_get_last_error_string);
+    return lastErrorOf(kind() == RunKind::Mobility ? kova_get_last_error_string : kvs_get_last_error_string);
 }
 
 }  // namespace kova_tool

@@ -12,10 +12,10 @@
 namespace kova_tool {
 
 // With ion mobility (analysis.kvd), or one spectrum per frame without (analysis.kvs).
-enum class AnalysisFormat { Mobility, Spectra };
+enum class RunKind { Mobility, Spectra };
 
 // As the extension of its files.
-const char* formatName(AnalysisFormat format);
+const char* formatName(RunKind kind);
 
 // What the frames of a format are called.
 struct FrameNouns {
@@ -23,7 +23,7 @@ struct FrameNouns {
     const char* many;
 };
 
-FrameNouns nounsOf(AnalysisFormat format);
+FrameNouns nounsOf(RunKind kind);
 
 // Which calibration converts indices and scans: the acquisition's if nothing else is chosen.
 struct CalibrationChoice {
@@ -38,13 +38,11 @@ class Run {
 public:
     explicit Run(const std::string& directory, const CalibrationChoice& calibration = {});
     // Throws Failure, and says which verb to use, if the run has the other format.
-    Run(const std::string& directory, const CalibrationChoice& calibration, AnalysisFormat required);
+    Run(const std::string& directory, const CalibrationChoice& calibration, RunKind required);
 
     kvr_run* get() const { return run.get(); }
     const kvr_info& info() const { return facts; }
-    AnalysisFormat format() const {
-        return facts.has_mobility != 0 ? AnalysisFormat::Mobility : AnalysisFormat::Spectra;
-    }
+    RunKind kind() const { return facts.has_mobility != 0 ? RunKind::Mobility : RunKind::Spectra; }
     std::optional<std::string> calibrationState() const;
 
     ArrowStream table(kvr_table_kind kind) const;

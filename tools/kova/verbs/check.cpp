@@ -6,8 +6,8 @@
 #include "common/interruption.h"
 #include "common/progress.h"
 #include "kova/failure.h"
-#include "kova/run/scan_reader.h"
 #include "kova/run/spectrum_reader.h"
+#include "kova/run/whole_frame_reader.h"
 #include "kova/verbs/check_report.h"
 #include "kova/verbs/verbs.h"
 
@@ -42,7 +42,7 @@ public:
 
     void check(const FrameRow& frame, CheckTally& tally) {
         try {
-            if (run.format() == AnalysisFormat::Mobility) {
+            if (run.kind() == RunKind::Mobility) {
                 checkScans(frame, tally);
             } else {
                 checkSpectrum(frame.id, tally);
@@ -103,7 +103,7 @@ private:
     }
 
     const Run& run;
-    ScanReader scans;
+    WholeFrameReader scans;
     SpectrumReader spectra;
     SpectrumReader profiles{run};
 };
@@ -115,14 +115,14 @@ int runCheck(const CommonOptions& options) {
     CheckTally tally;
     tally.frames = frames.size();
     kova_tool_common::catchInterruptions();
-    kova_tool_common::Progress progress(frames.size(), nounsOf(run.format()).many, options.showsProgress());
+    kova_tool_common::Progress progress(frames.size(), nounsOf(run.kind()).many, options.showsProgress());
     for (const FrameRow& frame : frames) {
         kova_tool_common::stopIfInterrupted();
         checker.check(frame, tally);
         progress.advance();
     }
     progress.finish();
-    writeCheckReport(options, run.format(), tally);
+    writeCheckReport(options, run.kind(), tally);
     return tally.badFrames.empty() ? kExitOk : kExitFailure;
 }
 

@@ -11,24 +11,24 @@ using Json = nlohmann::ordered_json;
 
 // One number of the report, under its names in JSON and in text.
 struct CheckedNumber {
-    AnalysisFormat format;
+    RunKind kind;
     const char* key;
     const char* name;
     std::uint64_t CheckTally::*value;
 };
 
 constexpr CheckedNumber kNumbers[] = {
-    {AnalysisFormat::Mobility, "scans", "Scans", &CheckTally::scans},
-    {AnalysisFormat::Mobility, "peaks", "Peaks", &CheckTally::peaks},
-    {AnalysisFormat::Mobility, "intensity_sum", "Intensity sum", &CheckTally::intensitySum},
-    {AnalysisFormat::Mobility, "crc32_raw", "CRC-32", &CheckTally::crcRaw},
-    {AnalysisFormat::Spectra, "lines", "Lines", &CheckTally::lines},
-    {AnalysisFormat::Spectra, "profile_points", "Profile points", &CheckTally::profilePoints},
-    {AnalysisFormat::Spectra, "profile_sum", "Profile sum", &CheckTally::profileSum},
-    {AnalysisFormat::Spectra, "crc32_lines", "CRC-32 of lines", &CheckTally::crcLines},
-    {AnalysisFormat::Spectra, "crc32_profiles", "CRC-32 of profiles", &CheckTally::crcProfiles}};
+    {RunKind::Mobility, "scans", "Scans", &CheckTally::scans},
+    {RunKind::Mobility, "peaks", "Peaks", &CheckTally::peaks},
+    {RunKind::Mobility, "intensity_sum", "Intensity sum", &CheckTally::intensitySum},
+    {RunKind::Mobility, "crc32_raw", "CRC-32", &CheckTally::crcRaw},
+    {RunKind::Spectra, "lines", "Lines", &CheckTally::lines},
+    {RunKind::Spectra, "profile_points", "Profile points", &CheckTally::profilePoints},
+    {RunKind::Spectra, "profile_sum", "Profile sum", &CheckTally::profileSum},
+    {RunKind::Spectra, "crc32_lines", "CRC-32 of lines", &CheckTally::crcLines},
+    {RunKind::Spectra, "crc32_profiles", "CRC-32 of profiles", &CheckTally::crcProfiles}};
 
-Json toJson(const std::string& directory, AnalysisFormat format, const CheckTally& tally) {
+Json toJson(const std::string& directory, RunKind kind, const CheckTally& tally) {
     Json badFrames = Json::array();
     for (const BadFrame& frame : tally.badFrames) {
         badFrames.push_back({{"id", frame.id}, {"error", frame.text}});
@@ -38,12 +38,12 @@ Json toJson(const std::string& directory, AnalysisFormat format, const CheckTall
         }
     }
     Json json = {{"analysis", directory},
-                 {"format", formatName(format)},
+                 {"format", formatName(kind)},
                  {"ok", badFrames.empty()},
                  {"frames", tally.frames},
                  {"bad_frames", badFrames}};
     for (const CheckedNumber& number : kNumbers) {
-        json[number.key] = number.format == format ? Json(tally.*number.value) : Json();
+        json[number.key] = number.kind == kind ? Json(tally.*number.value) : Json();
     }
     json["result_bytes"] = tally.bytes;
     json["seconds"] = tally.seconds();
@@ -56,8 +56,8 @@ std::string capitalised(std::string text) {
     return text;
 }
 
-void printText(AnalysisFormat format, const CheckTally& tally, OutputBuffer& out) {
-    const FrameNouns nouns = nounsOf(format);
+void printText(RunKind kind, const CheckTally& tally, OutputBuffer& out) {
+    const FrameNouns nouns = nounsOf(kind);
     for (const std::string& line : describe(tally.badFrames, nouns.one, nouns.many)) {
         out << line << '\n';
     }
@@ -65,7 +65,7 @@ void printText(AnalysisFormat format, const CheckTally& tally, OutputBuffer& out
         tally.badFrames.empty() ? "" : ", " + std::to_string(tally.badFrames.size()) + " bad";
     writeEntry(out, capitalised(nouns.many), std::to_string(tally.frames) + bad);
     for (const CheckedNumber& number : kNumbers) {
-        if (number.format == format) {
+        if (number.kind == kind) {
             writeEntry(out, number.name, std::to_string(tally.*number.value));
         }
     }
@@ -77,12 +77,12 @@ void printText(AnalysisFormat format, const CheckTally& tally, OutputBuffer& out
 
 }  // namespace
 
-void writeCheckReport(const CommonOptions& options, AnalysisFormat format, const CheckTally& tally) {
+void writeCheckReport(const CommonOptions& options, RunKind kind, const CheckTally& tally) {
     OutputBuffer out;
     if (options.json) {
-        writeJson(out, toJson(options.directory, format, tally));
+        writeJson(out, toJson(options.directory, kind, tally));
     } else {
-        printText(format, tally, out);
+        printText(kind, tally, out);
     }
     out.flush();
 }

@@ -6,6 +6,6 @@
 
 namespace kova_tool {
 
-void writeCheckReport(const CommonOptions& options, AnalysisFormat format, const CheckTally& tally);
+void writeCheckReport(const CommonOptions& options, RunKind kind, const CheckTally& tally);
 
 }  // namespace kova_tool

@@ -44,11 +44,11 @@ bool takesFrame(std::size_t a, std::size_t b) { return !takesIon(a, b) || std::m
 using Conversion = std::uint32_t (*)(std::uint64_t, std::int64_t, const double*, double*, std::uint32_t);
 
 // One step of the walk, to the right or to the left.
-Conversion neighbourConversion(AnalysisFormat format, std::size_t from, std::size_t to) {
+Conversion neighbourConversion(RunKind kind, std::size_t from, std::size_t to) {
     const bool rightwards = to > from;
     switch (std::min(from, to)) {
         case kIndex:
-            if (format == AnalysisFormat::Spectra) {
+            if (kind == RunKind::Spectra) {
                 return rightwards ? kvs_index_to_mz : kvs_mz_to_index;
             }
             return rightwards ? kova_index_to_mz : kova_mz_to_index;
@@ -114,7 +114,7 @@ const Column& ConversionPath::from() const { return kColumns[first]; }
 const Column& ConversionPath::to() const { return kColumns[last]; }
 
 void ConversionPath::convert(const Run& run, std::span<double> values) const {
-    if (isOfMobility(first) && takesFrame(first, last) && run.format() != AnalysisFormat::Mobility) {
+    if (isOfMobility(first) && takesFrame(first, last) && run.kind() != RunKind::Mobility) {
         throw Failure("an analysis without ion mobility has no " + std::string(from().name) + " and no " +
                       std::string(to().name));
     }
@@ -124,7 +124,7 @@ void ConversionPath::convert(const Run& run, std::span<double> values) const {
             convertByIon(setting, next == kCcs ? kova_oneoverk0_to_ccs_for_mz : kova_ccs_to_oneoverk0_for_mz,
                          values);
         } else {
-            convertByFrame(run, *setting.frame, neighbourConversion(run.format(), unit, next), values);
+            convertByFrame(run, *setting.frame, neighbourConversion(run.kind(), unit, next), values);
         }
         unit = next;
     }

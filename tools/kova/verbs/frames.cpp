@@ -13,8 +13,8 @@
 #include "kova/output/table_writer.h"
 #include "kova/run/frame_table.h"
 #include "kova/run/physical_units.h"
-#include "kova/run/scan_reader.h"
 #include "kova/run/spectrum_reader.h"
+#include "kova/run/whole_frame_reader.h"
 #include "kova/verbs/verbs.h"
 
 // One row per frame. The metadata are believed where they state all counts, since reading a run takes
@@ -55,9 +55,9 @@ constexpr std::array<Column, 13> kFrameColumns = {{{"id", "id", 6},
                                                    {"one_over_k0_max", "1/K0 to", 8, 5}}};
 
 // The columns, without text for those that the other format has.
-std::vector<Column> columnsOf(AnalysisFormat format) {
+std::vector<Column> columnsOf(RunKind kind) {
     using Names = std::vector<std::string_view>;
-    const Names unused = format == AnalysisFormat::Mobility
+    const Names unused = kind == RunKind::Mobility
                              ? Names{"lines", "profile_points"}
                              : Names{"scans", "peaks", "intensity_sum", "one_over_k0_min", "one_over_k0_max"};
     std::vector<Column> columns(kFrameColumns.begin(), kFrameColumns.end());
@@ -87,7 +87,7 @@ public:
     explicit FrameLister(const FramesOptions& verbOptions)
         : options(verbOptions),
           run(options.directory, options.calibration),
-          nouns(nounsOf(run.format())),
+          nouns(nounsOf(run.kind())),
           scans(run),
           spectra(run),
           units(run),
@@ -96,7 +96,7 @@ public:
     // Frames that cannot be read are reported on standard error and in the exit status.
     int list() {
         OutputBuffer out;
-        const std::vector<Column> columns = columnsOf(run.format());
+        const std::vector<Column> columns = columnsOf(run.kind());
         TableWriter table(out, options.format(), columns);
         std::vector<FrameRow> frames = readFrameTable(run);
         kova_tool_common::catchInterruptions();
@@ -118,7 +118,7 @@ public:
 private:
     void complete(FrameRow& frame) {
         try {
-            if (run.format() == AnalysisFormat::Mobility) {
+            if (run.kind() == RunKind::Mobility) {
                 countPeaks(frame);
             } else {
                 countSpectrum(frame);
@@ -175,7 +175,7 @@ private:
     const FramesOptions& options;
     Run run;
     FrameNouns nouns;
-    ScanReader scans;
+    WholeFrameReader scans;
     SpectrumReader spectra;
     PhysicalUnits units;
     std::uint32_t indexBins;

@@ -43,7 +43,7 @@ Json scansToJson(const std::optional<ScanCounts>& scans) {
 }
 
 Json spectraToJson(const AnalysisSummary& summary) {
-    if (summary.format == AnalysisFormat::Mobility) {
+    if (summary.kind == RunKind::Mobility) {
         return {};
     }
     return {{"lines", summary.facts.has_lines != 0},
@@ -78,7 +78,7 @@ Json statesToJson(const std::optional<std::vector<RecalibratedState>>& states) {
 Json toJson(const AnalysisSummary& summary) {
     return {
         {"analysis", summary.directory},
-        {"format", formatName(summary.format)},
+        {"format", formatName(summary.kind)},
         {"schema_version", {{"major", summary.facts.schema_major}, {"minor", summary.facts.schema_minor}}},
         {"storage_scheme", summary.facts.storage},
         {"frames",
@@ -192,7 +192,7 @@ void printStates(const AnalysisSummary& summary, OutputBuffer& out) {
 
 void printText(const AnalysisSummary& summary, OutputBuffer& out) {
     writeEntry(out, "Analysis", summary.directory);
-    const bool isWithoutMobility = summary.format == AnalysisFormat::Spectra;
+    const bool isWithoutMobility = summary.kind == RunKind::Spectra;
     writeEntry(
         out, "Format",
         isWithoutMobility ? "spectra without ion mobility (analysis.kvs)" : "ion mobility (analysis.kvd)");

@@ -117,7 +117,7 @@ class MsmsPrinter {
 public:
     explicit MsmsPrinter(const MsmsOptions& verbOptions)
         : options(verbOptions),
-          run(options.directory, options.calibration, AnalysisFormat::Mobility),
+          run(options.directory, options.calibration, RunKind::Mobility),
           frames(readFrameTable(run)),
           rows(readPrecursors(run, frames)) {}
 

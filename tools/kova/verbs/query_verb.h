@@ -20,7 +20,7 @@ struct QueryWork {
 template <class Make, class Write>
 int answer(const QueryOptions& options, const QueryWork& work, const Make& make, const Write& write) {
     Query query(options);
-    const Run run(options.directory, options.calibration, AnalysisFormat::Mobility);
+    const Run run(options.directory, options.calibration, RunKind::Mobility);
     const bool shows = work.frames == QueryWork::WhileWriting ? options.showsProgressBesideOutput()
                                                               : options.showsProgress();
     LongCall call(options.work(shows), "frames", work.batchSize);

@@ -137,7 +137,7 @@ void writeJsonDocument(const ScanPeaks& peaks, const ScansOptions& options, Outp
 
 // A range that the frame does not have is refused. Cut to what is there, it would look like scans without
 // peaks.
-ScanPeaks scansOf(const Run& run, std::int64_t frame, const ScanRange& range) {
+ScanPeaks scansOf(const Run& run, std::int64_t frame, const ScanSelection& range) {
     const std::uint32_t count = run.countScans(frame);
     if (range.end.value_or(0) > count || (range.begin >= count && range.begin != 0)) {
         throw Failure("frame " + std::to_string(frame) + " has " +
@@ -147,8 +147,8 @@ ScanPeaks scansOf(const Run& run, std::int64_t frame, const ScanRange& range) {
 }
 
 int runScans(const ScansOptions& options) {
-    const ScanRange range = parseScanRange(options.scans);
-    const Run run(options.directory, options.calibration, AnalysisFormat::Mobility);
+    const ScanSelection range = parseScanSelection(options.scans);
+    const Run run(options.directory, options.calibration, RunKind::Mobility);
     ScanPeaks peaks = scansOf(run, options.frame, range);
     if (peaks.begin < peaks.end) {
         const std::vector<FrameRow> frames = readFrameTable(run);

@@ -50,7 +50,7 @@ class SpectrumPrinter {
 public:
     explicit SpectrumPrinter(const SpectrumOptions& verbOptions)
         : options(verbOptions),
-          analysis(options.directory, options.calibration, AnalysisFormat::Spectra),
+          analysis(options.directory, options.calibration, RunKind::Spectra),
           reader(analysis) {}
 
     int run() {

@@ -1,4 +1,4 @@
-#include "kova/run/scan_reader.h"
+#include "kova/run/whole_frame_reader.h"
 
 #include <kovadata/kova.h>
 
@@ -41,7 +41,7 @@ bool holdsScan(const Run& run, std::int64_t frame, std::uint32_t scan) {
 
 // The stated number is mostly right, and asking whether there is one scan more costs nothing then: the frame
 // is loaded.
-ScanData ScanReader::read(const FrameRow& frame) {
+ScanData WholeFrameReader::read(const FrameRow& frame) {
     if (const std::uint32_t stated = frame.scans.value_or(0); stated != 0 && stated != UINT32_MAX) {
         const auto words = readBelow(frame.id, stated);
         if (!words.empty() && !holdsScan(run, frame.id, stated)) {
@@ -59,7 +59,7 @@ ScanData ScanReader::read(const FrameRow& frame) {
     return counted(words, scans);
 }
 
-std::uint32_t ScanReader::countGoodScans(std::int64_t frame, std::uint32_t scans) const {
+std::uint32_t WholeFrameReader::countGoodScans(std::int64_t frame, std::uint32_t scans) const {
     std::uint32_t good = 0;
     for (std::uint32_t scan = 0; scan < scans; ++scan) {
         good += holdsScan(run, frame, scan) ? 1U : 0U;
@@ -67,7 +67,7 @@ std::uint32_t ScanReader::countGoodScans(std::int64_t frame, std::uint32_t scans
     return good;
 }
 
-std::span<const std::uint32_t> ScanReader::readBelow(std::int64_t frame, std::uint32_t end) {
+std::span<const std::uint32_t> WholeFrameReader::readBelow(std::int64_t frame, std::uint32_t end) {
     grow(kInitialWords);
     for (;;) {
         const std::size_t capacityBytes = capacityWords * sizeof(std::uint32_t);
@@ -80,7 +80,7 @@ std::span<const std::uint32_t> ScanReader::readBelow(std::int64_t frame, std::ui
     }
 }
 
-void ScanReader::grow(std::size_t wordsNeeded) {
+void WholeFrameReader::grow(std::size_t wordsNeeded) {
     if (wordsNeeded <= capacityWords) {
         return;
     }

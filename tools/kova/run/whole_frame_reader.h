@@ -10,7 +10,7 @@
 namespace kova_tool {
 
 // The peaks of all scans of a frame with their measured intensities, in the layout in which the library
-// returns them. A view into the ScanReader that read them: valid until its next read.
+// returns them. A view into the WholeFrameReader that read them: valid until its next read.
 struct ScanData {
     std::span<const std::uint32_t> words;
     std::uint32_t scans = 0;
@@ -20,10 +20,10 @@ struct ScanData {
 
 // Reads frames into one buffer that grows to the largest result. Failures of the library are thrown as
 // Failure.
-class ScanReader {
+class WholeFrameReader {
 public:
     // The run must outlive the reader.
-    explicit ScanReader(const Run& openRun) : run(openRun) {}
+    explicit WholeFrameReader(const Run& openRun) : run(openRun) {}
 
     // As many scans as the data hold, whatever the metadata state.
     ScanData read(const FrameRow& frame);
