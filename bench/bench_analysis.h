@@ -43,4 +43,19 @@ struct StoredFrame {
 // All frames of an analysis with their compressed blocks, held in memory for the floors.
 std::vector<StoredFrame> loadFrames(const std::filesystem::path& analysis);
 
+// A simulated run and its frames.
+struct LoadedRun {
+    explicit LoadedRun(const Run& run) : path(simulatedRun(run)), frames(loadFrames(path)) {}
+
+    std::filesystem::path path;
+    std::vector<StoredFrame> frames;
+};
+
+// Loaded when first asked for, so that a filtered benchmark does not simulate what it does not read.
+template <const Run& run, class Loaded = LoadedRun>
+const Loaded& loaded() {
+    static const Loaded input(run);
+    return input;
+}
+
 }  // namespace bench

@@ -11,22 +11,8 @@
 
 namespace {
 
-struct Input {
-    explicit Input(const bench::Run& run) : path(bench::simulatedRun(run)), frames(bench::loadFrames(path)) {}
-
-    std::filesystem::path path;
-    std::vector<bench::StoredFrame> frames;
-};
-
-const Input& sparse() {
-    static const Input input(bench::kSparseRun);
-    return input;
-}
-
-const Input& spectra() {
-    static const Input input(bench::kSpectraRun);
-    return input;
-}
+constexpr auto sparse = &bench::loaded<bench::kSparseRun>;
+constexpr auto spectra = &bench::loaded<bench::kSpectraRun>;
 
 // A handle for the C calls that an exception does not leave open.
 struct Handle {

@@ -11,25 +11,10 @@
 
 namespace {
 
-struct Input {
-    explicit Input(const bench::Run& run) : path(bench::simulatedRun(run)), frames(bench::loadFrames(path)) {}
+constexpr auto dense = &bench::loaded<bench::kDenseRun>;
+constexpr auto sparse = &bench::loaded<bench::kSparseRun>;
 
-    std::filesystem::path path;
-    std::vector<bench::StoredFrame> frames;
-};
-
-// Each run is loaded when first asked for, so that a filtered benchmark does not simulate the others.
-const Input& dense() {
-    static const Input input(bench::kDenseRun);
-    return input;
-}
-
-const Input& sparse() {
-    static const Input input(bench::kSparseRun);
-    return input;
-}
-
-using GetInput = const Input& (*)();
+using GetInput = const bench::LoadedRun& (*)();
 
 void zstdAlone(benchmark::State& state, GetInput get) { bench::decompressBlocks(state, get().frames); }
 
@@ -37,7 +22,7 @@ void zstdAlone(benchmark::State& state, GetInput get) { bench::decompressBlocks(
 using Read = std::uint32_t (*)(std::uint64_t, const bench::StoredFrame&, std::uint32_t*, std::uint32_t);
 
 void readFrames(benchmark::State& state, GetInput get, Read read) {
-    const Input& input = get();
+    const bench::LoadedRun& input = get();
     const std::uint64_t handle = kova_open(input.path.c_str(), 0);
     std::vector<std::uint32_t> buffer(16'000'000);
     // The handle's memory is there before the time counts, as is that of the floor.
@@ -105,12 +90,12 @@ const int registered = [] {
     const auto add = [](const char* name, auto... arguments) {
         benchmark::RegisterBenchmark(name, arguments...)->Unit(benchmark::kMillisecond);
     };
-    add("frames_300k_peaks/floor", zstdAlone, &dense);
-    add("frames_300k_peaks/library", readFrames, &dense, &allScans);
-    add("frames_20k_peaks/floor", zstdAlone, &sparse);
-    add("frames_20k_peaks/library", readFrames, &sparse, &allScans);
-    add("scans_400_to_420/floor", zstdAlone, &dense);
-    add("scans_400_to_420/library", readFrames, &dense, &someScans);
+    add("frames_300k_peaks/floor", zstdAlone, dense);
+    add("frames_300k_peaks/library", readFrames, dense, &allScans);
+    add("frames_20k_peaks/floor", zstdAlone, sparse);
+    add("frames_20k_peaks/library", readFrames, sparse, &allScans);
+    add("scans_400_to_420/floor", zstdAlone, dense);
+    add("scans_400_to_420/library", readFrames, dense, &someScans);
     add("one_frame_scan_by_scan/floor", readOneFrame, &oneFrameAtOnce);
     add("one_frame_scan_by_scan/library", readOneFrame, &oneFrameScanByScan);
     return 0;

@@ -23,9 +23,8 @@ constexpr std::uint32_t kScans = 900;
 constexpr std::uint32_t kThreeColumns = KVR_COLUMN_SCAN | KVR_COLUMN_TOF_INDEX | KVR_COLUMN_INTENSITY;
 constexpr std::uint32_t kAllColumns = 255;
 
-struct Input {
-    explicit Input(const bench::Run& simulated)
-        : path(bench::simulatedRun(simulated)), frames(bench::loadFrames(path)), run(open(path)) {}
+struct Input : bench::LoadedRun {
+    explicit Input(const bench::Run& simulated) : LoadedRun(simulated), run(open(path)) {}
     ~Input() { kvr_close(run); }
     Input(const Input&) = delete;
     Input& operator=(const Input&) = delete;
@@ -38,36 +37,14 @@ struct Input {
         return opened;
     }
 
-    std::filesystem::path path;
-    std::vector<bench::StoredFrame> frames;
     kvr_run* run;
 };
 
-// Each run is loaded when first asked for, so that a filtered benchmark does not simulate the others.
-const Input& dense() {
-    static const Input input(bench::kDenseRun);
-    return input;
-}
-
-const Input& sparse() {
-    static const Input input(bench::kSparseRun);
-    return input;
-}
-
-const Input& msms() {
-    static const Input input(bench::kMsMsRun);
-    return input;
-}
-
-const Input& small() {
-    static const Input input(bench::kSmallFramesRun);
-    return input;
-}
-
-const Input& manySmall() {
-    static const Input input(bench::kManySmallFramesRun);
-    return input;
-}
+constexpr auto dense = &bench::loaded<bench::kDenseRun, Input>;
+constexpr auto sparse = &bench::loaded<bench::kSparseRun, Input>;
+constexpr auto msms = &bench::loaded<bench::kMsMsRun, Input>;
+constexpr auto small = &bench::loaded<bench::kSmallFramesRun, Input>;
+constexpr auto manySmall = &bench::loaded<bench::kManySmallFramesRun, Input>;
 
 using GetInput = const Input& (*)();
 
@@ -292,7 +269,7 @@ void addPaths(const std::string& peaks, GetInput get) {
 
 void addGrowing() {
     for (const auto& path : kGrowing) {
-        for (const auto& [role, get] : {std::pair("/floor", &small), std::pair("/library", &manySmall)}) {
+        for (const auto& [role, get] : {std::pair("/floor", small), std::pair("/library", manySmall)}) {
             benchmark::RegisterBenchmark((path.name + std::string(role)).c_str(), openAndAsk, get, path.ask)
                 ->Unit(benchmark::kMicrosecond)
                 ->UseManualTime();
@@ -301,16 +278,16 @@ void addGrowing() {
 }
 
 const int registered = [] {
-    addPaths("_300k", &dense);
-    addPaths("_20k", &sparse);
-    add("run_peaks_of_small_frame/floor", readFrames, &small, true);
-    add("run_peaks_of_small_frame/library", readStream, &small, &peaksOfFrame, 1);
-    add("run_msms/floor", readPrecursors, &msms);
-    add("run_msms/library", readStream, &msms, &allSpectra, 1);
-    add("run_msms_2t/floor", readStream, &msms, &allSpectra, 1);
-    add("run_msms_2t/library", readStream, &msms, &allSpectra, 2);
-    add("run_msms_of_small_frames/floor", readPrecursors, &small);
-    add("run_msms_of_small_frames/library", readStream, &small, &allSpectra, 1);
+    addPaths("_300k", dense);
+    addPaths("_20k", sparse);
+    add("run_peaks_of_small_frame/floor", readFrames, small, true);
+    add("run_peaks_of_small_frame/library", readStream, small, &peaksOfFrame, 1);
+    add("run_msms/floor", readPrecursors, msms);
+    add("run_msms/library", readStream, msms, &allSpectra, 1);
+    add("run_msms_2t/floor", readStream, msms, &allSpectra, 1);
+    add("run_msms_2t/library", readStream, msms, &allSpectra, 2);
+    add("run_msms_of_small_frames/floor", readPrecursors, small);
+    add("run_msms_of_small_frames/library", readStream, small, &allSpectra, 1);
     addGrowing();
     return 0;
 }();
