@@ -5,7 +5,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <optional>
+#include <numeric>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -21,145 +22,76 @@
 namespace {
 
 using faults::Kind;
-using Words = std::vector<std::uint32_t>;
 
-// Buffers belong to the caller and are there before anything can fail.
-struct Buffers {
-    Words words = Words(4096);
-    std::vector<double> in = {1.0, 200.0, 40000.0};
-    std::vector<double> out = std::vector<double>(64);
+// What calls give, in memory that is there before anything can fail.
+struct Results {
+    std::vector<std::uint32_t> words = std::vector<std::uint32_t>(4096);
+    std::vector<double> doubles = std::vector<double>(64);
     std::vector<float> floats = std::vector<float>(64);
-    std::vector<std::int64_t> precursors = {1, 2};
+    std::uint32_t spectra = 0;
+    double sum = 0.0;
+
+    friend bool operator==(const Results&, const Results&) = default;
 };
-Buffers buffers;
+Results results;
 
-Words bitsOf(const auto& values, std::size_t count) {
-    Words bits(count * sizeof(values[0]) / sizeof(std::uint32_t));
-    if (count != 0) {
-        std::memcpy(bits.data(), values.data(), count * sizeof(values[0]));
-    }
-    return bits;
-}
+constexpr double kValues[] = {1.0, 200.0, 40000.0};
+constexpr std::int64_t kPrecursors[] = {1, 2};
 
-// Calls a function and keeps its result for after the fault is over: comparing takes memory as well.
 struct ApiCall {
     const char* name;
-    std::function<std::uint32_t(std::uint64_t)> run;
-    std::function<Words(std::uint32_t)> result;
-};
+    std::function<std::uint32_t(std::uint64_t)> make;
 
-struct Sum {
-    std::uint32_t spectra = 0;
-    double intensities = 0.0;
+    std::uint32_t operator()(std::uint64_t handle) const {
+        static const Results nothing;
+        results = nothing;
+        return make(handle);
+    }
 };
-Sum sum;
 
 void addLine(std::int64_t, std::uint32_t count, const double* mz, const float* intensities, void*) {
-    ++sum.spectra;
+    ++results.spectra;
     for (std::uint32_t i = 0; i < count; ++i) {
-        sum.intensities += mz[i] * static_cast<double>(intensities[i]);
+        results.sum += mz[i] * static_cast<double>(intensities[i]);
     }
 }
 
 void addProfile(std::int64_t, std::uint32_t count, const std::int32_t* bins, void*) {
-    ++sum.spectra;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        sum.intensities += bins[i];
-    }
+    ++results.spectra;
+    results.sum = std::accumulate(bins, bins + count, results.sum);
+}
+
+auto conversion(decltype(&kova_index_to_mz) function) {
+    return
+        [function](std::uint64_t handle) { return function(handle, 1, kValues, results.doubles.data(), 3U); };
 }
 
 std::vector<ApiCall> frameCalls() {
-    const auto words = [](std::uint32_t size) { return bitsOf(buffers.words, size / 4); };
-    const auto doubles = [](std::uint32_t) { return bitsOf(buffers.out, 3); };
-    const auto spectra = [](std::uint32_t) {
-        return bitsOf(std::vector<double>{sum.intensities, static_cast<double>(sum.spectra)}, 2);
-    };
-    const auto scans = [](auto function) {
-        return [function](std::uint64_t handle) {
-            return function(handle, 2, 0, 3, buffers.words.data(),
-                            static_cast<std::uint32_t>(4 * buffers.words.size()));
-        };
-    };
-    const auto conversion = [](auto function) {
-        return [function](std::uint64_t handle) {
-            return function(handle, 1, buffers.in.data(), buffers.out.data(), 3U);
-        };
-    };
-    return {{"scans", scans(kova_read_scans_v2), words},
-            {"index to m/z", conversion(kova_index_to_mz), doubles},
-            {"scan number to 1/K0", conversion(kova_scannum_to_oneoverk0), doubles},
+    return {{"scans",
+             [](std::uint64_t handle) {
+                 return kova_read_scans_v2(handle, 2, 0, 3, results.words.data(), 4 * 4096);
+             }},
+            {"index to m/z", conversion(kova_index_to_mz)},
+            {"scan number to 1/K0", conversion(kova_scannum_to_oneoverk0)},
             {"MS/MS lines",
              [](std::uint64_t handle) {
-                 sum = {};
-                 return kova_read_zorel_msms_v2(handle, buffers.precursors.data(), 2, addLine, nullptr);
-             },
-             spectra},
-            {"MS/MS profiles of a frame",
-             [](std::uint64_t handle) {
-                 sum = {};
+                 return kova_read_zorel_msms_v2(handle, kPrecursors, 2, addLine, nullptr);
+             }},
+            {"MS/MS profiles of a frame", [](std::uint64_t handle) {
                  return kova_read_zorel_profile_msms_for_frame_v2(handle, 1, addProfile, nullptr);
-             },
-             spectra}};
+             }}};
 }
 
 std::vector<ApiCall> spectrumCalls() {
     return {{"lines",
              [](std::uint64_t handle) {
-                 return kvs_read_line_spectrum(handle, 1, buffers.out.data(), buffers.floats.data(), 64);
-             },
-             [](std::uint32_t count) { return bitsOf(buffers.out, count); }},
+                 return kvs_read_line_spectrum(handle, 1, results.doubles.data(), results.floats.data(), 64);
+             }},
             {"profile",
              [](std::uint64_t handle) {
-                 return kvs_read_profile_spectrum(handle, 1, buffers.words.data(), 4096);
-             },
-             [](std::uint32_t count) { return bitsOf(buffers.words, count); }},
-            {"index to m/z",
-             [](std::uint64_t handle) {
-                 return kvs_index_to_mz(handle, 1, buffers.in.data(), buffers.out.data(), 3);
-             },
-             [](std::uint32_t) { return bitsOf(buffers.out, 3); }}};
-}
-
-// Adds up all bytes that a stream gives, without memory of its own. 0 when making or reading it fails.
-std::uint32_t streamed(const std::function<std::uint32_t(ArrowArrayStream*)>& make);
-
-// The n-th thread of a stream may be one that cannot be made; otherwise streams have none, so that each fault has its place.
-std::uint32_t threads = 1;
-
-std::vector<ApiCall> runCalls() {
-    static kvr_control control;
-    control = run::control(threads, threads == 1 ? 0 : 1);
-    static kvr_query box;
-    static constexpr kvr_range mz = {100, 2000};
-    static constexpr kvr_range mobility = {0.5, 1.5};
-    box = run::emptyQuery();
-    box.mz = &mz;
-    box.one_over_k0 = &mobility;
-    static constexpr kvr_target target = {mz, mobility, {0, 1e9}};
-    const auto stream = [](auto make) {
-        return [make](std::uint64_t handle) {
-            return streamed([make, handle](ArrowArrayStream* out) {
-                return make(reinterpret_cast<kvr_run*>(handle), out);  // NOLINT(performance-no-int-to-ptr)
-            });
-        };
-    };
-    const auto bytes = [](std::uint32_t) { return bitsOf(buffers.words, 256); };
-    return {
-        {"peaks", stream([](kvr_run* run, auto* out) { return kvr_peaks(run, nullptr, 255, &control, out); }),
-         bytes},
-        {"chromatograms", stream([](kvr_run* run, auto* out) {
-             return kvr_chromatograms(run, &box, &target, 1, KVR_REDUCE_SUM, &control, out);
-         }),
-         bytes},
-        {"summed spectrum",
-         stream([](kvr_run* run, auto* out) { return kvr_summed_spectrum(run, &box, &control, out); }),
-         bytes},
-        {"MS/MS", stream([](kvr_run* run, auto* out) {
-             return kvr_msms(run, nullptr, 0, nullptr, KVR_SPECTRUM_LINES, &control, out);
-         }),
-         bytes},
-        {"precursors",
-         stream([](kvr_run* run, auto* out) { return kvr_table(run, KVR_TABLE_PRECURSORS, out); }), bytes}};
+                 return kvs_read_profile_spectrum(handle, 1, results.words.data(), 4096);
+             }},
+            {"index to m/z", conversion(kvs_index_to_mz)}};
 }
 
 std::size_t bytesOf(const char* format, const ArrowArray& array) {
@@ -177,22 +109,24 @@ void keep(const ArrowSchema& schema, const ArrowArray& array, std::size_t& used)
     }
     const std::size_t size = std::min(bytesOf(schema.format, array), 1024 - used);
     if (array.n_buffers == 2 && size != 0) {
-        std::memcpy(reinterpret_cast<std::byte*>(buffers.words.data()) + used, array.buffers[1], size);
+        std::memcpy(reinterpret_cast<std::byte*>(results.words.data()) + used, array.buffers[1], size);
         used += size;
     }
     if (array.n_buffers > 0 && array.buffers[0] != nullptr && used < 1024) {
-        std::memcpy(reinterpret_cast<std::byte*>(buffers.words.data()) + used++, array.buffers[0], 1);
+        std::memcpy(reinterpret_cast<std::byte*>(results.words.data()) + used++, array.buffers[0], 1);
     }
 }
 
-std::uint32_t streamed(const std::function<std::uint32_t(ArrowArrayStream*)>& make) {
+using MakeStream = std::uint32_t (*)(kvr_run*, ArrowArrayStream*);
+
+// Keeps what a stream gives, without memory of its own. 0 when making or reading it fails.
+std::uint32_t streamed(MakeStream make, kvr_run* run) {
     run::Stream stream;
-    if (make(&stream) == 0) {
+    if (make(run, &stream) == 0) {
         return 0;
     }
     ArrowSchema schema{};
     int code = stream.get_schema(&stream, &schema);
-    std::fill_n(buffers.words.begin(), 256, 0U);
     for (std::size_t used = 0; code == 0;) {
         ArrowArray batch{};
         code = stream.get_next(&stream, &batch);
@@ -208,6 +142,35 @@ std::uint32_t streamed(const std::function<std::uint32_t(ArrowArrayStream*)>& ma
     const char* const text = stream.get_last_error(&stream);
     EXPECT_EQ(code != 0, text != nullptr && *text != '\0');
     return code == 0 ? 1 : 0;
+}
+
+// The n-th thread of a stream may be one that cannot be made; otherwise streams have none, so that each fault has its place.
+std::uint32_t threads = 1;
+
+std::vector<ApiCall> runCalls() {
+    static kvr_control control;
+    control = run::control(threads, threads == 1 ? 0 : 1);
+    static constexpr kvr_range mz = {100, 2000};
+    static constexpr kvr_range mobility = {0.5, 1.5};
+    static constexpr kvr_query box = {.size = sizeof box, .mz = &mz, .one_over_k0 = &mobility};
+    static constexpr kvr_target target = {mz, mobility, {0, 1e9}};
+    const auto stream = [](MakeStream make) {
+        return [make](std::uint64_t handle) {
+            return streamed(make, reinterpret_cast<kvr_run*>(handle));  // NOLINT(performance-no-int-to-ptr)
+        };
+    };
+    return {{"peaks",
+             stream([](kvr_run* run, auto* out) { return kvr_peaks(run, nullptr, 255, &control, out); })},
+            {"chromatograms", stream([](kvr_run* run, auto* out) {
+                 return kvr_chromatograms(run, &box, &target, 1, KVR_REDUCE_SUM, &control, out);
+             })},
+            {"summed spectrum",
+             stream([](kvr_run* run, auto* out) { return kvr_summed_spectrum(run, &box, &control, out); })},
+            {"MS/MS", stream([](kvr_run* run, auto* out) {
+                 return kvr_msms(run, nullptr, 0, nullptr, KVR_SPECTRUM_LINES, &control, out);
+             })},
+            {"precursors",
+             stream([](kvr_run* run, auto* out) { return kvr_table(run, KVR_TABLE_PRECURSORS, out); })}};
 }
 
 struct AnalysisCase {
@@ -233,7 +196,7 @@ std::string lastErrorBy(decltype(&kova_get_last_error_string) get) {
     return text;
 }
 
-TEST(LastError, IsTheFailuresTextEvenIfItsDiagnosticsCannotBeLogged) {
+TEST(LastError, IsThereWithoutMemoryAndTheFailuresTextEvenIfItsDiagnosticsCannotBeLogged) {
     const fixtures::MemoryDirectory directory;
     std::ofstream(directory.path() / "log.ini")
         << "[levels]\nroot=debug\n[sink.none]\ntype=stderr\nlevel=off\n";
@@ -241,10 +204,14 @@ TEST(LastError, IsTheFailuresTextEvenIfItsDiagnosticsCannotBeLogged) {
     std::vector<std::string> texts;
     for (bool reached = true; reached;) {
         kova_open(directory.path().c_str(), 0);
-        faults::failNth(Kind::Allocation, static_cast<unsigned>(texts.size()));
-        kova_open("no/such/directory", 0);
-        reached = faults::stop();
-        texts.push_back(lastErrorBy(kova_get_last_error_string));
+        const auto fail = [&] {
+            faults::failNth(Kind::Allocation, static_cast<unsigned>(texts.size()));
+            kova_open("no/such/directory", 0);
+            reached = faults::stop();
+            return lastErrorBy(kova_get_last_error_string);
+        };
+        std::thread([&] { EXPECT_NE(fail(), "<no error>") << "of a thread that has no text yet"; }).join();
+        texts.push_back(fail());
     }
     ASSERT_GT(texts.size(), 40U);  // the last of which format the message
     for (std::size_t i = texts.size() - 10; i < texts.size(); ++i) {
@@ -296,7 +263,7 @@ protected:
         EXPECT_EQ(kvr_open(longPath.c_str(), nullptr), nullptr);
         const std::uint64_t handle = open();
         for (const ApiCall& call : calls) {
-            EXPECT_NE(call.run(handle), 0U) << call.name;
+            EXPECT_NE(call(handle), 0U) << call.name;
         }
         close(handle);
     }
@@ -336,21 +303,23 @@ TEST_P(Faults, CallsFailWithATextAndLeaveTheHandleUsable) {
     unsigned faults = 0;
     for (const ApiCall& call : calls) {
         const std::uint64_t reference = open();
-        const Words expected = call.result(call.run(reference));
+        EXPECT_NE(call(reference), 0U);
+        const Results expected = results;
         close(reference);
         unsigned n = 0;
         for (bool reached = true; reached;) {
             const std::uint64_t handle = open();  // again, so that nothing is cached
             faults::failNth(GetParam().kind, ++n);
-            const std::uint32_t result = call.run(handle);
+            const bool isDone = call(handle) != 0;
             reached = faults::stop();
-            if (result == 0) {
+            if (!isDone) {
                 ASSERT_TRUE(reached) << call.name << ": " << lastError();
                 EXPECT_NE(lastError(), "<no error>");
             } else {
-                EXPECT_EQ(call.result(result), expected) << call.name << ' ' << n;
+                EXPECT_TRUE(results == expected) << call.name << ' ' << n;
             }
-            EXPECT_EQ(call.result(call.run(handle)), expected) << call.name << " again after " << n;
+            EXPECT_NE(call(handle), 0U) << call.name << " again after " << n << ": " << lastError();
+            EXPECT_TRUE(results == expected) << call.name << " again after " << n;
             close(handle);
         }
         faults += n - 1;
@@ -364,12 +333,12 @@ TEST_P(Faults, ReadingFramesAndConvertingAgainAllocatesNothing) {
     }
     const std::uint64_t handle = open();
     const auto readAll = [&] {
-        const auto size = static_cast<std::uint32_t>(4 * buffers.words.size());
+        const auto size = static_cast<std::uint32_t>(4 * results.words.size());
         for (const std::int64_t frame : {1, 2}) {
-            EXPECT_GT(kova_read_scans_v2(handle, frame, 0, 3, buffers.words.data(), size), 0U);
+            EXPECT_GT(kova_read_scans_v2(handle, frame, 0, 3, results.words.data(), size), 0U);
             EXPECT_GT(kova_read_scans_v2(handle, frame, 1, 2, nullptr, 0), 0U);
         }
-        EXPECT_EQ(kova_index_to_mz(handle, 1, buffers.in.data(), buffers.out.data(), 3), 1U);
+        EXPECT_EQ(kova_index_to_mz(handle, 1, kValues, results.doubles.data(), 3), 1U);
     };
     readAll();
     faults::failNth(Kind::Allocation, 1);

@@ -71,6 +71,16 @@ ssize_t readAt(int file, void* buffer, std::size_t size, std::int64_t offset) {
     return syscall(SYS_pread64, file, buffer, size, offset);
 }
 
+// The steps that SQLite takes itself would fail without its knowledge.
+thread_local int sqliteDepth = 0;
+
+int insideSqlite(const auto& call) {
+    ++sqliteDepth;
+    const int code = call();
+    --sqliteDepth;
+    return code;
+}
+
 void* remembered(void* memory, std::size_t size) {
     mapped += memory == MAP_FAILED ? 0 : size;
     return memory;
@@ -160,17 +170,18 @@ int munmap(void* address, std::size_t size) {
     return static_cast<int>(syscall(SYS_munmap, address, size));
 }
 
+int sqlite3_prepare_v2(sqlite3* db, const char* sql, int size, sqlite3_stmt** statement, const char** tail) {
+    static const auto prepare =
+        reinterpret_cast<decltype(&sqlite3_prepare_v2)>(dlsym(RTLD_NEXT, "sqlite3_prepare_v2"));
+    return faults::insideSqlite([&] { return prepare(db, sql, size, statement, tail); });
+}
+
 int sqlite3_step(sqlite3_stmt* statement) {
-    // The steps that a step takes itself fail inside of SQLite, which then knows of it.
-    static thread_local int depth = 0;
-    if (depth == 0 && faults::fails(faults::Kind::Step)) {
+    if (faults::sqliteDepth == 0 && faults::fails(faults::Kind::Step)) {
         return SQLITE_IOERR;
     }
-    static const auto step = reinterpret_cast<int (*)(sqlite3_stmt*)>(dlsym(RTLD_NEXT, "sqlite3_step"));
-    ++depth;
-    const int code = step(statement);
-    --depth;
-    return code;
+    static const auto step = reinterpret_cast<decltype(&sqlite3_step)>(dlsym(RTLD_NEXT, "sqlite3_step"));
+    return faults::insideSqlite([&] { return step(statement); });
 }
 
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*), void* argument) {

@@ -95,9 +95,10 @@ std::shared_ptr<const FrameEntries> FrameCatalog::read(Freshness freshness) {
     }
     if (!db) {
         // Opened late: a run of which only tables or single frames are read needs no second connection.
-        db = std::make_unique<CppSQLite3DB>();
-        db->open(file);
-        db->execDML("PRAGMA busy_timeout=15000");
+        auto opened = std::make_unique<CppSQLite3DB>();
+        opened->open(file);
+        opened->execDML("PRAGMA busy_timeout=15000");
+        db = std::move(opened);  // only once it can be used: the next call tries again
     }
     db->inTransaction([this] { update(); });
     return frames;
