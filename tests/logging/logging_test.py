@@ -178,13 +178,6 @@ class Async(LoggingTest):
         self.check_each_mode("say 3000", "unload", "threadless", "load", "say 1000", "unload", "threadless",
                              expected=[4000])
 
-    def test_cancelled_threads_leave_whole_messages(self):
-        for mode in self.MODES:
-            with self.subTest(**mode):
-                (self.folder / "out.log").unlink(missing_ok=True)
-                self.assertEqual(self.host("cancelled 20", "say 1", **self.file_sink(**mode)).stderr, "")
-                self.assertEqual(len(self.said()), 1)
-
     def test_forking_after_unloading_calls_nothing_that_is_gone(self):
         self.check_each_mode("say 10", "unload", "fork", "end", expected=[10])
 

@@ -13,18 +13,13 @@
 #include <thread>
 #include <vector>
 
-#include <dlfcn.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "fixtures/loaded_library.h"
 #include "fixtures/process_state.h"
-
-extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-}
 
 namespace {
 
@@ -33,45 +28,16 @@ constexpr long kAllowedGrowthKilobytes = 1024;
 
 const char* libraryFile = nullptr;
 const char* analysis = nullptr;
-thread_local bool memoryIsOut = false;
 
-#define CHECK(condition) ((condition) ? static_cast<void>(0) : failed(#condition, __LINE__))
+#define CHECK(condition) \
+    ((condition) ? static_cast<void>(0) : fixtures::fail(std::to_string(__LINE__) + ": " #condition))
 
-[[noreturn]] void failed(const char* condition, int line) {
-    std::fprintf(stderr, "line %d: %s is false\n", line, condition);
-    std::_Exit(1);
-}
+struct Library : fixtures::LoadedLibrary {
+    Library() : LoadedLibrary(libraryFile) {}
 
-}  // namespace
-
-// Take the place of the real ones, for the library too.
-extern "C" void* malloc(std::size_t size) { return memoryIsOut ? nullptr : __libc_malloc(size); }
-extern "C" void* calloc(std::size_t count, std::size_t size) {
-    return memoryIsOut ? nullptr : __libc_calloc(count, size);
-}
-
-namespace {
-
-struct Library {
-    void* loaded = dlopen(libraryFile, RTLD_NOW | RTLD_LOCAL);
-    template <class Function>
-    Function* get(const char* name) const {
-        CHECK(loaded != nullptr);
-        return reinterpret_cast<Function*>(dlsym(loaded, name));
-    }
-    std::uint64_t (*open)(const char*,
-                          std::uint32_t) = get<std::uint64_t(const char*, std::uint32_t)>("kova_open");
-    void (*close)(std::uint64_t) = get<void(std::uint64_t)>("kova_close");
-    void (*setThreads)(std::uint32_t) = get<void(std::uint32_t)>("kova_set_num_threads");
-    std::uint32_t (*lastError)(char*, std::uint32_t) =
-        get<std::uint32_t(char*, std::uint32_t)>("kova_get_last_error_string");
-    std::uint32_t (*readScans)(std::uint64_t, std::int64_t, std::uint32_t, std::uint32_t, void*,
-                               std::uint32_t) =
-        get<std::uint32_t(std::uint64_t, std::int64_t, std::uint32_t, std::uint32_t, void*, std::uint32_t)>(
-            "kova_read_scans_v2");
-    std::uint32_t (*toMz)(std::uint64_t, std::int64_t, const double*, double*, std::uint32_t) =
-        get<std::uint32_t(std::uint64_t, std::int64_t, const double*, double*, std::uint32_t)>(
-            "kova_index_to_mz");
+    decltype(kova_set_num_threads)* setThreads = get<decltype(kova_set_num_threads)>("kova_set_num_threads");
+    decltype(kova_read_scans_v2)* readScans = get<decltype(kova_read_scans_v2)>("kova_read_scans_v2");
+    decltype(kova_index_to_mz)* toMz = get<decltype(kova_index_to_mz)>("kova_index_to_mz");
 
     bool convert(std::uint64_t handle) const {
         std::vector<double> values(kValues, 1000.0);
@@ -88,24 +54,9 @@ struct Library {
         CHECK(open("/nowhere", 0) == 0);
         close(handle);
     }
-    void unload() const {
-        dlclose(loaded);
-        std::ifstream maps("/proc/self/maps");
-        for (std::string line; std::getline(maps, line);) {
-            CHECK(line.find("libkovadata") == std::string::npos);
-        }
-    }
 };
 
-std::string threadsOfTheProcess() {
-    std::string names;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::string name;
-        std::getline(std::ifstream(task.path() / "comm"), name);
-        names += name + ' ';
-    }
-    return names;
-}
+using fixtures::LoadedLibrary;
 
 void unloadAfterUse() {
     const Library library;
@@ -113,7 +64,7 @@ void unloadAfterUse() {
     std::thread other([&] { library.use(3); });
     other.join();
     library.unload();
-    CHECK(threadsOfTheProcess().find("kovadata") == std::string::npos);
+    CHECK(LoadedLibrary::threadsOfTheProcess().find("kovadata") == std::string::npos);
     usleep(20'000);
 }
 
@@ -126,20 +77,7 @@ void useWithoutThreads() {
     const rlimit limit{used + (4 << 20), RLIM_INFINITY};
     setrlimit(RLIMIT_AS, &limit);
     CHECK(library.convert(handle));
-    CHECK(threadsOfTheProcess().find("kovadata-work") == std::string::npos);
-}
-
-void failWithoutMemory() {
-    const Library library;
-    std::thread([&] {
-        std::array<char, 64> text{};
-        memoryIsOut = true;
-        const bool opened = library.open("/nowhere", 0) != 0;
-        library.lastError(text.data(), text.size());
-        memoryIsOut = false;
-        CHECK(!opened);
-        CHECK(std::strcmp(text.data(), "<no error>") != 0);
-    }).join();
+    CHECK(LoadedLibrary::threadsOfTheProcess().find("kovadata-work") == std::string::npos);
 }
 
 template <class Body>
@@ -259,7 +197,6 @@ constexpr Case kCases[] = {
     {"unloading after use, logging", unloadAfterUse, 5, "yes"},
     {"loading and unloading many times", loadAndUnloadManyTimes, 1, nullptr},
     {"no thread to be had", useWithoutThreads, 3, nullptr},
-    {"no memory at a thread's first failure", failWithoutMemory, 3, nullptr},
     {"exit while other threads call", exitUnderCallers, 100, "no"},
     {"cancelled callers", cancelCallers, 10, "yes"},
     {"forks beside callers", forkUnderCallers, 5, "yes"},
