@@ -99,14 +99,9 @@ void addBlocks(Seeds& seeds) {
 
 void addNumbers(Seeds& seeds) {
     for (std::uint64_t seed = 1; seed <= 20; ++seed) {
-        for (const char* const target : {"calibration_rows", "peak_finder", "run_queries", "zorel_tables"}) {
+        for (const char* const target : {"metadata_tables", "run_queries"}) {
             seeds.add(target, noise(seed, 40 * seed));
         }
-    }
-    seeds.add("peak_finder", Bytes{1, 0} + packed(std::uint32_t{5000}) + noise(3, 400));
-    for (const std::string text :
-         {"plain", "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80", "\xED\xA0\x80", "\xC0\xAF"}) {
-        seeds.add("utf8_and_errors", packed(std::uint32_t{7}) + Bytes(text.begin(), text.end()));
     }
 }
 

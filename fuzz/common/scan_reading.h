@@ -10,12 +10,11 @@
 
 namespace fuzz {
 
-// Decodes every scan of the loaded frame and holds the peaks against the plain form of the rules.
-void requireScansLikeThePlainForm(const lumo::io::kova::KvdFrameReader& frame, std::uint32_t bins,
-                                  double factor);
+// Decodes every scan of the loaded frame.
+void decodeScans(const lumo::io::kova::KvdFrameReader& frame, std::uint32_t bins, double factor);
 
-// Decompresses a stream into exactly as many bytes as it needs, decodes the run-length code in them and holds
-// the peaks against the plain form of the rules. Fails as the readers do. Returns the bytes.
+// Decompresses a stream into exactly as many bytes as it needs and decodes the run-length code in them. Fails
+// as the readers do. Returns the bytes.
 std::vector<std::uint8_t> decodeLzfScan(std::span<const std::byte> stream, std::uint32_t bins, double factor);
 
 // Decompresses streams together, with so much room for each, or what they are likely to need where that is 0.

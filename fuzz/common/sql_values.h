@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <iterator>
 #include <string>
 
 #include "common/byte_source.h"
@@ -22,22 +23,26 @@ inline std::string sqlNumber(double value) {
 
 // A value of any type as SQL has them; `usual` makes most of them, of a byte.
 std::string takeSqlValue(ByteSource& source, auto&& usual) {
+    static const char* const kOdd[] = {"NULL",
+                                       "x'00FF'",
+                                       "'many'",
+                                       "9e999",
+                                       "-9e999",
+                                       "4294967295",
+                                       "4294967296",
+                                       "-9223372036854775808",
+                                       "9223372036854775807"};
     const std::uint8_t kind = source.take<std::uint8_t>();
     switch (kind % 16) {
         case 0:
-            return "NULL";
         case 1:
-            return std::to_string(source.take<std::int64_t>());
+            return kOdd[source.take<std::uint8_t>() % std::size(kOdd)];
         case 2:
-            return sqlNumber(source.take<double>());
+            return std::to_string(source.take<std::int64_t>());
         case 3:
-            return "'" + std::to_string(source.take<std::int32_t>()) + "x'";
+            return sqlNumber(source.take<double>());
         case 4:
-            return "x'00FF'";
-        case 5:
             return std::to_string(source.take<std::uint32_t>());
-        case 6:
-            return "9e999";
         default:
             return usual(kind);
     }

@@ -21,7 +21,6 @@ std::string lastError() { return api::lastError(kvs_get_last_error_string); }
 struct Lines {
     std::vector<double> positions;
     std::vector<float> intensities;
-    std::vector<float> widths;
     friend bool operator==(const Lines&, const Lines&) = default;
 };
 
@@ -35,17 +34,8 @@ public:
 
     Lines lines(std::int64_t id) const {
         const std::uint32_t n = kvs_read_line_spectrum(handle, id, nullptr, nullptr, 0);
-        Lines result{std::vector<double>(n), std::vector<float>(n), {}};
+        Lines result{std::vector<double>(n), std::vector<float>(n)};
         EXPECT_EQ(kvs_read_line_spectrum(handle, id, result.positions.data(), result.intensities.data(), n),
-                  n);
-        return result;
-    }
-
-    Lines linesWithWidths(std::int64_t id) const {
-        const std::uint32_t n = kvs_read_line_spectrum_with_width(handle, id, nullptr, nullptr, nullptr, 0);
-        Lines result{std::vector<double>(n), std::vector<float>(n), std::vector<float>(n)};
-        EXPECT_EQ(kvs_read_line_spectrum_with_width(handle, id, result.positions.data(),
-                                                    result.intensities.data(), result.widths.data(), n),
                   n);
         return result;
     }
@@ -59,34 +49,36 @@ public:
 
     // "" when the spectrum can be read: an empty one and a failure both give 0.
     std::string lineError(std::int64_t id) const {
-        std::vector<double> positions(64, -7.0);
-        std::vector<float> intensities(64, -7.0F);
-        kvs_open(nullptr, 0);
-        const std::string before = lastError();
-        if (kvs_read_line_spectrum(handle, id, positions.data(), intensities.data(), 64) == 0) {
-            EXPECT_EQ(positions, std::vector<double>(64, -7.0));
-            EXPECT_EQ(intensities, std::vector<float>(64, -7.0F));
-        }
-        return lastError() == before ? "" : lastError();
+        return errorOf([&] {
+            std::vector<double> positions(64, -7.0);
+            std::vector<float> intensities(64, -7.0F);
+            if (kvs_read_line_spectrum(handle, id, positions.data(), intensities.data(), 64) == 0) {
+                EXPECT_EQ(positions, std::vector<double>(64, -7.0));
+                EXPECT_EQ(intensities, std::vector<float>(64, -7.0F));
+            }
+        });
     }
 
     std::string profileError(std::int64_t id) const {
-        kvs_open(nullptr, 0);
-        const std::string before = lastError();
-        kvs_read_profile_spectrum(handle, id, nullptr, 0);
-        return lastError() == before ? "" : lastError();
+        return errorOf([&] { kvs_read_profile_spectrum(handle, id, nullptr, 0); });
     }
 
 private:
+    static std::string errorOf(const auto& read) {
+        kvs_open(nullptr, 0);
+        const std::string before = lastError();
+        read();
+        return lastError() == before ? "" : lastError();
+    }
+
     const TempDirectory directory;
 
 public:
     const std::uint64_t handle;
 };
 
-const Lines kLinesWithWidths = {{10.5, 20.25, 399'999.0}, {1.0F, 2.5F, 3e9F}, {0.5F, 0.25F, 4.0F}};
-const Lines kLines = {kLinesWithWidths.positions, kLinesWithWidths.intensities, {}};
-const Spectrum kSpectrum = {{kLines.positions, kLines.intensities, kLinesWithWidths.widths},
+const Lines kLines = {{10.5, 20.25, 399'999.0}, {1.0F, 2.5F, 3e9F}};
+const Spectrum kSpectrum = {{kLines.positions, kLines.intensities, {0.5F, 0.25F, 4.0F}},
                             {0, 7, 0xFFFFFFFF, 1, 256}};
 
 std::string frameError(const std::string& text) { return "CorruptFrameDataError for FrameId=1: " + text; }

@@ -67,6 +67,8 @@ TEST(Open, DamagedMetadataFailWithTheirTexts) {
         {set(kMajor, " 3"), kWrongType + queryOf(kMajor)},
         {set(kMajor, "3.0"), kWrongType + queryOf(kMajor)},
         {set(kMajor, "4294967299"), kWrongType + queryOf(kMajor)},
+        {set(kMajor, ""), kWrongType + queryOf(kMajor)},
+        {set(kMajor, "0x3"), kWrongType + queryOf(kMajor)},
         {unset(kMajor), kEmpty + queryOf(kMajor)},
         {"UPDATE GlobalMetadata SET Value=NULL WHERE Key='SchemaVersionMajor'",
          "Query result unexpectedly NULL: " + queryOf(kMajor)},
@@ -102,6 +104,9 @@ TEST(Open, DamagedMetadataOfSpectraFailWithTheirTexts) {
         {set(kCompression, "2"), "KovaCompressionType 2 not supported."},
         {set(kMajor, "4"), "KVD schema version 4.1 not supported."},
         {set(kFlag, "yes"), kWrongType + queryOf(kFlag)},
+        {set(kFlag, "2"), kWrongType + queryOf(kFlag)},
+        {set(kFlag, "+1"), kWrongType + queryOf(kFlag)},
+        {set(kFlag, "00"), kWrongType + queryOf(kFlag)},
         {"DROP TABLE MzCalibration", "Too few columns in table MzCalibration"},
     };
     for (const Damage& c : cases) {

@@ -23,18 +23,6 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Compression, ReadScans, testing::Values(1, 2),
                          [](const auto& each) { return "Type" + std::to_string(each.param); });
 
-TEST_P(ReadScans, BufferTooSmallByOneByteStaysUntouched) {
-    const api::Analysis analysis(builder().frame(kFrame));
-    const std::uint32_t needed = kova_read_scans_internal(analysis.handle, 1, 0, kScans, nullptr, 0);
-    std::vector<std::uint8_t> buffer(needed + 1, 0x99);
-    EXPECT_EQ(kova_read_scans_internal(analysis.handle, 1, 0, kScans, buffer.data() + 1, needed - 1), needed);
-    EXPECT_EQ(buffer, std::vector<std::uint8_t>(needed + 1, 0x99));
-    // An unaligned buffer of the right size is filled.
-    EXPECT_EQ(kova_read_scans_internal(analysis.handle, 1, 0, kScans, buffer.data() + 1, needed), needed);
-    EXPECT_EQ(buffer[1], 3);
-    EXPECT_EQ(buffer[0], 0x99);
-}
-
 TEST_P(ReadScans, IndicesBeyondTheBinsAreDroppedWithoutGaps) {
     const Frame frame = {{{1, 11}, {100, 12}, {101, 13}}, {{99, 21}}, {{100, 31}}};
     const api::Analysis analysis(builder().digitizerSamples(100).frame(frame));

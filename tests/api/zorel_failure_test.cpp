@@ -160,41 +160,6 @@ TEST(ZorelCallbacks, MayUseTheHandle) {
     EXPECT_EQ(results[1].lines, readList(analysis, {4}).lines);
 }
 
-// Nothing in the tables may lead to more than an error or odd spectra.
-TEST(ZorelHostileTables, EndQuickly) {
-    const char* const statements[] = {
-        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin=NULL, ScanNumEnd=NULL",
-        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin='many', ScanNumEnd=x'00'",
-        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin=-9223372036854775808, ScanNumEnd=9223372036854775807",
-        "UPDATE ZorelFrameMsMsInfo SET ScanNumEnd=4294967295",
-        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin=4294967294, ScanNumEnd=4294967295",
-        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin=4294967296, ScanNumEnd=4294967297",
-        "UPDATE ZorelFrameMsMsInfo SET ScanNumBegin=9e99, ScanNumEnd=-9e99",
-        "UPDATE ZorelFrameMsMsInfo SET Frame=NULL",
-        "UPDATE ZorelFrameMsMsInfo SET Frame=9223372036854775807",
-        "UPDATE Precursors SET Parent=NULL, ScanNumber='nan'",
-        "INSERT INTO ZorelFrameMsMsInfo SELECT Frame, Precursor, ScanNumBegin, ScanNumEnd FROM "
-        "ZorelFrameMsMsInfo",
-        "ALTER TABLE Precursors RENAME TO P; CREATE VIEW Precursors AS SELECT * FROM P UNION ALL SELECT Id, "
-        "1, 3 FROM P",
-        "UPDATE MzCalibration SET DigitizerTimebase=0",
-        "UPDATE MzCalibration SET DigitizerTimebase=9e999, C0=9e999",
-        "UPDATE MzCalibration SET DigitizerDelay=1e300",
-        "UPDATE MzCalibration SET DigitizerTimebase=5000000",
-        "UPDATE MzCalibration SET C0='x', C1=0",
-        "UPDATE MzCalibration SET C0=-9e999",
-    };
-    for (const char* const statement : statements) {
-        for (const int compression : {1, 2}) {
-            const api::Analysis analysis(smallRun(compression).sql(statement));
-            ASSERT_TRUE(analysis) << statement;
-            for (const Result& result : {readList(analysis, {4, 5}), readFrame(analysis, 1)}) {
-                EXPECT_TRUE(result.error.empty() || result.lines.size() < 2) << statement;
-            }
-        }
-    }
-}
-
 // A run of one frame, of which precursor 1 is measured in the first scans.
 AnalysisBuilder oneFrame(AnalysisBuilder builder, std::int64_t scans = 1) {
     return builder.schema(1).precursor({.id = 1, .parent = 1}).zorelMsMs(1, 1, 0, scans);

@@ -57,16 +57,14 @@ bool isInTarget(const kvr_target& target, const KnownPeak& peak) {
            isInTarget(target.time, peak.time);
 }
 
-double reduced(double before, std::uint32_t intensity, std::uint32_t reduce) {
-    return reduce == KVR_REDUCE_SUM   ? before + intensity
-           : reduce == KVR_REDUCE_MAX ? std::max<double>(before, intensity)
-                                      : before + 1;
+void reduce(double& value, std::uint32_t intensity, std::uint32_t kind) {
+    value = kind == KVR_REDUCE_SUM   ? value + intensity
+            : kind == KVR_REDUCE_MAX ? std::max<double>(value, intensity)
+                                     : value + 1;
 }
 
 std::int64_t cellOf(const kvr_axis& axis, const KnownPeak& peak) {
-    const double value = axis.kind == KVR_AXIS_TIME ? peak.time
-                         : axis.kind == KVR_AXIS_MZ ? peak.mz
-                                                    : peak.mobility;
+    const double value = peak.*valueOf(axis.kind);
     const double width = (axis.high - axis.low) / axis.bins;
     std::int64_t cell = -1;
     for (std::uint32_t k = 0; k < axis.bins && value <= axis.high; ++k) {
@@ -76,6 +74,12 @@ std::int64_t cellOf(const kvr_axis& axis, const KnownPeak& peak) {
 }
 
 }  // namespace
+
+double KnownPeak::*valueOf(std::uint32_t axisKind) {
+    return axisKind == KVR_AXIS_TIME ? &KnownPeak::time
+           : axisKind == KVR_AXIS_MZ ? &KnownPeak::mz
+                                     : &KnownPeak::mobility;
+}
 
 KnownRun::KnownRun(kvr_run* run) : handle(kvr_lend_handle(run)) {
     kvr_info info = {};
@@ -172,34 +176,22 @@ Table KnownRun::peakTable(const kvr_query& query) const {
     return table;
 }
 
-KnownRun::Rows KnownRun::chromatograms(const kvr_query& query, const std::vector<kvr_target>& targets,
-                                       std::uint32_t reduce) const {
-    Rows rows(framesOf(query).size(), std::vector<double>(targets.size()));
+KnownRun::Values KnownRun::reduced(const kvr_query& query, const std::vector<kvr_target>& targets,
+                                   std::uint32_t kind, Rows rows) const {
+    const std::vector<const KnownFrame*> chosen = framesOf(query);
+    std::size_t count = rows == Rows::Frames ? chosen.size() : 0;
+    for (const KnownFrame* const frame : chosen) {
+        count = rows == Rows::Frames ? count : std::max<std::size_t>(count, frame->scans);
+    }
+    Values values(count, std::vector<double>(targets.size()));
     forEach(query, [&](std::size_t place, const KnownPeak& peak) {
         for (std::size_t i = 0; i < targets.size(); ++i) {
             if (isInTarget(targets[i], peak)) {
-                rows[place][i] = reduced(rows[place][i], peak.intensity, reduce);
+                reduce(values[rows == Rows::Frames ? place : peak.scan][i], peak.intensity, kind);
             }
         }
     });
-    return rows;
-}
-
-KnownRun::Rows KnownRun::mobilograms(const kvr_query& query, const std::vector<kvr_target>& targets,
-                                     std::uint32_t reduce) const {
-    std::uint32_t scans = 0;
-    for (const KnownFrame* const frame : framesOf(query)) {
-        scans = std::max(scans, frame->scans);
-    }
-    Rows rows(scans, std::vector<double>(targets.size()));
-    forEach(query, [&](std::size_t, const KnownPeak& peak) {
-        for (std::size_t i = 0; i < targets.size(); ++i) {
-            if (isInTarget(targets[i], peak)) {
-                rows[peak.scan][i] = reduced(rows[peak.scan][i], peak.intensity, reduce);
-            }
-        }
-    });
-    return rows;
+    return values;
 }
 
 Table KnownRun::summedSpectrum(const kvr_query& query) const {
@@ -233,15 +225,15 @@ Table KnownRun::summedSpectrum(const kvr_query& query) const {
     return table;
 }
 
-KnownRun::Rows KnownRun::image(const kvr_query& query, const kvr_axis& x, const kvr_axis& y,
-                               std::uint32_t reduce) const {
-    Rows cells(y.bins, std::vector<double>(x.bins));
+KnownRun::Values KnownRun::image(const kvr_query& query, const kvr_axis& x, const kvr_axis& y,
+                                 std::uint32_t kind) const {
+    Values cells(y.bins, std::vector<double>(x.bins));
     forEach(query, [&](std::size_t, const KnownPeak& peak) {
         const std::int64_t column = cellOf(x, peak);
         const std::int64_t row = cellOf(y, peak);
         if (column >= 0 && row >= 0) {
-            double& cell = cells[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)];
-            cell = reduced(cell, peak.intensity, reduce);
+            reduce(cells[static_cast<std::size_t>(row)][static_cast<std::size_t>(column)], peak.intensity,
+                   kind);
         }
     });
     return cells;

@@ -28,11 +28,17 @@ struct KnownFrame {
     std::vector<KnownPeak> peaks;
 };
 
+// What the rows of reduced targets are for.
+enum class Rows { Frames, Scans };
+
+// The value of a peak along an axis of an image.
+double KnownPeak::*valueOf(std::uint32_t axisKind);
+
 // Every peak of a run, read and converted by the functions for single frames, and everything that a run gives, computed of these
 // peaks in the plainest way. The run must outlive it; queries are sound and about frames that there are.
 class KnownRun {
 public:
-    using Rows = std::vector<std::vector<double>>;
+    using Values = std::vector<std::vector<double>>;
 
     explicit KnownRun(kvr_run* run);
 
@@ -43,12 +49,10 @@ public:
     std::vector<const KnownFrame*> framesOf(const kvr_query& query) const;
 
     Table peakTable(const kvr_query& query) const;  // of all columns
-    Rows chromatograms(const kvr_query& query, const std::vector<kvr_target>& targets,
-                       std::uint32_t reduce) const;
-    Rows mobilograms(const kvr_query& query, const std::vector<kvr_target>& targets,
-                     std::uint32_t reduce) const;
+    Values reduced(const kvr_query& query, const std::vector<kvr_target>& targets, std::uint32_t kind,
+                   Rows rows) const;
     Table summedSpectrum(const kvr_query& query) const;
-    Rows image(const kvr_query& query, const kvr_axis& x, const kvr_axis& y, std::uint32_t reduce) const;
+    Values image(const kvr_query& query, const kvr_axis& x, const kvr_axis& y, std::uint32_t kind) const;
 
 private:
     void readFrame(KnownFrame& frame);

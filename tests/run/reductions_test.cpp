@@ -2,13 +2,90 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <optional>
 
 #include "fixtures/random.h"
-#include "run/query_maker.h"
+#include "run/known_run.h"
 
 namespace {
+
+using run::KnownPeak;
+
+// A query and what it points to.
+struct MadeQuery {
+    MadeQuery() = default;
+    MadeQuery(const MadeQuery&) = delete;
+    MadeQuery& operator=(const MadeQuery&) = delete;
+
+    kvr_query query = run::emptyQuery();
+    kvr_range mz{};
+    kvr_range mobility{};
+    kvr_range time{};
+    std::vector<std::int64_t> frames;
+};
+
+// Makes sound queries. Bounds are those of peaks, so that it matters that ranges are closed.
+class QueryMaker {
+public:
+    explicit QueryMaker(const run::KnownRun& run) : known(run) {}
+
+    std::uint32_t below(std::uint32_t end) { return random.below(end); }
+
+    void fill(MadeQuery& made) {
+        made.mz = range(&KnownPeak::mz);
+        made.mobility = range(&KnownPeak::mobility);
+        made.time = range(&KnownPeak::time);
+        kvr_query& query = made.query;
+        query.mz = maybe(made.mz);
+        query.one_over_k0 = known.hasMobilities() ? maybe(made.mobility) : nullptr;
+        query.time = maybe(made.time);
+        query.ms_level = below(3);
+        query.intensities = below(3);
+        query.scan_begin = below(10);
+        query.scan_end = below(2) == 0 ? 0 : query.scan_begin + below(30) + 1;
+        if (below(3) == 0) {
+            const auto count = static_cast<std::uint32_t>(known.frames().size());
+            made.frames.resize(below(2 * count));
+            for (std::int64_t& id : made.frames) {
+                id = known.frames()[below(count)].id;
+            }
+            made.frames.reserve(1);  // an empty list is one, too
+            query.frames = made.frames.data();
+            query.num_frames = made.frames.size();
+        }
+    }
+
+    kvr_target target() {
+        return {range(&KnownPeak::mz), known.hasMobilities() ? range(&KnownPeak::mobility) : kWhole,
+                range(&KnownPeak::time)};
+    }
+
+    kvr_axis axis(std::uint32_t kind) {
+        const kvr_range ends = betweenPeaks(run::valueOf(kind));
+        return {kind, 1 + below(20), ends.low, ends.high + (ends.low == ends.high ? 1.0 : 0.0)};
+    }
+
+private:
+    static constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    static constexpr kvr_range kWhole = {-kInfinity, kInfinity};
+
+    const kvr_range* maybe(const kvr_range& given) { return below(3) == 0 ? nullptr : &given; }
+
+    kvr_range range(double KnownPeak::*value) { return below(4) == 0 ? kWhole : betweenPeaks(value); }
+
+    kvr_range betweenPeaks(double KnownPeak::*value) {
+        const auto count = static_cast<std::uint32_t>(known.peaks().size());
+        const double a = known.peaks()[below(count)].*value;
+        const double b = known.peaks()[below(count)].*value;
+        return {std::min(a, b), std::max(a, b)};
+    }
+
+    fixtures::Random random{7};
+    const run::KnownRun& known;
+};
 
 struct Case {
     const char* name;
@@ -29,7 +106,7 @@ protected:
             GTEST_SKIP() << "There are no measured analyses in " << directory;
         }
         known.emplace(opened->run);
-        maker.emplace(random, *known, false);
+        maker.emplace(*known);
     }
 
     // Calls check(round, query, read), where `read` gives a table that is the same whatever the number of threads and the size of
@@ -37,7 +114,7 @@ protected:
     void forQueries(const auto& check) {
         using Make = std::function<std::uint32_t(const kvr_control*, ArrowArrayStream*)>;
         for (std::uint32_t round = 0; round < static_cast<std::uint32_t>(GetParam().rounds); ++round) {
-            run::MadeQuery made;
+            MadeQuery made;
             maker->fill(made);
             check(round, made.query, [&](const Make& make) {
                 std::optional<run::Table> first;
@@ -57,10 +134,9 @@ protected:
         }
     }
 
-    fixtures::Random random{7};
     std::optional<run::OpenRun> opened;
     std::optional<run::KnownRun> known;
-    std::optional<run::QueryMaker<fixtures::Random>> maker;
+    std::optional<QueryMaker> maker;
 };
 
 TEST_P(Reductions, PeaksOfQueriesAreThoseInTheBox) {
@@ -76,15 +152,18 @@ TEST_P(Reductions, PeaksOfQueriesAreThoseInTheBox) {
 TEST_P(Reductions, ChromatogramsAndMobilogramsReduceTheirTargets) {
     forQueries([&](std::uint32_t round, const kvr_query& query, const auto& read) {
         const std::uint32_t reduce = round % 3;
-        std::vector<kvr_target> targets(random.below(40));
+        std::vector<kvr_target> targets(maker->below(40));
         std::generate(targets.begin(), targets.end(), [&] { return maker->target(); });
-        const auto intensities = [&](decltype(&kvr_chromatograms) function) {
-            return read([&](const kvr_control* control, ArrowArrayStream* stream) {
-                return function(opened->run, &query, targets.data(), targets.size(), reduce, control, stream);
-            })["intensity"];
-        };
-        EXPECT_EQ(known->chromatograms(query, targets, reduce), intensities(kvr_chromatograms)) << round;
-        EXPECT_EQ(known->mobilograms(query, targets, reduce), intensities(kvr_mobilograms)) << round;
+        for (const auto& [function, rows] : {std::pair(&kvr_chromatograms, run::Rows::Frames),
+                                             std::pair(&kvr_mobilograms, run::Rows::Scans)}) {
+            EXPECT_EQ(
+                known->reduced(query, targets, reduce, rows),
+                read([&, reduceTargets = function](const kvr_control* control, ArrowArrayStream* stream) {
+                    return reduceTargets(opened->run, &query, targets.data(), targets.size(), reduce, control,
+                                         stream);
+                })["intensity"])
+                << round;
+        }
     });
 }
 

@@ -13,11 +13,11 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include "fixtures/child.h"
 #include "fixtures/every_call.h"
 #include "fixtures/small_analyses.h"
 #include "fixtures/temp_directory.h"
 #include "kovadata/kova.h"
-#include "sharing/child.h"
 #include "sharing/left_behind.h"
 
 namespace {
@@ -171,7 +171,7 @@ std::string lastError() {
 TEST(Fork, ChildCannotUseAHandleOfItsParent) {
     const fixtures::TempDirectory folder;
     const std::uint64_t handle = openSmallRunIn(folder.path());
-    EXPECT_EQ(sharing::inChild([&] {
+    EXPECT_EQ(fixtures::inChild([&] {
                   const std::uint32_t size = kova_read_scans_v2(handle, 1, 0, 3, nullptr, 0);
                   kova_close(handle);
                   return size == 0 ? lastError() : "is read";

@@ -8,8 +8,8 @@
 #include <unistd.h>
 
 #include "api/analysis.h"
+#include "fixtures/child.h"
 #include "fixtures/temp_directory.h"
-#include "sharing/child.h"
 #include "sharing/left_behind.h"
 
 namespace {
@@ -37,7 +37,7 @@ void writeAll(const fs::path& folder) {
 
 TEST(ReadOnly, MountIsRead) {
     const fixtures::TempDirectory folder;
-    const std::string result = sharing::inChild([&]() -> std::string {
+    const std::string result = fixtures::inChild([&]() -> std::string {
         if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
             return std::string("skip: no mount namespace: ") + std::strerror(errno);
         }
@@ -64,7 +64,7 @@ TEST(ReadOnly, DirectoryAndFilesOfSomebodyElseAreRead) {
         fs::permissions(entry.path(), entry.is_directory() ? fs::perms(0555) : fs::perms(0444));
     }
     fs::permissions(folder.path(), fs::perms(0755));
-    EXPECT_EQ(sharing::inChild([&]() -> std::string {
+    EXPECT_EQ(fixtures::inChild([&]() -> std::string {
                   constexpr uid_t kNobody = 65534;
                   if (geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) {
                       return std::strerror(errno);

@@ -1,6 +1,4 @@
-#include <array>
 #include <cmath>
-#include <cstring>
 #include <stdexcept>
 #include <vector>
 
@@ -132,27 +130,6 @@ TEST(ScanNumberLinearTransformator, IsLinearWithVoltagesOf42TimesOneOverK0) {
     EXPECT_EQ(trafo->oneOverK0ToScanNumber(1.0), 2.0);
     EXPECT_EQ(trafo->voltageToOneOverK0(21.0), 0.5);
     EXPECT_EQ(trafo->oneOverK0ToVoltage(0.75), 31.5);
-}
-
-// The number of a virtual function's slot; the destructor takes two.
-template <class Function>
-std::size_t slotOf(Function function) {
-    std::array<std::size_t, 2> representation{};
-    static_assert(sizeof representation == sizeof function);
-    std::memcpy(&representation, &function, sizeof function);
-    return representation[0] / sizeof(void*);
-}
-
-TEST(MobilityInterfaces, KeepTheOrderOfTheirSlots) {
-    using Base = ITransformator;
-    using Ramp = ILinearVoltageRampBasedTransformator;
-    using Range = void (Base::*)(std::vector<double>&, int, int) const;
-    EXPECT_EQ(slotOf(&Base::toString), 2U);
-    EXPECT_EQ(slotOf(&Base::oneOverK0ToVoltage), 8U);
-    EXPECT_EQ(slotOf<Range>(&Base::scanNumberToVoltage), 10U);
-    EXPECT_EQ(slotOf(&Base::getStrategy), 11U);
-    EXPECT_EQ(slotOf(&Ramp::getVoltageRamp), 12U);
-    EXPECT_EQ(slotOf(&Ramp::setCoefficients), 19U);
 }
 
 // Falling functions are continued as well, and where both continuations could answer the low end does.

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include "fixtures/failure.h"
-#include "fixtures/random.h"
 #include "process-frames/data_frame.h"
 
 namespace {
@@ -38,37 +37,6 @@ TEST(FullProfileProjector, SumsPeaksInsideUpToItsCapacity) {
     EXPECT_EQ(projector.count(), 5U);
     projector.clear();
     EXPECT_EQ(projector.profile(), std::vector<int>(5));
-}
-
-// Grows, sometimes shrinks, and fills a profile, few or many peaks at a time, beside a plain vector.
-TEST(FullProfileProjector, EqualsAPlainVectorThroughAnyHistory) {
-    fixtures::Random random(3);
-    std::size_t sparseSteps = 0;
-    std::size_t denseSteps = 0;
-    for (int round = 0; round < 300; ++round) {
-        Projector projector;
-        std::vector<int> expected;
-        for (int step = 0; step < 12; ++step) {
-            const std::size_t bins =
-                random.below(10) == 0 ? random.below(2000) : expected.size() + random.below(300);
-            projector.setParameters(0, bins);
-            expected.resize(bins);
-            Peaks peaks(random.below(5) == 0 ? random.below(3000) : random.below(30));
-            for (auto& [index, intensity] : peaks) {
-                index = static_cast<int>(random.below(2100)) - 50;
-                intensity = static_cast<int>(random() >> random.below(31));
-                if (index >= 0 && static_cast<std::size_t>(index) < bins) {
-                    int& bin = expected[static_cast<std::size_t>(index)];
-                    bin = static_cast<int>(static_cast<unsigned>(bin) + static_cast<unsigned>(intensity));
-                }
-            }
-            projector.add(frameOf(peaks));
-            ASSERT_EQ(projector.profile(), expected) << round << ' ' << step;
-            sparseSteps += projector.collectedPeaks().empty() ? 0U : 1U;
-            denseSteps += projector.hasBins() ? 1U : 0U;
-        }
-    }
-    EXPECT_GT(std::min(sparseSteps, denseSteps), 500U);
 }
 
 }  // namespace

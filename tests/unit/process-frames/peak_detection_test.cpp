@@ -1,12 +1,15 @@
 #include "process-frames/peak_detection_for_data_frames.h"
 
+#include <cmath>
+#include <map>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "fixtures/failure.h"
-#include "fixtures/projected_profile.h"
 #include "fixtures/random.h"
+#include "process-frames/data_frame.h"
+#include "process-frames/full_profile_projector.h"
 #include "process-frames/new_sumpeakfinder.h"
 #include "process-frames/sparse_sum_peak_finder.h"
 #include "process-frames/working_profile.h"
@@ -15,7 +18,6 @@
 namespace {
 
 using fixtures::failureOf;
-using fixtures::projectorOf;
 using fixtures::Random;
 using lumo::algorithm::DataFrame;
 using lumo::algorithm::FullProfileProjector;
@@ -25,6 +27,32 @@ using reference::WidthModel;
 using Detection = lumo::algorithm::PeakDetectionForDataFrames<DataFrame<int, int>, float, true>;
 using DetectionWithoutAreas = lumo::algorithm::PeakDetectionForDataFrames<DataFrame<int, int>, float, false>;
 using Widths = lumo::algorithm::variableWidth<unsigned long>;
+
+// Every occupied bin is added as two peaks, the last bin first, so that collected peaks have to be summed up.
+FullProfileProjector<int> projectorOf(const std::vector<int>& profile) {
+    DataFrame<int, int> frame;
+    for (std::size_t i = profile.size(); i-- > 0;) {
+        if (profile[i] != 0) {
+            const int part = profile[i] / 3;
+            frame.indices.insert(frame.indices.end(), {static_cast<int>(i), static_cast<int>(i)});
+            frame.intensities.insert(frame.intensities.end(), {part, profile[i] - part});
+        }
+    }
+    frame.numberOfScans = 1;
+    frame.scanOffsets = {0, frame.indices.size()};
+    FullProfileProjector<int> projector;
+    projector.setParameters(0, profile.size());
+    projector.add(frame);
+    return projector;
+}
+
+std::vector<reference::WidthSegment> segmentsOf(const Widths& widths) {
+    std::vector<reference::WidthSegment> segments;
+    for (std::size_t i = 0; i < widths.size(); ++i) {
+        segments.push_back({widths.startOf(i), widths.endOf(i), widths.widthOf(i)});
+    }
+    return segments;
+}
 
 struct Outcome {
     Peaks peaks;
@@ -79,10 +107,11 @@ Peaks detectInAllBins(const std::vector<int>& profile, const Widths& widths, flo
     return peaks;
 }
 
-// The form that does not, with the instructions of a level.
+// The form that does not, with the instructions of a level, in memory that has seen other profiles.
 Peaks detectInOccupiedBins(const FullProfileProjector<int>& projector, const Widths& widths, float threshold,
                            lumo::sys::SimdLevel level) {
-    lumo::algorithm::WorkingProfile working(level);
+    static std::map<lumo::sys::SimdLevel, lumo::algorithm::WorkingProfile> kept;
+    lumo::algorithm::WorkingProfile& working = kept.try_emplace(level, level).first->second;
     const lumo::algorithm::BinInterval all{0, projector.count()};
     Peaks peaks;
     {
@@ -169,6 +198,7 @@ TEST(PeakDetection, EqualsThePlainFormBitForBit) {
                 reference::maxima(profile, reference::smooth(profile, segments), segments, 0, threshold);
             Widths widths(model.tA, model.tDelay, model.tBase, model.D);
             widths.setWidths(profile.size());
+            ASSERT_EQ(segmentsOf(widths), segments);
             ASSERT_EQ(detectInAllBins(profile, widths, threshold), unpadded);
             for (const auto level : lumo::sys::supportedSimdLevels()) {
                 ASSERT_EQ(detectInOccupiedBins(projectorOf(profile), widths, threshold, level), unpadded)
@@ -205,6 +235,10 @@ TEST(PeakDetection, EdgesEqualThePlainForm) {
         // The last rise after the first bin lies among the surroundings of the second.
         {"in neighbouring stretches", 10'000, {{1600, -5}, {1680, -5}}, 1, {-5e8, 0, 1, 5e6}, -1.0F},
         {"no usable width", 10'000, {{100, 5}}, 0, {-1e9, 0, 1, 1}},
+        {"not a number", 10'000, {{100, 5}}, 0, {NAN, 0, 1, 1}},
+        {"infinite", 10'000, {{100, 5}}, 0, {0, 0, 0, 15000}},
+        {"as far as can be", 10'000, {{100, 5}}, 1, {1e300, 0, 1, 15000}},
+        {"falling", 10'000, {{10, 5}}, 1, {50, 0, 1, -1}},
         {"widths end before the profile", 10'000, {{100, 5}, {9000, 5}}, 1, {500, 0, 1, 0}},
         {"wide windows are padded far", 593, {{0, 5}, {300, 9}, {592, 5}}, 3, {-196.0 * 6000, 0, 1, 3000}},
     };
@@ -217,6 +251,17 @@ TEST(PeakDetection, EdgesEqualThePlainForm) {
         EXPECT_EQ(detect(profile, c.model, c.threshold), expected) << c.name;
         EXPECT_EQ(expected.peaks.positions.size(), c.peaks) << c.name;
     }
+}
+
+TEST(VariableWidth, IsComputedAgainOnlyForProfilesBeyondWhatItCovers) {
+    Widths widths;
+    widths.setWidths(100, 0, 0, 1, 1000);
+    const auto first = segmentsOf(widths);
+    widths.setWidths(5100, 0, 0, 1, 5);
+    EXPECT_EQ(segmentsOf(widths), first);
+    widths.setWidths(5101);
+    EXPECT_EQ(segmentsOf(widths).size(), 4U);
+    EXPECT_EQ(widths.coveredLength(), 10101U);
 }
 
 }  // namespace

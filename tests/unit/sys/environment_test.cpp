@@ -1,28 +1,11 @@
-#include "sys/environment.h"
-
 #include <cstdlib>
 
 #include <gtest/gtest.h>
 
 #include "sys/cpu.h"
 #include "sys/iso8601.h"
-#include "sys/well_known_directories.h"
 
 namespace {
-
-using std::filesystem::path;
-
-TEST(Environment, UserConfigurationDirectoryFollowsTheBaseDirectoryRules) {
-    const std::tuple<const char*, const char*, std::optional<path>> cases[] = {
-        {"/x/conf", "/h", "/x/conf"}, {"", "/h", "/h/.config"}, {"relative", "/h", "/h/.config"},
-        {"", "h", std::nullopt},      {"/x", "", "/x"},
-    };
-    for (const auto& [xdg, home, expected] : cases) {
-        setenv("XDG_CONFIG_HOME", xdg, 1);
-        setenv("HOME", home, 1);
-        EXPECT_EQ(lumo::sys::userConfigurationDirectory(), expected);
-    }
-}
 
 TEST(Cpu, LessIsGivenForTheAskingButNeverMore) {
     using enum lumo::sys::SimdLevel;

@@ -106,16 +106,6 @@ TEST_F(ZorelReader, LineSpectraHoldAreasAndTheWidthsFollowTheSlope) {
     }
 }
 
-TEST_F(ZorelReader, LineCallbackTakesPrecedenceAndOneIsNeeded) {
-    ZorelMsmsSpectraReader reader(analysis, kSlope);
-    EXPECT_EQ(failureOf([&] { reader.extractPrecursorSpectra({}, {}); }),
-              "Missing callback for extract precursor");
-    int lines = 0;
-    reader.extractPrecursorSpectra([&](auto&&...) { ++lines; }, [](auto&&...) { FAIL(); });
-    EXPECT_EQ(lines, 2);
-    EXPECT_EQ(failureOf([&] { reader.extractPrecursorSpectra({}, {}); }), "none") << "nothing is left";
-}
-
 TEST_F(ZorelReader, AfterAFailureTheOthersStartAnew) {
     ZorelMsmsSpectraReader reader(analysis, kSlope);
     const auto failAt = [&](std::int64_t failing) {
