@@ -61,6 +61,7 @@ struct Cursor {
     std::size_t produced() const { return static_cast<std::size_t>(out - begin); }
     std::size_t room() const { return static_cast<std::size_t>(outEnd - out); }
     bool hasRoom() const { return room() >= lzfRoom(inputLeft()); }
+    bool isSound() const { return in >= inEnd || hasRoom(); }
 };
 
 // The part of a cursor that changes, in registers.
@@ -88,8 +89,8 @@ struct Position {
     const auto literals = reinterpret_cast<std::uintptr_t>(at.in) + 1;
     const std::uintptr_t source = lastProduced + (ifLiterals & (literals - lastProduced)) - offset;
     std::array<std::byte, kCopy> copy;
-    std::memcpy(copy.data(), reinterpret_cast<const void*>(source),
-                kCopy);  // NOLINT(performance-no-int-to-ptr)
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    std::memcpy(copy.data(), reinterpret_cast<const void*>(source), kCopy);
     std::memcpy(at.out, copy.data(), kCopy);
     at.in += 2 + (first & ifLiterals);
     at.out += token.length;
@@ -99,6 +100,7 @@ struct Position {
 // Any token, in the plain form. False when it does not end within the input or the output, or would leave too
 // little room.
 bool decodeAnyToken(Cursor& at) {
+    LUMO_ASSERT(at.in < at.inEnd);
     const auto first = std::to_integer<std::uint32_t>(at.in[0]);
     if (first < kFirstMatch) {
         const std::size_t length = first + 1;
@@ -128,6 +130,7 @@ bool decodeAnyToken(Cursor& at) {
 }
 
 void decodeOrdinaryTokens(Cursor& cursor) {
+    LUMO_ASSERT(cursor.isSound());
     Position at{cursor.in, cursor.out};
     while (decodeOrdinaryToken(at, cursor.inEnd, cursor.begin)) {
     }
@@ -137,6 +140,7 @@ void decodeOrdinaryTokens(Cursor& cursor) {
 
 // Returns the one that cannot go on.
 Cursor& decodeOrdinaryTokens(Cursor& one, Cursor& other) {
+    LUMO_ASSERT(one.isSound() && other.isSound());
     // Copies: the compiler cannot know that no byte of the output is one of theirs.
     const Cursor first = one;
     const Cursor second = other;
