@@ -8,6 +8,7 @@ from typing import Any, Dict, List, Optional, Tuple
 import numpy as np
 
 from ..._base import nan_without_calibration
+from ..._errors import KovaError
 from ..._opening import AnyAnalysis
 from .reading import Reading, evenly
 
@@ -88,9 +89,12 @@ def _state(reading: Reading, acquired: AnyAnalysis, row: Dict[str, Any]) -> Stat
     middle = table[len(table) // 2]
     bins = np.linspace(0, max(int(reading.analysis._run.info().num_bins) - 1, 1), _POINTS)
     chosen = table[evenly(len(table), _FRAMES)]
-    with type(acquired)._opened_later(str(acquired.path), False, f"uuid:{key}") as changed:
-        mz, ppm = _difference(acquired, changed, int(middle["id"]), bins)
-        drift = [_difference(acquired, changed, int(frame), bins[[len(bins) // 2]]) for frame in chosen["id"]]
+    try:
+        with type(acquired)._opened_later(str(acquired.path), False, f"uuid:{key}") as changed:
+            mz, ppm = _difference(acquired, changed, int(middle["id"]), bins)
+            drift = [_difference(acquired, changed, int(frame), bins[[len(bins) // 2]]) for frame in chosen["id"]]
+    except KovaError:  # one that is incomplete or broken; the run can be read without it
+        return State(*about, None, nothing, nothing, float("nan"), nothing, nothing)
     return State(*about, int(middle["id"]), mz, ppm, float(drift[0][0][0]), chosen["time"],
                  np.array([ppm[0] for _, ppm in drift]))
 

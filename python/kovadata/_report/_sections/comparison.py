@@ -85,7 +85,7 @@ def _strengths(runs: Sequence[Run]) -> str:
     strong, weak = max(totals, key=lambda name: totals[name]), min(totals, key=lambda name: totals[name])
     if totals[weak] <= 0 or strong == weak:
         return f"The strongest signal is that of {strong}, {short_count(totals[strong])} counts in all survey frames."
-    return (f"{strong} has the strongest signal, {totals[strong] / totals[weak]:.3g} times that of {weak}, the weakest, "
+    return (f"{strong} has the strongest signal, {short_count(totals[strong] / totals[weak])} times that of {weak}, the weakest, "
             "over all survey frames.")
 
 

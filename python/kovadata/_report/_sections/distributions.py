@@ -20,7 +20,7 @@ def distributions(run: Run, _: Detail, prefix: str) -> Section:
     blocks: List[Block] = []
     for over, title, label, unit, digits in _KINDS:
         parts = [one for one in found.histograms if one.over == over]
-        if not parts:
+        if not parts or (over == "peaks" and len(run.chromatogram.frame) == 1):
             continue
         unit = "frames" if over == "peaks" and run.measured.has_mobility else "spectra" if over == "peaks" else unit
         made = steps(f"{prefix}histogram-{over}", [Steps(one.of, one.edges, one.counts) for one in parts], x_label=label,
