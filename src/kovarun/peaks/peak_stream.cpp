@@ -47,6 +47,8 @@ std::unique_ptr<arrow::BatchSource> makePeakStream(std::shared_ptr<Run> run, Que
     const std::uint64_t perGroup =
         std::min<std::uint64_t>(kPeaksPerGroup, static_cast<std::uint64_t>(control.batchSize));
     std::vector<FrameGroup> groups = groupFrames(query.frames, perGroup);
+    query.wanted = query.wanted | Calibrations{.masses = (columns & KVR_COLUMN_MZ) != 0,
+                                               .mobilities = (columns & KVR_COLUMN_ONE_OVER_K0) != 0};
     auto work = std::make_shared<const FrameWork>(
         FrameWork{std::move(run), std::move(query), control, std::move(groups)});
     return makeGroupStream(

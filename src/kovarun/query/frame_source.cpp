@@ -55,12 +55,30 @@ std::vector<double> mobilitiesBy(const io::kova::KvdReader::MobTrafoPtr& calibra
 }  // namespace
 
 FrameSource::FrameSource(Run& run, const Query& preparedQuery)
-    : reader(run.borrow()), query(preparedQuery), scans(reader->frames().scans()) {}
+    : reader(run.borrow()),
+      last(reader->kept<Conversions>()),
+      query(preparedQuery),
+      scans(reader->frames().scans()) {}
 
+// Frames that fail, and all after them, are looked up by themselves when their time has come.
 void FrameSource::announce(std::span<const FrameEntry> next) {
-    announced = next;
-    massesAhead.forget();
-    mobilitiesAhead.forget();
+    try {
+        reader->analysis().getSQLiteDb()->inTransaction([&] {
+            massesAhead.clear();
+            mobilitiesAhead.clear();
+            for (const FrameEntry& frame : next) {
+                reader->analysis().getFrameInfo(frame.id);
+                if (query.wanted.masses) {
+                    massesAhead.add(frame.id, massCalibrationOf(*reader, frame.id));
+                }
+                if (query.wanted.mobilities) {
+                    mobilitiesAhead.add(frame.id, mobilityCalibrationOf(*reader, frame.id));
+                }
+            }
+        });
+    } catch (const std::exception&) {
+        return;
+    }
 }
 
 // Scans before indices: where the query leaves no scan, the mass calibration is not looked up, and a frame
@@ -100,7 +118,7 @@ const MassAxis* FrameSource::massAxis() {
         });
         isMassLookedUp = true;
     }
-    return hasMass ? &*axis : nullptr;
+    return hasMass ? &*last.axis : nullptr;
 }
 
 std::span<const double> FrameSource::oneOverK0() {
@@ -123,7 +141,7 @@ std::uint64_t FrameSource::requireMassAxis() {
     if (!hasMass) {
         LUMO_THROW(std::runtime_error("No m/z trafo available."));
     }
-    return version;
+    return last.version;
 }
 
 std::span<const double> FrameSource::requireOneOverK0() {
@@ -141,13 +159,12 @@ std::span<const double> FrameSource::requireOneOverK0() {
 // numbers, and the same row is compensated for other temperatures in another frame.
 void FrameSource::lookUpMass() {
     auto calibration =
-        massesAhead.take(frameId, announced, *reader->analysis().getSQLiteDb(),
-                         [this](std::int64_t frame) { return massCalibrationOf(*reader, frame); });
+        massesAhead.take(frameId, [this](std::int64_t frame) { return massCalibrationOf(*reader, frame); });
     hasMass = calibration != nullptr;
-    if (hasMass && !(axis && axis->transformator().Equals(calibration))) {
+    if (hasMass && !(last.axis && last.axis->transformator().Equals(calibration))) {
         const sys::WorkStopwatch stopwatch(&sys::WorkCounters::conversion);
-        axis.emplace(std::move(calibration), binCount());
-        ++version;
+        last.axis.emplace(std::move(calibration), binCount());
+        ++last.version;
         isQueriedKnown = false;
     }
 }
@@ -155,23 +172,22 @@ void FrameSource::lookUpMass() {
 // A longer frame has all of its scans converted again; a shorter one uses the beginning of what is there.
 void FrameSource::lookUpMobility() {
     hasMobility = false;
-    auto calibration =
-        mobilitiesAhead.take(frameId, announced, *reader->analysis().getSQLiteDb(),
-                             [this](std::int64_t frame) { return mobilityCalibrationOf(*reader, frame); });
+    auto calibration = mobilitiesAhead.take(
+        frameId, [this](std::int64_t frame) { return mobilityCalibrationOf(*reader, frame); });
     if (calibration == nullptr) {
         return;
     }
-    if (mobility == nullptr || mobilities.size() < scanCount ||
-        !onArrays(mobility).convertsAs(*calibration)) {
+    if (last.mobility == nullptr || last.mobilities.size() < scanCount ||
+        !onArrays(last.mobility).convertsAs(*calibration)) {
         const sys::WorkStopwatch stopwatch(&sys::WorkCounters::conversion);
-        mobilities = mobilitiesBy(calibration, scanCount);
-        mobility = std::move(calibration);
+        last.mobilities = mobilitiesBy(calibration, scanCount);
+        last.mobility = std::move(calibration);
     }
     hasMobility = true;
 }
 
 std::span<const double> FrameSource::ofCurrentFrame() const {
-    return hasMobility ? std::span(mobilities).first(scanCount) : std::span<const double>();
+    return hasMobility ? std::span(last.mobilities).first(scanCount) : std::span<const double>();
 }
 
 std::vector<double> FrameSource::oneOverK0Of(std::int64_t frame, std::uint32_t count) {
@@ -192,7 +208,9 @@ std::shared_ptr<const MassAxis> FrameSource::massAxisOf(std::int64_t frame) {
 // Whether 1/K0 rises or falls with the scan is the calibration's business, so every scan is asked.
 void FrameSource::chooseScans() {
     requireOneOverK0();
-    const auto isInside = [this](std::uint32_t scan) { return query.oneOverK0->contains(mobilities[scan]); };
+    const auto isInside = [this](std::uint32_t scan) {
+        return query.oneOverK0->contains(last.mobilities[scan]);
+    };
     while (box.scanBegin < box.scanEnd && !isInside(box.scanBegin)) {
         ++box.scanBegin;
     }
@@ -214,7 +232,7 @@ void FrameSource::chooseScans() {
 void FrameSource::chooseIndices() {
     requireMassAxis();
     if (!isQueriedKnown) {
-        queried = axis->indicesOf(*query.mz);
+        queried = last.axis->indicesOf(*query.mz);
         isQueriedKnown = true;
     }
     box.areAllIndices = false;

@@ -41,26 +41,18 @@ struct FrameBox {
     }
 };
 
-// Calibrations that were looked up together: each query by itself takes and releases the database's lock,
-// which for small frames costs more than reading them. Every calibration is given out once; a second request
-// for it is a query of its own.
+// Calibrations that were looked up ahead, by frame. Every one is given out once; a second request for it is a
+// query of its own.
 template <class Calibration>
 class LookedUp {
 public:
-    void forget() {
-        found.clear();
-        isTried = false;
-    }
+    void clear() { found.clear(); }
+    void add(std::int64_t frame, Calibration calibration) { found[frame] = std::move(calibration); }
 
     // The calibration of a frame. `lookUp` is called with the id of a frame and raises what is wrong with its
     // calibration.
     template <class LookUp>
-    Calibration take(std::int64_t frame, std::span<const FrameEntry> announced, CppSQLite3DB& db,
-                     const LookUp& lookUp) {
-        if (!isTried) {
-            isTried = true;
-            tryAll(announced, db, lookUp);
-        }
+    Calibration take(std::int64_t frame, const LookUp& lookUp) {
         const auto entry = found.find(frame);
         if (entry == found.end()) {
             return lookUp(frame);
@@ -71,24 +63,15 @@ public:
     }
 
 private:
-    // What is wrong with a frame is raised when it is that frame's turn, so a failure here only ends the
-    // looking ahead; what was found before it stays.
-    template <class LookUp>
-    void tryAll(std::span<const FrameEntry> announced, CppSQLite3DB& db, const LookUp& lookUp) {
-        try {
-            db.inTransaction([&] {
-                found.clear();
-                for (const FrameEntry& frame : announced) {
-                    found[frame.id] = lookUp(frame.id);
-                }
-            });
-        } catch (const std::exception&) {
-            return;
-        }
-    }
-
     std::unordered_map<std::int64_t, Calibration> found;
-    bool isTried = false;
+};
+
+// How the last frames converted. Kept from one query to the next, most of which meet the same calibrations.
+struct Conversions final : KeptWithReader {
+    std::optional<MassAxis> axis;               // of the last frame that had one
+    std::uint64_t version = 0;                  // of the axis
+    io::kova::KvdReader::MobTrafoPtr mobility;  // of the last frame that had one
+    std::vector<double> mobilities;             // by that, of at least as many scans as that frame has
 };
 
 // Reads the frames of a query one after the other, for one thread, with a reader of its own. Calibrations are
@@ -101,8 +84,9 @@ public:
     // The query must outlive it.
     FrameSource(Run& run, const Query& query);
 
-    // Announces the frames that will be opened next; they must live until the last of them was read. Their
-    // calibrations are looked up together when the first is needed.
+    // Announces the frames that will be opened next. What the query wants to know of them is looked up together:
+    // each query by itself takes and releases the database's lock, which for small frames costs more than
+    // reading them.
     void announce(std::span<const FrameEntry> next);
 
     // Makes a frame the current one and finds its box. Raises what is wrong with the frame and, where the
@@ -120,7 +104,7 @@ public:
     // The same, but raises where there is none that works. The number returned changes whenever frames begin
     // to convert differently, so results that depend on the mass axis can be kept while it stays the same.
     std::uint64_t requireMassAxis();
-    std::uint64_t massVersion() const { return version; }
+    std::uint64_t massVersion() const { return last.version; }
 
     // 1/K0 of the scans of the current frame, from the first; empty if it has no mobility calibration that
     // works.
@@ -145,27 +129,23 @@ private:
     std::span<const double> ofCurrentFrame() const;
 
     Run::Lease reader;
+    Conversions& last;
     const Query& query;
     io::kova::ScanReader& scans;
     std::int64_t frameId = 0;
     std::uint32_t scanCount = 0;
     FrameBox box;
 
-    std::span<const FrameEntry> announced;
     LookedUp<io::kova::AnalysisReader::MzTrafoPtr> massesAhead;
     LookedUp<io::kova::KvdReader::MobTrafoPtr> mobilitiesAhead;
 
     bool isMassLookedUp = false;
     bool hasMass = false;
-    std::optional<MassAxis> axis;     // of the last frame that had one
-    std::uint64_t version = 0;        // of the axis
     std::vector<IndexRange> queried;  // what the query's range of m/z is on that axis
     bool isQueriedKnown = false;
 
     bool isMobilityLookedUp = false;
     bool hasMobility = false;
-    io::kova::KvdReader::MobTrafoPtr mobility;  // of the last frame that had one
-    std::vector<double> mobilities;             // by that, of at least as many scans as the current frame has
 };
 
 }  // namespace lumo::run

@@ -56,6 +56,7 @@ Query prepareQuery(Run& run, const kvr_query* query) {
     if (given.ms_level > 2) {
         LUMO_THROW(std::invalid_argument("There is no MS level " + std::to_string(given.ms_level) + "."));
     }
+    prepared.wanted = {.masses = prepared.mz.has_value(), .mobilities = prepared.oneOverK0.has_value()};
     prepared.intensities = checkedIntensities(given.intensities, run.options().intensities);
     prepared.frames = listedOrAll(run, given);
     // A frame whose level or time the metadata do not state is in no selection by it: the level is 0 here,

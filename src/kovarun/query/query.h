@@ -25,6 +25,16 @@ struct Range {
 // Raises std::invalid_argument unless it is a range; `what` says of what, for the text.
 Range checkedRange(const kvr_range& range, const char* what);
 
+// Calibrations that frames are converted by.
+struct Calibrations {
+    bool masses = false;
+    bool mobilities = false;
+
+    Calibrations operator|(const Calibrations& other) const {
+        return {.masses = masses || other.masses, .mobilities = mobilities || other.mobilities};
+    }
+};
+
 // A query as a stream works on it: the frames are chosen, while the box of m/z, 1/K0 and scans is applied
 // frame by frame, since what it means in indices depends on the frame's calibration.
 struct Query {
@@ -34,6 +44,7 @@ struct Query {
     std::uint32_t scanBegin = 0;
     std::uint32_t scanEnd = UINT32_MAX;  // scan after the last; beyond what a frame has is no failure
     Intensities intensities = Intensities::Normalized;
+    Calibrations wanted;  // of every frame: by the ranges above, and by what is made of the peaks
 };
 
 // Checks a query and chooses its frames. Raises std::invalid_argument for one that makes no sense.

@@ -85,6 +85,7 @@ std::unique_ptr<arrow::BatchSource> makeChromatograms(std::shared_ptr<Run> run, 
     }
     const std::size_t mostFrames =
         std::max<std::uint64_t>(1, control.limits.memoryBudget / 16 / bytesPerFrame);
+    query.wanted = query.wanted | neededFor(targets);
     std::vector<FrameGroup> groups = groupFrames(query.frames, kPeaksPerGroup, mostFrames);
     auto work = std::make_shared<const FrameWork>(
         FrameWork{std::move(run), std::move(query), control, std::move(groups)});

@@ -106,6 +106,7 @@ std::unique_ptr<arrow::BatchSource> makeMobilograms(std::shared_ptr<Run> run, Qu
                                                     std::vector<Target> targets, Reduce reduce,
                                                     const Control& control) {
     const std::uint64_t bytes = mostScans(query.frames) * bytesPerScan(targets.size());
+    query.wanted = query.wanted | neededFor(targets);
     std::vector<FrameGroup> groups = groupFrames(query.frames, kPeaksPerGroup);
     auto work = std::make_shared<const FrameWork>(
         FrameWork{std::move(run), std::move(query), control, std::move(groups)});

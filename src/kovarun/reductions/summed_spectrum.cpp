@@ -154,6 +154,7 @@ private:
 // The reference is looked up before threads start, so all of them refer to the same mass axis.
 std::unique_ptr<arrow::BatchSource> makeSummedSpectrum(std::shared_ptr<Run> run, Query query,
                                                        const Control& control) {
+    query.wanted.masses = true;
     std::vector<FrameGroup> groups = groupFrames(query.frames, kPeaksPerGroup);
     auto work = std::make_shared<const FrameWork>(
         FrameWork{std::move(run), std::move(query), control, std::move(groups)});

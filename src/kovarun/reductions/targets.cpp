@@ -57,15 +57,18 @@ std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t coun
 
 // Calibrations are asked for only if a target has a range that needs them, so targets without ranges work
 // where a frame has none.
+Calibrations neededFor(std::span<const Target> targets) {
+    return {.masses = std::any_of(targets.begin(), targets.end(),
+                                  [](const Target& target) { return !target.mz.isWhole(); }),
+            .mobilities = std::any_of(targets.begin(), targets.end(),
+                                      [](const Target& target) { return !target.oneOverK0.isWhole(); })};
+}
+
 std::span<const TargetBox> TargetBoxes::find(FrameSource& source, const FrameBox& frameBox) {
-    const bool hasMassRanges =
-        std::any_of(targets.begin(), targets.end(), [](const Target& t) { return !t.mz.isWhole(); });
-    const bool hasMobilityRanges =
-        std::any_of(targets.begin(), targets.end(), [](const Target& t) { return !t.oneOverK0.isWhole(); });
-    const std::uint64_t version = hasMassRanges ? source.requireMassAxis() : source.massVersion();
+    const std::uint64_t version = needed.masses ? source.requireMassAxis() : source.massVersion();
     changed =
         isFirst || version != massVersion || scanBegin != frameBox.scanBegin || scanEnd != frameBox.scanEnd;
-    if (hasMobilityRanges) {
+    if (needed.mobilities) {
         const std::span<const double> now = source.requireOneOverK0();
         if (!std::equal(now.begin(), now.end(), mobilities.begin(), mobilities.end())) {
             mobilities.assign(now.begin(), now.end());

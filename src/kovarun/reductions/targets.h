@@ -21,6 +21,9 @@ struct Target {
 std::vector<Target> checkedTargets(const kvr_target* targets, std::uint64_t count,
                                    std::uint64_t memoryBudget);
 
+// What finding targets in a frame takes.
+Calibrations neededFor(std::span<const Target> targets);
+
 // A part of a target in one frame: indices [indices.begin, indices.end) in scans [scanBegin, scanEnd). A
 // target has one, or none if nothing of the frame is inside; it has more only where a calibration goes up and
 // down.
@@ -35,7 +38,7 @@ struct TargetBox {
 // differently. Used by one thread; the targets must outlive it.
 class TargetBoxes {
 public:
-    explicit TargetBoxes(std::span<const Target> wanted) : targets(wanted) {}
+    explicit TargetBoxes(std::span<const Target> wanted) : targets(wanted), needed(neededFor(wanted)) {}
 
     // The boxes in the current frame of the source, none of them empty; valid until the next call. Raises
     // what is wrong with a calibration that they need.
@@ -58,6 +61,7 @@ private:
     void combine();
 
     std::span<const Target> targets;
+    Calibrations needed;
     std::vector<std::vector<IndexRange>> indices;  // of each target
     std::vector<std::vector<ScanRun>> scans;
     std::vector<TargetBox> boxes;

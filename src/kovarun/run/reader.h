@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "kova-data-reader/database/analysis_format.h"
 #include "kova-data-reader/kvd_reader.h"
@@ -17,6 +18,11 @@ using io::kova::AnalysisFormat;
 // and is also the answer where neither is, so that opening it raises the usual error.
 AnalysisFormat formatOf(const std::filesystem::path& directory);
 
+// What the user of a reader leaves with it for the next one, which then need not make it again.
+struct KeptWithReader {
+    virtual ~KeptWithReader() = default;
+};
+
 // An open analysis for one thread at a time: connection, blob file and caches of its own. Opening one takes
 // some milliseconds, which is why Run lends them.
 class Reader {
@@ -30,7 +36,20 @@ public:
     io::kova::KvdReader& frames() const;
     io::kova::KvsReader& spectra() const;
 
+    // What was kept, made now if there is nothing of that type.
+    template <class Kept>
+    Kept& kept() {
+        auto* found = dynamic_cast<Kept*>(left.get());
+        if (found == nullptr) {
+            auto made = std::make_unique<Kept>();
+            found = made.get();
+            left = std::move(made);
+        }
+        return *found;
+    }
+
 private:
+    std::unique_ptr<KeptWithReader> left;
     std::unique_ptr<io::kova::AnalysisReader> opened;
 };
 
