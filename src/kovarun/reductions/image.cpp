@@ -114,9 +114,9 @@ struct Grid {
 // One thread's image. Images of several threads are merged cell by cell; values are integers, so the order
 // does not matter.
 //
-// The places of a batch's peaks are found first, then their intensities are added, so that neither loop waits
-// for the other: an image is larger than the processor's innermost cache. What is in no cell is added at a
-// place after the last, which costs less than asking about each peak.
+// The places of a batch's peaks are found and fetched first, then their intensities are added, so that neither
+// loop waits for the other: an image is larger than the processor's innermost caches. What is in no cell is
+// added at a place after the last, which costs less than asking about each peak.
 template <Reduce kind>
 class ImageSum final : public Accumulator {
 public:
@@ -187,11 +187,13 @@ private:
             places.resize(batch.peaks);
         }
         const IndexCells& massSteps = masses.table();
+        const std::uint64_t* const cells = values();
         std::size_t peak = 0;
         for (std::size_t i = 0; i < batch.counts.size(); ++i) {
             const std::uint32_t ofScan = base + (scanSteps.empty() ? 0 : scanSteps[batch.scanBegin + i]);
             for (const std::size_t end = peak + batch.counts[i]; peak < end; ++peak) {
                 places[peak] = std::min(ofScan + massSteps[batch.indices[peak]], outside);
+                __builtin_prefetch(cells + places[peak], 1);
             }
         }
     }
@@ -233,6 +235,9 @@ std::unique_ptr<arrow::BatchSource> makeImage(std::shared_ptr<Run> run, Query qu
         LUMO_THROW(std::invalid_argument("An image cannot have more than 2^30 cells."));
     }
     std::vector<FrameGroup> groups = groupFrames(query.frames, kPeaksPerGroup);
+    const auto has = [&](GridAxis::Kind kind) { return x.kind == kind || y.kind == kind; };
+    query.wanted = query.wanted | Calibrations{.masses = has(GridAxis::Kind::Mass),
+                                               .mobilities = has(GridAxis::Kind::OneOverK0)};
     auto work = std::make_shared<const FrameWork>(
         FrameWork{std::move(run), std::move(query), control, std::move(groups)});
     const std::string list = "+w:" + std::to_string(x.cells());

@@ -32,8 +32,9 @@ void IndexCells::build(std::span<const IndexRange> ranges, std::span<const std::
         if (part + 1 < parts.size() && parts[part + 1].begin >> shift == block) {
             ++part;
         }
-        blocks.push_back({parts[part].begin, before, parts[part].cell - before});
+        blocks.push_back({parts[part].begin, before});
     }
+    blocks.push_back({bins, parts[part].cell});
 }
 
 void IndexCells::findParts(std::span<const IndexRange> ranges, std::span<const std::uint32_t> cells,

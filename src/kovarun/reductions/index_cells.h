@@ -21,10 +21,9 @@ public:
 
     // For indices below `bins`, which those of decoded peaks always are.
     std::uint32_t operator[](std::uint32_t index) const {
-        LUMO_ASSERT(index >> shift < blocks.size());
-        const Block& block = blocks[index >> shift];
-        const std::uint32_t isAfter = index >= block.boundary ? 1 : 0;
-        return block.before + (block.step & (0 - isAfter));  // a branch could not be foreseen
+        LUMO_ASSERT((index >> shift) + 1 < blocks.size());
+        const Block* const block = &blocks[index >> shift];
+        return block[index >= block->boundary ? 1 : 0].before;  // a branch could not be foreseen
     }
 
 private:
@@ -33,10 +32,10 @@ private:
         std::uint32_t begin;
         std::uint32_t cell;
     };
-    struct alignas(16) Block {
+    // From the boundary on there is the cell with which the next block begins.
+    struct Block {
         std::uint32_t boundary;
         std::uint32_t before;
-        std::uint32_t step;  // to the cell from the boundary on, modulo 2^32
     };
 
     void findParts(std::span<const IndexRange> ranges, std::span<const std::uint32_t> cells,
@@ -45,8 +44,8 @@ private:
 
     std::vector<std::uint32_t> order;  // of ranges
     std::vector<Part> parts;           // the first begins at 0
-    std::vector<Block> blocks;
-    unsigned shift = 0;  // of an index, to the number of its block
+    std::vector<Block> blocks;         // and one more
+    unsigned shift = 0;                // of an index, to the number of its block
 };
 
 }  // namespace lumo::run
