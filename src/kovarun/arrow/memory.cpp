@@ -19,7 +19,7 @@ namespace {
 
 // Smaller blocks are what the allocator of the process is good at.
 constexpr std::size_t kLarge = std::size_t{1} << 18;
-constexpr std::size_t kMostIdle = std::size_t{32} << 20;
+constexpr std::size_t kMostIdle = std::size_t{48} << 20;
 
 // Sizes of blocks have three significant bits: frames differ a little in their number of peaks, and the block
 // of one should serve for the next.
