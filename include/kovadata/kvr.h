@@ -218,6 +218,18 @@ enum kvr_table_kind {
  */
 KOVADATA_API uint32_t kvr_table(kvr_run* run, uint32_t table, struct ArrowArrayStream* stream);
 
+/**
+ * Reads rows of the table of precursors, which costs nothing for the others.
+ *
+ * @param run             the run
+ * @param precursors      "Id" of precursors, in any order
+ * @param num_precursors  how many they are
+ * @param stream          receives those that exist, as ::KVR_TABLE_PRECURSORS describes them
+ * @return 1, 0 on failure
+ */
+KOVADATA_API uint32_t kvr_precursors(kvr_run* run, const int64_t* precursors, uint64_t num_precursors,
+                                     struct ArrowArrayStream* stream);
+
 /** @} */
 
 /** @defgroup kvr_queries Selecting

@@ -266,6 +266,11 @@ public:
     [[nodiscard]] Stream table(kvr_table_kind kind) const {
         return make([&](ArrowArrayStream* out) { return kvr_table(get(), kind, out); });
     }
+    /** See kvr_precursors(). */
+    [[nodiscard]] Stream precursors(std::span<const std::int64_t> ids) const {
+        return make(
+            [&](ArrowArrayStream* out) { return kvr_precursors(get(), ids.data(), ids.size(), out); });
+    }
     /** See kvr_peaks(). */
     [[nodiscard]] Stream peaks(const Query& query = {}, std::uint32_t columns = 0,
                                const Control& control = {}) const {

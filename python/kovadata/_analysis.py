@@ -22,7 +22,7 @@ from ._read_ahead import read_ahead
 from ._reductions import Chromatograms, Image, Mobilograms, Reducer, SummedSpectrum
 from ._stream import Stream
 from ._table import convert
-from ._tables import FRAME_COLUMNS, PRECURSOR_COLUMNS, KnownRows, read_precursors
+from ._tables import FRAME_COLUMNS, PRECURSOR_COLUMNS, read_precursors
 
 _PEAK_COLUMNS = {"frame": 1, "time": 2, "ms_level": 4, "scan": 8, "tof_index": 16, "intensity": 32, "mz": 64,
                  "one_over_k0": 128}
@@ -65,7 +65,6 @@ class Analysis(MobilityAnalysis):
 
     def _prepare(self, path: Union[str, os.PathLike[str]], recalibrated: bool, calibration: Optional[str]) -> None:
         super()._prepare(path, recalibrated, calibration)
-        self._known_precursors = KnownRows(lambda: read_precursors(self._run))
 
     def frame_table(self, kind: str = "numpy", *, complete: bool = False) -> Any:
         """What the metadata say about the frames, in ascending order of their ids.
@@ -206,8 +205,7 @@ class Analysis(MobilityAnalysis):
         if precursors is not None and frame is not None:
             raise TypeError("precursors and frame exclude each other")
         wanted = None if precursors is None else np.unique(np.array(frame_numbers(precursors), np.int64))
-        return read_msms(self, self._known_precursors, wanted, None if frame is None else frame_number(frame), profile,
-                         threads, on_damage)
+        return read_msms(self, wanted, None if frame is None else frame_number(frame), profile, threads, on_damage)
 
     def chromatograms(self, mz_ranges: Ranges, *, mobility_ranges: Ranges = None, time_range: Range = None,
                       scan_range: ScanRange = None, ms_level: Level = "auto", frames: Frames = None, reduce: str = "sum",

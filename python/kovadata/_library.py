@@ -42,6 +42,7 @@ _PROTOTYPES = {
     "kvr_lend_handle": (c_uint64, [c_void_p]),
     "kvr_count_scans": (c_uint32, [c_void_p, c_int64, c_void_p]),
     "kvr_table": (c_uint32, [c_void_p, c_uint32, c_void_p]),
+    "kvr_precursors": (c_uint32, [c_void_p, c_void_p, c_uint64, c_void_p]),
     "kvr_peaks": (c_uint32, [c_void_p, c_void_p, c_uint32, c_void_p, c_void_p]),
     "kvr_chromatograms": (c_uint32, [c_void_p, c_void_p, c_void_p, c_uint64, c_uint32, c_void_p, c_void_p]),
     "kvr_mobilograms": (c_uint32, [c_void_p, c_void_p, c_void_p, c_uint64, c_uint32, c_void_p, c_void_p]),

@@ -17,7 +17,7 @@ from ._mobility import MobilityAnalysis
 from ._precursors import Precursor
 from ._queries import Watch, control
 from ._table import with_nulls
-from ._tables import KnownRows
+from ._tables import find_precursors
 
 _LINES, _PROFILES = 0, 1
 # Few, so that the first spectra come soon and profiles stay within memory.
@@ -128,7 +128,7 @@ def _package(name: str) -> Any:
         raise ImportError(f"this needs the package {package}, which is not installed: pip install {package}") from error
 
 
-def read_msms(analysis: MobilityAnalysis, known: KnownRows, wanted: Optional[np.ndarray], frame: Optional[int],
+def read_msms(analysis: MobilityAnalysis, wanted: Optional[np.ndarray], frame: Optional[int],
               profile: bool, threads: Optional[int], on_damage: str) -> Iterator[Union[MsmsSpectrum, MsmsProfile]]:
     """The spectra of some precursors, of those of a frame, or of all."""
     kind, watch = _PROFILES if profile else _LINES, Watch()
@@ -144,7 +144,7 @@ def read_msms(analysis: MobilityAnalysis, known: KnownRows, wanted: Optional[np.
                 break
             columns = found[1]
             precursors = columns["precursor"].values
-            described = map(Precursor.of_row, precursors.tolist(), known.find_all(precursors))
+            described = map(Precursor.of_row, precursors.tolist(), find_precursors(analysis._run, precursors))
             if profile:
                 for about, bins in zip(described, columns["intensity"]):
                     yield _profile(analysis, about, bins)

@@ -6,6 +6,8 @@ from typing import Any, Callable, Dict, List, Optional, Tuple
 
 import numpy as np
 
+from ._arrays import address
+from ._arrow_c import BatchStream
 from ._ccs import one_over_k0_to_ccs
 from ._run import Run
 from ._table import Column, structured
@@ -53,7 +55,17 @@ def read_frames(run: Run) -> np.ndarray:
 
 def read_precursors(run: Run) -> np.ndarray:
     """The same for precursors."""
-    table = structured(PRECURSOR_COLUMNS, [{**batch, "ccs": batch["one_over_k0"]} for batch in run.stream("table", _PRECURSORS)])
+    return _precursors_of(run.stream("table", _PRECURSORS))
+
+
+def find_precursors(run: Run, ids: np.ndarray) -> List[Optional[Tuple[Any, ...]]]:
+    """The rows of precursors with some ids as tuples, None for one that does not exist."""
+    rows = {row[0]: row for row in _precursors_of(run.stream("precursors", address(ids), len(ids))).tolist()} if len(ids) else {}
+    return list(map(rows.get, ids.tolist()))
+
+
+def _precursors_of(stream: BatchStream) -> np.ndarray:
+    table = structured(PRECURSOR_COLUMNS, [{**batch, "ccs": batch["one_over_k0"]} for batch in stream])
     area = one_over_k0_to_ccs(table["one_over_k0"], table["charge"], table["mz"])
     table["ccs"] = np.where(table["charge"] == 0, np.nan, area)
     return table
@@ -78,12 +90,6 @@ class KnownRows:
         places, are_known = self.places(np.array([row_id], np.int64))
         row: Optional[np.void] = self.table[places[0]] if are_known[0] else None
         return row
-
-    def find_all(self, ids: np.ndarray) -> List[Optional[Tuple[Any, ...]]]:
-        """The rows with some ids as tuples."""
-        places, are_known = self.places(ids)
-        rows = iter(self.table[places[are_known]].tolist())
-        return [next(rows) if is_known else None for is_known in are_known.tolist()]
 
     def places(self, ids: np.ndarray) -> Tuple[np.ndarray, np.ndarray]:
         """Where rows are in the table, and whether they are."""

@@ -72,6 +72,19 @@ run::Table expected(const run::OpenRun& opened, const std::vector<std::int64_t>&
     return table;
 }
 
+TEST(PrecursorRows, OfSomeAreThoseOfTheTable) {
+    const run::OpenRun opened(precursorRun(false));
+    const std::vector<std::int64_t> some = {11, 3, 99, 3, 20};
+    run::Table all = run::read(
+        [&](ArrowArrayStream* stream) { return kvr_table(opened.run, KVR_TABLE_PRECURSORS, stream); });
+    run::Table found = run::read([&](ArrowArrayStream* stream) {
+        return kvr_precursors(opened.run, some.data(), some.size(), stream);
+    });
+    for (auto& [name, rows] : all) {
+        EXPECT_EQ(found[name], (decltype(rows){rows[2], rows[10], rows[19]})) << name;
+    }
+}
+
 TEST(PrecursorSpectra, AreThoseOfSingleCallsInTheSameOrder) {
     const run::OpenRun opened(precursorRun(false));
     std::vector<std::int64_t> ids;

@@ -2,6 +2,8 @@
 
 #include <memory>
 #include <mutex>
+#include <span>
+#include <stdexcept>
 #include <variant>
 
 #include "diag/throw.h"
@@ -33,6 +35,14 @@ inline kvr_run& checked(kvr_run* handle) {
     }
     handle->run->requireOwnProcess();
     return *handle;
+}
+
+// Raises std::invalid_argument for a number of precursors without any.
+inline std::span<const std::int64_t> checkedPrecursors(const std::int64_t* precursors, std::uint64_t count) {
+    if (precursors == nullptr && count != 0) {
+        LUMO_THROW(std::invalid_argument("There is a number of precursors, and no precursors."));
+    }
+    return {precursors, static_cast<std::size_t>(count)};
 }
 
 // Runs the body of an exported function that returns 1, or 0 on failure, in which case the text is the

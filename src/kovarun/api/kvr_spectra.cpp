@@ -14,12 +14,10 @@ using namespace lumo::run;
 // caller's array need not outlive the call.
 lumo::io::algorithms::PrecursorFilter checkedFilter(const int64_t* precursors, uint64_t count,
                                                     const int64_t* parent) {
-    if (precursors == nullptr && count != 0) {
-        LUMO_THROW(std::invalid_argument("There is a number of precursors, and no precursors."));
-    }
+    const std::span<const std::int64_t> ids = checkedPrecursors(precursors, count);
     lumo::io::algorithms::PrecursorFilter filter;
     if (precursors != nullptr) {
-        filter.ids.emplace(precursors, precursors + count);
+        filter.ids.emplace(ids.begin(), ids.end());
     }
     if (parent != nullptr) {
         filter.parent = *parent;

@@ -43,15 +43,30 @@ Table readTableOfAnalysis(const Reader& reader, CppSQLite3DB& db, uint32_t kind)
     }
 }
 
-Table readTableOf(kvr_run& handle, uint32_t kind) {
-    const sys::CountedWork counted(handle.run->counters());
+// Runs `read(reader, db)` in one transaction.
+template <class Read>
+Table readInTransaction(Run& run, const Read& read) {
+    const sys::CountedWork counted(run.counters());
     const sys::WorkStopwatch stopwatch(&sys::WorkCounters::queries);
+    const auto reader = run.borrow();
+    CppSQLite3DB& db = *reader->analysis().getSQLiteDb();
+    return db.inTransaction([&] { return read(*reader, db); });
+}
+
+Table readTableOf(kvr_run& handle, uint32_t kind) {
     if (kind == KVR_TABLE_STATES) {
+        const sys::CountedWork counted(handle.run->counters());
+        const sys::WorkStopwatch stopwatch(&sys::WorkCounters::queries);
         return readStatesOf(handle);
     }
-    const auto reader = handle.run->borrow();
-    CppSQLite3DB& db = *reader->analysis().getSQLiteDb();
-    return db.inTransaction([&] { return readTableOfAnalysis(*reader, db, kind); });
+    return readInTransaction(*handle.run, [kind](const Reader& reader, CppSQLite3DB& db) {
+        return readTableOfAnalysis(reader, db, kind);
+    });
+}
+
+std::unique_ptr<arrow::BatchSource> sourceOf(Table table) {
+    return std::make_unique<arrow::TableSource>(std::move(table.fields), std::move(table.rows),
+                                                kRowsPerBatch);
 }
 
 }  // namespace
@@ -60,9 +75,16 @@ Table readTableOf(kvr_run& handle, uint32_t kind) {
 
 uint32_t kvr_table(kvr_run* run, uint32_t table, ArrowArrayStream* stream) {
     using namespace lumo::run;
+    return callForStream(stream, [&] { return sourceOf(readTableOf(checked(run), table)); });
+}
+
+uint32_t kvr_precursors(kvr_run* run, const int64_t* precursors, uint64_t num_precursors,
+                        ArrowArrayStream* stream) {
+    using namespace lumo::run;
     return callForStream(stream, [&] {
-        Table read = readTableOf(checked(run), table);
-        return std::make_unique<arrow::TableSource>(std::move(read.fields), std::move(read.rows),
-                                                    kRowsPerBatch);
+        const std::span<const std::int64_t> ids = checkedPrecursors(precursors, num_precursors);
+        return sourceOf(readInTransaction(*checked(run).run, [ids](const Reader& reader, CppSQLite3DB&) {
+            return readPrecursors(reader, ids);
+        }));
     });
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "kovarun/run/reader.h"
@@ -13,7 +15,8 @@ namespace lumo::run {
 
 Table readGlobalMetadata(CppSQLite3DB& db);
 Table readFrames(CppSQLite3DB& db);
-Table readPrecursors(const Reader& reader);
+// All precursors, or those with the given ids.
+Table readPrecursors(const Reader& reader, std::optional<std::span<const std::int64_t>> ids = std::nullopt);
 Table readIsolations(CppSQLite3DB& db);
 
 // States of a re-calibration file; `inUse` is the key of the one that converts.

@@ -112,19 +112,32 @@ void replaceCalibrations(const Reader& reader, Table& table) {
     table.rows.columns.back() = oneOverK0.intoColumn();
 }
 
+// Rows are found by their ids then, where the table is as it should be: of hundreds of thousands, a few.
+std::string conditionOn(std::optional<std::span<const std::int64_t>> ids, const std::string& column) {
+    if (!ids) {
+        return "";
+    }
+    std::string list;
+    for (const std::int64_t id : *ids) {
+        list += list.empty() ? "" : ",";
+        list += std::to_string(id);
+    }
+    return "WHERE " + column + " IN (" + list + ") ";
+}
+
 }  // namespace
 
 // The survey frame's mobility calibration is read as the last column, in the same query, and replaced by the
 // 1/K0 that it gives.
-Table readPrecursors(const Reader& reader) {
+Table readPrecursors(const Reader& reader, std::optional<std::span<const std::int64_t>> ids) {
     CppSQLite3DB& db = *reader.analysis().getSQLiteDb();
     const std::set<std::string> names = columnsOf(db, "Precursors");
     const std::set<std::string> ofFrames = columnsOf(db, "Frames");
     const std::vector<TableColumn> columns = precursorColumns(names, ofFrames);
-    Table table =
-        names.empty()
-            ? emptyTable(columns)
-            : readTable(db, columns, "FROM Precursors p LEFT JOIN Frames f ON f.Id = p.Parent ORDER BY p.Id");
+    Table table = names.empty() ? emptyTable(columns)
+                                : readTable(db, columns,
+                                            "FROM Precursors p LEFT JOIN Frames f ON f.Id = p.Parent " +
+                                                conditionOn(ids, columns.front().expression) + "ORDER BY 1");
     replaceCalibrations(reader, table);
     return table;
 }
