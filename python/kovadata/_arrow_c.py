@@ -134,11 +134,13 @@ def _bits(batch: _RecordBatch, address: int, first: int, count: int) -> np.ndarr
 def _column(batch: _RecordBatch, address: int, field: Field) -> Any:
     """The column whose ArrowArray lies at an address."""
     count, nulls, first, n_buffers, _, buffers, children = _ARRAY.unpack_from(batch, address)
+    dtype = _NUMBER_TYPES.get(field.format)
+    if dtype is not None and count and not nulls:  # as most are, and quickly, since frames may have few peaks
+        return Numbers(np.frombuffer(batch, dtype, count, _POINTERS[2].unpack_from(batch, buffers)[1] + first * dtype.itemsize), None)
     mask, *data = _POINTERS[n_buffers].unpack_from(batch, buffers)
     valid = _bits(batch, mask, first, count) if nulls and count and mask else None
     if valid is not None and valid.all():
         valid = None
-    dtype = _NUMBER_TYPES.get(field.format)
     if dtype is not None:
         return Numbers(_view(batch, data[0], first, count, dtype), valid)
     if field.format == "b":
