@@ -131,7 +131,7 @@ def _bits(batch: _RecordBatch, address: int, first: int, count: int) -> np.ndarr
                          bitorder="little")[first % 8:][:count].astype(bool)
 
 
-def _column(batch: _RecordBatch, address: int, field: Field) -> Any:
+def _column(batch: Any, address: int, field: Field) -> Any:
     """The column whose ArrowArray lies at an address."""
     count, nulls, first, n_buffers, _, buffers, children = _ARRAY.unpack_from(batch, address)
     dtype = _NUMBER_TYPES.get(field.format)
