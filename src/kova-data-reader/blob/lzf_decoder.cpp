@@ -36,7 +36,7 @@ struct alignas(8) Token {
 constexpr std::array<Token, 256> kTokens = [] {
     constexpr std::uint16_t kNever = kOffsetBits + 1;
     std::array<Token, 256> tokens{};
-    for (std::uint16_t first = 0; first < tokens.size(); ++first) {
+    for (std::size_t first = 0; first < tokens.size(); ++first) {
         const auto literals = static_cast<std::uint16_t>(first + 1);
         const auto match = static_cast<std::uint16_t>((first >> 5) + 2);
         const bool isLong = first < kFirstMatch ? literals > kCopy : first >> 5 == 7;
@@ -88,7 +88,7 @@ struct Position {
     const auto lastProduced = reinterpret_cast<std::uintptr_t>(at.out) - 1;
     const auto literals = reinterpret_cast<std::uintptr_t>(at.in) + 1;
     const std::uintptr_t source = lastProduced + (ifLiterals & (literals - lastProduced)) - offset;
-    std::array<std::byte, kCopy> copy;
+    std::array<std::byte, kCopy> copy{};
     // NOLINTNEXTLINE(performance-no-int-to-ptr)
     std::memcpy(copy.data(), reinterpret_cast<const void*>(source), kCopy);
     std::memcpy(at.out, copy.data(), kCopy);
