@@ -4,6 +4,7 @@ import operator
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import textwrap
@@ -62,6 +63,15 @@ def test_programs_on_other_runs(simulated, tmp_path, page, number):
 def test_examples_of_docstrings(simulated, tmp_path, name):
     lines = re.findall(r"^ *(?:>>>|\.\.\.) ?(.*)$", getattr(kovadata, name).__doc__, re.M)
     run_program(tmp_path, simulated, "import kovadata\n" + textwrap.dedent("\n".join(lines)))
+
+
+def test_the_program_in_r(simulated, tmp_path):
+    if not shutil.which("Rscript") or subprocess.run(["Rscript", "-e", "library(arrow); library(dplyr)"], capture_output=True).returncode:
+        pytest.skip("R or its packages arrow and dplyr are not there")
+    kovadata.export(simulated("long"), tmp_path / "ions.parquet", layout="mz")
+    [program] = re.findall(r"^```r\n(.*?)^```", (PROJECT / "docs" / "into-other-programs.md").read_text(), re.M | re.S)
+    done = subprocess.run(["Rscript", "-e", program], cwd=tmp_path, text=True, capture_output=True)
+    assert done.returncode == 0 and "intensity" in done.stdout, done.stderr
 
 
 def test_lines_of_recipes_are_typed(tmp_path):

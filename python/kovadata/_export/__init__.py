@@ -82,7 +82,8 @@ def export(run: Union[str, "os.PathLike[str]", AnyAnalysis], output: Union[str, 
         Columns of peaks, out of those of `Analysis.peaks`; all but ``time`` and ``ms_level`` by default.
     compression : str, optional
         Parquet: ``"zstd"`` (the default), ``"lz4"``, ``"snappy"`` or ``"none"``; Arrow: ``"zstd"``, ``"lz4"`` or ``"none"``;
-        mzML: ``"zlib"``, ``"zstd"`` or ``"none"``; mzMLb: ``"zlib"`` or ``"none"``.
+        mzML: ``"zlib"``, ``"zstd"``, ``"none"``, or ``"numpress"``, which rounds m/z and 1/K0 to millionths; mzMLb:
+        ``"zlib"`` or ``"none"``.
     mobility : {"keep", "sum", "drop"}, optional
         ``"sum"`` adds the scans of survey frames up in mzML and mzMLb; ``"drop"`` allows columns without mobility.
     frames : int, or iterable of int or (int, int), optional
@@ -136,7 +137,8 @@ def export(run: Union[str, "os.PathLike[str]", AnyAnalysis], output: Union[str, 
                      mobility=mobility, frames=frames, ms_level=ms_level, time_range=time_range, mz_range=mz_range,
                      mobility_range=mobility_range, min_intensity=min_intensity, top=top, normalized=normalized,
                      threads=threads, memory=memory, on_damage=on_damage)
-    _require(_NEEDED.get(plan.format, ()) + (_NEEDED_BY_CHECK[plan.format] if check else ()))
+    _require(_NEEDED.get(plan.format, ()) + (_NEEDED_BY_CHECK[plan.format] if check else ())
+             + (("pynumpress", *(("pyteomics",) if check else ())) if plan.compression == "numpress" else ()))
     bar = Progress("frames", progress)
     staged = Staged(plan.output, force)
     with _opened(run, recalibrated, calibration, plan) as analysis, staged as stage, contextlib.closing(bar):

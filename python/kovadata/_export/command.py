@@ -65,7 +65,7 @@ def _parser() -> argparse.ArgumentParser:
     add("--content", choices=CONTENTS, help="what a table has a row for (default: peaks)")
     add("--layout", choices=("frame", "mz"), help="order of the peaks in Parquet (default: frame)")
     add("--columns", metavar="A,B", type=lambda text: text.split(","), help="columns of peaks")
-    add("--compression", metavar="NAME", help="zstd, lz4, snappy, zlib or none, as the format has it")
+    add("--compression", metavar="NAME", help="zstd, lz4, snappy, zlib or none, as the format has it; numpress rounds m/z and 1/K0")
     add("--mobility", choices=("keep", "sum", "drop"), help="what becomes of the mobility (default: keep)")
     add("--frames", metavar="LIST", type=_frames, help="ids of frames, such as 1,3,10:20, ends included")
     add("--ms-level", type=int, choices=(1, 2), help="only this level")

@@ -127,7 +127,7 @@ def _dealt_out(source: Source, chunks: Iterator[np.ndarray], edges: np.ndarray) 
             number = np.searchsorted(edges, chunk["mz"], side="right").astype(np.uint16 if len(edges) < 1 << 16 else np.uint32)
             order = np.argsort(number, kind="stable")
             chunk.take(order, out=dealt[:len(chunk)], mode="clip")  # other modes make a copy first
-            dealt[:len(chunk)].tofile(file)
+            file.write(dealt[:len(chunk)].view(np.uint8).data)
             bounds.append(np.concatenate([[0], np.cumsum(np.bincount(number, minlength=len(edges) + 1))]))
         starts = np.concatenate([[0], np.cumsum([bound[-1] for bound in bounds])]).astype(np.int64)
         source.progress.begin("ranges of m/z sorted")

@@ -20,6 +20,12 @@ _MZ_UNIT, _COUNTS = ("MS:1000040", "m/z"), ("MS:1000131", "number of detector co
 _SECONDS = ("UO:0000010", "second")
 COMPRESSION_TERMS = {"zlib": ("MS:1000574", "zlib compression"), "zstd": ("MS:1003780", "zstd compression"),
                      "none": ("MS:1000576", "no compression")}
+# Numpress keeps m/z and 1/K0 as integers of this unit, so that they are wrong by half of it at most, and whole intensities
+# as they are. What it cannot keep so well stays exact.
+NUMPRESS_UNIT = 1e-6
+_LINEAR = ("MS:1002746", "MS-Numpress linear prediction compression followed by zlib compression")
+_WHOLE_NUMBERS = ("MS:1002747", "MS-Numpress positive integer compression followed by zlib compression")
+_MOST_OF_NUMPRESS = 1 << 31
 _POLARITIES = {"+": ("MS:1000130", "positive scan"), "-": ("MS:1000129", "negative scan")}
 # Integers up to here are the same number in 32 bits of floating point.
 _EXACT_IN_32_BITS = 1 << 24
@@ -91,11 +97,35 @@ def exact_floats(values: np.ndarray) -> np.ndarray:
     return values.astype(np.float64)
 
 
+def packer(kind: str) -> Callable[[np.ndarray], Tuple[str, bytes]]:
+    """What turns an array into bytes, and says how."""
+    compress = compressor("zlib" if kind == "numpress" else kind)
+    usual = term(*COMPRESSION_TERMS["zlib" if kind == "numpress" else kind])
+
+    def exactly(values: np.ndarray) -> Tuple[str, bytes]:
+        return usual, compress(np.ascontiguousarray(values).tobytes())
+
+    if kind != "numpress":
+        return exactly
+    import pynumpress
+
+    def by_numpress(values: np.ndarray) -> Tuple[str, bytes]:
+        wide = np.ascontiguousarray(values, np.float64)
+        most = wide.max(initial=0)
+        if len(wide) and 0 <= wide.min() and most < _MOST_OF_NUMPRESS and (wide == np.rint(wide)).all():
+            return term(*_WHOLE_NUMBERS), compress(pynumpress.encode_pic(wide).tobytes())
+        if len(wide) and values.dtype == np.float64 and pynumpress.optimal_linear_fixed_point(wide) >= 1 / NUMPRESS_UNIT:
+            return term(*_LINEAR), compress(pynumpress.encode_linear(wide, 1 / NUMPRESS_UNIT).tobytes())
+        return exactly(values)
+
+    return by_numpress
+
+
 class Encoder:
     """Makes texts of spectra. Frames tell under which names the spectra of survey frames are in the file."""
 
     def __init__(self, compression: str, surveys: Dict[int, str]) -> None:
-        self._compress, self._compression, self._surveys = compressor(compression), term(*COMPRESSION_TERMS[compression]), surveys
+        self._pack, self._surveys = packer(compression), surveys
 
     def __call__(self, numbered: Tuple[int, Spectrum]) -> Text:
         number, spectrum = numbered
@@ -155,9 +185,10 @@ class Encoder:
 
     def _array(self, accession: str, name: str, unit: Tuple[str, str], values: np.ndarray) -> List[bytes]:
         width = ("MS:1000521", "32-bit float") if values.dtype == np.float32 else ("MS:1000523", "64-bit float")
-        data = binascii.b2a_base64(self._compress(np.ascontiguousarray(values).tobytes()), newline=False)
+        compression, packed = self._pack(values)
+        data = binascii.b2a_base64(packed, newline=False)
         head = (f'\n            <binaryDataArray encodedLength="{len(data)}">{term(accession, name, unit=unit)}'
-                f'{self._compression}{term(*width)}<binary>')
+                f'{compression}{term(*width)}<binary>')
         return [head.encode(), data, b"</binary></binaryDataArray>"]
 
 

@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+import contextlib
+import io
 import pathlib
-from typing import Any, Dict, List, Set, Tuple
+from typing import Any, Dict, Iterator, List, Optional, Set, Tuple
 
 import numpy as np
 
@@ -39,9 +41,9 @@ def _write(source: Source, path: pathlib.Path, digest: str, expected: int) -> Tu
     precursors: Set[int] = set()
     told: List[Tuple[int, float, float, float]] = []
     source.progress.begin("spectra")
-    path.unlink()  # the writer makes it
     compression = None if source.plan.compression == "none" else "gzip"
-    with MzMLbWriter(str(path), vocabulary_resolver=vocabularies(), native_id_format=_IDS, h5_compression=compression) as writer:
+    with _open(path) as (file, store), MzMLbWriter(store, vocabulary_resolver=vocabularies(), native_id_format=_IDS,
+                                                   h5_compression=compression) as writer:
         begin_document(writer, source, digest)
         with writer.run(id="run", instrument_configuration="instrument", source_file="source"):
             with writer.spectrum_list(count=expected):
@@ -53,8 +55,39 @@ def _write(source: Source, path: pathlib.Path, digest: str, expected: int) -> Tu
                         precursors.add(spectrum.number)
                     told.append((spectrum.level, spectrum.time, *_write_spectrum(writer, name, spectrum, peaks, surveys)))
                     source.progress.update(len(told), expected)
+                    if file.error is not None:
+                        raise file.error
             write_chromatograms(writer, told)
     return len(told), precursors
+
+
+class _PatientFile(io.FileIO):
+    """A file that keeps its first error and takes the rest for nothing: HDF5 ends the process if it cannot write at its end."""
+
+    error: Optional[OSError] = None
+
+    def write(self, data: Any) -> int:
+        left = memoryview(data).cast("B")
+        size = len(left)
+        while len(left) and self.error is None:
+            try:
+                left = left[super().write(left):]
+            except OSError as error:
+                self.error = error
+        return size
+
+
+@contextlib.contextmanager
+def _open(path: pathlib.Path) -> Iterator[Tuple[_PatientFile, Any]]:
+    import h5py
+
+    with _PatientFile(path, "w+b") as file:
+        try:
+            with h5py.File(file, "w") as store:
+                yield file, store
+        finally:
+            if file.error is not None:
+                raise file.error
 
 
 def _write_spectrum(writer: Any, name: str, spectrum: Spectrum, peaks: Tuple[Any, Any, Any],

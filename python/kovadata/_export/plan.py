@@ -17,7 +17,7 @@ FORMATS = TABLES + DOCUMENTS + LISTS
 ENDINGS = {".parquet": "parquet", ".pq": "parquet", ".arrow": "arrow", ".feather": "arrow", ".ipc": "arrow", ".mzml": "mzml",
            ".mzml.gz": "mzml", ".mzmlb": "mzmlb", ".mgf": "mgf", ".ms2": "ms2"}
 COMPRESSIONS = {"parquet": ("zstd", "lz4", "snappy", "none"), "arrow": ("zstd", "lz4", "none"),
-                "mzml": ("zlib", "zstd", "none"), "mzmlb": ("zlib", "none")}
+                "mzml": ("zlib", "zstd", "numpress", "none"), "mzmlb": ("zlib", "none")}
 CONTENTS = ("peaks", "frames", "precursors", "msms")
 # The programs themselves need some 200 MB besides.
 USUAL_MEMORY, LEAST_MEMORY = 512 << 20, 64 << 20

@@ -38,6 +38,9 @@ class Dask:
         peaks = engines.dask.read_peaks(paths, filters=expression(tree), size=20_000, **options)
         return peaks if dying is None else peaks.map_partitions(die_once, dying, meta=peaks._meta)
 
+    def dataset(self, folder):
+        return pytest.importorskip("dask.dataframe").read_parquet(folder)
+
     def read(self, planned, columns=None):
         found = (planned if columns is None else planned[columns]).compute()
         return {name: found[name].to_numpy() for name in found.columns}
@@ -61,6 +64,9 @@ class Ray:
             from ray.data.expressions import col
             peaks = peaks.filter(expr=as_expression(tree, col, "is_in"))
         return peaks if dying is None else peaks.map_batches(die_once, fn_args=(dying,), batch_format="pyarrow", batch_size=None)
+
+    def dataset(self, folder):
+        return self.ray.data.read_parquet(folder)
 
     def read(self, planned, columns=None):
         batches = (planned if columns is None else planned.select_columns(columns)).iter_batches(batch_format="pyarrow", batch_size=None)
@@ -88,6 +94,9 @@ class Spark:
         peaks = self.session.read.format("kovadata").options(size=20_000, **options).load([str(path) for path in paths])
         peaks = peaks if tree is None else peaks.where(as_sql(tree))
         return peaks if dying is None else peaks.mapInArrow(lambda batches: (die_once(batch, dying) for batch in batches), peaks.schema)
+
+    def dataset(self, folder):
+        return self.session.read.parquet(folder)
 
     def read(self, planned, columns=None):
         table = (planned if columns is None else planned.select(columns)).toArrow()
@@ -132,6 +141,15 @@ def test_ten_runs_of_which_one_is_damaged(engine, paths, tmp_path):
     found = engine.read(engine.plan(runs, on_damage="skip", report=str(tmp_path / "report")))
     assert_same(found, table, (table["run"] != runs[4]) | (table["frame"] != 2))
     assert [one[:2] for one in read_report(tmp_path / "report")] == [(runs[4], 2)]
+
+
+@pytest.mark.parametrize("layout", ["frame", "mz"])
+def test_a_folder_of_exported_runs_is_one_dataset(engine, paths, tmp_path, layout):
+    for number, path in enumerate(paths):
+        kovadata.export(path, tmp_path / f"{number}.parquet", layout=layout)
+    table = plain_table(paths)
+    for name, values in engine.read(engine.dataset(str(tmp_path)), ["scan", "tof_index", "intensity", "mz"]).items():
+        assert np.array_equal(np.sort(values), np.sort(table[name])), name
 
 
 def test_a_stack_of_images_is_that_of_single_frames(paths):
