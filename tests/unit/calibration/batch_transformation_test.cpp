@@ -1,6 +1,7 @@
 #include "calibration/batch_transformation.h"
 
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include "fixtures/failure.h"
 #include "tof_transformators.h"
@@ -22,10 +23,11 @@ lumo::calibration::ICalibrationTransformatorPtr unsolvable() {
 
 TEST(BatchTransformation, FailuresAreFoundAnywhereAndTellWhetherTheLoopWasParallel) {
     const auto trafo = unsolvable();
-    for (const std::size_t bad : {0U, 50U, 99U}) {
-        std::vector<double> values(100, 0.0);
+    omp_set_num_threads(3);
+    for (const auto& [size, bad] : {std::pair(100U, 0U), {100U, 50U}, {100U, 99U}, {50'000U, 49'999U}}) {
+        std::vector<double> values(size, 0.0);
         values[bad] = 1e9;
-        std::vector<double> masses(100);
+        std::vector<double> masses(size);
         EXPECT_EQ(failureOf([&] { trafo->DIndexToMass(values, masses); }), kParallel);
         EXPECT_EQ(failureOf([&] { trafo->DIndexToMassOnThisThread(values, masses); }), kParallel);
     }
