@@ -1,8 +1,7 @@
-#include <cstring>
-
 #include <gtest/gtest.h>
 
 #include "analysis-writer/block.h"
+#include "analysis-writer/little_endian.h"
 #include "analysis-writer/spectrum_block.h"
 #include "api/analysis.h"
 #include "fixtures/analysis_builder.h"
@@ -100,7 +99,7 @@ Bytes blockWith(std::optional<std::uint32_t> blockSize, std::optional<std::uint3
     Bytes block = analysis_writer::spectrumBlock(kSpectrum);
     const auto put = [&block](std::size_t at, std::optional<std::uint32_t> value) {
         if (value) {
-            std::memcpy(block.data() + at, &*value, 4);
+            analysis_writer::patchU32(block, at, *value);
         }
     };
     put(0, blockSize);
