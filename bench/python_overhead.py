@@ -54,14 +54,14 @@ def table_rows(analysis):
 
 
 def msms_rows(analysis):
-    settings = control(Watch(), 1, "raise", 1000)
+    settings = control(Watch(), 1, "raise", 2048)
     yield ("python_msms", 1, lambda: drain(analysis, "msms", None, 0, None, 0, ctypes.addressof(settings)),
            lambda: sum(len(spectrum) for spectrum in analysis.msms(threads=1)))
 
 
 def first_precursor_rows(analysis):
     """Of an analysis that was just opened, so that nothing is remembered."""
-    settings, one = control(Watch(), 1, "raise", 1000), np.array([100_000])
+    settings, one = control(Watch(), 1, "raise", 2048), np.array([100_000])
 
     def first():
         with kovadata.Analysis(analysis.path) as fresh:

@@ -20,8 +20,8 @@ from ._table import with_nulls
 from ._tables import find_precursors
 
 _LINES, _PROFILES = 0, 1
-# Few, so that the first spectra come soon and profiles stay within memory.
-_SPECTRA_AT_ONCE = {_LINES: 1000, _PROFILES: 20}
+# As many as the library reads at once, so that no batch is cut; few profiles, so that they stay within memory.
+_SPECTRA_AT_ONCE = {_LINES: 2048, _PROFILES: 20}
 
 
 @dataclasses.dataclass(frozen=True, eq=False, repr=False)
