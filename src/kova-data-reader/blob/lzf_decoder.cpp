@@ -22,6 +22,7 @@ namespace {
 
 constexpr std::size_t kCopy = 16;
 constexpr std::uint32_t kFirstMatch = 32;  // first bytes below are of literals
+constexpr std::uint32_t kFirstLongMatch = 7 * 32;
 constexpr std::uint16_t kOffsetBits = 0x1FFF;
 
 static_assert(kCopy <= kLzfReadAhead && lzfRoom(0) >= kCopy);
@@ -33,17 +34,23 @@ struct alignas(8) Token {
     std::uint16_t length = 0;
 };
 
-constexpr std::array<Token, 256> kTokens = [] {
+constexpr Token tokenThatBeginsWith(std::uint32_t byte) {
     constexpr std::uint16_t kNever = kOffsetBits + 1;
+    const bool isMatch = byte >= kFirstMatch;
+    const auto length = static_cast<std::uint16_t>(isMatch ? byte / 32 + 2 : byte + 1);
+    const bool isLong = isMatch ? byte >= kFirstLongMatch : length > kCopy;
+    const auto least = static_cast<std::uint16_t>(isMatch ? length - 1 : 0);
+    Token token;
+    token.offsetBits = isMatch ? kOffsetBits : 0;
+    token.leastOffset = isLong ? kNever : least;
+    token.length = length;
+    return token;
+}
+
+constexpr std::array<Token, 256> kTokens = [] {
     std::array<Token, 256> tokens{};
-    for (std::size_t first = 0; first < tokens.size(); ++first) {
-        const auto literals = static_cast<std::uint16_t>(first + 1);
-        const auto match = static_cast<std::uint16_t>((first >> 5) + 2);
-        const bool isLong = first < kFirstMatch ? literals > kCopy : first >> 5 == 7;
-        const auto least = static_cast<std::uint16_t>(first < kFirstMatch ? 0 : match - 1);
-        tokens[first].offsetBits = first < kFirstMatch ? 0 : kOffsetBits;
-        tokens[first].leastOffset = isLong ? kNever : least;
-        tokens[first].length = first < kFirstMatch ? literals : match;
+    for (std::uint32_t i = 0; i < 256; ++i) {
+        tokens[i] = tokenThatBeginsWith(i);
     }
     return tokens;
 }();
@@ -112,11 +119,11 @@ bool decodeAnyToken(Cursor& at) {
         at.out += length;
         return at.hasRoom();
     }
-    const std::size_t size = first >> 5 == 7 ? 3 : 2;
+    const std::size_t size = first < kFirstLongMatch ? 2 : 3;
     if (at.inputLeft() < size) {
         return false;
     }
-    const std::size_t length = 2 + (first >> 5) + (size == 3 ? std::to_integer<std::size_t>(at.in[1]) : 0);
+    const std::size_t length = 2 + first / 32 + (size == 3 ? std::to_integer<std::size_t>(at.in[1]) : 0);
     const std::size_t distance =
         1 + ((first << 8 | std::to_integer<std::uint32_t>(at.in[size - 1])) & kOffsetBits);
     if (distance > at.produced() || length > at.room()) {
