@@ -5,7 +5,8 @@ import unittest
 
 from kova_testing import KOVA, KovaTest
 
-VERBS = ("info", "frames", "scans", "spectrum", "peaks", "sum", "xic", "msms", "convert", "check", "export", "plot", "report", "completions")
+VERBS = ("info", "frames", "scans", "spectrum", "peaks", "sum", "xic", "msms", "convert", "check", "export", "plot", "report", "view",
+         "completions")
 
 
 class Usage(KovaTest):

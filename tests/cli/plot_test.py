@@ -21,7 +21,7 @@ class Plot(KovaTest):
         super().setUp()
         for name, text in {"kovadata/__init__.py": "", "kovadata/plot.py": MODULE, "kovadata/__main__.py": MODULE,
                            "kovadata/_export/__init__.py": "", "kovadata/_report/__init__.py": "", "bokeh.py": "",
-                           "matplotlib.py": ""}.items():
+                           "kovadata/view.py": MODULE, "matplotlib.py": ""}.items():
             path = self.folder / "site" / name
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_text(text)
@@ -56,6 +56,11 @@ class Plot(KovaTest):
         for given, passed in [([*options, "--output=-b ü.html", "--", "a run.d", "b.d"], ["-o-b ü.html", *options, "--", "a run.d", "b.d"]),
                               (["run.d", "--json", "--calibration", "last:a b"], ["--json", "--calibration=last:a b", "--", "run.d"])]:
             self.assertEqual(json.loads(self.plot(*given, verb="report")[0]), ["report", *passed])
+
+    def test_views_are_passed_on_as_they_are(self):
+        options = ["--port=81", "--listen=::1", "--no-browser", "--calibration=last:a b"]
+        for given, passed in [(["run.d"], ["--", "run.d"]), ([*options, "a run.d", "b.d"], [*options, "--", "a run.d", "b.d"])]:
+            self.assertEqual(json.loads(self.plot(*given, verb="view")[0]), passed)
 
     def test_the_exit_status_is_that_of_the_module(self):
         self.plot("msms", "fail.d", status=3)

@@ -71,6 +71,7 @@ void addVerbs(CLI::App& app, Action& action) {
     addExport(app, action);
     addPlot(app, action);
     addReport(app, action);
+    addView(app, action);
     addCompletions(app, action);
     for (CLI::App* verb : app.get_subcommands([](CLI::App*) { return true; })) {
         verb->group("Verbs");

@@ -29,7 +29,8 @@ class HeatMap(Chart):
         """Draws cells; values are rows from the low end of y."""
         self.sources["image"].data = {**_image(values), "x": [x_edges[0]], "y": [y_edges[0]],
                                       "dw": [x_edges[-1] - x_edges[0]], "dh": [y_edges[-1] - y_edges[0]]}
-        self.sources["peaks"].data = {name: [] for name in self.sources["peaks"].data}
+        if len(self.sources["peaks"].data["x"]):
+            self.sources["peaks"].data = {name: [] for name in self.sources["peaks"].data}
 
     def show_codes(self, values: np.ndarray, x_edges: Sequence[float], y_edges: Sequence[float]) -> None:
         """Draws cells whose colours are one byte each, for pages that hold all of their data."""

@@ -53,6 +53,12 @@ class SpectrumChart(Chart):
     num_labels: int
     marker: Span
     label_text: Callable[[float], str]
+    stem_glyph: Any = None
+
+    def stem_colour(self, role: str) -> None:
+        """The colour of stems, which profiles do not have."""
+        if self.stem_glyph is not None:
+            themed(self.stem_glyph, line_color=role)
 
     def show(self, stems: Stems, limits: Optional[Tuple[float, float]] = None, *, profile: Optional[Stems] = None,
              width: int = 0) -> None:
@@ -136,7 +142,7 @@ def spectrum(name: str, *, height: int = 240, x_range: Optional[Any] = None, tit
     made.add_layout(themed(texts, text_color="ink"))
     marker = Span(dimension="height", line_dash=[5, 3], line_width=1.2, visible=False, location=0)
     made.add_layout(themed(marker, line_color="vermillion"))
-    return SpectrumChart(made, sources, labels, marker, lambda mz: f"{mz:.{digits}f}")
+    return SpectrumChart(made, sources, labels, marker, lambda mz: f"{mz:.{digits}f}", stems.glyph)
 
 
 def show_spectrum(chart: SpectrumChart, stems: Stems, **more: Any) -> None:

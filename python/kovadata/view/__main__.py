@@ -43,6 +43,9 @@ def _parser() -> argparse.ArgumentParser:
                              "another one and knows the token sees the runs")
     parser.add_argument("--recalibrated", action="store_true",
                         help="begin with the newest complete re-calibrated state, where there is one")
+    parser.add_argument("--calibration", metavar="MODE",
+                        help="begin with this state, which must be there: off, first[:SOURCE], last[:SOURCE], "
+                             "lastIncomplete:SOURCE, uuid:KEY")
     return parser
 
 
@@ -53,7 +56,7 @@ def main(arguments: Optional[List[str]] = None) -> int:
 
     try:
         viewer = Viewer(options.runs, browser=not options.no_browser, port=options.port, address=options.listen,
-                        recalibrated=options.recalibrated, say=print)
+                        recalibrated=options.recalibrated, calibration=options.calibration, say=print)
         viewer.wait()
     except Exception as error:
         text = " ".join(str(error).split()) or type(error).__name__

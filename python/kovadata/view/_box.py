@@ -23,6 +23,7 @@ class Box:
     mz: Optional[Pair] = None
     mobility: Optional[Pair] = None
     time: Optional[Pair] = None
+    level: Optional[int] = None  # the MS level that it asks for, where it is not that of survey frames
 
     def described(self) -> Dict[str, Any]:
         """For the page."""
@@ -30,7 +31,7 @@ class Box:
 
     def key(self) -> Any:
         """What the box chooses, whatever it is called."""
-        return self.mz, self.mobility, self.time
+        return self.mz, self.mobility, self.time, self.level
 
 
 def boxes_to_csv(boxes: Sequence[Box]) -> bytes:

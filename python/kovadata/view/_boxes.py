@@ -72,10 +72,10 @@ class Boxes(Panel):
         self._draw()
         self._query()
 
-    def add(self, mz: Any = None, mobility: Any = None, time: Any = None, name: str = "") -> None:
+    def add(self, mz: Any = None, mobility: Any = None, time: Any = None, name: str = "", level: Any = None) -> None:
         """Keeps a box and shows what it holds."""
-        box = Box(str(name)[:80], pair(mz), pair(mobility), pair(time))
-        if box.key() == (None, None, None):
+        box = Box(str(name)[:80], pair(mz), pair(mobility), pair(time), 2 if level == 2 else None)
+        if box.mz is box.mobility is box.time is None:
             raise KovaError("a box needs a range of m/z, 1/K0 or time, with both ends")
         self.chosen = self._keep(box)
         self.begin_with_chosen()
@@ -142,11 +142,13 @@ class Boxes(Panel):
         if "mobility" in ends and not self.run.has_mobility_calibration:
             self.session.message("The run has no mobility calibration, so the box is open in 1/K0.", key="box")
             del ends["mobility"]
-        self.session.do("box", **ends)
+        frames = self.session.frames
+        level = frames.ms_level if x == "mz" else None
+        self.session.do("box", **ends, level=level)
 
     def _keep(self, box: Box) -> int:
         self._count += 1
-        box.name = box.name or f"box {self._count}"
+        box.name = box.name or f"box {self._count}{' MS/MS' if box.level == 2 else ''}"
         self.boxes[self._count] = box
         return self._count
 
@@ -264,7 +266,7 @@ class Boxes(Panel):
 
 def read_box(run: Any, box: Box, known: Optional[Found], job: Job) -> Found:
     """The chromatogram of a box, or what comes after it."""
-    level = run.default_level
+    level = box.level or run.default_level
     with run.again() as analysis:
         common = {"time_range": box.time, "ms_level": level, "on_damage": "skip"}
         mz = None if box.mz is None else [box.mz]

@@ -43,6 +43,7 @@ class Chromatograms(Panel):
         self.levels = {-1} | {level for level, wanted in ((1, ms1), (2, ms2)) if wanted}
         run, table = self.run, self.run.table
         self.chart.figure.xaxis.axis_label = run.time_label
+        self.chart.figure.xaxis.ticker.min_interval = 1.0 if np.isnan(run.seconds_per_unit) else 0.0  # no half frames
         self.session.worker.cancel("chromatogram")
         known = run.known_chromatograms.get(kind)
         if known is None and kind == "tic" and run.has_mobility and (table["intensity_sum"] >= 0).all():

@@ -145,18 +145,18 @@ def boxes(run: Any, figure: str, shown: List[Box]) -> str:
     if figure == "box_spectrum":
         box = shown[0]
         reading = (f"found = analysis.summed_spectrum(mz_range={_ends(box.mz)}, mobility_range={_ends(box.mobility)},\n"
-                   f"                                 time_range={_ends(box.time)}, ms_level={run.default_level!r})\n"
+                   f"                                 time_range={_ends(box.time)}, ms_level={box.level or run.default_level!r})\n"
                    "mz, intensity = found.mz, found.intensity")
         return program(run, _file_name(box.name), box.name, (_MZ, _COUNTS), reading, _STEMS)
-    listed = "".join(f"    ({box.name!r}, {_ends(box.mz)}, {_ends(box.mobility)}, {_ends(box.time)}),\n" for box in shown)
+    listed = "".join(f"    ({box.name!r}, {_ends(box.mz)}, {_ends(box.mobility)}, {_ends(box.time)}, {box.level or run.default_level!r}),\n" for box in shown)
     divided = {60.0: " / 60", 1.0: ""}.get(run.seconds_per_unit)
     if figure == "box_chromatogram":
         x, label = ("one.frame" if divided is None else f"one.time{divided}"), run.time_label
     else:
         x, label = ("one.one_over_k0", _MOBILITY) if run.has_mobility_calibration else ("one.scan", "mobility scan")
-    reading = (f"boxes = [  # name, m/z, 1/K0, time in s\n{listed}]\nfound = [\n"
+    reading = (f"boxes = [  # name, m/z, 1/K0, time in s, MS level\n{listed}]\nfound = [\n"
                f"    (name, analysis.{what}(mz and [mz], mobility_ranges=mobility and [mobility], time_range=time,\n"
-               f"     {' ' * len(what)}                ms_level={run.default_level!r}))\n    for name, mz, mobility, time in boxes]")
+               f"     {' ' * len(what)}                ms_level=level))\n    for name, mz, mobility, time, level in boxes]")
     drawing = ("colours = ['#0072B2', '#D55E00', '#009E73', '#AA4499', '#3A9BD9', '#B07D00', '#8C8200', '#666666']\n"
                f"for (name, one), colour in zip(found, colours):\n    plot.line({x}, one.intensity[0], color=colour, legend_label=name)")
     return program(run, figure, what, (label, _COUNTS), reading, drawing)

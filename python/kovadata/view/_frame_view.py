@@ -15,6 +15,7 @@ from .._figures import Stems, heat_map, mobilogram, spectrum, themed
 from .._figures._chart import MOBILITY_LABEL, MZ_LABEL
 from .._figures._heat_map import colour_range
 from ..plot._spectrum import traces_of
+from ..plot._style import view
 from . import _code
 from ._frame_axes import FramePeaks
 from ._panel import READING_ERRORS, Columns, Pair, Panel, pair
@@ -47,18 +48,25 @@ class FrameView(Panel):
         self.commands = {"frame": self.choose, "step": self.step, "frame.zoom": self.zoom, "frame.whole": self.whole,
                          "frame.peak": self.tell_peak}
         self.frame_id: Optional[int] = None
+        self.shown: Any = None
         self.loaded: Optional[FramePeaks] = None
         self.traces: Tuple[Stems, Optional[Stems]] = _NOTHING, None
         self.limits: Tuple[Optional[Pair], Optional[Pair]] = None, None
 
     def begin(self) -> None:
         table = self.run.table
-        self.limits = None, None
+        if self.shown is not self.run.named:  # another calibration keeps the view, so that its difference is seen
+            self.limits, self.shown = (None, None), self.run.named
         known = self.frame_id is not None and (table["id"] == self.frame_id).any()
         if not len(table):
             self.session.message("The run has no frames.")
         elif not (known and self.show(int(self.frame_id or 0))):
             self.choose(self.run.first_frame())
+
+    @property
+    def ms_level(self) -> Optional[int]:
+        """Of the frame that is chosen."""
+        return None if self.frame_id is None else int(self.run.table["ms_level"][self.run.row(self.frame_id)])
 
     def choose(self, frame: Any) -> None:
         """Shows the frame with an id."""
@@ -135,6 +143,7 @@ class FrameView(Panel):
             return
         x, y = self.limits
         assert x is not None and y is not None
+        self.spectrum.stem_colour("blue")
         in_x, in_y = self.loaded.inside(x, None), self.loaded.inside(None, y)
         self._draw_map(x, y, in_x & in_y)
         sums = self.loaded.mobilogram(in_x)
@@ -162,16 +171,18 @@ class FrameView(Panel):
         main, hanging = self.traces
         width = self.width("frame_spectrum")
         if main.tof_index is None:
+            self.spectrum.stem_colour("blue")
             self.spectrum.show(main, self.limits[0], width=width)
         else:
+            self.spectrum.stem_colour("vermillion")
             self.spectrum.show(hanging or _NOTHING, self.limits[0], profile=main, width=width)
 
     def _first_limits(self) -> None:
         """Limits for what has none yet, to which a reset comes back."""
         if self.loaded is None:
-            ends = self.traces[0].mz
-            margin = 0.02 * float(ends[-1] - ends[0]) if len(ends) > 1 else 1.0
-            whole: Tuple[Pair, Pair] = ((float(ends[0]) - margin, float(ends[-1]) + margin) if len(ends) else (0.0, 1.0)), (0.0, 1.0)
+            main = self.traces[0]
+            whole: Tuple[Pair, Pair] = (
+                view(main.mz, main.intensity, None) if main.intensity.any() else (0.0, 1.0)), (0.0, 1.0)
         else:
             whole = self.loaded.whole_view()
             label_x, label_y = self.loaded.labels

@@ -160,7 +160,7 @@ def per_frame(values: np.ndarray, edges: np.ndarray, times: np.ndarray) -> np.nd
 def _scan_image(analysis: Any, table: np.ndarray, seconds: Pair, y_limits: Optional[Pair], size: Tuple[int, int],
                 job: Job) -> Tuple[np.ndarray, np.ndarray, np.ndarray]:
     """The same over scans, frame by frame: the library's images need a mobility calibration."""
-    scans = int(table["scans"].max())
+    scans = max(int(table["scans"].max()), analysis.frame(int(table["id"][0])).num_scans, 1)
     low, high = y_limits or (-0.5, scans - 0.5)
     x_edges = np.linspace(*seconds, size[0] + 1)
     rows = np.linspace(low, high, min(size[1], max(scans, 1)) + 1)

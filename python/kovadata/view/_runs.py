@@ -31,14 +31,14 @@ class Named(NamedTuple):
         return os.path.basename(self.path)
 
 
-def named_runs(analyses: Sequence[Any], recalibrated: bool = False) -> List[Named]:
+def named_runs(analyses: Sequence[Any], recalibrated: bool = False, calibration: Optional[str] = None) -> List[Named]:
     """What was asked for, each opened once, so that what cannot be opened is told at once."""
     found = []
     for one in analyses:
         if isinstance(one, (kovadata.Analysis, kovadata.SpectrumAnalysis)):
             path, options = str(one.path), one._options
         else:
-            path, options = os.path.abspath(os.fsdecode(one)), (recalibrated, None)
+            path, options = os.path.abspath(os.fsdecode(one)), (recalibrated, calibration)
         with kovadata.open(path, options[0], calibration=options[1]) as opened:
             state = opened._run.info().calibration_state
         found.append(Named(path, ACQUISITION if state is None else f"uuid:{state.decode()}"))
@@ -57,6 +57,8 @@ class OpenRun:
         self.time_label = "frame"
         if len(self.table):
             self.time, self.time_label = time_axis(self.table["id"], self.table["time"])
+            if self.time_label == "frame" and not self.has_mobility:
+                self.time_label = "spectrum"
         self.known_chromatograms: Dict[str, np.ndarray] = {}
 
     def again(self) -> Any:
@@ -74,7 +76,19 @@ class OpenRun:
     @property
     def num_bins(self) -> int:
         """Number of time-of-flight indices."""
-        return int(self.analysis._run.info().num_bins)
+        stated = int(self.analysis._run.info().num_bins)
+        if stated or not self.has_forms("profiles") or not len(self.table):
+            return max(stated, 2)
+        return len(self.analysis.spectrum(int(self.table["id"][0])).profile())
+
+    @property
+    def num_forms(self) -> int:
+        """How many forms spectra without mobility have: lines, profiles."""
+        return 1 if self.has_mobility else self.has_forms("lines") + self.has_forms("profiles")
+
+    def has_forms(self, name: str) -> bool:
+        """Whether it has spectra without mobility of that form."""
+        return not self.has_mobility and bool(getattr(self.analysis, f"has_{name}"))
 
     @property
     def seconds_per_unit(self) -> float:

@@ -8,13 +8,15 @@ send them, and requests from pages of other origins are refused as well, connect
 from __future__ import annotations
 
 import hmac
+import importlib.util
+import ipaddress
 import logging
 import secrets
 import socket
 import sys
 import threading
 import weakref
-from typing import Any, Callable, List, Optional, Sequence, Set
+from typing import Any, Callable, List, NamedTuple, Optional, Sequence, Set
 
 from .._errors import KovaError
 from ._runs import Named, named_runs
@@ -32,14 +34,18 @@ class Viewer:
     """
 
     def __init__(self, analyses: Sequence[Any], *, browser: bool = True, port: int = 0, address: str = "127.0.0.1",
-                 recalibrated: bool = False, say: Callable[[str], None] = lambda text: None) -> None:
+                 recalibrated: bool = False, calibration: Optional[str] = None,
+                 say: Callable[[str], None] = lambda text: None) -> None:
         if not analyses:
             raise KovaError("there is no run to show")
-        self._runs = named_runs(analyses, recalibrated)
+        if importlib.util.find_spec("bokeh") is None:
+            raise KovaError("the explorer needs bokeh: pip install 'kovadata[view]'")
+        self._runs = named_runs(analyses, recalibrated, calibration)
         # The browser starts while bokeh is imported: its connection waits in the socket.
         self._sockets, token = _listening(address, port), secrets.token_urlsafe(32)
         self.port: int = self._sockets[0].getsockname()[1]
-        host = "127.0.0.1" if address in ("", "0.0.0.0", "::") else address
+        self._is_anywhere = address in ("", "0.0.0.0", "::")
+        host = "127.0.0.1" if self._is_anywhere else address
         self.url = f"http://{f'[{host}]' if ':' in host else host}:{self.port}/{token}/"
         say(f"{self.url}\nCtrl-C ends the explorer.")
         sys.stdout.flush()
@@ -104,18 +110,16 @@ class Viewer:
         """The server in an event loop of this thread."""
         import asyncio
 
-        try:
-            from bokeh.server.server import BaseServer
-        except ImportError as error:
-            raise KovaError(f"the explorer needs bokeh (pip install 'kovadata[view]'): {error}") from error
+        from bokeh.server.server import BaseServer
         from tornado.httpserver import HTTPServer
         from tornado.ioloop import IOLoop
 
         for name in ("bokeh", "tornado"):  # what users need to know is said by the page
             logging.getLogger(name).setLevel(logging.CRITICAL)
         asyncio.set_event_loop(asyncio.new_event_loop())
-        hosts = {f"{name}:{self.port}" for name in (host, "127.0.0.1", "localhost")}
-        application = _guarded_application(self._runs, token, hosts, self._streams)
+        names = {host, "127.0.0.1", "localhost"} | ({socket.gethostname().lower()} if self._is_anywhere else set())
+        guard = Guard(token, {f"[{name}]:{self.port}" if ":" in name else f"{name}:{self.port}" for name in names}, self._is_anywhere)
+        application = _guarded_application(self._runs, guard, self._streams)
         http = HTTPServer(application)
         http.add_sockets(self._sockets)
         return BaseServer(IOLoop.current(), application, http)
@@ -140,8 +144,35 @@ def _open_browser(url: str) -> None:
     webbrowser.open(url)
 
 
-def _guarded_application(runs: List[Named], token: str, hosts: Set[str], streams: Any) -> Any:
-    """What answers requests, and refuses most of them; `streams` gets the connections of pages."""
+class Guard(NamedTuple):
+    """Which requests are answered: those that know the token, name this server as their host and come from its own page."""
+
+    token: str
+    hosts: Set[str]
+    is_anywhere: bool
+
+    def allows(self, request: Any) -> bool:
+        given = request.path.lstrip("/").partition("/")[0]
+        host, origin = request.host.lower(), request.headers.get("Origin")
+        return (hmac.compare_digest(given.encode(), self.token.encode()) and self._is_here(host)
+                and (origin is None or origin.lower() == f"http://{host}"))
+
+    def _is_here(self, host: str) -> bool:
+        """An address in digits cannot be another site's name for this one."""
+        if host in self.hosts:
+            return True
+        try:
+            ipaddress.ip_address(host.rpartition(":")[0].strip("[]"))
+        except ValueError:
+            return False
+        return self.is_anywhere
+
+
+def _guarded_application(runs: List[Named], guard: Guard, streams: Any) -> Any:
+    """What answers the requests that are allowed; `streams` gets their connections.
+
+    Connections of scripts pass the guard as well, so that the server's own list of origins has nothing to add.
+    """
     from bokeh.application import Application
     from bokeh.application.handlers import FunctionHandler
     from bokeh.server.tornado import BokehTornado
@@ -157,21 +188,14 @@ def _guarded_application(runs: List[Named], token: str, hosts: Set[str], streams
 
     class Guarded(BokehTornado):
         def find_handler(self, request: Any, **more: Any) -> Any:
-            if _is_allowed(request, token, hosts):
+            if guard.allows(request):
                 streams.add(request.connection.stream)
                 return super().find_handler(request, **more)
             return self.get_handler_delegate(request, Refused)
 
     downloads = Downloads()
     made = Application(FunctionHandler(lambda document: begin_session(document, runs, downloads)))
-    return Guarded({"/": made}, prefix=token, extra_websocket_origins=sorted(hosts), use_index=False,
+    return Guarded({"/": made}, prefix=guard.token, extra_websocket_origins=["*"], use_index=False,
                    extra_patterns=[(r"/download/([\w-]+)", download_handler(downloads))],
                    websocket_max_message_size_bytes=_LARGEST_MESSAGE, include_headers=[], include_cookies=[],
                    keep_alive_milliseconds=10000)
-
-
-def _is_allowed(request: Any, token: str, hosts: Set[str]) -> bool:
-    given = request.path.lstrip("/").partition("/")[0]
-    origin = request.headers.get("Origin")
-    return (hmac.compare_digest(given.encode(), token.encode()) and request.host.lower() in hosts
-            and (origin is None or origin.lower() in {f"http://{host}" for host in hosts}))

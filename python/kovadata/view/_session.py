@@ -120,7 +120,7 @@ class Session:
     def begin(self) -> None:
         """Draws everything for a run that has just been opened."""
         self.link.send("kind", mobility=self.run.has_mobility, name=self.run.name, frames=len(self.run.table),
-                       levels=[int(level) for level in np.unique(self.run.table["ms_level"])],
+                       forms=self.run.num_forms, levels=[int(level) for level in np.unique(self.run.table["ms_level"])],
                        mobility_calibration=self.run.has_mobility_calibration, label=self.run.time_label)
         for panel in self.panels:
             self._begin(panel)

@@ -51,6 +51,7 @@ void addCheck(CLI::App& app, Action& action);
 void addExport(CLI::App& app, Action& action);
 void addPlot(CLI::App& app, Action& action);
 void addReport(CLI::App& app, Action& action);
+void addView(CLI::App& app, Action& action);
 void addCompletions(CLI::App& app, Action& action);
 
 }  // namespace kova_tool

@@ -164,7 +164,8 @@
     const {x_range: x, y_range: y} = kovaFigures.model(name)
     const ends = {x: [x.start, x.end], y: [y.start, y.end]}
     const unit = kind.label.includes("min") ? 60 : 1, time = ends.x.map((end) => end * unit)
-    if (name == "frame_map") send("box", kind.mobility_calibration ? {mz: ends.x, mobility: ends.y} : {mz: ends.x})
+    const level = frame?.ms_level
+    if (name == "frame_map") send("box", kind.mobility_calibration ? {level, mz: ends.x, mobility: ends.y} : {level, mz: ends.x})
     else send("box", name == "run_mz" ? {time, mz: ends.y} : {time, mobility: ends.y})
     openTab("tab-boxes")
   }
@@ -230,8 +231,11 @@
       kind = told
       document.body.dataset.kind = told.mobility ? "mobility" : "spectra"
       document.title = `${told.name} \u2013 kova view`
+      at("messages").replaceChildren()
       const word = told.mobility ? "frame" : "spectrum"
-      at("facts").textContent = `${told.name} \u00b7 ${counts(told.frames)} ${told.mobility ? "frames" : "spectra"}`
+      const words = told.frames == 1 ? word : told.mobility ? "frames" : "spectra"
+      at("facts").textContent = `${told.name} \u00b7 ${counts(told.frames)} ${words}`
+      at("chart-frame_spectrum").querySelector("figcaption").textContent = told.forms > 1 ? "Profile above, lines below" : "Spectrum"
       all(".frame-word").forEach((one) => { one.textContent = word[0].toUpperCase() + word.slice(1) })
       at("levels").hidden = !(told.levels.includes(1) && told.levels.includes(2))
       for (const state of Object.values(waiting)) state.again = state.busy = false
