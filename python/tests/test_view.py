@@ -14,6 +14,7 @@ import numpy as np
 import pytest
 
 import kovadata
+from kovadata._queries import Observer
 
 playwright = pytest.importorskip("playwright.sync_api")
 pytest.importorskip("bokeh")
@@ -291,6 +292,18 @@ def test_pages_do_not_disturb_each_other_and_hear_of_the_end(browser, simulated)
     for page in pages:
         page.until("!document.getElementById('gone').hidden")
         page.page.close()
+
+
+def test_a_long_call_tells_how_far_it_is_and_ends_when_asked(run):
+    class Impatient(Observer):
+        def told(self, done, total):
+            self.seen = done, total
+            self.is_cancelled = True
+
+    with Impatient() as observer, pytest.raises(kovadata.KovaError, match="Cancelled"):
+        run.chromatograms(None, ms_level=None)
+    assert 0 < observer.seen[0] <= observer.seen[1] == 14
+    assert len(run.chromatograms(None, ms_level=None).frame) == 14
 
 
 def test_only_the_page_is_answered(viewer, browser):
