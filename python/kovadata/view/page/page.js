@@ -2,9 +2,9 @@
 ;(() => {
   const at = (id) => document.getElementById(id)
   const all = (selector, root = document) => [...root.querySelectorAll(selector)]
-  const digits = (value, count) => value == null ? "" : Number(value).toFixed(count)
+  const digits = (value, count) => value == null ? "" : Number(value).toFixed(count).replace(/^-(0(\.0*)?)$/, "$1")
   const counts = (value) => value == null ? "" : Math.round(value).toLocaleString("en")
-  let link = null, number = 0, kind = {}, frame = null, boxes = [], precursors = {sort: "id", down: false, first: 0}
+  let link = null, number = 0, hasMaps = false, kind = {}, frame = null, boxes = [], precursors = {sort: "id", down: false, first: 0}
   const colours = {}
 
   function send(what, values = {}) {
@@ -47,7 +47,7 @@
       state.timer = null
       if (state.busy) { state.again = true; return }
       const [width, height] = inner(name)
-      if (!width || !height) return
+      if (!width || !height || (name.startsWith("run_") && !hasMaps)) return
       const {x_range: x, y_range: y} = figure
       if (name == "frame_map") { state.busy = true; setTimeout(() => drawn(name), 3000) }
       send(redrawn[name], {figure: name, x: [x.start, x.end], y: [y.start, y.end], width, height})
@@ -232,6 +232,7 @@
       document.body.dataset.kind = told.mobility ? "mobility" : "spectra"
       document.title = `${told.name} \u2013 kova view`
       at("messages").replaceChildren()
+      hasMaps = false  // until then their axes are those of another run
       const word = told.mobility ? "frame" : "spectrum"
       const words = told.frames == 1 ? word : told.mobility ? "frames" : "spectra"
       at("facts").textContent = `${told.name} \u00b7 ${counts(told.frames)} ${words}`
@@ -246,7 +247,7 @@
     ready() { kovaFigures.apply() },
     dress() { kovaFigures.apply() },
     zoomed() { drawn("frame_map") },
-    maps() { kovaFigures.apply() },
+    maps() { hasMaps = true; kovaFigures.apply() },
     frame({frame: told}) {
       frame = told
       at("frame").value = told.id
