@@ -230,6 +230,7 @@ def test_pictures_and_programs(page, figure, tmp_path):
     assert b"<svg" in page.saved(figure, "svg")
     page.page.click(f"#chart-{figure} summary")
     page.page.click(f"#chart-{figure} [data-save=code]")
+    page.until("document.getElementById('code').open")
     text = page.page.inner_text("#code pre")
     page.page.click("#code [data-close]")
     (tmp_path / "view.py").write_text(text, "utf-8")
@@ -256,6 +257,7 @@ def test_spectra_without_mobility(page, simulated):
         one, lines = analysis.spectrum(2).profile(), analysis.spectrum(2).lines()
     page.choose_frame(2)
     page.until("document.getElementById('frame-facts').textContent.length > 0")
+    page.commands({"do": "frame.zoom", "x": [0, 5000], "figure": "frame_spectrum"})
     found = page.table("frame_spectrum")
     for name, expected in (("profile", one[one > 0]), ("lines", lines.intensity)):
         assert sorted(found["intensity"][found["form"] == name].astype(float)) == sorted(expected.astype(float))

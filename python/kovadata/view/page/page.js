@@ -382,11 +382,12 @@
   function precursorFacts(told, isolations) {
     const text = [`Precursor ${told.id}`, told.mz == null ? null : `m/z ${digits(told.mz, 4)}`, told.charge ? `charge ${told.charge}` : null,
       told.one_over_k0 == null ? null : `1/K\u2080 ${digits(told.one_over_k0, 4)}`, told.ccs == null ? null : `CCS ${digits(told.ccs, 1)} \u00c5\u00b2`,
+      isolations.length ? `isolated in scans ${Math.min(...isolations.map((one) => one.scan_begin))} to ${Math.max(...isolations.map((one) => one.scan_end)) - 1}` : null,
       `${counts(told.peaks)} fragment peaks`].filter(Boolean).join(" \u00b7 ")
     const go = (label, to) => element("button", {text: label, attributes: {type: "button"}, on: {click: () => { openTab("tab-view-frame"); send("precursor.go", {frame: to}) }}})
     const parts = [element("span", {text: `${text}. `})]
     if (told.frame != null) parts.push(go(`Survey frame ${told.frame}`, told.frame), " ")
-    for (const one of isolations.slice(0, 6)) parts.push(go(`MS/MS frame ${one.frame}, scans ${one.scan_begin} to ${one.scan_end - 1}`, one.frame), " ")
+    for (const one of isolations.slice(0, 6)) parts.push(go(`MS/MS frame ${one.frame}`, one.frame), " ")
     if (isolations.length > 6) parts.push(`and ${isolations.length - 6} more frames`)
     return parts
   }
