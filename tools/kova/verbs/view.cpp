@@ -76,7 +76,7 @@ void addView(CLI::App& app, Action& action) {
         ->option_text("N");
     arguments
         .add_option("--listen", options.listen,
-                    "address to listen on instead of 127.0.0.1; whoever reaches it and knows the token sees the runs")
+                    "address to listen on, not 127.0.0.1; who reaches it and knows the token sees the runs")
         ->expected(1)
         ->type_name("ADDRESS")
         ->option_text("ADDRESS");
