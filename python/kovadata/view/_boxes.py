@@ -12,11 +12,10 @@ import numpy as np
 from bokeh.events import SelectionGeometry
 from bokeh.models import BoxAnnotation
 
-import kovadata
-
 from .._errors import KovaError
 from .._figures import SERIES_COLOURS, Series, Stems, chromatogram, spectrum, themed
 from .._figures._chart import MOBILITY_LABEL, SCAN_LABEL
+from .._reductions import Chromatograms, Mobilograms, SummedSpectrum
 from ..plot._labels import tallest
 from . import _code
 from ._box import Box, boxes_from_csv, boxes_to_csv
@@ -33,9 +32,9 @@ _APART = 3e-5
 class Found(NamedTuple):
     """What a box holds, of which the last two come later than the first."""
 
-    chromatogram: kovadata.Chromatograms
-    mobilogram: Optional[kovadata.Mobilograms] = None
-    spectrum: Optional[kovadata.SummedSpectrum] = None
+    chromatogram: Chromatograms
+    mobilogram: Optional[Mobilograms] = None
+    spectrum: Optional[SummedSpectrum] = None
 
 
 class Boxes(Panel):
@@ -224,7 +223,7 @@ class Boxes(Panel):
         x = one.frame.astype(float) if np.isnan(unit) else one.time / unit
         return Series(name, x, one.intensity[0], one.frame, colour)
 
-    def _mobilogram_series(self, name: str, one: kovadata.Mobilograms, colour: str) -> Series:
+    def _mobilogram_series(self, name: str, one: Mobilograms, colour: str) -> Series:
         filled = np.flatnonzero(one.intensity[0])
         shown = slice(max(filled[0] - 3, 0), filled[-1] + 4) if len(filled) else slice(0, 0)
         x = one.one_over_k0 if self.run.has_mobility_calibration else one.scan.astype(float)
@@ -242,7 +241,7 @@ class Boxes(Panel):
         rows = [] if found is None else strongest(found)
         self.session.link.send("peaks", peaks=rows, box=self.chosen, waiting=found is None and self.chosen is not None)
 
-    def chosen_spectrum(self) -> Optional[kovadata.SummedSpectrum]:
+    def chosen_spectrum(self) -> Optional[SummedSpectrum]:
         """Of the chosen box, once it has been read."""
         box = None if self.chosen is None else self.boxes.get(self.chosen)
         found = None if box is None else self.found.get(box.key())
@@ -280,7 +279,7 @@ def read_box(run: Any, box: Box, known: Optional[Found], job: Job) -> Found:
     return Found(known.chromatogram, mobilogram, summed)
 
 
-def strongest(found: kovadata.SummedSpectrum) -> List[Dict[str, Any]]:
+def strongest(found: SummedSpectrum) -> List[Dict[str, Any]]:
     """The strongest peaks of a summed spectrum."""
     order = np.argsort(found.mz, kind="stable")
     mz, intensity = found.mz[order], found.intensity[order].astype(float)

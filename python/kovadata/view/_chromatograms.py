@@ -7,9 +7,9 @@ from typing import Any, List, Optional
 import numpy as np
 from bokeh.events import Tap
 
-import kovadata
-
+from .._errors import KovaError
 from .._figures import ChromatogramChart, Series, chromatogram
+from .._spectra import SpectrumAnalysis
 from ..plot._chromatogram import spectrum_value
 from . import _code
 from ._panel import Columns, Panel
@@ -59,7 +59,7 @@ class Chromatograms(Panel):
     def _read(run: Any, kind: str, job: Job) -> np.ndarray:
         reduce = "sum" if kind == "tic" else "max"
         with run.again() as analysis:
-            if isinstance(analysis, kovadata.SpectrumAnalysis):
+            if isinstance(analysis, SpectrumAnalysis):
                 return _of_spectra(analysis, reduce, job)
             found = analysis.chromatograms(None, ms_level=None, reduce=reduce, normalized=kind == "bpc", on_damage="skip")
         values = np.full(len(run.table), np.nan)
@@ -120,7 +120,7 @@ class Chromatograms(Panel):
         return _code.chromatogram(self.run, self.kind)
 
 
-def _of_spectra(analysis: kovadata.SpectrumAnalysis, reduce: str, job: Job) -> np.ndarray:
+def _of_spectra(analysis: SpectrumAnalysis, reduce: str, job: Job) -> np.ndarray:
     values = []
     table = analysis.spectrum_table()
     for done, one in enumerate(analysis.spectra()):
@@ -129,7 +129,7 @@ def _of_spectra(analysis: kovadata.SpectrumAnalysis, reduce: str, job: Job) -> n
         job.told(done, len(table))
         try:
             values.append(spectrum_value(analysis, one, reduce))
-        except kovadata.KovaError as error:
+        except KovaError as error:
             job.damaged.append((one.id, str(error)))
             values.append(np.nan)
     return np.array(values, float)

@@ -7,10 +7,10 @@ from typing import Optional, Tuple
 
 import numpy as np
 
-import kovadata
-
 from .._figures import Stems, map_grid
 from .._figures._chart import MOBILITY_LABEL, MZ_LABEL, SCAN_LABEL
+from .._frame import Frame
+from .._peaks import Peaks
 from ..plot._axis import mobility_axis
 from ..plot._map import map_view
 
@@ -23,8 +23,8 @@ INDEX_LABEL = "time-of-flight index"
 class FramePeaks:
     """A frame, all of its peaks, and where they are on both axes."""
 
-    frame: kovadata.Frame
-    peaks: kovadata.Peaks
+    frame: Frame
+    peaks: Peaks
     x: np.ndarray
     y: np.ndarray
     has_mz: bool
@@ -32,7 +32,7 @@ class FramePeaks:
     scan_places: np.ndarray
 
     @classmethod
-    def read(cls, frame: kovadata.Frame) -> FramePeaks:
+    def read(cls, frame: Frame) -> FramePeaks:
         peaks = frame.peaks()
         axis = mobility_axis(frame)
         has_mz = not np.isnan(peaks.mz).any()

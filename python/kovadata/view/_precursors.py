@@ -6,9 +6,9 @@ from typing import Any, Dict, List, Optional, Tuple
 
 import numpy as np
 
-import kovadata
-
+from .._errors import KovaError
 from .._figures import Stems, spectrum
+from .._precursors import Precursor
 from . import _code
 from ._frame_axes import FramePeaks
 from ._panel import READING_ERRORS, Columns, Pair, Panel, pair
@@ -35,7 +35,7 @@ class Precursors(Panel):
 
     def _forget(self) -> None:
         self.table: Any = np.empty(0)
-        self.about: Optional[kovadata.Precursor] = None
+        self.about: Optional[Precursor] = None
         self.fragments = Stems(np.empty(0), np.empty(0))
         self.pattern = Stems(np.empty(0), np.empty(0))
         self.isolations: List[Dict[str, Any]] = []
@@ -85,12 +85,12 @@ class Precursors(Panel):
         known = self.table[self.table["id"] == number]
         self.isolations = self.run.isolations(number)
         if not found and not len(known):
-            raise kovadata.KovaError(f"there is no precursor {number}")
+            raise KovaError(f"there is no precursor {number}")
         if found:
             self.about = found[0].precursor
             self.fragments = Stems.sorted(found[0].mz, found[0].intensity)
         else:
-            self.about = kovadata.Precursor.of_row(number, tuple(known[0].tolist()))
+            self.about = Precursor.of_row(number, tuple(known[0].tolist()))
             self.fragments = Stems(np.empty(0), np.empty(0))
         self._read_pattern()
         self._draw()

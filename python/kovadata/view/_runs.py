@@ -7,14 +7,15 @@ from typing import Any, Dict, List, NamedTuple, Optional, Sequence, Union
 
 import numpy as np
 
-import kovadata
-
+from .._analysis import Analysis
 from .._arrow_c import filled
 from .._base import nan_without_calibration
 from .._errors import KovaError
+from .._opening import kind_of_analysis
+from .._spectra import SpectrumAnalysis
 from ..plot._style import time_axis
 
-AnyAnalysis = Union[kovadata.Analysis, kovadata.SpectrumAnalysis]
+AnyAnalysis = Union[Analysis, SpectrumAnalysis]
 
 ACQUISITION = "off"
 _STATES, _ISOLATIONS = 3, 4
@@ -35,11 +36,11 @@ def named_runs(analyses: Sequence[Any], recalibrated: bool = False, calibration:
     """What was asked for, each opened once, so that what cannot be opened is told at once."""
     found = []
     for one in analyses:
-        if isinstance(one, (kovadata.Analysis, kovadata.SpectrumAnalysis)):
+        if isinstance(one, (Analysis, SpectrumAnalysis)):
             path, options = str(one.path), one._options
         else:
             path, options = os.path.abspath(os.fsdecode(one)), (recalibrated, calibration)
-        with kovadata.open(path, options[0], calibration=options[1]) as opened:
+        with kind_of_analysis(path)(path, options[0], calibration=options[1]) as opened:
             state = opened._run.info().calibration_state
         found.append(Named(path, ACQUISITION if state is None else f"uuid:{state.decode()}"))
     return found
@@ -51,7 +52,7 @@ class OpenRun:
     def __init__(self, named: Named, calibration: str) -> None:
         self.named, self.calibration = named, calibration
         self.analysis = self.again()
-        self.has_mobility = isinstance(self.analysis, kovadata.Analysis)
+        self.has_mobility = isinstance(self.analysis, Analysis)
         self.table = self._frames()
         self.time: np.ndarray = np.empty(0)
         self.time_label = "frame"
@@ -63,7 +64,7 @@ class OpenRun:
 
     def again(self) -> Any:
         """Another object for the same run and calibration."""
-        return kovadata.open(self.named.path, calibration=self.calibration)
+        return kind_of_analysis(self.named.path)(self.named.path, calibration=self.calibration)
 
     def _frames(self) -> np.ndarray:
         table: np.ndarray = self.analysis.frame_table() if self.has_mobility else self.analysis.spectrum_table()

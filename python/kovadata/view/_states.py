@@ -7,11 +7,10 @@ from typing import Any, Optional
 import numpy as np
 from bokeh.models import HoverTool, Range1d, Span
 
-import kovadata
-
 from .._errors import KovaError
 from .._figures import Chart, new_figure, themed
 from .._figures._chart import MZ_LABEL
+from .._opening import kind_of_analysis
 from . import _code
 from ._panel import Columns, Panel
 from ._runs import ACQUISITION
@@ -49,7 +48,8 @@ class States(Panel):
             raise KovaError("there is no such calibration state")
         path = self.run.named.path
         index = np.linspace(0, self.run.num_bins - 1, _POINTS)
-        with kovadata.open(path, calibration=first) as one, kovadata.open(path, calibration=second) as other:
+        kind = kind_of_analysis(path)
+        with kind(path, calibration=first) as one, kind(path, calibration=second) as other:
             mz, others = one.index_to_mz(frame, index), other.index_to_mz(frame, index)
         self.compared = first, second
         ppm = 1e6 * (others - mz) / mz
