@@ -28,7 +28,7 @@ class Page(KovaTest):
         for name in ("_export", "_report"):
             (self.folder / "site" / "kovadata" / name).mkdir()
         (self.folder / "site" / "bokeh.py").write_text("")
-        for name in ("plot", "_export/__init__", "_report/__init__", "__init__", "__main__"):
+        for name in ("plot", "view", "_export/__init__", "_report/__init__", "__init__", "__main__"):
             (self.folder / "site" / "kovadata" / f"{name}.py").write_text("")
         (self.folder / "site" / "matplotlib.py").write_text("")
         return {**os.environ, "PATH": f"{self.folder / 'bin'}:{os.environ['PATH']}", "PYTHONPATH": str(self.folder / "site")}
