@@ -13,8 +13,6 @@ namespace lumo::run {
 
 namespace {
 
-// Small frames are read together, so that a task is worth being handed to a thread.
-constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
 constexpr std::uint64_t kBytesPerPeak = 48;  // of all columns, rounded up
 
 class PeakGroupReader final : public GroupReader {

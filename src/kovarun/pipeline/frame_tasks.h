@@ -28,8 +28,11 @@ struct FrameGroup {
 // About how many peaks a frame has, as far as the metadata tell.
 std::uint64_t expectedPeaks(const FrameEntry& frame);
 
+// What makes a task that is worth handing to a thread.
+inline constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
+
 // Puts successive frames together while they are expected to have at most `peaks` peaks and are at most
-// `most`. So small frames make a task that is worth handing to a thread, and a large one is a task by itself.
+// `most`. So small frames share a task, and a large one is a task by itself.
 // No group is empty.
 std::vector<FrameGroup> groupFrames(const FrameEntries& frames, std::uint64_t peaks,
                                     std::size_t most = SIZE_MAX);

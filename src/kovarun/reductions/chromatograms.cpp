@@ -20,8 +20,6 @@ namespace lumo::run {
 
 namespace {
 
-constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
-
 // The rows of a group, for one thread. A frame that fails adds nothing to any column, as its values are
 // complete before the first is appended.
 template <Reduce kind>

@@ -23,7 +23,6 @@ namespace lumo::run {
 
 namespace {
 
-constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
 constexpr std::uint32_t kOutside = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t kMostCells = std::uint64_t{1} << 30;  // keeps sums of places below 2^32
 

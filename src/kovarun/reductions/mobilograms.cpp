@@ -17,8 +17,6 @@ namespace lumo::run {
 
 namespace {
 
-constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
-
 // As the metadata state it, for planning; frames may turn out to have more.
 std::uint64_t mostScans(const FrameEntries& frames) {
     std::int64_t most = 1;

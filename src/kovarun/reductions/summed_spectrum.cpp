@@ -16,8 +16,6 @@ namespace lumo::run {
 
 namespace {
 
-constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
-
 struct Bin {
     std::uint64_t intensity = 0;
     std::uint64_t count = 0;

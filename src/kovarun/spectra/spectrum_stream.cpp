@@ -19,7 +19,6 @@ namespace lumo::run {
 
 namespace {
 
-constexpr std::uint64_t kPeaksPerGroup = 1 << 18;
 // Metadata that state 0 peaks for all spectra would otherwise make a single task of them.
 constexpr std::size_t kMostSpectraPerGroup = 64;
 constexpr std::uint64_t kBytesPerPeak = 24;  // position, m/z, intensity and width
