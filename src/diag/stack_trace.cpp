@@ -121,7 +121,8 @@ StackTrace StackTrace::capture(int skippedFrames) {
     struct Chain {
         std::array<void*, kMaxFrames> addresses;
         int count;
-    } chain;  // NOLINT(*-member-init): 8 KiB, filled as far as they are read
+    };
+    Chain chain;  // NOLINT(cppcoreguidelines-pro-type-member-init): 8 KiB, filled as far as they are read
     chain.count = 0;
     const auto add = [](_Unwind_Context* frame, void* context) {
         auto& known = *static_cast<Chain*>(context);

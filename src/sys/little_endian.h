@@ -25,6 +25,7 @@ void reverseBytesOnBigEndian(std::span<T> values) {
 template <class T>
 void loadNumbers(const std::byte* bytes, std::span<T> values) {
     if (!values.empty()) {
+        // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): bytes are null only where there are no values
         std::memcpy(values.data(), bytes, values.size_bytes());
         reverseBytesOnBigEndian(values);
     }
