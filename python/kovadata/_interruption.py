@@ -6,10 +6,12 @@ import os
 import pathlib
 import signal
 from types import FrameType
-from typing import NoReturn, Optional, Set
+from typing import Optional, Set
 
 # Files that are being written and do not have their name yet.
 unfinished: Set[pathlib.Path] = set()
+
+_is_ending = False
 
 
 def end_when_interrupted() -> None:
@@ -24,7 +26,11 @@ def end_when_interrupted() -> None:
     signal.pthread_sigmask(signal.SIG_UNBLOCK, {signal.SIGINT})
 
 
-def _end(number: int, _: Optional[FrameType]) -> NoReturn:
+def _end(number: int, _: Optional[FrameType]) -> None:
+    global _is_ending
+    if _is_ending:  # a second signal, while the first is obeyed
+        return
+    _is_ending = True
     for path in tuple(unfinished):
         path.unlink(missing_ok=True)
     os.write(2, (b"\r\033[K" if os.isatty(2) else b"") + b"kova: interrupted\n")
