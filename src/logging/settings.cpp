@@ -1,7 +1,8 @@
 #include "logging/settings.h"
 
+#include <algorithm>
 #include <charconv>
-#include <functional>
+#include <iterator>
 #include <utility>
 
 #include "diag/throwable.h"
@@ -92,36 +93,36 @@ std::size_t toNumber(const std::string& place, const std::string& value, const L
 }
 
 // One entry per key of a [sink.NAME] section, so that unknown keys are found by looking them up.
-using Setter = std::function<void(SinkSettings&, const std::string& place, const std::string& value)>;
+struct SinkKey {
+    std::string_view name;
+    void (*set)(SinkSettings&, const std::string& place, const std::string& value);
+};
 
-const std::map<std::string, Setter, std::less<>>& sinkSetters() {
-    static const std::map<std::string, Setter, std::less<>> kSetters = {
-        {"type", [](auto& sink, auto& place, auto& value) { sink.type = toSinkType(place, value); }},
-        {"level", [](auto& sink, auto& place, auto& value) { sink.level = toLevel(place, value); }},
-        {"file", [](auto& sink, auto&, auto& value) { sink.file = value; }},
-        {"max_size",
-         [](auto& sink, auto& place, auto& value) { sink.maxSize = toNumber(place, value, kSizeLimits); }},
-        {"max_files",
-         [](auto& sink, auto& place, auto& value) { sink.maxFiles = toNumber(place, value, kFileLimits); }},
-        {"async", [](auto& sink, auto& place, auto& value) { sink.async = toFlag(place, value); }},
-        {"queue",
-         [](auto& sink, auto& place, auto& value) { sink.queue = toNumber(place, value, kQueueLimits); }},
-        {"overflow", [](auto& sink, auto& place, auto& value) { sink.overflow = toOverflow(place, value); }},
-    };
-    return kSetters;
-}
+constexpr SinkKey kSinkKeys[] = {
+    {"type", [](auto& sink, auto& place, auto& value) { sink.type = toSinkType(place, value); }},
+    {"level", [](auto& sink, auto& place, auto& value) { sink.level = toLevel(place, value); }},
+    {"file", [](auto& sink, auto&, auto& value) { sink.file = value; }},
+    {"max_size",
+     [](auto& sink, auto& place, auto& value) { sink.maxSize = toNumber(place, value, kSizeLimits); }},
+    {"max_files",
+     [](auto& sink, auto& place, auto& value) { sink.maxFiles = toNumber(place, value, kFileLimits); }},
+    {"async", [](auto& sink, auto& place, auto& value) { sink.async = toFlag(place, value); }},
+    {"queue",
+     [](auto& sink, auto& place, auto& value) { sink.queue = toNumber(place, value, kQueueLimits); }},
+    {"overflow", [](auto& sink, auto& place, auto& value) { sink.overflow = toOverflow(place, value); }},
+};
 
 // Checks that need more than one key come last, when all have been read: they may stand in any order.
 SinkSettings sinkOf(const IniSection& section) {
     SinkSettings sink;
     bool hasType = false;
     for (const auto& [key, value] : section.entries) {
-        const auto setter = sinkSetters().find(key);
-        if (setter == sinkSetters().end()) {
+        const auto* const known = std::ranges::find(kSinkKeys, key, &SinkKey::name);
+        if (known == std::end(kSinkKeys)) {
             LUMO_THROW(ConfigurationError("unknown key [" + section.name + "] " + key));
         }
         hasType = hasType || key == "type";
-        setter->second(sink, "[" + section.name + "] " + key, value);
+        known->set(sink, "[" + section.name + "] " + key, value);
     }
     if (!hasType) {
         LUMO_THROW(ConfigurationError("[" + section.name + "] has no type"));

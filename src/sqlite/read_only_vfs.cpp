@@ -31,7 +31,9 @@ constexpr int kChangeCounterBytes = 16;
 
 constexpr int kSmallestPage = 512;
 
+// Takes the lock of SQLite's list of layers.
 sqlite3_vfs* findBase() {
+    const sys::InsideForkGate gate;
     sqlite3_vfs* const unixFiles = sqlite3_vfs_find("unix");
     return unixFiles != nullptr ? unixFiles : sqlite3_vfs_find(nullptr);
 }

@@ -1,6 +1,7 @@
 #include "sys/cpu.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <utility>
 
@@ -18,6 +19,8 @@ constexpr SimdLevel kLevels[] = {SimdLevel::Scalar, SimdLevel::Vector128, SimdLe
 // As the environment variable spells them.
 constexpr std::pair<std::string_view, SimdLevel> kNames[] = {
     {"scalar", SimdLevel::Scalar}, {"vector128", SimdLevel::Vector128}, {"avx2", SimdLevel::Avx2}};
+
+constexpr int kUnknown = -1;
 
 SimdLevel widestSimdLevel() {
     if constexpr (std::endian::native != std::endian::little) {
@@ -40,10 +43,17 @@ std::span<const SimdLevel> supportedSimdLevels() {
     return std::span(kLevels).first(static_cast<std::size_t>(widestSimdLevel()) + 1);
 }
 
+// Threads that ask at the same time each find out, and find the same. A static object of the function would
+// make them wait for one another, and a child forked meanwhile would wait for ever.
 SimdLevel simdLevel() {
-    static const SimdLevel kLevel =
-        simdLevelFor(environmentVariable("KOVADATA_SIMD").value_or(""), widestSimdLevel());
-    return kLevel;
+    static constinit std::atomic<int> known{kUnknown};
+    int level = known.load(std::memory_order_relaxed);
+    if (level == kUnknown) {
+        level = static_cast<int>(
+            simdLevelFor(environmentVariable("KOVADATA_SIMD").value_or(""), widestSimdLevel()));
+        known.store(level, std::memory_order_relaxed);
+    }
+    return static_cast<SimdLevel>(level);
 }
 
 SimdLevel simdLevelFor(std::string_view wish, SimdLevel widest) {

@@ -102,6 +102,8 @@ ForkGateOpened::ForkGateOpened() noexcept { leave(); }
 
 ForkGateOpened::~ForkGateOpened() { enter(); }
 
+bool isInsideForkGate() noexcept { return depth.get() != 0; }
+
 void letForkPass() noexcept {
     if ((state.load(std::memory_order_relaxed) & kClosed) != 0) {
         const ForkGateOpened opened;

@@ -29,6 +29,9 @@ public:
     ~ForkGateOpened();
 };
 
+// Whether the calling thread is.
+bool isInsideForkGate() noexcept;
+
 // Leaves the gate for a moment if a fork waits.
 void letForkPass() noexcept;
 

@@ -6,7 +6,8 @@ symbol, with the node of the version script (Base without one) and the release t
 by hand, and none ever leaves it without a new SONAME.
 
 It has to be possible to load the library late: its thread-local data must not need the little room that a running process has
-for it.
+for it. And it has to be possible to fork at any time: no object of the whole process may be made at the first call of a
+function, since a child that is forked meanwhile would wait for ever until another thread has made it.
 """
 
 import argparse
@@ -33,6 +34,13 @@ def exported(library: pathlib.Path) -> set[str]:
 def needs_static_tls(library: pathlib.Path) -> bool:
     command = ["readelf", "--dynamic", "--wide", str(library)]
     return "STATIC_TLS" in subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+def made_at_first_call(library: pathlib.Path) -> list[str]:
+    """What stands behind a guard variable; those of thread-local data are the thread's own."""
+    command = ["readelf", "--symbols", "--wide", "--demangle", str(library)]
+    lines = subprocess.run(command, check=True, capture_output=True, text=True).stdout.splitlines()
+    return [line.split("guard variable for ")[1] for line in lines if " OBJECT " in line and "guard variable for lumo::" in line]
 
 
 def listed(abi: pathlib.Path) -> tuple[str, dict[str, str]]:
@@ -87,6 +95,7 @@ def main() -> int:
     changes = interface_changes(arguments.library, arguments.include, arguments.abi)
     if needs_static_tls(arguments.library):
         changes.append("the library has thread-local data of the static kind")
+    changes += [f"made at the first call, while a fork may come: {name}" for name in made_at_first_call(arguments.library)]
     print(*changes, f"{len(in_headers & in_library)} functions declared and exported", sep="\n")
     return 0 if in_headers and in_headers == in_library and not changes else 1
 

@@ -53,7 +53,7 @@ public:
         }
         const Block found = *first;
         blocks.erase(first);
-        idle -= found.size;
+        total -= found.size;
         return found;
     }
 
@@ -67,7 +67,7 @@ private:
     // False if the block is to be freed: nobody waits for the lock, and what is idle has a bound.
     bool keep(Block block) noexcept {
         const std::unique_lock lock(mutex, std::try_to_lock);
-        if (!lock || idle + block.size > kMostIdle) {
+        if (!lock || total + block.size > kMostIdle) {
             return false;
         }
         try {
@@ -78,20 +78,22 @@ private:
         } catch (const std::bad_alloc&) {
             return false;
         }
-        idle += block.size;
+        total += block.size;
         return true;
     }
 
     std::mutex mutex;
     std::vector<Block> blocks;  // sizes ascending
-    std::size_t idle = 0;       // their sum
+    std::size_t total = 0;      // of their sizes
 };
 
 // Never destroyed: batches may outlive everything else.
-IdleBlocks& idleBlocks() {
-    static auto* const kBlocks = new IdleBlocks;
-    return *kBlocks;
-}
+union Forever {
+    constexpr Forever() : blocks() {}
+    constexpr ~Forever() {}
+    IdleBlocks blocks;
+};
+constinit Forever idle;
 
 }  // namespace
 
@@ -100,11 +102,11 @@ std::shared_ptr<std::byte[]> takeMemory(std::size_t bytes) {
         return std::shared_ptr<std::byte[]>(new std::byte[bytes]);
     }
     const std::size_t size = roundedUp(bytes);
-    Block block = idleBlocks().take(size);
+    Block block = idle.blocks.take(size);
     if (block.address == nullptr) {
         block = {static_cast<std::byte*>(::operator new(size)), size};
     }
-    return {block.address, [block](const std::byte*) { idleBlocks().giveBack(block); }};
+    return {block.address, [block](const std::byte*) { idle.blocks.giveBack(block); }};
 }
 
 }  // namespace lumo::run::arrow
