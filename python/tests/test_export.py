@@ -124,6 +124,11 @@ def test_sorted_by_mz_it_answers_questions_about_an_ion(run, tmp_path, monkeypat
         kovadata.export(run, path, layout="mz", memory=memory)
     assert files[0].read_bytes() == files[1].read_bytes()
     table = pyarrow.parquet.read_table(files[0]).to_pandas()
+    ion = table["mz"].mode()[0]
+    monkeypatch.setattr(mz_sort, "_COPIES", 4000)  # so that the peaks of one m/z, which cannot be divided, are more than fit
+    kovadata.export(run, tmp_path / "ion.parquet", layout="mz", memory=1 << 20, mz_range=(ion, ion))
+    found = pyarrow.parquet.read_table(tmp_path / "ion.parquet").to_pandas()
+    assert len(found) > 8 and found.equals(table[table["mz"] == ion].reset_index(drop=True))
     order = table.sort_values(["mz", "frame", "scan", "tof_index"], kind="stable").index
     np.testing.assert_array_equal(order, np.arange(len(table)))
     groups = pyarrow.parquet.ParquetFile(files[0]).metadata

@@ -75,7 +75,7 @@ def sorted_by_mz(source: Source, schema: Any) -> Iterator[Any]:
     edges = _edges(source, at_once)
     source.progress.begin("frames dealt out")
     chunks = _chunks(source, record, max(at_once // 2, 1))
-    ranges = _dealt_out(source, chunks, edges) if len(edges) else chunks  # without edges there is one chunk at most
+    ranges = _dealt_out(source, chunks, edges) if len(edges) else _undivided(chunks, record.dtype)
     peaks = int(source.frames["peaks"].clip(0).sum())
     tables = in_order(ranges, lambda values: record.table(_in_order(values), schema), workers)
     yield from _row_groups(tables, ROWS if peaks < _MANY * ROWS else 4 * ROWS)
@@ -115,6 +115,11 @@ def _chunks(source: Source, record: _Record, size: int) -> Iterator[np.ndarray]:
                 filled = 0
     if filled:
         yield chunk[:filled]
+
+
+def _undivided(chunks: Iterator[np.ndarray], record: np.dtype) -> Iterator[np.ndarray]:
+    """All peaks: few, or of one m/z, which is never divided, however many they are."""
+    yield np.concatenate([np.empty(0, record), *(chunk.copy() for chunk in chunks)])
 
 
 def _dealt_out(source: Source, chunks: Iterator[np.ndarray], edges: np.ndarray) -> Iterator[np.ndarray]:
