@@ -103,7 +103,7 @@ def opened(browser, viewer):
 
 @pytest.fixture
 def page(opened):
-    """The same page for most tests, which opening takes seconds: with the first run anew and without boxes."""
+    """The same page for most tests, which opening takes seconds: with the first run, opened again, and without boxes."""
     opened.page.click("#tab-view-frame")
     opened.page.click("#tab-about")
     opened.commands({"do": "run", "run": 0})

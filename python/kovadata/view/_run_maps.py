@@ -64,7 +64,7 @@ class RunMaps(Panel):
             self.draw()
 
     def zoom(self, x: Any = None, y: Any = None, figure: str = "run_mz", width: Any = 0, height: Any = 0) -> None:
-        """Draws what is in view anew, from fewer frames and in more detail."""
+        """Draws what is in view again, from fewer frames and in more detail."""
         before = self.time_limits, self.y_limits.get(figure)
         after = pair(x) or before[0], pair(y) or before[1]
         # Before there is a map, its axes say nothing.
