@@ -5,10 +5,9 @@ from __future__ import annotations
 import argparse
 import sys
 import warnings
-from typing import List, NoReturn, Optional, Tuple, Union
+from typing import List, Optional, Tuple, Union
 
-import kovadata
-
+from .._command import Parser, failed
 from . import export
 from .plan import CONTENTS, FORMATS, UsageError
 
@@ -19,12 +18,6 @@ _EPILOG = """examples:
   kova export run.d -o run.mgf --top 150
 """
 _UNITS = {"k": 1 << 10, "m": 1 << 20, "g": 1 << 30}
-
-
-class _Parser(argparse.ArgumentParser):
-    def error(self, message: str) -> NoReturn:
-        sys.stderr.write(f"kova: {message}\ntry: {self.prog} --help\n")
-        sys.exit(2)
 
 
 def _range(text: str) -> Tuple[Optional[float], Optional[float]]:
@@ -56,8 +49,7 @@ for _type, _name in ((_range, "range such as 400.5:401"), (_frames, "list of fra
 
 
 def _parser() -> argparse.ArgumentParser:
-    parser = _Parser(prog="kova export", description="Writes a run into a file that other programs read.", epilog=_EPILOG,
-                     formatter_class=argparse.RawDescriptionHelpFormatter, allow_abbrev=False)
+    parser = Parser(prog="kova export", description="Writes a run into a file that other programs read.", epilog=_EPILOG)
     add = parser.add_argument
     add("analysis", metavar="ANALYSIS", help="directory of the analysis")
     add("-o", "--output", metavar="FILE", required=True, help="file to write; its ending decides the format")
@@ -115,7 +107,5 @@ def main(arguments: Optional[List[str]] = None) -> int:
     except UsageError as error:
         parser.error(str(error))
     except Exception as error:
-        text = str(error) if isinstance(error, (kovadata.KovaError, OSError)) else f"{type(error).__name__}: {error}"
-        sys.stderr.write(f"kova: {' '.join(text.split())}\n")
-        return 1
+        return failed(error, with_type=True)
     return 0

@@ -6,10 +6,9 @@ import argparse
 import pathlib
 import sys
 import warnings
-from typing import List, NoReturn, Optional
+from typing import List, Optional
 
-import kovadata
-
+from .._command import Parser, failed
 from . import document, json_text, read_runs, report
 
 _EPILOG = """examples:
@@ -17,12 +16,6 @@ _EPILOG = """examples:
   kova report monday.d tuesday.d -o week.html --recalibrated
   kova report run.d --json > run.json
 """
-
-
-class _Parser(argparse.ArgumentParser):
-    def error(self, message: str) -> NoReturn:
-        sys.stderr.write(f"kova: {message}\ntry: {self.prog} --help\n")
-        sys.exit(2)
 
 
 def _threads(text: str) -> int:
@@ -36,8 +29,7 @@ _threads.__name__ = "number of threads"  # the name in messages of argparse
 
 
 def _parser() -> argparse.ArgumentParser:
-    parser = _Parser(prog="kova report", description="Writes a report of runs into one HTML file.", epilog=_EPILOG,
-                     formatter_class=argparse.RawDescriptionHelpFormatter, allow_abbrev=False)
+    parser = Parser(prog="kova report", description="Writes a report of runs into one HTML file.", epilog=_EPILOG)
     add = parser.add_argument
     add("analyses", metavar="ANALYSIS", nargs="+", help="directories of the analyses")
     add("-o", "--output", metavar="FILE", help="file to write; without it --json prints the numbers")
@@ -79,7 +71,5 @@ def main(arguments: Optional[List[str]] = None) -> int:
     try:
         _run(options)
     except Exception as error:
-        text = str(error) if isinstance(error, (kovadata.KovaError, OSError)) else f"{type(error).__name__}: {error}"
-        sys.stderr.write(f"kova: {' '.join(text.split())}\n")
-        return 1
+        return failed(error, with_type=True)
     return 0

@@ -14,12 +14,13 @@ import logging
 import os
 import pathlib
 import sys
-from typing import TYPE_CHECKING, Callable, Dict, List, NamedTuple, NoReturn, Optional, Set, Tuple, Union
+from typing import TYPE_CHECKING, Callable, Dict, List, NamedTuple, Optional, Set, Tuple, Union
 
 import numpy as np
 
 import kovadata
 from kovadata import plot
+from kovadata._command import Parser, failed
 from kovadata.plot._chromatogram import frame_values
 
 if TYPE_CHECKING:
@@ -35,15 +36,8 @@ _EPILOG = """examples:
 """
 
 
-class _Parser(argparse.ArgumentParser):
-    def error(self, message: str) -> NoReturn:
-        sys.stderr.write(f"kova: {message}\ntry: {self.prog} --help\n")
-        sys.exit(2)
-
-
 def _parser() -> argparse.ArgumentParser:
-    parser = _Parser(prog="kova plot", description="Plots what an analysis holds, into a file.", epilog=_EPILOG,
-                     formatter_class=argparse.RawDescriptionHelpFormatter, allow_abbrev=False)
+    parser = Parser(prog="kova plot", description="Plots what an analysis holds, into a file.", epilog=_EPILOG)
     parser.add_argument("kind", metavar="KIND", choices=list(_KINDS),
                         help="tic: total ion chromatogram; bpc: base peak chromatogram; overview: the run over time and "
                              "m/z, and over time and 1/K0; heatmap: a frame over m/z and 1/K0; mobilogram: a frame over "
@@ -237,9 +231,7 @@ def main(arguments: Optional[List[str]] = None) -> int:
     try:
         _write(options)
     except Exception as error:
-        text = " ".join(str(error).split()) or type(error).__name__
-        sys.stderr.write(f"kova: {text}\n")
-        return 1
+        return failed(error)
     return 0
 
 

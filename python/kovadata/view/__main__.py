@@ -9,7 +9,9 @@ if __name__ == "__main__":
 
 import argparse
 import sys
-from typing import List, NoReturn, Optional
+from typing import List, Optional
+
+from kovadata._command import Parser, failed
 
 _EPILOG = """The page is served to this computer alone, at an address with a token without which nothing is shown. Ctrl-C ends it.
 
@@ -17,12 +19,6 @@ examples:
   kova view run.d
   kova view run.d other.d --no-browser
 """
-
-
-class _Parser(argparse.ArgumentParser):
-    def error(self, message: str) -> NoReturn:
-        sys.stderr.write(f"kova: {message}\ntry: {self.prog} --help\n")
-        sys.exit(2)
 
 
 def _port(text: str) -> int:
@@ -33,8 +29,7 @@ def _port(text: str) -> int:
 
 
 def _parser() -> argparse.ArgumentParser:
-    parser = _Parser(prog="kova view", description="Shows runs in the browser.", epilog=_EPILOG,
-                     formatter_class=argparse.RawDescriptionHelpFormatter, allow_abbrev=False)
+    parser = Parser(prog="kova view", description="Shows runs in the browser.", epilog=_EPILOG)
     parser.add_argument("runs", metavar="RUN", nargs="+", help="directory of an analysis")
     parser.add_argument("--no-browser", action="store_true", help="print the address and open no browser")
     parser.add_argument("--port", type=_port, default=0, metavar="N", help="port to listen on (default: one that is free)")
@@ -59,9 +54,7 @@ def main(arguments: Optional[List[str]] = None) -> int:
                         recalibrated=options.recalibrated, calibration=options.calibration, say=print)
         viewer.wait()
     except Exception as error:
-        text = " ".join(str(error).split()) or type(error).__name__
-        sys.stderr.write(f"kova: {text}\n")
-        return 1
+        return failed(error)
     return 0
 
 
