@@ -4,11 +4,7 @@ macro(kovadata_layer_target target)
   target_link_libraries(${target} PUBLIC ${arg_LIBS} PRIVATE kovadata_options)
   set_target_properties(${target} PROPERTIES
     CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
-  list(LENGTH arg_SOURCES count)
-  if(count GREATER 7)  # a layer of fewer files is compiled before its headers are
-    target_precompile_headers(${target} PRIVATE
-      <algorithm> <filesystem> <functional> <memory> <optional> <span> <sstream> <stdexcept> <string> <vector>)
-  endif()
+  kovadata_compile_together(${target})
 endmacro()
 
 # kovadata_layer(<name> SOURCES ... [LIBS ...]) makes one folder of src/ an object library. The shared library and the

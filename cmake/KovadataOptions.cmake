@@ -36,7 +36,15 @@ if(KOVADATA_COVERAGE)
   target_link_options(kovadata_options INTERFACE --coverage)
 endif()
 
-# A compiler cache finds more without precompiled headers, whose bytes differ from build folder to build folder.
+# Small files take less than two thirds of the time when the compiler sees sixteen of them at once. A compiler cache finds
+# more in single files, and without precompiled headers, whose bytes differ from build folder to build folder.
+option(KOVADATA_COMPILE_TOGETHER "compile files of one folder together" ON)
 if(CMAKE_CXX_COMPILER_LAUNCHER)
+  set(KOVADATA_COMPILE_TOGETHER OFF)
   set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)
 endif()
+
+# kovadata_compile_together(<target>)
+function(kovadata_compile_together target)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${KOVADATA_COMPILE_TOGETHER} UNITY_BUILD_BATCH_SIZE 16)
+endfunction()

@@ -24,9 +24,9 @@ constinit std::atomic<int> state{0};
 constinit std::atomic<unsigned> generation{0};
 
 // Not 0 if the thread is inside or about to be.
-ThreadNumber depth;
+ThreadNumber passes;
 
-[[gnu::destructor]] void releaseDepth() { depth.release(); }
+[[gnu::destructor]] void releasePasses() { passes.release(); }
 
 void enter() noexcept {
     for (int now = state.load(std::memory_order_relaxed);;) {
@@ -54,7 +54,7 @@ void leave() noexcept {
 // Sets the bit first, so that nobody enters any more, and then waits until the last one has left. Two threads
 // may fork at the same time; the second waits until the first is done.
 void closeForFork() {
-    if (depth.get() != 0) {
+    if (passes.get() != 0) {
         return;
     }
     int now = state.load(std::memory_order_relaxed);
@@ -69,7 +69,7 @@ void closeForFork() {
 }
 
 void openInParent() {
-    if (depth.get() == 0) {
+    if (passes.get() == 0) {
         state.store(0, std::memory_order_release);
         state.notify_all();
     }
@@ -84,8 +84,8 @@ void openInChild() {
 
 }  // namespace
 
-InsideForkGate::InsideForkGate() noexcept : hasEntered(depth.get() == 0) {
-    depth.set(depth.get() + 1);
+InsideForkGate::InsideForkGate() noexcept : hasEntered(passes.get() == 0) {
+    passes.set(passes.get() + 1);
     if (hasEntered) {
         enter();
     }
@@ -95,14 +95,14 @@ InsideForkGate::~InsideForkGate() {
     if (hasEntered) {
         leave();
     }
-    depth.set(depth.get() - 1);
+    passes.set(passes.get() - 1);
 }
 
 ForkGateOpened::ForkGateOpened() noexcept { leave(); }
 
 ForkGateOpened::~ForkGateOpened() { enter(); }
 
-bool isInsideForkGate() noexcept { return depth.get() != 0; }
+bool isInsideForkGate() noexcept { return passes.get() != 0; }
 
 void letForkPass() noexcept {
     if ((state.load(std::memory_order_relaxed) & kClosed) != 0) {

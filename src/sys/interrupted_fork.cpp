@@ -7,15 +7,15 @@ namespace lumo::sys {
 
 namespace {
 
-ThreadNumber depth;
+ThreadNumber places;
 
-[[gnu::destructor]] void releaseDepth() { depth.release(); }
+[[gnu::destructor]] void releasePlaces() { places.release(); }
 
 }  // namespace
 
-MayHoldForkLocks::MayHoldForkLocks() noexcept { depth.set(depth.get() + 1); }
-MayHoldForkLocks::~MayHoldForkLocks() { depth.set(depth.get() - 1); }
+MayHoldForkLocks::MayHoldForkLocks() noexcept { places.set(places.get() + 1); }
+MayHoldForkLocks::~MayHoldForkLocks() { places.set(places.get() - 1); }
 
-bool isForkInterrupting() noexcept { return depth.get() > 0; }
+bool isForkInterrupting() noexcept { return places.get() > 0; }
 
 }  // namespace lumo::sys

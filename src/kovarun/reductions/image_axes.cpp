@@ -15,7 +15,7 @@ namespace lumo::run {
 
 namespace {
 
-constexpr std::uint32_t kMostCells = 1 << 24;  // of one axis; its edges are a list of this length
+constexpr std::uint32_t kMostCellsOfAxis = 1 << 24;  // of one axis; its edges are a list of this length
 
 // An empty range, low above high, means that there is nothing to draw.
 Range timesOf(const FrameEntries& frames) {
@@ -76,7 +76,7 @@ kvr_axis completeAxis(Run& run, const Query& query, const kvr_axis& axis) {
         LUMO_THROW(std::invalid_argument("There is no axis of kind " + std::to_string(axis.kind) + "."));
     }
     const std::string name = kNames[axis.kind];
-    if (axis.bins == 0 || axis.bins > kMostCells) {
+    if (axis.bins == 0 || axis.bins > kMostCellsOfAxis) {
         LUMO_THROW(std::invalid_argument("The axis of " + name + " cannot have " + std::to_string(axis.bins) +
                                          " cells."));
     }

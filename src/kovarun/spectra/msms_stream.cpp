@@ -4,10 +4,10 @@
 #include <tuple>
 #include <utility>
 
-#include "diag/throw.h"
 #include "kova-data-reader/scan-reading/scan_reader.h"
 #include "kovarun/arrow/builders.h"
 #include "kovarun/pipeline/frame_stream.h"
+#include "kovarun/spectra/batch_room.h"
 #include "kovarun/spectra/msms_plan.h"
 #include "kovarun/spectra/spectra.h"
 #include "zorel-msms-reader/zorel-msms-reader.h"
@@ -33,12 +33,6 @@ const arrow::Field kPrecursor{"precursor", "l"};
 const arrow::Field kMz{"mz", "+l", arrow::Nulls::None, {{"item", "g"}}};
 const arrow::Field kLineIntensity{"intensity", "+l", arrow::Nulls::None, {{"item", "f"}}};
 const arrow::Field kProfileIntensity{"intensity", "+l", arrow::Nulls::None, {{"item", "i"}}};
-
-void requireRoom(bool hasRoom) {
-    if (!hasRoom) {
-        LUMO_THROW(std::runtime_error("The spectra have more peaks than a batch can hold."));
-    }
-}
 
 // Extracts a group of precursors, for one thread. The plan's rows are in the order of last frames; the
 // extraction wants them by parent, so that each parent's calibration is looked up once.
@@ -105,7 +99,7 @@ private:
     std::vector<StripeRow> rows;
 };
 
-std::vector<arrow::Field> schemaOf(SpectrumKind kind) {
+std::vector<arrow::Field> schemaOfMsms(SpectrumKind kind) {
     if (kind == SpectrumKind::Lines) {
         return {kPrecursor, kMz, kLineIntensity};
     }
@@ -140,7 +134,7 @@ std::unique_ptr<arrow::BatchSource> makeMsmsStream(std::shared_ptr<Run> run,
     }
     auto work = std::make_shared<const FrameWork>(
         FrameWork{std::move(run), {}, control, groupPrecursors(*plan, perGroup)});
-    return makeGroupStream(work, {schemaOf(kind),
+    return makeGroupStream(work, {schemaOfMsms(kind),
                                   [work = work.get(), plan = plan, kind] {
                                       return std::make_unique<MsmsGroupReader>(*work, *plan, kind);
                                   },

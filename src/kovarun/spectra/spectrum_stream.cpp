@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -8,6 +7,7 @@
 #include "kovarun/arrow/builders.h"
 #include "kovarun/pipeline/frame_stream.h"
 #include "kovarun/run/optional_calibration.h"
+#include "kovarun/spectra/batch_room.h"
 #include "kovarun/spectra/spectra.h"
 #include "kovarun/tables/analysis_facts.h"
 #include "sys/little_endian.h"
@@ -27,12 +27,6 @@ const arrow::Field kId{"id", "l"};
 
 arrow::Field listOf(const char* name, const char* format, arrow::Nulls nulls = arrow::Nulls::None) {
     return {name, "+l", nulls, {{"item", format}}};
-}
-
-void requireRoom(bool hasRoom) {
-    if (!hasRoom) {
-        LUMO_THROW(std::runtime_error("The spectra have more peaks than a batch can hold."));
-    }
 }
 
 // Copies values out of a decompressed block, where they may lie at any address, aligned or not.
@@ -137,7 +131,7 @@ private:
     std::vector<std::uint32_t> profile;
 };
 
-std::vector<arrow::Field> schemaOf(SpectrumKind kind) {
+std::vector<arrow::Field> schemaOfSpectra(SpectrumKind kind) {
     if (kind == SpectrumKind::Profile) {
         return {kId, listOf("intensity", "I")};
     }
@@ -147,8 +141,8 @@ std::vector<arrow::Field> schemaOf(SpectrumKind kind) {
 
 // Profiles compress by large factors, so the stored size and number of peaks say little about their length.
 std::vector<FrameGroup> groupSpectra(const FrameEntries& frames, SpectrumKind kind) {
-    constexpr std::size_t kMostProfilesPerGroup = 8;
-    return kind == SpectrumKind::Profile ? groupFrames(frames, UINT64_MAX / 2, kMostProfilesPerGroup)
+    constexpr std::size_t kMostProfilesOfATask = 8;
+    return kind == SpectrumKind::Profile ? groupFrames(frames, UINT64_MAX / 2, kMostProfilesOfATask)
                                          : groupFrames(frames, kPeaksPerGroup, kMostSpectraPerGroup);
 }
 
@@ -178,7 +172,7 @@ std::unique_ptr<arrow::BatchSource> makeSpectrumStream(std::shared_ptr<Run> run,
         }
         return std::make_unique<LineReader>(*work, widths);
     };
-    return makeGroupStream(work, {schemaOf(kind), makeReader, [](const FrameGroup& group) {
+    return makeGroupStream(work, {schemaOfSpectra(kind), makeReader, [](const FrameGroup& group) {
                                       return group.expectedPeaks * kBytesPerPeak;
                                   }});
 }

@@ -4,7 +4,7 @@ namespace kova_tool {
 namespace {
 
 // Within single quotes, and within the brackets and colons of an entry.
-std::string quoted(const std::string& text) {
+std::string quotedEntry(const std::string& text) {
     std::string result;
     for (const char character : text) {
         if (character == '\'') {
@@ -32,7 +32,7 @@ std::string action(const WordPlace& place) {
 }
 
 std::string valueSpecification(const WordPlace& place) {
-    return std::string(":") + quoted(place.kind == WordKind::Choices ? "word" : place.name) + ":" +
+    return std::string(":") + quotedEntry(place.kind == WordKind::Choices ? "word" : place.name) + ":" +
            action(place);
 }
 
@@ -51,7 +51,7 @@ std::string optionSpecifications(const VerbWords& verb) {
             std::string entry = "(";
             entry += joined(option.names) + ")" + name;
             entry += option.values > 0 && name.starts_with("--") ? "=[" : "[";
-            entry += quoted(option.description) + "]" + values;
+            entry += quotedEntry(option.description) + "]" + values;
             lines += continued(entry);
         }
     }
@@ -108,7 +108,7 @@ std::string zshCompletion(const ProgramWords& words) {
     std::string names;
     std::string cases;
     for (const VerbWords& verb : words.verbs) {
-        names += "            '" + verb.name + ":" + quoted(verb.description) + "'\n";
+        names += "            '" + verb.name + ":" + quotedEntry(verb.description) + "'\n";
         cases += "    " + verb.name + ")\n        _arguments -s -S" + optionSpecifications(verb) +
                  placeSpecifications(verb) + "\n        ;;\n";
     }
