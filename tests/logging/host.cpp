@@ -58,7 +58,7 @@ void waitForChild(pid_t child) {
 
 void beginChild() {
     isChild = true;
-    alarm(20);  // instead of hanging
+    alarm(60);  // instead of hanging
 }
 
 // From now on a signal interrupts what the process does, and nothing is restarted.
