@@ -36,8 +36,10 @@ TEST(Hpc, CorrectsByPartsPerMillionInsideItsRange) {
 
 TEST(Hpc, WithoutCoefficientsItIsTheQuadraticModelBitForBit) {
     const auto base = tests::makeQuadratic(kTypical);
-    for (const auto& trafo :
-         {withCorrection({}, 0, 0, -1e9, 1e9), withCorrection({0.0, 0.0}, 0, 0, -1e9, 1e9)}) {
+    base->SetIndexOffset(0.37);
+    for (const std::vector<double>& none : {std::vector<double>(), std::vector<double>(2, 0.0)}) {
+        const auto trafo = createCalibrationTransformatorHPC(
+            base, std::make_shared<const CalibrationPolynomialHPC>(none, 0, 0, -1e9, 1e9));
         for (const double value : {-100.0, 0.0, 1.5, 99'999.25, 1e7, 1e150}) {
             EXPECT_EQ(trafo->DIndexToMass(value), base->DIndexToMass(value));
             EXPECT_EQ(trafo->MassToDIndex(value), base->MassToDIndex(value));
