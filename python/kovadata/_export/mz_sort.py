@@ -12,7 +12,7 @@ import ctypes
 import os
 import pathlib
 import tempfile
-from typing import IO, Any, Iterator, List
+from typing import IO, Any, Iterator
 
 import numpy as np
 
@@ -28,6 +28,9 @@ _MANY = 512
 # A peak that is sorted is in memory as read, as a key, and in order; a thread sorts one range while another is written.
 _COPIES = 3
 _PLACE_BITS = 22
+_FOR_TWO = 128 << 20  # with less memory, larger ranges are worth more than a second thread
+_OF_CHUNKS = 8  # a chunk and its peaks in order take a quarter of the memory: fewer of them are put together faster
+_PARTS_AT_ONCE = 256
 
 
 class _Record:
@@ -69,13 +72,14 @@ class _Record:
 def sorted_by_mz(source: Source, schema: Any) -> Iterator[Any]:
     """Tables of pyarrow of `ROWS` peaks, or four times as many in large runs, in the columns of the schema."""
     record = _Record(source, schema)
-    workers = min(source.plan.threads, 2)
-    at_once = min(source.plan.memory // (2 * workers * _COPIES * record.dtype.itemsize), (1 << _PLACE_BITS) - 1)
+    memory, size = source.plan.memory, record.dtype.itemsize
+    workers = min(source.plan.threads, 2 if memory > _FOR_TWO else 1)
+    at_once = min(memory // (2 * workers * _COPIES * size), (1 << _PLACE_BITS) - 1)
     source.progress.begin("frames looked at")
     edges = _edges(source, at_once)
     source.progress.begin("frames dealt out")
-    chunks = _chunks(source, record, max(at_once // 2, 1))
-    ranges = _dealt_out(source, chunks, edges) if len(edges) else _undivided(chunks, record.dtype)
+    chunks = _chunks(source, record, max(memory // (_OF_CHUNKS * size), 1))
+    ranges = _dealt_out(source, chunks, edges, record.dtype) if len(edges) else _undivided(chunks, record.dtype)
     peaks = int(source.frames["peaks"].clip(0).sum())
     tables = in_order(ranges, lambda values: record.table(_in_order(values), schema), workers)
     yield from _row_groups(tables, ROWS if peaks < _MANY * ROWS else 4 * ROWS)
@@ -102,7 +106,7 @@ def _chunks(source: Source, record: _Record, size: int) -> Iterator[np.ndarray]:
 
     least, names = source.plan.min_intensity, record.dtype.names or ()
     chunk, filled = np.empty(size, record.dtype), 0
-    for batch in source.peak_batches(names, 1 << 18):
+    for batch in source.peak_batches(names, max(min(1 << 18, size // 2), 1)):
         if least > 0:
             batch = batch.filter(compute.greater_equal(batch.column("intensity"), least))
         begin = 0
@@ -122,42 +126,65 @@ def _undivided(chunks: Iterator[np.ndarray], record: np.dtype) -> Iterator[np.nd
     yield np.concatenate([np.empty(0, record), *(chunk.copy() for chunk in chunks)])
 
 
-def _dealt_out(source: Source, chunks: Iterator[np.ndarray], edges: np.ndarray) -> Iterator[np.ndarray]:
-    """Peaks range by range, by way of a temporary file beside the output."""
-    with tempfile.TemporaryFile(dir=_folder(source.plan.output), prefix=".kovadata-sort-") as file:
-        bounds: List[np.ndarray] = []
-        dealt = np.empty(0)
-        for chunk in chunks:
-            dealt = dealt if len(dealt) else np.empty_like(chunk)
-            number = np.searchsorted(edges, chunk["mz"], side="right").astype(np.uint16 if len(edges) < 1 << 16 else np.uint32)
-            order = np.argsort(number, kind="stable")
-            chunk.take(order, out=dealt[:len(chunk)], mode="clip")  # other modes make a copy first
-            file.write(dealt[:len(chunk)].view(np.uint8).data)
-            bounds.append(np.concatenate([[0], np.cumsum(np.bincount(number, minlength=len(edges) + 1))]))
-        starts = np.concatenate([[0], np.cumsum([bound[-1] for bound in bounds])]).astype(np.int64)
+def _dealt_out(source: Source, chunks: Iterator[np.ndarray], edges: np.ndarray, record: np.dtype) -> Iterator[np.ndarray]:
+    """Peaks range by range, by way of temporary files beside the output."""
+    folder, parts = _folder(source.plan.output), len(edges) + 1
+    with tempfile.TemporaryFile(dir=folder, prefix=".kovadata-sort-") as peaks, \
+            tempfile.TemporaryFile(dir=folder, prefix=".kovadata-sort-") as counted:
+        places = _deal(chunks, edges, peaks, counted)
         source.progress.begin("ranges of m/z sorted")
-        for part in range(len(edges) + 1):
-            yield _part(file, dealt.dtype, starts, bounds, part)
-            source.progress.update(part + 1, len(edges) + 1)
+        for part, counts in enumerate(_by_part(counted, len(places), parts)):
+            yield _part(peaks, record, places, counts)
+            places += counts
+            source.progress.update(part + 1, parts)
+
+
+def _deal(chunks: Iterator[np.ndarray], edges: np.ndarray, peaks: IO[bytes], counted: IO[bytes]) -> np.ndarray:
+    """Writes each chunk in the order of the ranges, and how many of its peaks each has; gives where chunks begin."""
+    starts = [0]
+    dealt = np.empty(0)
+    for chunk in chunks:
+        dealt = dealt if len(dealt) else np.empty_like(chunk)
+        number = np.searchsorted(edges, chunk["mz"], side="right").astype(np.uint16 if len(edges) < 1 << 16 else np.uint32)
+        order = np.argsort(number, kind="stable")
+        chunk.take(order, out=dealt[:len(chunk)], mode="clip")  # other modes make a copy first
+        peaks.write(dealt[:len(chunk)].view(np.uint8).data)
+        counted.write(np.bincount(number, minlength=len(edges) + 1).astype(np.uint32).data)
+        starts.append(starts[-1] + len(chunk))
+    peaks.flush()
+    counted.flush()
+    return np.array(starts[:-1], np.int64)
+
+
+def _by_part(counted: IO[bytes], chunks: int, parts: int) -> Iterator[np.ndarray]:
+    """Of one range after the other, how many peaks each chunk has. All of it, chunks by ranges, can be more than fits."""
+    width = np.dtype(np.uint32).itemsize
+    for first in range(0, parts, _PARTS_AT_ONCE):
+        counts = np.empty((chunks, min(_PARTS_AT_ONCE, parts - first)), np.uint32)
+        for chunk in range(chunks):
+            _read(counted, counts[chunk].view(np.uint8).data, (chunk * parts + first) * width)
+        yield from counts.T
 
 
 def _folder(output: pathlib.Path) -> str:
     return os.path.dirname(os.path.realpath(output))
 
 
-def _part(file: IO[bytes], record: np.dtype, starts: np.ndarray, bounds: List[np.ndarray], part: int) -> np.ndarray:
+def _part(peaks: IO[bytes], record: np.dtype, places: np.ndarray, counts: np.ndarray) -> np.ndarray:
     """The peaks of one range, from all chunks."""
-    counts = [int(bound[part + 1] - bound[part]) for bound in bounds]
-    values = np.empty(sum(counts), record)
+    values = np.empty(int(counts.sum()), record)
     bytes_of = values.view(np.uint8).data if len(values) else memoryview(b"")
     end = 0
-    for start, bound, count in zip(starts.tolist(), bounds, counts):
-        begin, end = end, end + count
-        if count:
-            target = bytes_of[begin * record.itemsize:end * record.itemsize]
-            if os.preadv(file.fileno(), [target], (start + int(bound[part])) * record.itemsize) != len(target):
-                raise OSError(0, "the temporary file of the sort was cut")
+    filled = np.flatnonzero(counts)
+    for place, count in zip(places[filled].tolist(), counts[filled].tolist()):
+        begin, end = end, end + count * record.itemsize
+        _read(peaks, bytes_of[begin:end], place * record.itemsize)
     return values
+
+
+def _read(file: IO[bytes], target: memoryview, place: int) -> None:
+    if os.preadv(file.fileno(), [target], place) != len(target):
+        raise OSError(0, "the temporary file of the sort was cut")
 
 
 def _in_order(values: np.ndarray) -> np.ndarray:
