@@ -135,7 +135,8 @@ def main():
             times = []
             for threads, clock in ((1, time.process_time), (2, time.perf_counter)):
                 os.sched_setaffinity(0, processors[:threads])
-                times.append(measured(lambda: kovadata.export(options.run, path, threads=threads, force=True, **settings), clock))
+                path.unlink()
+                times.append(measured(lambda: kovadata.export(options.run, path, threads=threads, **settings), clock))
             counted = surveyed if name.startswith("mzML") else peaks
             print(f"{name:15} {counted / times[0] / 1e6:6.1f} M peaks/s of one processor, {counted / times[1] / 1e6:6.1f} with two, "
                   f"{path.stat().st_size / size:5.2f} times the analysis"

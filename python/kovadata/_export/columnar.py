@@ -12,13 +12,15 @@ from .plan import Plan
 # nothing but their first bytes makes m/z smaller. Sorted by m/z it is indices and m/z that repeat, frames ascend
 # within an m/z, and the others are short numbers without order. Encodings are those that every reader knows: Spark reads no split bytes of integers.
 _DICTIONARY, _DELTA, _SPLIT, _PLAIN = "dictionary", "DELTA_BINARY_PACKED", "BYTE_STREAM_SPLIT", "PLAIN"
-_FRAME_LAYOUT = {"frame": (_DICTIONARY, 1), "time": (_DICTIONARY, 1), "ms_level": (_DICTIONARY, 1), "scan": (_PLAIN, 1),
+_FRAME_LAYOUT = {"frame": (_PLAIN, -5), "time": (_PLAIN, -5), "ms_level": (_PLAIN, -5), "scan": (_PLAIN, 1),
                  "tof_index": (_DELTA, None), "intensity": (_DELTA, None), "mz": (_SPLIT, -50), "one_over_k0": (_PLAIN, -5)}
 _MZ_LAYOUT = {"frame": (_DELTA, 1), "time": (_DICTIONARY, 1), "ms_level": (_DICTIONARY, 1), "scan": (_DICTIONARY, 1),
               "tof_index": (_DELTA, 1), "intensity": (_DELTA, None), "mz": (_PLAIN, 1), "one_over_k0": (_DICTIONARY, 1)}
 # The columns whose least and greatest value tell row groups apart.
 _TELLING = {"frame": ("frame", "time", "ms_level"), "mz": ("mz", "tof_index")}
 _AT_ONCE = 1 << 14  # so many values of a column are in the processor's cache from step to step
+# Bytes of a page. Each is compressed with a context made for it, which asks for the kind of processor: slow in virtual machines.
+_PAGES = {"frame": 1 << 22, "mz": 1 << 20}
 
 
 def _encodings(schema: Any, plan: Plan) -> Dict[str, Tuple[str, Optional[int]]]:
@@ -35,6 +37,13 @@ def _compression(codec: str, chosen: Dict[str, Tuple[str, Optional[int]]]) -> Di
         return {"compression": codec}
     return {"compression": {name: "none" if level is None else "zstd" for name, (_, level) in chosen.items()},
             "compression_level": {name: level for name, (_, level) in chosen.items() if level is not None}}
+
+
+def _open(path: pathlib.Path) -> Any:
+    """The empty file that is there. Some file systems write one that was cut to nothing to the disk when it is closed."""
+    import pyarrow
+
+    return pyarrow.OSFile(str(path), "ab")
 
 
 class Sink(Protocol):
@@ -55,8 +64,9 @@ class ParquetSink:
 
         chosen = _encodings(schema, plan) if plan.content == "peaks" else {}
         order = [(name, "ascending") for name in sorted_by if name in schema.names]
+        self._file = _open(path)
         self._writer = parquet.ParquetWriter(
-            path, schema, write_batch_size=_AT_ONCE,
+            self._file, schema, write_batch_size=_AT_ONCE, data_page_size=_PAGES[plan.layout],
             write_statistics=[name for name in _TELLING[plan.layout] if name in chosen] or not chosen,
             use_dictionary=[name for name, (encoding, _) in chosen.items() if encoding == _DICTIONARY] if chosen else True,
             column_encoding={name: encoding for name, (encoding, _) in chosen.items() if encoding != _DICTIONARY} or None,
@@ -69,17 +79,17 @@ class ParquetSink:
     def finish(self, metadata: Dict[str, str]) -> None:
         self._writer.add_key_value_metadata(metadata)
         self._writer.close()
+        self._file.close()
 
 
 class ArrowSink:
     """An Arrow IPC file, which is what Feather is."""
 
     def __init__(self, path: pathlib.Path, schema: Any, plan: Plan) -> None:
-        import pyarrow
         from pyarrow import ipc
 
         codec = None if plan.compression == "none" else plan.compression
-        self._file = pyarrow.OSFile(str(path), "wb")
+        self._file = _open(path)
         self._writer = ipc.new_file(self._file, schema, options=ipc.IpcWriteOptions(compression=codec))
 
     def write(self, rows: Any) -> None:

@@ -97,7 +97,7 @@ def _whole_frames(tables: Iterator[Any], keeps_frame: bool) -> Iterator[Any]:
         frames = table.column("frame").combine_chunks().to_numpy()
         if not len(frames):
             continue
-        cut = int(np.searchsorted(frames == frames[-1], True)) if rows + len(frames) >= _ROWS else 0
+        cut = int(np.searchsorted(frames, frames[-1])) if rows + len(frames) >= _ROWS else 0
         is_over = bool(waiting) and waiting[-1].column("frame")[-1].as_py() != frames[0]
         if cut or (is_over and rows >= _ROWS):
             yield _without_frame(pa.concat_tables([*waiting, table.slice(0, cut)]), keeps_frame)
