@@ -152,8 +152,8 @@ class Analysis(MobilityAnalysis):
 
         Parameters
         ----------
-        kind : {"numpy", "pandas", "polars", "arrow"}
-            Structured array, or data frame of that package.
+        kind
+            As for `frame_table`.
 
         Returns
         -------

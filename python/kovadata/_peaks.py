@@ -152,8 +152,8 @@ class Peaks:
 
         Parameters
         ----------
-        kind : {"numpy", "pandas", "polars", "arrow"}
-            Structured array, or data frame of that package.
+        kind
+            As for `Analysis.frame_table`.
 
         Returns
         -------

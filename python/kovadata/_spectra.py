@@ -201,8 +201,8 @@ class SpectrumAnalysis(BaseAnalysis):
 
         Parameters
         ----------
-        kind : {"numpy", "pandas", "polars", "arrow"}
-            Structured array, or data frame of that package.
+        kind
+            As for `Analysis.frame_table`.
 
         Returns
         -------

@@ -57,8 +57,8 @@ class Stream:
 
         Parameters
         ----------
-        kind : {"numpy", "pandas", "polars", "arrow"}
-            Structured array, or data frame of that package.
+        kind
+            As for `Analysis.frame_table`.
 
         Returns
         -------

@@ -20,8 +20,7 @@ def read_peaks(paths: Paths, *, columns: Optional[Sequence[str]] = None, filters
     paths : str, path-like, or iterable of them
         Directories of analyses, or globs. Workers need them under the same paths.
     columns : sequence of str, optional
-        Out of ``run``, ``frame``, ``time``, ``ms_level``, ``scan``, ``tof_index``, ``intensity``, ``mz`` and
-        ``one_over_k0``; all by default.
+        Out of `kovadata.study.COLUMNS`; all by default.
     filters : list or pyarrow.compute.Expression, optional
         Which rows are wanted, as ``pyarrow.parquet.read_table`` takes it: ``[("mz", ">=", 600), ("mz", "<", 601)]``.
     override_num_blocks : int, optional
