@@ -260,13 +260,17 @@ def test_the_module_as_the_tool_calls_it(simulated, tmp_path):
     assert done.returncode == 0 and re.fullmatch(r"a b.mgf: \d+ spectra, \d+ bytes\n", done.stdout) and done.stderr == ""
 
 
-def test_other_programs_take_ms_ms_spectra(simulated, tmp_path):
-    spectrum_utils = pytest.importorskip("spectrum_utils.spectrum")
-    kovadata.export(simulated("run"), tmp_path / "a.mgf")
-    from pyteomics import mgf
-
-    with mgf.read(str(tmp_path / "a.mgf")) as spectra:
-        about = next(iter(spectra))
-    spectrum = spectrum_utils.MsmsSpectrum(about["params"]["title"], about["params"]["pepmass"][0], int(about["params"]["charge"][0]),
-                                           about["m/z array"], about["intensity array"], about["params"]["rtinseconds"])
-    assert len(spectrum.scale_intensity(max_intensity=1).mz) == len(about["m/z array"])
+def test_other_programs_take_ms_ms_spectra(run, tmp_path):
+    spectrum_utils, matchms = pytest.importorskip("spectrum_utils.spectrum"), pytest.importorskip("matchms.importing")
+    kovadata.export(run, tmp_path / "a.mgf")
+    spectra = list(matchms.load_from_mgf(str(tmp_path / "a.mgf")))
+    expected = [one for one in run.msms() if len(one.mz)]
+    assert len(spectra) == len(expected) > 1
+    for found, one in zip(spectra, expected):
+        assert (found.get("precursor_mz"), found.get("charge") or 0, found.get("retention_time")) == pytest.approx(
+            (one.precursor.mz, one.precursor.charge or 0, one.precursor.time))
+        assert np.array_equal(found.peaks.mz, one.mz) and np.array_equal(found.peaks.intensities, one.intensity)
+    about = spectra[0]
+    spectrum = spectrum_utils.MsmsSpectrum(about.get("title"), about.get("precursor_mz"), about.get("charge"), about.peaks.mz,
+                                           about.peaks.intensities, about.get("retention_time"))
+    assert len(spectrum.scale_intensity(max_intensity=1).mz) == len(about.peaks.mz)
