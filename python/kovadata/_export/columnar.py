@@ -18,9 +18,9 @@ _MZ_LAYOUT = {"frame": (_DELTA, 1), "time": (_DICTIONARY, 1), "ms_level": (_DICT
               "tof_index": (_DELTA, 1), "intensity": (_DELTA, None), "mz": (_PLAIN, 1), "one_over_k0": (_DICTIONARY, 1)}
 # The columns whose least and greatest value tell row groups apart.
 _TELLING = {"frame": ("frame", "time", "ms_level"), "mz": ("mz", "tof_index")}
-_AT_ONCE = 1 << 14  # so many values of a column are in the processor's cache from step to step
+_AT_ONCE = 1 << 15  # so many values of a column are in the processor's cache from step to step
 # Bytes of a page. Each is compressed with a context made for it, which asks for the kind of processor: slow in virtual machines.
-_PAGES = {"frame": 1 << 22, "mz": 1 << 20}
+_PAGES = {"frame": 1 << 21, "mz": 1 << 20}
 
 
 def _encodings(schema: Any, plan: Plan) -> Dict[str, Tuple[str, Optional[int]]]:
