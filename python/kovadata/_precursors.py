@@ -2,8 +2,11 @@
 
 from __future__ import annotations
 
+import itertools
 import math
-from typing import Any, NamedTuple, Optional, Tuple
+from typing import Any, List, NamedTuple, Optional, Tuple
+
+import numpy as np
 
 
 class Precursor(NamedTuple):
@@ -42,9 +45,15 @@ class Precursor(NamedTuple):
     ccs: float = math.nan
 
     @classmethod
-    def of_row(cls, precursor_id: int, row: Optional[Tuple[Any, ...]]) -> Precursor:
-        """What a row of the precursor table says, None if there is none."""
-        if row is None:
-            return cls(precursor_id, None, math.nan, math.nan, None, math.nan, math.nan)
-        _, frame, scan, mz, charge, *others = row
+    def of_row(cls, row: Tuple[Any, ...]) -> Precursor:
+        """What a row of the precursor table says."""
+        precursor_id, frame, scan, mz, charge, *others = row
         return cls(precursor_id, None if frame < 0 else frame, scan, mz, charge or None, *others)
+
+
+def precursors_of(rows: np.ndarray) -> List[Precursor]:
+    """What rows of the precursor table say, column by column: there may be hundreds of thousands."""
+    columns = [rows[name].tolist() for name in Precursor._fields]
+    columns[1] = [None if frame < 0 else frame for frame in columns[1]]
+    columns[4] = [charge or None for charge in columns[4]]
+    return list(map(tuple.__new__, itertools.repeat(Precursor), zip(*columns)))

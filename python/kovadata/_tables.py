@@ -58,10 +58,21 @@ def read_precursors(run: Run) -> np.ndarray:
     return _precursors_of(run.stream("table", _PRECURSORS))
 
 
-def find_precursors(run: Run, ids: np.ndarray) -> List[Optional[Tuple[Any, ...]]]:
-    """The rows of precursors with some ids as tuples, None for one that does not exist."""
-    rows = {row[0]: row for row in _precursors_of(run.stream("precursors", address(ids), len(ids))).tolist()} if len(ids) else {}
-    return list(map(rows.get, ids.tolist()))
+def find_precursors(run: Run, ids: np.ndarray) -> np.ndarray:
+    """The rows of those precursors that have some ids."""
+    return _precursors_of(run.stream("precursors", address(ids), len(ids)))
+
+
+def rows_by_id(precursors: np.ndarray, ids: np.ndarray) -> np.ndarray:
+    """Rows of precursors in the order of some ids. Of one that is not there, nothing but the id is known."""
+    unknown = tuple(column.missing for column in PRECURSOR_COLUMNS)
+    known = precursors if len(precursors) else np.array([unknown], precursors.dtype)
+    rows = known[np.maximum(np.searchsorted(known["id"], ids, "right") - 1, 0)]
+    are_missing = rows["id"] != ids
+    if are_missing.any():
+        rows[are_missing] = unknown
+        rows["id"] = ids
+    return rows
 
 
 def _precursors_of(stream: BatchStream) -> np.ndarray:

@@ -72,7 +72,7 @@ def msms(source: Source) -> Iterator[Spectrum]:
     polarities = dict(zip(source.table["id"].tolist(), source.table["polarity"].tolist()))
     for batch in source.msms_batches(rows["id"]):
         for number, mz, intensity in zip(batch["precursor"].values.tolist(), batch["mz"], batch["intensity"]):
-            about = Precursor.of_row(number, known[number])
+            about = Precursor.of_row(known[number])
             yield Spectrum(number, 2, about.time, polarities.get(about.frame, ""), False, about,
                            _fragments(source.plan, mz, intensity))
 

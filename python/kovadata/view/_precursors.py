@@ -90,7 +90,7 @@ class Precursors(Panel):
             self.about = found[0].precursor
             self.fragments = Stems.sorted(found[0].mz, found[0].intensity)
         else:
-            self.about = Precursor.of_row(number, tuple(known[0].tolist()))
+            self.about = Precursor.of_row(known[0].tolist())
             self.fragments = Stems(np.empty(0), np.empty(0))
         self._read_pattern()
         self._draw()
