@@ -11,7 +11,7 @@ import ctypes
 import dataclasses
 import struct
 from ctypes import c_char_p, c_int, c_int64, c_void_p
-from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union
+from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union, cast
 
 import numpy as np
 
@@ -90,6 +90,7 @@ _BYTE, _OFFSET = np.dtype("u1"), np.dtype("i4")
 UNKNOWN = -1
 # length, null_count, offset, n_buffers, n_children, buffers and children of an ArrowArray; as many pointers.
 _ARRAY, _POINTERS = struct.Struct("=7q"), [struct.Struct(f"={count}q") for count in range(4)]
+_TWO_POINTERS = _POINTERS[2]
 
 
 def filled(column: Numbers) -> np.ndarray:
@@ -135,8 +136,6 @@ def _column(batch: Any, address: int, field: Field) -> Any:
     """The column whose ArrowArray lies at an address."""
     count, nulls, first, n_buffers, _, buffers, children = _ARRAY.unpack_from(batch, address)
     dtype = _NUMBER_TYPES.get(field.format)
-    if dtype is not None and count and not nulls:  # as most are, and quickly, since frames may have few peaks
-        return Numbers(np.frombuffer(batch, dtype, count, _POINTERS[2].unpack_from(batch, buffers)[1] + first * dtype.itemsize), None)
     mask, *data = _POINTERS[n_buffers].unpack_from(batch, buffers)
     valid = _bits(batch, mask, first, count) if nulls and count and mask else None
     if valid is not None and valid.all():
@@ -211,15 +210,40 @@ class BatchStream:
 
     def next_batch(self) -> Optional[Tuple[int, Batch]]:
         """Number of rows and columns of the next batch, None after the last one."""
-        if not self.structure.release:
+        batch = self._next()
+        if batch is None:
             return None
-        fields, batch = self.fields, _RecordBatch.empty()
-        if self.structure.get_next(self.address, batch.address):
+        return batch.structure.length, {field.name: _column(batch, child, field)
+                                        for field, child in zip(self.fields, self._children(batch))}
+
+    def next_numbers(self) -> Optional[List[np.ndarray]]:
+        """The same of columns of numbers, as arrays with something for what is not known. A frame may have few peaks, so
+        this is written for few steps."""
+        batch = self._next()
+        if batch is None:
+            return None
+        arrays, memory = [], cast(Any, batch)
+        for field, child in zip(self.fields, self._children(batch)):
+            count, nulls, first, _, _, buffers, _ = _ARRAY.unpack_from(batch, child)
+            if nulls or not count:
+                arrays.append(filled(_column(batch, child, field)))
+            else:
+                dtype = _NUMBER_TYPES[field.format]
+                _, values = _TWO_POINTERS.unpack_from(batch, buffers)
+                arrays.append(np.frombuffer(memory, dtype, count, values + first * dtype.itemsize))
+        return arrays
+
+    def _next(self) -> Optional[_RecordBatch]:
+        stream = self.structure
+        if not stream.release:
+            return None
+        batch = _RecordBatch.empty()
+        if stream.get_next(self.address, batch.address):
             raise self.failure()
-        if not batch.structure.release:
-            return None
-        children = struct.unpack_from(f"={len(fields)}q", batch, batch.structure.children)
-        return batch.structure.length, {field.name: _column(batch, child, field) for field, child in zip(fields, children)}
+        return batch if batch.structure.release else None
+
+    def _children(self, batch: _RecordBatch) -> Tuple[int, ...]:
+        return struct.unpack_from(f"={len(self.fields)}q", batch, batch.structure.children)
 
     def __iter__(self) -> Iterator[Batch]:
         while True:

@@ -10,7 +10,7 @@ from ._arrays import Converted, Out, Values, frame_conversion
 from ._description import Described, Facts
 from ._errors import KovaError
 from ._mobility import MobilityAnalysis
-from ._peaks import COLUMNS, PeakBuffer, Peaks, Scans
+from ._peaks import PeakBuffer, Peaks, Scans
 from ._scan_reader import scan_number
 
 
@@ -220,8 +220,8 @@ class Frame(Described):
         return begin < end <= self.num_scans or end == self.num_scans == 0
 
     def _read(self, begin: int, end: int, normalized: bool, mz: bool, one_over_k0: bool) -> Peaks:
-        columns = self._analysis._scan_reader.peaks(self.id, begin, end, normalized, mz, one_over_k0)
-        return Peaks(self.id, begin, end, *map(columns.get, COLUMNS))  # type: ignore[arg-type]
+        return Peaks.of_columns(self._id, begin, end,
+                                self._analysis._scan_reader.peaks(self._id, begin, end, normalized, mz, one_over_k0))
 
     def _with_peaks(self, peaks: Peaks) -> Frame:
         """The frame with all its peaks, which were read ahead."""

@@ -4,13 +4,14 @@ from __future__ import annotations
 
 import ctypes
 import operator
+import struct
 from ctypes import addressof, c_int64, c_uint32
-from typing import Any, Dict, Optional
+from typing import Any, List, Optional
 
 import numpy as np
 
 from ._arrays import address, require_out
-from ._arrow_c import BatchStream, Field, filled
+from ._arrow_c import BatchStream, Field
 from ._errors import BufferTooSmall, KovaError
 from ._library import last_error, library
 from ._queries import Control, Query
@@ -21,7 +22,8 @@ _PEAKS = (Field("scan", "I"), Field("tof_index", "I"), Field("intensity", "I"))
 _COLUMNS = {(mz, one_over_k0): (_SCAN | _TOF_INDEX | _INTENSITY | _MZ * mz | _ONE_OVER_K0 * one_over_k0,
                                 _PEAKS + (Field("mz", "g"),) * mz + (Field("one_over_k0", "g"),) * one_over_k0)
             for mz in (False, True) for one_over_k0 in (False, True)}
-_QUERY_SIZE = ctypes.sizeof(Query)
+# A `Query` as bytes, which takes a third of the time.
+_QUERY, _QUERY_SIZE = struct.Struct("@IIPQPPPIIII"), ctypes.sizeof(Query)
 # A frame comes in one batch.
 _NO_LIMIT = 0x7FFFFFFF
 
@@ -43,18 +45,20 @@ class ScanReader:
         self._control_address = addressof(self._control)
 
     def peaks(self, frame: int, begin: int, end: int, normalized: bool, mz: bool,
-              one_over_k0: bool) -> Dict[str, np.ndarray]:
-        """Columns of the peaks of some scans; with end 0, of all from the first on."""
+              one_over_k0: bool) -> List[Optional[np.ndarray]]:
+        """Columns of the peaks of some scans, None for those that were not asked for."""
         columns, fields = _COLUMNS[bool(mz), bool(one_over_k0)]
         stream, one = BatchStream(fields), c_int64(frame)
-        query = Query(_QUERY_SIZE, 0, addressof(one), 1, None, None, None, begin, end, 1 if normalized else 2)
+        query = _QUERY.pack(_QUERY_SIZE, 0, addressof(one), 1, 0, 0, 0, begin, end, 1 if normalized else 2, 0)
         with self._run as run:
-            if not library().kvr_peaks(run, addressof(query), columns, self._control_address, stream.address):
+            if not library().kvr_peaks(run, query, columns, self._control_address, stream.address):
                 raise KovaError(last_error("kvr"))
-        found = stream.next_batch()
-        if found is None:
-            return {field.name: np.empty(0, field.dtype) for field in fields}
-        return {name: filled(column) for name, column in found[1].items()}
+        found: List[Optional[np.ndarray]] = [*(stream.next_numbers() or (np.empty(0, field.dtype) for field in fields))]
+        if not mz:
+            found.insert(3, None)
+        if not one_over_k0:
+            found.append(None)
+        return found
 
     def words(self, frame: int, begin: int, end: int, normalized: bool, out: Optional[np.ndarray] = None,
               expected: int = 0) -> np.ndarray:
