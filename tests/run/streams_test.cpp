@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <limits>
@@ -10,6 +11,7 @@
 #include "fixtures/child.h"
 #include "fixtures/small_analyses.h"
 #include "fixtures/writer_process.h"
+#include "kovadata/kova.h"
 #include "run/table.h"
 
 namespace {
@@ -82,6 +84,56 @@ TEST(Queries, ByMzNeedACalibrationAndOthersGiveNull) {
                   return kvr_peaks(opened.run, &query, 0, nullptr, stream);
               }),
               "No m/z trafo available.");
+}
+
+// An axis that is left open has the range of the query, or else what the frames can hold.
+TEST(Axes, AreCompletedOrRefusedWithAText) {
+    const run::OpenRun opened(frames(2).digitizerSamples(5000));
+    const std::uint64_t handle = kova_open(opened.directory.path().c_str(), 0);
+    const double indices[] = {0, 4999};
+    const double scans[] = {2, 0};
+    double masses[2]{};
+    double mobilities[2]{};
+    ASSERT_EQ(kova_index_to_mz(handle, 1, indices, masses, 2), 1U);
+    ASSERT_EQ(kova_scannum_to_oneoverk0(handle, 1, scans, mobilities, 2), 1U);
+    kova_close(handle);
+    constexpr kvr_range kSome = {1, 2};
+    constexpr kvr_range kHalfOpen = {1, kInfinity};
+    kvr_query query = run::emptyQuery();
+    const struct {
+        kvr_axis axis;
+        const kvr_range* asked;
+        const char* text;
+        double low = 0;
+        double high = 0;
+    } cases[] = {
+        {{KVR_AXIS_MZ, 3, kNaN, kNaN}, nullptr, "", std::max(0.0, masses[0]), masses[1]},
+        {{KVR_AXIS_MZ, 3, kNaN, kNaN}, &kSome, "", 1, 2},
+        {{KVR_AXIS_MZ, 3, kNaN, kNaN}, &kHalfOpen, "", std::max(0.0, masses[0]), masses[1]},
+        {{KVR_AXIS_MZ, 1U << 24, 5, 6}, nullptr, "", 5, 6},
+        {{KVR_AXIS_ONE_OVER_K0, 3, kNaN, kNaN}, nullptr, "", mobilities[0], mobilities[1]},
+        {{KVR_AXIS_ONE_OVER_K0, 3, kNaN, kNaN}, &kSome, "", 1, 2},
+        {{KVR_AXIS_MZ, 3, kNaN, 6}, nullptr, "The axis of m/z has no range."},
+        {{KVR_AXIS_MZ, 3, 6, 6}, nullptr, "The axis of m/z has no range."},
+        {{KVR_AXIS_ONE_OVER_K0, 3, 0, kInfinity}, nullptr, "The axis of 1/K0 has no range."},
+        {{KVR_AXIS_MZ, 0, 5, 6}, nullptr, "The axis of m/z cannot have 0 cells."},
+        {{KVR_AXIS_MZ, (1U << 24) + 1, 5, 6}, nullptr, "The axis of m/z cannot have 16777217 cells."},
+        {{3, 3, 5, 6}, nullptr, "There is no axis of kind 3."},
+        {{KVR_AXIS_TIME, 3, 5, 6}, nullptr, "An image has two axes of different kinds."},
+    };
+    for (const auto& [axis, asked, text, low, high] : cases) {
+        kvr_axis x = axis;
+        kvr_axis time = {KVR_AXIS_TIME, 1, kNaN, kNaN};
+        query.mz = axis.kind == KVR_AXIS_MZ ? asked : nullptr;
+        query.one_over_k0 = axis.kind == KVR_AXIS_ONE_OVER_K0 ? asked : nullptr;
+        run::Stream stream;
+        const bool isMade = kvr_image(opened.run, &query, &x, &time, KVR_REDUCE_SUM, nullptr, &stream) == 1;
+        EXPECT_EQ(isMade ? "" : run::lastError(), text) << axis.kind << ' ' << axis.low;
+        if (isMade) {
+            EXPECT_EQ(std::pair(x.low, x.high), std::pair(low, high)) << axis.kind << ' ' << axis.low;
+            EXPECT_TRUE(time.low < time.high);
+        }
+    }
 }
 
 TEST(Streams, AreReleasedCancelledAndOutliveTheirRun) {
