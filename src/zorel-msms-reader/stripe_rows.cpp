@@ -14,7 +14,7 @@
 #include "sqlite/cppsqlite_tools.h"
 
 // Which scans of which frames hold a precursor's fragments, read from the analysis database. A filter becomes
-// conditions of one query, and that query orders the rows: those of one parent follow each other, so its
+// conditions of one query, and where it orders the rows, those of one parent follow each other, so its
 // calibration is looked up once, and its frames ascend.
 namespace lumo::io::algorithms {
 
@@ -44,7 +44,7 @@ std::string joined(const std::vector<std::int64_t>& numbers) {
 
 // Times are compared with the time of the parent, the frame in which the precursor was seen, and not with
 // those of its fragments.
-std::string precursorQuery(const PrecursorFilter& filter) {
+std::string precursorQuery(const PrecursorFilter& filter, RowOrder order) {
     std::string sql =
         "SELECT  pre.Id, pre.Parent, fmmi.Frame, fmmi.ScanNumBegin, fmmi.ScanNumEnd, pre.ScanNumber FROM "
         "Precursors pre "
@@ -65,7 +65,7 @@ std::string precursorQuery(const PrecursorFilter& filter) {
     if (filter.parent) {
         add("pre.Parent = " + std::to_string(*filter.parent));
     }
-    return sql + " ORDER BY pre.Parent, fmmi.Frame, pre.Id";
+    return order == RowOrder::AsFound ? sql : sql + " ORDER BY pre.Parent, fmmi.Frame, pre.Id";
 }
 
 }  // namespace
@@ -82,7 +82,7 @@ void requirePrecursorTable(const kova::KvdReader& reader) {
 
 // The ids of the rows are held against the filter once more: SQLite compares values of other types by rules
 // of its own.
-void readStripeRows(const kova::KvdReader& reader, const PrecursorFilter& filter,
+void readStripeRows(const kova::KvdReader& reader, const PrecursorFilter& filter, RowOrder order,
                     const std::function<void(const StripeRow&)>& take) {
     requirePrecursorTable(reader);
     std::unordered_set<std::int64_t> wanted;
@@ -90,7 +90,8 @@ void readStripeRows(const kova::KvdReader& reader, const PrecursorFilter& filter
         wanted.insert(filter.ids->begin(), filter.ids->end());
     }
     const std::shared_ptr<CppSQLite3DB> db = reader.getSQLiteDb();
-    for (CppSQLite3Query query = db->execQuery(precursorQuery(filter)); !query.eof(); query.nextRow()) {
+    for (CppSQLite3Query query = db->execQuery(precursorQuery(filter, order)); !query.eof();
+         query.nextRow()) {
         const StripeRow row = readRow(query);
         if (!filter.ids || wanted.contains(row.id)) {
             take(row);

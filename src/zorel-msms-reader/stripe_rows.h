@@ -36,9 +36,12 @@ struct PrecursorFilter {
 // Raises std::runtime_error "No Precursor table found. This is not a ZOREL analysis".
 void requirePrecursorTable(const kova::KvdReader& reader);
 
-// Hands over the rows in the order of parents, frames and ids. Called inside a transaction that may run
-// twice, so `take` must be able to begin again.
-void readStripeRows(const kova::KvdReader& reader, const PrecursorFilter& filter,
+// By parents, frames and ids; or as the database finds them, which takes a third of the time where there are
+// millions.
+enum class RowOrder : std::uint8_t { ByParent, AsFound };
+
+// Hands over the rows. Called inside a transaction that may run twice, so `take` must be able to begin again.
+void readStripeRows(const kova::KvdReader& reader, const PrecursorFilter& filter, RowOrder order,
                     const std::function<void(const StripeRow&)>& take);
 
 }  // namespace lumo::io::algorithms

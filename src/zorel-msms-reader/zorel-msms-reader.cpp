@@ -43,7 +43,8 @@ ZorelMsmsSpectraReader::ZorelMsmsSpectraReader(kova::KvdReader& source, const Pr
         precursorsOfFrame.clear();
         accumulators.clear();
         CurrentParent parent;
-        readStripeRows(reader, filter, [&](const StripeRow& row) { prepare(row, parent); });
+        readStripeRows(reader, filter, RowOrder::ByParent,
+                       [&](const StripeRow& row) { prepare(row, parent); });
     });
     LUMO_LOG(
         logger, Debug,

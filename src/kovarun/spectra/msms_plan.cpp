@@ -1,9 +1,12 @@
 #include "kovarun/spectra/msms_plan.h"
 
 #include <algorithm>
+#include <numeric>
 #include <tuple>
 #include <unordered_map>
+#include <utility>
 
+#include "diag/assert.h"
 #include "kova-data-reader/kvd_reader.h"
 #include "sqlite/cppsqlite3.h"
 
@@ -12,6 +15,9 @@
 // anywhere, and groups that are extracted on their own still give the same order. Precursors with the same
 // last frame stay in one group unless that makes it twice too large, since each group reads its frames for
 // itself.
+//
+// There may be millions of rows, so only precursors are sorted. How many rows those before it have tells where
+// the rows of each go.
 namespace lumo::run {
 
 using io::algorithms::StripeRow;
@@ -20,40 +26,85 @@ namespace {
 
 // What decides about a precursor's place in the order. Ties are broken as one extraction would: by parent,
 // then by id.
-struct Place {
+struct Precursor {
     std::int64_t lastFrame;
     std::int64_t parent;
+    std::int64_t id;
+    std::size_t rows = 0;
+    std::size_t begin = 0;  // of its rows
+
+    void add(const StripeRow& row) {
+        if (row.frame > lastFrame || (row.frame == lastFrame && row.parent < parent)) {
+            std::tie(lastFrame, parent) = std::tie(row.frame, row.parent);
+        }
+        ++rows;
+    }
+    bool operator<(const Precursor& other) const {
+        return std::tie(lastFrame, parent, id) < std::tie(other.lastFrame, other.parent, other.id);
+    }
 };
+
+// Where the rows of each precursor begin, in their order, and one more.
+std::vector<std::size_t> findBegins(std::vector<Precursor>& precursors) {
+    std::vector<std::size_t> order(precursors.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::sort(order.begin(), order.end(),
+              [&](std::size_t a, std::size_t b) { return precursors[a] < precursors[b]; });
+    std::vector<std::size_t> begins = {0};
+    begins.reserve(order.size() + 1);
+    for (const std::size_t i : order) {
+        precursors[i].begin = begins.back();
+        begins.push_back(begins.back() + precursors[i].rows);
+    }
+    return begins;
+}
+
+// Moves each row to its place, of which no two have the same. There is no room for a second list.
+void moveTo(std::vector<std::size_t>& places, std::vector<StripeRow>& rows) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        while (places[i] != i) {
+            const std::size_t place = places[i];
+            std::swap(rows[i], rows[place]);
+            std::swap(places[i], places[place]);
+        }
+    }
+}
 
 }  // namespace
 
-// The transaction may run twice when a writer comes between, so it begins by clearing what it fills. Sorting
+// The transaction may run twice when a writer comes between, so it begins by clearing what it fills. Ordering
 // comes after it: the database should not be held longer than reading takes.
 MsmsPlan::MsmsPlan(const io::kova::KvdReader& reader, const io::algorithms::PrecursorFilter& filter) {
-    std::unordered_map<std::int64_t, Place> places;
+    std::vector<Precursor> precursors;
+    std::vector<std::size_t> places;  // of rows; first, which precursor they belong to
     reader.getSQLiteDb()->inTransaction([&] {
+        std::unordered_map<std::int64_t, std::size_t> numbers;
         sorted.clear();
+        precursors.clear();
         places.clear();
-        io::algorithms::readStripeRows(reader, filter, [&](const StripeRow& row) {
-            sorted.push_back(row);
-            const auto [found, isNew] = places.try_emplace(row.id, Place{row.frame, row.parent});
-            if (!isNew && row.frame > found->second.lastFrame) {
-                found->second = {row.frame, row.parent};
+        readStripeRows(reader, filter, io::algorithms::RowOrder::AsFound, [&](const StripeRow& row) {
+            const std::size_t number = numbers.try_emplace(row.id, precursors.size()).first->second;
+            if (number == precursors.size()) {
+                precursors.push_back({row.frame, row.parent, row.id});
             }
+            precursors[number].add(row);
+            places.push_back(number);
+            sorted.push_back(row);
         });
     });
-    const auto keyOf = [&places](const StripeRow& row) {
-        const Place& place = places.at(row.id);
-        return std::tuple(place.lastFrame, place.parent, row.id, row.frame);
-    };
-    std::sort(sorted.begin(), sorted.end(),
-              [&](const StripeRow& a, const StripeRow& b) { return keyOf(a) < keyOf(b); });
-    for (std::size_t i = 0; i < sorted.size(); ++i) {
-        if (i == 0 || sorted[i].id != sorted[i - 1].id) {
-            starts.push_back(i);
-        }
+    starts = findBegins(precursors);
+    for (std::size_t& place : places) {
+        place = precursors[place].begin++;
     }
-    starts.push_back(sorted.size());
+    moveTo(places, sorted);
+}
+
+std::int64_t MsmsPlan::lastFrame(std::size_t precursor) const {
+    LUMO_ASSERT(precursor < precursors());
+    const std::span<const StripeRow> ofOne = rows(precursor, precursor + 1);
+    return std::max_element(ofOne.begin(), ofOne.end(),
+                            [](const StripeRow& a, const StripeRow& b) { return a.frame < b.frame; })
+        ->frame;
 }
 
 // Prefers to cut where the last frame changes, so that neighbours share few frames.

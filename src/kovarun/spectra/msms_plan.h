@@ -20,15 +20,12 @@ public:
 
     std::size_t precursors() const { return starts.size() - 1; }
 
-    // Rows of precursors [begin, end), those of each together.
+    // Rows of precursors [begin, end), those of each together, in any order.
     std::span<const io::algorithms::StripeRow> rows(std::size_t begin, std::size_t end) const {
         LUMO_ASSERT(begin <= end && end < starts.size());
         return {sorted.data() + starts[begin], starts[end] - starts[begin]};
     }
-    std::int64_t lastFrame(std::size_t precursor) const {
-        LUMO_ASSERT(precursor < precursors());
-        return sorted[starts[precursor + 1] - 1].frame;
-    }
+    std::int64_t lastFrame(std::size_t precursor) const;
 
 private:
     std::vector<io::algorithms::StripeRow> sorted;
