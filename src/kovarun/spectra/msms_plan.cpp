@@ -75,26 +75,26 @@ void moveTo(std::vector<std::size_t>& places, std::vector<StripeRow>& rows) {
 // The transaction may run twice when a writer comes between, so it begins by clearing what it fills. Ordering
 // comes after it: the database should not be held longer than reading takes.
 MsmsPlan::MsmsPlan(const io::kova::KvdReader& reader, const io::algorithms::PrecursorFilter& filter) {
-    std::vector<Precursor> precursors;
+    std::vector<Precursor> found;
     std::vector<std::size_t> places;  // of rows; first, which precursor they belong to
     reader.getSQLiteDb()->inTransaction([&] {
         std::unordered_map<std::int64_t, std::size_t> numbers;
         sorted.clear();
-        precursors.clear();
+        found.clear();
         places.clear();
         readStripeRows(reader, filter, io::algorithms::RowOrder::AsFound, [&](const StripeRow& row) {
-            const std::size_t number = numbers.try_emplace(row.id, precursors.size()).first->second;
-            if (number == precursors.size()) {
-                precursors.push_back({row.frame, row.parent, row.id});
+            const std::size_t number = numbers.try_emplace(row.id, found.size()).first->second;
+            if (number == found.size()) {
+                found.push_back({row.frame, row.parent, row.id});
             }
-            precursors[number].add(row);
+            found[number].add(row);
             places.push_back(number);
             sorted.push_back(row);
         });
     });
-    starts = findBegins(precursors);
+    starts = findBegins(found);
     for (std::size_t& place : places) {
-        place = precursors[place].begin++;
+        place = found[place].begin++;
     }
     moveTo(places, sorted);
 }
