@@ -5,12 +5,15 @@
 
 Job "map" asks each partition of a study for 1,000 chromatograms and a base peak per frame, as a user's own function; Polars and
 DuckDB have no such workers. Job "sum" adds the intensities of all peaks of the engine's table. Runs are copies of a simulated one,
-in the page cache. Times are the best of some rounds, without what it takes to start workers: seconds by the clock, and processor
-seconds of all processes, which other programs on the machine disturb less.
+in the page cache. One worker has one processor, together with what the engine runs beside it, and two have two. Times are the best
+of some rounds, without what it takes to start workers: seconds by the clock, and processor seconds of all processes, which other
+programs on the machine disturb less.
 """
 
 import argparse
+import concurrent.futures
 import contextlib
+import multiprocessing
 import os
 import pathlib
 import shutil
@@ -23,6 +26,7 @@ import numpy as np
 import kovadata
 from kovadata.study import Study
 
+PROCESSORS = sorted(os.sched_getaffinity(0))
 RANGES = 300 + np.arange(1000)[:, np.newaxis] + [0.0, 0.5]
 
 
@@ -163,9 +167,16 @@ def processor_time():
     return sum(time for process, time in spent.items() if is_below(process)) / os.sysconf("SC_CLK_TCK")
 
 
-def measure(make, workers, runs, rounds, wanted):
+def measured_apart(*arguments):
+    """In a process of its own: engines keep the threads that they began with."""
+    with concurrent.futures.ProcessPoolExecutor(1, multiprocessing.get_context("spawn")) as pool:
+        return pool.submit(measure, *arguments).result()
+
+
+def measure(name, workers, runs, rounds, wanted):
     """Of each job the best time by the clock and of processors, after a first round that warms up on one run; what it found."""
-    with make(workers) as jobs:
+    os.sched_setaffinity(0, PROCESSORS[:workers])
+    with ENGINES[name](workers) as jobs:
         measured = {}
         for name, job in jobs.items():
             if name not in wanted:
@@ -192,12 +203,12 @@ def main():
     runs = prepared(arguments)
     stored = sum(part.bytes for part in parts_of(runs))
     peaks = sum(part.rows for part in parts_of(runs))
-    floor = {workers: measure(plain, workers, runs, arguments.rounds, arguments.jobs) for workers in (1, 2)}
+    floor = {workers: measured_apart("plain", workers, runs, arguments.rounds, arguments.jobs) for workers in (1, 2)}
     print(f"{len(runs)} runs, {stored / 1e6:.0f} MB of frames, {peaks / 1e6:.0f} million peaks")
     print("| engine | job | 1 worker | 2 workers | scaling | million peaks/s | processor time | over libkovarun |")
     print("|---|---|---:|---:|---:|---:|---:|---:|")
     for name in ("plain", *arguments.engines):
-        both = {workers: floor[workers] if name == "plain" else measure(ENGINES[name], workers, runs, arguments.rounds, arguments.jobs)
+        both = {workers: floor[workers] if name == "plain" else measured_apart(name, workers, runs, arguments.rounds, arguments.jobs)
                 for workers in (1, 2)}
         for job, (one, processors, found) in both[1].items():
             two = both[2][job][0]

@@ -15,6 +15,7 @@ if TYPE_CHECKING:
     import polars
 
 _SIZE_OF_FEW = 1 << 20  # where only some rows are wanted
+_ROWS = 1 << 20  # at a time: what Polars computes of more takes new memory each time, by measurement a third of a sum's time
 _OPERATORS = {"Eq": "==", "Lt": "<", "LtEq": "<=", "Gt": ">", "GtEq": ">="}
 _SWAPPED = {"==": "==", "<": ">", "<=": ">=", ">": "<", ">=": "<="}
 # Numbers of 32 bits are written with as many digits as they have, which is not the value that is compared with.
@@ -59,10 +60,11 @@ def scan(paths: Paths, *, threads: Optional[int] = None, **options: Any) -> "pol
         for part in parts:
             with part.stream(threads) as stream:
                 try:
-                    frame = pl.DataFrame(stream)
-                    yield frame.with_columns(run=pl.lit(part.run.name)) if "run" in part.columns else frame
+                    whole = pl.DataFrame(stream)
                 except pl.exceptions.PolarsError as error:
                     raise part.failed(error) from error
+                for frame in whole.iter_slices(_ROWS):
+                    yield frame.with_columns(run=pl.lit(part.run.name)) if "run" in part.columns else frame
 
     def read(columns: Optional[List[str]], predicate: Any, rows: Optional[int], _: Optional[int]) -> Iterator[Any]:
         wanted = list(COLUMNS) if columns is None else columns
