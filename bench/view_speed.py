@@ -32,8 +32,8 @@ def begin(run: str, browser: object) -> tuple[Page, "subprocess.Popen[str]", flo
     server = subprocess.Popen([sys.executable, "-m", "kovadata.view", run, "--no-browser"], stdout=subprocess.PIPE, text=True)
     page = browser.new_page(viewport={"width": 1600, "height": 1000})  # type: ignore[attr-defined]
     page.goto(server.stdout.readline().strip())  # type: ignore[union-attr]
-    page.wait_for_selector("body[data-kind=mobility]", timeout=60000)
-    page.wait_for_function(f"() => {MODEL}('frame_map').renderers[0].data_source.get('image').length > 0", timeout=60000)
+    page.wait_for_function("() => document.getElementById('facts')?.textContent && "
+                           f"{MODEL}('frame_map').renderers[0].data_source.get('image').length > 0", timeout=60000)
     return page, server, time.perf_counter() - started
 
 

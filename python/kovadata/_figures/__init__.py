@@ -1,11 +1,10 @@
 """Figures that the explorer and the report share, drawn by Bokeh from plain arrays.
 
 Each builder gives a `Chart`: a figure with the data sources behind it. A page that has a server sends new arrays into them,
-a page that stands alone keeps what it has. Colours are names of roles (`_theme`), and `page_script()` is the JavaScript that
-gives every figure of a page its light or dark colours and saves it as PNG, SVG or CSV.
+a page that stands alone keeps what it has. Colours are names of roles, in whose place the script of the page
+(`kovadata._theme`) puts the colours of its theme.
 """
 
-from ._assets import page_script, page_style
 from ._chart import Chart, count_formatter, new_figure
 from ._chromatogram import ChromatogramChart, Series, chromatogram
 from ._heat_map import HeatMap, heat_map, map_grid
@@ -14,9 +13,9 @@ from ._numbers import bytes_text, count_text, short_count
 from ._points import Points, points
 from ._spectrum import SpectrumChart, Stems, show_spectrum, spectrum
 from ._steps import Steps, bars, steps
-from ._theme import SERIES_COLOURS, THEMES, themed
+from ._theme import SERIES_COLOURS, themed
 
-__all__ = ["SERIES_COLOURS", "THEMES", "Chart", "ChromatogramChart", "HeatMap", "MobilogramChart", "Points", "Series",
+__all__ = ["SERIES_COLOURS", "Chart", "ChromatogramChart", "HeatMap", "MobilogramChart", "Points", "Series",
            "SpectrumChart", "Stems", "Steps", "bars", "bytes_text", "chromatogram", "count_formatter", "count_text", "heat_map",
-           "map_grid", "mobilogram", "new_figure", "page_script", "page_style", "points", "short_count", "show_spectrum",
+           "map_grid", "mobilogram", "new_figure", "points", "short_count", "show_spectrum",
            "spectrum", "steps", "themed"]

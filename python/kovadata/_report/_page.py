@@ -11,7 +11,8 @@ from bokeh.embed import components
 from bokeh.resources import Resources
 
 from .._errors import KovaError
-from .._figures import page_script, page_style, short_count
+from .._figures import short_count
+from .._theme import page_script, page_style
 from .._version import __version__
 from ._numbers import Run
 from ._sections import DETAILS, Detail, Picture, Section, Table, Text, comparison, sections_of

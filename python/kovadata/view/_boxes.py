@@ -30,7 +30,7 @@ _APART = 3e-5
 
 
 class Found(NamedTuple):
-    """What a box holds, of which the last two come later than the first."""
+    """What a box holds, one after the other."""
 
     chromatogram: Chromatograms
     mobilogram: Optional[Mobilograms] = None
@@ -164,7 +164,7 @@ class Boxes(Panel):
             self.session.worker.cancel("box")
             return
         box, known = missing, self.found.get(missing.key())
-        self.session.worker.start("box", f"Reading {box.name}", lambda job: read_box(run, box, known, job),
+        self.session.worker.start("box", f"Reading {box.name}", lambda _: read_box(run, box, known),
                                   lambda found, job: self._got(run, box, found, job))
 
     def _is_missing(self, box: Box) -> bool:
@@ -263,8 +263,8 @@ class Boxes(Panel):
         return _code.boxes(self.run, figure, shown) if shown else None
 
 
-def read_box(run: Any, box: Box, known: Optional[Found], job: Job) -> Found:
-    """The chromatogram of a box, or what comes after it."""
+def read_box(run: Any, box: Box, known: Optional[Found]) -> Found:
+    """What is known of a box and the next thing: chromatogram, mobilogram, spectrum."""
     level = box.level or run.default_level
     with run.again() as analysis:
         common = {"time_range": box.time, "ms_level": level, "on_damage": "skip"}
@@ -272,11 +272,9 @@ def read_box(run: Any, box: Box, known: Optional[Found], job: Job) -> Found:
         mobility = None if box.mobility is None else [box.mobility]
         if known is None:
             return Found(analysis.chromatograms(mz, mobility_ranges=mobility, **common))
-        mobilogram = analysis.mobilograms(mz, mobility_ranges=mobility, **common)
-        if job.is_cancelled:
-            return known
-        summed = analysis.summed_spectrum(mz_range=box.mz, mobility_range=box.mobility, **common)
-    return Found(known.chromatogram, mobilogram, summed)
+        if known.mobilogram is None:
+            return known._replace(mobilogram=analysis.mobilograms(mz, mobility_ranges=mobility, **common))
+        return known._replace(spectrum=analysis.summed_spectrum(mz_range=box.mz, mobility_range=box.mobility, **common))
 
 
 def strongest(found: SummedSpectrum) -> List[Dict[str, Any]]:

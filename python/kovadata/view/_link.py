@@ -7,7 +7,8 @@ twice is two commands.
 from __future__ import annotations
 
 import math
-from typing import Any
+from typing import Any, List, Optional
+from typing import Dict as DictOf
 
 from bokeh.core.properties import Any as AnyValue
 from bokeh.core.properties import Dict, String
@@ -22,16 +23,26 @@ class KovaLink(DataModel):
 
 
 class Link:
-    """The session's end."""
+    """The session's end. What it says before the page is there waits until the link is opened."""
 
     def __init__(self) -> None:
         self.model = KovaLink(name="link", command={}, reply={})
         self._number = 0
+        self._waiting: Optional[List[DictOf[str, Any]]] = []
 
     def send(self, what: str, **values: Any) -> None:
         """Tells the page. NaN, which JSON does not have, is nothing."""
+        reply = {"what": what, **{name: plain(one) for name, one in values.items()}}
+        if self._waiting is not None:
+            self._waiting.append(reply)
+            return
         self._number += 1
-        self.model.reply = {"what": what, "number": self._number, **{name: plain(one) for name, one in values.items()}}
+        self.model.reply = {**reply, "number": self._number}
+
+    def open(self) -> None:
+        """The page listens."""
+        waiting, self._waiting = self._waiting, None
+        self.send("all", replies=waiting)
 
 
 def plain(value: Any) -> Any:

@@ -1,27 +1,21 @@
 """The server of the explorer: where it listens, whom it answers, how it ends.
 
-It listens on this computer's own address. The address of the page holds a token of 256 bits as its first part; whoever does
-not know it gets nothing, not even a script. Requests that name another host, as a page of another site can have a browser
-send them, and requests from pages of other origins are refused as well, connections of scripts among them.
+It listens on this computer's own address. The address of the page holds a token of 256 bits as its first part.
 """
 
 from __future__ import annotations
 
-import hmac
 import importlib.util
-import ipaddress
 import logging
 import secrets
 import socket
 import sys
 import threading
 import weakref
-from typing import Any, Callable, List, NamedTuple, Optional, Sequence, Set
+from typing import Any, Callable, List, Optional, Sequence
 
 from .._errors import KovaError
-from ._runs import Named, named_runs
-
-_LARGEST_MESSAGE = 64 << 20
+from ._runs import named_runs
 
 
 class Viewer:
@@ -41,7 +35,7 @@ class Viewer:
         if importlib.util.find_spec("bokeh") is None:
             raise KovaError("the explorer needs bokeh: pip install 'kovadata[view]'")
         self._runs = named_runs(analyses, recalibrated, calibration)
-        # The browser starts while bokeh is imported: its connection waits in the socket.
+        # The browser starts, and gets the page, while bokeh is imported.
         self._sockets, token = _listening(address, port), secrets.token_urlsafe(32)
         self.port: int = self._sockets[0].getsockname()[1]
         self._is_anywhere = address in ("", "0.0.0.0", "::")
@@ -52,14 +46,14 @@ class Viewer:
         if browser:
             threading.Thread(target=_open_browser, args=(self.url,), daemon=True).start()
         self._loop: Any = None
+        self._server: Any = None
         self._streams: Any = weakref.WeakSet()
         self._failure: Optional[BaseException] = None
-        ready = threading.Event()
-        self._thread = threading.Thread(target=self._serve, args=(token, host, ready), name="kovadata view", daemon=True)
+        self._ready = threading.Event()
+        self._thread = threading.Thread(target=self._serve, args=(token, host), name="kovadata view", daemon=True)
         self._thread.start()
-        ready.wait()
-        if self._failure is not None:
-            raise self._failure
+        self._await_ready()
+        self._complete(token)
 
     def __repr__(self) -> str:
         return f"<kovadata.view of {', '.join(one.name for one in self._runs)} at {self.url}>"
@@ -90,39 +84,72 @@ class Viewer:
             stream.close()
         self._loop.add_callback(self._loop.stop)
 
-    def _serve(self, token: str, host: str, ready: threading.Event) -> None:
+    def _await_ready(self) -> None:
+        self._ready.wait()
+        self._ready.clear()
+        if self._failure is not None:
+            raise self._failure
+
+    def _complete(self, token: str) -> None:
+        """Imports Bokeh, and has the server answer what needs it."""
         try:
-            server = self._make_server(token, host)
-            self._loop = server.io_loop
+            from bokeh.server.server import BaseServer
+
+            from ._front import bokeh_application
+
+            for name in ("bokeh", "tornado"):  # what users need to know is said by the page
+                logging.getLogger(name).setLevel(logging.CRITICAL)
+            application = bokeh_application(self._runs, token)
+        except BaseException:
+            self.close()
+            raise
+
+        def begin() -> None:
+            try:
+                self._server = BaseServer(self._loop, application, self._http)
+                self._server.start()
+                self._front.complete(application)
+            except BaseException as error:
+                self._failure = error
+                self._loop.stop()
+            finally:
+                self._ready.set()
+
+        self._loop.add_callback(begin)
+        self._await_ready()
+
+    def _serve(self, token: str, host: str) -> None:
+        import asyncio
+
+        try:
+            asyncio.set_event_loop(asyncio.new_event_loop())
+            self._begin_to_listen(token, host)
         except BaseException as error:
             self._failure = error
             return
         finally:
-            ready.set()
-        server.start()
+            self._ready.set()
         self._loop.start()
-        server.stop()
+        (self._server or self._http).stop()
         for one in self._sockets:
             one.close()
         self._loop.close()
 
-    def _make_server(self, token: str, host: str) -> Any:
-        """The server in an event loop of this thread."""
+    def _begin_to_listen(self, token: str, host: str) -> None:
+        """Has the event loop of this thread answer."""
         import asyncio
 
-        from bokeh.server.server import BaseServer
         from tornado.httpserver import HTTPServer
         from tornado.ioloop import IOLoop
 
-        for name in ("bokeh", "tornado"):  # what users need to know is said by the page
-            logging.getLogger(name).setLevel(logging.CRITICAL)
-        asyncio.set_event_loop(asyncio.new_event_loop())
+        from ._front import Front, Guard
+
         names = {host, "127.0.0.1", "localhost"} | ({socket.gethostname().lower()} if self._is_anywhere else set())
         guard = Guard(token, {f"[{name}]:{self.port}" if ":" in name else f"{name}:{self.port}" for name in names}, self._is_anywhere)
-        application = _guarded_application(self._runs, guard, self._streams)
-        http = HTTPServer(application)
-        http.add_sockets(self._sockets)
-        return BaseServer(IOLoop.current(), application, http)
+        self._loop = IOLoop.current()
+        self._front = Front(guard, self._streams, asyncio.get_event_loop())
+        self._http = HTTPServer(self._front)
+        self._http.add_sockets(self._sockets)
 
 
 def _listening(address: str, port: int) -> List[socket.socket]:
@@ -142,60 +169,3 @@ def _open_browser(url: str) -> None:
     import webbrowser
 
     webbrowser.open(url)
-
-
-class Guard(NamedTuple):
-    """Which requests are answered: those that know the token, name this server as their host and come from its own page."""
-
-    token: str
-    hosts: Set[str]
-    is_anywhere: bool
-
-    def allows(self, request: Any) -> bool:
-        given = request.path.lstrip("/").partition("/")[0]
-        host, origin = request.host.lower(), request.headers.get("Origin")
-        return (hmac.compare_digest(given.encode(), self.token.encode()) and self._is_here(host)
-                and (origin is None or origin.lower() == f"http://{host}"))
-
-    def _is_here(self, host: str) -> bool:
-        """An address in digits cannot be another site's name for this one."""
-        if host in self.hosts:
-            return True
-        try:
-            ipaddress.ip_address(host.rpartition(":")[0].strip("[]"))
-        except ValueError:
-            return False
-        return self.is_anywhere
-
-
-def _guarded_application(runs: List[Named], guard: Guard, streams: Any) -> Any:
-    """What answers the requests that are allowed; `streams` gets their connections.
-
-    Connections of scripts pass the guard as well, so that the server's own list of origins has nothing to add.
-    """
-    from bokeh.application import Application
-    from bokeh.application.handlers import FunctionHandler
-    from bokeh.server.tornado import BokehTornado
-    from tornado.web import RequestHandler
-
-    from ._downloads import Downloads, download_handler
-    from ._session import begin_session
-
-    class Refused(RequestHandler):
-        def prepare(self) -> None:
-            self.set_status(403)
-            self.finish("Refused. The address of the explorer is the one that it printed, with its token.\n")
-
-    class Guarded(BokehTornado):
-        def find_handler(self, request: Any, **more: Any) -> Any:
-            if guard.allows(request):
-                streams.add(request.connection.stream)
-                return super().find_handler(request, **more)
-            return self.get_handler_delegate(request, Refused)
-
-    downloads = Downloads()
-    made = Application(FunctionHandler(lambda document: begin_session(document, runs, downloads)))
-    return Guarded({"/": made}, prefix=guard.token, extra_websocket_origins=["*"], use_index=False,
-                   extra_patterns=[(r"/download/([\w-]+)", download_handler(downloads))],
-                   websocket_max_message_size_bytes=_LARGEST_MESSAGE, include_headers=[], include_cookies=[],
-                   keep_alive_milliseconds=10000)

@@ -5,15 +5,13 @@ Commands come one at a time on the thread of the server. Whatever goes wrong in 
 
 from __future__ import annotations
 
+import contextlib
 import logging
-import pathlib
-from typing import Any, Callable, Dict, List, Optional, Type, TypeVar
+from typing import Any, Callable, Dict, Iterator, List, Optional, Type, TypeVar
 
 import numpy as np
-from jinja2 import Environment
 
 from .._errors import KovaError
-from .._figures import page_script, page_style
 from ._about import About
 from ._boxes import Boxes
 from ._chromatograms import Chromatograms
@@ -27,7 +25,6 @@ from ._runs import ACQUISITION, Named, OpenRun
 from ._states import States
 from ._worker import Job, Worker
 
-_PAGE = pathlib.Path(__file__).parent / "page"
 _MOST_TOLD = 5
 
 P = TypeVar("P", bound=Panel)
@@ -41,10 +38,10 @@ class Session:
     def __init__(self, document: Any, runs: List[Named], downloads: Downloads) -> None:
         self.document, self.runs, self.downloads = document, runs, downloads
         self.link = Link()
-        self.worker = Worker(document.add_next_tick_callback, self._tell_progress, self._tell_failure)
+        self.worker = Worker(self._post, self._tell_progress, self._tell_failure)
         self.run = OpenRun(runs[0], runs[0].calibration)
         self.commands: Dict[str, Callable[..., None]] = {
-            "hello": self.hello, "run": self.choose_run, "cancel": self.worker.cancel, "csv": self.offer_csv,
+            "hello": self.hello, "more": self._add_next, "run": self.choose_run, "cancel": self.worker.cancel, "csv": self.offer_csv,
             "code": self.tell_code}
         self.panels: List[Panel] = []
         self.figures: Dict[str, Panel] = {}
@@ -55,6 +52,14 @@ class Session:
         self._later: List[Callable[[Any], Panel]] = [Boxes, Precursors, About, States, RunMaps]
         self._early: List[Dict[str, Any]] = []
         self.link.model.on_change("command", lambda _, __, command: self._obey(command))
+
+    def _post(self, call: Callable[[], None]) -> None:
+        """Has something called on the thread of the server, from any thread."""
+        def changing() -> None:
+            with self._changing():
+                call()
+
+        self.document.add_next_tick_callback(changing)
 
     def panel(self, kind: Type[P]) -> Optional[P]:
         """The panel of a kind, if it has been made."""
@@ -71,6 +76,22 @@ class Session:
         for chart in panel.charts.values():
             chart.figure.sizing_mode = "stretch_both"  # the page has places for them
 
+    @contextlib.contextmanager
+    def _changing(self) -> Iterator[None]:
+        """Bokeh looks for models that came and went once, and only if there are any: that takes longer than most commands."""
+        models = self.document.models
+        if "invalidate" in vars(models):  # within another one
+            yield
+            return
+        changed = []
+        models.invalidate = lambda: changed.append(True)
+        try:
+            yield
+        finally:
+            del models.invalidate
+            if changed:
+                models.recompute()
+
     def _add_next(self) -> None:
         """Makes one more panel, shows its figures, and goes on with the next one."""
         if not self._later:
@@ -78,7 +99,7 @@ class Session:
             for command in early:
                 self._obey(command)
             return
-        with self.document.models.freeze():
+        with self._changing():
             panel = self._later.pop(0)(self)
             self._add(panel)
             for chart in panel.charts.values():
@@ -92,13 +113,17 @@ class Session:
         self._obey({"do": command, **arguments})
 
     def hello(self, sizes: Any = None) -> None:
-        """The page is there: fills it."""
-        for name, size in (sizes or {}).items():
+        """The page is there: tells it what it shows. With "more" it asks for the rest."""
+        self.resize(sizes)
+        self.link.send("runs", runs=[one.name for one in self.runs], chosen=self.runs.index(self.run.named))
+        self.link.open()
+        self.worker.open()
+
+    def resize(self, sizes: Any) -> None:
+        """Remembers the sizes of figures on the screen."""
+        for name, size in (sizes if isinstance(sizes, dict) else {}).items():
             if name in self.figures:
                 self.figures[name].size(name, *size)
-        self.link.send("runs", runs=[one.name for one in self.runs], chosen=self.runs.index(self.run.named))
-        self.begin()
-        self.document.add_next_tick_callback(self._add_next)
 
     def choose_run(self, run: Any) -> None:
         """Shows another of the runs."""
@@ -188,7 +213,7 @@ class Session:
             self._early.append(command)
             return
         try:
-            with self.document.models.freeze():  # looking for models that came and went costs more than most commands
+            with self._changing():
                 self.commands[name](**arguments)
         except Exception as error:
             self._tell_failure(name, error)
@@ -203,21 +228,15 @@ class Session:
         self.message(text[:1].upper() + text[1:], key=f"failure {name}")
 
 
-def begin_session(document: Any, runs: List[Named], downloads: Downloads) -> None:
-    """Fills the document of a new page."""
-    session = Session(document, runs, downloads)
-    document.title = f"{session.run.name} \u2013 kova view"
-    document.config.update(notify_connection_status=False, reconnect_session=False)  # the page says so itself
+def begin_session(document: Any, runs: List[Named], downloads: Downloads, sizes: Any = None) -> None:
+    """Fills the document of a new page with its first figures, of which `sizes` has width and height in pixels by name."""
     with document.models.freeze():
+        session = Session(document, runs, downloads)
+        session.resize(sizes)
+        session.begin()
+        document.title = f"{session.run.name} \u2013 kova view"
+        document.template_variables["kind"] = "mobility" if session.run.has_mobility else "spectra"
+        document.config.update(notify_connection_status=False, reconnect_session=False)  # the page says so itself
         for root in session.roots():
             document.add_root(root)
-    document.template = Environment(autoescape=False).from_string(_template())
     document.on_session_destroyed(lambda _: session.close())
-
-
-def _template() -> str:
-    parts = {name: (_PAGE / name).read_text("utf-8") for name in ("page.html", "page.css", "page.js")}
-    style, script = page_style() + parts["page.css"], page_script() + parts["page.js"]
-    # Raw, so that braces of a script are not those of the template.
-    return parts["page.html"].replace("__STYLE__", f"{{% raw %}}{style}{{% endraw %}}").replace(
-        "__SCRIPT__", f"{{% raw %}}{script}{{% endraw %}}")

@@ -8,7 +8,7 @@ from __future__ import annotations
 
 import concurrent.futures
 import time
-from typing import Any, Callable, Dict
+from typing import Any, Callable, Dict, List, Optional
 
 from .._queries import Observer
 
@@ -49,15 +49,28 @@ class Worker:
         self.post, self._progress, self._failed = post, progress, failed
         self._threads = concurrent.futures.ThreadPoolExecutor(4, "kovadata view")
         self._jobs: Dict[str, Job] = {}
+        self._held: Optional[List[Callable[[], None]]] = []
+
+    def open(self) -> None:
+        """Begins with calls: until then, the session has no page that could be told what they gave."""
+        held, self._held = self._held, None
+        for one in held or ():
+            one()
 
     def start(self, name: str, title: str, call: Callable[[Job], Any], then: Callable[[Any, Job], None]) -> Job:
         """Runs a call, and then gives what it gave to `then`."""
         self.cancel(name)
         job = self._jobs[name] = Job(self, name, title)
         self._progress(name, title, 0, 1)
+        if self._held is None:
+            self._submit(job, call, then)
+        else:
+            self._held.append(lambda: self._submit(job, call, then))
+        return job
+
+    def _submit(self, job: Job, call: Callable[[Job], Any], then: Callable[[Any, Job], None]) -> None:
         future = self._threads.submit(self._run, job, call)
         future.add_done_callback(lambda ended: self.post(lambda: self._end(job, ended, then)))
-        return job
 
     def cancel(self, name: str) -> None:
         """Ends a call, if there is one of that name."""

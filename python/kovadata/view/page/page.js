@@ -33,6 +33,7 @@
 
   const redrawn = {frame_map: "frame.zoom", run_mz: "maps.zoom", run_mobility: "maps.zoom", box_spectrum: "box.zoom", msms: "precursor.zoom"}
   const pause = {frame_map: 20, box_spectrum: 20, msms: 20, run_mz: 300, run_mobility: 300}
+  const sized = ["chromatogram", "frame_map", "frame_spectrum"]  // whose drawing depends on their size
   const waiting = {}
 
   function inner(name) {
@@ -222,6 +223,11 @@
   // --- what the session says ---------------------------------------------------------------------------------------------
 
   const heard = {
+    all({replies}) {
+      for (const one of replies) heard[one.what]?.(one)
+      // What is not seen at once comes after the screen has shown what there is.
+      requestAnimationFrame(() => requestAnimationFrame(() => send("more")))
+    },
     runs({runs, chosen}) {
       at("run").replaceChildren(...runs.map((name, place) => element("option", {text: name, attributes: {value: place}})))
       at("run").value = chosen
@@ -509,6 +515,55 @@
     event.preventDefault()
   }
 
+  // --- beginning ---------------------------------------------------------------------------------------------------------
+
+  function makeCharts() {
+    const kinds = [["png", "Picture (PNG)"], ["svg", "Drawing (SVG)"], ["csv", "Numbers (CSV)"], ["code", "Code for this view"]]
+    for (const chart of all(".chart")) {
+      const {label} = chart.dataset
+      chart.dataset.chart = chart.id.replace("chart-", "")
+      const menu = element("div", {attributes: {class: "menu"}, children: kinds.map(([kind, text]) => element("button", {text, attributes: {type: "button", "data-save": kind}}))})
+      const saving = element("details", {attributes: {class: "save"}, children: [element("summary", {text: "Save", attributes: {"aria-label": `Save: ${label}`}}), menu]})
+      chart.append(element("div", {attributes: {class: "tools"}, children: [element("figcaption", {text: label}), saving]}),
+        element("div", {attributes: {class: "canvas", tabindex: 0, role: "group", "aria-label": `${label}; arrow keys move, plus and minus zoom, 0 shows everything`}}))
+    }
+  }
+
+  // Before there are figures, what their canvases leave for the data.
+  function expected(name) {
+    const canvas = at(`chart-${name}`).querySelector(".canvas"), ratio = window.devicePixelRatio || 1
+    return [Math.round((canvas.clientWidth - 140) * ratio), Math.round((canvas.clientHeight - 88) * ratio)]
+  }
+
+  // At every drawing, figures ask the browser for its styles: whether they override the colour of each label, and for the size
+  // of the font. That takes half of a drawing, and the answer is always the same.
+  function settleStyles() {
+    const {VisualProperties} = Bokeh.require("core/visuals/visual"), {PlotView} = Bokeh.require("models/plots/plot_canvas")
+    const size = parseFloat(getComputedStyle(document.body).fontSize)
+    VisualProperties.prototype._get_css_value = () => ""
+    Object.defineProperty(PlotView.prototype, "base_font_size", {get: () => size})
+  }
+
+  // Asks for the first figures while the browser still gets the script that draws them.
+  async function embed() {
+    const sizes = Object.fromEntries(sized.map((name) => [name, expected(name)]))
+    const script = new Promise((done) => { if (window.Bokeh) done(); else at("bokeh").addEventListener("load", done) })
+    try {
+      const told = await (await fetch(`begin?sizes=${encodeURIComponent(JSON.stringify(sizes))}`)).json()
+      if (told.failure) throw new Error(told.failure)
+      document.title = told.title
+      document.body.dataset.kind = told.kind
+      await script
+      settleStyles()
+      const roots = Object.fromEntries(told.roots.map(([id, name]) => [id, at(`chart-${name}`)?.querySelector(".canvas") ?? at(name)]))
+      await Bokeh.embed.embed_items({}, [{token: told.token, root_ids: Object.keys(roots), roots, use_for_title: false}])
+      whenThere()
+    } catch (error) {
+      document.body.dataset.kind = "failed"
+      heard.message({text: error.message, key: "begin"})
+    }
+  }
+
   function begin(figures) {
     link = kovaFigures.model("link")
     link.properties.reply.change.connect(() => {
@@ -521,7 +576,7 @@
     watchZoom("frame_map")
     watchSpectrum()
     watchPointer()
-    send("hello", {sizes: Object.fromEntries(["chromatogram", "frame_map", "frame_spectrum"].map((name) => [name, inner(name)]))})
+    send("hello", {sizes: Object.fromEntries(sized.map((name) => [name, inner(name)]))})
     watchSize("chromatogram")
   }
 
@@ -539,6 +594,8 @@
   }
 
   document.addEventListener("DOMContentLoaded", () => {
+    makeCharts()
+    embed()
     listenToPage()
     listenToTabs()
     listenToChromatogram()
@@ -546,6 +603,5 @@
     listenToPrecursors()
     listenToFigures()
     document.addEventListener("keydown", stepByKeys)
-    whenThere()
   })
 })()

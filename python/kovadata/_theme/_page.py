@@ -5,7 +5,7 @@ from __future__ import annotations
 import json
 import pathlib
 
-from ._theme import THEMES
+from ._colours import THEMES
 
 _FOLDER = pathlib.Path(__file__).parent / "assets"
 
