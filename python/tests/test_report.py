@@ -72,6 +72,8 @@ def runs(simulated, tmp_path):
     damaged = begin("damaged").calibrate()
     for block in (None, b"\1" * 40, None, None):
         damaged.add_frame(scans, block, **calibrated)
+    damaged.execute("INSERT INTO MzCalibration VALUES (2, 77, 1, 0, 25, 25, 0, 0, 0, 1e6, 0, 0, 0)")
+    damaged.add_frame(scans, MzCalibration=2, KovaCalibration=1)
     profile = begin("profile", scheme=3, schema=(3, 1), parts="p").calibrate()
     for _ in range(4):
         profile.add_spectrum(profile=(0, 5, 0, 9), MzCalibration=1)
@@ -82,7 +84,7 @@ def runs(simulated, tmp_path):
 
 
 @pytest.mark.parametrize("name, sentence", [
-    ("empty", "no frames that could be read"), ("damaged", "1 frame of 4 is damaged"), ("profile", "profile spectra"),
+    ("empty", "no frames that could be read"), ("damaged", "2 frames of 5 are damaged"), ("profile", "profile spectra"),
     ("uncalibrated", "no mass calibration"), ("no levels", "strongest signal"), ("no fragments", "nothing was fragmented"),
     ("spectra", "Without ion mobility"), ("run", "In one MS/MS frame")])
 def test_pages_say_what_is_there_and_what_is_not(call, runs, name, sentence):
@@ -98,8 +100,9 @@ def test_pages_say_what_is_there_and_what_is_not(call, runs, name, sentence):
 def test_damaged_frames_are_listed_and_the_rest_is_counted(call, runs):
     status, out, err = call(runs["damaged"], "--json")
     [found] = json.loads(out)["runs"]
-    assert status == 0 and list(found["damaged"]) == ["2"] and "damaged.d: frame 2 left out: Corrupt" in err
+    assert status == 0 and list(found["damaged"]) == ["2", "5"] and "damaged.d: frame 2 left out: Corrupt" in err
     assert found["chromatogram"]["frame"] == [1, 3, 4] and found["chromatogram"]["total"] == [36] * 3
+    assert "model 77" in found["damaged"]["5"]
     with pytest.warns(kovadata.DamageWarning, match="frames of damaged.d were left out: 2"):
         kovadata.report(runs["damaged"], "damaged.html")
 

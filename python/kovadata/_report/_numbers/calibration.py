@@ -54,7 +54,7 @@ def gather_calibration(reading: Reading) -> Calibration:
     """States beyond the newest few are left out."""
     analysis, table = reading.analysis, reading.table
     key = analysis._run.info().calibration_state
-    first = int(table["id"][0]) if len(table) else None
+    first = int(reading.good["id"][0]) if len(reading.good) else None
     convert: Any = getattr(analysis, "scan_to_one_over_k0", None)
     return Calibration(
         key.decode() if analysis.recalibrated and key else "acquisition", _used(table["mz_calibration"]),
@@ -80,7 +80,7 @@ def _states(reading: Reading) -> List[State]:
 
 
 def _state(reading: Reading, acquired: AnyAnalysis, row: Dict[str, Any]) -> State:
-    table, key = reading.table, str(row["key"])
+    table, key = reading.good, str(row["key"])
     nothing = np.empty(0)
     about = (key, str(row["source"]), bool(row["in_use"]), bool(row["mass_per_frame"]), int(row["mass_frames"]),
              int(row["mobility_frames"]))

@@ -78,7 +78,7 @@ def kind_of(reading: Reading) -> int:
 
 
 def _of_frames(reading: Reading) -> Tuple[Chromatogram, List[Optional[Grid]]]:
-    frames, total = _of_all(reading, "frames summed", reading.table["id"], "sum")
+    frames, total = _of_all(reading, "frames summed", reading.good["id"], "sum")
     _, base_peak = _of_all(reading, "frames searched for base peaks", frames, "max")
     good = reading.good
     peaks = good["peaks"].astype(np.uint64)
@@ -102,9 +102,9 @@ def _of_all(reading: Reading, what: str, ids: np.ndarray, reduce: str) -> Tuple[
 
 
 def _of_spectra(reading: Reading) -> Tuple[Chromatogram, List[Optional[Grid]]]:
-    edges, sums = _Rows(reading).edges.get("mz"), np.zeros((3, len(reading.table)))
-    columns = _Columns(reading.table["time"])
-    ids = reading.table["id"]
+    edges, table = _Rows(reading).edges.get("mz"), reading.good
+    columns, sums = _Columns(table["time"]), np.zeros((3, len(table)))
+    ids = table["id"]
     for frame, position, intensity in reading.spectra("spectra summed", ids, kind_of(reading)):
         place = np.searchsorted(ids, [frame])
         sums[:, place[0]] = intensity.sum(dtype=float), intensity.max(initial=0), len(position)

@@ -78,9 +78,9 @@ def _files(reading: Reading) -> Dict[str, int]:
 
 def _axes(reading: Reading, bins: int) -> Tuple[Ends, Ends]:
     """What m/z and 1/K0 the first frame can have."""
-    if not len(reading.table):
+    if not len(reading.good):
         return None, None
-    first, analysis = int(reading.table["id"][0]), reading.analysis
+    first, analysis = int(reading.good["id"][0]), reading.analysis
     mz = ends(reading.mz(first, np.array([0, bins - 1]))) if bins > 1 else None
     convert: Any = getattr(analysis, "scan_to_one_over_k0", None)
     scans = int(reading.table["scans"].max())

@@ -77,12 +77,15 @@ def gather_msms(reading: Reading) -> Tuple[Optional[Msms], List[Example]]:
 
 def _isolations(analysis: Analysis) -> Tuple[Dict[str, int], Dict[str, int], Dict[str, int]]:
     """How often precursors were fragmented in so many frames, isolated over so many scans, share a frame."""
-    batches = list(analysis._run.stream("table", _ISOLATIONS))
-    frame, precursor, begin, end = (np.concatenate([np.empty(0, np.int64), *(batch[name].values for batch in batches)])
-                                    for name in ("frame", "precursor", "scan_begin", "scan_end"))
+    frame, precursor, begin, end = _isolation_columns(analysis, "frame", "precursor", "scan_begin", "scan_end")
     pairs = np.unique(np.column_stack([frame, precursor]), axis=0)
     return (_tally(np.unique(pairs[:, 1], return_counts=True)[1]), _tally(end - begin),
             _tally(np.unique(pairs[:, 0], return_counts=True)[1]))
+
+
+def _isolation_columns(analysis: Analysis, *names: str) -> List[np.ndarray]:
+    batches = list(analysis._run.stream("table", _ISOLATIONS))
+    return [np.concatenate([np.empty(0, np.int64), *(batch[name].values for batch in batches)]) for name in names]
 
 
 def _tally(values: np.ndarray) -> Dict[str, int]:
@@ -98,7 +101,9 @@ def _spectra(reading: Reading, analysis: Analysis, table: np.ndarray) -> Tuple[n
     strength[table["charge"][order] == 0] = 0
     chosen = set(table["id"][order][strongest_of_parts(strength, table["mz"][order])].tolist())
     peaks, examples = np.full(len(table), -1, np.int64), []
-    for precursor, mz, intensity in _read(reading, analysis, table["id"]):
+    frame, of = _isolation_columns(analysis, "frame", "precursor")
+    ids = np.setdiff1d(table["id"][~np.isin(table["frame"], reading.broken)], of[np.isin(frame, reading.broken)])
+    for precursor, mz, intensity in _read(reading, analysis, ids) if len(ids) else ():
         place = int(np.searchsorted(table["id"], precursor))
         peaks[place] = len(mz)
         if precursor in chosen:

@@ -10,6 +10,7 @@ import numpy as np
 
 from ..._analysis import Analysis
 from ..._base import nan_without_calibration
+from ..._errors import KovaError
 from ..._export.progress import Progress
 from ..._frame import Frame
 from ..._opening import AnyAnalysis
@@ -30,7 +31,8 @@ class _Watch(Watch):
 
 @dataclasses.dataclass
 class Reading:
-    """A run, its frames, and those that are damaged as far as they were read."""
+    """A run, its frames, and those that are damaged as far as they were read. A broken calibration is known from the
+    start: `broken` has ids of such frames."""
 
     analysis: AnyAnalysis
     threads: int
@@ -39,6 +41,14 @@ class Reading:
 
     def __post_init__(self) -> None:
         self.table: np.ndarray = self.analysis._frame_table()
+        for frame in self.table["id"].tolist():
+            try:
+                self.mz(frame, np.zeros(1))
+                if isinstance(self.analysis, Analysis):
+                    nan_without_calibration(self.analysis.scan_to_one_over_k0, frame, np.zeros(1))
+            except KovaError as error:
+                self.damaged[frame] = str(error)
+        self.broken = np.array(sorted(self.damaged), np.int64)
 
     @property
     def has_mobility(self) -> bool:
