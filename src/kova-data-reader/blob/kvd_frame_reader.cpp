@@ -4,6 +4,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "diag/errors.h"
 #include "diag/throw.h"
@@ -34,15 +35,30 @@ void KvdFrameReader::fill(std::istream& stream, std::int64_t newFrameId, std::in
 }
 
 std::uint32_t KvdFrameReader::readNumberOfScans(std::istream& stream, std::int64_t ofFrame,
-                                                std::int64_t position) const {
+                                                std::int64_t position) {
     if (loadedPosition == position) {
         return scans;
     }
-    return position < 0 ? 0 : binary::readBlockHeader(stream, position, ofFrame)[1];
+    if (position < 0) {
+        return 0;
+    }
+    seenHeader = {position, binary::readBlockHeader(stream, position, ofFrame)};
+    return seenHeader->words[1];
+}
+
+// The one that was just read, or else from the file. Used once: the file may be written to. The stream is
+// left after the header.
+std::array<std::uint32_t, 2> KvdFrameReader::takeHeader(std::istream& stream, std::int64_t position) {
+    const std::optional<SeenHeader> seen = std::exchange(seenHeader, std::nullopt);
+    if (seen && seen->position == position &&
+        stream.tellg() == std::istream::pos_type(position + binary::kBlockHeaderSizeBytes)) {
+        return seen->words;
+    }
+    return binary::readBlockHeader(stream, position, frameId);
 }
 
 void KvdFrameReader::readBlock(std::istream& stream, std::int64_t position) {
-    const auto [blockSize, scanCount] = binary::readBlockHeader(stream, position, frameId);
+    const auto [blockSize, scanCount] = takeHeader(stream, position);
     if (blockSize > limits::kMaxBlockSizeBytes) {
         LUMO_THROW(CorruptFrameDataError(frameId, "Compressed scan size too large."));
     }

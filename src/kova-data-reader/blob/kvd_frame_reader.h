@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <istream>
 #include <optional>
@@ -22,8 +23,8 @@ public:
     void fill(std::istream& stream, std::int64_t frameId, std::int64_t position);
 
     // The number of scans of the frame at `position`, from its header alone unless it is the loaded one,
-    // which stays.
-    std::uint32_t readNumberOfScans(std::istream& stream, std::int64_t frameId, std::int64_t position) const;
+    // which stays. The header serves for filling, if that is what comes next.
+    std::uint32_t readNumberOfScans(std::istream& stream, std::int64_t frameId, std::int64_t position);
 
     // Word range [start, end) of a scan in the returned byte-shuffled buffer; empty for every scan of a frame
     // without peaks. Raises std::invalid_argument "Scan number [n] out of range." and, when the scan's bounds
@@ -56,6 +57,12 @@ public:
     bool isWithoutPeaks() const { return starts.empty(); }
 
 private:
+    struct SeenHeader {
+        std::int64_t position;
+        std::array<std::uint32_t, 2> words;
+    };
+
+    std::array<std::uint32_t, 2> takeHeader(std::istream& stream, std::int64_t position);
     void readBlock(std::istream& stream, std::int64_t position);
     void buildScanStarts();
     [[noreturn]] void raiseOutOfRange(std::uint32_t scan) const;
@@ -65,6 +72,7 @@ private:
     ByteBuffer decompressed{limits::kDecompressedFrameBufferSizeBytes};
     std::vector<std::uint32_t> starts;  // one more than scans, or empty
     std::optional<std::int64_t> loadedPosition;
+    std::optional<SeenHeader> seenHeader;
     std::int64_t frameId = -1;
     std::uint32_t scans = 0;
     binary::ZStdDeompressionHandler handler;

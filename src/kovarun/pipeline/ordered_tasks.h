@@ -41,8 +41,7 @@ public:
     // need. What they capture must outlive this object.
     OrderedTasks(std::size_t tasks, TaskLimits limits, std::function<Worker()> makeWorker,
                  std::function<std::uint64_t(std::size_t)> expectedBytes)
-        : shared(std::make_unique<Shared>(tasks, limits, std::move(makeWorker), std::move(expectedBytes))),
-          process(getpid()) {
+        : shared(std::make_unique<Shared>(tasks, limits, std::move(makeWorker), std::move(expectedBytes))) {
         if (limits.threads > 1 && tasks > 1) {
             startThreads(std::min<std::size_t>(limits.threads, tasks));
         }
@@ -51,7 +50,7 @@ public:
     OrderedTasks& operator=(const OrderedTasks&) = delete;
 
     ~OrderedTasks() {
-        if (getpid() != process) {
+        if (!threads.empty() && getpid() != process) {
             // The threads are the parent's, and may hold what is shared for ever.
             for (sys::Thread& thread : threads) {
                 thread.forget();
@@ -192,6 +191,7 @@ private:
 
     // As many as the system gives; with none, `threads` stays empty and next() does the work.
     void startThreads(std::size_t wanted) {
+        process = getpid();
         threads.resize(wanted);
         const auto body = [](void* argument) noexcept { static_cast<Shared*>(argument)->serve(); };
         std::size_t started = 0;
@@ -203,7 +203,7 @@ private:
 
     std::unique_ptr<Shared> shared;
     std::vector<sys::Thread> threads;
-    pid_t process;
+    pid_t process = 0;  // that has the threads
     std::size_t given = 0;
     Worker own;  // of the calling thread
 };
