@@ -31,7 +31,7 @@ struct Precursor {
     std::int64_t parent;
     std::int64_t id;
     std::size_t rows = 0;
-    std::size_t begin = 0;  // of its rows
+    std::size_t next = 0;  // where the next of its rows goes
 
     void add(const StripeRow& row) {
         if (row.frame > lastFrame || (row.frame == lastFrame && row.parent < parent)) {
@@ -53,19 +53,22 @@ std::vector<std::size_t> findBegins(std::vector<Precursor>& precursors) {
     std::vector<std::size_t> begins = {0};
     begins.reserve(order.size() + 1);
     for (const std::size_t i : order) {
-        precursors[i].begin = begins.back();
+        precursors[i].next = begins.back();
         begins.push_back(begins.back() + precursors[i].rows);
     }
     return begins;
 }
 
-// Moves each row to its place, of which no two have the same. There is no room for a second list.
-void moveTo(std::vector<std::size_t>& places, std::vector<StripeRow>& rows) {
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        while (places[i] != i) {
-            const std::size_t place = places[i];
-            std::swap(rows[i], rows[place]);
-            std::swap(places[i], places[place]);
+// Brings rows, which hold the number of their precursor in place of its id, to where they belong, within the
+// list: there is no room for a second one. The row at a precursor's next place is exchanged for the one at the
+// next place of its own precursor, until it is its own.
+void moveToPlaces(std::vector<Precursor>& precursors, std::vector<StripeRow>& rows) {
+    for (Precursor& precursor : precursors) {
+        for (const std::size_t end = precursor.next + precursor.rows; precursor.next < end;) {
+            StripeRow& row = rows[precursor.next];
+            Precursor& owner = precursors[static_cast<std::size_t>(row.id)];
+            std::swap(row, rows[owner.next++]);
+            --owner.rows;
         }
     }
 }
@@ -76,27 +79,25 @@ void moveTo(std::vector<std::size_t>& places, std::vector<StripeRow>& rows) {
 // comes after it: the database should not be held longer than reading takes.
 MsmsPlan::MsmsPlan(const io::kova::KvdReader& reader, const io::algorithms::PrecursorFilter& filter) {
     std::vector<Precursor> found;
-    std::vector<std::size_t> places;  // of rows; first, which precursor they belong to
     reader.getSQLiteDb()->inTransaction([&] {
         std::unordered_map<std::int64_t, std::size_t> numbers;
         sorted.clear();
         found.clear();
-        places.clear();
         readStripeRows(reader, filter, io::algorithms::RowOrder::AsFound, [&](const StripeRow& row) {
             const std::size_t number = numbers.try_emplace(row.id, found.size()).first->second;
             if (number == found.size()) {
                 found.push_back({row.frame, row.parent, row.id});
             }
             found[number].add(row);
-            places.push_back(number);
             sorted.push_back(row);
+            sorted.back().id = static_cast<std::int64_t>(number);
         });
     });
     starts = findBegins(found);
-    for (std::size_t& place : places) {
-        place = found[place].begin++;
+    moveToPlaces(found, sorted);
+    for (StripeRow& row : sorted) {
+        row.id = found[static_cast<std::size_t>(row.id)].id;
     }
-    moveTo(places, sorted);
 }
 
 std::int64_t MsmsPlan::lastFrame(std::size_t precursor) const {
