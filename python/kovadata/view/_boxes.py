@@ -194,6 +194,8 @@ class Boxes(Panel):
             ends = {"mz": box.mz, "mobility": box.mobility if self.run.has_mobility_calibration else None,
                     "time": None if box.time is None or np.isnan(unit) else (box.time[0] / unit, box.time[1] / unit)}
             for chart, x, y in self.maps:
+                if ends[x] is ends[y] is None:
+                    continue  # it would be all of the map
                 outline = BoxAnnotation(fill_alpha=0.06, line_width=1.8, **_ends("left", "right", ends[x]),
                                         **_ends("bottom", "top", ends[y]))
                 chart.figure.add_layout(themed(outline, line_color=colour, fill_color=colour))

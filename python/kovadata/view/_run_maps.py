@@ -79,7 +79,7 @@ class RunMaps(Panel):
         if not run.has_mobility or not len(run.table):
             return
         if np.isnan(run.seconds_per_unit):
-            self.session.message("The times of the frames do not tell them apart, so the run has no maps over time.", key="maps")
+            self.session.link.send("no_maps", text="The times of the frames do not tell them apart, so the run has no maps over time.")
             return
         limits, y_limits, sizes = self.time_limits, dict(self.y_limits), dict(self.sizes)
         self.session.worker.start("maps", "Reading the run for its maps",

@@ -238,12 +238,14 @@
       document.body.dataset.kind = told.mobility ? "mobility" : "spectra"
       document.title = `${told.name} \u2013 kova view`
       at("messages").replaceChildren()
+      showMaps()
       hasMaps = false  // until then their axes are those of another run
       const word = told.mobility ? "frame" : "spectrum"
       const words = told.frames == 1 ? word : told.mobility ? "frames" : "spectra"
       at("facts").textContent = `${told.name} \u00b7 ${counts(told.frames)} ${words}`
       at("chart-frame_spectrum").querySelector("figcaption").textContent = told.forms > 1 ? "Profile above, lines below" : "Spectrum"
       all(".frame-word").forEach((one) => { one.textContent = word[0].toUpperCase() + word.slice(1) })
+      at("map-frames").textContent = told.levels.includes(1) ? "MS1 frame" : "frame"
       at("levels").hidden = !(told.levels.includes(1) && told.levels.includes(2))
       for (const state of Object.values(waiting)) state.again = state.busy = false
       if (!told.mobility && ["tab-boxes", "tab-precursors"].includes(document.querySelector(".side [aria-selected=true]").id)) openTab("tab-about")
@@ -253,6 +255,7 @@
     ready() { kovaFigures.apply() },
     dress() { kovaFigures.apply() },
     zoomed() { drawn("frame_map") },
+    no_maps({text}) { showMaps(text) },
     maps() { hasMaps = true; kovaFigures.apply() },
     frame({frame: told}) {
       frame = told
@@ -359,6 +362,12 @@
       at("code").dataset.figure = figure
       at("code").showModal()
     },
+  }
+
+  // The maps of the run, or why there are none.
+  function showMaps(missing = "") {
+    at("no-maps").textContent = missing
+    for (const one of at("view-run").children) one.hidden = (one.id == "no-maps") == !missing
   }
 
   function boxRow(one, chosen, place, range) {
