@@ -132,6 +132,10 @@ TEST(HostileBlob, ScansCompressedOneByOne) {
         {"RangeTooLarge", withOffsets({0, 1, 2, 0x40000001}), tooLarge, 3},
         {"RangeBeyondTheFile", withOffsets({24, 24, 24, 5000}), inFrame("Error reading scan-range data."), 3},
         {"CorruptStream", oneStream({0xE0, 0xFF, 0xFF, 0x01}), inScan(0, "Corrupt LZF input stream.")},
+        {"CorruptStreamAfterAGoodOne",
+         analysis_writer::scanFrameBlock(std::vector<Bytes>{
+             analysis_writer::lzfLiteralStream(Bytes{1, 0, 0, 0}), {0xE0, 0xFF, 0xFF, 0x01}}),
+         inScan(1, "Corrupt LZF input stream."), 2},
         {"OddNumberOfBytes", fiveBytes, inScan(0, "LZF-decompressed size not a multiple of 4.")},
         {"DecompressesBeyondTheLimit", bomb(0x400004),
          inScan(0, "Maximum decompression-buffer size exceeded.")},

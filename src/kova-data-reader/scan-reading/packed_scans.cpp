@@ -33,10 +33,11 @@ public:
         range = loaded.range;
         if (!loaded.peakBound) {
             destination = Destination::Staged;
-        } else if (fits(mustRepeat() ? values : range.size() + 2 * *loaded.peakBound)) {
+        } else if (fits(range.size() + 2 * *loaded.peakBound)) {
             destination = Destination::Caller;
         } else {
-            destination = Destination::None;
+            // What was counted may have changed in the file since.
+            destination = mustRepeat() ? Destination::Staged : Destination::None;
         }
         // The counts, one for each scan, are a part of the result and come before all peaks.
         values = range.size();
@@ -94,7 +95,7 @@ std::uint64_t PackedScanReader::read(const ScanRange& range, NormalizationType t
     PackedSink sink(buffer, staged);
     scans.read(range, type, sink);
     if (sink.mustRepeat()) {
-        scans.read(range, type, sink);  // the frame is still loaded
+        scans.read(range, type, sink);
         LUMO_ASSERT(!sink.mustRepeat());
     }
     return sink.finish();

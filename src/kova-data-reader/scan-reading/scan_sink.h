@@ -25,8 +25,8 @@ struct LoadedRange {
     std::optional<std::uint64_t> peakBound;
 };
 
-// Successive scans that are decoded together: with frames that are compressed as a whole as many as the sink
-// wants, else one.
+// Successive scans that are decoded together: as many as the sink wants, or fewer where scans are compressed
+// one by one.
 struct ScanBatch {
     std::uint32_t begin = 0;
     std::uint32_t end = 0;

@@ -13,9 +13,10 @@
 #include "sys/work_counters.h"
 
 // Compression type 1: each scan is compressed by itself with LZF, and holds runs of intensities and gaps. A
-// scan's size is known only after it was decompressed, and that can fail. So each scan is a batch of its own,
-// and sinks are told that no bound is known beforehand. Scans are decompressed together as long as nothing is
-// wrong with them; what is wrong with one comes out when its turn comes and it is decompressed alone.
+// scan's size is known only after it was decompressed, and that can fail. So scans are decompressed together,
+// and those with which nothing is wrong go to the sink as one batch; what is wrong with one comes out when its
+// turn comes and it is decompressed alone. Sparse frames are decompressed at once: if all of their scans are
+// sound, sinks are told beforehand how many peaks there can be.
 namespace lumo::io::kova {
 
 std::uint32_t ScanwiseStorage::numberOfScans(std::int64_t frameId) {
@@ -33,36 +34,79 @@ void ScanwiseStorage::read(const ScanRange& range, const DecodingRules& rules, S
     LUMO_ASSERT(range.begin < range.end);
     hintWillReadScanRange(range);
     group.clear();
-    sink.start({range, std::nullopt});
-    for (std::uint32_t scan = range.begin; scan < range.end; ++scan) {
-        const std::span<const std::byte> runs = runsOf(range, scan);
-        const std::size_t peaks = countRunLengthPeaks(runs);
-        const ScanBatch batch{scan, scan + 1, peaks};
-        ScanTargets targets = sink.place(batch);
-        {
-            const sys::WorkStopwatch stopwatch(&sys::WorkCounters::decoding);
-            kernel.decode({runs, peaks, rules.limit.binCount(), rules.scale}, rules.limit, targets);
+    decompressFrom(range, range.begin);
+    sink.start({range, peakBoundOf(range)});
+    for (std::uint32_t next = range.begin; next < range.end;) {
+        if (next == soundEnd()) {
+            decompressFrom(range, next);
         }
+        const ScanBatch batch = nextBatch(next, sink.peaksPerBatch());
+        ScanTargets targets = sink.place(batch);
+        decode(batch, rules, targets);
         sink.accept(batch, targets);
+        next = batch.end;
     }
 }
 
-// Valid until the next scan is asked for.
-std::span<const std::byte> ScanwiseStorage::runsOf(const ScanRange& range, std::uint32_t scan) {
+// Finds the sound scans from this one on, at least one. Raises what is wrong with the first.
+void ScanwiseStorage::decompressFrom(const ScanRange& range, std::uint32_t scan) {
+    sound.clear();
+    firstSound = scan;
     if (!group.contains(scan)) {
         group.fill(cache, scan, range.end);
     }
-    const auto grouped = group.contains(scan) ? group.get(scan) : std::nullopt;
-    const std::span<const std::byte> runs = grouped ? *grouped : decompressedAlone(range.frameId, scan);
-    if (runs.size() % 4 != 0) {
-        LUMO_THROW(CorruptScanDataError(range.frameId, scan, "LZF-decompressed size not a multiple of 4."));
+    collectSoundScans(range.end);
+    if (sound.empty()) {
+        const std::span<const std::byte> alone = decompressedAlone(range.frameId, scan);
+        sound.push_back({alone, countRunLengthPeaks(alone)});
     }
-    return runs;
+}
+
+// Those of the group, from `firstSound` up to one that is left to be decompressed alone.
+void ScanwiseStorage::collectSoundScans(std::uint32_t end) {
+    const sys::WorkStopwatch stopwatch(&sys::WorkCounters::decoding);
+    for (std::uint32_t scan = firstSound; scan < end && group.contains(scan); ++scan) {
+        const auto runs = group.get(scan);
+        if (!runs || runs->size() % 4 != 0) {
+            return;
+        }
+        sound.push_back({*runs, countRunLengthPeaks(*runs)});
+    }
+}
+
+// None if scans follow that have not been looked at.
+std::optional<std::uint64_t> ScanwiseStorage::peakBoundOf(const ScanRange& range) const {
+    if (soundEnd() < range.end) {
+        return std::nullopt;
+    }
+    return nextBatch(range.begin, ScanSink::kWholeRange).peakBound;
+}
+
+// As many sound scans as stay within what the sink asks for. A single scan with more is a batch all the same.
+ScanBatch ScanwiseStorage::nextBatch(std::uint32_t begin, std::uint64_t peaksPerBatch) const {
+    ScanBatch batch{begin, begin, 0};
+    do {
+        batch.peakBound += soundScan(batch.end++).peaks;
+    } while (batch.end < soundEnd() && batch.peakBound + soundScan(batch.end).peaks <= peaksPerBatch);
+    return batch;
+}
+
+void ScanwiseStorage::decode(const ScanBatch& batch, const DecodingRules& rules, ScanTargets& targets) const {
+    const sys::WorkStopwatch stopwatch(&sys::WorkCounters::decoding);
+    RunLengthScan runs{{}, 0, rules.limit.binCount(), rules.scale};
+    for (std::uint32_t scan = batch.begin; scan < batch.end; ++scan) {
+        runs.values = soundScan(scan).values;
+        runs.peaks = soundScan(scan).peaks;
+        kernel.decode(runs, rules.limit, targets);
+    }
 }
 
 std::span<const std::byte> ScanwiseStorage::decompressedAlone(std::int64_t frameId, std::uint32_t scan) {
     const auto [input, length] = getScanBlob(frameId, scan);
     const std::size_t size = length == 0 ? 0 : decompress(frameId, scan, {input, length});
+    if (size % 4 != 0) {
+        LUMO_THROW(CorruptScanDataError(frameId, scan, "LZF-decompressed size not a multiple of 4."));
+    }
     return {values.data(), size};
 }
 

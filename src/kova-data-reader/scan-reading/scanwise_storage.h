@@ -1,6 +1,10 @@
 #pragma once
 
 #include <istream>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
 
 #include "kova-data-reader/blob/byte_buffer.h"
 #include "kova-data-reader/blob/kvd_reader_cache.h"
@@ -29,7 +33,20 @@ public:
                                               std::uint32_t& end) override;
 
 private:
-    std::span<const std::byte> runsOf(const ScanRange& range, std::uint32_t scan);
+    // The run-length code of a scan with which nothing is wrong.
+    struct SoundScan {
+        std::span<const std::byte> values;
+        std::size_t peaks;
+    };
+
+    void decompressFrom(const ScanRange& range, std::uint32_t scan);
+    void collectSoundScans(std::uint32_t end);
+    std::optional<std::uint64_t> peakBoundOf(const ScanRange& range) const;
+    ScanBatch nextBatch(std::uint32_t begin, std::uint64_t peaksPerBatch) const;
+    void decode(const ScanBatch& batch, const DecodingRules& rules, ScanTargets& targets) const;
+    const SoundScan& soundScan(std::uint32_t scan) const { return sound[scan - firstSound]; }
+    std::uint32_t soundEnd() const { return firstSound + static_cast<std::uint32_t>(sound.size()); }
+
     std::span<const std::byte> decompressedAlone(std::int64_t frameId, std::uint32_t scan);
     std::size_t decompress(std::int64_t frameId, std::uint32_t scan, std::span<const std::byte> input);
 
@@ -40,6 +57,8 @@ private:
     KvdReaderCache cache;
     ScanGroup group;
     ByteBuffer values{kInitialBufferSizeBytes};
+    std::vector<SoundScan> sound;  // scans from firstSound on; valid until others are decompressed
+    std::uint32_t firstSound = 0;
     RunLengthKernel kernel;
 };
 
