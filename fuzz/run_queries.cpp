@@ -123,8 +123,9 @@ struct Asked {
         wanted.skip_damaged = source.below(2);
         callsLeft = source.below(16) == 0 ? static_cast<int>(source.below(4)) : 1 << 30;
         wanted.context = &callsLeft;
+        // A structure that is cut after the function has no context.
         wanted.progress = [](void* context, std::uint64_t, std::uint64_t) {
-            return static_cast<std::uint32_t>((*static_cast<int*>(context))-- > 0);
+            return static_cast<std::uint32_t>(context == nullptr || (*static_cast<int*>(context))-- > 0);
         };
         return wanted;
     }

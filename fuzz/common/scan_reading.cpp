@@ -97,9 +97,11 @@ std::vector<std::uint8_t> decodeLzfScan(std::span<const std::byte> stream, std::
         require(kova::uimf::decompressLzf(stream.data(), stream.size(), exact.data(), produced) == produced,
                 "as many bytes again");
     }
+    // What is no sequence of whole values is refused before it gets to the kernel.
+    const std::span<const std::byte> values = std::span(exact).first(produced / 4 * 4);
     kova::BinLimit limit(bins);
     const kova::IntensityScale scale(factor);
-    const kova::RunLengthScan scan{exact, kova::countRunLengthPeaks(exact), bins, scale};
+    const kova::RunLengthScan scan{values, kova::countRunLengthPeaks(values), bins, scale};
     decodeInto(scan.peaks,
                [&](kova::ScanTargets& targets) { kova::RunLengthKernel().decode(scan, limit, targets); });
     const auto* const bytes = reinterpret_cast<const std::uint8_t*>(exact.data());
