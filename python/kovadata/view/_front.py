@@ -20,6 +20,7 @@ from tornado.web import Application, RequestHandler, StaticFileHandler
 
 from .._theme import page_script, page_style
 from ._runs import Named
+from ._script import joined_script
 
 _PAGE = pathlib.Path(__file__).parent / "page"
 _SCRIPT = "static/js/bokeh.min.js"
@@ -66,7 +67,7 @@ class Front(Application):
         self._figures: "asyncio.Future[Any]" = asyncio.Future(loop=loop)
         prefix = f"/{guard.token}/"
         super().__init__([
-            (prefix, _Shell),
+            (prefix, _Shell, {"page": _page()}),
             (f"{prefix}begin", _Begin, {"figures": self._figures}),
             (f"{prefix}static/js/(bokeh\\.min\\.js)", StaticFileHandler,
              {"path": str(pathlib.Path(spec.origin).parent / "server" / "static" / "js")})])
@@ -93,13 +94,18 @@ class _Refused(RequestHandler):
         self.finish("Refused. The address of the explorer is the one that it printed, with its token.\n")
 
 
+def _page() -> str:
+    """The page without its figures, put together before a browser asks for it."""
+    shell, style = ((_PAGE / name).read_text("utf-8") for name in ("page.html", "page.css"))
+    return shell.replace("__STYLE__", page_style() + style).replace("__SCRIPT__", page_script() + joined_script())
+
+
 class _Shell(RequestHandler):
-    """The page without its figures."""
+    def initialize(self, page: str) -> None:
+        self._page = page
 
     def get(self) -> None:
-        parts = {name: (_PAGE / name).read_text("utf-8") for name in ("page.html", "page.css", "page.js")}
-        self.write(parts["page.html"].replace("__STYLE__", page_style() + parts["page.css"])
-                   .replace("__SCRIPT__", page_script() + parts["page.js"]))
+        self.write(self._page)
 
 
 class _Begin(RequestHandler):

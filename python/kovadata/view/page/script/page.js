@@ -1,0 +1,83 @@
+// The page begins: it asks for its figures, and gives what the session replies to its parts.
+
+import * as about from "./about.js"
+import * as boxes from "./boxes.js"
+import * as calibrations from "./calibrations.js"
+import * as colours from "./colours.js"
+import {all, at} from "./dom.js"
+import * as drawing from "./drawing.js"
+import * as keys from "./keys.js"
+import {connect, send} from "./link.js"
+import * as messages from "./messages.js"
+import * as pointer from "./pointer.js"
+import * as precursors from "./precursors.js"
+import * as run from "./run.js"
+import * as saving from "./saving.js"
+import * as tabs from "./tabs.js"
+
+// Each may have `replies`, functions by the name of a reply, and `listen`, which connects its controls.
+const parts = [about, boxes, calibrations, colours, drawing, keys, messages, pointer, precursors, run, saving, tabs]
+
+function listenToPage() {
+  const root = document.documentElement
+  const nameTheme = () => { at("theme").textContent = root.dataset.theme == "dark" ? "Light" : "Dark" }
+  at("theme").addEventListener("click", () => { kovaFigures.choose(root.dataset.theme == "dark" ? "light" : "dark"); nameTheme() })
+  new MutationObserver(nameTheme).observe(root, {attributeFilter: ["data-theme"]})
+  nameTheme()
+  at("show-keys").addEventListener("click", () => at("keys").showModal())
+  for (const one of all("[data-close]")) one.addEventListener("click", () => one.closest("dialog").close())
+}
+
+// At every drawing, figures ask the browser for its styles: whether they override the colour of each label, and for the size
+// of the font. That takes half of a drawing, and the answer is always the same.
+function settleStyles() {
+  const {VisualProperties} = Bokeh.require("core/visuals/visual"), {PlotView} = Bokeh.require("models/plots/plot_canvas")
+  const size = parseFloat(getComputedStyle(document.body).fontSize)
+  VisualProperties.prototype._get_css_value = () => ""
+  Object.defineProperty(PlotView.prototype, "base_font_size", {get: () => size})
+}
+
+// Asks for the first figures while the browser still gets the script that draws them.
+async function embed() {
+  const sizes = Object.fromEntries(drawing.sized.map((name) => [name, drawing.expected(name)]))
+  const script = new Promise((done) => { if (window.Bokeh) done(); else at("bokeh").addEventListener("load", done) })
+  try {
+    const told = await (await fetch(`begin?sizes=${encodeURIComponent(JSON.stringify(sizes))}`)).json()
+    if (told.failure) throw new Error(told.failure)
+    document.title = told.title
+    document.body.dataset.kind = told.kind
+    await script
+    settleStyles()
+    const roots = Object.fromEntries(told.roots.map(([id, name]) => [id, at(`chart-${name}`)?.querySelector(".canvas") ?? at(name)]))
+    await Bokeh.embed.embed_items({}, [{token: told.token, root_ids: Object.keys(roots), roots, use_for_title: false}])
+    whenThere()
+  } catch (error) {
+    document.body.dataset.kind = "failed"
+    messages.tell({text: error.message, key: "begin"})
+  }
+}
+
+function begin(figures) {
+  connect(kovaFigures.model("link"), Object.assign({}, ...parts.map((part) => part.replies)))
+  figures.on_event("connection_lost", () => { at("gone").hidden = false })
+  figures.on_event("client_reconnected", () => { at("gone").hidden = true })
+  kovaFigures.apply()
+  drawing.watchZoom("frame_map")
+  drawing.watchSpectrum()
+  pointer.watchPointer()
+  send("hello", {sizes: Object.fromEntries(drawing.sized.map((name) => [name, drawing.inner(name)]))})
+  drawing.watchSize("chromatogram")
+}
+
+function whenThere() {
+  const [figures] = window.Bokeh?.documents ?? []
+  if (figures?.is_idle) begin(figures)
+  else setTimeout(whenThere, 15)
+}
+
+document.addEventListener("DOMContentLoaded", () => {
+  saving.makeCharts()
+  embed()
+  listenToPage()
+  for (const part of parts) part.listen?.()
+})
