@@ -13,6 +13,7 @@ import math
 import os
 import pathlib
 import subprocess
+import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
 NANOSECONDS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
@@ -27,7 +28,10 @@ def run_program(program: pathlib.Path, arguments: argparse.Namespace, result: pa
                "--benchmark_enable_random_interleaving=true", f"--benchmark_min_time={arguments.min_time}",
                f"--benchmark_out={result}", "--benchmark_out_format=json"]
     if arguments.filter:
-        command.append(f"--benchmark_filter={arguments.filter}")
+        wanted = f"--benchmark_filter={arguments.filter}"
+        if not subprocess.run([str(program), wanted, "--benchmark_list_tests"], capture_output=True, check=True).stdout:
+            return []
+        command.append(wanted)
     subprocess.run(command, check=True, env=data_environment(arguments), stdout=subprocess.DEVNULL)
     return json.loads(result.read_text(encoding="utf-8")).get("benchmarks", [])
 
@@ -124,6 +128,8 @@ def main() -> None:
         benchmarks += run_program(arguments.build / "bench" / name, arguments, results / f"{stamp}-{name}.json")
     if arguments.python:
         benchmarks += run_python(arguments, results / f"{stamp}-python.json")
+    if not benchmarks:
+        sys.exit(f"no row of {', '.join(names)} fits the filter {arguments.filter}")
     targets = json.loads((HERE / "targets.json").read_text(encoding="utf-8"))
     missed = report(benchmarks, targets)
     if not arguments.programs and not arguments.filter:

@@ -50,8 +50,10 @@ using GetInput = const Input& (*)();
 
 void zstdAlone(benchmark::State& state, GetInput get) { bench::decompressBlocks(state, get().frames); }
 
+enum class Floor { decompression, readingFrame, readingFrames };
+
 // Reads all frames, or one of them after the other: the handle remembers the last one, so it would not read it again.
-void readFrames(benchmark::State& state, GetInput get, bool isOneFrame) {
+void readFrames(benchmark::State& state, GetInput get, Floor floor) {
     const Input& input = get();
     const std::uint64_t handle = kvr_lend_handle(input.run);
     std::vector<std::uint32_t> buffer(4'000'000);
@@ -65,7 +67,7 @@ void readFrames(benchmark::State& state, GetInput get, bool isOneFrame) {
     read(input.frames.back());
     std::size_t turn = 0;
     for (auto _ : state) {
-        if (isOneFrame) {
+        if (floor == Floor::readingFrame) {
             read(input.frames[turn++ % input.frames.size()]);
         } else {
             std::for_each(input.frames.begin(), input.frames.end(), read);
@@ -260,7 +262,6 @@ constexpr const char* kPrecursors =
     "ORDER "
     "BY p.Id";
 
-enum class Floor { decompression, readingFrame, readingFrames };
 constexpr struct {
     const char* name;
     Ask ask;
@@ -285,7 +286,7 @@ void addPaths(const std::string& peaks, GetInput get) {
         if (path.floor == Floor::decompression) {
             add(name + "/floor", zstdAlone, get);
         } else {
-            add(name + "/floor", readFrames, get, path.floor == Floor::readingFrame);
+            add(name + "/floor", readFrames, get, path.floor);
         }
         add(name + "/library", readStream, get, path.ask, 1);
         if (path.floor != Floor::readingFrame) {  // one frame is one thread's work
@@ -310,7 +311,7 @@ void addGrowing() {
 const int registered = [] {
     addPaths("_300k", dense);
     addPaths("_20k", sparse);
-    add("run_peaks_of_small_frame/floor", readFrames, small, true);
+    add("run_peaks_of_small_frame/floor", readFrames, small, Floor::readingFrame);
     add("run_peaks_of_small_frame/library", readStream, small, &peaksOfFrame, 1);
     add("run_msms/floor", readPrecursors, msms);
     add("run_msms/library", readStream, msms, &allSpectra, 1);
