@@ -60,25 +60,28 @@ FrameSource::FrameSource(Run& run, const Query& preparedQuery)
       query(preparedQuery),
       scans(reader->frames().scans()) {}
 
-// Frames that fail, and all after them, are looked up by themselves when their time has come.
+// Where one fails, all are looked up by themselves when their time has come.
 void FrameSource::announce(std::span<const FrameEntry> next) {
+    ahead = {};
     try {
-        reader->analysis().getSQLiteDb()->inTransaction([&] {
-            massesAhead.clear();
-            mobilitiesAhead.clear();
-            for (const FrameEntry& frame : next) {
-                reader->analysis().getFrameInfo(frame.id);
-                if (query.wanted.masses) {
-                    massesAhead.add(frame.id, massCalibrationOf(*reader, frame.id));
-                }
-                if (query.wanted.mobilities) {
-                    mobilitiesAhead.add(frame.id, mobilityCalibrationOf(*reader, frame.id));
-                }
-            }
-        });
+        ahead = reader->analysis().getSQLiteDb()->inTransaction([&] { return lookUp(next); });
     } catch (const std::exception&) {
         return;
     }
+}
+
+FrameSource::Ahead FrameSource::lookUp(std::span<const FrameEntry> next) const {
+    Ahead found;
+    for (const FrameEntry& frame : next) {
+        reader->analysis().getFrameInfo(frame.id);
+        if (query.wanted.masses) {
+            found.masses.add(frame.id, massCalibrationOf(*reader, frame.id));
+        }
+        if (query.wanted.mobilities) {
+            found.mobilities.add(frame.id, mobilityCalibrationOf(*reader, frame.id));
+        }
+    }
+    return found;
 }
 
 // Scans before indices: where the query leaves no scan, the mass calibration is not looked up, and a frame
@@ -159,7 +162,7 @@ std::span<const double> FrameSource::requireOneOverK0() {
 // numbers, and the same row is compensated for other temperatures in another frame.
 void FrameSource::lookUpMass() {
     auto calibration =
-        massesAhead.take(frameId, [this](std::int64_t frame) { return massCalibrationOf(*reader, frame); });
+        ahead.masses.take(frameId, [this](std::int64_t frame) { return massCalibrationOf(*reader, frame); });
     hasMass = calibration != nullptr;
     if (hasMass && !(last.axis && last.axis->transformator().Equals(calibration))) {
         const sys::WorkStopwatch stopwatch(&sys::WorkCounters::conversion);
@@ -172,7 +175,7 @@ void FrameSource::lookUpMass() {
 // A longer frame has all of its scans converted again; a shorter one uses the beginning of what is there.
 void FrameSource::lookUpMobility() {
     hasMobility = false;
-    auto calibration = mobilitiesAhead.take(
+    auto calibration = ahead.mobilities.take(
         frameId, [this](std::int64_t frame) { return mobilityCalibrationOf(*reader, frame); });
     if (calibration == nullptr) {
         return;

@@ -46,7 +46,6 @@ struct FrameBox {
 template <class Calibration>
 class LookedUp {
 public:
-    void clear() { found.clear(); }
     void add(std::int64_t frame, Calibration calibration) { found[frame] = std::move(calibration); }
 
     // The calibration of a frame. `lookUp` is called with the id of a frame and raises what is wrong with its
@@ -122,6 +121,12 @@ public:
     std::uint32_t binCount() const { return scans.binCount(); }
 
 private:
+    struct Ahead {
+        LookedUp<io::kova::AnalysisReader::MzTrafoPtr> masses;
+        LookedUp<io::kova::KvdReader::MobTrafoPtr> mobilities;
+    };
+
+    Ahead lookUp(std::span<const FrameEntry> next) const;
     void chooseScans();
     void chooseIndices();
     void lookUpMass();
@@ -136,8 +141,7 @@ private:
     std::uint32_t scanCount = 0;
     FrameBox box;
 
-    LookedUp<io::kova::AnalysisReader::MzTrafoPtr> massesAhead;
-    LookedUp<io::kova::KvdReader::MobTrafoPtr> mobilitiesAhead;
+    Ahead ahead;
 
     bool isMassLookedUp = false;
     bool hasMass = false;
