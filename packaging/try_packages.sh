@@ -6,13 +6,7 @@ folder=$1
 shift
 base=$folder/base root=$folder/root
 
-mkdir -p "$folder"
-if [ ! -d "$base" ]; then
-  rm -rf "$base.part"
-  debootstrap --variant=minbase bookworm "$base.part" >"$folder/debootstrap.log" 2>&1 \
-    || { tail -n 20 "$folder/debootstrap.log"; exit 1; }
-  mv "$base.part" "$base"
-fi
+"$(dirname "$0")/make_debian.sh" "$folder"
 rm -rf "$root"
 cp -a "$base" "$root"
 mkdir "$root/packages"

@@ -25,14 +25,6 @@ register_emulator() {
   [ -e "$registry/qemu-$processor" ] || cat "/usr/lib/binfmt.d/qemu-$processor.conf" >$registry/register
 }
 
-make_base() {
-  [ -d "$folder/base" ] && return
-  rm -rf "$folder/base.part"
-  debootstrap --variant=minbase --arch="$architecture" bookworm "$folder/base.part" >"$folder/debootstrap.log" 2>&1 \
-    || { tail -n 20 "$folder/debootstrap.log"; return 1; }
-  mv "$folder/base.part" "$folder/base"
-}
-
 # Links that begin at the root lead out of the sysroot: they become relative.
 mend_links() {
   local link
@@ -67,8 +59,7 @@ SCRIPT
   chmod +x "$folder/bin/dpkg-shlibdeps"
 }
 
-mkdir -p "$folder"
 register_emulator
-make_base
+packaging/make_debian.sh "$folder" "$architecture"
 make_sysroot
 make_shlibdeps
