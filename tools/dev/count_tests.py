@@ -7,11 +7,12 @@ import xml.etree.ElementTree as tree
 passed = failed = skipped = 0
 for preset in sys.argv[1:]:
     try:
-        suite = next(tree.parse(f"build/results/{preset}.xml").iter("testsuite"))
+        suites = list(tree.parse(f"build/results/{preset}.xml").iter("testsuite"))
     except (OSError, tree.ParseError):
         failed += 1
         continue
-    counts = {key: int(suite.get(key, 0)) for key in ("tests", "failures", "errors", "skipped", "disabled")}
+    counts = {key: sum(int(suite.get(key, 0)) for suite in suites)
+              for key in ("tests", "failures", "errors", "skipped", "disabled")}
     counts["failures"] += counts["errors"]
     left_out = counts["skipped"] + counts["disabled"]
     print(f"{preset}: {counts['tests'] - counts['failures'] - left_out} passed, {counts['failures']} failed, "
