@@ -19,6 +19,8 @@
 // Where targets hold only some of the scans, a sum of theirs is what their pieces have at their last scan
 // less what they had at their first. A maximum cannot be subtracted like that, so it is put together after
 // each scan.
+//
+// Where all targets hold everything, as for a total ion chromatogram, peaks are not looked up at all.
 namespace lumo::run {
 
 template <Reduce kind>
@@ -33,7 +35,9 @@ public:
         if (frameBox.isEmpty() || !prepare(source, frameBox)) {
             return values;
         }
-        if (boxFinder.holdAllScans()) {
+        if (areWhole) {
+            addEverything(source, frameBox);
+        } else if (boxFinder.holdAllScans()) {
             addUp(source, frameBox);
             addWholeFrame();
         } else if constexpr (kind == Reduce::Max) {
@@ -76,6 +80,10 @@ private:
                 pieces.push_back(map.piecesOf(box.indices));
             }
             sortBoundaries();
+            areWhole = boxFinder.holdAllScans() &&
+                       std::all_of(ranges.begin(), ranges.end(), [&source](const IndexRange& range) {
+                           return range.begin == 0 && range.end == source.binCount();
+                       });
         }
         sums.assign(map.pieceCount(), 0);
         return !boxes.empty();
@@ -128,6 +136,19 @@ private:
     }
 
     static void nothing(std::uint32_t) {}
+
+    void addEverything(FrameSource& source, const FrameBox& frameBox) {
+        std::uint64_t all = 0;
+        ScanwiseSink sink(frameBox, onDamage, [&all](const PeakBatch& batch) {
+            for (std::size_t i = 0; i < batch.peaks; ++i) {
+                reduceInto<kind>(all, worthOf<kind>(batch.intensities[i]));
+            }
+        });
+        sink.readFrom(source);
+        for (const TargetBox& box : boxes) {
+            reduceInto<kind>(values[box.target], all);
+        }
+    }
 
     // A target's value in what has been summed so far: its pieces put together.
     std::uint64_t valueOf(const IntervalMap::Pieces& part) const {
@@ -192,6 +213,7 @@ private:
     TargetBoxes boxFinder;
     const OnDamage onDamage;
     std::span<const TargetBox> boxes;
+    bool areWhole = false;                    // all boxes hold all scans and all indices
     std::vector<IndexRange> ranges;           // of the boxes
     std::vector<IntervalMap::Pieces> pieces;  // of the boxes
     IntervalMap map;
