@@ -40,7 +40,7 @@ _PICTURES = ("maps", "frame_maps")
 
 
 def gather(reading: Reading, name: str) -> Run:
-    """Reads all frames of a run: four times for chromatograms and maps, once more where there are MS/MS spectra."""
+    """Reads all frames of a run: twice for chromatograms and maps, and fragment frames once more for MS/MS spectra."""
     facts = gather_facts(reading)
     chromatogram, maps = gather_chromatogram(reading)
     calibration = gather_calibration(reading)

@@ -17,7 +17,6 @@ _COLUMNS, _ROWS = 600, 240
 # Frames that show where the signal is.
 _SAMPLE = 40
 _EVERYTHING = targets(None, None)
-_NAMES = {"mz": "m/z", "one_over_k0": "1/K0"}
 
 
 @dataclasses.dataclass(frozen=True)
@@ -78,27 +77,50 @@ def kind_of(reading: Reading) -> int:
 
 
 def _of_frames(reading: Reading) -> Tuple[Chromatogram, List[Optional[Grid]]]:
-    frames, total = _of_all(reading, "frames summed", reading.good["id"], "sum")
-    _, base_peak = _of_all(reading, "frames searched for base peaks", frames, "max")
+    """Reads everything twice: for base peaks, which finds what is damaged, then for the sums of frames and of rows of maps."""
+    found, base_peak = _of_all(reading, "frames searched for base peaks", reading.good["id"], "max")
+    maps = _Maps(reading)
+    totals = np.zeros(len(found), np.uint64)
+    for ids, bands in ((maps.frames["id"], maps.bands), (np.setdiff1d(found, maps.frames["id"]), _EVERYTHING)):
+        for some, sums in reading.chromatograms("frames summed", ids, bands, "sum"):
+            totals[np.searchsorted(found, some)] = sums[0]
+            if bands is maps.bands:
+                maps.add(some, sums[1:])
     good = reading.good
     peaks = good["peaks"].astype(np.uint64)
     if (good["peaks"] < 0).any():
-        _, peaks = _of_all(reading, "frames counted", frames, "count")
-    surveys, edges, maps = reading.surveys, _Rows(reading).edges, []
-    for name, band_edges in edges.items():
-        pairs = _ranges(band_edges)
-        bands = targets(pairs, None) if name == "mz" else targets(None, pairs)
-        columns = _Columns(surveys["time"])
-        for ids, counts in reading.chromatograms(f"survey frames by {_NAMES[name]}", surveys["id"], bands, "sum"):
-            columns.add(np.searchsorted(surveys["id"], ids), counts)
-        maps.append(columns.grid(name, band_edges))
-    return Chromatogram(good["id"], good["time"], good["ms_level"], total, base_peak, peaks), maps
+        _, peaks = _of_all(reading, "frames counted", found, "count")
+    return Chromatogram(good["id"], good["time"], good["ms_level"], totals, base_peak, peaks), maps.grids()
 
 
 def _of_all(reading: Reading, what: str, ids: np.ndarray, reduce: str) -> Tuple[np.ndarray, np.ndarray]:
     parts = list(reading.chromatograms(what, ids, _EVERYTHING, reduce))
     return (np.concatenate([np.empty(0, np.int64), *(frames for frames, _ in parts)]),
             np.concatenate([np.empty(0, np.uint64), *(values[0] for _, values in parts)]))
+
+
+class _Maps:
+    """The maps of the survey frames that have the calibrations for them, from sums over their rows: `bands` are everything,
+    then the rows of one map after the other."""
+
+    def __init__(self, reading: Reading) -> None:
+        self._edges = _Rows(reading).edges
+        surveys = reading.surveys
+        missing = [reading.uncalibrated[name] for name in self._edges]
+        self.frames = surveys[~np.isin(surveys["id"], np.concatenate([np.empty(0, np.int64), *missing]))]
+        self._columns = {name: _Columns(self.frames["time"]) for name in self._edges}
+        rows = [targets(_ranges(edges), None) if name == "mz" else targets(None, _ranges(edges))
+                for name, edges in self._edges.items()]
+        self.bands = np.concatenate([_EVERYTHING, *rows])
+
+    def add(self, ids: np.ndarray, sums: np.ndarray) -> None:
+        """Rows of some frames."""
+        places = np.searchsorted(self.frames["id"], ids)
+        for columns, rows in zip(self._columns.values(), np.split(sums, len(self._columns) or 1)):
+            columns.add(places, rows)
+
+    def grids(self) -> List[Optional[Grid]]:
+        return [columns.grid(name, self._edges[name]) for name, columns in self._columns.items()]
 
 
 def _of_spectra(reading: Reading) -> Tuple[Chromatogram, List[Optional[Grid]]]:

@@ -19,8 +19,8 @@ from ..._reductions import Reducer
 
 T = TypeVar("T")
 LINES, PROFILES = 0, 1
-# Results of so many frames are in memory at once.
-_FRAMES_AT_ONCE = 4096
+# So many values of chromatograms are in memory at once.
+_VALUES_AT_ONCE = 1 << 20
 _SPECTRA_AT_ONCE = 16
 
 
@@ -31,8 +31,8 @@ class _Watch(Watch):
 
 @dataclasses.dataclass
 class Reading:
-    """A run, its frames, and those that are damaged as far as they were read. A broken calibration is known from the
-    start: `broken` has ids of such frames."""
+    """A run, its frames, and those that are damaged as far as they were read. Calibrations are known from the start:
+    `broken` has ids of frames with a broken one, `uncalibrated` those of frames without one, by its axis."""
 
     analysis: AnyAnalysis
     threads: int
@@ -41,11 +41,15 @@ class Reading:
 
     def __post_init__(self) -> None:
         self.table: np.ndarray = self.analysis._frame_table()
+        convert = {"mz": self.analysis.index_to_mz}
+        if isinstance(self.analysis, Analysis):
+            convert["one_over_k0"] = self.analysis.scan_to_one_over_k0
+        self.uncalibrated: Dict[str, List[int]] = {name: [] for name in convert}
         for frame in self.table["id"].tolist():
             try:
-                self.mz(frame, np.zeros(1))
-                if isinstance(self.analysis, Analysis):
-                    nan_without_calibration(self.analysis.scan_to_one_over_k0, frame, np.zeros(1))
+                for name, call in convert.items():
+                    if np.isnan(nan_without_calibration(call, frame, np.zeros(1))[0]):
+                        self.uncalibrated[name].append(frame)
             except KovaError as error:
                 self.damaged[frame] = str(error)
         self.broken = np.array(sorted(self.damaged), np.int64)
@@ -72,8 +76,9 @@ class Reading:
                       reduce: str) -> Iterator[Tuple[np.ndarray, np.ndarray]]:
         """Ids of frames with an array of a row per target, some frames at a time."""
         self.progress.begin(what)
-        for begin in range(0, len(ids), _FRAMES_AT_ONCE):
-            some = ids[begin:begin + _FRAMES_AT_ONCE]
+        step = max(_VALUES_AT_ONCE // len(targets), 1)
+        for begin in range(0, len(ids), step):
+            some = ids[begin:begin + step]
             found = self._reduced(some, begin, len(ids), lambda reducer: reducer.chromatograms(targets, reduction(reduce)))
             yield found.frame, found.intensity
 
