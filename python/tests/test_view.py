@@ -218,7 +218,8 @@ def test_whole_run(page, run):
     numbers = page.table("run_mz")
     table = run.frame_table()
     surveys = table[table["ms_level"] == 1]
-    image = run.image("time", "mz", bins=(len(surveys), 50)).values
+    ends = numbers["mz_low"].astype(float).min(), numbers["mz_high"].astype(float).max()
+    image = run.image("time", "mz", bins=(len(surveys), 50), mz_range=ends).values
     columns = numbers["time_low"].astype(float) <= surveys["time"][0]
     first = numbers["intensity_per_frame"].astype(float)[columns & (numbers["time_high"].astype(float) > surveys["time"][0])]
     assert first.sum() == image[:, 0].sum()

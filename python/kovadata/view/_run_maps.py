@@ -1,4 +1,7 @@
-"""The run as maps: time and m/z, time and 1/K0. Reading it takes a while, so maps come when they are ready."""
+"""The run as maps: time and m/z, time and 1/K0. Reading it takes a while, so maps come when they are ready.
+
+At first m/z reaches over what has signal, as in the map of a frame; zooming out shows the rest of the axis.
+"""
 
 from __future__ import annotations
 
@@ -10,12 +13,15 @@ from bokeh.models import Range1d
 from .._figures import HeatMap, heat_map
 from .._figures._chart import MOBILITY_LABEL, MZ_LABEL, SCAN_LABEL
 from .._figures._heat_map import colour_range
+from ..plot._map import map_view
 from . import _code
 from ._boxes import Boxes
 from ._panel import READING_ERRORS, Columns, Pair, Panel, pair
 from ._worker import Job
 
 _AXES = {"run_mz": "mz", "run_mobility": "one_over_k0"}
+# Frames all over the run that show where there is signal.
+_SAMPLE = 40
 
 
 class Cells(NamedTuple):
@@ -137,10 +143,20 @@ def _cells(run: Any, name: str, limits: Optional[Pair], y_limits: Optional[Pair]
         if name == "run_mobility" and not run.has_mobility_calibration:
             values, x_edges, y_edges = _scan_image(analysis, table, seconds, y_limits, size, job)
         else:
+            if name == "run_mz" and y_limits is None:
+                y_limits = _signal(analysis, table["id"])
             image = analysis.image("time", _AXES[name], bins=size, time_range=seconds, ms_level=run.default_level,
                                    on_damage="skip", **{"mz_range" if name == "run_mz" else "mobility_range": y_limits})
             values, x_edges, y_edges = image.values, image.x_edges, image.y_edges
     return Cells(per_frame(values, x_edges, times), x_edges / unit, y_edges)
+
+
+def _signal(analysis: Any, ids: np.ndarray) -> Optional[Pair]:
+    """The m/z between which some of the frames have nearly all of their signal."""
+    sample = ids[np.linspace(0, len(ids) - 1, min(len(ids), _SAMPLE)).astype(int)]
+    found = analysis.summed_spectrum(frames=sample, ms_level=None, on_damage="skip")
+    known = np.isfinite(found.mz) & (found.intensity > 0)
+    return map_view(found.mz[known], found.intensity[known], None) if known.any() else None
 
 
 def per_frame(values: np.ndarray, edges: np.ndarray, times: np.ndarray) -> np.ndarray:
