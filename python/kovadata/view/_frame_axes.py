@@ -12,7 +12,7 @@ from .._figures._chart import MOBILITY_LABEL, MZ_LABEL, SCAN_LABEL
 from .._frame import Frame
 from .._peaks import Peaks
 from ..plot._axis import mobility_axis
-from ..plot._map import map_view
+from ..plot._style import view
 
 Pair = Tuple[float, float]
 
@@ -47,7 +47,10 @@ class FramePeaks:
 
     def whole_view(self) -> Tuple[Pair, Pair]:
         """Where the signal is along x, and all scans along y."""
-        x = map_view(self.x, self.peaks.intensity, None) if len(self.x) and self.peaks.intensity.any() else (0.0, 1.0)
+        x = (0.0, 1.0)
+        if self.peaks.intensity.any():
+            by_index = _by_index(self.peaks.tof_index, self.x, np.sqrt(self.peaks.intensity))
+            x = view(by_index.mz, by_index.intensity, None, strong=None)
         ends = self.scan_places if len(self.scan_places) else np.array([0.0, 1.0])
         margin = 0.5 * abs(float(ends[-1] - ends[0])) / max(len(ends) - 1, 1) or 0.5
         return x, (float(ends.min()) - margin, float(ends.max()) + margin)
@@ -75,16 +78,20 @@ class FramePeaks:
 
     def stems(self, mask: np.ndarray) -> Stems:
         """Summed intensity of each index that has peaks, ascending."""
-        index = self.peaks.tof_index[mask]
-        if not len(index):
-            return Stems(np.empty(0), np.empty(0), np.empty(0, np.int64))
-        sums = np.bincount(index, self.peaks.intensity[mask])
-        places = np.empty(len(sums))
-        places[index] = self.x[mask]
-        found = np.flatnonzero(np.bincount(index, minlength=len(sums)))
-        return Stems(places[found], sums[found], found)
+        return _by_index(self.peaks.tof_index[mask], self.x[mask], self.peaks.intensity[mask])
 
     def strongest_near(self, x: float, y: float, reach: Pair) -> Optional[int]:
         """Position of the strongest peak within a reach of a place."""
         near = np.flatnonzero(self.inside((x - reach[0], x + reach[0]), (y - reach[1], y + reach[1])))
         return int(near[self.peaks.intensity[near].argmax()]) if len(near) else None
+
+
+def _by_index(index: np.ndarray, x: np.ndarray, weights: np.ndarray) -> Stems:
+    """Sums of weights at each index, with its x. Peaks of a frame that have an index have one m/z."""
+    if not len(index):
+        return Stems(np.empty(0), np.empty(0), np.empty(0, np.int64))
+    sums = np.bincount(index, weights)
+    places = np.empty(len(sums))
+    places[index] = x
+    found = np.flatnonzero(np.bincount(index, minlength=len(sums)))
+    return Stems(places[found], sums[found], found)

@@ -39,10 +39,16 @@ class Link:
         self._number += 1
         self.model.reply = {**reply, "number": self._number}
 
+    def take(self) -> List[DictOf[str, Any]]:
+        """What waits, for the page to get another way."""
+        waiting, self._waiting = self._waiting or [], []
+        return waiting
+
     def open(self) -> None:
         """The page listens."""
         waiting, self._waiting = self._waiting, None
-        self.send("all", replies=waiting)
+        for reply in waiting or ():
+            self.send(**reply)
 
 
 def plain(value: Any) -> Any:

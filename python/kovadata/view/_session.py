@@ -16,6 +16,7 @@ from ._about import About
 from ._boxes import Boxes
 from ._chromatograms import Chromatograms
 from ._downloads import Download, Downloads, csv_pieces
+from ._frame_traces import FrameTraces
 from ._frame_view import FrameView
 from ._link import Link
 from ._panel import Panel
@@ -49,7 +50,9 @@ class Session:
         self._add(self.frames)
         self._add(self.chromatograms)
         # The others are made when the page is seen already.
-        self._later: List[Callable[[Any], Panel]] = [Boxes, Precursors, About, States, RunMaps]
+        self._later: List[Callable[[Any], Panel]] = [FrameTraces, Boxes, Precursors, About, States, RunMaps]
+        if not self.run.has_mobility:
+            self._add(self._later.pop(0)(self))
         self._early: List[Dict[str, Any]] = []
         self.link.model.on_change("command", lambda _, __, command: self._obey(command))
 
@@ -115,7 +118,6 @@ class Session:
     def hello(self, sizes: Any = None) -> None:
         """The page is there: tells it what it shows. With "more" it asks for the rest."""
         self.resize(sizes)
-        self.link.send("runs", runs=[one.name for one in self.runs], chosen=self.runs.index(self.run.named))
         self.link.open()
         self.worker.open()
 
@@ -235,7 +237,8 @@ def begin_session(document: Any, runs: List[Named], downloads: Downloads, sizes:
         session.resize(sizes)
         session.begin()
         document.title = f"{session.run.name} \u2013 kova view"
-        document.template_variables["kind"] = "mobility" if session.run.has_mobility else "spectra"
+        session.link.send("runs", runs=[one.name for one in runs], chosen=0)
+        document.template_variables["replies"] = session.link.take()
         document.config.update(notify_connection_status=False, reconnect_session=False)  # the page says so itself
         for root in session.roots():
             document.add_root(root)

@@ -9,7 +9,7 @@ function applyColours(name) {
   const box = all("[data-colours]").find((one) => one.dataset.colours.split(" ").includes(name))
   if (!mapper || !range || !box) return
   const part = (end) => Number(box.querySelector(`[data-end=${end}]`).value) / 100
-  const value = (share) => range.low * (range.high / range.low) ** share
+  const value = (share) => share == 1 ? range.high : range.low * (range.high / range.low) ** share
   const low = Math.min(part("low"), part("high") - 0.02)
   mapper.setv({low: value(Math.max(low, 0)), high: value(Math.max(part("high"), 0.02))})
 }

@@ -38,13 +38,11 @@ export function watchZoom(name) {
   figure.properties.inner_height.change.connect(last)
 }
 
-// A figure that the session has added goes to its place as soon as it has been rendered.
+// A figure that the session has added.
 function place(name) {
-  const view = kovaFigures.view(name)
-  if (!view?.el?.isConnected) { setTimeout(() => place(name), 20); return }
-  at(`chart-${name}`).querySelector(".canvas").append(view.el)
   kovaFigures.apply()
   if (name in redrawn) watchZoom(name)
+  if (name == "frame_spectrum") watchSpectrum()
 }
 
 function drawn(name) {

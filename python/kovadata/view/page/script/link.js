@@ -6,15 +6,12 @@ export function send(what, values = {}) {
   if (link) link.command = {do: what, number: ++number, ...values}
 }
 
-// From now on `replies` has, by what is replied, the function to call.
+// From now on `replies` has, by what is replied, the function to call. Gives a function that takes a reply.
 export function connect(model, replies) {
+  const hear = (told) => replies[told.what]?.(told)
   link = model
-  link.properties.reply.change.connect(() => {
-    const told = plain(link.reply), isList = told.what == "all"
-    for (const one of isList ? told.replies : [told]) replies[one.what]?.(one)
-    // What is not seen at once comes after the screen has shown what there is.
-    if (isList) requestAnimationFrame(() => requestAnimationFrame(() => send("more")))
-  })
+  link.properties.reply.change.connect(() => hear(plain(link.reply)))
+  return hear
 }
 
 function plain(value) {

@@ -37,7 +37,8 @@ function settleStyles() {
   Object.defineProperty(PlotView.prototype, "base_font_size", {get: () => size})
 }
 
-// Asks for the first figures while the browser still gets the script that draws them.
+// Asks for the first figures while the browser still gets the script that draws them. They have their colours before they are
+// drawn. Those that the session adds later are drawn in their places as well.
 async function embed() {
   const sizes = Object.fromEntries(drawing.sized.map((name) => [name, drawing.expected(name)]))
   const script = new Promise((done) => { if (window.Bokeh) done(); else at("bokeh").addEventListener("load", done) })
@@ -45,34 +46,38 @@ async function embed() {
     const told = await (await fetch(`begin?sizes=${encodeURIComponent(JSON.stringify(sizes))}`)).json()
     if (told.failure) throw new Error(told.failure)
     document.title = told.title
-    document.body.dataset.kind = told.kind
     await script
     settleStyles()
-    const roots = Object.fromEntries(told.roots.map(([id, name]) => [id, at(`chart-${name}`)?.querySelector(".canvas") ?? at(name)]))
-    await Bokeh.embed.embed_items({}, [{token: told.token, root_ids: Object.keys(roots), roots, use_for_title: false}])
-    whenThere()
+    const {pull_session} = Bokeh.require("client/connection"), {_get_ws_url} = Bokeh.require("embed/server")
+    const {document: figures} = await pull_session(_get_ws_url(), told.token, "")
+    document.body.dataset.kind = told.replies.find(({what}) => what == "kind").mobility ? "mobility" : "spectra"
+    kovaFigures.apply()
+    const places = new Proxy([], {get: (_, place) => canvasOf(figures.roots()[place]?.name)})
+    await Bokeh.embed.add_document_standalone(figures, at("link"), places)
+    if (figures.is_idle) begin(figures, told.replies)
+    else figures.idle.connect(() => begin(figures, told.replies))
   } catch (error) {
     document.body.dataset.kind = "failed"
     messages.tell({text: error.message, key: "begin"})
   }
 }
 
-function begin(figures) {
-  connect(kovaFigures.model("link"), Object.assign({}, ...parts.map((part) => part.replies)))
-  figures.on_event("connection_lost", () => { at("gone").hidden = false })
-  figures.on_event("client_reconnected", () => { at("gone").hidden = true })
-  kovaFigures.apply()
-  drawing.watchZoom("frame_map")
-  drawing.watchSpectrum()
-  pointer.watchPointer()
-  send("hello", {sizes: Object.fromEntries(drawing.sized.map((name) => [name, drawing.inner(name)]))})
-  drawing.watchSize("chromatogram")
+function canvasOf(name) {
+  return at(`chart-${name}`)?.querySelector(".canvas") ?? at(name)
 }
 
-function whenThere() {
-  const [figures] = window.Bokeh?.documents ?? []
-  if (figures?.is_idle) begin(figures)
-  else setTimeout(whenThere, 15)
+function begin(figures, told) {
+  const hear = connect(kovaFigures.model("link"), Object.assign({}, ...parts.map((part) => part.replies)))
+  told.forEach(hear)
+  figures.on_event("connection_lost", () => { at("gone").hidden = false })
+  figures.on_event("client_reconnected", () => { at("gone").hidden = true })
+  drawing.watchZoom("frame_map")
+  pointer.watchPointer()
+  if (kovaFigures.model("frame_spectrum")) drawing.watchSpectrum()
+  send("hello", {sizes: Object.fromEntries(drawing.sized.map((name) => [name, drawing.inner(name)]))})
+  drawing.watchSize("chromatogram")
+  // What is not seen at once comes after the screen has shown what there is.
+  requestAnimationFrame(() => requestAnimationFrame(() => send("more")))
 }
 
 document.addEventListener("DOMContentLoaded", () => {
