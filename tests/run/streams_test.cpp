@@ -68,6 +68,24 @@ TEST(Queries, ThatMeanNothingAreRefusedWithAText) {
     EXPECT_EQ(kvr_peaks(opened.run, nullptr, 1U << 20, nullptr, nullptr), 0U);
 }
 
+// Slopes without bounds give the scans at both ends of the calibrated interval no 1/K0.
+TEST(Queries, By1OverK0LeaveOutScansInTheMiddle) {
+    fixtures::AnalysisBuilder builder;
+    builder.frame({{{1, 1}}, {{2, 2}}, {{3, 4}}, {{4, 8}}, {{5, 16}}});
+    const run::OpenRun opened(builder.kovaCalibration({.coefficients = {0, 4, 5, 1, 0, 1, 0, 1e-200, 2, 4}}));
+    constexpr kvr_range kEverything = {-kInfinity, kInfinity};
+    constexpr kvr_target kAll = {kEverything, kEverything, kEverything};
+    kvr_query query = run::emptyQuery();
+    query.one_over_k0 = &kEverything;
+    run::Table peaks = run::read(
+        [&](ArrowArrayStream* stream) { return kvr_peaks(opened.run, &query, 0, nullptr, stream); });
+    EXPECT_EQ(peaks["intensity"], (std::vector<std::vector<double>>{{1}, {4}, {16}}));
+    run::Table sums = run::read([&](ArrowArrayStream* stream) {
+        return kvr_chromatograms(opened.run, &query, &kAll, 1, KVR_REDUCE_SUM, nullptr, stream);
+    });
+    EXPECT_EQ(sums["intensity"], (std::vector<std::vector<double>>{{21}}));
+}
+
 TEST(Queries, ByMzNeedACalibrationAndOthersGiveNull) {
     fixtures::AnalysisBuilder builder;
     builder.frame({{{100, 5}}}).frame({{{200, 6}}}, {.mzCalibration = 9});
