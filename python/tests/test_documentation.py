@@ -22,47 +22,48 @@ PAGES = [path for path in (PROJECT / "README.md", PROJECT / "python" / "README.m
 ANALYSES = {"run.d": "long", "scanwise.d": "by_scan", "spectra.d": "spectra"}
 MEASURED = PROJECT.parent / "shared" / "data" / "analyses"
 # Pages whose programs say something about any run, and which they read.
-ANY_RUN = [(page, number) for page in PAGES if page.name in ("README.md", "start.md", "recipes.md")
-           for number in range(len(PROGRAM.findall(page.read_text())))]
+ANY_RUN = ("README.md", "start.md", "recipes.md")
 READ = {"kovadata.Analysis(": "analysis.kvd", "kovadata.SpectrumAnalysis(": "analysis.kvs", "kovadata.open(": "analysis.kv?"}
+# One interpreter for all folders: most of what a program takes is its imports.
+IN_EACH = """import os, runpy, sys
+folders, sys.argv[1:] = sys.argv[1:], []
+for folder in folders:
+    os.chdir(folder)
+    runpy.run_path(folder + "/program.py", run_name="__main__")
+    print(end="\\0", flush=True)
+"""
 
 
-def run_program(folder, simulated, program, **others):
-    for name, analysis in ANALYSES.items():
-        (folder / name).symlink_to(others.get(name) or simulated(analysis))
-    (folder / "program.py").write_text(program)
-    done = subprocess.run([sys.executable, "-W", "error", "program.py"], cwd=folder, text=True, capture_output=True)
+def run_program(program, simulated, folder, *others):
+    """What a program prints, and the folder it ran in: beside the analyses that pages name, and beside others in their place."""
+    folders = [folder / str(place) for place in range(1 + len(others))]
+    for one, run in zip(folders, (None, *others)):
+        one.mkdir()
+        (one / "program.py").write_text(program)
+        for name, analysis in ANALYSES.items():
+            (one / name).symlink_to(run if run and name in ("run.d", "spectra.d") else simulated(analysis))
+    done = subprocess.run([sys.executable, "-W", "error", "-c", IN_EACH, *folders], text=True, capture_output=True)
     assert done.returncode == 0, f"{program}\n{done.stderr}"
-    return done.stdout
+    return zip(done.stdout.split("\0"), folders)
 
 
 @pytest.mark.parametrize(("page", "number"), [
     pytest.param(page, number, id=f"{page.relative_to(PROJECT)}-{number}")
     for page in PAGES for number in range(len(PROGRAM.findall(page.read_text())))])
 def test_programs(simulated, tmp_path, page, number):
-    run_program(tmp_path, simulated, PROGRAM.findall(page.read_text())[number])
-
-
-@pytest.mark.parametrize(("page", "number"), [pytest.param(*one, id=f"{one[0].relative_to(PROJECT)}-{one[1]}") for one in ANY_RUN])
-def test_programs_on_other_runs(simulated, tmp_path, page, number):
-    if not MEASURED.exists():
-        pytest.skip("the measured analyses are not there")
-    program = PROGRAM.findall(page.read_text())[number]
-    read = next(files for opened, files in READ.items() if opened in program)
-    runs = [path.parent for path in sorted(MEASURED.glob(f"*/{read}"))]
-    runs += [simulated(name) for name in ("run", "spectra") if list(simulated(name).glob(read))]
-    assert len(runs) >= 2
-    for place, run in enumerate(runs):
-        folder = tmp_path / str(place)
-        folder.mkdir()
-        printed = run_program(folder, simulated, program, **{"run.d": run, "spectra.d": run})
-        assert (0 < printed.count("\n") <= 200) or list(folder.glob("*.parquet")), f"{run} {printed[:300]}"
+    program, others = PROGRAM.findall(page.read_text())[number], []
+    if page.name in ANY_RUN:
+        read = next(files for opened, files in READ.items() if opened in program)
+        others = [path.parent for path in sorted(MEASURED.glob(f"*/{read}"))]
+        others += [simulated(name) for name in ("run", "spectra") if list(simulated(name).glob(read))]
+    for printed, folder in list(run_program(program, simulated, tmp_path, *others))[1:]:
+        assert (0 < printed.count("\n") <= 200) or list(folder.glob("*.parquet")), f"{folder} {printed[:300]}"
 
 
 @pytest.mark.parametrize("name", [name for name in kovadata.__all__ if ">>>" in str(getattr(kovadata, name).__doc__)])
 def test_examples_of_docstrings(simulated, tmp_path, name):
     lines = re.findall(r"^ *(?:>>>|\.\.\.) ?(.*)$", getattr(kovadata, name).__doc__, re.M)
-    run_program(tmp_path, simulated, "import kovadata\n" + textwrap.dedent("\n".join(lines)))
+    run_program("import kovadata\n" + textwrap.dedent("\n".join(lines)), simulated, tmp_path)
 
 
 def test_the_program_in_r(simulated, tmp_path):

@@ -1,5 +1,3 @@
-import csv
-import io
 import json
 import unittest
 
@@ -30,20 +28,6 @@ class Frames(KovaTest):
         out, err = self.kova("frames", "run.d", "--csv")
         self.assertEqual(out, HEADER + "1,0,+,1,1,1,1,,,,,,\n2,1.5,+,1,1,1,1,,,,,,\n")
         self.assertEqual(err, "kova: Unknown m/z calibration model 7\nkova: LVR: unsupported degree != 1.\n")
-
-    def test_what_the_metadata_leave_open_is_counted_in_the_data(self):
-        # Numbers of scans around the powers of two at which the search changes its step.
-        for scheme in (1, 2):
-            with self.subTest(scheme=scheme):
-                name = f"scheme{scheme}.d"
-                analysis = self.analysis(name, scheme=scheme, columns=FEWEST_COLUMNS)
-                counts = [1, 2, 3, 4, 5, 7, 8, 9, 63, 64, 65, 0]
-                for count in counts:
-                    analysis.add_frame([[(2, 3), (4, 5)]] * count)
-                analysis.write()
-                rows = csv.DictReader(io.StringIO(self.output("frames", name, "--csv")))
-                self.assertEqual([(row["scans"], row["peaks"], row["intensity_sum"]) for row in rows],
-                                 [(str(n), str(2 * n), str(8 * n)) for n in counts])
 
     def test_metadata_are_trusted_unless_told_to_read_or_make_no_sense(self):
         self.analysis().add_frame([[(1, 1)], [(2, 2)]], NumScans=9, NumPeaks=8, SummedIntensities=7).add_frame(

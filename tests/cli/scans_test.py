@@ -1,7 +1,7 @@
 import json
 import unittest
 
-from kova_testing import KovaTest, shuffled_block
+from kova_testing import KovaTest
 
 SCANS = [[(0, 5), (999, 4294967295)], [], [(12, 1)], [(3, 8), (4, 0), (500, 70000)]]
 
@@ -54,16 +54,6 @@ class Scans(KovaTest):
         self.analysis(schema=(2, 0)).add_frame([[(1, 10), (2, 11)]], AccumulationTime=200.0, RampTime=100.0).write()
         self.assertEqual(self.peaks(), [(0, 1, 5), (0, 2, 6)])
         self.assertEqual(self.peaks("--raw"), [(0, 1, 10), (0, 2, 11)])
-
-    def test_the_scans_around_a_damaged_one_are_readable(self):
-        # Scan 1 has three words, which is no number of pairs.
-        block = shuffled_block(3, [3, 2, 3] + [6, 50] + [7, 70, 1] + [9, 90])
-        self.analysis().add_frame([], block, NumScans=None).write()
-        self.assertEqual(self.peaks("--scans", "0"), [(0, 5, 50)])
-        self.assertEqual(self.peaks("--scans", "2:"), [(2, 8, 90)])
-        out, err = self.kova("scans", "run.d", "--frame", "1", status=1)
-        self.assertEqual(out, "")
-        self.assertTrue(err.startswith("kova: CorruptScanDataError for FrameId=1, Scan=1: "), err)
 
     def test_failures_of_the_library_are_printed_as_they_are(self):
         self.analysis().add_frame(SCANS).add_frame(SCANS, KovaId=1 << 40).add_frame([], KovaId=-5).write()
