@@ -9,6 +9,7 @@ from __future__ import annotations
 
 import ctypes
 import dataclasses
+import functools
 import struct
 from ctypes import c_char_p, c_int, c_int64, c_void_p
 from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple, Union, cast
@@ -18,6 +19,14 @@ import numpy as np
 from ._errors import KovaError
 
 _Release = ctypes.CFUNCTYPE(None, c_void_p)
+_Get = ctypes.CFUNCTYPE(c_int, c_void_p, c_void_p)
+_GetText = ctypes.CFUNCTYPE(c_char_p, c_void_p)
+
+
+@functools.lru_cache(maxsize=256)
+def _function(kind: Any, address: int) -> Any:
+    """The function at an address. All batches and most streams have the same ones."""
+    return kind(address)
 
 
 class ArrowSchema(ctypes.Structure):
@@ -29,13 +38,11 @@ class ArrowSchema(ctypes.Structure):
 class ArrowArray(ctypes.Structure):
     _fields_ = [("length", c_int64), ("null_count", c_int64), ("offset", c_int64), ("n_buffers", c_int64),
                 ("n_children", c_int64), ("buffers", c_void_p), ("children", c_void_p), ("dictionary", c_void_p),
-                ("release", _Release), ("private_data", c_void_p)]
+                ("release", c_void_p), ("private_data", c_void_p)]
 
 
 class ArrowArrayStream(ctypes.Structure):
-    _fields_ = [("get_schema", ctypes.CFUNCTYPE(c_int, c_void_p, c_void_p)),
-                ("get_next", ctypes.CFUNCTYPE(c_int, c_void_p, c_void_p)),
-                ("get_last_error", ctypes.CFUNCTYPE(c_char_p, c_void_p)), ("release", _Release),
+    _fields_ = [("get_schema", c_void_p), ("get_next", c_void_p), ("get_last_error", c_void_p), ("release", c_void_p),
                 ("private_data", c_void_p)]
 
 
@@ -106,20 +113,19 @@ class _RecordBatch(ctypes.Array):
 
     _type_, _length_ = ctypes.c_ubyte, 1 << 62
     structure: ArrowArray
+    address: int
 
     @classmethod
     def empty(cls) -> _RecordBatch:
         batch = cls.from_address(0)
-        batch.structure = ArrowArray()
+        batch.structure = structure = ArrowArray()
+        batch.address = ctypes.addressof(structure)
         return batch
 
-    @property
-    def address(self) -> int:
-        return ctypes.addressof(self.structure)
-
     def __del__(self) -> None:
-        if self.structure.release:
-            self.structure.release(self.address)
+        release = self.structure.release
+        if release:
+            _function(_Release, release)(self.address)
 
 
 def _view(batch: Any, address: int, first: int, count: int, dtype: np.dtype) -> np.ndarray:
@@ -196,7 +202,7 @@ class BatchStream:
         if self._fields is None:
             schema = ArrowSchema()
             at = ctypes.addressof(schema)
-            if self.structure.get_schema(self.address, at):
+            if _function(_Get, self.structure.get_schema)(self.address, at):
                 raise self.failure()
             try:
                 self._fields = _fields_of(at)
@@ -205,7 +211,7 @@ class BatchStream:
         return self._fields
 
     def failure(self) -> KovaError:
-        text = self.structure.get_last_error(self.address)
+        text = _function(_GetText, self.structure.get_last_error)(self.address)
         return KovaError((text or b"the stream failed").decode("utf-8", "replace"))
 
     def next_batch(self) -> Optional[Tuple[int, Batch]]:
@@ -234,11 +240,10 @@ class BatchStream:
         return arrays
 
     def _next(self) -> Optional[_RecordBatch]:
-        stream = self.structure
-        if not stream.release:
+        if not self.structure.release:
             return None
         batch = _RecordBatch.empty()
-        if stream.get_next(self.address, batch.address):
+        if _function(_Get, self.structure.get_next)(self.address, batch.address):
             raise self.failure()
         return batch if batch.structure.release else None
 
@@ -254,8 +259,9 @@ class BatchStream:
 
     def close(self) -> None:
         """Ends the stream and its threads. What was read stays."""
-        if self.structure.release:
-            self.structure.release(self.address)
+        release = self.structure.release
+        if release:
+            _function(_Release, release)(self.address)
 
     def __del__(self) -> None:
         self.close()

@@ -90,6 +90,7 @@ io::kova::ScanTargets PeakColumns::place(const io::kova::ScanBatch& batch) {
     }
     if (counts.size() < batch.size()) {
         counts.resize(batch.size());
+        occupied.resize(batch.size());
     }
     return {.counts = reinterpret_cast<std::byte*>(counts.data()),
             .indices = reinterpret_cast<std::byte*>(indices.room(batch.peakBound)),
@@ -102,6 +103,7 @@ void PeakColumns::accept(const io::kova::ScanBatch& batch, const io::kova::ScanT
     }
     const bool isWhole = box->areAllIndices && box->areAllScans;
     const std::size_t peaks = isWhole ? static_cast<std::size_t>(after.peaks) : keepBox(batch);
+    findOccupied(batch);
     addScans(batch, peaks);
     addMasses(peaks);
     addMobilities(batch, peaks);
@@ -132,14 +134,23 @@ std::size_t PeakColumns::keepBox(const io::kova::ScanBatch& batch) {
     return kept;
 }
 
-// The counts of the batch, after the box was applied, say how many peaks each scan has.
+// The counts of the batch, after the box was applied, say how many peaks each scan has. Of a small frame most
+// scans are empty, which could not be foreseen by the loops over them that follow.
+void PeakColumns::findOccupied(const io::kova::ScanBatch& batch) {
+    occupiedCount = 0;
+    for (std::uint32_t i = 0; i < batch.size(); ++i) {
+        occupied[occupiedCount] = i;
+        occupiedCount += counts[i] != 0 ? std::size_t{1} : std::size_t{0};
+    }
+}
+
 void PeakColumns::addScans(const io::kova::ScanBatch& batch, std::size_t peaks) {
     if (!wants(KVR_COLUMN_SCAN)) {
         return;
     }
     scans.room(peaks);
-    for (std::uint32_t scan = batch.begin; scan < batch.end; ++scan) {
-        scans.fillShort(scan, counts[scan - batch.begin]);
+    for (const std::uint32_t i : std::span(occupied).first(occupiedCount)) {
+        scans.fillShort(batch.begin + i, counts[i]);
     }
 }
 
@@ -171,8 +182,8 @@ void PeakColumns::addMobilities(const io::kova::ScanBatch& batch, std::size_t pe
     }
     LUMO_ASSERT(batch.end <= ofScans.size());
     mobilities.room(peaks);
-    for (std::uint32_t scan = batch.begin; scan < batch.end; ++scan) {
-        mobilities.fillShort(ofScans[scan], counts[scan - batch.begin]);
+    for (const std::uint32_t i : std::span(occupied).first(occupiedCount)) {
+        mobilities.fillShort(ofScans[batch.begin + i], counts[i]);
     }
 }
 

@@ -158,6 +158,7 @@ private:
 
     bool wants(std::uint32_t column) const { return (wanted & column) != 0; }
     std::size_t keepBox(const io::kova::ScanBatch& batch);
+    void findOccupied(const io::kova::ScanBatch& batch);
     void addScans(const io::kova::ScanBatch& batch, std::size_t peaks);
     void addMasses(std::size_t peaks);
     void addMobilities(const io::kova::ScanBatch& batch, std::size_t peaks);
@@ -169,6 +170,9 @@ private:
     FrameSource* source = nullptr;  // of the frame that is being read
     const FrameBox* box = nullptr;
     std::vector<std::uint32_t> counts;  // peaks per scan of a batch
+    std::vector<std::uint32_t>
+        occupied;  // scans of a batch that have peaks, counted from its first; then more
+    std::size_t occupiedCount = 0;
 
     GrowingColumn<std::int64_t> frames;
     NullableColumn<double> times;

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <condition_variable>
 #include <cstddef>
@@ -16,6 +14,7 @@
 
 #include "diag/assert.h"
 #include "kovarun/run/task_limits.h"
+#include "sys/fork_gate.h"
 #include "sys/thread.h"
 
 // Worker threads read ahead, and their results come in the order of the tasks, so the caller sees the same
@@ -50,7 +49,7 @@ public:
     OrderedTasks& operator=(const OrderedTasks&) = delete;
 
     ~OrderedTasks() {
-        if (!threads.empty() && getpid() != process) {
+        if (!threads.empty() && sys::forkGeneration() != process) {
             // The threads are the parent's, and may hold what is shared for ever.
             for (sys::Thread& thread : threads) {
                 thread.forget();
@@ -191,7 +190,7 @@ private:
 
     // As many as the system gives; with none, `threads` stays empty and next() does the work.
     void startThreads(std::size_t wanted) {
-        process = getpid();
+        process = sys::forkGeneration();
         threads.resize(wanted);
         const auto body = [](void* argument) noexcept { static_cast<Shared*>(argument)->serve(); };
         std::size_t started = 0;
@@ -203,7 +202,7 @@ private:
 
     std::unique_ptr<Shared> shared;
     std::vector<sys::Thread> threads;
-    pid_t process = 0;  // that has the threads
+    unsigned process = 0;  // that has the threads
     std::size_t given = 0;
     Worker own;  // of the calling thread
 };

@@ -1,7 +1,5 @@
 #include "kovarun/run/run.h"
 
-#include <unistd.h>
-
 #include <stdexcept>
 #include <utility>
 
@@ -31,7 +29,6 @@ Run::Run(std::filesystem::path directory, RunOptions options)
     : path(std::move(directory)),
       settings(std::move(options)),
       kind(formatOf(path)),
-      process(getpid()),
       frames(databaseOf(path, kind), blobSizeOf(path, kind)) {
     idle.reserve(settings.threads);  // giveBack() must not fail
     idle.push_back(std::make_unique<Reader>(path, kind, settings));
@@ -47,7 +44,7 @@ Run::~Run() {
     }
 }
 
-bool Run::isInOwnProcess() const { return getpid() == process; }
+bool Run::isInOwnProcess() const { return sys::forkGeneration() == process; }
 
 void Run::requireOwnProcess() const {
     if (!isInOwnProcess()) {

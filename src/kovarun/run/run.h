@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -11,6 +9,7 @@
 #include "kovarun/run/frame_catalog.h"
 #include "kovarun/run/reader.h"
 #include "kovarun/run/run_options.h"
+#include "sys/fork_gate.h"
 #include "sys/work_counters.h"
 
 namespace lumo::run {
@@ -51,7 +50,7 @@ private:
     std::filesystem::path path;
     RunOptions settings;
     AnalysisFormat kind;
-    pid_t process;
+    unsigned process = sys::forkGeneration();
     FrameCatalog frames;
     sys::WorkCounters work;
     std::mutex mutex;                           // guards what follows
