@@ -26,6 +26,9 @@ from .staging import Staged
 _NEEDED = {"parquet": ("pyarrow",), "arrow": ("pyarrow",), "mzml": ("psims",), "mzmlb": ("psims", "h5py", "hdf5plugin")}
 _NEEDED_BY_CHECK = {"parquet": ("duckdb",), "arrow": ("duckdb", "polars"), "mzml": ("pymzml", "lxml", "psims"),
                     "mzmlb": ("pyteomics", "h5py", "hdf5plugin"), "mgf": ("pyteomics",), "ms2": ("pyteomics",)}
+# What compressions of mzML need besides, and what reads them back.
+_NEEDED_BY_CODEC = {"numpress": ("pynumpress",), "zstd": ("pyarrow",)}
+_READ_BY_CODEC = {"numpress": ("pyteomics",), "zstd": ("pyteomics", "zstandard")}
 
 
 @dataclasses.dataclass(frozen=True)
@@ -137,8 +140,7 @@ def export(run: Union[str, "os.PathLike[str]", AnyAnalysis], output: Union[str, 
                      mobility=mobility, frames=frames, ms_level=ms_level, time_range=time_range, mz_range=mz_range,
                      mobility_range=mobility_range, min_intensity=min_intensity, top=top, normalized=normalized,
                      threads=threads, memory=memory, on_damage=on_damage)
-    _require(_NEEDED.get(plan.format, ()) + (_NEEDED_BY_CHECK[plan.format] if check else ())
-             + (("pynumpress", *(("pyteomics",) if check else ())) if plan.compression == "numpress" else ()))
+    _require(_packages(plan, check))
     bar = Progress("frames", progress)
     staged = Staged(plan.output, force)
     with _opened(run, recalibrated, calibration, plan) as analysis, staged as stage, contextlib.closing(bar):
@@ -166,6 +168,12 @@ def _opened(run: Union[str, "os.PathLike[str]", AnyAnalysis], recalibrated: bool
     with kind_of_analysis(folder)._opened_later(os.path.abspath(folder), recalibrated, calibration) as analysis:
         analysis._run.memory_budget = plan.memory // 4
         yield analysis
+
+
+def _packages(plan: Plan, check: bool) -> Tuple[str, ...]:
+    codec = plan.compression if plan.format == "mzml" else ""
+    needed = _NEEDED.get(plan.format, ()) + _NEEDED_BY_CODEC.get(codec, ())
+    return needed + _NEEDED_BY_CHECK[plan.format] + _READ_BY_CODEC.get(codec, ()) if check else needed
 
 
 def _require(packages: Iterable[str]) -> None:
