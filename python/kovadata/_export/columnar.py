@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import inspect
 import pathlib
 from typing import Any, Dict, Optional, Protocol, Sequence, Tuple
 
@@ -20,7 +21,7 @@ _MZ_LAYOUT = {"frame": (_DELTA, 1), "time": (_DICTIONARY, 1), "ms_level": (_DICT
 _TELLING = {"frame": ("frame", "time", "ms_level"), "mz": ("mz", "tof_index")}
 _AT_ONCE = 1 << 15  # so many values of a column are in the processor's cache from step to step
 # Bytes of a page. Each is compressed with a context made for it, which asks for the kind of processor: slow in virtual machines.
-_PAGES = {"frame": 1 << 21, "mz": 1 << 20}
+_PAGES = 1 << 20
 
 
 def _encodings(schema: Any, plan: Plan) -> Dict[str, Tuple[str, Optional[int]]]:
@@ -37,6 +38,16 @@ def _compression(codec: str, chosen: Dict[str, Tuple[str, Optional[int]]]) -> Di
         return {"compression": codec}
     return {"compression": {name: "none" if level is None else "zstd" for name, (_, level) in chosen.items()},
             "compression_level": {name: level for name, (_, level) in chosen.items() if level is not None}}
+
+
+def _page_limits() -> Dict[str, int]:
+    """Pages of so many bytes, however many rows that are: later versions of pyarrow would begin one after 20,000."""
+    from pyarrow import parquet
+
+    limits = {"data_page_size": _PAGES}
+    if "max_rows_per_page" in inspect.signature(parquet.ParquetWriter.__init__).parameters:
+        limits["max_rows_per_page"] = _PAGES
+    return limits
 
 
 def _open(path: pathlib.Path) -> Any:
@@ -66,12 +77,12 @@ class ParquetSink:
         order = [(name, "ascending") for name in sorted_by if name in schema.names]
         self._file = _open(path)
         self._writer = parquet.ParquetWriter(
-            self._file, schema, write_batch_size=_AT_ONCE, data_page_size=_PAGES[plan.layout],
+            self._file, schema, write_batch_size=_AT_ONCE,
             write_statistics=[name for name in _TELLING[plan.layout] if name in chosen] or not chosen,
             use_dictionary=[name for name, (encoding, _) in chosen.items() if encoding == _DICTIONARY] if chosen else True,
             column_encoding={name: encoding for name, (encoding, _) in chosen.items() if encoding != _DICTIONARY} or None,
             sorting_columns=parquet.SortingColumn.from_ordering(schema, order) if order else None,
-            **_compression(plan.compression, chosen))
+            **_page_limits(), **_compression(plan.compression, chosen))
 
     def write(self, rows: Any) -> None:
         self._writer.write_table(rows, row_group_size=max(rows.num_rows, 1))

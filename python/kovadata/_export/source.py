@@ -93,10 +93,21 @@ class Source:
     def uncalibrated(self, name: str, rows: np.ndarray) -> Optional[int]:
         """The first of these frames without a calibration, if there is one."""
         convert = getattr(self.analysis, name, None)
-        for frame in rows["id"].tolist():
+        for frame in self._one_per_calibration(rows):
             if convert is not None and np.isnan(nan_without_calibration(convert, frame, np.zeros(1))[0]):
                 return int(frame)
         return None
+
+    def _one_per_calibration(self, rows: np.ndarray) -> List[int]:
+        """The first frame of each calibration, which has one if all do; a re-calibrated state knows each frame by itself."""
+        frames = rows["id"].tolist()
+        if self.analysis._run.info().calibration_state:
+            return frames
+        names = ("mz_calibration", "mobility_calibration", "polarity")
+        first: Dict[Tuple[Any, ...], int] = {}
+        for frame, *calibration in zip(frames, *(rows[name].tolist() for name in names)):
+            first.setdefault(tuple(calibration), frame)
+        return list(first.values())
 
     def require_calibrations(self, rows: np.ndarray, mobility: bool) -> None:
         """Fails for frames without a calibration that the format cannot do without."""

@@ -94,7 +94,7 @@ def _whole_frames(tables: Iterator[Any], keeps_frame: bool) -> Iterator[Any]:
     waiting: List[Any] = []
     rows = 0
     for table in tables:
-        frames = table.column("frame").combine_chunks().to_numpy()
+        frames = table.column("frame").chunk(0).to_numpy()  # combine_chunks() would copy
         if not len(frames):
             continue
         cut = int(np.searchsorted(frames, frames[-1])) if rows + len(frames) >= _ROWS else 0
