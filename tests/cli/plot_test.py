@@ -35,30 +35,30 @@ class Plot(KovaTest):
         return self.kova(verb, *arguments, status=status, env=environment)
 
     def test_the_command_line_is_passed_on_as_it_is(self):
-        options = ["--frame", "3", "--precursor", "7", "--mz-range", "400", "1e3", "--mobility-range", "0.60", "1.4",
-                   "--time-range", "1", "2.50", "--labels", "4", "--size", "3", "2", "--dpi", "99", "--recalibrated"]
-        for given, passed in [(["tic", "run.d"], ["tic", "run.d"]),
-                              (["heatmap", "a run.d", *options, "--output=a b.png"],
-                               ["heatmap", "a run.d", "-o", "a b.png", *options]),
-                              (["spectrum", "run.d", "--form", "lines"], ["spectrum", "run.d", "--form", "lines"])]:
+        options = ["--frame=3", "--precursor=7", "--mz-range", "400", "1e3", "--mobility-range", "-0.60", "1.4",
+                   "--time-range", "1", "2.50", "--labels=4", "--size", "3", "2", "--dpi=99", "--recalibrated"]
+        for given, passed in [(["tic", "run.d"], ["tic", "--", "run.d"]),
+                              (["heatmap", "a run.d", *options, "--output=-a b.png"],
+                               ["heatmap", "--output=-a b.png", *options, "--", "a run.d"]),
+                              (["spectrum", "run.d", "--form", "lines"], ["spectrum", "--form=lines", "--", "run.d"])]:
             self.assertEqual(json.loads(self.plot(*given)[0]), passed)
 
     def test_exports_are_passed_on_as_they_are(self):
         options = ["--mz=-5:6.0", "--frames=1,3:4", "--compression=zstd", "--memory=64M", "--calibration=last:a b", "--threads=2"]
-        for given, passed in [(["run.d", "-o", "a.mgf"], ["export", "-oa.mgf", "--", "run.d"]),
+        for given, passed in [(["run.d", "-o", "a.mgf"], ["export", "--output=a.mgf", "--", "run.d"]),
                               (["a run.d", *options, "--raw", "--check", "--output=-b ü.parquet", "--skip-damaged", "--force", "--quiet"],
-                               ["export", "-o-b ü.parquet", "--compression=zstd", "--frames=1,3:4", "--mz=-5:6.0", "--memory=64M",
-                                "--raw", *options[4:], "--skip-damaged", "--force", "--check", "--quiet", "--", "a run.d"])]:
+                               ["export", "--output=-b ü.parquet", "--compression=zstd", "--frames=1,3:4", "--mz=-5:6.0", "--raw",
+                                "--memory=64M", "--force", "--check", *options[4:], "--skip-damaged", "--quiet", "--", "a run.d"])]:
             self.assertEqual(json.loads(self.plot(*given, verb="export")[0]), passed)
 
     def test_reports_are_passed_on_as_they_are(self):
-        options = ["--recalibrated", "--threads=2", "--force", "--quiet"]
-        for given, passed in [([*options, "--output=-b ü.html", "--", "a run.d", "b.d"], ["-o-b ü.html", *options, "--", "a run.d", "b.d"]),
+        options = ["--threads=2", "--force", "--recalibrated", "--quiet"]
+        for given, passed in [([*options, "--output=-b ü.html", "--", "a run.d", "b.d"], ["--output=-b ü.html", *options, "--", "a run.d", "b.d"]),
                               (["run.d", "--json", "--calibration", "last:a b"], ["--json", "--calibration=last:a b", "--", "run.d"])]:
             self.assertEqual(json.loads(self.plot(*given, verb="report")[0]), ["report", *passed])
 
     def test_views_are_passed_on_as_they_are(self):
-        options = ["--port=81", "--listen=::1", "--no-browser", "--calibration=last:a b"]
+        options = ["--no-browser", "--port=81", "--listen=::1", "--calibration=last:a b"]
         for given, passed in [(["run.d"], ["--", "run.d"]), ([*options, "a run.d", "b.d"], [*options, "--", "a run.d", "b.d"])]:
             self.assertEqual(json.loads(self.plot(*given, verb="view")[0]), passed)
 

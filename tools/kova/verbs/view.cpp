@@ -1,9 +1,7 @@
 #include <string>
 #include <vector>
 
-#include "kova/cli/command_options.h"
-#include "kova/cli/python_module.h"
-#include "kova/failure.h"
+#include "kova/cli/python_verb.h"
 #include "kova/verbs/verbs.h"
 
 namespace kova_tool {
@@ -23,63 +21,28 @@ the environment variable KOVADATA_PYTHON names.
 )",
     "a run cannot be opened, or what the page needs is not installed"};
 
-using Words = std::vector<std::string>;
+constexpr PassedOption kViewOptions[] = {
+    {"--no-browser", "", "print the address and open no browser", Takes::Nothing},
+    {"--port", "N", "port to listen on, one that is free by default"},
+    {"--listen", "ADDRESS",
+     "address to listen on, not 127.0.0.1; who reaches it and knows the token sees the runs"}};
 
-struct ViewOptions : CommonOptions {
-    Words directories;
-    Words port;
-    Words listen;
-    bool noBrowser = false;
-};
-
-int runView(const ViewOptions& options) {
-    Words arguments;
-    const auto pass = [&](const char* name, const Words& values) {
-        for (const std::string& value : values) {
-            arguments.push_back(std::string(name) + "=" + value);
-        }
-    };
-    pass("--port", options.port);
-    pass("--listen", options.listen);
-    if (options.noBrowser) {
-        arguments.emplace_back("--no-browser");
-    }
-    if (options.calibration.newest) {
-        arguments.emplace_back("--recalibrated");
-    }
-    if (!options.calibration.state.empty()) {
-        arguments.push_back("--calibration=" + options.calibration.state);
-    }
-    arguments.emplace_back("--");
-    arguments.insert(arguments.end(), options.directories.begin(), options.directories.end());
+int runView(const PythonOptions& options) {
     const PythonProgram program = {"kovadata.view",
                                    {"kovadata.view", "bokeh"},
                                    "the Python package kovadata with its extra `view`",
                                    "pages"};
-    runPythonModule(program, arguments);
+    runPythonVerb(program, {}, options);
 }
 
 }  // namespace
 
 void addView(CLI::App& app, Action& action) {
-    Verb<ViewOptions> verb(app, action, "view", "Shows runs in the browser", kViewHelp);
+    Verb<PythonOptions> verb(app, action, "view", "Shows runs in the browser", kViewHelp);
     CLI::App& arguments = verb.arguments();
-    ViewOptions& options = verb.options();
-    arguments.add_option("ANALYSIS", options.directories, "directories of the analyses to choose from")
-        ->required()
-        ->type_name("")
-        ->option_text("... (required)");
-    arguments.add_flag("--no-browser", options.noBrowser, "print the address and open no browser");
-    arguments.add_option("--port", options.port, "port to listen on, one that is free by default")
-        ->expected(1)
-        ->type_name("N")
-        ->option_text("N");
-    arguments
-        .add_option("--listen", options.listen,
-                    "address to listen on, not 127.0.0.1; who reaches it and knows the token sees the runs")
-        ->expected(1)
-        ->type_name("ADDRESS")
-        ->option_text("ADDRESS");
+    PythonOptions& options = verb.options();
+    addAnalyses(arguments, options, "directories of the analyses to choose from");
+    addPassed(arguments, options, kViewOptions);
     addCalibration(arguments, options);
     verb.runs(runView);
 }
