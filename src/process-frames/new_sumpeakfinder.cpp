@@ -46,6 +46,8 @@ void smooth(const SmoothingRange& range, const std::vector<double>& S, std::vect
 
 }  // namespace
 
+// Which bins have a slope, for each segment of the widths: those whose windows lie inside of the profile. A
+// profile that is shorter than a window has none at all, and so no peaks.
 std::vector<SmoothingRange> smoothingRanges(std::size_t n, std::size_t offset, const WidthTable& widths) {
     std::vector<SmoothingRange> ranges;
     for (std::size_t segment = 0; segment < widths.size(); ++segment) {
@@ -93,6 +95,9 @@ void partial_sum_calculations(std::span<const int> y, std::size_t n, std::size_t
     }
 }
 
+// A maximum is where slopes change from rising to falling: somewhere from the last bin that rises to the first
+// that falls after it. Flat bins in between change nothing, so plateaus have one maximum, in their middle as
+// far as the two slopes allow. Both bins are forgotten when a peak was found.
 void localMaxima(std::span<const int> y, std::size_t n, std::span<const double> differences,
                  std::span<const double> areas, const WidthTable& widths, std::size_t shift,
                  std::size_t offset, PeakSink& sink) {

@@ -16,8 +16,8 @@ namespace lumo::algorithm {
 
 namespace {
 
-// 16 slopes of 32 bits are narrowed to 16 bytes, of whose signs two numbers of 16 bits are made. Narrowing saturates, so it
-// keeps the signs.
+// 16 slopes of 32 bits are narrowed to 16 bytes, of whose signs two numbers of 16 bits are made. Narrowing
+// saturates, so it keeps the signs.
 #ifdef __SSE2__
 #define LUMO_HAS_SLOPE_GROUPS
 

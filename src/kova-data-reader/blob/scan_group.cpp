@@ -7,6 +7,10 @@
 #include "kova-data-reader/blob/limits.h"
 #include "sys/work_counters.h"
 
+// One stream of a compressed scan keeps the processor waiting, since each token is known only when the one
+// before it is done; two streams in turn fill that time. So scans are decompressed several together, ahead of
+// being asked for, in one buffer. What is wrong with a scan must not be noticed before its turn has come: such
+// a stream leaves nothing behind, and is decompressed by itself later, where the failure has its text.
 namespace lumo::io::kova {
 
 namespace {
@@ -35,6 +39,7 @@ void ScanGroup::fill(const KvdReaderCache& cache, std::uint32_t begin, std::uint
     stopwatch.add(&sys::WorkCounters::blocksDecompressed, static_cast<std::uint64_t>(decompressed));
 }
 
+// Ends where the cache does, which holds only part of a large frame. The first scan is taken whatever its size.
 void ScanGroup::collect(const KvdReaderCache& cache, std::uint32_t begin, std::uint32_t end) {
     streams.clear();
     first = begin;
@@ -53,6 +58,7 @@ void ScanGroup::collect(const KvdReaderCache& cache, std::uint32_t begin, std::u
     }
 }
 
+// The room is what a stream without long matches needs. One that needs more leaves nothing, as above.
 void ScanGroup::makeRoom() {
     std::size_t room = 0;
     for (const uimf::LzfStream& stream : streams) {
