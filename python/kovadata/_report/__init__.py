@@ -1,7 +1,7 @@
 """Reports of runs: one HTML file to pass on, or the numbers in it.
 
 `_numbers` reads a run once for all that is said of it, `_sections` turn numbers into figures and sentences, `_page` puts them
-into one file.
+into one file. They are imported by the first report: who imports the package mostly makes none.
 """
 
 from __future__ import annotations
@@ -13,14 +13,16 @@ import json as json_module
 import os
 import pathlib
 import warnings
-from typing import Any, Dict, Iterable, List, Optional, Union
+from typing import TYPE_CHECKING, Any, Dict, Iterable, List, Optional, Union
 
 from .._errors import DamageWarning, KovaError
 from .._export.progress import Progress
 from .._export.staging import Staged
 from .._opening import AnyAnalysis, kind_of_analysis
 from .._version import __version__
-from ._numbers import Reading, Run, as_json, gather
+
+if TYPE_CHECKING:
+    from ._numbers import Run
 
 PathLike = Union[str, "os.PathLike[str]"]
 
@@ -112,6 +114,8 @@ def require_bokeh() -> None:
 def read_runs(paths: Union[PathLike, Iterable[PathLike]], recalibrated: bool, calibration: Optional[str], threads: Optional[int],
               progress: bool) -> List[Run]:
     """The numbers of all runs, which are opened before the first is read."""
+    from ._numbers import Reading, gather
+
     listed = [paths] if isinstance(paths, (str, os.PathLike)) else list(paths)
     if not listed:
         raise ValueError("there is no run to report")
@@ -142,6 +146,8 @@ def _names(folders: List[pathlib.Path]) -> List[str]:
 
 def document(runs: List[Run]) -> Dict[str, Any]:
     """The numbers of all runs."""
+    from ._numbers import as_json
+
     return {"kovadata": __version__, "runs": [as_json(run) for run in runs]}
 
 
