@@ -80,7 +80,7 @@ def main() -> None:
         begin(options.run, browser)[1].kill()  # what is cold the first time, files above all
         page, server, usable = begin(options.run, browser)
         try:
-            page.wait_for_function(f"() => {MODEL}('run_mobility')", timeout=60000)
+            page.wait_for_function(f"() => {MODEL}('ppm')", timeout=60000)
             page.wait_for_timeout(1500)
             drawn = sorted(zooms(page, options.zooms, chance))
             boxes = [box(page, chance) for _ in range(options.boxes)]

@@ -63,6 +63,7 @@ class Boxes(Panel):
         """Takes the boxes that are drawn into a map."""
         chart.figure.on_event(SelectionGeometry, lambda event: self._drawn(event, x, y))
         self.maps.append((chart, x, y))
+        self._outline()
 
     def begin(self) -> None:
         self.found = {}

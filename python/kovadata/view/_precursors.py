@@ -29,7 +29,7 @@ class Precursors(Panel):
         self.msms = spectrum("msms", labels=20, colour="blue")
         self.isotopes = spectrum("isotopes", labels=6, colour="green")
         self.charts = {"msms": self.msms, "isotopes": self.isotopes}
-        self.commands = {"precursors": self.list_rows, "precursor": self.choose, "precursor.go": self.go_to,
+        self.commands = {"precursors.open": lambda: None, "precursors": self.list_rows, "precursor": self.choose, "precursor.go": self.go_to,
                          "precursor.zoom": self.zoom}
         self._forget()
 

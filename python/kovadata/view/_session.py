@@ -49,8 +49,9 @@ class Session:
         self.frames, self.chromatograms = FrameView(self), Chromatograms(self)
         self._add(self.frames)
         self._add(self.chromatograms)
-        # The others are made when the page is seen already.
-        self._later: List[Callable[[Any], Panel]] = [FrameTraces, Boxes, Precursors, About, States, RunMaps]
+        # These are made when the page is seen already, and those of tabs that are closed at their first command.
+        self._later: List[Type[Panel]] = [FrameTraces, Boxes, About, States]
+        self._of_tabs: Dict[str, Type[Panel]] = {"maps": RunMaps, "precursors": Precursors, "precursor": Precursors}
         if not self.run.has_mobility:
             self._add(self._later.pop(0)(self))
         self._early: List[Dict[str, Any]] = []
@@ -96,20 +97,24 @@ class Session:
                 models.recompute()
 
     def _add_next(self) -> None:
-        """Makes one more panel, shows its figures, and goes on with the next one."""
+        """Makes one more panel, and goes on with the next one."""
         if not self._later:
             early, self._early = self._early, []
             for command in early:
                 self._obey(command)
             return
+        self._make(self._later.pop(0))
+        self.document.add_next_tick_callback(self._add_next)
+
+    def _make(self, kind: Type[Panel]) -> None:
+        """Makes a panel and shows its figures."""
         with self._changing():
-            panel = self._later.pop(0)(self)
+            panel = kind(self)
             self._add(panel)
             for chart in panel.charts.values():
                 self.document.add_root(chart.figure)
             self.link.send("placed", figures=list(panel.charts))
             self._begin(panel)
-        self.document.add_next_tick_callback(self._add_next)
 
     def do(self, command: str, **arguments: Any) -> None:
         """Obeys a command as if the page had sent it."""
@@ -216,6 +221,9 @@ class Session:
             return
         try:
             with self._changing():
+                kind = self._of_tabs.get(name.partition(".")[0])
+                if kind is not None and self.panel(kind) is None:
+                    self._make(kind)
                 self.commands[name](**arguments)
         except Exception as error:
             self._tell_failure(name, error)

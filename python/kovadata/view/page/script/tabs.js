@@ -1,7 +1,7 @@
 // Tabs, by pointer and keys.
 
 import {all, at} from "./dom.js"
-import {inner} from "./drawing.js"
+import {expected} from "./drawing.js"
 import {send} from "./link.js"
 
 export function openTab(id, focus = false) {
@@ -13,10 +13,12 @@ export function openTab(id, focus = false) {
     at(other.getAttribute("aria-controls")).hidden = !chosen
   }
   if (focus) tab.focus()
-  if (id == "tab-view-run") requestAnimationFrame(() => requestAnimationFrame(() => {
-    const [width, height] = inner("run_mz")
+  // What these tabs show is made when they are first opened.
+  if (id == "tab-precursors") send("precursors.open")
+  if (id == "tab-view-run") {
+    const [width, height] = expected("run_mz")
     send("maps", {width, height})
-  }))
+  }
 }
 
 export function listen() {
