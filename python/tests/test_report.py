@@ -107,13 +107,20 @@ def test_damaged_frames_are_listed_and_the_rest_is_counted(call, runs):
         kovadata.report(runs["damaged"], "damaged.html")
 
 
-def test_runs_are_compared_under_names_that_differ(call, simulated, tmp_path):
+@pytest.fixture(scope="module")
+def compared(simulated, tmp_path_factory):
+    """A report of two runs."""
+    path = tmp_path_factory.mktemp("compared") / "both.html"
+    kovadata.report([simulated("run"), simulated("spectra")], path)
+    return path
+
+
+def test_runs_are_compared_under_names_that_differ(call, simulated, tmp_path, compared):
     other = tmp_path / "other" / "run.d"
     shutil.copytree(simulated("run"), other)
     found = numbers_of(call, simulated("run"), other, simulated("spectra"))
     assert len({one["name"] for one in found}) == 3 and found[1]["name"] == "other/run.d"
-    assert call(other, simulated("spectra"), "-o", "both.html")[0] == 0
-    page = pathlib.Path("both.html").read_text("utf-8")
+    page = compared.read_text("utf-8")
     assert "Comparison" in page and "times that of" in page
 
 
@@ -129,12 +136,11 @@ def test_files_appear_when_they_are_complete(call, simulated, tmp_path, monkeypa
     assert [one.name for one in tmp_path.iterdir()] == ["a.json"] and (tmp_path / "a.json").read_bytes() == before
 
 
-def test_in_a_browser(call, runs):
+def test_in_a_browser(compared):
     sync_api = pytest.importorskip("playwright.sync_api")
     browser_path = shutil.which("chromium")
     if browser_path is None:
         pytest.skip("there is no browser")
-    assert call(runs["run"], runs["spectra"], "-o", "report.html")[0] == 0
     with sync_api.sync_playwright() as playwright:
         browser = playwright.chromium.launch(executable_path=browser_path, args=["--no-sandbox"])
         page = browser.new_page(viewport={"width": 390, "height": 800}, color_scheme="dark")
@@ -142,7 +148,7 @@ def test_in_a_browser(call, runs):
         page.on("console", lambda message: seen.append(message.text))
         page.on("pageerror", lambda error: seen.append(str(error)))
         page.on("request", lambda asked: seen.append(asked.url) if asked.url.startswith("http") else None)
-        page.goto(pathlib.Path("report.html").absolute().as_uri())
+        page.goto(compared.as_uri())
         page.wait_for_function("document.querySelectorAll('.plot').length == Bokeh.documents[0]?.roots().length && Bokeh.documents[0].is_idle")
         drawn = "kovaFigures.model('run1-total').renderers[0].glyph.line_color.value"
         colour = {theme: page.evaluate(f"kovaFigures.themes.{theme}.blue") for theme in ("light", "dark")}
