@@ -35,6 +35,19 @@ std::optional<std::string> ArrowColumn::text(std::size_t row) const {
     return std::string(buffer<char>(*array, 2) + offsets[0], buffer<char>(*array, 2) + offsets[1]);
 }
 
+Cell ArrowColumn::cellAt(std::size_t row) const {
+    switch (*format) {
+        case 'l':
+            return cell(value<std::int64_t>(row));
+        case 'I':
+            return cell(value<std::uint32_t>(row));
+        case 'L':
+            return cell(value<std::uint64_t>(row));
+        default:
+            return cell(value<double>(row));
+    }
+}
+
 ArrowStream::ArrowStream(const std::function<std::uint32_t(ArrowArrayStream*)>& open) {
     if (open(&stream) == 0) {
         fail(lastRunError());
@@ -64,7 +77,7 @@ bool ArrowStream::next() {
 ArrowColumn ArrowStream::column(std::string_view name) const {
     for (std::int64_t i = 0; i < schema.n_children; ++i) {
         if (name == schema.children[i]->name) {
-            return {*batch.children[i], batch.offset, rows()};
+            return {*batch.children[i], schema.children[i]->format, batch.offset, rows()};
         }
     }
     throw std::logic_error("the stream has no column " + std::string(name));

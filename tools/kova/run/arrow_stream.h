@@ -10,14 +10,17 @@
 #include <string>
 #include <string_view>
 
+#include "kova/output/cell.h"
+
 namespace kova_tool {
 
 // One column of the batch that an ArrowStream holds, valid until its next one. The caller knows the type of
 // the column: nothing is checked.
 class ArrowColumn {
 public:
-    ArrowColumn(const ArrowArray& columnArray, std::int64_t firstRow, std::size_t rows)
-        : array(&columnArray), first(columnArray.offset + firstRow), length(rows) {}
+    ArrowColumn(const ArrowArray& columnArray, const char* arrowFormat, std::int64_t firstRow,
+                std::size_t rows)
+        : array(&columnArray), format(arrowFormat), first(columnArray.offset + firstRow), length(rows) {}
 
     bool isNull(std::size_t row) const { return array->buffers[0] != nullptr && !bit(0, row); }
 
@@ -33,6 +36,7 @@ public:
         return isNull(row) ? std::nullopt : std::optional(bit(1, row));
     }
     std::optional<std::string> text(std::size_t row) const;
+    Cell cellAt(std::size_t row) const;  // of a column of numbers, by the type that the stream states
 
     template <class T>
     std::span<const T> list(std::size_t row) const {
@@ -63,6 +67,7 @@ private:
     }
 
     const ArrowArray* array;
+    const char* format;
     std::int64_t first;
     std::size_t length;
 };

@@ -13,7 +13,7 @@
 #include "kova/failure.h"
 
 // Spectra as blocks of text. Intensities and times have no exponents, which not every reader of the format
-// knows. A file is staged and gets its name in finish(), so a run that fails or is interrupted leaves none
+// knows. A file is staged and gets its name in end(), so a run that fails or is interrupted leaves none
 // that looks complete.
 namespace kova_tool {
 namespace {
@@ -58,7 +58,7 @@ void writeTitle(OutputBuffer& out, const std::string& run, const PrecursorRow& p
 
 MgfFile::MgfFile(std::string filePath, const std::string& run)
     : path(std::move(filePath)), runName(titleName(run)) {
-    if (isStandardOutput()) {
+    if (path == "-") {
         out.emplace(STDOUT_FILENO);
         return;
     }
@@ -76,7 +76,7 @@ MgfFile::~MgfFile() {
     }
 }
 
-bool MgfFile::write(const MsmsSpectrum& spectrum) {
+bool MgfFile::add(const MsmsSpectrum& spectrum) {
     if (spectrum.mz.empty()) {
         ++leftOut;
         return true;
@@ -98,11 +98,19 @@ bool MgfFile::write(const MsmsSpectrum& spectrum) {
     return !file.closed();
 }
 
-void MgfFile::finish() {
+void MgfFile::end() {
     out->flush();
-    if (staged) {
-        staged->publish();
+    if (!staged) {
+        return;
     }
+    staged->publish();
+    OutputBuffer told;
+    told << path << ": " << NumberText(written) << " spectra, " << NumberText(peaksWritten) << " peaks";
+    if (leftOut > 0) {
+        told << "; " << NumberText(leftOut) << " without peaks left out";
+    }
+    told << '\n';
+    told.flush();
 }
 
 }  // namespace kova_tool

@@ -6,28 +6,23 @@
 
 #include "common/staged_output.h"
 #include "kova/output/output_buffer.h"
-#include "kova/run/msms_reader.h"
+#include "kova/verbs/msms_output.h"
 
 namespace kova_tool {
 
 // A file in Mascot Generic Format, which is there under its name when it is complete.
-class MgfFile {
+class MgfFile final : public MsmsOutput {
 public:
     // "-" writes to standard output. The run names the analysis in the titles of its spectra.
     MgfFile(std::string filePath, const std::string& run);
-    ~MgfFile();
+    ~MgfFile() override;
     MgfFile(const MgfFile&) = delete;
     MgfFile& operator=(const MgfFile&) = delete;
 
-    // A spectrum without peaks is left out, search programs do not like them. false: nobody reads any more.
-    bool write(const MsmsSpectrum& spectrum);
-    // Gives the file its name.
-    void finish();
-
-    bool isStandardOutput() const { return path == "-"; }
-    std::uint64_t spectra() const { return written; }
-    std::uint64_t spectraLeftOut() const { return leftOut; }
-    std::uint64_t peaks() const { return peaksWritten; }
+    // A spectrum without peaks is left out, search programs do not like them.
+    bool add(const MsmsSpectrum& spectrum) override;
+    // Gives the file its name, and says what is in it.
+    void end() override;
 
 private:
     std::string path;

@@ -41,15 +41,6 @@ struct MsmsOptions : CommonOptions {
     std::optional<std::string> mgf;
 };
 
-// Where spectra go.
-class MsmsOutput {
-public:
-    virtual ~MsmsOutput() = default;
-    // Returns whether to go on.
-    virtual bool add(const MsmsSpectrum& spectrum) = 0;
-    virtual void end() = 0;
-};
-
 MsmsDetail detailOf(const MsmsOptions& options) {
     if (!options.peaks) {
         return MsmsDetail::Spectra;
@@ -57,57 +48,12 @@ MsmsDetail detailOf(const MsmsOptions& options) {
     return options.profile ? MsmsDetail::ProfilePoints : MsmsDetail::Peaks;
 }
 
-class ListOutput : public MsmsOutput {
-public:
-    explicit ListOutput(const MsmsOptions& options)
-        : listing(out, options.format(), detailOf(options), options.top.value_or(kShownPeaks)) {}
-
-    bool add(const MsmsSpectrum& spectrum) override {
-        listing.add(spectrum);
-        return !out.closed();
-    }
-
-    void end() override {
-        listing.end();
-        out.flush();
-    }
-
-private:
-    OutputBuffer out;
-    MsmsListing listing;
-};
-
-class MgfOutput : public MsmsOutput {
-public:
-    explicit MgfOutput(const MsmsOptions& options) : path(*options.mgf), file(path, options.directory) {}
-
-    bool add(const MsmsSpectrum& spectrum) override { return file.write(spectrum); }
-
-    void end() override {
-        file.finish();
-        if (file.isStandardOutput()) {
-            return;
-        }
-        OutputBuffer out;
-        out << path << ": " << NumberText(file.spectra()) << " spectra, " << NumberText(file.peaks())
-            << " peaks";
-        if (file.spectraLeftOut() > 0) {
-            out << "; " << NumberText(file.spectraLeftOut()) << " without peaks left out";
-        }
-        out << '\n';
-        out.flush();
-    }
-
-private:
-    std::string path;
-    MgfFile file;
-};
-
 std::unique_ptr<MsmsOutput> makeOutput(const MsmsOptions& options) {
     if (options.mgf) {
-        return std::make_unique<MgfOutput>(options);
+        return std::make_unique<MgfFile>(*options.mgf, options.directory);
     }
-    return std::make_unique<ListOutput>(options);
+    return std::make_unique<MsmsListing>(options.format(), detailOf(options),
+                                         options.top.value_or(kShownPeaks));
 }
 
 // The library reads this many spectra ahead at most.

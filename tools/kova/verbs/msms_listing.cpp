@@ -80,9 +80,8 @@ MsmsSpectrum onlyStrongest(const MsmsSpectrum& spectrum, std::size_t count) {
     return reduced;
 }
 
-MsmsListing::MsmsListing(OutputBuffer& output, OutputFormat outputFormat, MsmsDetail listDetail,
-                         std::size_t shownPeaks)
-    : out(output), format(outputFormat), detail(listDetail), strongest(shownPeaks) {
+MsmsListing::MsmsListing(OutputFormat outputFormat, MsmsDetail listDetail, std::size_t shownPeaks)
+    : format(outputFormat), detail(listDetail), strongest(shownPeaks) {
     if (format == OutputFormat::Json) {
         out << '[';
     } else {
@@ -90,7 +89,7 @@ MsmsListing::MsmsListing(OutputBuffer& output, OutputFormat outputFormat, MsmsDe
     }
 }
 
-void MsmsListing::add(const MsmsSpectrum& spectrum) {
+bool MsmsListing::add(const MsmsSpectrum& spectrum) {
     if (!table) {
         addJson(spectrum);
     } else if (detail == MsmsDetail::Spectra) {
@@ -98,6 +97,7 @@ void MsmsListing::add(const MsmsSpectrum& spectrum) {
     } else {
         addPeaks(spectrum);
     }
+    return !out.closed();
 }
 
 void MsmsListing::end() {
@@ -106,6 +106,7 @@ void MsmsListing::end() {
     } else {
         out << (hasObjects ? "\n]\n" : "]\n");
     }
+    out.flush();
 }
 
 void MsmsListing::addSummary(const MsmsSpectrum& spectrum) {

@@ -7,7 +7,7 @@
 #include "kova/output/output_buffer.h"
 #include "kova/output/output_format.h"
 #include "kova/output/table_writer.h"
-#include "kova/run/msms_reader.h"
+#include "kova/verbs/msms_output.h"
 
 namespace kova_tool {
 
@@ -22,21 +22,20 @@ enum class MsmsDetail { Spectra, Peaks, ProfilePoints };
 
 // Writes spectra as they come, as rows; as JSON, one object per spectrum with
 // its peaks in arrays.
-class MsmsListing {
+class MsmsListing final : public MsmsOutput {
 public:
-    // A row per spectrum shows this many of its strongest peaks. The output must outlive the listing.
-    MsmsListing(OutputBuffer& output, OutputFormat outputFormat, MsmsDetail listDetail,
-                std::size_t shownPeaks);
+    // A row per spectrum shows this many of its strongest peaks.
+    MsmsListing(OutputFormat outputFormat, MsmsDetail listDetail, std::size_t shownPeaks);
 
-    void add(const MsmsSpectrum& spectrum);
-    void end();
+    bool add(const MsmsSpectrum& spectrum) override;
+    void end() override;
 
 private:
     void addJson(const MsmsSpectrum& spectrum);
     void addSummary(const MsmsSpectrum& spectrum);
     void addPeaks(const MsmsSpectrum& spectrum);
 
-    OutputBuffer& out;
+    OutputBuffer out;
     OutputFormat format;
     MsmsDetail detail;
     std::size_t strongest;

@@ -19,14 +19,13 @@ for, unless --raw is given. A query by m/z or 1/K0 fails at a frame without that
 )",
     "the peaks cannot all be read"};
 
-constexpr std::array<StreamColumn, 7> kPeakColumns = {
-    {{"frame", StreamColumn::Int64, {"frame", "frame", 6}},
-     {"time", StreamColumn::Float64, {"time", "time", 10, 3}},
-     {"scan", StreamColumn::UInt32, {"scan", "scan", 5}},
-     {"tof_index", StreamColumn::UInt32, {"index", "index", 8}},
-     {"intensity", StreamColumn::UInt32, {"intensity", "intensity", 10}},
-     {"mz", StreamColumn::Float64, {"mz", "m/z", 11, 5}},
-     {"one_over_k0", StreamColumn::Float64, {"one_over_k0", "1/K0", 7, 5}}}};
+constexpr std::array<StreamColumn, 7> kPeakColumns = {{{"frame", {"frame", "frame", 6}},
+                                                       {"time", {"time", "time", 10, 3}},
+                                                       {"scan", {"scan", "scan", 5}},
+                                                       {"tof_index", {"index", "index", 8}},
+                                                       {"intensity", {"intensity", "intensity", 10}},
+                                                       {"mz", {"mz", "m/z", 11, 5}},
+                                                       {"one_over_k0", {"one_over_k0", "1/K0", 7, 5}}}};
 
 constexpr std::uint32_t kColumns = KVR_COLUMN_FRAME | KVR_COLUMN_TIME | KVR_COLUMN_SCAN |
                                    KVR_COLUMN_TOF_INDEX | KVR_COLUMN_INTENSITY | KVR_COLUMN_MZ |

@@ -57,27 +57,14 @@ public:
         if (options.profile) {
             printProfile();
         } else {
-            printLines(reader.readLines(options.frame));
+            const LineColumns lines = reader.readLines(options.frame);
+            print("lines", kLineColumns, lines.positions, lines.mz, lines.intensities, lines.widths);
         }
         out.flush();
         return kExitOk;
     }
 
 private:
-    void printLines(const LineColumns& lines) {
-        if (options.json) {
-            writeJson("lines", lines.positions, lines.mz, lines.intensities, lines.widths);
-            return;
-        }
-        TableWriter table(out, options.format(), kLineColumns);
-        for (std::size_t i = 0; i < lines.positions.size() && !out.closed(); ++i) {
-            table.row(std::array<Cell, kLineColumns.size()>{
-                lines.positions[i], lines.mz ? Cell((*lines.mz)[i]) : Cell(), lines.intensities[i],
-                lines.widths ? Cell((*lines.widths)[i]) : Cell()});
-        }
-        table.end();
-    }
-
     void printProfile() {
         std::vector<std::uint32_t> indices;
         std::vector<std::uint32_t> intensities;
@@ -88,15 +75,21 @@ private:
                 intensities.push_back(profile[i]);
             }
         }
-        const OptionalValues mz = mzOf({indices.begin(), indices.end()});
+        print("profile", kProfileColumns, indices, mzOf({indices.begin(), indices.end()}), intensities, {});
+    }
+
+    void print(std::string_view kind, std::span<const Column> columns, const auto& indices, const auto& mz,
+               const auto& intensities, const std::optional<std::span<const float>>& widths) {
         if (options.json) {
-            writeJson("profile", indices, mz, intensities, std::nullopt);
+            writeJson(kind, indices, mz, intensities, widths);
             return;
         }
-        TableWriter table(out, options.format(), kProfileColumns);
+        TableWriter table(out, options.format(), columns);
         for (std::size_t i = 0; i < indices.size() && !out.closed(); ++i) {
-            table.row(std::array<Cell, kProfileColumns.size()>{
-                std::uint64_t{indices[i]}, mz ? Cell((*mz)[i]) : Cell(), std::uint64_t{intensities[i]}});
+            const std::array cells = {cell(std::optional(indices[i])), mz ? Cell((*mz)[i]) : Cell(),
+                                      cell(std::optional(intensities[i])),
+                                      widths ? Cell((*widths)[i]) : Cell()};
+            table.row(std::span(cells).first(columns.size()));
         }
         table.end();
     }

@@ -4,23 +4,6 @@
 
 // Ends when nobody reads any more (`| head`), which stops the threads of the library too.
 namespace kova_tool {
-namespace {
-
-Cell cellOf(const ArrowColumn& column, StreamColumn::Type type, std::size_t row) {
-    switch (type) {
-        case StreamColumn::Int64:
-            return cell(column.value<std::int64_t>(row));
-        case StreamColumn::UInt32:
-            return cell(column.value<std::uint32_t>(row));
-        case StreamColumn::UInt64:
-            return cell(column.value<std::uint64_t>(row));
-        default:
-            return cell(column.value<double>(row));
-    }
-}
-
-}  // namespace
-
 void writeStream(ArrowStream& stream, std::span<const StreamColumn> columns, OutputFormat format,
                  OutputBuffer& out) {
     std::vector<Column> shown;
@@ -36,7 +19,7 @@ void writeStream(ArrowStream& stream, std::span<const StreamColumn> columns, Out
         }
         for (std::size_t row = 0; row < stream.rows() && !out.closed(); ++row) {
             for (std::size_t i = 0; i < columns.size(); ++i) {
-                cells[i] = cellOf(values[i], columns[i].type, row);
+                cells[i] = values[i].cellAt(row);
             }
             table.row(cells);
         }

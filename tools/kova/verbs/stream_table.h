@@ -11,7 +11,6 @@ namespace kova_tool {
 // A column of a stream, and how it is shown.
 struct StreamColumn {
     std::string_view name;  // in the stream
-    enum Type { Int64, UInt32, UInt64, Float64 } type;
     Column shown;
 };
 

@@ -19,11 +19,10 @@ frame with another calibration is counted at the index that is nearest to its m/
 )",
     "the frames cannot all be read"};
 
-constexpr std::array<StreamColumn, 4> kSumColumns = {
-    {{"tof_index", StreamColumn::UInt32, {"index", "index", 9}},
-     {"mz", StreamColumn::Float64, {"mz", "m/z", 12, 5}},
-     {"intensity", StreamColumn::UInt64, {"intensity", "intensity", 14}},
-     {"count", StreamColumn::UInt64, {"count", "count", 9}}}};
+constexpr std::array<StreamColumn, 4> kSumColumns = {{{"tof_index", {"index", "index", 9}},
+                                                      {"mz", {"mz", "m/z", 12, 5}},
+                                                      {"intensity", {"intensity", "intensity", 14}},
+                                                      {"count", {"count", "count", 9}}}};
 
 int runSum(const QueryOptions& options) {
     return answer(options, {UsualFrames::Survey, QueryWork::BeforeWriting}, kvr_summed_spectrum,
