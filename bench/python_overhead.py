@@ -21,7 +21,6 @@ import numpy as np
 
 import kovadata
 from kovadata._arrays import address
-from kovadata._arrow_c import ArrowArray
 from kovadata._queries import Watch, control
 
 DENSE, SMALL, LONG = "24x300000-type2-msms0.d", "10000x300-type2-msms8.d", "100000x300-type2-msms8.d"
@@ -29,9 +28,9 @@ DENSE, SMALL, LONG = "24x300000-type2-msms0.d", "10000x300-type2-msms8.d", "1000
 
 def drain(analysis, name, *arguments):
     """Takes a stream of the library to its end without looking at what is in it."""
-    stream, batch = analysis._run.stream(name, *arguments), ArrowArray()
-    while not stream.structure.get_next(stream.address, ctypes.addressof(batch)) and batch.release:
-        batch.release(ctypes.addressof(batch))
+    stream = analysis._run.stream(name, *arguments)
+    while stream._next() is not None:
+        pass
 
 
 def frame_rows(analysis, name, count):
