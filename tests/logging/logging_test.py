@@ -96,10 +96,11 @@ class Places(LoggingTest):
                 self.assertEqual(len(list(self.folder.rglob("*.log"))), number)
                 self.assertEqual(self.said((self.folder / (name + ".log")).read_text()), [2])
 
-    def test_a_relative_log_file_stays_where_it_began(self):
-        self.put("work/kovadata-log.ini", EVERYTHING + "[sink.one]\ntype=rolling-file\nfile=a.log\nmax_size=1k\n")
+    def test_log_files_stay_where_they_began_and_may_be_at_home(self):
+        sink = "type=rolling-file\nmax_size=1k\n"
+        self.put("work/kovadata-log.ini", EVERYTHING + f"[sink.one]\n{sink}file=a.log\n[sink.two]\n{sink}file=~/b.log\n")
         self.host("say 10", "chdir", "say 100")
-        self.assertTrue((self.folder / "work/a.4.log").exists())
+        self.assertTrue((self.folder / "work/a.4.log").exists() and (self.folder / "home/b.log").exists())
 
     def test_a_broken_configuration_costs_one_line(self):
         cases = [("[levels]\nroot = loud\n", "log.ini: [levels] root = loud is not understood"),
@@ -129,12 +130,17 @@ class Streams(LoggingTest):
 
     def test_nothing_is_lost_when_signals_interrupt_a_slow_pipe(self):
         environment = {**os.environ, **self.sink(type="stdout")}
-        with subprocess.Popen([HOST, "load", "signals", "say 2000"], stdout=subprocess.PIPE, env=environment) as host:
-            text = b""
-            while part := os.read(host.stdout.fileno(), 4096):
-                time.sleep(0.01)  # so that the pipe is full
-                text += part
-        self.assertEqual(self.said(text.decode()), [2000])
+        for is_blocking in (True, False):
+            reading, writing = os.pipe()
+            os.set_blocking(writing, is_blocking)
+            with subprocess.Popen([HOST, "load", "signals", "say 2000"], stdout=writing, env=environment):
+                os.close(writing)
+                text = b""
+                while part := os.read(reading, 4096):
+                    time.sleep(0.01)  # so that the pipe is full
+                    text += part
+            os.close(reading)
+            self.assertEqual(self.said(text.decode()), [2000])
 
     def on_terminal(self, **variables):
         ours, theirs = pty.openpty()

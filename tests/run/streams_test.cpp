@@ -90,18 +90,47 @@ TEST(Queries, ByMzNeedACalibrationAndOthersGiveNull) {
     fixtures::AnalysisBuilder builder;
     builder.frame({{{100, 5}}}).frame({{{200, 6}}}, {.mzCalibration = 9});
     const run::OpenRun opened(builder);
+    kvr_control control = run::control(1);
     run::Table table = run::read(
-        [&](ArrowArrayStream* stream) { return kvr_peaks(opened.run, nullptr, 0, nullptr, stream); });
+        [&](ArrowArrayStream* stream) { return kvr_peaks(opened.run, nullptr, 0, &control, stream); });
     ASSERT_EQ(table["mz"].size(), 2U);
     EXPECT_EQ(table["mz"][0].size(), 1U);
     EXPECT_EQ(table["mz"][1].size(), 0U);
     kvr_query query = run::emptyQuery();
     const kvr_range mz = {0, 1e6};
     query.mz = &mz;
-    EXPECT_EQ(run::failureOf([&](ArrowArrayStream* stream) {
-                  return kvr_peaks(opened.run, &query, 0, nullptr, stream);
-              }),
-              "No m/z trafo available.");
+    const auto failure = [&] {
+        return run::failureOf(
+            [&](ArrowArrayStream* stream) { return kvr_peaks(opened.run, &query, 0, &control, stream); });
+    };
+    EXPECT_EQ(failure(), "No m/z trafo available.");
+    fixtures::WriterProcess(opened.directory / "analysis.kvd").execute("DROP TABLE MzCalibration");
+    control.skip_damaged = 1;  // a database that fails is no damaged frame
+    EXPECT_EQ(failure(), "no such table: MzCalibration");
+}
+
+// As programs write what they do not know, and what nobody has counted.
+TEST(Tables, HaveNullForWhatIsNotKnown) {
+    const fixtures::TempDirectory directory;
+    fixtures::AnalysisBuilder builder;
+    builder.frame({{{1, 1}}}).frame({{{2, 2}}}).sql("UPDATE Frames SET NumScans=7-4*Id*Id");
+    builder.precursor({.id = 1, .parent = 1, .largestPeakMz = 500.0, .monoisotopicMz = 0.0, .charge = 0});
+    builder.precursor({.id = 2, .parent = 2, .charge = 2}).zorelMsMs(1, 1, 7, 9).zorelMsMs(1, 2, 3, 5);
+    builder.write(directory.path());
+    fixtures::writeSmallCalibrationStore(directory.path());
+    fixtures::WriterProcess(directory / "calibration.sqlite").execute("DROP TABLE KovaCalibrationMapping");
+    const run::OpenRun opened(directory.path());
+    const std::tuple<std::uint32_t, const char*, std::vector<std::vector<double>>> cases[] = {
+        {KVR_TABLE_FRAMES, "scans", {{3}, {}}},      {KVR_TABLE_PRECURSORS, "mz", {{500}, {}}},
+        {KVR_TABLE_PRECURSORS, "charge", {{}, {2}}}, {KVR_TABLE_ISOLATIONS, "precursor", {{2}, {1}}},
+        {KVR_TABLE_STATES, "mass_frames", {{2}}},    {KVR_TABLE_STATES, "mobility_frames", {{}}}};
+    for (const auto& [kind, column, values] : cases) {
+        EXPECT_EQ(run::read([&, asked = kind](ArrowArrayStream* stream) {
+                      return kvr_table(opened.run, asked, stream);
+                  })[column],
+                  values)
+            << column;
+    }
 }
 
 // An axis that is left open has the range of the query, or else what the frames can hold.
