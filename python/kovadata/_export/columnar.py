@@ -22,6 +22,8 @@ _TELLING = {"frame": ("frame", "time", "ms_level"), "mz": ("mz", "tof_index")}
 _AT_ONCE = 1 << 15  # so many values of a column are in the processor's cache from step to step
 # Bytes of a page. Each is compressed with a context made for it, which asks for the kind of processor: slow in virtual machines.
 _PAGES = 1 << 20
+# Rows of a page. Later versions of pyarrow would begin one after 20,000 rows by themselves. Sorted by m/z, a reader leaves out pages.
+_ROWS_OF_PAGES = {"frame": 1 << 20, "mz": 1 << 17}
 
 
 def _encodings(schema: Any, plan: Plan) -> Dict[str, Tuple[str, Optional[int]]]:
@@ -40,13 +42,12 @@ def _compression(codec: str, chosen: Dict[str, Tuple[str, Optional[int]]]) -> Di
             "compression_level": {name: level for name, (_, level) in chosen.items() if level is not None}}
 
 
-def _page_limits() -> Dict[str, int]:
-    """Pages of so many bytes, however many rows that are: later versions of pyarrow would begin one after 20,000."""
+def _page_limits(layout: str) -> Dict[str, int]:
     from pyarrow import parquet
 
     limits = {"data_page_size": _PAGES}
     if "max_rows_per_page" in inspect.signature(parquet.ParquetWriter.__init__).parameters:
-        limits["max_rows_per_page"] = _PAGES
+        limits["max_rows_per_page"] = _ROWS_OF_PAGES[layout]
     return limits
 
 
@@ -82,7 +83,7 @@ class ParquetSink:
             use_dictionary=[name for name, (encoding, _) in chosen.items() if encoding == _DICTIONARY] if chosen else True,
             column_encoding={name: encoding for name, (encoding, _) in chosen.items() if encoding != _DICTIONARY} or None,
             sorting_columns=parquet.SortingColumn.from_ordering(schema, order) if order else None,
-            **_page_limits(), **_compression(plan.compression, chosen))
+            **_page_limits(plan.layout), **_compression(plan.compression, chosen))
 
     def write(self, rows: Any) -> None:
         self._writer.write_table(rows, row_group_size=max(rows.num_rows, 1))

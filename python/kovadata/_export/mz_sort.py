@@ -60,7 +60,8 @@ class _Record:
         import pyarrow as pa
 
         def column(field: Any) -> Any:
-            array = values[field.name].astype(field.type.to_pandas_dtype())
+            array = _room(len(values), np.dtype(field.type.to_pandas_dtype()))
+            np.copyto(array, values[field.name], casting="unsafe")
             if field.name == "frame":
                 array += self.first
             missing = (np.isnan(array) if array.dtype.kind == "f" else array == -1) if field.nullable else None
@@ -70,7 +71,7 @@ class _Record:
 
 
 def sorted_by_mz(source: Source, schema: Any) -> Iterator[Any]:
-    """Tables of pyarrow of `ROWS` peaks, or four times as many in large runs, in the columns of the schema."""
+    """Tables of pyarrow of `ROWS` peaks, or up to four times as many in large runs, in the columns of the schema."""
     record = _Record(source, schema)
     memory, size = source.plan.memory, record.dtype.itemsize
     workers = min(source.plan.threads, 2 if memory > _FOR_TWO else 1)
@@ -80,9 +81,27 @@ def sorted_by_mz(source: Source, schema: Any) -> Iterator[Any]:
     source.progress.begin("frames dealt out")
     chunks = _chunks(source, record, max(memory // (_OF_CHUNKS * size), 1))
     ranges = _dealt_out(source, chunks, edges, record.dtype) if len(edges) else _undivided(chunks, record.dtype)
-    peaks = int(source.frames["peaks"].clip(0).sum())
+    is_large = int(source.frames["peaks"].clip(0).sum()) >= _MANY * ROWS
+    larger = min(memory // _FOR_TWO, 4) if is_large else 1
     tables = in_order(ranges, lambda values: record.table(_in_order(values), schema), workers)
-    yield from _row_groups(tables, ROWS if peaks < _MANY * ROWS else 4 * ROWS)
+    yield from _row_groups(tables, ROWS * max(larger, 1))
+
+
+def _room(count: int, dtype: np.dtype) -> np.ndarray:
+    """An array from the memory of pyarrow, which has no gaps between what comes and goes: those of malloc took as much as all else."""
+    import pyarrow as pa
+
+    return np.frombuffer(pa.allocate_buffer(count * dtype.itemsize, resizable=False), dtype, count) if count else np.empty(0, dtype)
+
+
+def _give_back() -> None:
+    """Gives the system what is free, before something else is allocated in other sizes."""
+    import pyarrow as pa
+
+    pa.default_memory_pool().release_unused()
+    trim = getattr(ctypes.CDLL(None), "malloc_trim", None)
+    if trim is not None:
+        trim(0)
 
 
 def _edges(source: Source, at_once: int) -> np.ndarray:
@@ -105,7 +124,7 @@ def _chunks(source: Source, record: _Record, size: int) -> Iterator[np.ndarray]:
     import pyarrow.compute as compute
 
     least, names = source.plan.min_intensity, record.dtype.names or ()
-    chunk, filled = np.empty(size, record.dtype), 0
+    chunk, filled = _room(size, record.dtype), 0
     for batch in source.peak_batches(names, max(min(1 << 18, size // 2), 1)):
         if least > 0:
             batch = batch.filter(compute.greater_equal(batch.column("intensity"), least))
@@ -132,6 +151,7 @@ def _dealt_out(source: Source, chunks: Iterator[np.ndarray], edges: np.ndarray, 
     with tempfile.TemporaryFile(dir=folder, prefix=".kovadata-sort-") as peaks, \
             tempfile.TemporaryFile(dir=folder, prefix=".kovadata-sort-") as counted:
         places = _deal(chunks, edges, peaks, counted)
+        _give_back()
         source.progress.begin("ranges of m/z sorted")
         for part, counts in enumerate(_by_part(counted, len(places), parts)):
             yield _part(peaks, record, places, counts)
@@ -144,10 +164,10 @@ def _deal(chunks: Iterator[np.ndarray], edges: np.ndarray, peaks: IO[bytes], cou
     starts = [0]
     dealt = np.empty(0)
     for chunk in chunks:
-        dealt = dealt if len(dealt) else np.empty_like(chunk)
+        dealt = dealt if len(dealt) else _room(len(chunk), chunk.dtype)
         number = np.searchsorted(edges, chunk["mz"], side="right").astype(np.uint16 if len(edges) < 1 << 16 else np.uint32)
         order = np.argsort(number, kind="stable")
-        chunk.take(order, out=dealt[:len(chunk)], mode="clip")  # other modes make a copy first
+        chunk.take(order, out=dealt[:len(chunk)], mode="clip")
         peaks.write(dealt[:len(chunk)].view(np.uint8).data)
         counted.write(np.bincount(number, minlength=len(edges) + 1).astype(np.uint32).data)
         starts.append(starts[-1] + len(chunk))
@@ -172,7 +192,7 @@ def _folder(output: pathlib.Path) -> str:
 
 def _part(peaks: IO[bytes], record: np.dtype, places: np.ndarray, counts: np.ndarray) -> np.ndarray:
     """The peaks of one range, from all chunks."""
-    values = np.empty(int(counts.sum()), record)
+    values = _room(int(counts.sum()), record)
     bytes_of = values.view(np.uint8).data if len(values) else memoryview(b"")
     end = 0
     filled = np.flatnonzero(counts)
@@ -191,8 +211,11 @@ def _in_order(values: np.ndarray) -> np.ndarray:
     """Sorts by m/z and then by place. Mostly all frames have one calibration, and then indices are sorted, which is fastest."""
     if len(values) < 2:
         return values
-    found = values.take(by_index(values["tof_index"]))
-    return found if _ascends(found["mz"]) else values.take(_by_keys(np.ascontiguousarray(values["mz"])))
+    found = _room(len(values), values.dtype)
+    values.take(by_index(values["tof_index"]), out=found, mode="clip")  # other modes make a copy first
+    if not _ascends(found["mz"]):
+        values.take(_by_keys(np.ascontiguousarray(values["mz"])), out=found, mode="clip")
+    return found
 
 
 def _ascends(mz: np.ndarray) -> bool:
