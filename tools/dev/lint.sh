@@ -27,15 +27,24 @@ part_cppcheck() {
 
 part_mypy() { (cd python && ../build/python/venv/bin/mypy); }
 
-# Source files that a change since REVISION touches; for a header, the file of its name or else one that includes it.
+# A source file that a file is part of: for a header, the one of its name or else one that includes it, if only by others.
+source_of() {
+  local includer
+  if [ -e "${1%.*}.cpp" ]; then
+    echo "${1%.*}.cpp"
+    return
+  fi
+  for includer in $(git grep -lF "#include \"${1#src/}\"" -- src); do
+    source_of "$includer" && return
+  done
+  return 1
+}
+
+# Source files that a change since REVISION touches.
 touched_sources() {
   local file
   git diff --name-only --diff-filter=d --merge-base "$1" -- 'src/*.cpp' 'src/*.h' | while read -r file; do
-    if [ -e "${file%.*}.cpp" ]; then
-      echo "${file%.*}.cpp"
-    else
-      git grep -lF "#include \"${file#src/}\"" -- 'src/*.cpp' | sed -n 1p
-    fi
+    source_of "$file" || echo "no source file includes $file" >&2
   done | sort -u
 }
 
