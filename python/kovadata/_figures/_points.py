@@ -11,6 +11,9 @@ from ._chart import Chart, new_figure
 from ._steps import _legend
 from ._theme import SERIES_COLOURS, themed
 
+# So many letters have room in a line.
+_LONG_NAMES = 40
+
 
 class Points(NamedTuple):
     """A series: its name and places."""
@@ -39,7 +42,10 @@ def points(name: str, series: Sequence[Points], *, x_label: str, y_label: str, h
             themed(drawn.glyph, fill_color=colour)
         sources[one.name] = source
         items.append(LegendItem(label=one.name, renderers=[drawn]))
-    made.add_layout(_legend(items))
+    if sum(len(one.name) for one in series) > _LONG_NAMES:
+        made.add_layout(_legend(items, "vertical"), "below")
+    else:
+        made.add_layout(_legend(items))
     chart = Chart(made, sources)
     chart.limit(*(_span(np.concatenate([np.asarray(part, float) for part in parts]), room) for parts, room in (
         ([one.x for one in series], 0.02), ([one.y for one in series], 0.12))))

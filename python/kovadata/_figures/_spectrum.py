@@ -7,7 +7,7 @@ zoom where there is a server; what is saved as numbers is everything.
 from __future__ import annotations
 
 import dataclasses
-from typing import Any, Callable, NamedTuple, Optional, Sequence, Tuple
+from typing import Any, Callable, NamedTuple, Optional, Tuple
 
 import numpy as np
 from bokeh.core.properties import value
@@ -15,6 +15,7 @@ from bokeh.models import ColumnDataSource, HoverTool, LabelSet, Range1d, Span
 
 from ..plot._labels import tallest
 from ..plot._spectrum import with_zeros
+from ..plot._style import view
 from ._chart import FONT, MZ_LABEL, Chart, count_axis, new_figure, thousands
 from ._theme import themed
 
@@ -78,6 +79,10 @@ class SpectrumChart(Chart):
         top = float(line.intensity.max(initial=0)) * _HEADROOM or 1.0
         low = 0.0 if profile is None else -_HEADROOM * float(shown.intensity.max(initial=0))
         self.limit(y=(low, top))
+        self.label(line, limits, width)
+
+    def label(self, line: Stems, limits: Tuple[float, float], width: int = 0) -> None:
+        """Labels the strongest peaks in the limits."""
         places = chosen_labels(line, limits, self.num_labels, width or 900)
         self.sources["labels"].data = {"mz": line.mz[places], "intensity": line.intensity[places],
                                        "text": [self.label_text(mz) for mz in line.mz[places]]}
@@ -145,9 +150,14 @@ def spectrum(name: str, *, height: int = 240, x_range: Optional[Any] = None, tit
     return SpectrumChart(made, sources, labels, marker, lambda mz: f"{mz:.{digits}f}", stems.glyph)
 
 
-def show_spectrum(chart: SpectrumChart, stems: Stems, **more: Any) -> None:
-    """Draws a spectrum over all of its m/z."""
-    chart.show(stems, **more)
-    ends: Sequence[float] = (float(stems.mz[0]), float(stems.mz[-1])) if len(stems.mz) else (0.0, 1.0)
-    margin = 0.02 * (ends[1] - ends[0]) or 1.0
-    chart.limit(x=(ends[0] - margin, ends[1] + margin))
+def show_spectrum(chart: SpectrumChart, stems: Stems, width: int, marked: Optional[float] = None) -> None:
+    """Draws a spectrum for a page without a server: all of it, of which what has signal is in view, and an m/z that is marked."""
+    chart.show(stems, width=width)
+    low, high = view(stems.mz, stems.intensity, None) if stems.intensity.any() else (0.0, 1.0)
+    if marked is not None:
+        low, high = min(low, marked - 5), max(high, marked + 5)
+        chart.marker.update(location=marked, visible=True)
+    margin = 0.5 * _LABEL_WIDTH / width * (high - low)  # so that outermost peaks have room for their labels
+    limits = low - margin, high + margin
+    chart.limit(x=limits)
+    chart.label(stems, limits, width)

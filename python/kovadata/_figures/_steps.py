@@ -51,8 +51,8 @@ def steps(name: str, series: Sequence[Steps], *, x_label: str, y_label: str, hei
     return chart
 
 
-def _legend(items: Sequence[LegendItem]) -> Legend:
-    legend = Legend(items=list(items), location="top_right", orientation="horizontal", click_policy="hide",
+def _legend(items: Sequence[LegendItem], orientation: str = "horizontal") -> Legend:
+    legend = Legend(items=list(items), location="top_right", orientation=orientation, click_policy="hide",
                     border_line_color=None, background_fill_alpha=0, padding=2, margin=0, label_text_font_size="12px",
                     visible=len(items) > 1)
     return themed(legend, label_text_color="ink")

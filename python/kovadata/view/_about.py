@@ -23,7 +23,7 @@ class About(Panel):
     def _facts(self) -> List[Any]:
         run, table = self.run, self.run.table
         facts = [("Directory", run.named.path), ("Kind", "with ion mobility" if run.has_mobility else "spectra without mobility")]
-        facts += [(name, value) for name, value in run.analysis._known_facts()]
+        facts += [(name.replace("1/K0", "1/K\u2080"), value) for name, value in run.analysis._known_facts()]
         peaks = table["peaks"]
         if len(table) and (peaks >= 0).all():
             facts.append(("peaks", count_text(int(peaks.sum()))))

@@ -213,6 +213,7 @@ class Boxes(Panel):
                 if found.mobilogram is not None:
                     mobilograms.append(self._mobilogram_series(box.name, found.mobilogram, colour))
         self.chromatogram.figure.xaxis.axis_label = self.run.time_label
+        self.chromatogram.figure.xaxis.ticker.min_interval = 1.0 if np.isnan(self.run.seconds_per_unit) else 0.0
         self.mobilogram.figure.xaxis.axis_label = MOBILITY_LABEL if self.run.has_mobility_calibration else SCAN_LABEL
         self.chromatogram.show(chromatograms)
         self.mobilogram.show(mobilograms)

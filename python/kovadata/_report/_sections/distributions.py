@@ -2,11 +2,12 @@
 
 from __future__ import annotations
 
-from typing import Dict, List
+from typing import Dict, List, Tuple
 
 import numpy as np
 
 from ..._figures import Steps, short_count, steps
+from ...plot._style import view
 from .._numbers import Histogram, Run
 from .blocks import Block, Detail, Picture, Section, Text, quantile
 
@@ -25,6 +26,8 @@ def distributions(run: Run, _: Detail, prefix: str) -> Section:
         unit = "frames" if over == "peaks" and run.measured.has_mobility else "spectra" if over == "peaks" else unit
         made = steps(f"{prefix}histogram-{over}", [Steps(one.of, one.edges, one.counts) for one in parts], x_label=label,
                      y_label=unit, title=title, digits=digits, is_log=over == "intensity")
+        if over == "mz":
+            made.limit(x=_signal(parts))
         blocks.append(Picture(made.figure, _sentence(over, parts), True))
     if not blocks:
         return Section("Distributions", [Text("There are no peaks to count.")])
@@ -33,6 +36,12 @@ def distributions(run: Run, _: Detail, prefix: str) -> Section:
     if missing:
         blocks.append(Text(f"There is no distribution of {' and '.join(missing)}: no peaks, or no calibration."))
     return Section("Distributions", [Text(_sample(found.frames, found.sampled)), *blocks])
+
+
+def _signal(parts: List[Histogram]) -> Tuple[float, float]:
+    """The range of nearly all peaks; the rest is seen by zooming out."""
+    ends = [view((one.edges[:-1] + one.edges[1:]) / 2, one.counts, None, strong=None) for one in parts]
+    return min(low for low, _ in ends), max(high for _, high in ends)
 
 
 def _sample(frames: Dict[str, int], sampled: Dict[str, int]) -> str:

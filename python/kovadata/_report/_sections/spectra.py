@@ -30,9 +30,8 @@ def spectra(run: Run, detail: Detail, prefix: str) -> Section:
     blocks: List[Block] = [Text(about)]
     for place, one in enumerate(shown):
         made = spectrum(f"{prefix}spectrum-{place + 1}", height=230, title=_title(one, axis), labels=7, digits=3)
-        show_spectrum(made, _stems(one, detail.peaks), width=_WIDTH)
-        if one.precursor_mz is not None and np.isfinite(one.precursor_mz):
-            made.marker.update(location=one.precursor_mz, visible=True)
+        is_known = one.precursor_mz is not None and np.isfinite(one.precursor_mz)
+        show_spectrum(made, _stems(one, detail.peaks), _WIDTH, one.precursor_mz if is_known else None)
         blocks.append(Picture(made.figure, _sentence(one), True))
     return Section(_TITLE, blocks)
 

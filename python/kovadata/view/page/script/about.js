@@ -8,7 +8,8 @@ export const replies = {
     fill("fact-table", pairs(facts))
     fill("metadata-table", pairs(metadata))
     const range = (ends, count) => ends && ends[0] != null ? `${digits(Math.min(...ends), count)} \u2013 ${digits(Math.max(...ends), count)}` : "not calibrated"
-    fill("calibration-table", calibrations.map((one) => row([one.mz < 0 ? "not stated" : String(one.mz), one.mobility < 0 ? "not stated" : String(one.mobility), counts(one.frames),
+    const number = (id) => ({text: id < 0 ? "not stated" : String(id), attributes: {class: "number"}})
+    fill("calibration-table", calibrations.map((one) => row([number(one.mz), number(one.mobility), counts(one.frames),
       one.error ?? range(one.mz_ends, 2), range(one.mobility_ends, 4)])))
   },
 }

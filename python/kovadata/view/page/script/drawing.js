@@ -38,8 +38,17 @@ export function watchZoom(name) {
   figure.properties.inner_height.change.connect(last)
 }
 
+// On a narrow screen there is no room for many labels, nor for aligning figures of different kinds.
+export function fit(name) {
+  if (innerWidth > 700) return
+  const figure = kovaFigures.model(name)
+  if (name == "chromatogram" || name == "frame_spectrum") figure.setv({min_border_right: 14}, {sync: false})
+  for (const {ticker} of figure.below) ticker.setv({desired_num_ticks: Math.min(ticker.desired_num_ticks, 4)}, {sync: false})
+}
+
 // A figure that the session has added.
 function place(name) {
+  fit(name)
   kovaFigures.apply()
   if (name in redrawn) watchZoom(name)
   if (name == "frame_spectrum") watchSpectrum()

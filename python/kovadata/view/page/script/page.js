@@ -51,6 +51,7 @@ async function embed() {
     const {pull_session} = Bokeh.require("client/connection"), {_get_ws_url} = Bokeh.require("embed/server")
     const {document: figures} = await pull_session(_get_ws_url(), told.token, "")
     document.body.dataset.kind = told.replies.find(({what}) => what == "kind").mobility ? "mobility" : "spectra"
+    for (const {name} of figures.roots()) if (name != "link") drawing.fit(name)
     kovaFigures.apply()
     const places = new Proxy([], {get: (_, place) => canvasOf(figures.roots()[place]?.name)})
     await Bokeh.embed.add_document_standalone(figures, at("link"), places)

@@ -69,6 +69,7 @@ export const replies = {
     const last = Math.min(told.first + told.rows.length, told.found)
     at("page-text").textContent = told.found ? `${counts(told.first + 1)} \u2013 ${counts(last)} of ${counts(told.found)}` +
       (told.found < told.total ? `, ${counts(told.total)} without filters` : "") : told.total ? "none fits the filters" : "this run has no precursors"
+    for (const one of [at("filter-form"), at("precursor-table").parentElement, at("page-back"), at("page-on")]) one.hidden = !told.total
     at("page-back").disabled = told.first == 0
     at("page-on").disabled = last >= told.found
   },

@@ -39,6 +39,12 @@ export const replies = {
     at("chart-frame_spectrum").querySelector("figcaption").textContent = told.forms > 1 ? "Profile above, lines below" : "Spectrum"
     all(".frame-word").forEach((one) => { one.textContent = word[0].toUpperCase() + word.slice(1) })
     at("map-frames").textContent = told.levels.includes(1) ? "MS1 frame" : "frame"
+    // Boxes have ranges of what the run has.
+    for (const [name, isThere] of [["mobility0", told.mobility_calibration], ["time0", told.label.includes("time")]]) {
+      const ends = at("box-form").elements[name].closest("fieldset")
+      ends.hidden = !isThere
+      for (const one of all("input", ends)) if (!isThere) one.value = ""
+    }
     at("levels").hidden = !(told.levels.includes(1) && told.levels.includes(2))
     if (!told.mobility && ["tab-boxes", "tab-precursors"].includes(document.querySelector(".side [aria-selected=true]").id)) openTab("tab-about")
     if (!told.mobility) openTab("tab-view-frame")
