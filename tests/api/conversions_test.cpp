@@ -40,29 +40,6 @@ protected:
     api::Analysis analysis{builder().write(directory.path())};
 };
 
-// Expected values are those of the formulas as the header states them.
-TEST_F(Conversions, FollowTheCalibrationAndItsInverse) {
-    const auto expectPair = [this](Conversion there, double from, Conversion back, double to) {
-        double value = from;
-        EXPECT_EQ(there(analysis.handle, 1, &value, &value, 1), 1U) << api::lastError();
-        EXPECT_NEAR(value, to, 1e-12 * std::abs(to));
-        EXPECT_EQ(back(analysis.handle, 1, &to, &value, 1), 1U) << api::lastError();
-        EXPECT_NEAR(value, from, 1e-9);
-    };
-    for (const double mz : {100.0, 622.0289, 1699.0}) {
-        const double time = 300.0 + std::sqrt(1e12 / 160000.0 * mz) + 0.005 * mz;
-        expectPair(kova_mz_to_index, mz, kova_index_to_mz, (time - 24000.0) / 0.2);
-    }
-    for (const double scan : {0.0, 34.0, 450.5, 899.0, 5000.0}) {
-        const double voltage = 190.0 + (scan - 33.0 - 1.0) * (70.0 - 190.0) / 900.0;
-        expectPair(kova_scannum_to_voltage, scan, kova_voltage_to_scannum, voltage);
-        if (voltage > 0.0) {  // nothing is clipped, and after the ramp there is no 1/K0
-            expectPair(kova_scannum_to_oneoverk0, scan, kova_oneoverk0_to_scannum,
-                       1.0 / (115.45 / voltage + 0.01737));
-        }
-    }
-}
-
 TEST_F(Conversions, FailuresHaveTheirTexts) {
     const std::pair<std::int64_t, const char*> masses[] = {
         {-1, "No m/z trafo available."},

@@ -133,6 +133,32 @@ TEST(Tables, HaveNullForWhatIsNotKnown) {
     }
 }
 
+// Of two frames of one calibration, to which a re-calibrated state gives two.
+TEST(Tables, Have1OverK0ByTheStateInUse) {
+    const fixtures::TempDirectory directory;
+    fixtures::AnalysisBuilder builder;
+    builder.frame({{}}).frame({{}}).precursor({.id = 1, .parent = 1, .scanNumber = 300.0});
+    builder.precursor({.id = 2, .parent = 2, .scanNumber = 300.0}).write(directory.path());
+    fixtures::writeSmallCalibrationStore(directory.path());
+    EXPECT_EQ(fixtures::WriterProcess(directory / "calibration.sqlite")
+                  .execute("CREATE TABLE T AS SELECT * FROM KovaCalibration; UPDATE T SET Id=2, C2=C2+5;"
+                           "INSERT INTO KovaCalibration SELECT * FROM T;"
+                           "UPDATE KovaCalibrationMapping SET KovaCalibrationId=2 WHERE FrameId=2"),
+              "");
+    const run::OpenRun opened(directory.path(), {.calibration = KVR_CALIBRATION_FIRST});
+    std::vector<std::vector<double>> expected;
+    for (const std::int64_t frame : {1, 2}) {
+        double value = 300.0;
+        kova_scannum_to_oneoverk0(kvr_lend_handle(opened.run), frame, &value, &value, 1);
+        expected.push_back({value});
+    }
+    EXPECT_NE(expected[0], expected[1]);
+    EXPECT_EQ(run::read([&](ArrowArrayStream* stream) {
+                  return kvr_table(opened.run, KVR_TABLE_PRECURSORS, stream);
+              })["one_over_k0"],
+              expected);
+}
+
 // An axis that is left open has the range of the query, or else what the frames can hold.
 TEST(Axes, AreCompletedOrRefusedWithAText) {
     const run::OpenRun opened(frames(2).digitizerSamples(5000));
