@@ -3,8 +3,6 @@
 
 #include <sstream>
 
-#include <sys/stat.h>
-
 #include <gtest/gtest.h>
 #include <spdlog/sinks/ostream_sink.h>
 
@@ -33,14 +31,6 @@ TEST(KvdReader, OperationsOfTheOtherCompressionFail) {
     EXPECT_EQ(failureOf([&] { byScan.getDecompressedScanData(1, 0, start, end); }),
               "Unexpected call to getDecompressedScanData for analysis with scan compression");
     EXPECT_EQ(failureOf([&] { byFrame.hintWillReadScanRange(1, 2, 1); }), "scan_end must be >= scan_begin.");
-}
-
-TEST(KvdReader, PipeInPlaceOfTheBlobFileNeitherHangsNorOpens) {
-    const fixtures::TempDirectory directory;
-    AnalysisBuilder().write(directory.path());
-    std::filesystem::remove(directory / "analysis.kvd_bin");
-    ASSERT_EQ(mkfifo((directory / "analysis.kvd_bin").c_str(), 0600), 0);
-    EXPECT_THROW(KvdReader{directory.path()}, std::runtime_error);
 }
 
 TEST(PackedScanReader, UnknownNormalisationFailsBeforeTheFrameIsLookedAt) {

@@ -68,10 +68,8 @@ TEST_F(LocksOfSqlite, AreTakenInsideTheForkGateByEveryCall) {
     for (const bool recalibrated : {false, true}) {
         const WatchedLocks watched;
         fixtures::makeEveryCall(scans.string(), {.recalibrated = recalibrated});
-        fixtures::makeEveryRunCall(scans.string(), {.recalibrated = recalibrated});
         expectInside("scans");
         fixtures::makeEveryCall(spectra.string(), {.spectra = true, .recalibrated = recalibrated});
-        fixtures::makeEveryRunCall(spectra.string(), {.spectra = true, .recalibrated = recalibrated});
         expectInside("spectra");
     }
 }
