@@ -82,6 +82,8 @@ def pyarrow_alone(run, path):
         kovadata.export(run, path, threads=1, force=True)
 
     def write():
+        path.unlink()
+        path.touch()  # it is appended to
         sink = columnar.open_sink(path, *opened[0][1:])
         for table in kept:
             sink.write(table)
