@@ -34,6 +34,7 @@ def begin(run: str, browser: object) -> tuple[Page, "subprocess.Popen[str]", flo
     page.goto(server.stdout.readline().strip())  # type: ignore[union-attr]
     page.wait_for_function("() => document.getElementById('facts')?.textContent && "
                            f"{MODEL}('frame_map').renderers[0].data_source.get('image').length > 0", timeout=60000)
+    page.evaluate("() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done)))")  # the screen shows it
     return page, server, time.perf_counter() - started
 
 

@@ -55,8 +55,7 @@ async function embed() {
     kovaFigures.apply()
     const places = new Proxy([], {get: (_, place) => canvasOf(figures.roots()[place]?.name)})
     await Bokeh.embed.add_document_standalone(figures, at("link"), places)
-    if (figures.is_idle) begin(figures, told.replies)
-    else figures.idle.connect(() => begin(figures, told.replies))
+    begin(figures, told.replies)
   } catch (error) {
     document.body.dataset.kind = "failed"
     messages.tell({text: error.message, key: "begin"})
