@@ -1,4 +1,3 @@
-#include <cmath>
 #include <memory>
 #include <span>
 #include <stdexcept>
@@ -76,23 +75,6 @@ TEST(RampTransformator, RefusedCoefficientsLeaveTheOldOnesUnlessTheContinuationR
     EXPECT_EQ(trafo->getCoefficients(), (std::vector<double>{0, 1, 100, 200}));
     EXPECT_THROW(trafo->setCoefficients({1e80, 1, 10, 100}), std::invalid_argument);
     EXPECT_EQ(trafo->getCoefficients(), (std::vector<double>{1e80, 1, 10, 100}));
-}
-
-TEST(RampTransformator, RationalInsideAndStraightOutsideTheInterval) {
-    const auto trafo =
-        makeLvrTransformatorLinear(LinearVoltageRamp(1, 900, 190.0, 70.0), 33.0, kC0, kC1, 80.0, 160.0);
-    const auto rational = [](double u) { return 1.0 / (kC1 / u + kC0); };
-    const auto slope = [](double u) { return kC1 / ((kC0 * u + kC1) * (kC0 * u + kC1)); };
-    for (const double voltage : {-50.0, 0.0, 60.0, 80.0, 80.5, 120.0, 159.9, 160.0, 200.0, 1e6}) {
-        const double expected = voltage <= 80.0    ? (voltage - 80.0) * slope(80.0) + rational(80.0)
-                                : voltage >= 160.0 ? (voltage - 160.0) * slope(160.0) + rational(160.0)
-                                                   : rational(voltage);
-        EXPECT_EQ(trafo->voltageToOneOverK0(voltage), expected) << voltage;
-        EXPECT_NEAR(trafo->oneOverK0ToVoltage(expected), voltage, 1e-9 * (1.0 + std::fabs(voltage)));
-    }
-    EXPECT_EQ(trafo->scanNumberToVoltage(34.0), trafo->getVoltageRamp().scanNumToVoltageNonClipped(1.0));
-    EXPECT_EQ(trafo->voltageToScanNumber(130.0),
-              trafo->getVoltageRamp().voltageToScanNumNonClipped(130.0) + 33.0);
 }
 
 TEST(RampTransformator, NegativeModeMirrorsTheVoltageAndRangesGiveTheSingleValues) {
