@@ -212,7 +212,7 @@ void Pool::unlockInChild() {
 NeverDestroyed<Pool> pool;
 
 // When the library is loaded; the C library drops the handlers when it is unloaded.
-[[maybe_unused]] const int forkHandlersRegistered = pthread_atfork(
+[[maybe_unused]] const int kForkHandlersRegistered = pthread_atfork(
     [] { pool->lockForFork(); }, [] { pool->unlockInParent(); }, [] { pool->unlockInChild(); });
 
 [[gnu::destructor]] void stopPool() { pool->stop(); }
