@@ -146,6 +146,7 @@ def test_sorted_by_mz_it_answers_questions_about_an_ion(run, tmp_path, monkeypat
 def test_several_runs_in_a_folder_are_one_dataset(simulated, tmp_path):
     rows = [kovadata.export(simulated(name), tmp_path / f"{name}.parquet").rows for name in ("run", "by_scan", "long")]
     assert pyarrow.dataset.dataset(tmp_path).count_rows() == sum(rows)
+    assert polars.scan_parquet(tmp_path).select(polars.len()).collect().item() == sum(rows)
     per_file = duckdb.sql(f"SELECT count(*) FROM read_parquet('{tmp_path}/*.parquet', filename=true) GROUP BY filename")
     assert sorted(per_file.fetchall()) == sorted((one,) for one in rows)
     about = pyarrow.parquet.read_schema(tmp_path / "run.parquet").metadata[b"kovadata"].decode()
@@ -256,3 +257,19 @@ def test_the_module_as_the_tool_calls_it(simulated, tmp_path):
     done = subprocess.run([sys.executable, "-m", "kovadata", "export", "-oa b.mgf", "--", simulated("run")], cwd=tmp_path,
                           capture_output=True, text=True)
     assert done.returncode == 0 and re.fullmatch(r"a b.mgf: \d+ spectra, \d+ bytes\n", done.stdout) and done.stderr == ""
+
+
+def test_other_programs_take_ms_ms_spectra(run, tmp_path):
+    spectrum_utils, matchms = pytest.importorskip("spectrum_utils.spectrum"), pytest.importorskip("matchms.importing")
+    kovadata.export(run, tmp_path / "a.mgf")
+    spectra = list(matchms.load_from_mgf(str(tmp_path / "a.mgf")))
+    expected = [one for one in run.msms() if len(one.mz)]
+    assert len(spectra) == len(expected) > 1
+    for found, one in zip(spectra, expected):
+        assert (found.get("precursor_mz"), found.get("charge") or 0, found.get("retention_time")) == pytest.approx(
+            (one.precursor.mz, one.precursor.charge or 0, one.precursor.time))
+        assert np.array_equal(found.peaks.mz, one.mz) and np.array_equal(found.peaks.intensities, one.intensity)
+    about = spectra[0]
+    spectrum = spectrum_utils.MsmsSpectrum(about.get("title"), about.get("precursor_mz"), about.get("charge"), about.peaks.mz,
+                                           about.peaks.intensities, about.get("retention_time"))
+    assert len(spectrum.scale_intensity(max_intensity=1).mz) == len(about.peaks.mz)

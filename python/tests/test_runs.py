@@ -198,6 +198,36 @@ def test_every_calibration_can_be_chosen(simulated):
         assert not analysis.recalibrated
 
 
+@pytest.mark.parametrize("mode", ["DELETE", "TRUNCATE", "PERSIST", "WAL"])
+def test_tables_follow_a_writer(small, mode):
+    """Each table is of one moment, and a lock that this process has on the database survives what the package does."""
+    path = small().add_frame([[(5, 3)]]).write()
+    writer = sqlite3.connect(path / "analysis.kvd", isolation_level=None, check_same_thread=False, timeout=30)
+    writer.execute(f"PRAGMA journal_mode={mode}").fetchall()
+    is_done = threading.Event()
+
+    def write():
+        for number in range(2, 60):
+            writer.execute("BEGIN IMMEDIATE")
+            writer.execute("INSERT INTO Frames SELECT ?, KovaId, ?, Polarity, NumScans, NumPeaks, SummedIntensities, MsMsType, "
+                           "AccumulationTime, RampTime, T1, T2, MzCalibration, KovaCalibration FROM Frames WHERE Id = 1",
+                           (number, float(number)))
+            writer.execute("UPDATE Frames SET Time = ?", (float(number),))
+            writer.execute("COMMIT")
+        is_done.set()
+
+    thread = threading.Thread(target=write)
+    with kovadata.Analysis(path) as analysis:
+        thread.start()
+        while not is_done.is_set():
+            table = analysis.frame_table()
+            assert len(set(table["time"])) == 1 and (len(table) == 1 or table["time"][0] == len(table))
+            kovadata.Analysis(path).close()
+        thread.join()
+        assert len(analysis.frame_table()) == 59 and analysis.frame(59).time == 59
+    writer.close()
+
+
 def test_an_interrupt_ends_a_long_call(simulated):
     """The signal comes while the library works, in its progress callback's thread."""
     with kovadata.Analysis(simulated("dense")) as analysis:

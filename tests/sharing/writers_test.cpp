@@ -97,6 +97,28 @@ TEST(Lock, IsWaitedForWhileOthersHoldIt) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
 }
 
+// Each log has more pages than one region of its index holds, and the new frame now after and now before most of them.
+TEST(Log, ThatIsCopiedAndBeginsAgainIsFollowed) {
+    const TempDirectory directory;
+    sharing::writeAnalysis(directory.path(), "DELETE");
+    WriterProcess writer(directory / "analysis.kvd");
+    ASSERT_EQ(writer.execute("PRAGMA page_size=512; VACUUM; PRAGMA journal_mode=WAL; PRAGMA synchronous=OFF;"
+                             "PRAGMA wal_autocheckpoint=0; CREATE TABLE Padding (V)"),
+              "");
+    const std::string fill =
+        "INSERT INTO Padding WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 4500) "
+        "SELECT zeroblob(450) FROM n;";
+    const api::Analysis analysis(directory.path());
+    int frame = 1;
+    for (const char* const kind : {"PASSIVE", "FULL", "RESTART", "TRUNCATE"}) {
+        const std::string insert = insertFrame(++frame) + ";";
+        ASSERT_EQ(writer.execute(frame % 2 == 0 ? fill + insert : insert + fill), "");
+        expectFrames(analysis, frame);
+        EXPECT_EQ(writer.execute("PRAGMA wal_checkpoint(" + std::string(kind) + ")"), "");
+        expectFrames(analysis, frame);
+    }
+}
+
 TEST(Index, ThatIsCutCostsAnError) {
     const TempDirectory directory;
     write(sharing::allLeftBehind()[2], directory.path());
