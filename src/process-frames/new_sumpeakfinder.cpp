@@ -47,7 +47,7 @@ void smooth(const SmoothingRange& range, const std::vector<double>& S, std::vect
 }  // namespace
 
 // Which bins have a slope, for each segment of the widths: those whose windows lie inside of the profile. A
-// profile that is shorter than a window has none at all, and so no peaks.
+// profile that is shorter than a window has none at all.
 std::vector<SmoothingRange> smoothingRanges(std::size_t n, std::size_t offset, const WidthTable& widths) {
     std::vector<SmoothingRange> ranges;
     for (std::size_t segment = 0; segment < widths.size(); ++segment) {

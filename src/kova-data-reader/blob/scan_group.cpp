@@ -39,7 +39,8 @@ void ScanGroup::fill(const KvdReaderCache& cache, std::uint32_t begin, std::uint
     stopwatch.add(&sys::WorkCounters::blocksDecompressed, static_cast<std::uint64_t>(decompressed));
 }
 
-// Ends where the cache does, which holds only part of a large frame. The first scan is taken whatever its size.
+// Ends before a scan whose place contradicts the frame, which fails when its turn has come. The first scan is
+// taken whatever its size.
 void ScanGroup::collect(const KvdReaderCache& cache, std::uint32_t begin, std::uint32_t end) {
     streams.clear();
     first = begin;

@@ -137,6 +137,9 @@ std::size_t PeakColumns::keepBox(const io::kova::ScanBatch& batch) {
 // The counts of the batch, after the box was applied, say how many peaks each scan has. Of a small frame most
 // scans are empty, which could not be foreseen by the loops over them that follow.
 void PeakColumns::findOccupied(const io::kova::ScanBatch& batch) {
+    if (!wants(KVR_COLUMN_SCAN | KVR_COLUMN_ONE_OVER_K0)) {
+        return;
+    }
     occupiedCount = 0;
     for (std::uint32_t i = 0; i < batch.size(); ++i) {
         occupied[occupiedCount] = i;

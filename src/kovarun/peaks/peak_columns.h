@@ -169,10 +169,9 @@ private:
     std::uint64_t expected;
     FrameSource* source = nullptr;  // of the frame that is being read
     const FrameBox* box = nullptr;
-    std::vector<std::uint32_t> counts;  // peaks per scan of a batch
-    std::vector<std::uint32_t>
-        occupied;  // scans of a batch that have peaks, counted from its first; then more
-    std::size_t occupiedCount = 0;
+    std::vector<std::uint32_t> counts;    // peaks per scan of a batch
+    std::vector<std::uint32_t> occupied;  // scans that have peaks, counted from the batch's first
+    std::size_t occupiedCount = 0;        // what `occupied` holds beyond is of earlier batches
 
     GrowingColumn<std::int64_t> frames;
     NullableColumn<double> times;
