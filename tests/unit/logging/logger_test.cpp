@@ -1,10 +1,10 @@
 #include "logging/logger.h"
 
-#include <sstream>
+#include <memory>
 
 #include <gtest/gtest.h>
-#include <spdlog/sinks/ostream_sink.h>
 
+#include "fixtures/logged_lines.h"
 #include "logging/backend.h"
 
 namespace {
@@ -16,14 +16,12 @@ using lumo::logging::Logger;
 class Logging : public testing::Test {
 protected:
     void configure(std::map<std::string, Level, std::less<>> levels) {
-        auto sink = std::make_shared<spdlog::sinks::ostream_sink_mt>(written);
-        sink->set_pattern("%n %l %v");
-        lumo::logging::configure({std::move(levels), {sink}});
+        lumo::logging::configure({std::move(levels), {logged}});
     }
 
     void TearDown() override { lumo::logging::configure({}); }
 
-    std::ostringstream written;
+    const std::shared_ptr<fixtures::LoggedLines> logged = std::make_shared<fixtures::LoggedLines>();
 };
 
 TEST_F(Logging, DisabledMessageEvaluatesNothing) {
@@ -35,7 +33,7 @@ TEST_F(Logging, DisabledMessageEvaluatesNothing) {
     EXPECT_EQ(evaluated, 0);
     LUMO_LOG(logger, Warn, "but this " << ++evaluated);
     EXPECT_EQ(evaluated, 1);
-    EXPECT_EQ(written.str(), "test.quiet warning but this 1\n");
+    EXPECT_EQ(logged->text(), "test.quiet warning but this 1\n");
 }
 
 TEST_F(Logging, LongestDottedPrefixSetsTheLevelOfLoggersThatExistAlready) {
