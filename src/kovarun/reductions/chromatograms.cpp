@@ -28,19 +28,20 @@ public:
     ChromatogramReader(const FrameWork& shared, std::span<const Target> wanted)
         : work(shared),
           targets(wanted),
+          haveTimes(std::any_of(wanted.begin(), wanted.end(),
+                                [](const Target& target) { return !target.time.isWhole(); })),
           source(*shared.run, shared.query),
           values(wanted, shared.control.onDamage) {}
 
     arrow::RecordBatch read(const FrameGroup& group, std::vector<DamagedFrame>& damaged) override {
         arrow::NumberBuilder<std::int64_t> ids;
         arrow::NumberBuilder<double> times;
-        std::vector<std::uint64_t> rows;
-        rows.reserve((group.end - group.begin) * targets.size());
+        const arrow::Values<std::uint64_t> rows((group.end - group.begin) * targets.size());
         source.announce(std::span(work.query.frames).subspan(group.begin, group.end - group.begin));
         for (std::size_t i = group.begin; i < group.end; ++i) {
             const FrameEntry& frame = work.query.frames[i];
             doOrNote(frame, work.control.onDamage, damaged, [&] {
-                addRow(frame, rows);
+                writeRow(frame, rows.data.get() + ids.length() * targets.size());
                 ids.append(frame.id);
                 times.append(std::isnan(frame.time) ? std::nullopt : std::optional(frame.time));
             });
@@ -49,22 +50,25 @@ public:
         batch.length = static_cast<std::int64_t>(ids.length());
         const std::size_t length = ids.length();
         batch.columns = {ids.intoColumn(), times.intoColumn(),
-                         arrow::fixedSizeLists(length, targets.size(), arrow::toBuffer(std::move(rows)))};
+                         arrow::fixedSizeLists(length, targets.size(), rows.buffer())};
         return batch;
     }
 
 private:
-    void addRow(const FrameEntry& frame, std::vector<std::uint64_t>& rows) {
+    void writeRow(const FrameEntry& frame, std::uint64_t* row) {
         const FrameBox& box = source.open(frame);
         const std::span<const std::uint64_t> ofTargets = values.of(source, box);
-        for (std::size_t t = 0; t < targets.size(); ++t) {
-            const bool isInTime = targets[t].time.isWhole() || targets[t].time.contains(frame.time);
-            rows.push_back(isInTime ? ofTargets[t] : 0);
+        std::copy(ofTargets.begin(), ofTargets.end(), row);
+        for (std::size_t t = 0; haveTimes && t < targets.size(); ++t) {
+            if (!targets[t].time.isWhole() && !targets[t].time.contains(frame.time)) {
+                row[t] = 0;
+            }
         }
     }
 
     const FrameWork& work;
     const std::span<const Target> targets;
+    const bool haveTimes;  // whether any target has a range of time
     FrameSource source;
     TargetValues<kind> values;
 };

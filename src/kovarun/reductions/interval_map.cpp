@@ -37,7 +37,6 @@ void IntervalMap::build(std::span<const IndexRange> ranges, std::uint32_t bins) 
         LUMO_THROW(std::runtime_error("The analysis has too many indices for chromatograms and images."));
     }
     const std::size_t words = bins / 64 + 2;  // ranges end one after the last index
-    wantedGroups.assign(words / kGroup + 1, 0);
     wanted.assign(words, 0);
     begins.assign(words, 0);
     beginsBeforeWord.resize(words);
@@ -77,7 +76,6 @@ void IntervalMap::markWanted() {
             ++i;
         } while (i < starts.size() && starts[i] <= ends[i - 1]);
         setBits(wanted, begin, ends[i - 1]);
-        setBits(wantedGroups, begin / kGroup, (ends[i - 1] + kGroup - 1) / kGroup);
     }
 }
 

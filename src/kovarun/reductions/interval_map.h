@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -7,6 +8,8 @@
 
 #include "diag/assert.h"
 #include "kovarun/query/mass_axis.h"
+#include "kovarun/reductions/marked_indices.h"
+#include "sys/cpu.h"
 
 namespace lumo::run {
 
@@ -19,6 +22,8 @@ namespace lumo::run {
 // range's pieces is a piece itself.
 class IntervalMap {
 public:
+    explicit IntervalMap(sys::SimdLevel level = sys::simdLevel()) : findMarked(findMarkedBy(level)) {}
+
     // Pieces [begin, end) of a range; none for an empty one.
     struct Pieces {
         std::uint32_t begin = 0;
@@ -36,21 +41,11 @@ public:
     }
 
     // Writes the positions of those indices that are in any range, ascending, and returns how many they are.
+    // Positions have room for every index.
     std::size_t findWanted(const std::uint32_t* indices, std::size_t count, std::uint32_t* positions) const {
-        std::size_t near = 0;
-        for (std::size_t i = 0; i < count; ++i) {
-            LUMO_ASSERT(indices[i] / 64 < wanted.size());
-            const std::uint32_t group = indices[i] / kGroup;
-            positions[near] = static_cast<std::uint32_t>(i);
-            near += wantedGroups[group / 64] >> group % 64 & 1;
-        }
-        std::size_t found = 0;
-        for (std::size_t i = 0; i < near; ++i) {
-            const std::uint32_t index = indices[positions[i]];
-            positions[found] = positions[i];
-            found += wanted[index / 64] >> index % 64 & 1;
-        }
-        return found;
+        LUMO_ASSERT(std::all_of(indices, indices + count,
+                                [this](std::uint32_t index) { return index / 64 < wanted.size(); }));
+        return findMarked(wanted.data(), indices, count, positions);
     }
 
     // The piece of an index that is in any range.
@@ -75,12 +70,9 @@ private:
     void markBoundaries(std::span<const IndexRange> ranges);
     void markWanted();
 
-    // So many indices share a bit of a map that stays in the processor's innermost cache, as one of all does not.
-    static constexpr std::uint32_t kGroup = 4;
-
-    std::vector<std::uint64_t> wantedGroups;  // a bit per group: whether any of it is in a range
-    std::vector<std::uint64_t> wanted;        // a bit per index: whether it is in a range
-    std::vector<std::uint64_t> begins;        // a bit per index: whether a piece begins there
+    FindMarked findMarked;
+    std::vector<std::uint64_t> wanted;  // a bit per index: whether it is in a range
+    std::vector<std::uint64_t> begins;  // a bit per index: whether a piece begins there
     std::vector<std::uint32_t> beginsBeforeWord;
     std::vector<std::uint32_t> starts;  // of ranges, ascending
     std::vector<std::uint32_t> ends;

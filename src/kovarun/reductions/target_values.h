@@ -89,18 +89,22 @@ private:
         return !boxes.empty();
     }
 
+    // A box begins or ends before a scan.
+    struct Boundary {
+        std::uint32_t scan;
+        std::uint32_t box;
+    };
+
     void sortBoundaries() {
-        const auto sorted = [this](std::vector<std::uint32_t>& order, auto boundary) {
-            order.resize(boxes.size());
-            std::iota(order.begin(), order.end(), 0U);
-            std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
-                return boundary(boxes[a]) < boundary(boxes[b]);
-            });
-        };
-        if (!boxFinder.holdAllScans()) {
-            sorted(byBegin, [](const TargetBox& box) { return box.scanBegin; });
-            sorted(byEnd, [](const TargetBox& box) { return box.scanEnd; });
+        begins.clear();
+        ends.clear();
+        for (std::uint32_t i = 0; i < boxes.size() && !boxFinder.holdAllScans(); ++i) {
+            begins.push_back({boxes[i].scanBegin, i});
+            ends.push_back({boxes[i].scanEnd, i});
         }
+        const auto byScan = [](const Boundary& a, const Boundary& b) { return a.scan < b.scan; };
+        std::sort(begins.begin(), begins.end(), byScan);
+        std::sort(ends.begin(), ends.end(), byScan);
     }
 
     // Adds the peaks that are in any target to the pieces. Calls beforeScan and afterScan around those of
@@ -182,11 +186,11 @@ private:
         std::size_t begun = 0;
         std::size_t ended = 0;
         const auto advanceTo = [&](std::uint64_t scan) {
-            for (; begun < boxes.size() && boxes[byBegin[begun]].scanBegin <= scan; ++begun) {
-                bases[byBegin[begun]] = valueOf(pieces[byBegin[begun]]);
+            for (; begun < begins.size() && begins[begun].scan <= scan; ++begun) {
+                bases[begins[begun].box] = valueOf(pieces[begins[begun].box]);
             }
-            for (; ended < boxes.size() && boxes[byEnd[ended]].scanEnd <= scan; ++ended) {
-                const std::uint32_t box = byEnd[ended];
+            for (; ended < ends.size() && ends[ended].scan <= scan; ++ended) {
+                const std::uint32_t box = ends[ended].box;
                 values[boxes[box].target] += valueOf(pieces[box]) - bases[box];
             }
         };
@@ -217,10 +221,10 @@ private:
     std::vector<IndexRange> ranges;           // of the boxes
     std::vector<IntervalMap::Pieces> pieces;  // of the boxes
     IntervalMap map;
-    std::vector<std::uint64_t> sums;     // of the pieces, so far
-    std::vector<std::uint64_t> bases;    // of the boxes: what their pieces had when they began
-    std::vector<std::uint32_t> byBegin;  // boxes by their first scan
-    std::vector<std::uint32_t> byEnd;    // boxes by the scan after their last
+    std::vector<std::uint64_t> sums;   // of the pieces, so far
+    std::vector<std::uint64_t> bases;  // of the boxes: what their pieces had when they began
+    std::vector<Boundary> begins;      // of the boxes, by scan
+    std::vector<Boundary> ends;
     std::vector<std::uint32_t> positions;
     std::vector<std::uint64_t> values;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -126,17 +127,24 @@ void TargetBoxes::findIndicesAtOnce(const MassAxis& axis) {
 }
 
 // 1/K0 falls or rises with the scan as the calibration says, so a target may hold several runs of scans;
-// hardly ever more than one.
+// hardly ever more than one. Where it only falls, scans before and after that one are not looked at.
 void TargetBoxes::findScans() {
     scans.assign(targets.size(), {});
     allScans = true;
+    const bool isFalling = std::adjacent_find(mobilities.begin(), mobilities.end(),
+                                              std::not_fn(std::greater_equal<>())) == mobilities.end();
     for (std::size_t i = 0; i < targets.size(); ++i) {
-        if (targets[i].oneOverK0.isWhole()) {
+        const Range& wanted = targets[i].oneOverK0;
+        if (wanted.isWhole()) {
             scans[i] = {{scanBegin, scanEnd}};
             continue;
         }
-        for (std::uint32_t scan = scanBegin; scan < scanEnd; ++scan) {
-            if (!targets[i].oneOverK0.contains(mobilities[scan])) {
+        for (std::uint32_t scan = isFalling ? firstScanUpTo(wanted.high) : scanBegin; scan < scanEnd;
+             ++scan) {
+            if (!wanted.contains(mobilities[scan])) {
+                if (isFalling) {
+                    break;
+                }
                 continue;
             }
             if (scans[i].empty() || scans[i].back().end != scan) {
@@ -147,6 +155,14 @@ void TargetBoxes::findScans() {
         allScans =
             allScans && scans[i].size() == 1 && scans[i][0].begin == scanBegin && scans[i][0].end == scanEnd;
     }
+}
+
+// The first scan of the box whose 1/K0 is not above a value, where 1/K0 falls.
+std::uint32_t TargetBoxes::firstScanUpTo(double high) const {
+    const auto begin = mobilities.begin() + scanBegin;
+    const auto first = std::partition_point(begin, mobilities.begin() + scanEnd,
+                                            [high](double value) { return value > high; });
+    return scanBegin + static_cast<std::uint32_t>(first - begin);
 }
 
 // A target with several ranges of indices and of scans has a box for each pair of them.

@@ -58,6 +58,7 @@ private:
     void findIndices(FrameSource& source, const FrameBox& frameBox);
     void findIndicesAtOnce(const MassAxis& axis);
     void findScans();
+    std::uint32_t firstScanUpTo(double high) const;
     void combine();
 
     std::span<const Target> targets;
