@@ -145,12 +145,17 @@ std::string CppSQLite3Query::getStringField(int field, const std::string& nullVa
     return {text, static_cast<std::size_t>(sqlite3_column_bytes(handle(), field))};
 }
 
+// A blob of no bytes is a null pointer too.
 std::vector<std::byte> CppSQLite3Query::getBlobField(int field) const {
     if (fieldIsNull(field)) {
         return {};
     }
     const InsideForkGate gate;
     const auto* const bytes = static_cast<const std::byte*>(sqlite3_column_blob(handle(), field));
+    sqlite3* const db = statement->connection->db;
+    if (bytes == nullptr && sqlite3_errcode(db) == SQLITE_NOMEM) {
+        raiseSqliteError(db, SQLITE_NOMEM);
+    }
     const int count = sqlite3_column_bytes(handle(), field);
     return bytes == nullptr ? std::vector<std::byte>() : std::vector<std::byte>(bytes, bytes + count);
 }

@@ -3,6 +3,7 @@
 #include <functional>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include "analysis-writer/calibration_store.h"
 #include "calibration/i_calibration_transformator.h"
@@ -239,6 +240,17 @@ TEST_F(Store, InformationAndDiagnostics) {
         });
         EXPECT_NE(failureOf([&] { open().getLockMassCalibrationDiagnostics(); }), "none") << series;
     }
+    write([](CalibrationStore& absurd) {
+        absurd.execute(
+            "ALTER TABLE CalibrationInfo DROP COLUMN Value;"
+            "ALTER TABLE CalibrationInfo ADD COLUMN Value AS (zeroblob(16000000))");
+        absurd.execute("INSERT INTO CalibrationInfo VALUES (1, '+', 'zeros')");
+    });
+    const CalibrationReaderSqlite zeros = open();
+    sqlite3_hard_heap_limit64(sqlite3_memory_used() + (1 << 20));
+    EXPECT_EQ(failureOf([&] { zeros.getCalibrationInfoBlob(Polarity::Positive, "zeros"); }), "out of memory");
+    sqlite3_hard_heap_limit64(0);
+    EXPECT_EQ(zeros.getCalibrationInfoBlob(Polarity::Positive, "zeros")->size(), 16'000'000U);
 }
 
 }  // namespace
