@@ -1,6 +1,5 @@
 """Whole runs, held against numpy on the peaks of single frames; streams in the hands of other packages."""
 
-import math
 import os
 import signal
 import sqlite3
@@ -89,9 +88,8 @@ def test_choices_of_frames_and_intensities(run):
 
 @pytest.mark.parametrize("call, error, text", [
     (lambda run: run.peaks(columns=["mass"]), ValueError, "frame, time"), (lambda run: run.peaks(columns="mz"), ValueError, "list"),
-    (lambda run: run.peaks(mz_range=5), TypeError, "pair"), (lambda run: run.peaks(mz_range=(2, 1)), kovadata.KovaError, "."),
-    (lambda run: run.peaks(mz_range=(math.nan, 1)), kovadata.KovaError, "."), (lambda run: run.image("mz", "mass"), ValueError, "mass"),
-    (lambda run: run.image("mz", "mz"), kovadata.KovaError, "."), (lambda run: run.image(bins=(0, 4)), ValueError, "cell"),
+    (lambda run: run.peaks(mz_range=5), TypeError, "pair"), (lambda run: run.image("mz", "mass"), ValueError, "mass"),
+    (lambda run: run.image("mz", "mz"), kovadata.KovaError, "axes"), (lambda run: run.image(bins=(0, 4)), ValueError, "cell"),
     (lambda run: run.peaks(scan_range=(3, 3)), ValueError, "scan_range"), (lambda run: run.peaks(scan_range=(-1, 3)), ValueError, "scan_range"),
     (lambda run: run.chromatograms([1, 2, 3]), ValueError, "shape"), (lambda run: run.chromatograms(None, reduce="mean"), ValueError, "sum"),
     (lambda run: run.chromatograms([[1, 2]] * 3, mobility_ranges=[[1, 2]] * 2), ValueError, "lengths"),

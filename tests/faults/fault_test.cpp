@@ -14,6 +14,7 @@
 #include "fixtures/process_state.h"
 #include "fixtures/small_analyses.h"
 #include "fixtures/temp_directory.h"
+#include "fixtures/writer_process.h"
 #include "kovadata/kova.h"
 #include "kovadata/kvr.h"
 #include "kovadata/kvs.h"
@@ -216,6 +217,42 @@ TEST(LastError, IsThereWithoutMemoryAndTheFailuresTextEvenIfItsDiagnosticsCannot
     ASSERT_GT(texts.size(), 40U);  // the last of which format the message
     for (std::size_t i = texts.size() - 10; i < texts.size(); ++i) {
         EXPECT_EQ(texts[i], "Specified analysis directory does not exist.") << i;
+    }
+}
+
+// Another program gives a column another name, and the first one again, before any step of a call: no query takes for granted
+// what an earlier one has seen and the writer has changed since.
+TEST(Writers, BetweenTwoQueriesOfATableAreNotSeen) {
+    const struct {
+        const char *table, *column;
+        MakeStream make;
+        const char* file = "analysis.kvd";
+    } cases[] = {
+        {"Frames", "NumPeaks", [](auto* run, auto* out) { return kvr_peaks(run, nullptr, 0, nullptr, out); }},
+        {"Precursors", "Charge",
+         [](auto* run, auto* out) { return kvr_precursors(run, kPrecursors, 2, out); }},
+        {"CalibrationState", "Source",
+         [](auto* run, auto* out) { return kvr_table(run, KVR_TABLE_STATES, out); }, "calibration.sqlite"},
+    };
+    for (const auto& [table, column, make, file] : cases) {
+        const fixtures::MemoryDirectory directory;
+        fixtures::smallZorelRun(2).write(directory.path());
+        fixtures::writeSmallCalibrationStore(directory.path());
+        fixtures::WriterProcess writer(directory.path() / file);
+        EXPECT_EQ(writer.execute("PRAGMA journal_mode=WAL"), "");
+        std::pair<std::string, std::string> names(column, "Other");
+        unsigned n = 0;
+        for (bool reached = true; reached;) {
+            kvr_run* const run = kvr_open(directory.path().c_str(), nullptr);
+            faults::beforeNth(Kind::Step, ++n, [&, changed = std::string("ALTER TABLE ") + table] {
+                EXPECT_EQ(writer.execute(changed + " RENAME " + names.first + " TO " + names.second), "");
+                names = {names.second, names.first};
+            });
+            EXPECT_EQ(streamed(make, run), 1U) << table << ' ' << n << ' ' << run::lastError();
+            reached = faults::stop();
+            kvr_close(run);
+        }
+        EXPECT_GT(n, 4U) << table;
     }
 }
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
+#include <utility>
 
 #include <dlfcn.h>
 #include <malloc.h>
@@ -27,11 +28,19 @@ namespace {
 
 bool armed = false;
 Kind armedKind{};
+std::function<void()> armedAction;
 std::atomic<unsigned> callsLeft = 0;
 std::atomic<std::size_t> allocated = 0;
 std::atomic<std::size_t> mapped = 0;
 
-bool fails(Kind kind) { return armed && kind == armedKind && callsLeft != 0 && --callsLeft == 0; }
+bool fails(Kind kind) {
+    const bool isNth = armed && kind == armedKind && callsLeft != 0 && --callsLeft == 0;
+    if (isNth && armedAction) {
+        armedAction();
+        return false;
+    }
+    return isNth;
+}
 
 void* counted(void* memory) {
     allocated += malloc_usable_size(memory);
@@ -51,8 +60,14 @@ void failNth(Kind kind, unsigned n) {
     armed = true;
 }
 
+void beforeNth(Kind kind, unsigned n, std::function<void()> action) {
+    armedAction = std::move(action);
+    failNth(kind, n);
+}
+
 bool stop() {
     armed = false;
+    armedAction = nullptr;
     return callsLeft == 0;
 }
 
