@@ -7,13 +7,13 @@ one table; `kovadata.study` and `kovadata.engines` are for other engines.
 from __future__ import annotations
 
 import os
-from typing import Optional, Union
+from typing import TYPE_CHECKING, Optional, Union
 
 from ._analysis import Analysis
 from ._ccs import ccs_to_one_over_k0, one_over_k0_to_ccs
 from ._errors import BufferTooSmall, DamageWarning, KovaError
-from ._export import Exported, export
 from ._frame import Frame
+from ._later import later
 from ._library import set_num_threads
 from ._msms import MsmsProfile, MsmsSpectrum
 from ._opening import kind_of_analysis
@@ -21,13 +21,20 @@ from ._partitions import Partition
 from ._peaks import PeakBuffer, Peaks, Scan, Scans
 from ._precursors import Precursor
 from ._reductions import Chromatograms, Image, Mobilograms, SummedSpectrum
-from ._report import Reported, report
 from ._spectra import Lines, Spectrum, SpectrumAnalysis
 from ._stream import Stream
-from ._stage import stage
 from ._version import __version__
-from .engines.polars import scan
 from .view import view
+
+if TYPE_CHECKING:
+    from ._export import Exported, export
+    from ._report import Reported, report
+    from ._stage import stage
+    from .engines.polars import scan
+else:
+    __getattr__, __dir__ = later(__name__, {
+        "Exported": "._export", "export": "._export", "Reported": "._report", "report": "._report", "stage": "._stage",
+        "scan": ".engines.polars", "engines": ".engines", "study": ".study"})
 
 __all__ = [
     "Analysis", "BufferTooSmall", "Chromatograms", "DamageWarning", "Exported", "Frame", "Image", "KovaError",
