@@ -5,7 +5,7 @@ a page that stands alone keeps what it has. Colours are names of roles, in whose
 (`kovadata._theme`) puts the colours of its theme.
 """
 
-from ._chart import Chart, count_formatter, new_figure
+from ._chart import Chart, count_formatter, draw, new_figure
 from ._chromatogram import ChromatogramChart, Series, chromatogram
 from ._heat_map import HeatMap, heat_map, map_grid
 from ._mobilogram import MobilogramChart, mobilogram
@@ -16,6 +16,6 @@ from ._steps import Steps, bars, steps
 from ._theme import SERIES_COLOURS, themed
 
 __all__ = ["SERIES_COLOURS", "Chart", "ChromatogramChart", "HeatMap", "MobilogramChart", "Points", "Series",
-           "SpectrumChart", "Stems", "Steps", "bars", "bytes_text", "chromatogram", "count_formatter", "count_text", "heat_map",
-           "map_grid", "mobilogram", "new_figure", "points", "short_count", "show_spectrum",
+           "SpectrumChart", "Stems", "Steps", "bars", "bytes_text", "chromatogram", "count_formatter", "count_text", "draw",
+           "heat_map", "map_grid", "mobilogram", "new_figure", "points", "short_count", "show_spectrum",
            "spectrum", "steps", "themed"]

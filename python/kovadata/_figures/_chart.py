@@ -6,9 +6,9 @@ import dataclasses
 from typing import Any, Dict, Optional, Sequence
 
 import numpy as np
-from bokeh.models import (BasicTickFormatter, BoxSelectTool, BoxZoomTool, ColumnDataSource, CustomJSHover, CustomJSTickFormatter,
-                          HoverTool, PanTool, ResetTool, WheelZoomTool)
-from bokeh.plotting import figure
+from bokeh.models import (BasicTickFormatter, BoxSelectTool, BoxZoomTool, CategoricalAxis, CategoricalScale, ColumnDataSource,
+                          CustomJSHover, CustomJSTickFormatter, FactorRange, GlyphRenderer, Grid, HoverTool, LinearAxis,
+                          LinearScale, LogAxis, LogScale, PanTool, Plot, ResetTool, Title, Toolbar, WheelZoomTool)
 
 from ._theme import themed
 
@@ -31,7 +31,7 @@ class Chart:
 
     Attributes
     ----------
-    figure : bokeh.plotting.figure
+    figure : bokeh.models.Plot
         Its ``name`` is the one that it was made with.
     sources : dict of ColumnDataSource
         By what they hold.
@@ -58,10 +58,9 @@ def thousands() -> CustomJSHover:
     return CustomJSHover(code="return Math.round(value).toLocaleString('en')")
 
 
-def new_figure(name: str, x_label: str, y_label: str, *, height: int = 260, x_range: Any = None, y_range: Any = None,
-               title: str = "", zoom: str = "width", select: bool = False, hover: Optional[HoverTool] = None,
-               x_axis_type: str = "auto") -> Any:
-    """An empty figure.
+def new_figure(name: str, x_label: str, y_label: str, *, x_range: Any, y_range: Any, height: int = 260, title: str = "",
+               zoom: str = "width", select: bool = False, hover: Optional[HoverTool] = None, is_log: bool = False) -> Any:
+    """An empty figure. Put together from models: ``bokeh.plotting`` takes long to import, and adds what is not needed.
 
     Parameters
     ----------
@@ -71,36 +70,51 @@ def new_figure(name: str, x_label: str, y_label: str, *, height: int = 260, x_ra
         Which axes the tools change.
     select : bool
         Whether there is a tool that draws boxes.
+    is_log : bool
+        Whether the axis of x is logarithmic.
     """
     zoom_box, wheel = BoxZoomTool(dimensions=zoom), WheelZoomTool(dimensions=zoom)
-    tools = [PanTool(dimensions=zoom), zoom_box, wheel, *([BoxSelectTool()] if select else []), ResetTool()]
-    ranges = {key: value for key, value in (("x_range", x_range), ("y_range", y_range)) if value is not None}
-    made = figure(name=name, height=height, sizing_mode="stretch_width", tools=tools, active_drag=zoom_box,
-                  active_scroll=None, toolbar_location="above", title=title, x_axis_label=x_label, y_axis_label=y_label,
-                  background_fill_color=None, border_fill_color=None, outline_line_color=None, min_border=4,
-                  lod_threshold=None, x_axis_type=x_axis_type, **ranges)
-    if hover is not None:
-        made.add_tools(hover)
-    made.toolbar.update(logo=None, autohide=False, stylesheets=[".bk-divider{background-color:#8886}"])  # on light and dark
-    themed(made.title, text_color="ink")
-    made.title.update(text_font_size="13px", text_font_style="normal", text_font=FONT)
-    for axis in made.axis:
-        _dress_axis(axis)
-    for grid in made.grid:
-        themed(grid, grid_line_color="grid")
-    made.xaxis.formatter = BasicTickFormatter(use_scientific=False)
-    return made
+    tools = [PanTool(dimensions=zoom), zoom_box, wheel, *([BoxSelectTool()] if select else []), ResetTool(),
+             *([hover] if hover is not None else [])]
+    toolbar = Toolbar(tools=tools, active_drag=zoom_box, active_scroll=None, logo=None, autohide=False,
+                      stylesheets=[".bk-divider{background-color:#8886}"])  # on light and dark
+    scale, axis = (CategoricalScale, CategoricalAxis) if isinstance(x_range, FactorRange) else (
+        LogScale, LogAxis) if is_log else (LinearScale, LinearAxis)
+    below, left = _dressed(axis(axis_label=x_label)), _dressed(LinearAxis(axis_label=y_label))
+    if axis is not CategoricalAxis:
+        below.formatter = BasicTickFormatter(use_scientific=False)
+    return Plot(name=name, height=height, sizing_mode="stretch_width", toolbar=toolbar, toolbar_location="above",
+                title=_title(title) if title else None, x_range=x_range, y_range=y_range, x_scale=scale(), y_scale=LinearScale(),
+                below=[below], left=[left], center=[_grid(0, below), _grid(1, left)], background_fill_color=None,
+                border_fill_color=None, outline_line_color=None, min_border=4, lod_threshold=None)
+
+
+def draw(made: Any, glyph: Any, source: ColumnDataSource, name: Optional[str] = None) -> GlyphRenderer:
+    """Draws a glyph for each row of a source. A click says where it was, it selects nothing."""
+    renderer = GlyphRenderer(data_source=source, glyph=glyph, name=name, selection_glyph=None, nonselection_glyph=None,
+                             muted_glyph=None)
+    made.renderers.append(renderer)
+    return renderer
 
 
 FONT = "system-ui, 'Segoe UI', Roboto, 'DejaVu Sans', sans-serif"
 
 
-def _dress_axis(axis: Any) -> None:
+def _title(text: str) -> Title:
+    return themed(Title(text=text, text_font_size="13px", text_font_style="normal", text_font=FONT), text_color="ink")
+
+
+def _grid(dimension: int, axis: Any) -> Grid:
+    return themed(Grid(dimension=dimension, axis=axis), grid_line_color="grid")
+
+
+def _dressed(axis: Any) -> Any:
     themed(axis, axis_label_text_color="soft", major_label_text_color="soft", axis_line_color="line",
            major_tick_line_color="line")
     axis.update(axis_label_text_font_style="normal", axis_label_text_font=FONT, axis_label_text_font_size="12px",
                 major_label_text_font=FONT, major_label_text_font_size="11.5px", minor_tick_line_color=None,
                 major_tick_in=0, major_tick_out=4, axis_label_standoff=6)
+    return axis
 
 
 def count_axis(made: Any, dimension: str = "y") -> None:

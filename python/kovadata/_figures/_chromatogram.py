@@ -7,9 +7,9 @@ from typing import Any, Dict, List, NamedTuple, Optional, Sequence, Union
 
 import numpy as np
 from bokeh.core.properties import value
-from bokeh.models import ColumnDataSource, HoverTool, Legend, LegendItem, Range1d, Span
+from bokeh.models import ColumnDataSource, HoverTool, Legend, LegendItem, Line, Range1d, Scatter, Span
 
-from ._chart import Chart, count_axis, new_figure, thousands
+from ._chart import Chart, count_axis, draw, new_figure, thousands
 from ._theme import SERIES_COLOURS, themed
 
 Values = Union[np.ndarray, Sequence[float]]
@@ -69,10 +69,8 @@ class ChromatogramChart(Chart):
     def _new_slot(self) -> LegendItem:
         """Points and a line. Hovering is over points: between them nothing was measured."""
         source = ColumnDataSource({"x": [], "y": [], "frame": []})
-        line = self.figure.line("x", "y", source=source, line_width=1.5, line_join="round")
-        points = self.figure.scatter("x", "y", source=source, size=6, line_color=None)
-        for drawn in (line, points):  # a click says where it was, it selects nothing
-            drawn.nonselection_glyph = drawn.selection_glyph = None
+        line = draw(self.figure, Line(x="x", y="y", line_width=1.5, line_join="round"), source)
+        points = draw(self.figure, Scatter(x="x", y="y", size=6, line_color=None), source)
         hover = self.figure.select_one(HoverTool)
         hover.renderers = [*(hover.renderers if isinstance(hover.renderers, list) else []), points]
         return LegendItem(label=value(""), renderers=[points, line])

@@ -9,10 +9,10 @@ import dataclasses
 from typing import Any, Optional, Sequence, Tuple
 
 import numpy as np
-from bokeh.models import (BoxAnnotation, ColorBar, ColumnDataSource, CustomJSHover, HoverTool, LinearColorMapper, LogColorMapper,
-                          LogTicker, Range1d)
+from bokeh.models import (BoxAnnotation, ColorBar, ColumnDataSource, CustomJSHover, HoverTool, Image, LinearColorMapper,
+                          LogColorMapper, LogTicker, Range1d, Scatter)
 
-from ._chart import FONT, Chart, count_formatter, new_figure, thousands
+from ._chart import FONT, Chart, count_formatter, draw, new_figure, thousands
 from ._theme import themed
 
 PEAK_COLUMNS = ("mz", "one_over_k0", "scan", "tof_index", "intensity")
@@ -93,16 +93,15 @@ def heat_map(name: str, x_label: str, y_label: str, *, height: int = 420, x_rang
     mapper = themed(LogColorMapper(name=f"{name}_colours", low=1, high=10, nan_color="rgba(0, 0, 0, 0)"), palette="map")
     sources = {"image": ColumnDataSource({name: [] for name in ("image", "x", "y", "dw", "dh")}),
                "peaks": ColumnDataSource({name: [] for name in ("x", "y", "size", *PEAK_COLUMNS)})}
-    made.image("image", x="x", y="y", dw="dw", dh="dh", source=sources["image"], color_mapper=mapper, name="cells")
-    peaks = made.scatter("x", "y", size="size", source=sources["peaks"], line_color=None, marker="square",
-                         fill_color={"field": "intensity", "transform": mapper})
-    peaks.nonselection_glyph = peaks.selection_glyph = None
-    hover.renderers = [peaks]
+    draw(made, Image(image="image", x="x", y="y", dw="dw", dh="dh", color_mapper=mapper), sources["image"], "cells")
+    hover.renderers = [draw(made, Scatter(x="x", y="y", size="size", line_color=None, marker="square",
+                                          fill_color={"field": "intensity", "transform": mapper}), sources["peaks"])]
     bar = ColorBar(color_mapper=mapper, ticker=LogTicker(desired_num_ticks=5), formatter=count_formatter(), width=10,
                    label_standoff=6, padding=4, border_line_color=None, background_fill_color=None, bar_line_color=None,
                    title=None, major_label_text_font=FONT, major_label_text_font_size="11px", major_tick_line_color=None)
     made.add_layout(themed(bar, major_label_text_color="soft"), "right")
-    made.grid.visible = False
+    for grid in made.grid:
+        made.center.remove(grid)
     return HeatMap(made, sources, mapper, bar)
 
 

@@ -6,9 +6,9 @@ import dataclasses
 from typing import Any, Optional, Sequence
 
 import numpy as np
-from bokeh.models import ColumnDataSource, HoverTool, Range1d
+from bokeh.models import ColumnDataSource, HoverTool, Line, Range1d
 
-from ._chart import Chart, count_axis, new_figure, thousands
+from ._chart import Chart, count_axis, draw, new_figure, thousands
 from ._theme import themed
 
 
@@ -40,8 +40,6 @@ def mobilogram(name: str, label: str, *, upright: bool = False, height: int = 24
     if upright:
         made.xaxis.ticker.desired_num_ticks = 3
     source = ColumnDataSource({"mobility": [], "scan": [], "intensity": []})
-    names = ("intensity", "mobility") if upright else ("mobility", "intensity")
-    line = made.line(*names, source=source, line_width=1.3, line_join="round")
-    themed(line.glyph, line_color=colour)
-    line.nonselection_glyph = line.selection_glyph = None
+    x, y = ("intensity", "mobility") if upright else ("mobility", "intensity")
+    draw(made, themed(Line(x=x, y=y, line_width=1.3, line_join="round"), line_color=colour), source)
     return MobilogramChart(made, {"line": source}, upright)

@@ -5,9 +5,9 @@ from __future__ import annotations
 from typing import NamedTuple, Sequence
 
 import numpy as np
-from bokeh.models import ColumnDataSource, HoverTool, LegendItem, Range1d
+from bokeh.models import ColumnDataSource, HoverTool, LegendItem, Line, Range1d, Scatter
 
-from ._chart import Chart, new_figure
+from ._chart import Chart, draw, new_figure
 from ._steps import _legend
 from ._theme import SERIES_COLOURS, themed
 
@@ -34,14 +34,10 @@ def points(name: str, series: Sequence[Points], *, x_label: str, y_label: str, h
     for place, one in enumerate(series):
         colour = SERIES_COLOURS[place % len(SERIES_COLOURS)]
         source = ColumnDataSource({"x": np.asarray(one.x, np.float32), "y": np.asarray(one.y, np.float32)})
-        if are_joined:
-            drawn = made.line("x", "y", source=source, line_width=1.6, name=one.name)
-            themed(drawn.glyph, line_color=colour)
-        else:
-            drawn = made.scatter("x", "y", source=source, size=4, fill_alpha=0.55, line_color=None, name=one.name)
-            themed(drawn.glyph, fill_color=colour)
+        glyph = themed(Line(x="x", y="y", line_width=1.6), line_color=colour) if are_joined else themed(
+            Scatter(x="x", y="y", size=4, fill_alpha=0.55, line_color=None), fill_color=colour)
         sources[one.name] = source
-        items.append(LegendItem(label=one.name, renderers=[drawn]))
+        items.append(LegendItem(label=one.name, renderers=[draw(made, glyph, source, one.name)]))
     if sum(len(one.name) for one in series) > _LONG_NAMES:
         made.add_layout(_legend(items, "vertical"), "below")
     else:

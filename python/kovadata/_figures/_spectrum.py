@@ -11,12 +11,12 @@ from typing import Any, Callable, NamedTuple, Optional, Tuple
 
 import numpy as np
 from bokeh.core.properties import value
-from bokeh.models import ColumnDataSource, HoverTool, LabelSet, Range1d, Span
+from bokeh.models import ColumnDataSource, HoverTool, LabelSet, Line, Range1d, Segment, Span
 
 from ..plot._labels import tallest
 from ..plot._spectrum import with_zeros
 from ..plot._style import view
-from ._chart import FONT, MZ_LABEL, Chart, count_axis, new_figure, thousands
+from ._chart import FONT, MZ_LABEL, Chart, count_axis, draw, new_figure, thousands
 from ._theme import themed
 
 _COLUMNS = 1600
@@ -136,18 +136,15 @@ def spectrum(name: str, *, height: int = 240, x_range: Optional[Any] = None, tit
     sources = {"stems": ColumnDataSource({"mz": [], "intensity": [], "size": []}),
                "profile": ColumnDataSource({"mz": [], "intensity": []}),
                "labels": ColumnDataSource({"mz": [], "intensity": [], "text": []})}
-    stems = made.segment("mz", 0, "mz", "intensity", source=sources["stems"], line_width=1.2)
-    profile = made.line("mz", "intensity", source=sources["profile"], line_width=1.2, line_join="round")
-    for drawn, role in ((stems, colour), (profile, "blue")):
-        themed(drawn.glyph, line_color=role)
-        drawn.nonselection_glyph = drawn.selection_glyph = None
-    hover.renderers = [stems]
+    stems = themed(Segment(x0="mz", y0=0, x1="mz", y1="intensity", line_width=1.2), line_color=colour)
+    hover.renderers = [draw(made, stems, sources["stems"])]
+    draw(made, themed(Line(x="mz", y="intensity", line_width=1.2, line_join="round"), line_color="blue"), sources["profile"])
     texts = LabelSet(x="mz", y="intensity", text="text", source=sources["labels"], text_align="center", y_offset=3,
                      text_font_size="11px", text_font=value(FONT))
     made.add_layout(themed(texts, text_color="ink"))
     marker = Span(dimension="height", line_dash=[5, 3], line_width=1.2, visible=False, location=0)
     made.add_layout(themed(marker, line_color="vermillion"))
-    return SpectrumChart(made, sources, labels, marker, lambda mz: f"{mz:.{digits}f}", stems.glyph)
+    return SpectrumChart(made, sources, labels, marker, lambda mz: f"{mz:.{digits}f}", stems)
 
 
 def show_spectrum(chart: SpectrumChart, stems: Stems, width: int, marked: Optional[float] = None) -> None:

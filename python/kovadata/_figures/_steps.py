@@ -2,13 +2,12 @@
 
 from __future__ import annotations
 
-from typing import Any, NamedTuple, Sequence
+from typing import NamedTuple, Sequence
 
 import numpy as np
-from bokeh.models import ColumnDataSource, HoverTool, Legend, LegendItem, Range1d
+from bokeh.models import ColumnDataSource, FactorRange, HoverTool, Legend, LegendItem, Quad, Range1d, Step, VBar
 
-from ._chart import Chart, count_axis, new_figure
-from ._chart import thousands
+from ._chart import Chart, count_axis, draw, new_figure, thousands
 from ._theme import SERIES_COLOURS, themed
 
 
@@ -26,7 +25,7 @@ def steps(name: str, series: Sequence[Steps], *, x_label: str, y_label: str, hei
     hover = HoverTool(mode="mouse", formatters={"@count": thousands()}, attachment="horizontal", tooltips=[
         (x_label.split(" (")[0], f"@left{{0,0.{'0' * digits}}} to @right{{0,0.{'0' * digits}}}"), (y_label, "@count{custom}")])
     made = new_figure(name, x_label, y_label, height=height, title=title, hover=hover, y_range=Range1d(0, 1),
-                      x_range=Range1d(0, 1), x_axis_type="log" if is_log else "auto")
+                      x_range=Range1d(0, 1), is_log=is_log)
     count_axis(made)
     if is_log:
         count_axis(made, "x")
@@ -34,11 +33,11 @@ def steps(name: str, series: Sequence[Steps], *, x_label: str, y_label: str, hei
     for place, one in enumerate(series):
         colour = SERIES_COLOURS[place % len(SERIES_COLOURS)]
         source = ColumnDataSource({"left": one.edges[:-1], "right": one.edges[1:], "count": one.counts.astype(float)})
-        fill = made.quad(left="left", right="right", top="count", bottom=0, source=source, fill_alpha=0.28, line_color=None)
-        outline = made.step(np.append(one.edges, one.edges[-1]), np.concatenate([one.counts, [0, 0]]).astype(float),
-                            mode="after", line_width=1.3)
-        themed(fill.glyph, fill_color=colour)
-        themed(outline.glyph, line_color=colour)
+        fill = draw(made, themed(Quad(left="left", right="right", top="count", bottom=0, fill_alpha=0.28, line_color=None),
+                                 fill_color=colour), source)
+        corners = ColumnDataSource({"x": np.append(one.edges, one.edges[-1]),
+                                    "y": np.concatenate([one.counts, [0, 0]]).astype(float)})
+        outline = draw(made, themed(Step(x="x", y="y", mode="after", line_width=1.3), line_color=colour), corners)
         sources[one.name] = source
         fills.append(fill)
         items.append(LegendItem(label=one.name, renderers=[fill, outline]))
@@ -62,18 +61,11 @@ def bars(name: str, labels: Sequence[str], counts: Sequence[int], *, x_label: st
          title: str = "") -> Chart:
     """A bar for each label."""
     hover = HoverTool(formatters={"@count": thousands()}, tooltips=[(x_label, "@label"), (y_label, "@count{custom}")])
-    made = new_figure(name, x_label, y_label, height=height, title=title, hover=hover, x_range=list(labels),
+    made = new_figure(name, x_label, y_label, height=height, title=title, hover=hover, x_range=FactorRange(*labels),
                       y_range=Range1d(0, 1.06 * max([1, *counts])))
     count_axis(made)
-    made.xaxis.formatter = _categories()
-    made.xgrid.visible = False
+    for grid in made.xgrid:
+        made.center.remove(grid)
     source = ColumnDataSource({"label": list(labels), "count": [float(one) for one in counts]})
-    drawn = made.vbar(x="label", top="count", width=0.8, source=source, line_color=None)
-    themed(drawn.glyph, fill_color="blue")
+    draw(made, themed(VBar(x="label", top="count", width=0.8, line_color=None), fill_color="blue"), source)
     return Chart(made, {"bars": source})
-
-
-def _categories() -> Any:
-    from bokeh.models import CategoricalTickFormatter
-
-    return CategoricalTickFormatter()

@@ -5,10 +5,10 @@ from __future__ import annotations
 from typing import Any, Optional
 
 import numpy as np
-from bokeh.models import HoverTool, Range1d, Span
+from bokeh.models import ColumnDataSource, HoverTool, Line, Range1d, Span
 
 from .._errors import KovaError
-from .._figures import Chart, new_figure, themed
+from .._figures import Chart, draw, new_figure, themed
 from .._figures._chart import MZ_LABEL
 from .._opening import kind_of_analysis
 from . import _code
@@ -26,10 +26,9 @@ class States(Panel):
         hover = HoverTool(mode="vline", attachment="horizontal", tooltips=[("m/z", "@mz{0.000}"),
                                                                            ("difference", "@ppm{0.0000} ppm")])
         made = new_figure("ppm", MZ_LABEL, "difference (ppm)", hover=hover, x_range=Range1d(0, 1), y_range=Range1d(0, 1))
-        line = made.line("mz", "ppm", source={"mz": [], "ppm": []}, line_width=1.6)
-        themed(line.glyph, line_color="blue")
+        self.line = ColumnDataSource({"mz": [], "ppm": []})
+        draw(made, themed(Line(x="mz", y="ppm", line_width=1.6), line_color="blue"), self.line)
         made.add_layout(themed(Span(location=0, dimension="width", line_width=1), line_color="line"))
-        self.line = line.data_source
         self.charts = {"ppm": Chart(made, {"line": self.line})}
         self.commands = {"calibration": session.recalibrate, "ppm": self.compare}
         self.compared: Optional[tuple[str, str]] = None
