@@ -53,7 +53,7 @@ def main(arguments: Optional[List[str]] = None) -> int:
 
     try:
         viewer = Viewer(options.runs, browser=not options.no_browser, port=options.port, address=options.listen,
-                        recalibrated=options.recalibrated, calibration=options.calibration, say=print)
+                        recalibrated=options.recalibrated, calibration=options.calibration, is_alone=True, say=print)
         gc.freeze()
         gc.enable()
         viewer.wait()

@@ -36,6 +36,9 @@ class Panel:
     def begin(self) -> None:
         """Another run, or another calibration, is shown."""
 
+    def mark(self) -> None:
+        """Another frame is chosen."""
+
     def numbers(self, figure: str) -> Optional[Columns]:
         """What a figure shows, as columns; None if it shows nothing."""
         raise NotImplementedError

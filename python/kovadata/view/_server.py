@@ -5,6 +5,7 @@ It listens on this computer's own address. The address of the page holds a token
 
 from __future__ import annotations
 
+import contextlib
 import importlib.util
 import logging
 import secrets
@@ -16,6 +17,7 @@ from typing import Any, Callable, List, Optional, Sequence
 
 from .._errors import KovaError
 from ._runs import named_runs
+from ._signatures import no_signatures
 
 
 class Viewer:
@@ -28,7 +30,7 @@ class Viewer:
     """
 
     def __init__(self, analyses: Sequence[Any], *, browser: bool = True, port: int = 0, address: str = "127.0.0.1",
-                 recalibrated: bool = False, calibration: Optional[str] = None,
+                 recalibrated: bool = False, calibration: Optional[str] = None, is_alone: bool = False,
                  say: Callable[[str], None] = lambda text: None) -> None:
         if not analyses:
             raise KovaError("there is no run to show")
@@ -53,7 +55,8 @@ class Viewer:
         self._thread = threading.Thread(target=self._serve, args=(token, host), name="kovadata view", daemon=True)
         self._thread.start()
         self._await_ready()
-        self._complete(token)
+        with no_signatures() if is_alone else contextlib.nullcontext():
+            self._complete(token)
 
     def __repr__(self) -> str:
         return f"<kovadata.view of {', '.join(one.name for one in self._runs)} at {self.url}>"

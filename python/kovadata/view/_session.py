@@ -6,24 +6,20 @@ Commands come one at a time on the thread of the server. Whatever goes wrong in 
 from __future__ import annotations
 
 import contextlib
+import functools
 import logging
 from typing import Any, Callable, Dict, Iterator, List, Optional, Type, TypeVar
 
 import numpy as np
 
 from .._errors import KovaError
-from ._about import About
-from ._boxes import Boxes
 from ._chromatograms import Chromatograms
 from ._downloads import Download, Downloads, csv_pieces
 from ._frame_traces import FrameTraces
 from ._frame_view import FrameView
 from ._link import Link
 from ._panel import Panel
-from ._precursors import Precursors
-from ._run_maps import RunMaps
 from ._runs import ACQUISITION, Named, OpenRun
-from ._states import States
 from ._worker import Job, Worker
 
 _MOST_TOLD = 5
@@ -49,11 +45,8 @@ class Session:
         self.frames, self.chromatograms = FrameView(self), Chromatograms(self)
         self._add(self.frames)
         self._add(self.chromatograms)
-        # These are made when the page is seen already, and those of tabs that are closed at their first command.
-        self._later: List[Type[Panel]] = [FrameTraces, Boxes, About, States]
-        self._of_tabs: Dict[str, Type[Panel]] = {"maps": RunMaps, "precursors": Precursors, "precursor": Precursors}
         if not self.run.has_mobility:
-            self._add(self._later.pop(0)(self))
+            self._add(FrameTraces(self))
         self._early: List[Dict[str, Any]] = []
         self.link.model.on_change("command", lambda _, __, command: self._obey(command))
 
@@ -96,6 +89,13 @@ class Session:
             if changed:
                 models.recompute()
 
+    @functools.cached_property
+    def _later(self) -> List[Type[Panel]]:
+        """Panels that are still to be made."""
+        from ._later_panels import SEEN
+
+        return [kind for kind in SEEN if self.panel(kind) is None]
+
     def _add_next(self) -> None:
         """Makes one more panel, and goes on with the next one."""
         if not self._later:
@@ -105,6 +105,14 @@ class Session:
             return
         self._make(self._later.pop(0))
         self.document.add_next_tick_callback(self._add_next)
+
+    def _make_of_tab(self, name: str) -> None:
+        """Makes the panel of a tab that is opened for the first time."""
+        from ._later_panels import OF_TABS
+
+        kind = OF_TABS.get(name.partition(".")[0])
+        if kind is not None and self.panel(kind) is None:
+            self._make(kind)
 
     def _make(self, kind: Type[Panel]) -> None:
         """Makes a panel and shows its figures."""
@@ -167,10 +175,8 @@ class Session:
     def frame_chosen(self, row: np.void) -> None:
         """Tells the page about the frame that is chosen."""
         self.link.send("frame", frame={name: row[name] for name in row.dtype.names or ()})
-        self.chromatograms.mark()
-        precursors = self.panel(Precursors)
-        if precursors is not None:
-            precursors.mark()
+        for panel in self.panels:
+            panel.mark()
 
     def message(self, text: str, key: str = "") -> None:
         """Says something in the page, in the place of an earlier message of the same key."""
@@ -221,9 +227,8 @@ class Session:
             return
         try:
             with self._changing():
-                kind = self._of_tabs.get(name.partition(".")[0])
-                if kind is not None and self.panel(kind) is None:
-                    self._make(kind)
+                if name not in self.commands:
+                    self._make_of_tab(name)
                 self.commands[name](**arguments)
         except Exception as error:
             self._tell_failure(name, error)
