@@ -3,10 +3,11 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <set>
 #include <sstream>
 #include <string_view>
 #include <vector>
+
+#include "common/words.h"
 
 // Manual pages are made from what the parser knows, so help and manual cannot contradict each other. What the
 // parser does not know, paragraphs and examples, is in the footer of the help, whose form parseFooter()
@@ -57,95 +58,91 @@ std::string phrase(std::string text) {
     return text;
 }
 
+bool isVerb(const ParserFacts& parser, const ManPageSource& source) { return parser.name != source.program; }
+
 // Written with its verb as one word, as the page is called.
-std::string pageName(const CLI::App& parser, const ManPageSource& source) {
-    return parser.get_parent() == nullptr ? source.program : source.program + "-" + parser.get_name();
+std::string pageName(const ParserFacts& parser, const ManPageSource& source) {
+    return isVerb(parser, source) ? source.program + "-" + parser.name : source.program;
 }
 
-std::vector<const CLI::App*> verbsOf(const CLI::App& parser) {
-    return parser.get_subcommands([](const CLI::App*) { return true; });
-}
-
-std::string synopsis(const CLI::App& parser, const ManPageSource& source) {
+std::string synopsis(const ParserFacts& parser, const ManPageSource& source) {
     std::string line = bold(source.program);
-    if (parser.get_parent() != nullptr) {
-        line += " " + bold(parser.get_name());
+    if (isVerb(parser, source)) {
+        line += " " + bold(parser.name);
     }
     line += " [" + italic("OPTIONS") + "]";
-    for (const CLI::Option* option : parser.get_options()) {
-        if (option->get_positional()) {
-            const bool isList = option->get_expected_max() >= CLI::detail::expected_max_vector_size;
-            const std::string name = italic(option->get_name(true)) + (isList ? "..." : "");
-            line += option->get_required() ? " " + name : " [" + name + "]";
+    for (const OptionFacts& option : parser.options) {
+        if (option.isArgument) {
+            line += option.isRequired ? " " : " [";
+            line += italic(option.name) + (option.repeats ? "..." : "") + (option.isRequired ? "" : "]");
         }
     }
-    if (!verbsOf(parser).empty()) {
+    if (!parser.verbs.empty()) {
         line += " " + italic("VERB") + " ...";
     }
     return ".SH SYNOPSIS\n" + line + "\n";
 }
 
-// Sorted by name: the parser keeps them in the order of their addresses, which differs from run to run.
-std::string namesOf(const std::set<CLI::Option*>& options) {
-    std::set<std::string> names;
-    for (const CLI::Option* option : options) {
-        names.insert(bold(option->get_name()));
+std::string bold(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) {
+        text += text.empty() ? "" : ", ";
+        text += bold(name);
     }
-    return CLI::detail::join(names, ", ");
+    return text;
 }
 
-std::string optionTag(const CLI::Option& option) {
-    if (option.get_positional()) {
-        return italic(option.get_name(true));
+std::string optionTag(const OptionFacts& option) {
+    if (option.isArgument) {
+        return italic(option.name);
     }
-    std::string tag;
-    for (const std::string& name : CLI::detail::split(option.get_name(false, true), ',')) {
-        tag += (tag.empty() ? "" : ", ") + bold(name);
+    std::string tag = bold(option.names);
+    if (!option.type.empty()) {
+        tag += " " + italic(option.type);
     }
-    if (option.get_type_size() > 0 && !option.get_type_name().empty()) {
-        tag += " " + italic(option.get_type_name());
-    }
-    if (option.get_expected_max() >= CLI::detail::expected_max_vector_size) {
+    if (option.repeats) {
         tag += " ...";
     }
     return tag;
 }
 
-std::string optionEntry(const CLI::Option& option) {
-    std::string entry = ".TP\n" + optionTag(option) + "\n" + escaped(option.get_description()) + ".\n";
-    if (option.get_positional() && option.get_type_name().starts_with('{')) {
-        entry += "One of " + escaped(option.get_type_name()) + ".\n";
+std::string optionEntry(const OptionFacts& option) {
+    std::string entry = ".TP\n" + optionTag(option) + "\n" + escaped(option.description) + ".\n";
+    if (option.isArgument && option.type.starts_with('{')) {
+        entry += "One of " + escaped(option.type) + ".\n";
     }
-    if (!option.get_default_str().empty()) {
-        entry += "The default is " + escaped(option.get_default_str()) + ".\n";
+    if (!option.defaultText.empty()) {
+        entry += "The default is " + escaped(option.defaultText) + ".\n";
     }
-    if (option.get_required()) {
+    if (option.isRequired) {
         entry += "Required.\n";
     }
-    if (!option.get_needs().empty()) {
-        entry += "Only with " + namesOf(option.get_needs()) + ".\n";
+    if (!option.needs.empty()) {
+        entry += "Only with " + bold(option.needs) + ".\n";
     }
-    if (!option.get_excludes().empty()) {
-        entry += "Not with " + namesOf(option.get_excludes()) + ".\n";
+    if (!option.excludes.empty()) {
+        entry += "Not with " + bold(option.excludes) + ".\n";
     }
     return entry;
 }
 
-std::string optionSection(const CLI::App& parser, const char* title, bool positional) {
+enum class Listed { Arguments, Options };
+
+std::string optionSection(const ParserFacts& parser, const char* title, Listed listed) {
     std::string entries;
-    for (const CLI::Option* option : parser.get_options()) {
-        if (option->get_positional() == positional && !option->get_group().empty()) {
-            entries += optionEntry(*option);
+    for (const OptionFacts& option : parser.options) {
+        if (option.isArgument == (listed == Listed::Arguments) && !option.isHidden) {
+            entries += optionEntry(option);
         }
     }
     return entries.empty() ? "" : std::string(".SH ") + title + "\n" + entries;
 }
 
-std::string verbSection(const CLI::App& parser, const ManPageSource& source) {
+std::string verbSection(const ParserFacts& parser, const ManPageSource& source) {
     std::string entries;
-    for (const CLI::App* verb : verbsOf(parser)) {
-        entries += ".TP\n" + bold(verb->get_name()) + "\n" + escaped(verb->get_description()) + "; see " +
-                   bold(pageName(*verb, source)) + "(1).\n";
+    for (const ParserFacts& verb : parser.verbs) {
+        entries += ".TP\n" + bold(verb.name) + "\n" + escaped(verb.description) + "; see " +
+                   bold(pageName(verb, source)) + "(1).\n";
     }
     return entries.empty() ? "" : ".SH VERBS\n" + entries;
 }
@@ -185,7 +182,7 @@ Footer parseFooter(const std::string& text) {
                 footer.sections +=
                     ".SH " + upper(title) + "\n" + sectionBody(title, {block.begin() + 1, block.end()});
             } else {
-                footer.paragraphs += ".PP\n" + escaped(CLI::detail::join(block, "\n")) + "\n";
+                footer.paragraphs += ".PP\n" + escaped(joined(block, "\n")) + "\n";
             }
             block.clear();
         }
@@ -193,52 +190,54 @@ Footer parseFooter(const std::string& text) {
     return footer;
 }
 
-std::string seeAlso(const CLI::App& parser, const ManPageSource& source) {
+std::string seeAlso(const ParserFacts& parser, const ManPageSource& source) {
     std::string names;
     const auto add = [&](const std::string& name) {
         names += (names.empty() ? ".BR " : ",\n.BR ") + escaped(name) + " (1)";
     };
-    if (parser.get_parent() != nullptr) {
+    if (isVerb(parser, source)) {
         add(source.program);
     }
-    for (const CLI::App* verb : verbsOf(parser)) {
-        add(pageName(*verb, source));
+    for (const ParserFacts& verb : parser.verbs) {
+        add(pageName(verb, source));
     }
     return names.empty() ? "" : ".SH SEE ALSO\n" + names + "\n";
 }
 
-void writePage(const CLI::App& parser, const ManPageSource& source, const std::filesystem::path& directory) {
+std::string manPage(const ParserFacts& parser, const ManPageSource& source) {
+    const std::string name = pageName(parser, source);
+    const Footer footer = parseFooter(parser.footer);
+    return ".TH " + escaped(upper(name)) + " 1 \"\" \"" + source.program + " " + source.version +
+           "\" \"User Commands\"\n.SH NAME\n" + escaped(name) + " \\- " +
+           escaped(phrase(parser.description)) + "\n" + synopsis(parser, source) + ".SH DESCRIPTION\n" +
+           escaped(parser.description) + (parser.description.ends_with('.') ? "\n" : ".\n") +
+           footer.paragraphs + optionSection(parser, "ARGUMENTS", Listed::Arguments) +
+           optionSection(parser, "OPTIONS", Listed::Options) + verbSection(parser, source) + footer.sections +
+           seeAlso(parser, source);
+}
+
+void writePage(const ParserFacts& parser, const ManPageSource& source,
+               const std::filesystem::path& directory) {
     const std::filesystem::path path = directory / (pageName(parser, source) + ".1");
     std::ofstream file(path);
     file << manPage(parser, source) << std::flush;
     if (!file) {
-        throw CLI::FileError::Missing(path.string());
+        throw UsageError(path.string() + " cannot be written");
     }
 }
 
 }  // namespace
 
-std::string manPage(const CLI::App& parser, const ManPageSource& source) {
-    const std::string name = pageName(parser, source);
-    const Footer footer = parseFooter(parser.get_footer());
-    return ".TH " + escaped(upper(name)) + " 1 \"\" \"" + source.program + " " + source.version +
-           "\" \"User Commands\"\n.SH NAME\n" + escaped(name) + " \\- " +
-           escaped(phrase(parser.get_description())) + "\n" + synopsis(parser, source) + ".SH DESCRIPTION\n" +
-           escaped(parser.get_description()) + (parser.get_description().ends_with('.') ? "\n" : ".\n") +
-           footer.paragraphs + optionSection(parser, "ARGUMENTS", true) +
-           optionSection(parser, "OPTIONS", false) + verbSection(parser, source) + footer.sections +
-           seeAlso(parser, source);
-}
-
-void addManPages(CLI::App& parser, const ManPageSource& source) {
-    const auto write = [&parser, source](const std::string& directory) {
-        writePage(parser, source, directory);
-        for (const CLI::App* verb : verbsOf(parser)) {
-            writePage(*verb, source, directory);
+void addManPages(const Parser& parser, const ManPageSource& source) {
+    const auto write = [parser, source](const std::string& directory) {
+        const ParserFacts program = parser.facts();
+        writePage(program, source, directory);
+        for (const ParserFacts& verb : program.verbs) {
+            writePage(verb, source, directory);
         }
-        throw CLI::Success();
+        stopParsing();
     };
-    parser.add_option_function<std::string>("--man-pages", write)->group("");
+    parser.function("--man-pages", write, "").hidden();
 }
 
 }  // namespace kova_tool_common

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
+
+#include "common/command_line.h"
 
 namespace kova_tool_common {
 
@@ -11,12 +12,9 @@ struct ManPageSource {
     std::string version;
 };
 
-// The manual page, in roff, of a parser or of one of its verbs. A footer is understood as paragraphs and as
-// sections such as "Examples:", whose lines are indented.
-std::string manPage(const CLI::App& parser, const ManPageSource& source);
-
-// A hidden option of a program's parser: `--man-pages DIRECTORY` writes its page and those of its verbs, and
-// exits.
-void addManPages(CLI::App& parser, const ManPageSource& source);
+// A hidden option of a program's parser: `--man-pages DIRECTORY` writes its page and those of its verbs, in
+// roff, and exits. A footer is understood as paragraphs and as sections such as "Examples:", whose lines are
+// indented.
+void addManPages(const Parser& parser, const ManPageSource& source);
 
 }  // namespace kova_tool_common

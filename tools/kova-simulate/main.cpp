@@ -3,8 +3,7 @@
 #include <optional>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
+#include "common/command_line.h"
 #include "common/interruption.h"
 #include "common/man_page.h"
 #include "common/progress.h"
@@ -31,49 +30,39 @@ struct Arguments {
     bool profile = false;
 };
 
-void declare(CLI::App& app, Arguments& a) {
+void declare(const kova_tool_common::Parser& app, Arguments& a) {
     simulator::Options& o = a.options;
-    app.add_option("OUT", o.out, "Directory of the new analysis")->required();
-    app.add_option("--frames", o.frames, "Number of frames")
-        ->check(CLI::Range(1U, 10'000'000U))
-        ->capture_default_str();
-    app.add_option("--peaks-per-frame", o.peaksPerFrame, "Peaks per MS1 frame, on average")
-        ->check(CLI::Range(0U, 5'000'000U))
-        ->capture_default_str();
-    app.add_option("--msms-peaks-per-frame", o.msmsPeaksPerFrame,
-                   "Peaks per MS/MS frame, on average; a quarter of the above by default")
-        ->check(CLI::Range(0U, 5'000'000U));
-    app.add_option("--msms-per-ms1", o.msmsPerMs1, "MS/MS frames after each MS1 frame")
-        ->check(CLI::Range(0U, 100U))
-        ->capture_default_str();
-    app.add_option("--scans", o.scans, "Mobility scans per frame")
-        ->check(CLI::Range(50U, 60'000U))
-        ->capture_default_str();
-    app.add_option("--seed", o.seed, "The same seed gives the same analysis")->capture_default_str();
-    app.add_option("--compression", o.compression, "1: each scan by itself, 2: each frame as a whole")
-        ->check(CLI::IsMember({1, 2}))
-        ->capture_default_str();
-    app.add_option("--schema", a.schema, "Schema version")
-        ->check(CLI::IsMember({"1.0", "2.0", "3.0", "3.1"}))
-        ->capture_default_str();
-    app.add_option("--zstd-level", o.zstdLevel, "Compression level")
-        ->check(CLI::Range(1, 19))
-        ->capture_default_str();
-    app.add_option("--format", a.format, "kvd: with ion mobility, kvs: one spectrum per frame without")
-        ->check(CLI::IsMember({"kvd", "kvs"}))
-        ->capture_default_str();
-    app.add_flag("--line", a.lines, "kvs: write line spectra (all parts when none is chosen)");
-    app.add_flag("--line-widths", a.lineWidths, "kvs: write line spectra with widths");
-    app.add_flag("--profile", a.profile, "kvs: write profile spectra");
-    app.add_option("--recalibrated", o.recalibratedStates, "Write calibration.sqlite with this many states")
-        ->check(CLI::Range(0U, 1000U));
-    app.add_option("--fragments", o.fragmentList,
-                   "Also write a CSV file: the peptide of each precursor and the m/z of its fragments");
-    app.add_option("--threads", o.threads, "Worker threads; one for each processor by default")
-        ->check(CLI::Range(1U, 256U));
-    app.add_flag("--force", a.force, "Replace an analysis that is already there");
-    app.add_flag("--quiet", a.quiet, "Print nothing");
-    app.set_version_flag("--version", "kova-simulate " KOVADATA_VERSION_STRING);
+    app.option("OUT", o.out, "directory of the new analysis").required();
+    app.option("--frames", o.frames, "number of frames").within(1U, 10'000'000U).showsDefault();
+    app.option("--peaks-per-frame", o.peaksPerFrame, "peaks per MS1 frame, on average")
+        .within(0U, 5'000'000U)
+        .showsDefault();
+    app.option("--msms-peaks-per-frame", o.msmsPeaksPerFrame,
+               "peaks per MS/MS frame, on average; a quarter of the above by default")
+        .within(0U, 5'000'000U);
+    app.option("--msms-per-ms1", o.msmsPerMs1, "MS/MS frames after each MS1 frame")
+        .within(0U, 100U)
+        .showsDefault();
+    app.option("--scans", o.scans, "mobility scans per frame").within(50U, 60'000U).showsDefault();
+    app.option("--seed", o.seed, "the same seed gives the same analysis").showsDefault();
+    app.option("--compression", o.compression, "1: each scan by itself, 2: each frame as a whole")
+        .oneOf({"1", "2"})
+        .showsDefault();
+    app.option("--schema", a.schema, "schema version").oneOf({"1.0", "2.0", "3.0", "3.1"}).showsDefault();
+    app.option("--zstd-level", o.zstdLevel, "compression level").within(1, 19).showsDefault();
+    app.option("--format", a.format, "kvd: with ion mobility, kvs: one spectrum per frame without")
+        .oneOf({"kvd", "kvs"})
+        .showsDefault();
+    app.flag("--line", a.lines, "kvs: write line spectra (all parts when none is chosen)");
+    app.flag("--line-widths", a.lineWidths, "kvs: write line spectra with widths");
+    app.flag("--profile", a.profile, "kvs: write profile spectra");
+    app.option("--recalibrated", o.recalibratedStates, "write calibration.sqlite with this many states")
+        .within(0U, 1000U);
+    app.option("--fragments", o.fragmentList,
+               "also write a CSV file: the peptide of each precursor and the m/z of its fragments");
+    app.option("--threads", o.threads, "worker threads; one for each processor by default").within(1U, 256U);
+    app.flag("--force", a.force, "replace an analysis that is already there");
+    app.flag("--quiet", a.quiet, "print nothing");
     kova_tool_common::addManPages(app, {"kova-simulate", KOVADATA_VERSION_STRING});
     app.footer(R"(Example:
   kova-simulate run.d --frames 200 --peaks-per-frame 300000 --seed 7
@@ -139,17 +128,18 @@ void run(Arguments& a) {
 
 int main(int argc, char** argv) {
     Arguments arguments;
-    CLI::App app(
-        "Simulates a liquid chromatography run with ion mobility: digested proteins, isotope patterns, "
-        "elution, noise, "
-        "MS1 and MS/MS frames.");
-    declare(app, arguments);
+    kova_tool_common::CommandLine commandLine(
+        {"kova-simulate",
+         "Simulates a liquid chromatography run with ion mobility: digested proteins, isotope patterns, "
+         "elution, noise, "
+         "MS1 and MS/MS frames.",
+         KOVADATA_VERSION_STRING});
+    declare(commandLine.parser(), arguments);
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        if (e.get_exit_code() == 0) {
-            return app.exit(e);  // help or version
+        if (const std::optional<int> status = commandLine.parse(argc, argv)) {
+            return *status;
         }
+    } catch (const kova_tool_common::UsageError& e) {
         std::fprintf(stderr, "kova-simulate: %s\ntry: kova-simulate --help\n", e.what());
         return kUsage;
     }

@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "common/usage_error.h"
+
 namespace kova_tool {
 
 // Exit statuses of every verb.
@@ -20,9 +22,6 @@ public:
 };
 
 // The command line asks for something that makes no sense; ends with status 2 and a pointer to --help.
-class UsageError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+using kova_tool_common::UsageError;
 
 }  // namespace kova_tool

@@ -1,11 +1,13 @@
 #include <kovadata/version.h>
 
-#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <string>
 
+#include "common/command_line.h"
 #include "common/interruption.h"
 #include "common/man_page.h"
 #include "kova/cli/command_words.h"
@@ -19,6 +21,8 @@
 namespace {
 
 using namespace kova_tool;
+using kova_tool_common::CommandLine;
+using kova_tool_common::ParserFacts;
 
 constexpr HelpText kToolHelp = {
     R"(`kova VERB --help` explains a verb. Numbers in CSV and JSON are exact: they read back as the same
@@ -44,20 +48,7 @@ Environment:
 
 const kova_tool_common::ManPageSource kManPages = {"kova", KOVADATA_VERSION_STRING};
 
-void describe(CLI::App& app) {
-    app.name("kova");
-    app.description("Shows what ion-mobility time-of-flight analyses hold.");
-    app.set_version_flag("--version", "kova " KOVADATA_VERSION_STRING, "print the version and exit");
-    app.set_help_flag("-h,--help", "print this help and exit");
-    app.footer(footerOf(kToolHelp));
-    app.get_formatter()->label("SUBCOMMAND", "VERB");
-    app.get_formatter()->label("REQUIRED", "(required)");
-    app.get_formatter()->label("Excludes", "not with");
-    app.get_formatter()->label("Needs", "only with");
-    kova_tool_common::addManPages(app, kManPages);
-}
-
-void addVerbs(CLI::App& app, Action& action) {
+void addVerbs(const Parser& app, Action& action) {
     addInfo(app, action);
     addFrames(app, action);
     addScans(app, action);
@@ -73,41 +64,37 @@ void addVerbs(CLI::App& app, Action& action) {
     addReport(app, action);
     addView(app, action);
     addCompletions(app, action);
-    for (CLI::App* verb : app.get_subcommands([](CLI::App*) { return true; })) {
-        verb->group("Verbs");
-    }
-    app.require_subcommand(1);
 }
 
-std::string verbNames(const CLI::App& app) {
+std::string verbNames(const ParserFacts& program) {
     std::string names;
-    for (const CLI::App* verb : app.get_subcommands([](const CLI::App*) { return true; })) {
-        names += (names.empty() ? "" : ", ") + verb->get_name();
+    for (const ParserFacts& verb : program.verbs) {
+        names += (names.empty() ? "" : ", ") + verb.name;
     }
     return names;
 }
 
-bool isVerb(const CLI::App& app, const std::string& word) {
-    return !app.get_subcommands([&](const CLI::App* verb) { return verb->get_name() == word; }).empty();
+bool isVerb(const ParserFacts& program, const std::string& word) {
+    return std::ranges::find(program.verbs, word, &ParserFacts::name) != program.verbs.end();
 }
 
 // The command to try names the verb only if it exists.
-int reportUsage(const CLI::App& app, const char* verb, const std::string& text) {
-    const bool isKnown = verb != nullptr && isVerb(app, verb);
+int reportUsage(const ParserFacts& program, const char* verb, const std::string& text) {
+    const bool isKnown = verb != nullptr && isVerb(program, verb);
     const std::string command = isKnown ? std::string("kova ") + verb : "kova";
     tell(text);
     if (!isKnown) {
-        std::fprintf(stderr, "verbs: %s\n", verbNames(app).c_str());
+        std::fprintf(stderr, "verbs: %s\n", verbNames(program).c_str());
     }
     std::fprintf(stderr, "try: %s --help\n", command.c_str());
     return kExitUsage;
 }
 
-int runAction(const CLI::App& app, const char* verb, const Action& action) {
+int runAction(const ParserFacts& program, const char* verb, const Action& action) {
     try {
         return action();
     } catch (const UsageError& error) {
-        return reportUsage(app, verb, error.what());
+        return reportUsage(program, verb, error.what());
     } catch (const Failure& failure) {
         tell(failure.what());
         if (!failure.hint.empty()) {
@@ -127,20 +114,23 @@ int runAction(const CLI::App& app, const char* verb, const Action& action) {
 int main(int argc, char** argv) {
     // Output that nobody reads any more ends the verb by way of the write that fails, not by a signal.
     std::signal(SIGPIPE, SIG_IGN);
-    CLI::App app;
+    CommandLine commandLine(
+        {"kova", "Shows what ion-mobility time-of-flight analyses hold.", KOVADATA_VERSION_STRING});
+    const Parser parser = commandLine.parser();
+    parser.footer(footerOf(kToolHelp));
+    kova_tool_common::addManPages(parser, kManPages);
     Action action;
+    addVerbs(parser, action);
+    commandLine.requireVerb();
+    const ParserFacts program = parser.facts();
     const char* const verb = argc > 1 ? argv[1] : nullptr;
-    describe(app);
-    addVerbs(app, action);
     try {
-        checkWords(app, argc, argv);
-        app.parse(argc, argv);
-    } catch (const CLI::Success& request) {
-        return app.exit(request);
-    } catch (const CLI::ParseError& error) {
-        return reportUsage(app, verb, error.what());
+        checkWords(program, argc, argv);
+        if (const std::optional<int> status = commandLine.parse(argc, argv)) {
+            return *status;
+        }
     } catch (const UsageError& error) {
-        return reportUsage(app, verb, error.what());
+        return reportUsage(program, verb, error.what());
     }
-    return runAction(app, verb, action);
+    return runAction(program, verb, action);
 }

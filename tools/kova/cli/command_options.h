@@ -2,18 +2,16 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
+#include "common/command_line.h"
 #include "kova/output/output_format.h"
 #include "kova/run/long_call.h"
 #include "kova/run/run.h"
 
-namespace CLI {
-class App;
-class Option;
-}  // namespace CLI
-
 namespace kova_tool {
+
+using kova_tool_common::Option;
+using kova_tool_common::Parser;
 
 // The values of the options that verbs share, after parsing; which of them a verb has is decided by the
 // functions below. They must live as long as the parser, which keeps their addresses.
@@ -34,16 +32,14 @@ struct CommonOptions {
     WorkSetting work(bool withProgress) const { return {threads, skipDamaged, withProgress}; }
 };
 
-void addAnalysis(CLI::App& verb, CommonOptions& options);
-void addJson(CLI::App& verb, CommonOptions& options);
-void addCsvAndJson(CLI::App& verb, CommonOptions& options);
-void addCalibration(CLI::App& verb, CommonOptions& options);
-// Takes nothing but these words, which the help shows as {a,b,c}.
-void restrictTo(CLI::Option& option, const std::vector<std::string>& words);
-void addQuiet(CLI::App& verb, CommonOptions& options);
+void addAnalysis(const Parser& verb, CommonOptions& options);
+void addJson(const Parser& verb, CommonOptions& options);
+void addCsvAndJson(const Parser& verb, CommonOptions& options);
+void addCalibration(const Parser& verb, CommonOptions& options);
+void addQuiet(const Parser& verb, CommonOptions& options);
 // --threads and --skip-damaged.
-void addWork(CLI::App& verb, CommonOptions& options);
+void addWork(const Parser& verb, CommonOptions& options);
 // Whole numbers from 1, in text that the parser converts.
-void requirePositive(CLI::Option& option);
+void requirePositive(const Option& option);
 
 }  // namespace kova_tool

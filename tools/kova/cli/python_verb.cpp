@@ -1,7 +1,6 @@
 #include "kova/cli/python_verb.h"
 
-#include <CLI/CLI.hpp>
-
+#include "common/words.h"
 #include "kova/cli/number_input.h"
 #include "kova/cli/ranges.h"
 
@@ -51,31 +50,28 @@ void appendCommon(std::vector<std::string>& words, const CommonOptions& options)
 
 }  // namespace
 
-void addPassed(CLI::App& verb, PythonOptions& options, std::span<const PassedOption> passed) {
+void addPassed(const Parser& verb, PythonOptions& options, std::span<const PassedOption> passed) {
     for (const PassedOption& option : passed) {
         PythonOptions::Given& given = options.given.emplace_back(PythonOptions::Given{option});
         if (option.takes == Takes::Nothing) {
-            verb.add_flag(option.names, given.isThere, option.text);
+            verb.flag(option.names, given.isThere, option.text);
             continue;
         }
         const std::string type = option.type;
-        CLI::Option* const added = verb.add_option(option.names, given.values, option.text)
-                                       ->expected(option.values)
-                                       ->type_name(type)
-                                       ->option_text(type);
+        const Option added = verb.option(option.names, given.values, option.text)
+                                 .values(option.values)
+                                 .type(type)
+                                 .shownAs(type);
         if (type.starts_with('{')) {
-            restrictTo(*added, CLI::detail::split(type.substr(1, type.size() - 2), ','));
+            added.oneOf(kova_tool_common::split(type.substr(1, type.size() - 2), ','));
         } else if (option.takes == Takes::CountFromOne) {
-            requirePositive(*added);
+            requirePositive(added);
         }
     }
 }
 
-void addAnalyses(CLI::App& verb, PythonOptions& options, const char* text) {
-    verb.add_option("ANALYSIS", options.directories, text)
-        ->required()
-        ->type_name("")
-        ->option_text("... (required)");
+void addAnalyses(const Parser& verb, PythonOptions& options, const char* text) {
+    verb.option("ANALYSIS", options.directories, text).required().type("").shownAs("... (required)");
 }
 
 void runPythonVerb(const PythonProgram& program, std::vector<std::string> arguments,

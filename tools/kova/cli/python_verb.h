@@ -34,8 +34,8 @@ struct PythonOptions : CommonOptions {
     std::deque<Given> given;               // stay where they are: the parser keeps their addresses
 };
 
-void addPassed(CLI::App& verb, PythonOptions& options, std::span<const PassedOption> passed);
-void addAnalyses(CLI::App& verb, PythonOptions& options, const char* text);
+void addPassed(const Parser& verb, PythonOptions& options, std::span<const PassedOption> passed);
+void addAnalyses(const Parser& verb, PythonOptions& options, const char* text);
 
 // Replaces this program by the Python program. Options are passed on in the words of the command line, so
 // that none changes on the way, after `arguments` and before the analyses.

@@ -1,6 +1,5 @@
 #include "kova/cli/query_options.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "kova/cli/ranges.h"
@@ -34,19 +33,17 @@ std::uint32_t msLevelOf(const Run& run, const std::string& asked, UsualFrames us
 
 }  // namespace
 
-CLI::Option* addMzRange(CLI::App& verb, QueryOptions& options) {
-    return verb.add_option("--mz", options.mz, "range of m/z in Th; either end may be left out")
-        ->type_name("A:B");
+Option addMzRange(const Parser& verb, QueryOptions& options) {
+    return verb.option("--mz", options.mz, "range of m/z in Th; either end may be left out").type("A:B");
 }
 
-void addQuery(CLI::App& verb, QueryOptions& options) {
-    verb.add_option("--k0", options.oneOverK0, "range of 1/K0 in V s / cm^2")->type_name("A:B");
-    verb.add_option("--time", options.time, "range of retention times in s")->type_name("A:B");
-    verb.add_option("--scans", options.scans, "range of scans, the last one not included")->type_name("A:B");
-    verb.add_option("--frame", options.frames, "ids of frames, all by default")->type_name("ID");
-    restrictTo(*verb.add_option("--ms-level", options.msLevel, "only frames of this level, or all"),
-               {"1", "2", "all"});
-    verb.add_flag("--raw", options.raw, "intensities as they were measured");
+void addQuery(const Parser& verb, QueryOptions& options) {
+    verb.option("--k0", options.oneOverK0, "range of 1/K0 in V s / cm^2").type("A:B");
+    verb.option("--time", options.time, "range of retention times in s").type("A:B");
+    verb.option("--scans", options.scans, "range of scans, the last one not included").type("A:B");
+    verb.option("--frame", options.frames, "ids of frames, all by default").type("ID");
+    verb.option("--ms-level", options.msLevel, "only frames of this level, or all").oneOf({"1", "2", "all"});
+    verb.flag("--raw", options.raw, "intensities as they were measured");
     addCsvAndJson(verb, options);
     addCalibration(verb, options);
     addWork(verb, options);

@@ -20,8 +20,8 @@ struct QueryOptions : CommonOptions {
 };
 
 // All of them but --mz, which not every verb has alone, and what else verbs of queries take.
-void addQuery(CLI::App& verb, QueryOptions& options);
-CLI::Option* addMzRange(CLI::App& verb, QueryOptions& options);
+void addQuery(const Parser& verb, QueryOptions& options);
+Option addMzRange(const Parser& verb, QueryOptions& options);
 
 // Which frames are taken when no MS level is asked for.
 enum class UsualFrames { All, Survey };

@@ -1,11 +1,17 @@
 #include "kova/completions/words.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
+#include <iterator>
+
+#include "common/words.h"
 
 // The words of the parser, taken from the parser itself: a new verb or option is completed without anything
 // to keep in step.
 namespace kova_tool {
+
+using kova_tool_common::OptionFacts;
+using kova_tool_common::ParserFacts;
+
 namespace {
 
 // The help shows the choices of a value as {a,b,c}.
@@ -15,14 +21,14 @@ std::vector<std::string> choicesIn(const std::string& typeName) {
     if (open == std::string::npos || close == std::string::npos) {
         return {};
     }
-    return CLI::detail::split(typeName.substr(open + 1, close - open - 1), ',');
+    return kova_tool_common::split(typeName.substr(open + 1, close - open - 1), ',');
 }
 
-WordPlace placeOf(const CLI::Option& option, const std::string& name) {
+WordPlace placeOf(const OptionFacts& option, const std::string& name) {
     WordPlace place;
     place.name = name;
-    place.choices = choicesIn(option.get_type_name());
-    place.repeats = option.get_expected_max() >= CLI::detail::expected_max_vector_size;
+    place.choices = choicesIn(option.type);
+    place.repeats = option.repeats;
     if (!place.choices.empty()) {
         place.kind = WordKind::Choices;
     } else if (name == "FILE") {
@@ -33,46 +39,34 @@ WordPlace placeOf(const CLI::Option& option, const std::string& name) {
     return place;
 }
 
-OptionWords optionOf(const CLI::Option& option) {
-    OptionWords words;
-    for (const std::string& name : option.get_snames()) {
-        words.names.push_back("-" + name);
-    }
-    for (const std::string& name : option.get_lnames()) {
-        words.names.push_back("--" + name);
-    }
-    words.description = option.get_description();
+OptionWords optionOf(const OptionFacts& option) {
+    OptionWords words = {option.names, option.description, option.values, {}};
     std::ranges::replace(words.description, '\n', ' ');
-    if (option.get_type_size() > 0) {
-        words.value = placeOf(option, option.get_type_name());
-        words.values = words.value.repeats ? 1 : option.get_expected_max();
+    if (option.values > 0) {
+        words.value = placeOf(option, option.type);
     }
     return words;
 }
 
 }  // namespace
 
-std::string joined(const std::vector<std::string>& words) { return CLI::detail::join(words, " "); }
+std::string joined(const std::vector<std::string>& words) { return kova_tool_common::joined(words, " "); }
 
-VerbWords wordsOf(const CLI::App& parser) {
-    VerbWords words;
-    words.name = parser.get_name();
-    words.description = parser.get_description();
-    for (const CLI::Option* option : parser.get_options()) {
-        if (option->get_positional()) {
-            words.places.push_back(placeOf(*option, option->get_name(true)));
-        } else if (!option->get_group().empty()) {
-            words.options.push_back(optionOf(*option));
+VerbWords wordsOf(const ParserFacts& parser) {
+    VerbWords words = {parser.name, parser.description, {}, {}};
+    for (const OptionFacts& option : parser.options) {
+        if (option.isArgument) {
+            words.places.push_back(placeOf(option, option.name));
+        } else if (!option.isHidden) {
+            words.options.push_back(optionOf(option));
         }
     }
     return words;
 }
 
-std::vector<VerbWords> wordsOfVerbs(const CLI::App& parser) {
+std::vector<VerbWords> wordsOfVerbs(const ParserFacts& program) {
     std::vector<VerbWords> verbs;
-    for (const CLI::App* verb : parser.get_subcommands([](const CLI::App*) { return true; })) {
-        verbs.push_back(wordsOf(*verb));
-    }
+    std::ranges::transform(program.verbs, std::back_inserter(verbs), wordsOf);
     return verbs;
 }
 

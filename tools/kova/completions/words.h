@@ -3,9 +3,7 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
+#include "common/command_line.h"
 
 namespace kova_tool {
 
@@ -37,7 +35,7 @@ struct VerbWords {
 std::string joined(const std::vector<std::string>& words);
 
 // The words that a parser knows, without its hidden options; and those of its verbs.
-VerbWords wordsOf(const CLI::App& parser);
-std::vector<VerbWords> wordsOfVerbs(const CLI::App& parser);
+VerbWords wordsOf(const kova_tool_common::ParserFacts& parser);
+std::vector<VerbWords> wordsOfVerbs(const kova_tool_common::ParserFacts& program);
 
 }  // namespace kova_tool

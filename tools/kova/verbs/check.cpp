@@ -128,7 +128,7 @@ int runCheck(const CommonOptions& options) {
 
 }  // namespace
 
-void addCheck(CLI::App& app, Action& action) {
+void addCheck(const Parser& app, Action& action) {
     Verb<CommonOptions> verb(app, action, "check", "Reads everything and reports damage", kCheckHelp);
     addAnalysis(verb.arguments(), verb.options());
     addJson(verb.arguments(), verb.options());

@@ -31,15 +31,17 @@ std::string scriptFor(const std::string& shell, const ProgramWords& words) {
 
 }  // namespace
 
-void addCompletions(CLI::App& app, Action& action) {
+void addCompletions(const Parser& app, Action& action) {
     Verb<CompletionsOptions> verb(app, action, "completions", "Prints a script that completes command lines",
                                   kCompletionsHelp);
-    CLI::Option* shell =
-        verb.arguments().add_option("SHELL", verb.options().shell, "shell to write it for")->required();
-    restrictTo(*shell, {"bash", "zsh", "fish"});
-    verb.runs([&app](const CompletionsOptions& options) {
+    verb.arguments()
+        .option("SHELL", verb.options().shell, "shell to write it for")
+        .required()
+        .oneOf({"bash", "zsh", "fish"});
+    verb.runs([app](const CompletionsOptions& options) {
+        const kova_tool_common::ParserFacts program = app.facts();
         OutputBuffer out;
-        out << scriptFor(options.shell, {wordsOf(app), wordsOfVerbs(app)});
+        out << scriptFor(options.shell, {wordsOf(program), wordsOfVerbs(program)});
         out.flush();
         return kExitOk;
     });

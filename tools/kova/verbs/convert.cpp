@@ -94,25 +94,23 @@ int runConvert(const ConvertOptions& options) {
 
 }  // namespace
 
-void addConvert(CLI::App& app, Action& action) {
+void addConvert(const Parser& app, Action& action) {
     Verb<ConvertOptions> verb(app, action, "convert", "Converts values by the calibrations of a frame",
                               kConvertHelp);
-    CLI::App& arguments = verb.arguments();
+    const Parser& arguments = verb.arguments();
     ConvertOptions& options = verb.options();
     addAnalysis(arguments, options);
-    arguments.add_option("VALUE", options.values, "values to convert, from standard input by default")
-        ->type_name("");
-    arguments.add_option("--frame", options.setting.frame, "id of the frame")->type_name("ID");
+    arguments.option("VALUE", options.values, "values to convert, from standard input by default").type("");
+    arguments.option("--frame", options.setting.frame, "id of the frame").type("ID");
     for (const auto& [name, unit, text] : {std::tuple("--from", &options.from, "unit of the values"),
                                            std::tuple("--to", &options.to, "unit to convert to")}) {
-        restrictTo(*arguments.add_option(name, *unit, text)->required(), unitNames());
+        arguments.option(name, *unit, text).required().oneOf(unitNames());
     }
-    arguments.add_option("--charge", options.setting.charge, "charge of the ion, with its sign")
-        ->type_name("Z");
+    arguments.option("--charge", options.setting.charge, "charge of the ion, with its sign").type("Z");
     const auto setMz = [&options](const std::string& text) {
         options.setting.mz = numbersOf({&text, 1}).front();
     };
-    arguments.add_option_function<std::string>("--mz", setMz, "m/z of the ion")->type_name("MZ");
+    arguments.function("--mz", setMz, "m/z of the ion").type("MZ");
     addCsvAndJson(arguments, options);
     addCalibration(arguments, options);
     verb.runs(runConvert);

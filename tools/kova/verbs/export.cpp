@@ -54,14 +54,14 @@ int runExport(const PythonOptions& options) {
 
 }  // namespace
 
-void addExport(CLI::App& app, Action& action) {
+void addExport(const Parser& app, Action& action) {
     Verb<PythonOptions> verb(app, action, "export", "Writes a run into a file that other programs read",
                              kExportHelp);
-    CLI::App& arguments = verb.arguments();
+    const Parser& arguments = verb.arguments();
     PythonOptions& options = verb.options();
     addAnalysis(arguments, options);
     addPassed(arguments, options, kExportOptions);
-    arguments.get_option("--output")->required()->option_text("FILE (required)");
+    arguments.find("--output").required().shownAs("FILE (required)");
     addCalibration(arguments, options);
     addWork(arguments, options);
     addQuiet(arguments, options);

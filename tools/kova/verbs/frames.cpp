@@ -184,14 +184,14 @@ private:
 
 }  // namespace
 
-void addFrames(CLI::App& app, Action& action) {
+void addFrames(const Parser& app, Action& action) {
     Verb<FramesOptions> verb(app, action, "frames", "Lists the frames of an analysis, one line per frame",
                              kFramesHelp);
     FramesOptions& options = verb.options();
     addAnalysis(verb.arguments(), options);
     addCsvAndJson(verb.arguments(), options);
     addCalibration(verb.arguments(), options);
-    verb.arguments().add_flag("--read", options.read, "read every frame instead of trusting the metadata");
+    verb.arguments().flag("--read", options.read, "read every frame instead of trusting the metadata");
     addQuiet(verb.arguments(), options);
     verb.runs([](const FramesOptions& o) { return FrameLister(o).list(); });
 }

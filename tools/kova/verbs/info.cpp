@@ -232,7 +232,7 @@ int runInfo(const CommonOptions& options) {
 
 }  // namespace
 
-void addInfo(CLI::App& app, Action& action) {
+void addInfo(const Parser& app, Action& action) {
     Verb<CommonOptions> verb(app, action, "info", "Tells what an analysis holds", kInfoHelp);
     addAnalysis(verb.arguments(), verb.options());
     addJson(verb.arguments(), verb.options());

@@ -128,32 +128,30 @@ private:
 
 }  // namespace
 
-void addMsms(CLI::App& app, Action& action) {
+void addMsms(const Parser& app, Action& action) {
     Verb<MsmsOptions> verb(app, action, "msms", "Lists or exports the MS/MS spectra of precursors",
                            kMsmsHelp);
-    CLI::App& arguments = verb.arguments();
+    const Parser& arguments = verb.arguments();
     MsmsOptions& options = verb.options();
     addAnalysis(arguments, options);
-    CLI::Option* precursors =
-        arguments.add_option("--precursor", options.selection.ids, "ids of precursors, all by default")
-            ->type_name("ID");
-    arguments
-        .add_option("--frame", options.selection.frame, "id of an MS1 frame: the precursors selected in it")
-        ->type_name("ID")
-        ->excludes(precursors);
-    arguments.add_flag("--profile", options.profile, "profiles instead of peaks");
-    CLI::Option* peaks =
-        arguments.add_flag("--peaks", options.peaks, "one line per peak instead of one per precursor");
+    const Option precursors =
+        arguments.option("--precursor", options.selection.ids, "ids of precursors, all by default")
+            .type("ID");
+    arguments.option("--frame", options.selection.frame, "id of an MS1 frame: the precursors selected in it")
+        .type("ID")
+        .excludes(precursors);
+    arguments.flag("--profile", options.profile, "profiles instead of peaks");
+    const Option peaks =
+        arguments.flag("--peaks", options.peaks, "one line per peak instead of one per precursor");
     requirePositive(
-        *arguments
-             .add_option("--top", options.top, "no more than the N strongest peaks of each (5 in the list)")
-             ->type_name("N"));
-    CLI::Option* mgf =
-        arguments.add_option("--mgf", options.mgf, "write Mascot Generic Format to a file, or to -")
-            ->type_name("FILE")
-            ->excludes(peaks);
+        arguments.option("--top", options.top, "no more than the N strongest peaks of each (5 in the list)")
+            .type("N"));
+    const Option mgf =
+        arguments.option("--mgf", options.mgf, "write Mascot Generic Format to a file, or to -")
+            .type("FILE")
+            .excludes(peaks);
     addCsvAndJson(arguments, options);
-    mgf->excludes("--csv")->excludes("--json");
+    mgf.excludes("--csv").excludes("--json");
     addCalibration(arguments, options);
     addWork(arguments, options);
     addQuiet(arguments, options);

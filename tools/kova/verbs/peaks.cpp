@@ -19,17 +19,17 @@ for, unless --raw is given. A query by m/z or 1/K0 fails at a frame without that
 )",
     "the peaks cannot all be read"};
 
-constexpr std::array<StreamColumn, 7> kPeakColumns = {{{"frame", {"frame", "frame", 6}},
-                                                       {"time", {"time", "time", 10, 3}},
-                                                       {"scan", {"scan", "scan", 5}},
-                                                       {"tof_index", {"index", "index", 8}},
-                                                       {"intensity", {"intensity", "intensity", 10}},
-                                                       {"mz", {"mz", "m/z", 11, 5}},
-                                                       {"one_over_k0", {"one_over_k0", "1/K0", 7, 5}}}};
+constexpr std::array<StreamColumn, 7> kTableColumns = {{{"frame", {"frame", "frame", 6}},
+                                                        {"time", {"time", "time", 10, 3}},
+                                                        {"scan", {"scan", "scan", 5}},
+                                                        {"tof_index", {"index", "index", 8}},
+                                                        {"intensity", {"intensity", "intensity", 10}},
+                                                        {"mz", {"mz", "m/z", 11, 5}},
+                                                        {"one_over_k0", {"one_over_k0", "1/K0", 7, 5}}}};
 
-constexpr std::uint32_t kColumns = KVR_COLUMN_FRAME | KVR_COLUMN_TIME | KVR_COLUMN_SCAN |
-                                   KVR_COLUMN_TOF_INDEX | KVR_COLUMN_INTENSITY | KVR_COLUMN_MZ |
-                                   KVR_COLUMN_ONE_OVER_K0;
+constexpr std::uint32_t kStreamColumns = KVR_COLUMN_FRAME | KVR_COLUMN_TIME | KVR_COLUMN_SCAN |
+                                         KVR_COLUMN_TOF_INDEX | KVR_COLUMN_INTENSITY | KVR_COLUMN_MZ |
+                                         KVR_COLUMN_ONE_OVER_K0;
 // The first peaks come soon, and little is read in vain for a reader that goes away.
 constexpr std::uint64_t kPeaksPerBatch = std::uint64_t{1} << 16;
 
@@ -37,16 +37,16 @@ int runPeaks(const QueryOptions& options) {
     return answer(
         options, {UsualFrames::All, QueryWork::WhileWriting, kPeaksPerBatch},
         [](kvr_run* run, const kvr_query* query, const kvr_control* control, ArrowArrayStream* filled) {
-            return kvr_peaks(run, query, kColumns, control, filled);
+            return kvr_peaks(run, query, kStreamColumns, control, filled);
         },
         [&](ArrowStream& stream, OutputBuffer& out) {
-            writeStream(stream, kPeakColumns, options.format(), out);
+            writeStream(stream, kTableColumns, options.format(), out);
         });
 }
 
 }  // namespace
 
-void addPeaks(CLI::App& app, Action& action) {
+void addPeaks(const Parser& app, Action& action) {
     Verb<QueryOptions> verb(app, action, "peaks", "Prints the peaks of a run, or of a box in it", kPeaksHelp);
     addAnalysis(verb.arguments(), verb.options());
     addMzRange(verb.arguments(), verb.options());

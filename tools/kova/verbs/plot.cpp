@@ -50,16 +50,17 @@ int runPlot(const PlotOptions& options) {
 
 }  // namespace
 
-void addPlot(CLI::App& app, Action& action) {
+void addPlot(const Parser& app, Action& action) {
     Verb<PlotOptions> verb(app, action, "plot", "Plots what an analysis holds", kPlotHelp);
-    CLI::App& arguments = verb.arguments();
+    const Parser& arguments = verb.arguments();
     PlotOptions& options = verb.options();
-    CLI::Option* kind = arguments.add_option("KIND", options.kind, "kind of plot")->required();
-    restrictTo(*kind, {"tic", "bpc", "overview", "heatmap", "mobilogram", "spectrum", "msms"});
+    arguments.option("KIND", options.kind, "kind of plot")
+        .required()
+        .oneOf({"tic", "bpc", "overview", "heatmap", "mobilogram", "spectrum", "msms"});
     addAnalysis(arguments, options);
     addPassed(arguments, options, kPlotOptions);
-    arguments.add_flag("--recalibrated", options.calibration.newest,
-                       "use the newest complete re-calibrated state, if there is one");
+    arguments.flag("--recalibrated", options.calibration.newest,
+                   "use the newest complete re-calibrated state, if there is one");
     verb.runs(runPlot);
 }
 

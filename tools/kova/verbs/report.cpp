@@ -41,14 +41,14 @@ int runReport(const PythonOptions& options) {
 
 }  // namespace
 
-void addReport(CLI::App& app, Action& action) {
+void addReport(const Parser& app, Action& action) {
     Verb<PythonOptions> verb(app, action, "report", "Writes a report of runs into one HTML file",
                              kReportHelp);
-    CLI::App& arguments = verb.arguments();
+    const Parser& arguments = verb.arguments();
     PythonOptions& options = verb.options();
     addAnalyses(arguments, options, "directories of the analyses; several are compared with each other");
     addPassed(arguments, options, kReportOptions);
-    arguments.add_flag("--json", options.json, "the numbers as JSON instead of the page");
+    arguments.flag("--json", options.json, "the numbers as JSON instead of the page");
     addCalibration(arguments, options);
     addQuiet(arguments, options);
     verb.runs(runReport);

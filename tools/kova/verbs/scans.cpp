@@ -168,14 +168,14 @@ int runScans(const ScansOptions& options) {
 
 }  // namespace
 
-void addScans(CLI::App& app, Action& action) {
+void addScans(const Parser& app, Action& action) {
     Verb<ScansOptions> verb(app, action, "scans", "Prints the peaks of scans of one frame", kScansHelp);
-    CLI::App& arguments = verb.arguments();
+    const Parser& arguments = verb.arguments();
     ScansOptions& options = verb.options();
     addAnalysis(arguments, options);
-    arguments.add_option("--frame", options.frame, "id of the frame")->required()->type_name("ID");
-    arguments.add_option("--scans", options.scans, "range of scans, all by default")->type_name("A:B");
-    arguments.add_flag("--raw", options.raw, "print intensities as they were measured");
+    arguments.option("--frame", options.frame, "id of the frame").required().type("ID");
+    arguments.option("--scans", options.scans, "range of scans, all by default").type("A:B");
+    arguments.flag("--raw", options.raw, "print intensities as they were measured");
     addCsvAndJson(arguments, options);
     addCalibration(arguments, options);
     verb.runs(runScans);

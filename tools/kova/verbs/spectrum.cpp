@@ -128,17 +128,15 @@ private:
 
 }  // namespace
 
-void addSpectrum(CLI::App& app, Action& action) {
+void addSpectrum(const Parser& app, Action& action) {
     Verb<SpectrumOptions> verb(app, action, "spectrum",
                                "Prints one spectrum of an analysis without ion mobility", kSpectrumHelp);
-    CLI::App& arguments = verb.arguments();
+    const Parser& arguments = verb.arguments();
     SpectrumOptions& options = verb.options();
     addAnalysis(arguments, options);
-    arguments.add_option("--frame", options.frame, "id of the spectrum")->required()->type_name("ID");
-    CLI::Option* profile =
-        arguments.add_flag("--profile", options.profile, "print the profile, not the lines");
-    arguments.add_flag("--nonzero", options.nonzero, "leave out profile points without intensity")
-        ->needs(profile);
+    arguments.option("--frame", options.frame, "id of the spectrum").required().type("ID");
+    const Option profile = arguments.flag("--profile", options.profile, "print the profile, not the lines");
+    arguments.flag("--nonzero", options.nonzero, "leave out profile points without intensity").needs(profile);
     addCsvAndJson(arguments, options);
     addCalibration(arguments, options);
     verb.runs([](const SpectrumOptions& o) { return SpectrumPrinter(o).run(); });

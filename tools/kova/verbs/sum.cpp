@@ -33,7 +33,7 @@ int runSum(const QueryOptions& options) {
 
 }  // namespace
 
-void addSum(CLI::App& app, Action& action) {
+void addSum(const Parser& app, Action& action) {
     Verb<QueryOptions> verb(app, action, "sum", "Sums up the spectrum of a run, or of a box in it", kSumHelp);
     addAnalysis(verb.arguments(), verb.options());
     addMzRange(verb.arguments(), verb.options());

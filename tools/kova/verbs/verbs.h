@@ -1,12 +1,14 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <memory>
 
+#include "common/command_line.h"
 #include "kova/cli/help_text.h"
 
 namespace kova_tool {
+
+using kova_tool_common::Parser;
 
 // What the verb on the command line does; returns the exit status.
 using Action = std::function<int()>;
@@ -16,42 +18,43 @@ using Action = std::function<int()>;
 template <class Options>
 class Verb {
 public:
-    Verb(CLI::App& app, Action& chosenAction, const char* name, const char* description, const HelpText& help)
-        : parser(*app.add_subcommand(name, description)), action(chosenAction) {
+    Verb(const Parser& app, Action& chosenAction, const char* name, const char* description,
+         const HelpText& help)
+        : parser(app.verb(name, description)), action(chosenAction) {
         parser.footer(footerOf(help));
     }
 
-    CLI::App& arguments() { return parser; }
+    const Parser& arguments() const { return parser; }
     Options& options() { return *values; }
 
     // Parsing the verb makes this the action: a function of the options that returns the exit status.
     template <class Run>
     void runs(Run run) {
-        parser.callback(
+        parser.chosen(
             [run, &chosen = action, kept = values] { chosen = [run, kept] { return run(*kept); }; });
     }
 
 private:
-    CLI::App& parser;
+    Parser parser;
     Action& action;
     std::shared_ptr<Options> values = std::make_shared<Options>();
 };
 
 // Each adds its verb to the command line.
-void addInfo(CLI::App& app, Action& action);
-void addFrames(CLI::App& app, Action& action);
-void addScans(CLI::App& app, Action& action);
-void addSpectrum(CLI::App& app, Action& action);
-void addPeaks(CLI::App& app, Action& action);
-void addSum(CLI::App& app, Action& action);
-void addXic(CLI::App& app, Action& action);
-void addMsms(CLI::App& app, Action& action);
-void addConvert(CLI::App& app, Action& action);
-void addCheck(CLI::App& app, Action& action);
-void addExport(CLI::App& app, Action& action);
-void addPlot(CLI::App& app, Action& action);
-void addReport(CLI::App& app, Action& action);
-void addView(CLI::App& app, Action& action);
-void addCompletions(CLI::App& app, Action& action);
+void addInfo(const Parser& app, Action& action);
+void addFrames(const Parser& app, Action& action);
+void addScans(const Parser& app, Action& action);
+void addSpectrum(const Parser& app, Action& action);
+void addPeaks(const Parser& app, Action& action);
+void addSum(const Parser& app, Action& action);
+void addXic(const Parser& app, Action& action);
+void addMsms(const Parser& app, Action& action);
+void addConvert(const Parser& app, Action& action);
+void addCheck(const Parser& app, Action& action);
+void addExport(const Parser& app, Action& action);
+void addPlot(const Parser& app, Action& action);
+void addReport(const Parser& app, Action& action);
+void addView(const Parser& app, Action& action);
+void addCompletions(const Parser& app, Action& action);
 
 }  // namespace kova_tool

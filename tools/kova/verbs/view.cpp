@@ -37,9 +37,9 @@ int runView(const PythonOptions& options) {
 
 }  // namespace
 
-void addView(CLI::App& app, Action& action) {
+void addView(const Parser& app, Action& action) {
     Verb<PythonOptions> verb(app, action, "view", "Shows runs in the browser", kViewHelp);
-    CLI::App& arguments = verb.arguments();
+    const Parser& arguments = verb.arguments();
     PythonOptions& options = verb.options();
     addAnalyses(arguments, options, "directories of the analyses to choose from");
     addPassed(arguments, options, kViewOptions);

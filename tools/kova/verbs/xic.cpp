@@ -116,19 +116,18 @@ int runXic(const XicOptions& options) {
 
 }  // namespace
 
-void addXic(CLI::App& app, Action& action) {
+void addXic(const Parser& app, Action& action) {
     Verb<XicOptions> verb(app, action, "xic", "Extracts chromatograms of ions", kXicHelp);
-    CLI::App& arguments = verb.arguments();
+    const Parser& arguments = verb.arguments();
     XicOptions& options = verb.options();
     options.mz.clear();  // so that it is known whether it was given
     addAnalysis(arguments, options);
-    CLI::Option* mz = addMzRange(arguments, options);
-    arguments.add_option("--targets", options.targets, "CSV file with a line per target")
-        ->type_name("FILE")
-        ->excludes(mz);
-    restrictTo(*arguments.add_option("--reduce", options.reduce,
-                                     "what is made of the peaks of a frame, the sum by default"),
-               {"sum", "max", "count"});
+    const Option mz = addMzRange(arguments, options);
+    arguments.option("--targets", options.targets, "CSV file with a line per target")
+        .type("FILE")
+        .excludes(mz);
+    arguments.option("--reduce", options.reduce, "what is made of the peaks of a frame, the sum by default")
+        .oneOf({"sum", "max", "count"});
     addQuery(arguments, options);
     verb.runs([](const XicOptions& o) {
         if (o.targets.empty() && o.mz.empty()) {
