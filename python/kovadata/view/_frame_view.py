@@ -131,6 +131,8 @@ class FrameView(Panel):
 
     def draw(self) -> None:
         """Draws what the limits hold."""
+        if self.session.document is None:  # the sizes are not known yet
+            return
         if self.loaded is not None:
             x, y = self.limits
             assert x is not None and y is not None

@@ -136,12 +136,13 @@ def bokeh_application(runs: List[Named], token: str) -> Any:
     from bokeh.server.tornado import BokehTornado
 
     from ._downloads import Downloads, download_handler
-    from ._session import begin_session
+    from ._session import Sessions
 
     downloads = Downloads()
+    sessions = Sessions(runs, downloads)
 
     def fill(document: Any) -> None:
-        begin_session(document, runs, downloads, _sizes(document.session_context))
+        sessions.take().show(document, _sizes(document.session_context))
 
     return BokehTornado({"/": Figures(FunctionHandler(fill))}, prefix=token, extra_websocket_origins=["*"], use_index=False,
                         extra_patterns=[(r"/download/([\w-]+)", download_handler(downloads))],

@@ -8,6 +8,7 @@ from __future__ import annotations
 import contextlib
 import functools
 import logging
+import time
 from typing import Any, Callable, Dict, Iterator, List, Optional, Type, TypeVar
 
 import numpy as np
@@ -23,6 +24,7 @@ from ._runs import ACQUISITION, Named, OpenRun
 from ._worker import Job, Worker
 
 _MOST_TOLD = 5
+_SOON = 20.0  # s
 
 P = TypeVar("P", bound=Panel)
 
@@ -30,10 +32,11 @@ _log = logging.getLogger("kovadata.view")
 
 
 class Session:
-    """The state of one page."""
+    """The state of one page. Its figures are drawn when they are shown: then the page has told their sizes."""
 
-    def __init__(self, document: Any, runs: List[Named], downloads: Downloads) -> None:
-        self.document, self.runs, self.downloads = document, runs, downloads
+    def __init__(self, runs: List[Named], downloads: Downloads) -> None:
+        self.runs, self.downloads = runs, downloads
+        self.document: Any = None
         self.link = Link()
         self.worker = Worker(self._post, self._tell_progress, self._tell_failure)
         self.run = OpenRun(runs[0], runs[0].calibration)
@@ -49,6 +52,21 @@ class Session:
             self._add(FrameTraces(self))
         self._early: List[Dict[str, Any]] = []
         self.link.model.on_change("command", lambda _, __, command: self._obey(command))
+        self.begin()
+        self.link.send("runs", runs=[one.name for one in runs], chosen=0)
+
+    def show(self, document: Any, sizes: Any) -> None:
+        """Fills the document of a new page with the first figures, of which `sizes` has width and height in pixels by name."""
+        self.document = document
+        with document.models.freeze():
+            self.resize(sizes)
+            self._begin(self.frames.draw)
+            document.title = f"{self.run.name} \u2013 kova view"
+            document.template_variables["replies"] = self.link.take()
+            document.config.update(notify_connection_status=False, reconnect_session=False)  # the page says so itself
+            for root in self._roots():
+                document.add_root(root)
+        document.on_session_destroyed(lambda _: self.close())
 
     def _post(self, call: Callable[[], None]) -> None:
         """Has something called on the thread of the server, from any thread."""
@@ -62,8 +80,7 @@ class Session:
         """The panel of a kind, if it has been made."""
         return next((one for one in self.panels if isinstance(one, kind)), None)
 
-    def roots(self) -> List[Any]:
-        """What the document holds at first."""
+    def _roots(self) -> List[Any]:
         return [self.link.model, *(panel.charts[name].figure for name, panel in self.figures.items())]
 
     def _add(self, panel: Panel) -> None:
@@ -122,7 +139,7 @@ class Session:
             for chart in panel.charts.values():
                 self.document.add_root(chart.figure)
             self.link.send("placed", figures=list(panel.charts))
-            self._begin(panel)
+            self._begin(panel.begin)
 
     def do(self, command: str, **arguments: Any) -> None:
         """Obeys a command as if the page had sent it."""
@@ -163,12 +180,12 @@ class Session:
                        forms=self.run.num_forms, levels=[int(level) for level in np.unique(self.run.table["ms_level"])],
                        mobility_calibration=self.run.has_mobility_calibration, label=self.run.time_label)
         for panel in self.panels:
-            self._begin(panel)
+            self._begin(panel.begin)
         self.link.send("ready")
 
-    def _begin(self, panel: Panel) -> None:
+    def _begin(self, call: Callable[[], None]) -> None:
         try:
-            panel.begin()
+            call()
         except Exception as error:
             self._tell_failure("begin", error)
 
@@ -243,16 +260,21 @@ class Session:
         self.message(text[:1].upper() + text[1:], key=f"failure {name}")
 
 
-def begin_session(document: Any, runs: List[Named], downloads: Downloads, sizes: Any = None) -> None:
-    """Fills the document of a new page with its first figures, of which `sizes` has width and height in pixels by name."""
-    with document.models.freeze():
-        session = Session(document, runs, downloads)
-        session.resize(sizes)
-        session.begin()
-        document.title = f"{session.run.name} \u2013 kova view"
-        session.link.send("runs", runs=[one.name for one in runs], chosen=0)
-        document.template_variables["replies"] = session.link.take()
-        document.config.update(notify_connection_status=False, reconnect_session=False)  # the page says so itself
-        for root in session.roots():
-            document.add_root(root)
-    document.on_session_destroyed(lambda _: session.close())
+class Sessions:
+    """Makes sessions: the one of the first page before it asks, while its browser still gets the script."""
+
+    def __init__(self, runs: List[Named], downloads: Downloads) -> None:
+        self._runs, self._downloads = runs, downloads
+        self._made = time.monotonic()
+        self._first: Optional[Session] = None
+        with contextlib.suppress(Exception):  # the page will be told what is wrong
+            self._first = Session(runs, downloads)
+
+    def take(self) -> Session:
+        """For a page that begins now. A run may have grown since the explorer began, so that only the browser which opened
+        with it gets the first session."""
+        first, self._first = self._first, None
+        if first is not None and time.monotonic() - self._made > _SOON:
+            first.close()
+            first = None
+        return first or Session(self._runs, self._downloads)

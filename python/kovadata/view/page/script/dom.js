@@ -3,7 +3,7 @@
 export const at = (id) => document.getElementById(id)
 export const all = (selector, root = document) => [...root.querySelectorAll(selector)]
 export const digits = (value, count) => value == null ? "" : Number(value).toFixed(count).replace(/^-(0(\.0*)?)$/, "$1")
-export const counts = (value) => value == null ? "" : Math.round(value).toLocaleString("en")
+export const counts = (value) => value == null ? "" : String(Math.round(value)).replace(/\B(?=(\d{3})+$)/g, ",")
 
 export function element(name, {text, attributes = {}, on = {}, children = []} = {}) {
   const made = document.createElement(name)
