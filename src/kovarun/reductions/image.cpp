@@ -113,9 +113,9 @@ struct Grid {
 // One thread's image. Images of several threads are merged cell by cell; values are integers, so the order
 // does not matter.
 //
-// The places of a batch's peaks are found and fetched first, then their intensities are added, so that neither
-// loop waits for the other: an image is larger than the processor's innermost caches. What is in no cell is
-// added at a place after the last, which costs less than asking about each peak.
+// The places of a batch's peaks are found first, then their intensities are added while places further on are
+// fetched: an image is larger than the processor's innermost caches. What is in no cell is added at a place
+// after the last, which costs less than asking about each peak.
 template <Reduce kind>
 class ImageSum final : public Accumulator {
 public:
@@ -182,27 +182,21 @@ private:
     }
 
     void findPlaces(const PeakBatch& batch, std::uint32_t base) {
-        if (places.size() < batch.peaks) {
-            places.resize(batch.peaks);
+        const std::size_t room = batch.peaks + std::max<std::size_t>(IndexCells::kRoom, kFetched);
+        if (places.size() < room) {
+            places.resize(room);
         }
-        const IndexCells& massSteps = masses.table();
-        const std::uint64_t* const cells = values();
-        std::size_t peak = 0;
-        for (std::size_t i = 0; i < batch.counts.size(); ++i) {
-            const std::uint32_t ofScan = base + (scanSteps.empty() ? 0 : scanSteps[batch.scanBegin + i]);
-            for (const std::size_t end = peak + batch.counts[i]; peak < end; ++peak) {
-                places[peak] = std::min(ofScan + massSteps[batch.indices[peak]], outside);
-                __builtin_prefetch(cells + places[peak], 1);
-            }
-        }
+        masses.table().places(batch, scanSteps, base, places.data());
     }
 
     // Successive peaks of a scan are often in the same cell, and each addition would wait for the one before
     // it. So the loop takes in turn peaks that are a quarter of the batch apart.
     void addPeaks(const PeakBatch& batch) {
         std::uint64_t* const cells = values();
+        const std::uint32_t* const ofPeaks = places.data();
         const auto addPeak = [&](std::size_t i) {
-            reduceInto<kind>(cells[places[i]], worthOf<kind>(batch.intensities[i]));
+            __builtin_prefetch(cells + ofPeaks[i + kFetched], 1);
+            reduceInto<kind>(cells[ofPeaks[i]], worthOf<kind>(batch.intensities[i]));
         };
         const std::size_t quarter = batch.peaks / 4;
         for (std::size_t i = 0; i < quarter; ++i) {
@@ -215,6 +209,8 @@ private:
             addPeak(i);
         }
     }
+
+    static constexpr std::size_t kFetched = 64;  // so many peaks ahead
 
     const FrameWork& work;
     const Grid& grid;
