@@ -65,8 +65,7 @@ uint32_t kvr_image(kvr_run* run, const kvr_query* query, kvr_axis* x, kvr_axis* 
         }
         // Completed axes are given back to the caller, who learns from them alone where the cells of the
         // image lie.
-        *x = completeAxis(*with.run, with.query, *x);
-        *y = completeAxis(*with.run, with.query, *y);
+        completeAxes(*with.run, with.query, *x, *y);
         return makeImage(with.run, std::move(with.query), toGridAxis(*x), toGridAxis(*y),
                          checkedReduce(reduce), with.control);
     });

@@ -63,6 +63,13 @@ FrameSource::FrameSource(Run& run, const Query& preparedQuery)
 // Where one fails, all are looked up by themselves when their time has come.
 void FrameSource::announce(std::span<const FrameEntry> next) {
     ahead = {};
+    if (query.lookedUp && next.data() == query.frames.data()) {
+        ahead = std::exchange(*query.lookedUp, {});
+        if (std::all_of(next.begin(), next.end(),
+                        [this](const FrameEntry& frame) { return isLookedUp(frame); })) {
+            return;
+        }
+    }
     try {
         ahead = reader->analysis().getSQLiteDb()->inTransaction([&] { return lookUp(next); });
     } catch (const std::exception&) {
@@ -70,8 +77,13 @@ void FrameSource::announce(std::span<const FrameEntry> next) {
     }
 }
 
-FrameSource::Ahead FrameSource::lookUp(std::span<const FrameEntry> next) const {
-    Ahead found;
+bool FrameSource::isLookedUp(const FrameEntry& frame) const {
+    return (!query.wanted.masses || ahead.masses.find(frame.id) != nullptr) &&
+           (!query.wanted.mobilities || ahead.mobilities.find(frame.id) != nullptr);
+}
+
+LookedUpFrames FrameSource::lookUp(std::span<const FrameEntry> next) const {
+    LookedUpFrames found;
     for (const FrameEntry& frame : next) {
         reader->analysis().getFrameInfo(frame.id);
         if (query.wanted.masses) {
@@ -195,14 +207,18 @@ std::span<const double> FrameSource::ofCurrentFrame() const {
 
 std::vector<double> FrameSource::oneOverK0Of(std::int64_t frame, std::uint32_t count) {
     return calibrationOrNone([&] {
-        const auto calibration = mobilityCalibrationOf(*reader, frame);
-        return calibration == nullptr ? std::vector<double>() : mobilitiesBy(calibration, count);
+        const auto by = [count](const io::kova::KvdReader::MobTrafoPtr& calibration) {
+            return calibration == nullptr ? std::vector<double>() : mobilitiesBy(calibration, count);
+        };
+        const auto* const known = ahead.mobilities.find(frame);
+        return known != nullptr ? by(*known) : by(mobilityCalibrationOf(*reader, frame));
     });
 }
 
 std::shared_ptr<const MassAxis> FrameSource::massAxisOf(std::int64_t frame) {
     return calibrationOrNone([&] {
-        auto calibration = massCalibrationOf(*reader, frame);
+        const auto* const known = ahead.masses.find(frame);
+        auto calibration = known != nullptr ? *known : massCalibrationOf(*reader, frame);
         return calibration == nullptr ? nullptr
                                       : std::make_shared<const MassAxis>(std::move(calibration), binCount());
     });

@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "diag/assert.h"
@@ -48,6 +49,12 @@ class LookedUp {
 public:
     void add(std::int64_t frame, Calibration calibration) { found[frame] = std::move(calibration); }
 
+    // Null if it was not looked up.
+    const Calibration* find(std::int64_t frame) const {
+        const auto entry = found.find(frame);
+        return entry == found.end() ? nullptr : &entry->second;
+    }
+
     // The calibration of a frame. `lookUp` is called with the id of a frame and raises what is wrong with its
     // calibration.
     template <class LookUp>
@@ -63,6 +70,12 @@ public:
 
 private:
     std::unordered_map<std::int64_t, Calibration> found;
+};
+
+// What was looked up of frames before they are opened.
+struct LookedUpFrames {
+    LookedUp<io::kova::AnalysisReader::MzTrafoPtr> masses;
+    LookedUp<io::kova::KvdReader::MobTrafoPtr> mobilities;
 };
 
 // How the last frames converted. Kept from one query to the next, most of which meet the same calibrations.
@@ -85,8 +98,18 @@ public:
 
     // Announces the frames that will be opened next. What the query wants to know of them is looked up together:
     // each query by itself takes and releases the database's lock, which for small frames costs more than
-    // reading them.
+    // reading them. What the query knows of its first frames is not looked up again, so these are announced by one
+    // thread only.
     void announce(std::span<const FrameEntry> next);
+
+    // What was announced and not opened yet, for Query::lookedUp.
+    LookedUpFrames takeLookedUp() { return std::exchange(ahead, {}); }
+
+    // What the user of the reader before this one has left for the next.
+    template <class Kept>
+    Kept& kept() {
+        return reader->kept<Kept>();
+    }
 
     // Makes a frame the current one and finds its box. Raises what is wrong with the frame and, where the
     // query has a range of m/z or 1/K0, what is wrong with the calibration that this needs.
@@ -111,7 +134,7 @@ public:
     // Raises what is wrong with it instead.
     std::span<const double> requireOneOverK0();
 
-    // The same of any frame, for scans [0, count).
+    // The same of any frame, announced or not, for scans [0, count).
     std::vector<double> oneOverK0Of(std::int64_t frame, std::uint32_t count);
     std::shared_ptr<const MassAxis> massAxisOf(std::int64_t frame);
 
@@ -121,12 +144,8 @@ public:
     std::uint32_t binCount() const { return scans.binCount(); }
 
 private:
-    struct Ahead {
-        LookedUp<io::kova::AnalysisReader::MzTrafoPtr> masses;
-        LookedUp<io::kova::KvdReader::MobTrafoPtr> mobilities;
-    };
-
-    Ahead lookUp(std::span<const FrameEntry> next) const;
+    bool isLookedUp(const FrameEntry& frame) const;
+    LookedUpFrames lookUp(std::span<const FrameEntry> next) const;
     void chooseScans();
     void chooseIndices();
     void lookUpMass();
@@ -141,7 +160,7 @@ private:
     std::uint32_t scanCount = 0;
     FrameBox box;
 
-    Ahead ahead;
+    LookedUpFrames ahead;
 
     bool isMassLookedUp = false;
     bool hasMass = false;

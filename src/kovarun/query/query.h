@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <optional>
 
 #include "kovadata/kvr.h"
@@ -35,6 +36,8 @@ struct Calibrations {
     }
 };
 
+struct LookedUpFrames;
+
 // A query as a stream works on it: the frames are chosen, while the box of m/z, 1/K0 and scans is applied
 // frame by frame, since what it means in indices depends on the frame's calibration.
 struct Query {
@@ -45,6 +48,8 @@ struct Query {
     std::uint32_t scanEnd = UINT32_MAX;  // scan after the last; beyond what a frame has is no failure
     Intensities intensities = Intensities::Normalized;
     Calibrations wanted;  // of every frame: by the ranges above, and by what is made of the peaks
+    // What is known of the first frames already, for whoever announces them; see FrameSource.
+    std::shared_ptr<LookedUpFrames> lookedUp;
 };
 
 // Checks a query and chooses its frames. Raises std::invalid_argument for one that makes no sense.

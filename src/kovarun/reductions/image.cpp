@@ -230,9 +230,6 @@ std::unique_ptr<arrow::BatchSource> makeImage(std::shared_ptr<Run> run, Query qu
         LUMO_THROW(std::invalid_argument("An image cannot have more than 2^30 cells."));
     }
     std::vector<FrameGroup> groups = groupFrames(query.frames, kPeaksPerGroup);
-    const auto has = [&](GridAxis::Kind kind) { return x.kind == kind || y.kind == kind; };
-    query.wanted = query.wanted | Calibrations{.masses = has(GridAxis::Kind::Mass),
-                                               .mobilities = has(GridAxis::Kind::OneOverK0)};
     auto work = std::make_shared<const FrameWork>(
         FrameWork{std::move(run), std::move(query), control, std::move(groups)});
     const std::string list = "+w:" + std::to_string(x.cells());

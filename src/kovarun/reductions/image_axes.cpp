@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -40,8 +42,7 @@ Range hullOf(std::span<const double> values) {
 
 // Of the first frame that has such a calibration. The m/z at index 0 may be below 0, which no axis should
 // begin with.
-Range calibratedRange(Run& run, const Query& query, std::uint32_t kind) {
-    FrameSource source(run, query);
+Range calibratedRange(FrameSource& source, const Query& query, std::uint32_t kind) {
     for (const FrameEntry& frame : query.frames) {
         if (kind == KVR_AXIS_MZ) {
             if (const auto axis = source.massAxisOf(frame.id)) {
@@ -58,19 +59,38 @@ Range calibratedRange(Run& run, const Query& query, std::uint32_t kind) {
     return {Range::kInfinity, -Range::kInfinity};
 }
 
-Range naturalRange(Run& run, const Query& query, std::uint32_t kind) {
-    if (kind == KVR_AXIS_TIME) {
-        return timesOf(query.frames);
-    }
-    const std::optional<Range>& asked = kind == KVR_AXIS_MZ ? query.mz : query.oneOverK0;
-    const bool isFinite = asked && std::isfinite(asked->low) && std::isfinite(asked->high);
-    return isFinite ? *asked : calibratedRange(run, query, kind);
-}
+// The first frame nearly always has both calibrations, so they are looked up together.
+class NaturalRanges {
+public:
+    NaturalRanges(Run& owner, const Query& prepared) : run(owner), query(prepared) {}
 
-}  // namespace
+    Range of(std::uint32_t kind) {
+        if (kind == KVR_AXIS_TIME) {
+            return timesOf(query.frames);
+        }
+        const std::optional<Range>& asked = kind == KVR_AXIS_MZ ? query.mz : query.oneOverK0;
+        if (asked && std::isfinite(asked->low) && std::isfinite(asked->high)) {
+            return *asked;
+        }
+        if (!source) {
+            source.emplace(run, query);
+            source->announce(std::span(query.frames).first(std::min<std::size_t>(1, query.frames.size())));
+        }
+        return calibratedRange(*source, query, kind);
+    }
+
+    std::shared_ptr<LookedUpFrames> lookedUp() {
+        return source ? std::make_shared<LookedUpFrames>(source->takeLookedUp()) : nullptr;
+    }
+
+private:
+    Run& run;
+    const Query& query;
+    std::optional<FrameSource> source;
+};
 
 // An axis of a single point gets the smallest range there is, so that a run of one frame can be drawn too.
-kvr_axis completeAxis(Run& run, const Query& query, const kvr_axis& axis) {
+kvr_axis completeAxis(NaturalRanges& ranges, const kvr_axis& axis) {
     static constexpr const char* kNames[] = {"time", "m/z", "1/K0"};
     if (axis.kind > KVR_AXIS_ONE_OVER_K0) {
         LUMO_THROW(std::invalid_argument("There is no axis of kind " + std::to_string(axis.kind) + "."));
@@ -84,7 +104,7 @@ kvr_axis completeAxis(Run& run, const Query& query, const kvr_axis& axis) {
     // infinite.
     kvr_axis complete = axis;
     if (std::isnan(axis.low) && std::isnan(axis.high)) {
-        const Range range = naturalRange(run, query, axis.kind);
+        const Range range = ranges.of(axis.kind);
         if (range.low > range.high) {
             LUMO_THROW(std::runtime_error("The frames have no " + name + " to draw."));
         }
@@ -95,6 +115,18 @@ kvr_axis completeAxis(Run& run, const Query& query, const kvr_axis& axis) {
         LUMO_THROW(std::invalid_argument("The axis of " + name + " has no range."));
     }
     return complete;
+}
+
+}  // namespace
+
+void completeAxes(Run& run, Query& query, kvr_axis& x, kvr_axis& y) {
+    const auto has = [&](std::uint32_t kind) { return x.kind == kind || y.kind == kind; };
+    query.wanted =
+        query.wanted | Calibrations{.masses = has(KVR_AXIS_MZ), .mobilities = has(KVR_AXIS_ONE_OVER_K0)};
+    NaturalRanges ranges(run, query);
+    x = completeAxis(ranges, x);
+    y = completeAxis(ranges, y);
+    query.lookedUp = ranges.lookedUp();
 }
 
 // The last edge is the upper end itself, whatever rounding makes of the sum.

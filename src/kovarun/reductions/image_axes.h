@@ -6,10 +6,11 @@
 
 namespace lumo::run {
 
-// Completes an axis whose bounds are both NaN with the range of the query, else with that of the frames:
-// their times, or what the first frame with a calibration can hold. Raises std::invalid_argument for an axis
-// that makes no sense, and std::runtime_error where there is nothing to take a range from.
-kvr_axis completeAxis(Run& run, const Query& query, const kvr_axis& axis);
+// Completes axes whose bounds are both NaN with the range of the query, else with that of the frames: their
+// times, or what the first frame with a calibration can hold. The query then wants the calibrations that the
+// axes need, and knows what was looked up for them. Raises std::invalid_argument for an axis that makes no
+// sense, and std::runtime_error where there is nothing to take a range from.
+void completeAxes(Run& run, Query& query, kvr_axis& x, kvr_axis& y);
 
 // The edges of a complete axis: ascending, one more than cells, of equal widths as kvr_axis promises.
 GridAxis toGridAxis(const kvr_axis& axis);

@@ -10,7 +10,7 @@
 #include "kovarun/run/control.h"
 
 // The reductions of kvr.h as streams. Everything is checked already: queries by prepareQuery(), targets by
-// checkedTargets(), axes by completeAxis(). Chromatograms are read group by group, the others as one sum over
+// checkedTargets(), axes by completeAxes(). Chromatograms are read group by group, the others as one sum over
 // all frames.
 namespace lumo::run {
 

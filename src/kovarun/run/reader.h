@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "kova-data-reader/database/analysis_format.h"
 #include "kova-data-reader/kvd_reader.h"
@@ -39,17 +40,19 @@ public:
     // What was kept, made now if there is nothing of that type.
     template <class Kept>
     Kept& kept() {
-        auto* found = dynamic_cast<Kept*>(left.get());
-        if (found == nullptr) {
-            auto made = std::make_unique<Kept>();
-            found = made.get();
-            left = std::move(made);
+        for (const auto& one : left) {
+            if (auto* const found = dynamic_cast<Kept*>(one.get())) {
+                return *found;
+            }
         }
-        return *found;
+        auto made = std::make_unique<Kept>();
+        Kept& one = *made;
+        left.push_back(std::move(made));
+        return one;
     }
 
 private:
-    std::unique_ptr<KeptWithReader> left;
+    std::vector<std::unique_ptr<KeptWithReader>> left;  // one of a type
     std::unique_ptr<io::kova::AnalysisReader> opened;
 };
 
