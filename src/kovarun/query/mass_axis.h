@@ -25,6 +25,7 @@ struct IndexRange {
     std::uint32_t end = 0;
 
     bool contains(std::uint32_t index) const { return index - begin < end - begin; }
+    bool operator==(const IndexRange&) const = default;
 };
 
 // A mass calibration over the indices [0, bins) of an analysis, with the searches that queries need. Used by

@@ -36,38 +36,52 @@ std::uint32_t cellOf(const std::vector<double>& edges, double value) {
                                       1);
 }
 
-// What a peak's index adds to its place in the image, by the current calibration.
+// What peaks' indices and scans add to their places in the image depends on an axis, on how far apart its
+// cells are, and on the place of what is in none of them.
+struct AxisSteps {
+    std::vector<double> edges;  // none: an axis that the image does not have
+    std::uint32_t step = 0;
+    std::uint32_t outside = 0;
+
+    bool operator==(const AxisSteps&) const = default;
+};
+using SharedAxis = std::shared_ptr<const AxisSteps>;
+
+bool areAlike(const SharedAxis& one, const SharedAxis& other) { return one == other || *one == *other; }
+
+// What a peak's index adds to its place in the image, by one calibration.
 class MassSteps {
 public:
     // Without an axis of m/z the step is 0 for all. In both cases indices outside of the query's box lead to
-    // `outside`. The box changes only with the calibration, so its version says when to build the table
-    // again.
-    void build(FrameSource& source, const FrameBox& box, const GridAxis* axis, std::uint32_t step,
-               std::uint32_t outside) {
-        const std::uint64_t version = axis != nullptr ? source.requireMassAxis() : source.massVersion();
-        if (isBuilt && version == builtFor) {
-            return;
-        }
-        isBuilt = true;
-        builtFor = version;
+    // `outside`.
+    MassSteps(FrameSource& source, const FrameBox& box, SharedAxis along)
+        : axis(std::move(along)), areAllIndices(box.areAllIndices), allowed(box.indices) {
         std::vector<IndexRange> ranges;
         std::vector<std::uint32_t> steps;
-        if (axis == nullptr) {
+        if (axis->edges.empty()) {
             ranges = {{0, source.binCount()}};
             steps = {0};
         } else {
+            version = source.requireMassAxis();
             source.massAxis()->cut(axis->edges, ranges, steps);
         }
         for (std::uint32_t& cell : steps) {
-            cell *= step;
+            cell *= axis->step;
         }
-        if (!box.areAllIndices) {
-            restrict(ranges, steps, box.indices);
+        if (!areAllIndices) {
+            restrict(ranges, steps, allowed);
         }
-        ofIndex.build(ranges, steps, outside, source.binCount());
+        ofIndex.build(ranges, steps, axis->outside, source.binCount());
+    }
+
+    // Whether it would be built the same.
+    bool isFor(FrameSource& source, const FrameBox& box, const SharedAxis& along) const {
+        return (axis->edges.empty() || version == source.requireMassAxis()) &&
+               areAllIndices == box.areAllIndices && allowed == box.indices && areAlike(axis, along);
     }
 
     const IndexCells& table() const { return ofIndex; }
+    std::size_t bytes() const { return ofIndex.bytes() + sizeof(double) * axis->edges.size(); }
 
 private:
     // What a query's range of m/z leaves of the cells.
@@ -91,9 +105,45 @@ private:
         cells = std::move(keptCells);
     }
 
+    SharedAxis axis;
+    bool areAllIndices;
+    std::vector<IndexRange> allowed;
+    std::uint64_t version = 0;  // of the mass axis
     IndexCells ofIndex;
-    std::uint64_t builtFor = 0;
-    bool isBuilt = false;
+};
+
+// What a peak's scan adds, by its 1/K0. Mobilities are compared value by value: scans of two frames may have the
+// same though their calibrations are different rows.
+class ScanSteps {
+public:
+    ScanSteps(std::span<const double> ofScans, SharedAxis along)
+        : axis(std::move(along)), mobilities(ofScans.begin(), ofScans.end()) {
+        for (const double mobility : mobilities) {
+            const std::uint32_t cell = cellOf(axis->edges, mobility);
+            steps.push_back(cell == kOutside ? axis->outside : cell * axis->step);
+        }
+    }
+
+    bool isFor(std::span<const double> ofScans, const SharedAxis& along) const {
+        return std::equal(ofScans.begin(), ofScans.end(), mobilities.begin(), mobilities.end()) &&
+               areAlike(axis, along);
+    }
+
+    std::span<const std::uint32_t> ofScans() const { return steps; }
+    std::size_t bytes() const { return sizeof(double) * (axis->edges.size() + 2 * mobilities.size()); }
+
+private:
+    SharedAxis axis;
+    std::vector<double> mobilities;
+    std::vector<std::uint32_t> steps;
+};
+
+// Those of the last image, most of which have the same axes as the next; unless they are large.
+struct LastSteps final : KeptWithReader {
+    static constexpr std::size_t kMostBytes = 1 << 20;
+
+    std::shared_ptr<const MassSteps> masses;
+    std::shared_ptr<const ScanSteps> scans;
 };
 
 struct Grid {
@@ -108,6 +158,12 @@ struct Grid {
         return x.kind == kind ? 1 : y.kind == kind ? static_cast<std::uint32_t>(x.cells()) : 0;
     }
     std::uint32_t cells() const { return static_cast<std::uint32_t>(x.cells() * y.cells()); }
+
+    SharedAxis stepsAlong(GridAxis::Kind kind) const {
+        const GridAxis* const axis = axisOf(kind);
+        return std::make_shared<const AxisSteps>(
+            AxisSteps{axis == nullptr ? std::vector<double>() : axis->edges, stepOf(kind), cells()});
+    }
 };
 
 // One thread's image. Images of several threads are merged cell by cell; values are integers, so the order
@@ -120,7 +176,12 @@ template <Reduce kind>
 class ImageSum final : public Accumulator {
 public:
     ImageSum(const FrameWork& shared, const Grid& wanted)
-        : work(shared), grid(wanted), outside(grid.cells()), image(std::size_t{outside} + 1) {
+        : work(shared),
+          grid(wanted),
+          alongMasses(grid.stepsAlong(GridAxis::Kind::Mass)),
+          alongScans(grid.stepsAlong(GridAxis::Kind::OneOverK0)),
+          outside(grid.cells()),
+          image(std::size_t{outside} + 1) {
         std::fill_n(values(), image.count, 0);
     }
 
@@ -131,9 +192,7 @@ public:
         if (timeCell == kOutside || box.isEmpty()) {
             return;
         }
-        masses.build(source, box, grid.axisOf(GridAxis::Kind::Mass), grid.stepOf(GridAxis::Kind::Mass),
-                     outside);
-        findScanSteps(source);
+        findSteps(source, box);
         const std::uint32_t base = timeCell * grid.stepOf(GridAxis::Kind::Time);
         ScanwiseSink sink(box, work.control.onDamage, [&](const PeakBatch& batch) {
             findPlaces(batch, base);
@@ -162,23 +221,30 @@ public:
 private:
     std::uint64_t* values() const { return image.data.get(); }
 
-    // Compared value by value: scans of two frames may have the same 1/K0 though their calibrations are
-    // different rows.
-    void findScanSteps(FrameSource& source) {
-        const GridAxis* const axis = grid.axisOf(GridAxis::Kind::OneOverK0);
-        if (axis == nullptr) {
+    void findSteps(FrameSource& source, const FrameBox& box) {
+        auto& last = source.kept<LastSteps>();
+        choose(
+            masses, last.masses,
+            [&](const MassSteps& steps) { return steps.isFor(source, box, alongMasses); },
+            [&] { return std::make_shared<const MassSteps>(source, box, alongMasses); });
+        if (grid.axisOf(GridAxis::Kind::OneOverK0) != nullptr) {
+            const std::span<const double> mobilities = source.requireOneOverK0();
+            choose(
+                scans, last.scans,
+                [&](const ScanSteps& steps) { return steps.isFor(mobilities, alongScans); },
+                [&] { return std::make_shared<const ScanSteps>(mobilities, alongScans); });
+        }
+    }
+
+    // Those of the last frame, of the last image, or new ones.
+    template <class Steps, class IsRight, class Make>
+    static void choose(std::shared_ptr<const Steps>& own, std::shared_ptr<const Steps>& last,
+                       const IsRight& isRight, const Make& make) {
+        if (own != nullptr && isRight(*own)) {
             return;
         }
-        const std::span<const double> now = source.requireOneOverK0();
-        if (std::equal(now.begin(), now.end(), mobilities.begin(), mobilities.end())) {
-            return;
-        }
-        mobilities.assign(now.begin(), now.end());
-        scanSteps.clear();
-        for (const double mobility : mobilities) {
-            const std::uint32_t cell = cellOf(axis->edges, mobility);
-            scanSteps.push_back(cell == kOutside ? outside : cell * grid.stepOf(GridAxis::Kind::OneOverK0));
-        }
+        own = last != nullptr && isRight(*last) ? last : make();
+        last = own->bytes() <= LastSteps::kMostBytes ? own : nullptr;
     }
 
     void findPlaces(const PeakBatch& batch, std::uint32_t base) {
@@ -186,7 +252,8 @@ private:
         if (places.size() < room) {
             places.resize(room);
         }
-        masses.table().places(batch, scanSteps, base, places.data());
+        masses->table().places(batch, scans == nullptr ? std::span<const std::uint32_t>() : scans->ofScans(),
+                               base, places.data());
     }
 
     // Successive peaks of a scan are often in the same cell, and each addition would wait for the one before
@@ -214,12 +281,13 @@ private:
 
     const FrameWork& work;
     const Grid& grid;
+    const SharedAxis alongMasses;
+    const SharedAxis alongScans;
     const std::uint32_t outside;  // place of peaks that are in no cell
-    MassSteps masses;
-    std::vector<double> mobilities;  // for which scanSteps are
-    std::vector<std::uint32_t> scanSteps;
-    std::vector<std::uint32_t> places;   // of the peaks of a batch
-    arrow::Values<std::uint64_t> image;  // y x x, then one more
+    std::shared_ptr<const MassSteps> masses;
+    std::shared_ptr<const ScanSteps> scans;  // none without an axis of 1/K0
+    std::vector<std::uint32_t> places;       // of the peaks of a batch
+    arrow::Values<std::uint64_t> image;      // y x x, then one more
 };
 
 }  // namespace

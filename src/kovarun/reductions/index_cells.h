@@ -33,6 +33,9 @@ public:
     void places(const PeakBatch& batch, std::span<const std::uint32_t> scanSteps, std::uint32_t base,
                 std::uint32_t* places) const;
 
+    // Of the table, for who keeps it.
+    std::size_t bytes() const { return (sizeof(Block) + sizeof packed[0]) * blocks.size(); }
+
 private:
     // For indices below `bins`, which those of decoded peaks always are.
     std::uint32_t operator[](std::uint32_t index) const {
