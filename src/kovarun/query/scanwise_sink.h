@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <numeric>
@@ -22,6 +23,16 @@ struct PeakBatch {
     std::size_t peaks = 0;
 };
 
+// What scans are decoded to. It stays with the reader: clearing it for each frame would cost as much as decoding
+// a small one.
+struct PeakBuffers final : KeptWithReader {
+    static constexpr std::size_t kMostValues = 1 << 18;  // that are kept
+
+    std::vector<std::uint32_t> counts;
+    std::vector<std::uint32_t> indices;
+    std::vector<std::uint32_t> intensities;
+};
+
 // Hands decoded scans to a function of a PeakBatch while they are still in the processor's cache. Scans
 // outside of the box are left out. Indices outside of it are not: most users look indices up in tables where
 // those lead nowhere.
@@ -41,9 +52,13 @@ public:
 
     // Reads the scans of the box.
     void readFrom(FrameSource& source) {
+        buffers = &source.kept<PeakBuffers>();
         source.read(*this);
         if (isKept) {
             handOver(firstScan, firstScan + static_cast<std::uint32_t>(keptScans));
+        }
+        if (std::max(buffers->counts.size(), buffers->indices.size()) > PeakBuffers::kMostValues) {
+            *buffers = {};
         }
     }
 
@@ -59,12 +74,12 @@ public:
         if (batch.peakBound == 0 && !isKept) {
             return {};  // such a frame may claim billions of scans
         }
-        grow(counts, keptScans + batch.size());
-        grow(indices, keptPeaks + batch.peakBound);
-        grow(intensities, keptPeaks + batch.peakBound);
-        return {.counts = reinterpret_cast<std::byte*>(counts.data() + keptScans),
-                .indices = reinterpret_cast<std::byte*>(indices.data() + keptPeaks),
-                .intensities = reinterpret_cast<std::byte*>(intensities.data() + keptPeaks)};
+        grow(buffers->counts, keptScans + batch.size());
+        grow(buffers->indices, keptPeaks + batch.peakBound);
+        grow(buffers->intensities, keptPeaks + batch.peakBound);
+        return {.counts = reinterpret_cast<std::byte*>(buffers->counts.data() + keptScans),
+                .indices = reinterpret_cast<std::byte*>(buffers->indices.data() + keptPeaks),
+                .intensities = reinterpret_cast<std::byte*>(buffers->intensities.data() + keptPeaks)};
     }
 
     void accept(const io::kova::ScanBatch& batch, const io::kova::ScanTargets& after) override {
@@ -87,6 +102,7 @@ private:
 
     // Hands a batch over in as few calls as its gaps allow: neighbouring scans of the box go together.
     void handOver(std::uint32_t begin, std::uint32_t end) {
+        const std::vector<std::uint32_t>& counts = buffers->counts;
         std::size_t first = 0;
         for (std::uint32_t scan = begin; scan < end;) {
             std::uint32_t next = box.areAllScans ? end : scan;
@@ -96,7 +112,8 @@ private:
             const std::span counted(counts.data() + (scan - begin), next - scan);
             const auto peaks = std::accumulate(counted.begin(), counted.end(), std::size_t{0});
             if (peaks != 0) {
-                use(PeakBatch{scan, counted, indices.data() + first, intensities.data() + first, peaks});
+                use(PeakBatch{scan, counted, buffers->indices.data() + first,
+                              buffers->intensities.data() + first, peaks});
             }
             first += peaks;
             // Scans in a gap are decoded with the others, since the decoder takes whole batches.
@@ -113,9 +130,7 @@ private:
     std::uint32_t firstScan = 0;
     std::uint64_t keptScans = 0;
     std::uint64_t keptPeaks = 0;
-    std::vector<std::uint32_t> counts;
-    std::vector<std::uint32_t> indices;
-    std::vector<std::uint32_t> intensities;
+    PeakBuffers* buffers = nullptr;
 };
 
 }  // namespace lumo::run
