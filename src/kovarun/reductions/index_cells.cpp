@@ -23,6 +23,80 @@ constexpr unsigned kLargestShift = 10;
 LUMO_AVX2 inline __m256i inAllLanes(std::uint32_t value) {
     return _mm256_set1_epi32(static_cast<int>(value));
 }
+
+// What IndexCells has for eight look-ups at a time; `first` is the place of the first cell inside, for a scan
+// whose step is 0.
+struct StepTable {
+    const std::uint32_t* entries;
+    unsigned shift;
+    std::uint32_t firstInside;
+    std::uint32_t countInside;
+    std::uint32_t step;
+    std::uint32_t first;
+    std::uint32_t outside;
+};
+
+// The same in vectors.
+struct EightLookUps {
+    LUMO_AVX2 explicit EightLookUps(const StepTable& table)
+        : entries(reinterpret_cast<const int*>(table.entries)),
+          toBlock(_mm_cvtsi32_si128(static_cast<int>(table.shift))),
+          inBlock(inAllLanes((1U << table.shift) - 1)),
+          firstInside(inAllLanes(table.firstInside)),
+          countInside(inAllLanes(table.countInside)),
+          step(inAllLanes(table.step)),
+          outside(inAllLanes(table.outside)) {}
+
+    template <bool kAllInside>
+    LUMO_AVX2 void find(__m256i index, __m256i first, std::uint32_t* places) const {
+        const __m256i entry = _mm256_i32gather_epi32(entries, _mm256_srl_epi32(index, toBlock), 4);
+        __m256i cell = _mm256_srli_epi32(_mm256_add_epi32(entry, _mm256_and_si256(index, inBlock)), 16);
+        __m256i isOutside = _mm256_setzero_si256();
+        if constexpr (!kAllInside) {
+            cell = _mm256_sub_epi32(cell, firstInside);  // what is before the first is large
+            isOutside = _mm256_cmpeq_epi32(_mm256_max_epu32(cell, countInside), cell);
+        }
+        const __m256i place = _mm256_add_epi32(first, _mm256_mullo_epi32(cell, step));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(places),
+                            _mm256_min_epu32(_mm256_or_si256(place, isOutside), outside));
+    }
+
+    const int* entries;
+    __m128i toBlock;
+    __m256i inBlock;
+    __m256i firstInside;
+    __m256i countInside;
+    __m256i step;
+    __m256i outside;
+};
+
+// The last eight of a scan may be fewer: what is loaded is masked, and what is stored beyond them is
+// overwritten by the next scan, or lies in the room at the end.
+template <bool kAllInside>
+LUMO_AVX2 void findByEight(const StepTable& table, const PeakBatch& batch,
+                           std::span<const std::uint32_t> scanSteps, std::uint32_t* places) {
+    const EightLookUps lookUps(table);
+    const __m256i lanes = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
+    const std::uint32_t* indices = batch.indices;
+    for (std::size_t i = 0; i < batch.counts.size(); ++i) {
+        const __m256i first =
+            inAllLanes(table.first + (scanSteps.empty() ? 0 : scanSteps[batch.scanBegin + i]));
+        const std::uint32_t count = batch.counts[i];
+        std::uint32_t peak = 0;
+        for (; count - peak >= 8; peak += 8) {
+            lookUps.find<kAllInside>(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(indices + peak)),
+                                     first, places + peak);
+        }
+        if (peak < count) {
+            const __m256i isThere = _mm256_cmpgt_epi32(inAllLanes(count - peak), lanes);
+            lookUps.find<kAllInside>(
+                _mm256_maskload_epi32(reinterpret_cast<const int*>(indices + peak), isThere), first,
+                places + peak);
+        }
+        indices += count;
+        places += count;
+    }
+}
 #endif
 
 }  // namespace
@@ -35,7 +109,7 @@ void IndexCells::build(std::span<const IndexRange> ranges, std::span<const std::
     for (shift = kLargestShift; shift > 0 && !isEnoughFor(shift);) {
         --shift;
     }
-    findSteps();
+    findSteps(bins);
     blocks.clear();
     packed.clear();
     std::size_t part = 0;
@@ -48,9 +122,18 @@ void IndexCells::build(std::span<const IndexRange> ranges, std::span<const std::
             next = parts[++part].begin & (next - 1);
         }
         blocks.push_back({parts[part].begin, parts[first].cell});
-        packed.push_back(static_cast<std::uint32_t>(first) << 16 | next);
+        packed.push_back(pack(first, next));
     }
     blocks.push_back({bins, parts[part].cell});
+}
+
+// What an index adds in the lower half carries into the upper one from the boundary on. A part that begins with
+// the block has no boundary in it.
+std::uint32_t IndexCells::pack(std::size_t part, std::uint32_t next) const {
+    if (next == 0) {
+        return pack(part + 1, 1U << shift);
+    }
+    return (static_cast<std::uint32_t>(part) << 16) + ((1U << 16) - next);
 }
 
 void IndexCells::findParts(std::span<const IndexRange> ranges, std::span<const std::uint32_t> cells) {
@@ -80,7 +163,7 @@ bool IndexCells::isEnoughFor(unsigned blockShift) const {
 }
 
 // Number of a part and boundary share 32 bits, hence the limit.
-void IndexCells::findSteps() {
+void IndexCells::findSteps(std::uint32_t bins) {
     const auto isInside = [this](const Part& part) { return part.cell != outside; };
     const auto first = std::find_if(parts.begin(), parts.end(), isInside);
     const auto end = std::find_if_not(first, parts.end(), isInside);
@@ -91,13 +174,16 @@ void IndexCells::findSteps() {
                std::adjacent_find(first, end, [this](const Part& one, const Part& next) {
                    return next.cell - one.cell != step;
                }) == end;
+    areAllInside = firstInside == 0 && (end == parts.end() || end->begin >= bins);
 }
 
 void IndexCells::places(const PeakBatch& batch, std::span<const std::uint32_t> scanSteps, std::uint32_t base,
                         std::uint32_t* places) const {
 #ifdef __x86_64__
     if (areSteps && sys::simdLevel() == sys::SimdLevel::Avx2) {
-        placesByEight(batch, scanSteps, base, places);
+        const StepTable table = {
+            packed.data(), shift, firstInside, countInside, step, base + parts[firstInside].cell, outside};
+        (areAllInside ? findByEight<true> : findByEight<false>)(table, batch, scanSteps, places);
         return;
     }
 #endif
@@ -110,47 +196,5 @@ void IndexCells::places(const PeakBatch& batch, std::span<const std::uint32_t> s
         }
     }
 }
-
-#ifdef __x86_64__
-
-// The last eight of a scan may be fewer: what is loaded is masked, and what is stored beyond them is
-// overwritten by the next scan, or lies in the room at the end.
-LUMO_AVX2 void IndexCells::placesByEight(const PeakBatch& batch, std::span<const std::uint32_t> scanSteps,
-                                         std::uint32_t base, std::uint32_t* places) const {
-    const auto* const entries = reinterpret_cast<const int*>(packed.data());
-    const __m128i toBlock = _mm_cvtsi32_si128(static_cast<int>(shift));
-    const __m256i inBlock = inAllLanes((1U << shift) - 1);
-    const __m256i low16 = inAllLanes(0xFFFF);
-    const __m256i toFirst = inAllLanes(1 - firstInside);
-    const __m256i count = inAllLanes(countInside);
-    const __m256i steps = inAllLanes(step);
-    const __m256i most = inAllLanes(outside);
-    const __m256i lanes = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
-    std::size_t peak = 0;
-    for (std::size_t i = 0; i < batch.counts.size(); ++i) {
-        const __m256i first = inAllLanes(base + parts[firstInside].cell +
-                                         (scanSteps.empty() ? 0 : scanSteps[batch.scanBegin + i]));
-        const std::size_t end = peak + batch.counts[i];
-        for (; peak < end; peak += 8) {
-            const __m256i wanted =
-                _mm256_cmpgt_epi32(inAllLanes(static_cast<std::uint32_t>(end - peak)), lanes);
-            const __m256i index =
-                _mm256_maskload_epi32(reinterpret_cast<const int*>(batch.indices + peak), wanted);
-            const __m256i entry = _mm256_i32gather_epi32(entries, _mm256_srl_epi32(index, toBlock), 4);
-            const __m256i isBefore =
-                _mm256_cmpgt_epi32(_mm256_and_si256(entry, low16), _mm256_and_si256(index, inBlock));
-            // The cell's number among those inside; what is before the first is large.
-            const __m256i cell =
-                _mm256_add_epi32(_mm256_add_epi32(_mm256_srli_epi32(entry, 16), isBefore), toFirst);
-            const __m256i isOutside = _mm256_cmpeq_epi32(_mm256_max_epu32(cell, count), cell);
-            const __m256i place = _mm256_add_epi32(first, _mm256_mullo_epi32(cell, steps));
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(places + peak),
-                                _mm256_min_epu32(_mm256_or_si256(place, isOutside), most));
-        }
-        peak = end;
-    }
-}
-
-#endif
 
 }  // namespace lumo::run

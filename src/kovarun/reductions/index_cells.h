@@ -57,9 +57,8 @@ private:
 
     void findParts(std::span<const IndexRange> ranges, std::span<const std::uint32_t> cells);
     bool isEnoughFor(unsigned blockShift) const;
-    void findSteps();
-    void placesByEight(const PeakBatch& batch, std::span<const std::uint32_t> scanSteps, std::uint32_t base,
-                       std::uint32_t* places) const;
+    void findSteps(std::uint32_t bins);
+    std::uint32_t pack(std::size_t part, std::uint32_t next) const;
 
     std::vector<std::uint32_t> order;  // of ranges
     std::vector<Part> parts;           // the first begins at 0
@@ -68,11 +67,12 @@ private:
     std::uint32_t outside = 0;
 
     // Parts [firstInside, firstInside + countInside) are cells, each `step` after the one before it.
-    bool areSteps = false;  // whether that is so
+    bool areSteps = false;      // whether that is so
+    bool areAllInside = false;  // and nothing but them
     std::uint32_t firstInside = 0;
     std::uint32_t countInside = 0;
     std::uint32_t step = 0;
-    // Of each block the number of its first part, then in 16 bits where in it the next one begins.
+    // Of each block the number of its first part, then in 16 bits what is missing to the next one.
     std::vector<std::uint32_t> packed;
 };
 
