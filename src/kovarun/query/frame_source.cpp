@@ -192,13 +192,17 @@ void FrameSource::lookUpMobility() {
     if (calibration == nullptr) {
         return;
     }
-    if (last.mobility == nullptr || last.mobilities.size() < scanCount ||
-        !onArrays(last.mobility).convertsAs(*calibration)) {
+    if (!areKnown(calibration, scanCount)) {
         const sys::WorkStopwatch stopwatch(&sys::WorkCounters::conversion);
         last.mobilities = mobilitiesBy(calibration, scanCount);
         last.mobility = std::move(calibration);
     }
     hasMobility = true;
+}
+
+bool FrameSource::areKnown(const io::kova::KvdReader::MobTrafoPtr& calibration, std::uint32_t count) const {
+    return last.mobility != nullptr && last.mobilities.size() >= count &&
+           onArrays(last.mobility).convertsAs(*calibration);
 }
 
 std::span<const double> FrameSource::ofCurrentFrame() const {
@@ -207,8 +211,13 @@ std::span<const double> FrameSource::ofCurrentFrame() const {
 
 std::vector<double> FrameSource::oneOverK0Of(std::int64_t frame, std::uint32_t count) {
     return calibrationOrNone([&] {
-        const auto by = [count](const io::kova::KvdReader::MobTrafoPtr& calibration) {
-            return calibration == nullptr ? std::vector<double>() : mobilitiesBy(calibration, count);
+        const auto by = [&](const io::kova::KvdReader::MobTrafoPtr& calibration) {
+            if (calibration == nullptr) {
+                return std::vector<double>();
+            }
+            return areKnown(calibration, count)
+                       ? std::vector<double>(last.mobilities.begin(), last.mobilities.begin() + count)
+                       : mobilitiesBy(calibration, count);
         };
         const auto* const known = ahead.mobilities.find(frame);
         return known != nullptr ? by(*known) : by(mobilityCalibrationOf(*reader, frame));

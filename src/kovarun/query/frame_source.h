@@ -150,6 +150,7 @@ private:
     void chooseIndices();
     void lookUpMass();
     void lookUpMobility();
+    bool areKnown(const io::kova::KvdReader::MobTrafoPtr& calibration, std::uint32_t count) const;
     std::span<const double> ofCurrentFrame() const;
 
     Run::Lease reader;
