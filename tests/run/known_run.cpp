@@ -252,7 +252,7 @@ fixtures::AnalysisBuilder randomRun(int compression, int frames, std::uint32_t l
         fixtures::Frame frame(leastScans + random.below(30));
         for (fixtures::Scan& scan : frame) {
             std::map<std::uint32_t, std::uint32_t> peaks;
-            for (std::uint32_t count = i == 5 ? 0 : random.below(12); count > 0; --count) {
+            for (std::uint32_t count = i == 5 ? 0 : random.below(24); count > 0; --count) {
                 // Many share an index, so that something is summed, sometimes to more than 32 bits hold.
                 peaks[random.below(4) == 0 ? random.below(kSamples) : 1000 * random.below(150)] =
                     1 + random.below(random.below(16) == 0 ? 2'000'000'000 : 5000);

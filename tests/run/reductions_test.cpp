@@ -65,7 +65,9 @@ public:
 
     kvr_axis axis(std::uint32_t kind) {
         const kvr_range ends = betweenPeaks(run::valueOf(kind));
-        return {kind, 1 + below(20), ends.low, ends.high + (ends.low == ends.high ? 1.0 : 0.0)};
+        const double beyond = below(4) == 0 ? 5000.0 : 0.0;  // everything inside
+        return {kind, 1 + below(below(4) == 0 ? 300 : 20), ends.low - beyond,
+                ends.high + beyond + (ends.low == ends.high ? 1.0 : 0.0)};
     }
 
 private:
