@@ -33,7 +33,7 @@ public:
     void places(const PeakBatch& batch, std::span<const std::uint32_t> scanSteps, std::uint32_t base,
                 std::uint32_t* places) const;
 
-    // Of the table, for who keeps it.
+    // Of the table, for whoever keeps it.
     std::size_t bytes() const { return (sizeof(Block) + sizeof packed[0]) * blocks.size(); }
 
 private:
@@ -72,7 +72,7 @@ private:
     std::uint32_t firstInside = 0;
     std::uint32_t countInside = 0;
     std::uint32_t step = 0;
-    // Of each block the number of its first part, then in 16 bits what is missing to the next one.
+    // Of each block the number of its first part, then in 16 bits what is missing to the beginning of the next.
     std::vector<std::uint32_t> packed;
 };
 
