@@ -29,7 +29,7 @@ if __name__ == "__main__":
 
 def output(*command, **settings):
     """Runs a command as a user would, who has none of the variables of these tests."""
-    hidden = {"PYTHONPATH", "KOVADATA_LIBRARY", "LD_LIBRARY_PATH"}
+    hidden = {"PYTHONPATH", "PYTHONPYCACHEPREFIX", "KOVADATA_LIBRARY", "LD_LIBRARY_PATH"}
     environment = {name: value for name, value in os.environ.items() if name not in hidden}
     done = subprocess.run([str(part) for part in command], text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           env={**environment, **settings.pop("env", {})}, **settings)
