@@ -286,6 +286,7 @@ def test_keyboard_alone_on_a_phone(browser, viewer, opened):
         page.page.keyboard.press("Tab")
         seen.append(page.tells("document.activeElement.id || document.activeElement.closest('.chart')?.id || document.activeElement.name"))
     assert {"calibration", "theme", "frame", "chart-chromatogram", "tab-view-frame", "chart-frame_map", "tab-boxes", "mz0"} <= set(seen)
+    assert seen[:seen.index("tab-boxes")].count("chart-frame_map") == 8, "its menu, itself, and six tools"
     page.page.focus("#tab-boxes")
     page.page.keyboard.press("ArrowRight")
     assert page.page.is_visible("#precursor-table")

@@ -25,6 +25,11 @@ return String(Number(size.toPrecision(4)))
 """
 
 
+# On light and dark pages.
+_TOOLS = (".bk-divider{background-color:#8886}"
+          "[tabindex]:focus-visible{outline:2px solid var(--blue);outline-offset:-2px;border-radius:4px}")
+
+
 @dataclasses.dataclass
 class Chart:
     """A figure and the data behind it.
@@ -77,7 +82,7 @@ def new_figure(name: str, x_label: str, y_label: str, *, x_range: Any, y_range: 
     tools = [PanTool(dimensions=zoom), zoom_box, wheel, *([BoxSelectTool()] if select else []), ResetTool(),
              *([hover] if hover is not None else [])]
     toolbar = Toolbar(tools=tools, active_drag=zoom_box, active_scroll=None, logo=None, autohide=False,
-                      stylesheets=[".bk-divider{background-color:#8886}"])  # on light and dark
+                      stylesheets=[_TOOLS])
     scale, axis = (CategoricalScale, CategoricalAxis) if isinstance(x_range, FactorRange) else (
         LogScale, LogAxis) if is_log else (LinearScale, LinearAxis)
     below, left = _dressed(axis(axis_label=x_label)), _dressed(LinearAxis(axis_label=y_label))

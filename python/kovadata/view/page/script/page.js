@@ -37,6 +37,15 @@ function settleStyles() {
   Object.defineProperty(PlotView.prototype, "base_font_size", {get: () => size})
 }
 
+// Keys reach a figure in its place, which has a ring and a name. Its canvas is no second stop of the Tab key.
+function settleStops() {
+  const {prototype} = Bokeh.require("models/canvas/canvas").CanvasView, {initialize} = prototype
+  prototype.initialize = function () {
+    initialize.call(this)
+    this.events_el.tabIndex = -1
+  }
+}
+
 // Asks for the first figures while the browser still gets the script that draws them. They have their colours before they are
 // drawn. Those that the session adds later are drawn in their places as well.
 async function embed() {
@@ -48,6 +57,7 @@ async function embed() {
     document.title = told.title
     await script
     settleStyles()
+    settleStops()
     const {pull_session} = Bokeh.require("client/connection"), {_get_ws_url} = Bokeh.require("embed/server")
     const {document: figures} = await pull_session(_get_ws_url(), told.token, "")
     document.body.dataset.kind = told.replies.find(({what}) => what == "kind").mobility ? "mobility" : "spectra"
