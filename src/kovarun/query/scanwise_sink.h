@@ -50,15 +50,22 @@ public:
           whole(onDamage == OnDamage::LeaveOut),
           use(std::move(function)) {}
 
+    ScanwiseSink(const ScanwiseSink&) = delete;
+    ScanwiseSink& operator=(const ScanwiseSink&) = delete;
+    // Whatever has happened, the reader is left with no more than is worth it.
+    ~ScanwiseSink() override {
+        if (buffers != nullptr &&
+            std::max(buffers->counts.size(), buffers->indices.size()) > PeakBuffers::kMostValues) {
+            *buffers = {};
+        }
+    }
+
     // Reads the scans of the box.
     void readFrom(FrameSource& source) {
         buffers = &source.kept<PeakBuffers>();
         source.read(*this);
         if (isKept) {
             handOver(firstScan, firstScan + static_cast<std::uint32_t>(keptScans));
-        }
-        if (std::max(buffers->counts.size(), buffers->indices.size()) > PeakBuffers::kMostValues) {
-            *buffers = {};
         }
     }
 
