@@ -19,6 +19,9 @@ std::string lastError(decltype(&kova_get_last_error_string) get = kova_get_last_
 std::string openError(const std::string& path, bool recalibrated = false);
 std::string openError(const fixtures::AnalysisBuilder& builder);
 
+// Peaks in two of three scans, for analyses of which something else is odd.
+inline const fixtures::Frame kSmallFrame = {{{1, 2}}, {}, {{3, 4}, {5, 6}}};
+
 // One call of a scan-reading function and what came of it.
 struct ScanResult {
     std::uint32_t bytesNeeded = 0;

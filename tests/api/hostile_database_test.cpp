@@ -17,22 +17,22 @@ namespace fs = std::filesystem;
 using fixtures::AnalysisBuilder;
 using fixtures::TempDirectory;
 
-const fixtures::Frame kFrame = {{{1, 2}}, {}, {{3, 4}, {5, 6}}};
-
 // Ends the process when it works for longer than any of these calls may take.
 struct Watchdog {
     Watchdog() { fixtures::startWatchdog(60); }  // sanitizers take most of it
     ~Watchdog() { fixtures::startWatchdog(0); }
 };
 
-AnalysisBuilder smallRun() {
+AnalysisBuilder runOfOneFrame() {
     AnalysisBuilder builder;
-    return builder.frame(kFrame).precursor({.id = 1, .parent = 1, .scanNumber = 0.5}).zorelMsMs(1, 1, 0, 3);
+    return builder.frame(api::kSmallFrame)
+        .precursor({.id = 1, .parent = 1, .scanNumber = 0.5})
+        .zorelMsMs(1, 1, 0, 3);
 }
 
 // Replaces a table by a view of what `select` gives.
 AnalysisBuilder withView(const std::string& table, const std::string& select) {
-    return smallRun().withoutTable(table).sql("CREATE VIEW " + table + " AS " + select);
+    return runOfOneFrame().withoutTable(table).sql("CREATE VIEW " + table + " AS " + select);
 }
 
 const std::string kNumbers = "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) ";
@@ -54,15 +54,15 @@ TEST(EndlessView, OfFramesOrPrecursorsFailsTheCallsThatReadIt) {
         "Frames", kNumbers + "SELECT i AS Id, 16 AS KovaId, 1 AS AccumulationTime, 1 AS RampTime, '+' AS "
                              "Polarity, 1 AS T1, 1 AS T2, 1 AS MzCalibration, 1 AS KovaCalibration FROM n"));
     ASSERT_TRUE(first) << api::lastError();
-    EXPECT_EQ(first.readRaw(1, 0, 3).peaks(3), kFrame);
+    EXPECT_EQ(first.readRaw(1, 0, 3).peaks(3), api::kSmallFrame);
     EXPECT_EQ(first.errorOf(-1, 0, 1), "interrupted");
-    EXPECT_EQ(first.readRaw(1, 0, 3).peaks(3), kFrame);
+    EXPECT_EQ(first.readRaw(1, 0, 3).peaks(3), api::kSmallFrame);
 
     const api::Analysis second(
         withView("Precursors", kNumbers + "SELECT i AS Id, 1 AS Parent, 0.5 AS ScanNumber FROM n"));
     ASSERT_TRUE(second) << api::lastError();
     EXPECT_EQ(zorel::readFrame(second, 1).error, "interrupted");
-    EXPECT_EQ(second.readRaw(1, 0, 3).peaks(3), kFrame);
+    EXPECT_EQ(second.readRaw(1, 0, 3).peaks(3), api::kSmallFrame);
 }
 
 TEST(HugeValue, ThatTheSchemaComputesIsRefused) {
@@ -97,7 +97,7 @@ TEST(PipeInPlaceOfAFile, NeitherHangsNorOpens) {
     for (const std::string name :
          {"analysis.kvd", "analysis.kvd-journal", "analysis.kvd-wal", "analysis.kvd_bin"}) {
         const TempDirectory directory;
-        smallRun().write(directory.path());
+        runOfOneFrame().write(directory.path());
         fs::remove(directory / name);
         ASSERT_EQ(mkfifo((directory / name).c_str(), 0600), 0);
         const std::string text = "Can't open file: " + (directory / name).string() + " for reading.";
@@ -109,7 +109,7 @@ TEST(PipeInPlaceOfAFile, NeitherHangsNorOpens) {
 // SQLite shares its locks and the index of the log inside of a process.
 TEST(WriteAheadMode, OfAWriterInThisProcessIsRead) {
     const TempDirectory directory;
-    smallRun().sql("COMMIT; PRAGMA journal_mode=WAL; BEGIN").write(directory.path());
+    runOfOneFrame().sql("COMMIT; PRAGMA journal_mode=WAL; BEGIN").write(directory.path());
     sqlite3* writer = nullptr;
     ASSERT_EQ(sqlite3_open((directory / "analysis.kvd").c_str(), &writer), SQLITE_OK);
     const auto execute = [writer](const char* sql) {
@@ -118,9 +118,9 @@ TEST(WriteAheadMode, OfAWriterInThisProcessIsRead) {
     execute("UPDATE Frames SET RampTime=100");  // the log is there from now on
     const api::Analysis analysis(directory.path());
     ASSERT_TRUE(analysis) << api::lastError();
-    EXPECT_EQ(analysis.readRaw(1, 0, 3).peaks(3), kFrame);
+    EXPECT_EQ(analysis.readRaw(1, 0, 3).peaks(3), api::kSmallFrame);
     execute("UPDATE Frames SET Id=2");
-    EXPECT_EQ(analysis.readRaw(2, 0, 3).peaks(3), kFrame);
+    EXPECT_EQ(analysis.readRaw(2, 0, 3).peaks(3), api::kSmallFrame);
     sqlite3_close(writer);
 }
 
@@ -129,7 +129,7 @@ TEST(RelativePath, ThatLooksLikeAUriIsAPath) {
     const fs::path before = fs::current_path();
     fs::current_path(directory.path());
     for (const char* const name : {"file:run.d", "file:run.d?mode=memory", "file:%41", "file:a#b"}) {
-        EXPECT_EQ(api::openError(smallRun().write(directory / name)), "");
+        EXPECT_EQ(api::openError(runOfOneFrame().write(directory / name)), "");
         EXPECT_EQ(api::openError(name), "");
     }
     fs::current_path(before);

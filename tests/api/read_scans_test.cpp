@@ -12,8 +12,8 @@ namespace {
 using analysis_writer::Frame;
 using fixtures::AnalysisBuilder;
 
-const Frame kFrame = {{{10, 5}, {20, 7}, {21, 0}}, {}, {{0, 1}}, {}, {{399'999, 2'000'000'000}}};
-constexpr std::uint32_t kScans = 5;
+const Frame kExtremes = {{{10, 5}, {20, 7}, {21, 0}}, {}, {{0, 1}}, {}, {{399'999, 2'000'000'000}}};
+constexpr std::uint32_t kExtremeScans = 5;
 
 class ReadScans : public testing::TestWithParam<int> {
 protected:
@@ -62,7 +62,7 @@ TEST_P(ReadScans, ManyRandomFramesReadAlternately) {
 }
 
 TEST_P(ReadScans, ImpossibleRangesFailWithTheirTexts) {
-    const api::Analysis analysis(builder().frame(kFrame).frame({}).nullPosition());
+    const api::Analysis analysis(builder().frame(kExtremes).frame({}).nullPosition());
     const std::string order = "scan_end must be > scan_begin";
     const std::string tooMany = "Maximum decompressed frame size exceeded.";
     const auto noFrame = [](const std::string& id) {
@@ -90,7 +90,7 @@ TEST_P(ReadScans, ImpossibleRangesFailWithTheirTexts) {
         for (const auto& [frame, begin, end, text] : cases) {
             EXPECT_EQ(analysis.errorOf(frame, begin, end), text) << frame << ' ' << begin << ' ' << end;
         }
-        EXPECT_EQ(analysis.readRaw(1, 0, kScans).peaks(kScans), kFrame);
+        EXPECT_EQ(analysis.readRaw(1, 0, kExtremeScans).peaks(kExtremeScans), kExtremes);
     }
 }
 

@@ -17,16 +17,14 @@ namespace fs = std::filesystem;
 using fixtures::AnalysisBuilder;
 using fixtures::TempDirectory;
 
-const fixtures::Frame kFrame = {{{1, 2}}, {}, {{3, 4}, {5, 6}}};
-
 TEST(LargeBlobFile, BlocksBeyond4GiBAreRead) {
     constexpr std::int64_t kPosition = (std::int64_t{5} << 30) + 7;
     for (const int compression : {1, 2}) {
-        const auto block =
-            compression == 1 ? analysis_writer::scanFrameBlock(kFrame) : analysis_writer::frameBlock(kFrame);
+        const auto block = compression == 1 ? analysis_writer::scanFrameBlock(api::kSmallFrame)
+                                            : analysis_writer::frameBlock(api::kSmallFrame);
         const api::Analysis analysis(
             AnalysisBuilder().compression(compression).frameAt(kPosition).bytesAt(kPosition, block));
-        EXPECT_EQ(analysis.readRaw(1, 0, 3).peaks(3), kFrame);
+        EXPECT_EQ(analysis.readRaw(1, 0, 3).peaks(3), api::kSmallFrame);
     }
 }
 
@@ -67,7 +65,7 @@ TEST(LongPath, IsReadAsFarAsTheSystemGoes) {
 TEST(LongPath, IsReadWhileTheAnalysisIsWritten) {
     for (const char* const mode : {"DELETE", "WAL"}) {
         const TempDirectory base;
-        AnalysisBuilder().frame(kFrame).write(base / "run.d");
+        AnalysisBuilder().frame(api::kSmallFrame).write(base / "run.d");
         fixtures::WriterProcess writer(base / "run.d" / "analysis.kvd");
         ASSERT_EQ(writer.execute("PRAGMA journal_mode=" + std::string(mode)), "");
         ASSERT_EQ(writer.execute("UPDATE Frames SET RampTime=100"), "");
@@ -78,19 +76,19 @@ TEST(LongPath, IsReadWhileTheAnalysisIsWritten) {
         // SQLite can only change the log now: it opens journals by their name.
         if (std::string(mode) == "WAL") {
             ASSERT_EQ(writer.execute("UPDATE Frames SET Id=2"), "");
-            EXPECT_EQ(analysis.readRaw(2, 0, 3).peaks(3), kFrame);
+            EXPECT_EQ(analysis.readRaw(2, 0, 3).peaks(3), api::kSmallFrame);
         }
     }
 }
 
 TEST(SymbolicLinks, AreFollowed) {
     const TempDirectory base;
-    AnalysisBuilder().frame(kFrame).write(base / "real.d");
+    AnalysisBuilder().frame(api::kSmallFrame).write(base / "real.d");
     fs::create_directory(base / "files.d");
     for (const char* const file : {"analysis.kvd", "analysis.kvd_bin"}) {
         fs::create_symlink(base / "real.d" / file, base / "files.d" / file);
     }
-    EXPECT_EQ(api::Analysis(base / "files.d").readRaw(1, 0, 3).peaks(3), kFrame);
+    EXPECT_EQ(api::Analysis(base / "files.d").readRaw(1, 0, 3).peaks(3), api::kSmallFrame);
 }
 
 }  // namespace

@@ -154,14 +154,14 @@ void addSpectra(Checksum& sum, kvr_run* run) {
     }
 }
 
-struct Case {
+struct ChecksumCase {
     const char* name;
     fixtures::AnalysisBuilder builder;
     void (*add)(Checksum& sum, kvr_run* run);
     std::uint64_t expected;
 };
 
-class Checksums : public testing::TestWithParam<Case> {};
+class Checksums : public testing::TestWithParam<ChecksumCase> {};
 
 TEST_P(Checksums, AreThoseOfEveryProcessor) {
     const run::OpenRun opened(GetParam().builder);
@@ -172,11 +172,12 @@ TEST_P(Checksums, AreThoseOfEveryProcessor) {
 
 INSTANTIATE_TEST_SUITE_P(
     All, Checksums,
-    testing::Values(Case{"PeaksOfScansCompressedOneByOne", densePeaks(1), addPeaks, 0x2D76049DE35DB00D},
-                    Case{"Peaks", densePeaks(2), addPeaks, 0x8525F831AB5D36C3},
-                    Case{"MsMs", densePeaks(2), addMsms, 0xBF05D51859AF5CCE},
-                    Case{"Conversions", models(), addConversions, 0xDB1E726EA878C31D},
-                    Case{"SpectraWithoutMobility", spectra(), addSpectra, 0xDF1820C03385305F}),
+    testing::Values(ChecksumCase{"PeaksOfScansCompressedOneByOne", densePeaks(1), addPeaks,
+                                 0x2D76049DE35DB00D},
+                    ChecksumCase{"Peaks", densePeaks(2), addPeaks, 0x8525F831AB5D36C3},
+                    ChecksumCase{"MsMs", densePeaks(2), addMsms, 0xBF05D51859AF5CCE},
+                    ChecksumCase{"Conversions", models(), addConversions, 0xDB1E726EA878C31D},
+                    ChecksumCase{"SpectraWithoutMobility", spectra(), addSpectra, 0xDF1820C03385305F}),
     [](const auto& values) { return values.param.name; });
 
 }  // namespace

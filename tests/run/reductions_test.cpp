@@ -89,14 +89,14 @@ private:
     const run::KnownRun& known;
 };
 
-struct Case {
+struct ReductionCase {
     const char* name;
     int compression;
     const char* measured = nullptr;  // directory among the measured analyses, in place of a random run
     int rounds = 60;
 };
 
-class Reductions : public testing::TestWithParam<Case> {
+class Reductions : public testing::TestWithParam<ReductionCase> {
 protected:
     void SetUp() override {
         const std::filesystem::path directory = KOVADATA_MEASURED_DATA "/analyses";
@@ -193,9 +193,10 @@ TEST_P(Reductions, ImagesHoldPeaksInTheirCells) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Runs, Reductions,
-                         testing::Values(Case{"ScansCompressed", 1}, Case{"FramesCompressed", 2},
-                                         Case{"MeasuredScans", 1, "peptides_scheme1", 8},
-                                         Case{"MeasuredFrames", 2, "lcms_scheme2", 8}),
+                         testing::Values(ReductionCase{"ScansCompressed", 1},
+                                         ReductionCase{"FramesCompressed", 2},
+                                         ReductionCase{"MeasuredScans", 1, "peptides_scheme1", 8},
+                                         ReductionCase{"MeasuredFrames", 2, "lcms_scheme2", 8}),
                          [](const auto& each) { return each.param.name; });
 
 }  // namespace

@@ -21,7 +21,7 @@ using tests::kTypical;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr const char* kComplex =
+constexpr const char* kComplexMass =
     "complex valued solution in computation due to invalid calibration constants/value range";
 
 // All not-a-numbers count as one value: which of them an operation gives is not defined.
@@ -60,7 +60,7 @@ void expectSameAsPlain(const ICalibrationTransformator& trafo, const PlainTof& p
         if (plain.indexToMass(value)) {
             solvable.push_back(value);
         } else {
-            ASSERT_EQ(failureOf([&] { trafo.DIndexToMass(value); }), kComplex);
+            ASSERT_EQ(failureOf([&] { trafo.DIndexToMass(value); }), kComplexMass);
         }
     }
     ASSERT_EQ(trafo.DIndexToMassFails(values), solvable.size() != values.size());

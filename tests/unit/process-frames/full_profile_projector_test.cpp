@@ -10,10 +10,10 @@
 namespace {
 
 using Projector = lumo::algorithm::FullProfileProjector<int>;
-using Peaks = std::vector<std::pair<int, int>>;
+using Columns = std::vector<std::pair<int, int>>;
 
 // All peaks in one scan; the buffers are longer than what is used, as those of a frame that was used before.
-lumo::algorithm::DataFrame<int, int> frameOf(const Peaks& peaks) {
+lumo::algorithm::DataFrame<int, int> frameOf(const Columns& peaks) {
     lumo::algorithm::DataFrame<int, int> frame;
     frame.numberOfScans = 1;
     frame.peakCapacity = peaks.size() + 3;
