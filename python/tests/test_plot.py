@@ -11,6 +11,7 @@ from matplotlib.figure import Figure
 
 import kovadata
 import kovadata.plot
+import kovadata.plot._map
 from kovadata.plot.__main__ import main
 
 KINDS = ("tic", "bpc", "overview", "heatmap", "mobilogram", "spectrum", "msms")
