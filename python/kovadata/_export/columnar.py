@@ -14,7 +14,7 @@ from .plan import Plan
 # within an m/z, and the others are short numbers without order. Encodings are those that every reader knows: Spark reads no split bytes of integers.
 _DICTIONARY, _DELTA, _SPLIT, _PLAIN = "dictionary", "DELTA_BINARY_PACKED", "BYTE_STREAM_SPLIT", "PLAIN"
 _FRAME_LAYOUT = {"frame": (_PLAIN, -5), "time": (_PLAIN, -5), "ms_level": (_PLAIN, -5), "scan": (_PLAIN, 1),
-                 "tof_index": (_DELTA, None), "intensity": (_DELTA, None), "mz": (_SPLIT, -50), "one_over_k0": (_PLAIN, -5)}
+                 "tof_index": (_DELTA, None), "intensity": (_DELTA, None), "mz": (_SPLIT, -200), "one_over_k0": (_PLAIN, -5)}
 _MZ_LAYOUT = {"frame": (_DELTA, 1), "time": (_DICTIONARY, 1), "ms_level": (_DICTIONARY, 1), "scan": (_DICTIONARY, 1),
               "tof_index": (_DELTA, 1), "intensity": (_DELTA, None), "mz": (_PLAIN, 1), "one_over_k0": (_DICTIONARY, 1)}
 # The columns whose least and greatest value tell row groups apart.
