@@ -74,7 +74,9 @@ typedef struct kvr_options {
     uint32_t intensities;     /**< one of ::kvr_intensities; by default normalised */
     uint32_t threads;         /**< threads that a stream works with; 0: the processors the process may use */
     uint32_t reserved;        /**< 0 */
-    uint64_t memory_budget;   /**< bytes for what waits and for sums, 16 MB or a frame at least; 0: 256 MB */
+    /** bytes for what waits and for sums, 16 MB or a frame at least; 0: 256 MB. Half as much that was released, and 48 MB at
+     *  most, is kept for the next batches until the run is closed */
+    uint64_t memory_budget;
 } kvr_options;
 
 /**

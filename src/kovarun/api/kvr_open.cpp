@@ -36,9 +36,8 @@ void abandon(auto& lent) {
 
 kvr_run* kvr_open(const char* path, const kvr_options* options) {
     return lumo::io::guarded<lumo::io::KvrInterface>(static_cast<kvr_run*>(nullptr), [&] {
-        auto handle = std::make_unique<kvr_run>();
-        handle->run = std::make_shared<lumo::run::Run>(lumo::io::checkedAnalysisPath(path),
-                                                       lumo::run::checkedOptions(options));
+        auto handle = std::make_unique<kvr_run>(std::make_shared<lumo::run::Run>(
+            lumo::io::checkedAnalysisPath(path), lumo::run::checkedOptions(options)));
         handle->calibrationState = handle->run->borrow()->analysis().getCalibrationStateId().value_or("");
         return handle.release();
     });

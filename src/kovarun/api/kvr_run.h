@@ -4,6 +4,8 @@
 #include <mutex>
 #include <span>
 #include <stdexcept>
+#include <string>
+#include <utility>
 #include <variant>
 
 #include "diag/throw.h"
@@ -12,13 +14,17 @@
 #include "kovadata/interface_family.h"
 #include "kovadata/kvr.h"
 #include "kovadata/kvs_instance.h"
+#include "kovarun/arrow/memory.h"
 #include "kovarun/arrow/stream.h"
 #include "kovarun/run/run.h"
 
 // What a kvr_run points to. The run itself is shared with its streams, which outlive this handle; what is
 // lent, and the text of the state's key, end with the handle.
 struct kvr_run {
+    explicit kvr_run(std::shared_ptr<lumo::run::Run> opened) : run(std::move(opened)) {}
+
     std::shared_ptr<lumo::run::Run> run;
+    lumo::run::arrow::IdleMemory idle{run->options().memoryBudget};
     std::string calibrationState;  // key of the state in use, or empty
 
     std::mutex mutex;  // guards what is lent

@@ -1,6 +1,7 @@
 #include "kovarun/arrow/memory.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <mutex>
 #include <new>
@@ -10,7 +11,8 @@
 
 // Memory for columns. A batch has columns of megabytes, which the allocator of the process would take from
 // the system and give back each time; clearing those pages would cost more than decoding the peaks that fill
-// them. So large blocks that a consumer has released are kept for the next batch, up to a bound. Contents are
+// them. So large blocks that a consumer has released are kept for the next batch, up to a bound, which follows
+// from the memory budgets of the runs that are open: blocks serve all of them. Contents are
 // not cleared: every column is written before anybody sees it. Consumers release on any thread, in any order,
 // and after everything else of the library has ended.
 namespace lumo::run::arrow {
@@ -20,6 +22,7 @@ namespace {
 // Smaller blocks are what the allocator of the process is good at.
 constexpr std::size_t kLarge = std::size_t{1} << 18;
 constexpr std::size_t kMostIdle = std::size_t{48} << 20;
+constexpr std::uint64_t kBudgetPerIdle = 2;  // with less, exports clear more pages
 
 // Sizes of blocks have three significant bits: frames differ a little in their number of peaks, and the block
 // of one should serve for the next.
@@ -63,11 +66,26 @@ public:
         }
     }
 
+    void allow(std::size_t more) noexcept { allowed += more; }
+
+    // Frees what is now too much, the largest first.
+    void allowLess(std::size_t less) noexcept {
+        allowed -= less;
+        const std::unique_lock lock(mutex, std::try_to_lock);
+        while (lock && total > most()) {
+            total -= blocks.back().size;
+            ::operator delete(blocks.back().address);
+            blocks.pop_back();
+        }
+    }
+
 private:
+    std::size_t most() const noexcept { return std::min(allowed.load(), kMostIdle); }
+
     // False if the block is to be freed: nobody waits for the lock, and what is idle has a bound.
     bool keep(Block block) noexcept {
         const std::unique_lock lock(mutex, std::try_to_lock);
-        if (!lock || total + block.size > kMostIdle) {
+        if (!lock || total + block.size > most()) {
             return false;
         }
         try {
@@ -85,6 +103,7 @@ private:
     std::mutex mutex;
     std::vector<Block> blocks;  // sizes ascending
     std::size_t total = 0;      // of their sizes
+    std::atomic<std::size_t> allowed = 0;
 };
 
 // Never destroyed: batches may outlive everything else.
@@ -108,5 +127,12 @@ std::shared_ptr<std::byte[]> takeMemory(std::size_t bytes) {
     }
     return {block.address, [block](const std::byte*) { idle.blocks.giveBack(block); }};
 }
+
+IdleMemory::IdleMemory(std::uint64_t memoryBudget) noexcept
+    : allowed(std::min<std::uint64_t>(memoryBudget / kBudgetPerIdle, kMostIdle)) {
+    idle.blocks.allow(allowed);
+}
+
+IdleMemory::~IdleMemory() { idle.blocks.allowLess(allowed); }
 
 }  // namespace lumo::run::arrow

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <type_traits>
 
@@ -20,5 +21,19 @@ std::shared_ptr<T[]> takeMemoryFor(std::size_t count) {
     T* values = reinterpret_cast<T*>(block.get());
     return {std::move(block), values};
 }
+
+// While it lives, released blocks of half of this memory budget are kept for what comes next. What all
+// of them allow together is never more than 48 MB, and without one nothing is kept. Any thread may make it,
+// and end it.
+class IdleMemory {
+public:
+    explicit IdleMemory(std::uint64_t memoryBudget) noexcept;
+    ~IdleMemory();
+    IdleMemory(const IdleMemory&) = delete;
+    IdleMemory& operator=(const IdleMemory&) = delete;
+
+private:
+    const std::size_t allowed;
+};
 
 }  // namespace lumo::run::arrow
