@@ -115,6 +115,29 @@ TEST(PrecursorSpectra, AreThoseOfSingleCallsInTheSameOrder) {
     }
 }
 
+TEST(PrecursorSpectra, OfNumbersWithMoreThan32BitsAreToldApart) {
+    const std::int64_t id = 7000000000;
+    const kvr_control control = run::control(1);
+    const auto make = [&](const run::OpenRun& opened) {
+        return [&](ArrowArrayStream* stream) {
+            return kvr_msms(opened.run, &id, 1, nullptr, KVR_SPECTRUM_LINES, &control, stream);
+        };
+    };
+    const auto changed = [&](const std::string& values) {
+        return precursorRun(false)
+            .sql("UPDATE Precursors SET Id = 7000000000 WHERE Id = 40")
+            .sql("UPDATE ZorelFrameMsMsInfo SET " + values + " WHERE Precursor = 40");
+    };
+    const run::OpenRun sound(changed("Precursor = 7000000000"));
+    EXPECT_EQ(run::read(make(sound)), expected(sound, {id}, KVR_SPECTRUM_LINES));
+    for (const auto& [value, text] : {std::pair{"Frame", "FrameId=5000000000: Frame doesn't exist"},
+                                      {"ScanNumBegin", "scan_end must be >= scan_begin."},
+                                      {"ScanNumEnd", "Scan number [12] out of range."}}) {
+        const run::OpenRun wrong(changed("Precursor = 7000000000, " + std::string(value) + " = 5000000000"));
+        EXPECT_NE(run::failureOf(make(wrong)).find(text), std::string::npos) << run::failureOf(make(wrong));
+    }
+}
+
 TEST(PrecursorSpectra, LeaveOutThoseOfADamagedFrameAndTellOfItOnce) {
     const run::OpenRun sound(precursorRun(false));
     const run::OpenRun damaged(precursorRun(true));

@@ -1,6 +1,7 @@
 #include "kovarun/spectra/msms_plan.h"
 
 #include <algorithm>
+#include <bit>
 #include <numeric>
 #include <tuple>
 #include <unordered_map>
@@ -22,11 +23,9 @@ namespace lumo::run {
 
 using io::algorithms::StripeRow;
 
-namespace {
-
 // What decides about a precursor's place in the order. Ties are broken as one extraction would: by parent,
 // then by id.
-struct Precursor {
+struct MsmsPlan::Precursor {
     std::int64_t lastFrame;
     std::int64_t parent;
     std::int64_t id;
@@ -44,8 +43,11 @@ struct Precursor {
     }
 };
 
+namespace {
+
 // Where the rows of each precursor begin, in their order, and one more.
-std::vector<std::size_t> findBegins(std::vector<Precursor>& precursors) {
+template <class Precursor>
+std::vector<std::size_t> findBegins(Pieces<Precursor>& precursors) {
     std::vector<std::size_t> order(precursors.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
     std::sort(order.begin(), order.end(),
@@ -59,53 +61,112 @@ std::vector<std::size_t> findBegins(std::vector<Precursor>& precursors) {
     return begins;
 }
 
-// Brings rows, which hold the number of their precursor in place of its id, to where they belong, within the
-// list: there is no room for a second one. The row at a precursor's next place is exchanged for the one at the
-// next place of its own precursor, until it is its own.
-void moveToPlaces(std::vector<Precursor>& precursors, std::vector<StripeRow>& rows) {
-    for (Precursor& precursor : precursors) {
+// The number of each precursor that was found, plus one; 0 for others. Ids mostly count from 1, for which a map
+// would take as much memory as a third of the rows.
+class Numbers {
+public:
+    std::uint32_t& operator[](std::int64_t id) {
+        if (id < 0 || id >= kDense) {
+            return ofOthers[id];
+        }
+        const auto place = static_cast<std::size_t>(id);
+        if (place >= ofSmall.size()) {
+            ofSmall.resize(place + 1);
+        }
+        return ofSmall[place];
+    }
+
+private:
+    static constexpr std::int64_t kDense = std::int64_t{1} << 22;
+    std::vector<std::uint32_t> ofSmall;
+    std::unordered_map<std::int64_t, std::uint32_t> ofOthers;
+};
+
+bool isShort(std::int64_t value) { return value > INT32_MIN && value <= INT32_MAX; }
+
+}  // namespace
+
+MsmsPlan::PackedRow MsmsPlan::packed(const StripeRow& row, std::size_t number) {
+    using Words = std::array<std::uint32_t, 2>;
+    PackedRow made{.number = static_cast<std::uint32_t>(number), .parent = kWide};
+    if (isShort(row.parent) && isShort(row.frame) && isShort(row.scanBegin) && isShort(row.scanEnd)) {
+        made.parent = static_cast<std::int32_t>(row.parent);
+        made.frame = static_cast<std::int32_t>(row.frame);
+        made.scanBegin = static_cast<std::int32_t>(row.scanBegin);
+        made.scanEnd = static_cast<std::int32_t>(row.scanEnd);
+        made.scanNumber = std::bit_cast<Words>(row.scanNumber);
+    } else {
+        made.scanNumber = std::bit_cast<Words>(std::uint64_t{wide.size()});
+        wide.push_back(row);
+    }
+    return made;
+}
+
+StripeRow MsmsPlan::unpacked(const PackedRow& row) const {
+    if (row.parent == kWide) {
+        return wide[std::bit_cast<std::uint64_t>(row.scanNumber)];
+    }
+    return {ids[row.number], row.parent,  row.frame,
+            row.scanBegin,   row.scanEnd, std::bit_cast<double>(row.scanNumber)};
+}
+
+// Brings rows to where they belong, within the list: there is no room for a second one. The row at a
+// precursor's next place is exchanged for the one at the next place of its own precursor, until it is its own.
+void MsmsPlan::moveToPlaces(Pieces<Precursor>& precursors) {
+    for (std::size_t i = 0; i < precursors.size(); ++i) {
+        const Precursor& precursor = precursors[i];
         for (const std::size_t end = precursor.next + precursor.rows; precursor.next < end;) {
-            StripeRow& row = rows[precursor.next];
-            Precursor& owner = precursors[static_cast<std::size_t>(row.id)];
-            std::swap(row, rows[owner.next++]);
+            PackedRow& row = sorted[precursor.next];
+            Precursor& owner = precursors[row.number];
+            std::swap(row, sorted[owner.next++]);
             --owner.rows;
         }
     }
 }
 
-}  // namespace
-
 // The transaction may run twice when a writer comes between, so it begins by clearing what it fills. Ordering
 // comes after it: the database should not be held longer than reading takes.
 MsmsPlan::MsmsPlan(const io::kova::KvdReader& reader, const io::algorithms::PrecursorFilter& filter) {
-    std::vector<Precursor> found;
+    Pieces<Precursor> found;
     reader.getSQLiteDb()->inTransaction([&] {
-        std::unordered_map<std::int64_t, std::size_t> numbers;
+        Numbers numbers;
         sorted.clear();
+        wide.clear();
         found.clear();
         readStripeRows(reader, filter, io::algorithms::RowOrder::AsFound, [&](const StripeRow& row) {
-            const std::size_t number = numbers.try_emplace(row.id, found.size()).first->second;
-            if (number == found.size()) {
+            std::uint32_t& known = numbers[row.id];
+            if (known == 0) {
                 found.push_back({row.frame, row.parent, row.id});
+                known = static_cast<std::uint32_t>(found.size());
             }
+            const std::size_t number = known - 1;
             found[number].add(row);
-            sorted.push_back(row);
-            sorted.back().id = static_cast<std::int64_t>(number);
+            sorted.push_back(packed(row, number));
         });
     });
     starts = findBegins(found);
-    moveToPlaces(found, sorted);
-    for (StripeRow& row : sorted) {
-        row.id = found[static_cast<std::size_t>(row.id)].id;
+    moveToPlaces(found);
+    ids.reserve(found.size());
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        ids.push_back(found[i].id);
+    }
+}
+
+void MsmsPlan::takeRows(std::size_t begin, std::size_t end, std::vector<StripeRow>& taken) const {
+    LUMO_ASSERT(begin <= end && end < starts.size());
+    taken.clear();
+    for (std::size_t i = starts[begin]; i < starts[end]; ++i) {
+        taken.push_back(unpacked(sorted[i]));
     }
 }
 
 std::int64_t MsmsPlan::lastFrame(std::size_t precursor) const {
     LUMO_ASSERT(precursor < precursors());
-    const std::span<const StripeRow> ofOne = rows(precursor, precursor + 1);
-    return std::max_element(ofOne.begin(), ofOne.end(),
-                            [](const StripeRow& a, const StripeRow& b) { return a.frame < b.frame; })
-        ->frame;
+    std::int64_t last = INT64_MIN;
+    for (std::size_t i = starts[precursor]; i < starts[precursor + 1]; ++i) {
+        last = std::max(last, unpacked(sorted[i]).frame);
+    }
+    return last;
 }
 
 // Prefers to cut where the last frame changes, so that neighbours share few frames.

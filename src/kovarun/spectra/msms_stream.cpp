@@ -42,8 +42,7 @@ public:
         : work(shared), plan(precursors), kind(spectrumKind), reader(shared.run->borrow()) {}
 
     arrow::RecordBatch read(const FrameGroup& group, std::vector<DamagedFrame>& damaged) override {
-        const std::span<const StripeRow> planned = plan.rows(group.begin, group.end);
-        rows.assign(planned.begin(), planned.end());
+        plan.takeRows(group.begin, group.end, rows);
         std::sort(rows.begin(), rows.end(), [](const StripeRow& a, const StripeRow& b) {
             return std::tie(a.parent, a.frame, a.id) < std::tie(b.parent, b.frame, b.id);
         });
