@@ -62,7 +62,7 @@ class Queries(KovaTest):
 
     def test_chromatograms(self):
         (self.folder / "ranges.csv").write_text("mz_low,mz_high,mobility_low,time_high\n0.63,0.65,,\n0,1,1.995,2\n")
-        (self.folder / "ppm.csv").write_text("\ufeff\"mz\", ppm ,name\r\n0.64,100,ion\r\n\r\n0.81,1,\r\n")
+        (self.folder / "ppm.csv").write_text("\ufeff\"mz\", ppm ,name\r\n0.64,30000,ion\r\n\r\n0.81,1,\r\n")
         for arguments, expected in [
                 (["--mz", "0.64:0.65"], [["1", "0", "11"], ["3", "3", "7"]]),
                 (["--mz", ":", "--k0", "1.99:", "--reduce", "max"], [["1", "0", "10"], ["3", "3", "2"]]),
@@ -82,7 +82,8 @@ class Queries(KovaTest):
     def test_target_files_that_make_no_sense(self):
         for text, told in [("", "Invalid argument"), ("mz,low\n1,2\n", "the first line names neither"),
                            ("mz_low,mz_high\n1,2\n2,1\n", "line 3: the range from mz_low to mz_high ends before it begins"),
-                           ("mz,ppm\n1,\n", "line 2: mz and ppm must be there"), ("mz,ppm\n1,x\n", "line 2: ppm is 'x'")]:
+                           ("mz,ppm\n1,\n", "line 2: mz and ppm must be there"),
+                           ("mz,ppm\n1,-1\n", "line 2: mz and ppm must be there"), ("mz,ppm\n1,x\n", "line 2: ppm is 'x'")]:
             with self.subTest(text):
                 (self.folder / "bad.csv").write_text(text)
                 self.assertIn(f"bad.csv{', ' if told.startswith('line') else ': '}{told}",

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <limits>
 #include <optional>
@@ -36,7 +37,7 @@ public:
 
     void fill(MadeQuery& made) {
         made.mz = range(&KnownPeak::mz);
-        made.mobility = range(&KnownPeak::mobility);
+        made.mobility = known.hasMobilities() ? range(&KnownPeak::mobility) : kWhole;
         made.time = range(&KnownPeak::time);
         kvr_query& query = made.query;
         query.mz = maybe(made.mz);
@@ -82,7 +83,7 @@ private:
         const auto count = static_cast<std::uint32_t>(known.peaks().size());
         const double a = known.peaks()[below(count)].*value;
         const double b = known.peaks()[below(count)].*value;
-        return {std::min(a, b), std::max(a, b)};
+        return std::isnan(a + b) ? betweenPeaks(value) : kvr_range{std::min(a, b), std::max(a, b)};
     }
 
     fixtures::Random random{7};
@@ -101,7 +102,8 @@ protected:
     void SetUp() override {
         const std::filesystem::path directory = KOVADATA_MEASURED_DATA "/analyses";
         if (GetParam().measured == nullptr) {
-            opened.emplace(run::randomRun(GetParam().compression, 14, 20));
+            opened.emplace(run::randomRun(GetParam().compression, 14, 20)
+                               .sql("UPDATE Frames SET Time=NULL, MsMsType=NULL WHERE Id=4"));
         } else if (std::filesystem::exists(directory / GetParam().measured)) {
             opened.emplace(directory / GetParam().measured);
         } else {

@@ -9,6 +9,12 @@ namespace run {
 
 namespace {
 
+void require(bool holds, const std::string& what) {
+    if (!holds) {
+        throw std::runtime_error(what);
+    }
+}
+
 template <class T>
 double valueAt(const ArrowArray& array, std::int64_t place) {
     return static_cast<double>(static_cast<const T*>(array.buffers[1])[place]);
@@ -42,6 +48,7 @@ std::vector<double> cellAt(const ArrowSchema& schema, const ArrowArray& array, s
     const std::int64_t place = row + array.offset;
     const auto* const valid = static_cast<const std::uint8_t*>(array.buffers[0]);
     if (valid != nullptr && (valid[place / 8] >> place % 8 & 1) == 0) {
+        require((schema.flags & ARROW_FLAG_NULLABLE) != 0 && array.null_count != 0, "null without notice");
         return {};
     }
     if (schema.format[0] == 'u') {
@@ -70,12 +77,6 @@ std::vector<double> cellAt(const ArrowSchema& schema, const ArrowArray& array, s
             numberAt(schema.children[0]->format, *array.children[0], begin + array.children[0]->offset));
     }
     return values;
-}
-
-void require(bool holds, const std::string& what) {
-    if (!holds) {
-        throw std::runtime_error(what);
-    }
 }
 
 }  // namespace
