@@ -13,7 +13,7 @@ namespace lumo::io::kova_calibration {
 // table of the same form.
 namespace models = ::lumo::calibration;
 
-std::unique_ptr<models::kova::ITransformator> readMobilityTrafo(
+std::unique_ptr<models::kova::ILinearVoltageRampBasedTransformator> readMobilityTrafo(
     std::int64_t calibrationId, const calibration::CalibrationTableReader& tableReader) {
     CppSQLite3Query row;
     if (!tableReader.getCalibratorCoefficients(calibrationId, row)) {

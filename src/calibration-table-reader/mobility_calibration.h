@@ -13,7 +13,7 @@ namespace lumo::io::kova_calibration {
 
 // The mobility transformator of a row of a mobility calibration table; empty when the id has no row. Raises
 // CorruptDataError on a model that is not known.
-std::unique_ptr<::lumo::calibration::kova::ITransformator> readMobilityTrafo(
+std::unique_ptr<::lumo::calibration::kova::ILinearVoltageRampBasedTransformator> readMobilityTrafo(
     std::int64_t calibrationId, const calibration::CalibrationTableReader& tableReader);
 
 }  // namespace lumo::io::kova_calibration

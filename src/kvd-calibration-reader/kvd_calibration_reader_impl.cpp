@@ -14,7 +14,8 @@
 
 // The calibration that was stored during acquisition. A frame's row names its calibration and states at which
 // temperatures it was measured; the calibration's row gives the model. Both are read in one transaction, so a
-// writer cannot come between them, and again at each call, so what a writer adds is seen.
+// writer cannot come between them. Frames are read again at each call; of calibrations, which many frames
+// share, what was made of their rows is kept as long as nobody writes to the database.
 namespace lumo::io::kova_calibration {
 
 namespace models = ::lumo::calibration;
@@ -37,6 +38,13 @@ void compensate(models::ICalibrationTransformatorPtr& transformator,
     }
 }
 
+std::unique_ptr<models::kova::ITransformator> copyOf(
+    const std::unique_ptr<models::kova::ILinearVoltageRampBasedTransformator>& kept) {
+    return kept == nullptr ? nullptr
+                           : models::kova::makeLvrTransformator(
+                                 kept->getVoltageRamp(), kept->getTransitTime(), kept->getCoefficients());
+}
+
 }  // namespace
 
 KvdCalibrationReaderImpl::KvdCalibrationReaderImpl(std::shared_ptr<CppSQLite3DB> database,
@@ -52,15 +60,17 @@ KvdCalibrationReaderImpl::KvdCalibrationReaderImpl(std::shared_ptr<CppSQLite3DB>
 models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getMzTrafo(
     std::int64_t frameId, models::TemperatureCompensation compensation) const {
     FrameMzCalibration frame;
-    auto [transformator, temperatureInfo] = db->inTransaction([&] {
+    const MzCalibration calibration = db->inTransaction([&] {
         frame = readFrameMzCalibration(frameId, queryFrame(frameId), logger);
-        return readMzCalibration(frame.calibrationId, mzTable);
+        return mzCalibrations.get(frame.calibrationId, db->dataVersion(),
+                                  [&] { return readMzCalibration(frame.calibrationId, mzTable); });
     });
-    if (!transformator) {
+    if (!calibration.transformator) {
         return nullptr;
     }
+    models::ICalibrationTransformatorPtr transformator = calibration.transformator->Clone();
     if (compensation == models::TemperatureCompensation::On) {
-        compensate(transformator, temperatureInfo, frame.measured, logger);
+        compensate(transformator, calibration.temperatureInfo, frame.measured, logger);
     } else {
         transformator->SetMeasurementModeInfo(models::createMeasurementModeInfo(
             kMeasurementMode, frame.polarity == Polarity::Negative ? 1 : 0, 0, 0));
@@ -75,14 +85,16 @@ std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTr
     if (!mobilityTable) {
         LUMO_THROW(std::runtime_error("Mobility calibration is not supported."));
     }
-    return db->inTransaction([&] {
+    return db->inTransaction([&]() -> std::unique_ptr<models::kova::ITransformator> {
         CppSQLite3Query frame = queryMobCalibId(frameId);
         if (!frame.eof() && frame.fieldType(0) == sqlite::FieldType::Integer) {
             const std::int64_t calibrationId = frame.getInt64Field(0);
             frame.nextRow();
             // An id that two rows have is damage, and left to the checked query like all other damage.
             if (frame.eof()) {
-                return readMobilityTrafo(calibrationId, *mobilityTable);
+                return copyOf(mobilityCalibrations.get(calibrationId, db->dataVersion(), [&] {
+                    return readMobilityTrafo(calibrationId, *mobilityTable);
+                }));
             }
         }
         return readMobilityTrafo(getMobCalibId(frameId, *db, logger), *mobilityTable);

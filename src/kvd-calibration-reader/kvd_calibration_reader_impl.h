@@ -14,14 +14,16 @@
 #include "calibration/transformation.h"
 #include "kova-data-reader/database/analysis_format.h"
 #include "kova-data-reader/database/i_sqlite_reader.h"
+#include "kvd-calibration-reader/frame_mz_calibration.h"
 #include "logging/logger.h"
 #include "sqlite/cppsqlite3.h"
+#include "sqlite/kept_rows.h"
 
 namespace lumo::io::kova_calibration {
 
-// Gives every frame its transformators from the calibration tables of the analysis database itself. No
-// transformator is kept: every call reads the database again and returns an object that the caller alone
-// owns. Used by one thread at a time, like the connection.
+// Gives every frame its transformators from the calibration tables of the analysis database itself, as these
+// are now. Every call returns an object that the caller alone owns. Used by one thread at a time, like the
+// connection.
 class KvdCalibrationReaderImpl final : public ::lumo::io::kova::ISqliteReader {
 public:
     using Polarity = ::lumo::calibration::Polarity;
@@ -62,6 +64,9 @@ private:
     std::optional<calibration::CalibrationTableReader> mobilityTable;
     mutable CppSQLite3Statement frameStatement;  // compiled when first used
     mutable CppSQLite3Statement mobCalibIdStatement;
+    mutable sqlite::KeptRows<MzCalibration> mzCalibrations;
+    mutable sqlite::KeptRows<std::unique_ptr<::lumo::calibration::kova::ILinearVoltageRampBasedTransformator>>
+        mobilityCalibrations;
 };
 
 // The frame's mobility calibration id. A frame without one is logged and fails with std::runtime_error.

@@ -84,6 +84,7 @@ void Connection::beginTransaction() {
     requireOwnProcess();
     if (transactions == 0) {
         writerCame = false;
+        dataVersion.reset();
         if (const int code = run(beginStatement); code != SQLITE_DONE) {
             raiseSqliteError(db, code);
         }

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include <sqlite3.h>
@@ -65,8 +67,9 @@ struct Connection {
     sqlite3* db = nullptr;
     sqlite3_stmt* beginStatement = nullptr;
     sqlite3_stmt* endStatement = nullptr;
-    int transactions = 0;     // one within the other
-    bool writerCame = false;  // which was the last failure
+    int transactions = 0;                     // one within the other
+    std::optional<std::int64_t> dataVersion;  // in the current one, once it was asked for
+    bool writerCame = false;                  // which was the last failure
     const unsigned generation = sys::forkGeneration();
 
 private:

@@ -5,6 +5,7 @@
 
 #include <sqlite3.h>
 
+#include "diag/assert.h"
 #include "diag/throwable.h"
 #include "sqlite/connection.h"
 #include "sys/fork_gate.h"
@@ -197,7 +198,10 @@ void CppSQLite3DB::open(const std::filesystem::path& file) {
     connection = std::move(opened);
 }
 
-void CppSQLite3DB::close() noexcept { connection.reset(); }
+void CppSQLite3DB::close() noexcept {
+    versionStatement = {};
+    connection.reset();
+}
 
 std::shared_ptr<Statement> CppSQLite3DB::prepare(const std::string& sql) {
     requireOpen(connection);
@@ -229,6 +233,18 @@ CppSQLite3Query CppSQLite3DB::execQuery(const std::string& sql) { return CppSQLi
 
 CppSQLite3Statement CppSQLite3DB::compileStatement(const std::string& sql) {
     return CppSQLite3Statement(prepare(sql));
+}
+
+std::int64_t CppSQLite3DB::dataVersion() {
+    requireOpen(connection);
+    LUMO_ASSERT(connection->transactions > 0);
+    if (!connection->dataVersion) {
+        if (!versionStatement.isPrepared()) {
+            versionStatement = compileStatement("PRAGMA data_version");
+        }
+        connection->dataVersion = versionStatement.execQuery().getInt64Field(0);
+    }
+    return *connection->dataVersion;
 }
 
 CppSQLite3DB::ReadTransaction::ReadTransaction(std::shared_ptr<Connection> ofConnection)

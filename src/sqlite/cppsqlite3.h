@@ -100,6 +100,10 @@ public:
     CppSQLite3Query execQuery(const std::string& sql);
     CppSQLite3Statement compileStatement(const std::string& sql);
 
+    // Another number whenever somebody has written to the database. To be asked inside of a transaction, where
+    // it stays the same; SQLite is asked once in each.
+    std::int64_t dataVersion();
+
     // Runs an operation in one transaction: everything that it reads is of one state of the database. When a
     // writer comes or goes in the middle, which ends the transaction, the operation runs again from its
     // start. So it must first clear what it fills, and must not leave a query standing on a row. Operations
@@ -134,4 +138,5 @@ private:
     std::shared_ptr<lumo::sqlite::Statement> prepare(const std::string& sql);
 
     std::shared_ptr<lumo::sqlite::Connection> connection;  // which statements share
+    CppSQLite3Statement versionStatement;                  // compiled when first used
 };

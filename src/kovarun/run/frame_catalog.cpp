@@ -107,7 +107,7 @@ std::shared_ptr<const FrameEntries> FrameCatalog::read(Freshness freshness) {
 // Runs inside a transaction: the version and the frames are those of one state of the database. Nothing is
 // kept before all rows were read, so a failure leaves the catalog as it was.
 void FrameCatalog::update() {
-    const std::int64_t now = db->execQuery("PRAGMA data_version").getInt64Field(0);
+    const std::int64_t now = db->dataVersion();
     if (frames && now == version) {
         return;
     }

@@ -56,7 +56,7 @@ private:
     std::uintmax_t blobSize;
     std::mutex mutex;  // guards what follows
     std::unique_ptr<CppSQLite3DB> db;
-    std::int64_t version = -1;  // "PRAGMA data_version" of this connection when the frames were read
+    std::int64_t version = -1;  // of the data, when the frames were read
     std::shared_ptr<const FrameEntries> frames;
 };
 
