@@ -125,11 +125,7 @@ void KvdReaderCache::fill(const FillRules& rules, std::istream& stream, std::int
     if (!binary::seekTo(stream, static_cast<std::int64_t>(rangeStart))) {
         rules.raise(rules.seekFailed);
     }
-    if (!binary::holdsAtLeast(stream, size)) {
-        rules.raise(rules.readFailed);
-    }
-    buffer.resize(size + uimf::kLzfReadAhead);
-    if (!binary::readExactly(stream, buffer.data(), size)) {
+    if (!binary::readInto(stream, buffer, size, uimf::kLzfReadAhead)) {
         rules.raise(rules.readFailed);
     }
     cachedBlockPosition = blockPosition;

@@ -53,11 +53,7 @@ void ZStdDeompressionHandler::Release::operator()(ZSTD_DCtx_s* context) const { 
 // What was produced counts, not what the block said.
 void readAndDecompress(std::uint32_t compressedSize, std::int64_t frameId, std::istream& stream,
                        ZStdDeompressionHandler& handler, ByteBuffer& compressed, ByteBuffer& decompressed) {
-    if (!holdsAtLeast(stream, compressedSize)) {
-        LUMO_THROW(CorruptFrameDataError(frameId, "Error reading frame data."));
-    }
-    compressed.resize(compressedSize);
-    if (!readExactly(stream, compressed.data(), compressed.size())) {
+    if (!readInto(stream, compressed, compressedSize)) {
         LUMO_THROW(CorruptFrameDataError(frameId, "Error reading frame data."));
     }
     decompressed.resize(checkedContentSize(compressed, frameId));
