@@ -114,24 +114,37 @@ void PeakColumns::accept(const io::kova::ScanBatch& batch, const io::kova::ScanT
 // Moves the peaks inside of the box together and corrects the counts. Each peak is written to the next free
 // place, which only advances if the peak counts: that needs no branch, which for indices at random would be
 // foreseen wrongly half of the time.
-std::size_t PeakColumns::keepBox(const io::kova::ScanBatch& batch) {
+template <class IsInside>
+std::size_t PeakColumns::keepPeaks(const io::kova::ScanBatch& batch, const IsInside& isInside) {
     std::uint32_t* const index = indices.room(0);
     std::uint32_t* const intensity = intensities.room(0);
-    std::size_t read = 0;
+    std::size_t scanBegin = 0;
     std::size_t kept = 0;
     for (std::uint32_t scan = batch.begin; scan < batch.end; ++scan) {
         std::uint32_t& count = counts[scan - batch.begin];
-        const std::size_t scanEnd = read + count;
+        const std::size_t scanEnd = scanBegin + count;
         const std::size_t before = kept;
-        for (; read < scanEnd && box->containsScan(scan); ++read) {
-            index[kept] = index[read];
-            intensity[kept] = intensity[read];
-            kept += box->containsIndex(index[read]) ? std::size_t{1} : std::size_t{0};
+        if (count != 0 && box->containsScan(scan)) {
+            for (std::size_t i = scanBegin; i < scanEnd; ++i) {
+                const std::uint32_t value = index[i];
+                index[kept] = value;
+                intensity[kept] = intensity[i];
+                kept += isInside(value) ? std::size_t{1} : std::size_t{0};
+            }
         }
-        read = scanEnd;
+        scanBegin = scanEnd;
         count = static_cast<std::uint32_t>(kept - before);
     }
     return kept;
+}
+
+// A range of m/z is one of indices, unless the calibration goes up and down.
+std::size_t PeakColumns::keepBox(const io::kova::ScanBatch& batch) {
+    if (box->indices.size() == 1) {
+        const IndexRange only = box->indices.front();
+        return keepPeaks(batch, [only](std::uint32_t index) { return only.contains(index); });
+    }
+    return keepPeaks(batch, [this](std::uint32_t index) { return box->containsIndex(index); });
 }
 
 // The counts of the batch, after the box was applied, say how many peaks each scan has. Of a small frame most

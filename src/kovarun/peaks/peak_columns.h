@@ -158,6 +158,8 @@ private:
 
     bool wants(std::uint32_t column) const { return (wanted & column) != 0; }
     std::size_t keepBox(const io::kova::ScanBatch& batch);
+    template <class IsInside>
+    std::size_t keepPeaks(const io::kova::ScanBatch& batch, const IsInside& isInside);
     void findOccupied(const io::kova::ScanBatch& batch);
     void addScans(const io::kova::ScanBatch& batch, std::size_t peaks);
     void addMasses(std::size_t peaks);
