@@ -102,9 +102,11 @@ void CppSQLite3Query::arriveAt(int code) {
 
 int CppSQLite3Query::numFields() const { return statement != nullptr ? sqlite3_column_count(handle()) : 0; }
 
+bool CppSQLite3Query::hasField(int field) const { return !atEnd && field >= 0 && field < numFields(); }
+
 // SQLite leaves the type of a column that does not exist undefined, so it is not asked.
 FieldType CppSQLite3Query::fieldType(int field) const {
-    if (atEnd || field < 0 || field >= numFields()) {
+    if (!hasField(field)) {
         return FieldType::Null;
     }
     switch (sqlite3_column_type(handle(), field)) {
@@ -121,8 +123,11 @@ FieldType CppSQLite3Query::fieldType(int field) const {
     }
 }
 
+// SQLite reads NULL as 0, so the type need not be asked for where that is wanted: in tables it would take
+// longer than the number.
 std::int64_t CppSQLite3Query::getInt64Field(int field, std::int64_t nullValue) const {
-    return fieldIsNull(field) ? nullValue : sqlite3_column_int64(handle(), field);
+    const bool isNumber = nullValue == 0 ? hasField(field) : !fieldIsNull(field);
+    return isNumber ? sqlite3_column_int64(handle(), field) : nullValue;
 }
 
 int CppSQLite3Query::getIntField(int field, int nullValue) const {
@@ -130,7 +135,8 @@ int CppSQLite3Query::getIntField(int field, int nullValue) const {
 }
 
 double CppSQLite3Query::getFloatField(int field, double nullValue) const {
-    return fieldIsNull(field) ? nullValue : sqlite3_column_double(handle(), field);
+    const bool isNumber = nullValue == 0.0 ? hasField(field) : !fieldIsNull(field);
+    return isNumber ? sqlite3_column_double(handle(), field) : nullValue;
 }
 
 // SQLite gives a null pointer for a value that is not NULL only when it has no memory to convert it.

@@ -52,6 +52,7 @@ public:
 
 private:
     sqlite3_stmt* handle() const noexcept;
+    bool hasField(int field) const;
     void release() noexcept;
     void first();
     int step();
