@@ -107,7 +107,7 @@ def export(run: Union[str, "os.PathLike[str]", AnyAnalysis], output: Union[str, 
     threads : int, optional
         How many threads work; the processors that the process may use by default.
     memory : int, optional
-        Bytes that the export may use for what waits and what is sorted; 512 MiB by default, 64 MiB at least.
+        Bytes that the export may use for what waits and what is sorted; 512 MiB by default, 96 MiB at least.
     on_damage : {"raise", "skip"}
         Whether a damaged frame is an error, or is left out, listed in the result and in a `DamageWarning`.
     force : bool

@@ -20,7 +20,7 @@ COMPRESSIONS = {"parquet": ("zstd", "lz4", "snappy", "none"), "arrow": ("zstd", 
                 "mzml": ("zlib", "zstd", "numpress", "none"), "mzmlb": ("zlib", "none")}
 CONTENTS = ("peaks", "frames", "precursors", "msms")
 # The programs themselves need some 200 MB besides.
-USUAL_MEMORY, LEAST_MEMORY = 512 << 20, 64 << 20
+USUAL_MEMORY, LEAST_MEMORY = 512 << 20, 96 << 20
 
 
 class UsageError(ValueError):
