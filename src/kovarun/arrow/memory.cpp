@@ -12,9 +12,9 @@
 // Memory for columns. A batch has columns of megabytes, which the allocator of the process would take from
 // the system and give back each time; clearing those pages would cost more than decoding the peaks that fill
 // them. So large blocks that a consumer has released are kept for the next batch, up to a bound, which follows
-// from the memory budgets of the runs that are open: blocks serve all of them. Contents are
-// not cleared: every column is written before anybody sees it. Consumers release on any thread, in any order,
-// and after everything else of the library has ended.
+// from the memory budgets of the runs that are open: blocks serve all of them. Contents are not cleared: every
+// column is written before anybody sees it. Consumers release on any thread, in any order, and after everything
+// else of the library has ended.
 namespace lumo::run::arrow {
 
 namespace {

@@ -4,7 +4,6 @@
 #include <numeric>
 
 #include "diag/assert.h"
-#include "sys/cpu.h"
 
 #ifdef __x86_64__
 #include <immintrin.h>
@@ -180,7 +179,7 @@ void IndexCells::findSteps(std::uint32_t bins) {
 void IndexCells::places(const PeakBatch& batch, std::span<const std::uint32_t> scanSteps, std::uint32_t base,
                         std::uint32_t* places) const {
 #ifdef __x86_64__
-    if (areSteps && sys::simdLevel() == sys::SimdLevel::Avx2) {
+    if (areSteps && level == sys::SimdLevel::Avx2) {
         const StepTable table = {
             packed.data(), shift, firstInside, countInside, step, base + parts[firstInside].cell, outside};
         (areAllInside ? findByEight<true> : findByEight<false>)(table, batch, scanSteps, places);

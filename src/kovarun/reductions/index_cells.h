@@ -7,6 +7,7 @@
 #include "diag/assert.h"
 #include "kovarun/query/mass_axis.h"
 #include "kovarun/query/scanwise_sink.h"
+#include "sys/cpu.h"
 
 namespace lumo::run {
 
@@ -21,6 +22,8 @@ class IndexCells {
 public:
     // Room that places() needs beyond its last place.
     static constexpr std::size_t kRoom = 8;
+
+    explicit IndexCells(sys::SimdLevel wanted = sys::simdLevel()) : level(wanted) {}
 
     // Gives `cells[i]` for the indices of `ranges[i]`, none of which is empty and which do not overlap, and
     // `cellOutside` for all others below `bins`. Ranges may come in any order and must end at or before `bins`.
@@ -60,6 +63,7 @@ private:
     void findSteps(std::uint32_t bins);
     std::uint32_t pack(std::size_t part, std::uint32_t next) const;
 
+    sys::SimdLevel level;
     std::vector<std::uint32_t> order;  // of ranges
     std::vector<Part> parts;           // the first begins at 0
     std::vector<Block> blocks;         // and one more
