@@ -4,10 +4,7 @@
 #include <numeric>
 
 #include "diag/assert.h"
-
-#ifdef __x86_64__
-#include <immintrin.h>
-#endif
+#include "kovarun/reductions/eight_entries.h"
 
 // The table is built in two steps: ranges and what lies between them become parts that follow each other
 // without a gap, then the largest size of block is found that no two boundaries share. In the worst case a
@@ -38,8 +35,8 @@ struct StepTable {
 // The same in vectors.
 struct EightLookUps {
     LUMO_AVX2 explicit EightLookUps(const StepTable& table)
-        : entries(reinterpret_cast<const int*>(table.entries)),
-          toBlock(_mm_cvtsi32_si128(static_cast<int>(table.shift))),
+        : entries(table.entries),
+          shift(table.shift),
           inBlock(inAllLanes((1U << table.shift) - 1)),
           firstInside(inAllLanes(table.firstInside)),
           countInside(inAllLanes(table.countInside)),
@@ -47,8 +44,9 @@ struct EightLookUps {
           outside(inAllLanes(table.outside)) {}
 
     template <bool kAllInside>
-    LUMO_AVX2 void find(__m256i index, __m256i first, std::uint32_t* places) const {
-        const __m256i entry = _mm256_i32gather_epi32(entries, _mm256_srl_epi32(index, toBlock), 4);
+    LUMO_AVX2 void find(const std::uint32_t* indices, __m256i first, std::uint32_t* places) const {
+        const __m256i index = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(indices));
+        const __m256i entry = eightEntries(entries, indices, shift);
         __m256i cell = _mm256_srli_epi32(_mm256_add_epi32(entry, _mm256_and_si256(index, inBlock)), 16);
         __m256i isOutside = _mm256_setzero_si256();
         if constexpr (!kAllInside) {
@@ -60,8 +58,8 @@ struct EightLookUps {
                             _mm256_min_epu32(_mm256_or_si256(place, isOutside), outside));
     }
 
-    const int* entries;
-    __m128i toBlock;
+    const std::uint32_t* entries;
+    unsigned shift;
     __m256i inBlock;
     __m256i firstInside;
     __m256i countInside;
@@ -69,28 +67,26 @@ struct EightLookUps {
     __m256i outside;
 };
 
-// The last eight of a scan may be fewer: what is loaded is masked, and what is stored beyond them is
-// overwritten by the next scan, or lies in the room at the end.
+// The last eight of a scan may be fewer: what is found for those after them is overwritten by the next scan, or
+// lies in the room at the end.
 template <bool kAllInside>
 LUMO_AVX2 void findByEight(const StepTable& table, const PeakBatch& batch,
                            std::span<const std::uint32_t> scanSteps, std::uint32_t* places) {
     const EightLookUps lookUps(table);
-    const __m256i lanes = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
     const std::uint32_t* indices = batch.indices;
+    const std::uint32_t* const end = indices + batch.peaks;
     for (std::size_t i = 0; i < batch.counts.size(); ++i) {
         const __m256i first =
             inAllLanes(table.first + (scanSteps.empty() ? 0 : scanSteps[batch.scanBegin + i]));
         const std::uint32_t count = batch.counts[i];
-        std::uint32_t peak = 0;
-        for (; count - peak >= 8; peak += 8) {
-            lookUps.find<kAllInside>(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(indices + peak)),
-                                     first, places + peak);
-        }
-        if (peak < count) {
-            const __m256i isThere = _mm256_cmpgt_epi32(inAllLanes(count - peak), lanes);
-            lookUps.find<kAllInside>(
-                _mm256_maskload_epi32(reinterpret_cast<const int*>(indices + peak), isThere), first,
-                places + peak);
+        for (std::uint32_t peak = 0; peak < count; peak += 8) {
+            if (end - indices - peak >= 8) {
+                lookUps.find<kAllInside>(indices + peak, first, places + peak);
+            } else {
+                std::uint32_t last[8] = {};
+                std::copy(indices + peak, end, last);
+                lookUps.find<kAllInside>(last, first, places + peak);
+            }
         }
         indices += count;
         places += count;

@@ -2,12 +2,10 @@
 
 #include <cstring>
 
-#ifdef __x86_64__
-#include <immintrin.h>
-#endif
+#include "kovarun/reductions/eight_entries.h"
 
 // Few peaks are wanted, and which ones cannot be foreseen. So no form branches on a single peak: the plain one
-// writes each position and keeps it only if its bit is set, the one with vectors gathers the bits of 64 peaks
+// writes each position and keeps it only if its bit is set, the one with vectors collects the bits of 64 peaks
 // into a word and goes from one set bit to the next.
 namespace lumo::run {
 
@@ -25,13 +23,11 @@ std::size_t findPlainly(const std::uint64_t* bits, const std::uint32_t* indices,
 
 #ifdef __x86_64__
 
-// The bits of eight indices. Words of 32 bits are gathered; each index's own bit is shifted to the top of its
-// word, whence it is taken.
+// The bits of eight indices: each is shifted to the top of its word, whence it is taken.
 LUMO_AVX2 inline std::uint64_t bitsOfEight(const std::uint64_t* bits, const std::uint32_t* indices) {
     __m256i eight;
     std::memcpy(&eight, indices, sizeof eight);
-    const __m256i words =
-        _mm256_i32gather_epi32(reinterpret_cast<const int*>(bits), _mm256_srli_epi32(eight, 5), 4);
+    const __m256i words = eightEntries(bits, indices, 5);
     const __m256i fromTop = _mm256_andnot_si256(eight, _mm256_set1_epi32(31));
     return static_cast<std::uint32_t>(
         _mm256_movemask_ps(_mm256_castsi256_ps(_mm256_sllv_epi32(words, fromTop))));
