@@ -46,9 +46,9 @@ int codeOfFailedLock() {
     return errno == EAGAIN || errno == EACCES || errno == ENOLCK ? SQLITE_BUSY : SQLITE_IOERR_LOCK;
 }
 
-// Readers hold the pending byte while they take the shared ones. A writer that waits for readers to end keeps
-// the pending byte locked, so no new reader comes and the writer gets its turn. Nothing beyond a shared lock
-// is ever wanted.
+// A writer that waits for readers to end keeps the pending byte locked, so no new reader comes and the writer gets
+// its turn. It is asked for, not taken: a writer who takes it in between waits for one reader more. Nothing beyond
+// a shared lock is ever wanted.
 int lock(sqlite3_file* file, int level) {
     ReadOnlyFile& own = fileOf(file);
     if (level > SQLITE_LOCK_SHARED) {
@@ -57,13 +57,15 @@ int lock(sqlite3_file* file, int level) {
     if (own.isLocked) {
         return SQLITE_OK;
     }
-    if (!own.file->lock(kPending, 1)) {
-        return codeOfFailedLock();
+    switch (own.file->lockOfOthers(kPending, 1)) {
+        case OpenFile::Lock::Exclusive:
+            return SQLITE_BUSY;
+        case OpenFile::Lock::Unknown:
+            return codeOfFailedLock();
+        default:  // other readers may be about to come
+            own.isLocked = own.file->lock(kShared, kSharedBytes);
+            return own.isLocked ? SQLITE_OK : codeOfFailedLock();
     }
-    own.isLocked = own.file->lock(kShared, kSharedBytes);
-    const int code = own.isLocked ? SQLITE_OK : codeOfFailedLock();
-    own.file->unlock(kPending, 1);
-    return code;
 }
 
 int unlock(sqlite3_file* file, int level) {

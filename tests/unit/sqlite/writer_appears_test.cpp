@@ -104,4 +104,18 @@ TEST_F(WriterAppears, WhereALogWithoutIndexWasThereInATransaction) {
     expectThatOperationsBeginAgain();
 }
 
+// With a rollback journal it waits for readers, and they for it, or it would never get its turn.
+TEST_F(WriterAppears, NoReaderComesWhileItWaits) {
+    WriterProcess reader(file);
+    ASSERT_EQ(reader.execute("PRAGMA journal_mode=DELETE; BEGIN; SELECT V FROM T"), "");
+    WriterProcess writer(file);
+    EXPECT_EQ(writer.execute("BEGIN; UPDATE T SET V=7; COMMIT"), "database is locked");
+    CppSQLite3DB db;
+    db.open(file);
+    EXPECT_EQ(fixtures::failureOf([&] { smallestAndLargest(db); }), "database is locked");
+    EXPECT_EQ(reader.execute("COMMIT"), "");
+    EXPECT_EQ(writer.execute("COMMIT"), "");
+    EXPECT_EQ(smallestAndLargest(db), "77");
+}
+
 }  // namespace
