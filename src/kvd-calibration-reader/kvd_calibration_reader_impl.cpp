@@ -14,8 +14,8 @@
 
 // The calibration that was stored during acquisition. A frame's row names its calibration and states at which
 // temperatures it was measured; the calibration's row gives the model. Both are read in one transaction, so a
-// writer cannot come between them. Frames are read again at each call; of calibrations, which many frames
-// share, what was made of their rows is kept as long as nobody writes to the database.
+// writer cannot come between them. What was made of the rows is kept as long as nobody writes to the database:
+// many frames share a calibration, and a frame is often asked for again.
 namespace lumo::io::kova_calibration {
 
 namespace models = ::lumo::calibration;
@@ -61,7 +61,8 @@ models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getMzTrafo(
     std::int64_t frameId, models::TemperatureCompensation compensation) const {
     FrameMzCalibration frame;
     const MzCalibration calibration = db->inTransaction([&] {
-        frame = readFrameMzCalibration(frameId, queryFrame(frameId), logger);
+        frame = frames.get(frameId, db->dataVersion(),
+                           [&] { return readFrameMzCalibration(frameId, queryFrame(frameId), logger); });
         return mzCalibrations.get(frame.calibrationId, db->dataVersion(),
                                   [&] { return readMzCalibration(frame.calibrationId, mzTable); });
     });
@@ -78,24 +79,18 @@ models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getMzTrafo(
     return transformator;
 }
 
-// The prepared statement serves the usual case, one row with a whole number. Anything else is left to the
-// checked query, which knows what to say about it.
 std::unique_ptr<models::kova::ITransformator> KvdCalibrationReaderImpl::getMobTrafo(
     std::int64_t frameId) const {
     if (!mobilityTable) {
         LUMO_THROW(std::runtime_error("Mobility calibration is not supported."));
     }
     return db->inTransaction([&]() -> std::unique_ptr<models::kova::ITransformator> {
-        CppSQLite3Query frame = queryMobCalibId(frameId);
-        if (!frame.eof() && frame.fieldType(0) == sqlite::FieldType::Integer) {
-            const std::int64_t calibrationId = frame.getInt64Field(0);
-            frame.nextRow();
-            // An id that two rows have is damage, and left to the checked query like all other damage.
-            if (frame.eof()) {
-                return copyOf(mobilityCalibrations.get(calibrationId, db->dataVersion(), [&] {
-                    return readMobilityTrafo(calibrationId, *mobilityTable);
-                }));
-            }
+        const std::optional<std::int64_t> calibrationId =
+            mobilityIds.get(frameId, db->dataVersion(), [&] { return queryMobilityId(frameId); });
+        if (calibrationId) {
+            return copyOf(mobilityCalibrations.get(*calibrationId, db->dataVersion(), [&] {
+                return readMobilityTrafo(*calibrationId, *mobilityTable);
+            }));
         }
         return readMobilityTrafo(getMobCalibId(frameId, *db, logger), *mobilityTable);
     });
@@ -110,12 +105,20 @@ CppSQLite3Query KvdCalibrationReaderImpl::queryFrame(std::int64_t frameId) const
     return frameStatement.execQuery();
 }
 
-CppSQLite3Query KvdCalibrationReaderImpl::queryMobCalibId(std::int64_t frameId) const {
-    if (!mobCalibIdStatement.isPrepared()) {
-        mobCalibIdStatement = db->compileStatement("SELECT KovaCalibration FROM Frames WHERE Id=?");
+// In the usual case, which is one row with a whole number. Anything else is left to the checked query, which knows
+// what to say about it.
+std::optional<std::int64_t> KvdCalibrationReaderImpl::queryMobilityId(std::int64_t frameId) const {
+    if (!mobilityIdStatement.isPrepared()) {
+        mobilityIdStatement = db->compileStatement("SELECT KovaCalibration FROM Frames WHERE Id=?");
     }
-    mobCalibIdStatement.bind(1, frameId);
-    return mobCalibIdStatement.execQuery();
+    mobilityIdStatement.bind(1, frameId);
+    CppSQLite3Query row = mobilityIdStatement.execQuery();
+    if (row.fieldType(0) != sqlite::FieldType::Integer) {
+        return std::nullopt;
+    }
+    const std::int64_t calibrationId = row.getInt64Field(0);
+    row.nextRow();
+    return row.eof() ? std::optional(calibrationId) : std::nullopt;
 }
 
 models::ICalibrationTransformatorPtr KvdCalibrationReaderImpl::getReferenceMzTrafo(Polarity polarity) const {

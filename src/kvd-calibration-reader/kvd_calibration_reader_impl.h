@@ -56,14 +56,18 @@ public:
 
 private:
     CppSQLite3Query queryFrame(std::int64_t frameId) const;
-    CppSQLite3Query queryMobCalibId(std::int64_t frameId) const;
+    std::optional<std::int64_t> queryMobilityId(std::int64_t frameId) const;
+
+    static constexpr std::size_t kMostFrames = 1 << 14;  // of which rows are kept, some 100 bytes each
 
     logging::Logger logger;
     std::shared_ptr<CppSQLite3DB> db;
     calibration::CalibrationTableReader mzTable;
     std::optional<calibration::CalibrationTableReader> mobilityTable;
     mutable CppSQLite3Statement frameStatement;  // compiled when first used
-    mutable CppSQLite3Statement mobCalibIdStatement;
+    mutable CppSQLite3Statement mobilityIdStatement;
+    mutable sqlite::KeptRows<FrameMzCalibration, kMostFrames> frames;
+    mutable sqlite::KeptRows<std::optional<std::int64_t>, kMostFrames> mobilityIds;  // of frames
     mutable sqlite::KeptRows<MzCalibration> mzCalibrations;
     mutable sqlite::KeptRows<std::unique_ptr<::lumo::calibration::kova::ILinearVoltageRampBasedTransformator>>
         mobilityCalibrations;

@@ -2,13 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <unordered_map>
 
 namespace lumo::sqlite {
 
 // What was made of the rows of a table, by id, for as long as nobody writes to the database. Rows that many
 // others refer to are so read once, and what a writer changes is seen all the same.
-template <class Row>
+//
+// A file may claim any number of rows, so there is a limit.
+template <class Row, std::size_t kMost = 64>
 class KeptRows {
 public:
     // The row of an id, which `read` is called for if it is not there. `dataVersion` is that of the
@@ -24,10 +26,8 @@ public:
     }
 
 private:
-    static constexpr std::size_t kMost = 64;  // a file may claim any number
-
     std::int64_t version = -1;
-    std::map<std::int64_t, Row> rows;
+    std::unordered_map<std::int64_t, Row> rows;
 };
 
 }  // namespace lumo::sqlite

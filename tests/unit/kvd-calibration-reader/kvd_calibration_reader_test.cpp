@@ -6,6 +6,7 @@
 #include "calibration/measurement_mode_info.h"
 #include "fixtures/analysis_builder.h"
 #include "fixtures/temp_directory.h"
+#include "fixtures/writer_process.h"
 
 namespace {
 
@@ -21,9 +22,13 @@ protected:
     // Of an analysis in a directory of its own.
     KvdCalibrationReaderImpl open(const AnalysisBuilder& builder,
                                   AnalysisFormat format = AnalysisFormat::Mobility) {
+        return {opened(builder.write(directory / std::to_string(++analyses)) / "analysis.kvd"), format};
+    }
+
+    static std::shared_ptr<CppSQLite3DB> opened(const std::filesystem::path& database) {
         auto db = std::make_shared<CppSQLite3DB>();
-        db->open(builder.write(directory / std::to_string(++analyses)) / "analysis.kvd");
-        return {db, format};
+        db->open(database);
+        return db;
     }
 
     fixtures::TempDirectory directory;
@@ -46,6 +51,31 @@ TEST_F(CalibrationReader, CompensationFollowsTheFramesTemperatures) {
         << "a missing temperature reads as 0";
     EXPECT_EQ(mass(4, Compensation::On), mass(4, Compensation::Off))
         << "coefficients of 0 change nothing, not even a bit";
+}
+
+// Rows are kept, but only as long as nobody writes.
+TEST_F(CalibrationReader, SeesWhatAWriterChanges) {
+    AnalysisBuilder builder;
+    builder.frame({}).mzCalibration({.dC1 = 2.0}).mzCalibration({.id = 2}).kovaCalibration({});
+    builder.sql(
+        "CREATE TABLE T AS SELECT * FROM KovaCalibration; UPDATE T SET Id=2, C2=C2+5; "
+        "INSERT INTO KovaCalibration SELECT * FROM T");
+    const KvdCalibrationReaderImpl reader = open(builder);
+    const auto conversions = [](const KvdCalibrationReaderImpl& by) {
+        return std::pair(by.getMzTrafo(1, Compensation::On)->DIndexToMass(100'000.0),
+                         by.getMobTrafo(1)->scanNumberToOneOverK0(100.0));
+    };
+    const std::filesystem::path database = directory / "1" / "analysis.kvd";
+    fixtures::WriterProcess writer(database);
+    for (const char* const change :
+         {"Frames SET T1=T1+5", "Frames SET MzCalibration=2", "MzCalibration SET C1=1.1*C1",
+          "Frames SET KovaCalibration=2", "KovaCalibration SET C2=C2+1"}) {
+        const auto before = conversions(reader);
+        ASSERT_EQ(writer.execute("UPDATE " + std::string(change)), "");
+        const auto now = conversions(reader);
+        EXPECT_NE(now, before) << change;
+        EXPECT_EQ(now, conversions(KvdCalibrationReaderImpl(opened(database), AnalysisFormat::Mobility)));
+    }
 }
 
 TEST_F(CalibrationReader, ReferenceNeedsExactlyOneCalibrationPerPolarity) {
