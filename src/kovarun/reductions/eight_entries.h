@@ -25,7 +25,7 @@ LUMO_AVX2 inline __m256i eightEntries(const void* table, const std::uint32_t* in
     std::uint64_t pairs[4];  // of indices, the first in the lower half
     std::memcpy(pairs, indices, sizeof pairs);
     __m128i halves[2];
-    for (unsigned i = 0; i < 2; ++i) {
+    for (std::size_t i = 0; i < 2; ++i) {
         const std::uint64_t* const two = pairs + 2 * i;
         __m128i four = _mm_cvtsi32_si128(entryAt(table, static_cast<std::uint32_t>(two[0]) >> shift));
         four = _mm_insert_epi32(four, entryAt(table, two[0] >> (32 + shift)), 1);
