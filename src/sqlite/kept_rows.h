@@ -6,10 +6,10 @@
 
 namespace lumo::sqlite {
 
-// What was made of the rows of a table, by id, for as long as nobody writes to the database. Rows that many
-// others refer to are so read once, and what a writer changes is seen all the same.
+// What was made of the rows of a table, by id, for as long as nobody writes to the database. Rows that are asked
+// for again are so read once, and what a writer changes is seen all the same.
 //
-// A file may claim any number of rows, so there is a limit.
+// A file may claim any number of rows, so there is a limit, at which all of them make room for the next.
 template <class Row, std::size_t kMost = 64>
 class KeptRows {
 public:
@@ -17,12 +17,17 @@ public:
     // connection in the current transaction. Valid until the next call.
     template <class Read>
     const Row& get(std::int64_t id, std::int64_t dataVersion, const Read& read) {
-        if (dataVersion != version || rows.size() >= kMost) {
+        if (dataVersion != version) {
             rows.clear();
             version = dataVersion;
         }
-        const auto found = rows.find(id);
-        return found != rows.end() ? found->second : rows.emplace(id, read()).first->second;
+        if (const auto found = rows.find(id); found != rows.end()) {
+            return found->second;
+        }
+        if (rows.size() >= kMost) {
+            rows.clear();
+        }
+        return rows.emplace(id, read()).first->second;
     }
 
 private:
