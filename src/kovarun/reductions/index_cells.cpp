@@ -132,7 +132,7 @@ std::uint32_t IndexCells::pack(std::size_t part, std::uint32_t next) const {
 }
 
 void IndexCells::findParts(std::span<const IndexRange> ranges, std::span<const std::uint32_t> cells) {
-    order.resize(ranges.size());
+    std::vector<std::uint32_t> order(ranges.size());
     std::iota(order.begin(), order.end(), 0U);
     std::sort(order.begin(), order.end(),
               [&](std::uint32_t a, std::uint32_t b) { return ranges[a].begin < ranges[b].begin; });

@@ -37,7 +37,9 @@ public:
                 std::uint32_t* places) const;
 
     // Of the table, for whoever keeps it.
-    std::size_t bytes() const { return (sizeof(Block) + sizeof packed[0]) * blocks.size(); }
+    std::size_t bytes() const {
+        return sizeof(Part) * parts.size() + (sizeof(Block) + sizeof packed[0]) * blocks.size();
+    }
 
 private:
     // For indices below `bins`, which those of decoded peaks always are.
@@ -64,10 +66,9 @@ private:
     std::uint32_t pack(std::size_t part, std::uint32_t next) const;
 
     sys::SimdLevel level;
-    std::vector<std::uint32_t> order;  // of ranges
-    std::vector<Part> parts;           // the first begins at 0
-    std::vector<Block> blocks;         // and one more
-    unsigned shift = 0;                // of an index, to the number of its block
+    std::vector<Part> parts;    // the first begins at 0
+    std::vector<Block> blocks;  // and one more
+    unsigned shift = 0;         // of an index, to the number of its block
     std::uint32_t outside = 0;
 
     // Parts [firstInside, firstInside + countInside) are cells, each `step` after the one before it.
